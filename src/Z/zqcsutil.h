@@ -1,0 +1,98 @@
+/// The process's codesets, and the codeset-aware string and character functions.
+///
+/// Every process has two codesets: its local one, named by the environment (`LC_ALL`, `LC_CTYPE`,
+/// `LANG`), and UTF-8. They are set up once, on first use, and then read without locks from any
+/// thread. The environment variable `QCSDIR` must name the codeset data directory; without it the
+/// handle getters print the reason and abort, the name getters print it and return null.
+///
+/// Rules that hold for all functions here: text is NUL-terminated bytes in the codeset of the
+/// handle, lengths are bytes, nothing is read behind the terminating NUL whatever length is given,
+/// nothing is retained after the call, and no function throws.
+#ifndef Z_ZQCSUTIL_H
+#define Z_ZQCSUTIL_H
+
+#include "Z/ztags.h"
+//
+#include "Z/zexport.h"
+
+#include <time.h>
+
+/// A codeset: a 32-bit number on both word sizes; 0 is none.
+typedef unsigned int ZCodesetHandle;
+/// A wide character: one UTF-16 code unit. Characters outside the Basic Multilingual Plane have no
+/// wide form.
+typedef unsigned short ZWideChar;
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/// The handle of the local codeset. Aborts, after a report, when there is none.
+ZFC_API ZCodesetHandle zgetLCSHandle(void);
+/// The handle of UTF-8. Aborts, after a report, when there is none.
+ZFC_API ZCodesetHandle zgetUTF8Handle(void);
+/// The local codeset's name; the library's own text, for the process's life. Null, after a report,
+/// when the codesets could not be set up.
+ZFC_API const char* zgetLocalCodesetName(void);
+/// The canonical name of the process's locale; as zgetLocalCodesetName() otherwise.
+ZFC_API const char* zgetlocale(void);
+/// Names the codeset data directory. Null does nothing.
+ZFC_API void zset_cs_dir(const char* dir);
+
+/// Converts `inLen` bytes of local text to UTF-8. Returns the bytes written into `out`, -1 when the
+/// text is malformed or does not fit `outLen`, 0 when a pointer is null or a length is 0.
+ZFC_API int zlcs_to_utf8(const char* in, unsigned int inLen, char* out, unsigned int outLen);
+/// The way back: as zlcs_to_utf8(), -1 also for a character that the local codeset lacks.
+ZFC_API int zlcs_from_utf8(const char* in, unsigned int inLen, char* out, unsigned int outLen);
+
+/// The greatest number of bytes that a character of the local codeset takes; at least 1.
+ZFC_API int zlcs_mb_max(void);
+/// Length in bytes of the character at `p`, which has `n` bytes left: 0 at NUL (or `n` 0), -1 when
+/// it is malformed or cut off.
+ZFC_API int zmblen(ZCodesetHandle cs, const char* p, unsigned int n);
+/// Number of characters of `s` up to its end or its first malformed character; 0 for null.
+ZFC_API int zstrcount(ZCodesetHandle cs, const char* s);
+/// Decodes the character at `p` into `*wide`; its length in bytes, 0 at NUL, -1 when it is malformed
+/// or has no wide form.
+ZFC_API int zmbtowc(ZCodesetHandle cs, ZWideChar* wide, const char* p, unsigned int n);
+/// The length in bytes of the character at `p` when it is white space (alphabetic), else 0.
+ZFC_API int zisspace(ZCodesetHandle cs, const char* p, unsigned int n);
+ZFC_API int zisalpha(ZCodesetHandle cs, const char* p, unsigned int n);
+
+/// Classification of one wide character: non-zero when it is of the class.
+ZFC_API int ziswupper(ZWideChar wide);
+ZFC_API int ziswlower(ZWideChar wide);
+ZFC_API int ziswspace(ZWideChar wide);
+ZFC_API int ziswdigit(ZWideChar wide);
+ZFC_API int ziswalpha(ZWideChar wide);
+ZFC_API int ziswalnum(ZWideChar wide);
+
+/// The standard functions of the same stem (ISO C), walking whole characters: a match never begins
+/// inside a multibyte character. `c` is a wide character. Null text is empty text.
+ZFC_API char* zstrchr(ZCodesetHandle cs, const char* s, int c);
+ZFC_API char* zstrrchr(ZCodesetHandle cs, const char* s, int c);
+ZFC_API char* zstrstr(ZCodesetHandle cs, const char* s, const char* sub);
+ZFC_API char* zstrpbrk(ZCodesetHandle cs, const char* s, const char* set);
+/// Bytes of the leading run of characters that are (zstrspn) or are not (zstrcspn) in `set`.
+ZFC_API unsigned int zstrspn(ZCodesetHandle cs, const char* s, const char* set);
+ZFC_API unsigned int zstrcspn(ZCodesetHandle cs, const char* s, const char* set);
+/// As POSIX strtok_r: writes into `s`; `*state` carries the place between calls.
+ZFC_API char* zstrtok(ZCodesetHandle cs, char* s, const char* delims, char** state);
+/// Appends (copies) at most `n` bytes of `src`, never part of a character; the result ends in NUL,
+/// zstrncpy() fills up to `n` bytes with NULs as ISO C does. `dst` has room for what is written.
+ZFC_API char* zstrncat(ZCodesetHandle cs, char* dst, const char* src, unsigned int n);
+ZFC_API char* zstrncpy(ZCodesetHandle cs, char* dst, const char* src, unsigned int n);
+/// Comparison without regard to case: negative, 0 or positive. `n` is bytes.
+ZFC_API int zstricmp(ZCodesetHandle cs, const char* a, const char* b);
+ZFC_API int zstrnicmp(ZCodesetHandle cs, const char* a, const char* b, unsigned int n);
+/// Case mapping in place; a character whose other case has another byte length stays. Returns `s`.
+ZFC_API char* zstrupper(ZCodesetHandle cs, char* s);
+ZFC_API char* zstrlower(ZCodesetHandle cs, char* s);
+/// As POSIX strptime with the names of the process's locale; null when `s` does not match.
+ZFC_API char* zstrptime(ZCodesetHandle cs, const char* s, const char* format, struct tm* tm);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

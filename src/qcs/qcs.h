@@ -1,11 +1,18 @@
 /// The codeset layer: everything the library knows about character sets.
 ///
 /// Codesets and locales are known by 32-bit handles; 0 is none. A codeset is compiled into tables
-/// when its handle is made, so no later call enters iconv, and a handle may be used from several
-/// threads at once. Text is bytes in the codeset of the handle and ends at its NUL: no function
-/// reads behind the terminating NUL, whatever length it is told. A wide character is one UTF-16
-/// code unit; a character outside the Basic Multilingual Plane has none, but is measured, searched
-/// and converted whole. No function throws, and none loops on a malformed or cut-off character.
+/// when its handle is made, so that per-character calls look into these tables alone, and a handle
+/// may be used from several threads at once. Served are UTF-8 and every codeset of the system's
+/// iconv in which the bytes below 0x80 are whole characters and mean what they mean in ASCII
+/// (backslash, tilde and unused control characters excepted); the others, UTF-16 and the shifting
+/// ISO-2022 family among them, cannot stand in NUL-terminated text and have no handle.
+///
+/// Rules for all functions: text is bytes in the codeset of the handle and ends at its NUL; nothing
+/// behind the NUL is read, whatever length is told. Null text is empty text. A wide character is
+/// one UTF-16 code unit; a character outside the Basic Multilingual Plane has none, but is
+/// measured, searched and converted whole. UTF-8 is strict: overlong forms, surrogates and values
+/// above U+10FFFF are malformed. With a handle that is none, measuring and converting fail,
+/// searching finds nothing, and comparison and copying are by bytes. No function throws.
 #ifndef QCS_QCS_H
 #define QCS_QCS_H
 
@@ -20,39 +27,50 @@ typedef unsigned int qcs_loc_handle;
 typedef unsigned short qcs_wchar;
 
 /// Names the codeset data directory, whose file "aliases" may add names of codesets and locales.
-/// Files there are read when a name is looked up; a missing directory or file is no error. In
-/// set-user-id programs nothing is read. Null is ignored.
+/// It is read when a name is looked up next; a missing directory or file is no error. In
+/// set-user-id programs it is not read. Null is ignored.
 void qcs_set_dir(const char* dir);
 
-/// Name of the locale that the environment asks for (LC_ALL, LC_CTYPE, LANG; "C" when none is
-/// usable), and name of its codeset. 0 on success, -1 when it does not fit `size` bytes.
+/// Name of the locale that the environment asks for: the first of LC_ALL, LC_CTYPE and LANG that is
+/// set and not empty; "C" when there is none or it is no locale name (letters, digits and "-_.:",
+/// and a modifier of these after "@"). 0 on success, -1 when it does not fit `size` bytes.
 int qcs_os_lang_name(char* buffer, unsigned int size);
+/// Name of that locale's codeset: the system's own answer where it has the locale, else the codeset
+/// named in the locale's name, else "US-ASCII". 0 on success, -1 when it does not fit.
 int qcs_os_cs_name(char* buffer, unsigned int size);
-/// The canonical spelling of a locale name ("de_DE.utf8" gives "de_DE.UTF-8"). 0 on success.
+/// The canonical spelling of a locale name ("de_DE.utf8" gives "de_DE.UTF-8"). 0 on success, -1
+/// when it is no locale name or does not fit `size` bytes.
 int qcs_canonical_loc(const char* name, char* out, unsigned int size);
 
-/// A locale or codeset by name; 0 when there is none of that name. The same codeset gives the same
-/// handle. Freeing 0 or an unknown handle does nothing; a handle is freed as often as it was made.
+/// A locale by name; 0 when the system has none of that name. The same name gives the same handle;
+/// it lives as long as the process.
 qcs_loc_handle qcs_loc_new(const char* name);
+/// A codeset by name; 0 when there is none of that name. Letter case and punctuation do not matter.
+/// The same codeset gives the same handle.
 qcs_cs_handle qcs_cs_new(const char* name);
+/// Gives back what one qcs_cs_new() gave; when all have been, the handle is none until the codeset
+/// is asked for again. Freeing none does nothing. The tables are kept for the next asker.
 void qcs_cs_free(qcs_cs_handle cs);
 
 /// Whole-text conversion: bytes written, -1 when the input is malformed, cut off or has a character
-/// that the target lacks, or when `outLen` bytes do not hold the result. A NUL converts to NUL.
-int qcs_to_utf8(qcs_cs_handle cs, const char* in, unsigned int inLen, char* out, unsigned int outLen);
+/// that the target lacks, or when `outLen` bytes do not hold the result (`out` then holds part of
+/// it). At most `inLen` bytes are read; a NUL among them is converted and ends the text.
+int qcs_to_utf8(qcs_cs_handle cs, const char* in, unsigned int inLen, char* out,
+                unsigned int outLen);
 int qcs_from_utf8(qcs_cs_handle cs, const char* in, unsigned int inLen, char* out,
                   unsigned int outLen);
 
-/// Greatest bytes of one character; 1 for an unknown handle.
+/// Greatest bytes of one character; 1 for a handle that is none.
 int qcs_mb_max(qcs_cs_handle cs);
-/// Length of the character at `p`, which has `n` bytes left: 0 at NUL or `n` 0, -1 if invalid.
+/// Length of the character at `p`, which has `n` bytes left: 0 at NUL or `n` 0, -1 if malformed.
 int qcs_mblen(qcs_cs_handle cs, const char* p, unsigned int n);
-/// One character to wide: its length, 0 at NUL, -1 if invalid or without wide form.
+/// One character to wide: its length, 0 at NUL or `n` 0, -1 if malformed or without wide form.
 int qcs_mbtowc(qcs_cs_handle cs, qcs_wchar* wide, const char* p, unsigned int n);
-/// One wide character to bytes (`out` has room for qcs_mb_max bytes, at least 8): bytes written, -1
-/// when the codeset lacks it or it is a surrogate.
+/// One wide character to bytes (`out` has room for 8): bytes written, -1 when the codeset lacks it
+/// or it is a surrogate. 0 gives one NUL.
 int qcs_wctomb(qcs_cs_handle cs, char* out, qcs_wchar wide);
 
+/// Classes are those of the C.UTF-8 locale, whatever locales are installed.
 int qcs_iswupper(qcs_wchar wide);
 int qcs_iswlower(qcs_wchar wide);
 int qcs_iswspace(qcs_wchar wide);
@@ -60,21 +78,36 @@ int qcs_iswdigit(qcs_wchar wide);
 int qcs_iswalpha(qcs_wchar wide);
 int qcs_iswalnum(qcs_wchar wide);
 
-/// The ISO C functions of the same stem over whole characters. Null text is empty text.
+// The functions below walk whole characters: nothing is found inside one. A walk ends at a
+// malformed character, with two exceptions: a byte that a single-byte codeset does not define is
+// walked over as a character equal to itself alone, and what is copied, compared or tokenized is
+// taken by bytes from there on, so that no text is lost or taken for another.
+
+/// Number of characters.
+unsigned int qcs_strcount(qcs_cs_handle cs, const char* s);
+/// The ISO C functions of the same stem. `wide` is a wide character; 0 finds the end of the text.
 char* qcs_strchr(qcs_cs_handle cs, const char* s, int wide);
 char* qcs_strrchr(qcs_cs_handle cs, const char* s, int wide);
 char* qcs_strstr(qcs_cs_handle cs, const char* s, const char* sub);
 char* qcs_strpbrk(qcs_cs_handle cs, const char* s, const char* set);
 unsigned int qcs_strspn(qcs_cs_handle cs, const char* s, const char* set);
 unsigned int qcs_strcspn(qcs_cs_handle cs, const char* s, const char* set);
+/// As POSIX strtok_r.
 char* qcs_strtok(qcs_cs_handle cs, char* s, const char* delims, char** state);
+/// As in ISO C, `n` counting bytes, but a character that would not go in whole is left out.
+/// qcs_strncat() writes a NUL behind the text; qcs_strncpy() writes exactly `n` bytes, NULs behind
+/// the text, so there is no NUL when the text takes all of them. `dst` and `src` do not overlap.
 char* qcs_strncat(qcs_cs_handle cs, char* dst, const char* src, unsigned int n);
 char* qcs_strncpy(qcs_cs_handle cs, char* dst, const char* src, unsigned int n);
+/// Comparison by characters without regard to case; `n` counts bytes of either text. Case is that
+/// of the C.UTF-8 locale in every locale.
 int qcs_stricmp(qcs_cs_handle cs, qcs_loc_handle loc, const char* a, const char* b);
 int qcs_strnicmp(qcs_cs_handle cs, qcs_loc_handle loc, const char* a, const char* b,
                  unsigned int n);
+/// Case mapping in place; a character whose other case has another byte length stays. Returns `s`.
 char* qcs_strupper(qcs_cs_handle cs, qcs_loc_handle loc, char* s);
 char* qcs_strlower(qcs_cs_handle cs, qcs_loc_handle loc, char* s);
+/// As POSIX strptime, with the names of the locale; with those of C when `loc` is none.
 char* qcs_strptime(qcs_cs_handle cs, qcs_loc_handle loc, const char* s, const char* format,
                    struct tm* tm);
 

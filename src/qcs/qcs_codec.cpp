@@ -1,0 +1,66 @@
+#include "qcs/qcs_codec.h"
+
+namespace qcs {
+
+bool isUtf8(const char* p, std::size_t n) {
+    for (std::size_t at = 0;;) {
+        at += asciiRun(p + at, n - at);
+        if (at == n) return true;
+        Character const next = Utf8Codec::decode(p + at, n - at);
+        if (next.length == 0) return false;
+        at += next.length;
+    }
+}
+
+void EncodingMap::set(CodePoint code, PackedBytes bytes) {
+    std::uint16_t& page = pageOf[code >> 8];
+    if (page == 0) {
+        pages.emplace_back().fill(0);
+        page = static_cast<std::uint16_t>(pages.size() - 1);
+    }
+    pages[page][code & 0xFF] = bytes;
+}
+
+std::array<char, 4> FourByteBlock::bytesOf(std::uint32_t index) {
+    return {static_cast<char>(0x81 + index / 12600), static_cast<char>(0x30 + index / 1260 % 10),
+            static_cast<char>(0x81 + index / 10 % 126), static_cast<char>(0x30 + index % 10)};
+}
+
+Character FourByteBlock::decode(const char* p, std::size_t n) const {
+    static constexpr std::array<unsigned, 4> first{0x81, 0x30, 0x81, 0x30};
+    static constexpr std::array<unsigned, 4> base{126, 10, 126, 10};
+    std::uint32_t index = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+        unsigned const digit = i < n ? static_cast<unsigned char>(p[i]) - first[i] : base[i];
+        if (digit >= base[i]) return malformed;
+        index = index * base[i] + digit;
+    }
+    if (index < bmpCount) return bmp[index] == 0 ? malformed : Character{bmp[index], 4};
+    CodePoint const code = index - supplementaryStart + 0x10000;
+    return index < supplementaryStart || code > lastCodePoint ? malformed : Character{code, 4};
+}
+
+unsigned FourByteBlock::encodeSupplementary(CodePoint code, char* out) {
+    auto const bytes = bytesOf(code - 0x10000 + supplementaryStart);
+    std::memcpy(out, bytes.data(), bytes.size());
+    return 4;
+}
+
+unsigned TableCodec::encode(CodePoint code, char* out) const {
+    if (code == 0) {
+        *out = 0;
+        return 1;
+    }
+    if (code > lastCodePoint) return 0;
+    PackedBytes const bytes = encoding.find(code);
+    if (bytes == 0 && code > 0xFFFF && !fourByte.bmp.empty())
+        return FourByteBlock::encodeSupplementary(code, out);
+    unsigned length = 0;
+    for (unsigned shift = 32; shift > 0; shift -= 8) {
+        auto const byte = static_cast<unsigned char>(bytes >> (shift - 8));
+        if (byte != 0 || length != 0) out[length++] = static_cast<char>(byte);
+    }
+    return length;
+}
+
+}  // namespace qcs

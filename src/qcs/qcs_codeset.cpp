@@ -1,0 +1,102 @@
+#include "qcs/qcs_codeset.h"
+
+#include "qcs/qcs_compile.h"
+#include "qcs/qcs_names.h"
+
+#include <mutex>
+#include <unordered_map>
+
+namespace qcs {
+namespace {
+
+/// All codesets of the process, by handle - 1. A slot is filled once and kept, so it is read
+/// without a lock and a stale handle never meets freed memory.
+std::array<std::atomic<Codeset*>, 512> slots{};
+
+/// Guards the making of codesets and what names they were asked by.
+class Registry {
+  public:
+    qcs_cs_handle acquire(const char* name) {
+        std::lock_guard<std::mutex> const guard(mutex);
+        qcs_cs_handle const cs = handleOf(name);
+        if (cs != 0) slots[cs - 1].load(std::memory_order_relaxed)->references.fetch_add(1);
+        return cs;
+    }
+
+    void release(qcs_cs_handle cs) {
+        std::lock_guard<std::mutex> const guard(mutex);
+        if (cs == 0 || cs > used) return;
+        auto& references = slots[cs - 1].load(std::memory_order_relaxed)->references;
+        if (references.load() > 0) references.fetch_sub(1);
+    }
+
+  private:
+    qcs_cs_handle handleOf(const std::string& name) {
+        std::string const canonical = canonicalCodeset(name);
+        auto const known = handles.find(canonical);
+        if (known != handles.end()) return known->second;
+        qcs_cs_handle cs = make(canonical);
+        if (cs == 0 && canonical != name) cs = make(name);
+        if (cs != 0) handles.emplace(canonical, cs);
+        return cs;
+    }
+
+    qcs_cs_handle make(const std::string& name) {
+        if (name == "UTF-8") return add(name, nullptr);
+        auto table = compileCodeset(name);
+        if (table == nullptr) return 0;
+        for (qcs_cs_handle cs = 1; cs <= used; ++cs) {
+            const Codeset* const other = slots[cs - 1].load(std::memory_order_relaxed);
+            if (other->table != nullptr && other->table->decodesAs(*table)) return cs;
+        }
+        return add(name, std::move(table));
+    }
+
+    qcs_cs_handle add(const std::string& name, std::unique_ptr<TableCodec> table) {
+        if (used == slots.size()) return 0;
+        auto codeset = std::make_unique<Codeset>();
+        codeset->iconvName = name;
+        codeset->table = std::move(table);
+        slots[used++].store(codeset.release(), std::memory_order_release);
+        return used;
+    }
+
+    std::mutex mutex;
+    std::unordered_map<std::string, qcs_cs_handle> handles;  // by canonical name
+    qcs_cs_handle used = 0;
+};
+
+Registry& registry() {
+    static auto& instance = *new Registry;  // never destroyed: text is handled to the very end
+    return instance;
+}
+
+}  // namespace
+
+const Codeset* findCodeset(qcs_cs_handle cs) {
+    if (cs == 0 || cs > slots.size()) return nullptr;
+    const Codeset* const codeset = slots[cs - 1].load(std::memory_order_acquire);
+    bool const isHeld =
+        codeset != nullptr && codeset->references.load(std::memory_order_relaxed) > 0;
+    return isHeld ? codeset : nullptr;
+}
+
+}  // namespace qcs
+
+qcs_cs_handle qcs_cs_new(const char* name) {
+    if (name == nullptr || !qcs::isName(name)) return 0;
+    try {
+        return qcs::registry().acquire(name);
+    } catch (...) {  // out of memory: there is no codeset to be had
+        return 0;
+    }
+}
+
+void qcs_cs_free(qcs_cs_handle cs) {
+    if (qcs::findCodeset(cs) != nullptr) qcs::registry().release(cs);
+}
+
+int qcs_mb_max(qcs_cs_handle cs) {
+    return qcs::withCodec(cs, 1,
+                          [](auto const& codec) { return static_cast<int>(codec.maxLength()); });
+}

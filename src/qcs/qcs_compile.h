@@ -1,0 +1,23 @@
+/// Compiling a codeset of the system's iconv into tables, and converting whole text through iconv.
+#ifndef QCS_QCS_COMPILE_H
+#define QCS_QCS_COMPILE_H
+
+#include "qcs/qcs_codec.h"
+
+#include <memory>
+#include <string>
+
+namespace qcs {
+
+/// Tries every byte sequence of the codeset once (a tenth of a millisecond for a single-byte one, a
+/// few milliseconds for a double-byte one). Null when iconv has none of that name or it cannot
+/// stand in NUL-terminated text; see qcs.h.
+std::unique_ptr<TableCodec> compileCodeset(const std::string& iconvName);
+
+/// Bytes written, -1 when iconv refuses. Safe from any thread: the descriptor is the call's own.
+int convertByIconv(const char* to, const char* from, const char* in, std::size_t inLen, char* out,
+                   std::size_t outLen);
+
+}  // namespace qcs
+
+#endif

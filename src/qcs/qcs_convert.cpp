@@ -1,0 +1,164 @@
+/// Single characters to wide ones and back, and whole text to UTF-8 and back.
+#include "qcs/qcs_codeset.h"
+#include "qcs/qcs_compile.h"
+
+#include <algorithm>
+#include <climits>
+
+namespace qcs {
+namespace {
+
+/// What is left of the input.
+class Source {
+  public:
+    /// The text ends behind its NUL, if there is one among the `length` bytes.
+    Source(const char* text, std::size_t length)
+        : at(text), left(std::min(strnlen(text, length) + 1, length)) {}
+
+    [[nodiscard]] const char* data() const { return at; }
+    [[nodiscard]] std::size_t size() const { return left; }
+    void advance(std::size_t bytes) {
+        at += bytes;
+        left -= bytes;
+    }
+
+  private:
+    const char* at;
+    std::size_t left;
+};
+
+/// Output of bounded size, which never goes beyond what an int can tell.
+class Sink {
+  public:
+    Sink(char* out, std::size_t size)
+        : start(out), at(out), left(std::min<std::size_t>(size, INT_MAX)) {}
+
+    [[nodiscard]] bool put(const char* bytes, std::size_t length) {
+        if (length > left) return false;
+        std::memcpy(at, bytes, length);
+        at += length;
+        left -= length;
+        return true;
+    }
+    [[nodiscard]] int written() const { return static_cast<int>(at - start); }
+
+  private:
+    const char* start;
+    char* at;
+    std::size_t left;
+};
+
+/// Moves the ASCII characters that stand next in both codesets.
+bool moveAscii(Source& in, Sink& out) {
+    std::size_t const run = asciiRun(in.data(), in.size());
+    bool const fits = out.put(in.data(), run);
+    in.advance(run);
+    return fits;
+}
+
+enum class Outcome { done, failed, lacking };  // lacking: the tables have no such character
+
+template <class From, class To>
+Outcome convert(const From& from, const To& to, bool sameAscii, Source in, Sink& out) {
+    std::array<char, longestCharacter> bytes{};
+    while (in.size() > 0) {
+        bool const ascii = sameAscii && static_cast<unsigned char>(*in.data()) < 0x80;
+        if (ascii && !moveAscii(in, out)) return Outcome::failed;
+        if (ascii) continue;
+        Character const next = from.decode(in.data(), in.size());
+        if (next.length == 0) return Outcome::failed;
+        unsigned const length = to.encode(next.code, bytes.data());
+        if (length == 0) return Outcome::lacking;
+        if (!out.put(bytes.data(), length)) return Outcome::failed;
+        in.advance(next.length);
+    }
+    return Outcome::done;
+}
+
+int copyUtf8(Source in, Sink out) {
+    return isUtf8(in.data(), in.size()) && out.put(in.data(), in.size()) ? out.written() : -1;
+}
+
+int tablesToUtf8(const Codeset& codeset, Source in, char* out, std::size_t outLen) {
+    auto const& table = *codeset.table;
+    if (table.composes)
+        return convertByIconv("UTF-8", codeset.iconvName.c_str(), in.data(), in.size(), out,
+                              outLen);
+    Sink sink(out, outLen);
+    bool const done = convert(table, Utf8Codec(), table.asciiExact, in, sink) == Outcome::done;
+    return done ? sink.written() : -1;
+}
+
+/// A character that the tables lack may still have a substitute that iconv knows, one that reads
+/// back as another character: a Japanese codeset's full-width minus for U+2212, say.
+int tablesFromUtf8(const Codeset& codeset, Source in, char* out, std::size_t outLen) {
+    auto const& table = *codeset.table;
+    Sink sink(out, outLen);
+    Outcome outcome = Outcome::lacking;
+    if (!table.composes) outcome = convert(Utf8Codec(), table, table.asciiExact, in, sink);
+    if (outcome == Outcome::done) return sink.written();
+    if (outcome == Outcome::failed || !isUtf8(in.data(), in.size())) return -1;
+    return convertByIconv(codeset.iconvName.c_str(), "UTF-8", in.data(), in.size(), out, outLen);
+}
+
+/// The substitute, as above, for a single character.
+int substitute(const Codeset& codeset, CodePoint code, char* out) {
+    constexpr std::size_t room = 8;
+    std::array<char, longestCharacter> utf8{};
+    unsigned const length = Utf8Codec::encode(code, utf8.data());
+    return convertByIconv(codeset.iconvName.c_str(), "UTF-8", utf8.data(), length, out, room);
+}
+
+template <class Convert>
+int convertText(qcs_cs_handle cs, const char* in, unsigned inLen, char* out, unsigned outLen,
+                Convert&& byTables) {
+    const Codeset* const codeset = findCodeset(cs);
+    if (codeset == nullptr) return -1;
+    if (in == nullptr || inLen == 0) return 0;
+    if (out == nullptr) return -1;
+    Source const source(in, inLen);
+    if (codeset->table == nullptr) return copyUtf8(source, Sink(out, outLen));
+    return byTables(*codeset, source, out, outLen);
+}
+
+Character decodeAt(qcs_cs_handle cs, const char* p, unsigned n) {
+    return withCodec(cs, malformed, [=](auto const& codec) { return codec.decode(p, n); });
+}
+
+}  // namespace
+}  // namespace qcs
+
+int qcs_to_utf8(qcs_cs_handle cs, const char* in, unsigned int inLen, char* out,
+                unsigned int outLen) {
+    return qcs::convertText(cs, in, inLen, out, outLen, qcs::tablesToUtf8);
+}
+
+int qcs_from_utf8(qcs_cs_handle cs, const char* in, unsigned int inLen, char* out,
+                  unsigned int outLen) {
+    return qcs::convertText(cs, in, inLen, out, outLen, qcs::tablesFromUtf8);
+}
+
+int qcs_mblen(qcs_cs_handle cs, const char* p, unsigned int n) {
+    if (p == nullptr || n == 0 || *p == 0) return 0;
+    auto const length = static_cast<int>(qcs::decodeAt(cs, p, n).length);
+    return length > 0 ? length : -1;
+}
+
+int qcs_mbtowc(qcs_cs_handle cs, qcs_wchar* wide, const char* p, unsigned int n) {
+    bool const isEnd = p == nullptr || n == 0 || *p == 0;
+    qcs::Character const here = isEnd ? qcs::Character{0, 0} : qcs::decodeAt(cs, p, n);
+    if (!isEnd && (here.length == 0 || here.code > 0xFFFF)) return -1;
+    if (wide != nullptr) *wide = static_cast<qcs_wchar>(here.code);
+    return static_cast<int>(here.length);
+}
+
+int qcs_wctomb(qcs_cs_handle cs, char* out, qcs_wchar wide) {
+    if (out == nullptr || qcs::isSurrogate(wide)) return -1;
+    const qcs::Codeset* const codeset = qcs::findCodeset(cs);
+    if (codeset == nullptr) return -1;
+    if (codeset->table == nullptr) return static_cast<int>(qcs::Utf8Codec::encode(wide, out));
+    auto const length = static_cast<int>(codeset->table->encode(wide, out));
+    if (length > 0) return length;
+    int const substituted = qcs::substitute(*codeset, wide, out);
+    return substituted > 0 ? substituted : -1;
+}

@@ -1,0 +1,221 @@
+#include "qcs/qcs_names.h"
+
+#include "qcs/qcs_aliases.h"
+
+#include <langinfo.h>
+#include <locale.h>
+#include <sys/auxv.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <mutex>
+
+namespace qcs {
+namespace {
+
+constexpr std::size_t maxNameLength = 255;
+
+struct Spelling {
+    std::string_view key;
+    std::string_view name;
+};
+
+// Codesets that users spell in ways that iconv does not know, or whose spelling is shown.
+constexpr std::array<Spelling, 40> spellings{{
+    {"646", "US-ASCII"},
+    {"ansix341968", "US-ASCII"},
+    {"ansix341986", "US-ASCII"},
+    {"ascii", "US-ASCII"},
+    {"iso646us", "US-ASCII"},
+    {"usascii", "US-ASCII"},
+    {"utf8", "UTF-8"},
+    {"isoir193", "UTF-8"},
+    {"latin1", "ISO-8859-1"},
+    {"latin2", "ISO-8859-2"},
+    {"latin3", "ISO-8859-3"},
+    {"latin4", "ISO-8859-4"},
+    {"latin5", "ISO-8859-9"},
+    {"latin6", "ISO-8859-10"},
+    {"latin7", "ISO-8859-13"},
+    {"latin8", "ISO-8859-14"},
+    {"latin9", "ISO-8859-15"},
+    {"latin10", "ISO-8859-16"},
+    {"koi8r", "KOI8-R"},
+    {"koi8u", "KOI8-U"},
+    {"sjis", "Shift_JIS"},
+    {"shiftjis", "Shift_JIS"},
+    {"xsjis", "Shift_JIS"},
+    {"eucjp", "EUC-JP"},
+    {"ujis", "EUC-JP"},
+    {"xeucjp", "EUC-JP"},
+    {"euckr", "EUC-KR"},
+    {"euccn", "GB2312"},
+    {"gb2312", "GB2312"},
+    {"gbk", "GBK"},
+    {"gb18030", "GB18030"},
+    {"big5", "BIG5"},
+    {"bigfive", "BIG5"},
+    {"big5hkscs", "BIG5-HKSCS"},
+    {"euctw", "EUC-TW"},
+    {"tis620", "TIS-620"},
+    {"windows31j", "CP932"},
+    {"ksc56011987", "EUC-KR"},
+    {"uhc", "CP949"},
+    {"cp65001", "UTF-8"},
+}};
+
+/// A family of numbered codesets: the prefix of the key, then digits.
+struct Family {
+    std::string_view prefix;
+    std::string_view name;
+    std::size_t maxDigits;
+};
+constexpr std::array<Family, 7> families{{
+    {"iso8859", "ISO-8859-", 2},
+    {"8859", "ISO-8859-", 2},
+    {"windows", "CP", 5},
+    {"win", "CP", 5},
+    {"cp", "CP", 5},
+    {"ms", "CP", 5},
+    {"ibm", "IBM", 5},
+}};
+
+bool isDigits(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+std::string builtInCodeset(const std::string& key) {
+    auto const same = [&](const Spelling& s) { return s.key == key; };
+    auto const at = std::find_if(spellings.begin(), spellings.end(), same);
+    if (at != spellings.end()) return std::string(at->name);
+    for (auto const& family : families) {
+        if (key.compare(0, family.prefix.size(), family.prefix) != 0) continue;
+        std::string_view const number = std::string_view(key).substr(family.prefix.size());
+        if (number.size() <= family.maxDigits && isDigits(number))
+            return std::string(family.name).append(number);
+    }
+    return {};
+}
+
+/// The alias table of the data directory that was named last, read when it is first needed.
+class Aliases {
+  public:
+    void setDirectory(const char* dir) {
+        std::lock_guard<std::mutex> const guard(mutex);
+        path = std::string(dir) + "/aliases";
+        isLoaded = false;
+    }
+    std::string codeset(std::string_view alias) {
+        std::lock_guard<std::mutex> const guard(mutex);
+        return loaded().codeset(alias);
+    }
+    std::string locale(std::string_view alias) {
+        std::lock_guard<std::mutex> const guard(mutex);
+        return loaded().locale(alias);
+    }
+
+  private:
+    const AliasTable& loaded() {
+        // Whoever starts a set-user-id program chooses its environment, but not its files.
+        bool const readable = !path.empty() && getauxval(AT_SECURE) == 0;
+        if (!isLoaded) table = readable ? AliasTable::load(path) : AliasTable();
+        isLoaded = true;
+        return table;
+    }
+
+    std::mutex mutex;
+    std::string path;
+    AliasTable table;
+    bool isLoaded = false;
+};
+
+Aliases& aliases() {
+    static auto& instance =
+        *new Aliases;  // never destroyed: reports may need names at the very end
+    return instance;
+}
+
+/// A locale's name taken apart: language and territory, codeset, modifier.
+struct LocaleName {
+    std::string_view base;
+    std::string_view codeset;
+    std::string_view modifier;
+};
+
+LocaleName splitLocale(std::string_view name) {
+    LocaleName parts{};
+    std::size_t const at = name.find('@');
+    if (at != std::string_view::npos) parts.modifier = name.substr(at + 1);
+    name = name.substr(0, at);
+    std::size_t const dot = name.find('.');
+    if (dot != std::string_view::npos) parts.codeset = name.substr(dot + 1);
+    parts.base = name.substr(0, dot);
+    return parts;
+}
+
+bool isLocaleName(std::string_view name) {
+    std::size_t const at = name.find('@');
+    return isName(name.substr(0, at)) &&
+           (at == std::string_view::npos || isName(name.substr(at + 1)));
+}
+
+/// The system's name for the codeset of a locale; empty when it has no such locale.
+std::string systemCodeset(const std::string& locale) {
+    locale_t const handle = newlocale(LC_CTYPE_MASK, locale.c_str(), nullptr);
+    if (handle == nullptr) return {};
+    std::string const codeset = nl_langinfo_l(CODESET, handle);
+    freelocale(handle);
+    return codeset;
+}
+
+}  // namespace
+
+bool isName(std::string_view text) {
+    return !text.empty() && text.size() <= maxNameLength &&
+           text.find_first_not_of(
+               "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
+               "0123456789-_.:") == std::string_view::npos;
+}
+
+std::string canonicalCodeset(std::string_view name) {
+    std::string const builtIn = builtInCodeset(nameKey(name));
+    if (!builtIn.empty()) return builtIn;
+    std::string const alias = aliases().codeset(name);
+    if (alias.empty()) return std::string(name);
+    std::string const known = builtInCodeset(nameKey(alias));
+    return known.empty() ? alias : known;
+}
+
+std::string canonicalLocale(std::string_view name) {
+    if (!isLocaleName(name)) return {};
+    std::string const alias = aliases().locale(name);
+    LocaleName const parts = splitLocale(alias.empty() ? name : alias);
+    std::string canonical(parts.base == "POSIX" ? "C" : parts.base);
+    if (!parts.codeset.empty()) canonical.append(".").append(canonicalCodeset(parts.codeset));
+    if (!parts.modifier.empty()) canonical.append("@").append(parts.modifier);
+    return canonical;
+}
+
+std::string environmentLocale() {
+    for (const char* const variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+        const char* const value = getenv(variable);
+        if (value != nullptr && *value != 0) return isLocaleName(value) ? value : "C";
+    }
+    return "C";
+}
+
+std::string environmentCodeset() {
+    std::string const name = environmentLocale();
+    std::string const canonical = canonicalLocale(name);
+    std::string codeset = systemCodeset(name);
+    if (codeset.empty()) codeset = systemCodeset(canonical);
+    if (codeset.empty()) codeset = splitLocale(canonical).codeset;
+    return codeset.empty() ? "US-ASCII" : canonicalCodeset(codeset);
+}
+
+void setAliasDirectory(const char* dir) {
+    aliases().setDirectory(dir);
+}
+
+}  // namespace qcs

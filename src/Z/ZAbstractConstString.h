@@ -1,0 +1,50 @@
+/// A view of text that somebody else keeps.
+#ifndef Z_ZABSTRACTCONSTSTRING_H
+#define Z_ZABSTRACTCONSTSTRING_H
+
+#include "Z/ztags.h"
+//
+#include "Z/ZAbstractString.h"
+#include "Z/zexport.h"
+
+/// Shows a NUL-terminated text without owning it: making, copying and assigning one moves a pointer
+/// and never bytes. The caller keeps the text alive and unchanged as long as the view is used.
+class ZFC_API ZAbstractConstString : public ZAbstractString {
+  public:
+    // in slot order: do not sort
+    ~ZAbstractConstString() override;
+    [[nodiscard]] const char* getChars() const override;
+    /// Shows the text of `other` from now on when it is in the same codeset. With any other string
+    /// this does nothing at all: a view never converts.
+    void setChars(const ZAbstractString& other) override;
+    /// Measured once, when first asked for. A text that 32 bits cannot measure raises
+    /// ZOutOfMemoryException (message 1).
+    [[nodiscard]] unsigned int getLength() const override;
+
+    /// Shows `text` from now on; null shows the empty text.
+    ZAbstractConstString& operator=(const char* text) {
+        chars = text != nullptr ? text : zemptyString;
+        cachedLength = 0;
+        return *this;
+    }
+    using ZAbstractString::operator=;
+    ZAbstractConstString& operator=(const ZAbstractConstString& other) {
+        ZAbstractString::operator=(other);
+        return *this;
+    }
+
+  protected:
+    ZAbstractConstString() = default;
+    explicit ZAbstractConstString(const char* text)
+        : chars(text != nullptr ? text : zemptyString) {}
+    ZAbstractConstString(const ZAbstractConstString& other) = default;
+
+    /// The empty text that stands in for null.
+    static const char* const zemptyString;
+
+  private:
+    const char* chars = zemptyString;       // the text shown; never null, not owned
+    mutable unsigned int cachedLength = 0;  // its length; 0: not measured yet, or empty
+};
+
+#endif

@@ -1,0 +1,154 @@
+/// A string that owns its text and can be edited.
+#ifndef Z_ZABSTRACTMUTABLESTRING_H
+#define Z_ZABSTRACTMUTABLESTRING_H
+
+#include "Z/ztags.h"
+//
+#include "Z/ZAbstractString.h"
+#include "Z/zexport.h"
+
+#include <cstdlib>
+#include <iosfwd>
+
+class ZStringIterator;
+
+/// A growable text, kept inside the object up to 95 bytes and on the heap beyond.
+///
+/// Arguments of every operation may point into the string itself. Positions are bytes, and an edit
+/// at a position inside a multibyte character cuts it: the caller chooses positions. Growth past
+/// what 32 bits or the memory hold raises ZOutOfMemoryException (message 1) before anything
+/// changes. The editing operations return the string itself.
+class ZFC_API ZAbstractMutableString : public ZAbstractString {
+  public:
+    // in slot order: do not sort
+    ~ZAbstractMutableString() override { release(); }
+    [[nodiscard]] const char* getChars() const override;
+    /// Replaces the contents by the text of `other`, converted when it is in another codeset; what
+    /// cannot be converted leaves an empty string.
+    void setChars(const ZAbstractString& other) override;
+    [[nodiscard]] unsigned int getLength() const override;
+    /// Replaces every byte that occurs in `set` by `to`. Null and empty sets replace nothing.
+    virtual ZAbstractMutableString& replaceAll(const char* set, char to);
+    /// Replaces every byte `from` by `to`.
+    virtual ZAbstractMutableString& replace(char from, char to);
+    /// Replaces every occurrence of `from`, found from left to right and never inside a multibyte
+    /// character, by `to`. Null or empty `from` replaces nothing; null `to` is empty text.
+    virtual ZAbstractMutableString& replace(const char* from, const char* to);
+    /// Replaces every character that occurs in `set` by `to`. A malformed character in `set` raises
+    /// ZQCSMBLenException (message 46). Null as for replace().
+    virtual ZAbstractMutableString& replaceAll(const char* set, const char* to) = 0;
+    /// Replaces every character that does not occur in `set` by `to`. A malformed character in this
+    /// string or in `set` raises ZQCSMBLenException (message 46). A null `set` is empty: every
+    /// character is replaced; null `to` is empty text.
+    virtual ZAbstractMutableString& replaceOther(const char* set, const char* to) = 0;
+    /// Removes leading (trailing) white space: single-byte characters for which ISO C isspace
+    /// holds.
+    virtual ZAbstractMutableString& stripLeading();
+    virtual ZAbstractMutableString& stripTrailing();
+    /// Replaces the contents by `source`, converted from its codeset into this one. An empty source
+    /// changes nothing; one that cannot be converted leaves an empty string. The capacity becomes
+    /// at least three times the source's bytes and one for UTF-8, twice and one for the local
+    /// codeset.
+    virtual void convertFromCodeSet(const ZAbstractString& source);
+
+    /// Back to a new string: empty, capacity 95, nothing on the heap.
+    void init();
+    /// Empties the string; capacity and buffer stay.
+    void clear();
+    /// Bytes that the buffer holds, not counting the NUL; at least 95.
+    [[nodiscard]] unsigned int getCapacity() const { return capacity; }
+    /// The capacity of a new string.
+    [[nodiscard]] static constexpr unsigned int getDefaultLength() { return defaultLength; }
+    /// Grows the buffer to exactly `bytes` when it is smaller, never shrinks it; the capacity.
+    unsigned int setCapacity(unsigned int bytes);
+
+    /// Replaces the contents, no conversion; null empties.
+    void setChars(const char* text);
+
+    ZAbstractMutableString& operator=(const char* text);
+    ZAbstractMutableString& operator=(const ZAbstractMutableString& other);
+    using ZAbstractString::operator=;
+    ZAbstractMutableString& operator=(char c);
+    /// Decimal text.
+    ZAbstractMutableString& operator=(int number);
+    ZAbstractMutableString& operator=(unsigned int number);
+    ZAbstractMutableString& operator=(long number);
+    ZAbstractMutableString& operator=(unsigned long number);
+
+    /// Adds text at the end; null adds nothing. The buffer grows by about a fifth more than needed.
+    ZAbstractMutableString& append(const char* text);
+    /// At most `count` bytes of `text`, none behind its NUL.
+    ZAbstractMutableString& append(const char* text, unsigned int count);
+    ZAbstractMutableString& append(char c);
+    ZAbstractMutableString& operator+=(char c) { return append(c); }
+    ZAbstractMutableString& operator+=(const char* text) { return append(text); }
+    /// Adds the bytes of `other`, no conversion.
+    ZAbstractMutableString& operator+=(const ZAbstractString& other);
+    /// Adds text in front; null adds nothing.
+    ZAbstractMutableString& prepend(const char* text);
+    /// Adds text at offset `position`; beyond the end, and with null, nothing happens.
+    ZAbstractMutableString& insert(unsigned int position, const char* text);
+    /// Removes `count` bytes from `start` on; a `count` of 0 cuts the string off at `start`. When
+    /// start + count is beyond the end nothing happens.
+    ZAbstractMutableString& remove(unsigned int start, unsigned int count);
+    /// Cuts the string off at `bytes`; beyond the end nothing happens.
+    ZAbstractMutableString& trunc(unsigned int bytes);
+
+    /// Calls replace(element, to) for every element that the iterator still yields.
+    ZAbstractMutableString& replaceAllOf(ZStringIterator& elements, const char* to);
+    /// Calls replace(element, to) for every element that the iterator still yields and that, as a
+    /// whole character, does not occur in `set`; null sets are empty.
+    ZAbstractMutableString& replaceNoneOf(ZStringIterator& elements, const char* set,
+                                          const char* to);
+    /// stripLeading() and stripTrailing().
+    ZAbstractMutableString& stripWhiteSpace();
+    /// Case mapping in place, in this string's codeset; a character whose other case has another
+    /// byte length stays.
+    ZAbstractMutableString& lower();
+    ZAbstractMutableString& upper();
+    /// Replaces the contents by formatted text (zvsprintf()). When that yields nothing (a null or
+    /// faulty format, no memory, an empty result) the string stays as it was.
+    ZAbstractMutableString& format(const char* fmt, ...);
+    /// Replaces the contents by the bytes up to the next line feed, carriage return or NUL, which
+    /// is consumed and not stored, or up to the end of the stream. A non-zero `skipWhiteSpace` sets
+    /// the stream's skipws flag, which stays set. Returns the stream. Waits as the stream does.
+    std::istream& readLine(std::istream& stream, int skipWhiteSpace = 0);
+
+  protected:
+    ZAbstractMutableString() { inlineBuffer[0] = '\0'; }
+    explicit ZAbstractMutableString(const char* text);
+    ZAbstractMutableString(const char* text, unsigned int maxLength);
+    explicit ZAbstractMutableString(char c);
+    explicit ZAbstractMutableString(int number);
+    explicit ZAbstractMutableString(unsigned int number);
+    explicit ZAbstractMutableString(long number);
+    explicit ZAbstractMutableString(unsigned long number);
+    ZAbstractMutableString(const ZAbstractMutableString& other);
+    /// Takes the text of a string of the same family, which is empty afterwards.
+    ZAbstractMutableString(ZAbstractMutableString&& other) noexcept;
+    void take(ZAbstractMutableString& other) noexcept;
+
+    /// The text, for editing in place.
+    [[nodiscard]] char* text() { return chars; }
+    /// Grows the buffer for `requested` bytes and returns it. When `exact` is 0 a fifth of
+    /// `requested` comes on top, even when a heap buffer was large enough already.
+    char* bump(unsigned int requested, int exact);
+
+  private:
+    static constexpr unsigned int defaultLength = 95;
+
+    [[nodiscard]] bool onHeap() const { return chars != inlineBuffer; }
+    void release() {
+        if (onHeap()) std::free(chars);
+    }
+    void setBytes(const char* bytes, unsigned int count);
+    void insertBytes(unsigned int position, const char* bytes, unsigned int count);
+    [[nodiscard]] bool holds(const char* address) const;
+
+    char* chars = inlineBuffer;             // the text: inlineBuffer, or an owned malloc block
+    unsigned int length = 0;                // bytes in use; chars[length] is always NUL
+    unsigned int capacity = defaultLength;  // bytes that chars holds besides the NUL
+    char inlineBuffer[defaultLength + 1];   // not initialised beyond the NUL, to stay cheap
+};
+
+#endif

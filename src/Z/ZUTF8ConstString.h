@@ -1,0 +1,63 @@
+/// A view of text in UTF-8.
+#ifndef Z_ZUTF8CONSTSTRING_H
+#define Z_ZUTF8CONSTSTRING_H
+
+#include "Z/ztags.h"
+//
+#include "Z/ZAbstractConstString.h"
+#include "Z/zexport.h"
+
+class ZUTF8String;
+
+/// Shows text in UTF-8 that somebody else keeps. Assigning a string in another codeset
+/// changes nothing.
+class ZFC_API ZUTF8ConstString : public ZAbstractConstString {
+  public:
+    /// Shows the empty text.
+    ZUTF8ConstString() = default;
+    /// Null shows the empty text.
+    ZUTF8ConstString(const char* text) : ZAbstractConstString(text) {}
+    ZUTF8ConstString(const ZUTF8ConstString& other) = default;
+    ZUTF8ConstString(const ZUTF8String& other);
+
+    // in slot order: do not sort
+    ~ZUTF8ConstString() override;
+    /// A string of the other family is converted first; one that cannot be is compared as bytes.
+    [[nodiscard]] int compare(const ZObject& other) const override;
+    /// Another view of the same text.
+    [[nodiscard]] ZUTF8ConstString* clone() const override;
+    [[nodiscard]] int compare(const char* other) const override;
+    [[nodiscard]] int compareignorecase(const char* other) const override;
+    [[nodiscard]] ZCodesetHandle getCodesetHandle() const override;
+
+    [[nodiscard]] int compare(const ZUTF8ConstString& other) const {
+        return compare(other.getChars());
+    }
+    [[nodiscard]] int compare(const ZUTF8String& other) const;
+    [[nodiscard]] int compareignorecase(const ZUTF8ConstString& other) const {
+        return compareignorecase(other.getChars());
+    }
+    [[nodiscard]] int compareignorecase(const ZUTF8String& other) const;
+
+    ZUTF8ConstString& operator=(const ZUTF8ConstString& other) = default;
+    ZUTF8ConstString& operator=(const ZAbstractString& other) {
+        ZAbstractString::operator=(other);
+        return *this;
+    }
+    ZUTF8ConstString& operator=(const char* text) {
+        ZAbstractConstString::operator=(text);
+        return *this;
+    }
+
+    /// A new string: this text followed by the other; null adds nothing.
+    [[nodiscard]] ZUTF8String operator+(const char* text) const;
+    [[nodiscard]] ZUTF8String operator+(const ZUTF8ConstString& other) const;
+    [[nodiscard]] ZUTF8String operator+(const ZUTF8String& other) const;
+
+    /// The bytes from `start` on, at most `count` of them; both are cut to the length. A copy,
+    /// since a view of part of a text would not end in NUL.
+    [[nodiscard]] ZUTF8String subString(unsigned int start) const;
+    [[nodiscard]] ZUTF8String subString(unsigned int start, unsigned int count) const;
+};
+
+#endif

@@ -225,7 +225,9 @@
 // Types without symbols of their own: tagged because they stand in the symbols of functions.
 #define ZCodesetHandle ZFC_TAGGED(ZCodesetHandle)
 #define ZPropertyStringType ZFC_TAGGED(ZPropertyStringType)
+#define ZPROPItemType ZFC_TAGGED(ZPROPItemType)
 #define ZPROPOpenMode ZFC_TAGGED(ZPROPOpenMode)
+#define ZPROPReturnCode ZFC_TAGGED(ZPROPReturnCode)
 #define ZStzFileItem ZFC_TAGGED(ZStzFileItem)
 #define ZWideChar ZFC_TAGGED(ZWideChar)
 

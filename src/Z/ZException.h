@@ -485,8 +485,8 @@ class ZFC_API ZPropertiesInvalidValueException : public ZPropertiesException {
 /// A value is no number (message 40). Its name is its base's.
 class ZFC_API ZPropertiesInvalidNumValueException : public ZPropertiesInvalidValueException {
   public:
-    ZPropertiesInvalidNumValueException(char const* propFile, char const* category,
-                                        char const* key, char const* value);
+    ZPropertiesInvalidNumValueException(char const* propFile, char const* category, char const* key,
+                                        char const* value);
     [[nodiscard]] ZObject* clone() const override {
         return new ZPropertiesInvalidNumValueException(*this);
     }

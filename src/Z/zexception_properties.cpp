@@ -3,7 +3,9 @@
 
 ZPropertiesException::ZPropertiesException(int number, char const* className, char const* propFile)
     : ZZException(number, className), file_(propFile) {}
-void ZPropertiesException::print() { printinternal(this, propFile()); }
+void ZPropertiesException::print() {
+    printinternal(this, propFile());
+}
 
 ZPropertiesMissingPropertyException::ZPropertiesMissingPropertyException(char const* propFile,
                                                                          char const* category,
@@ -49,7 +51,9 @@ ZPropertiesIteratorException::ZPropertiesIteratorException(char const* propFile)
 
 ZPropertiesIOException::ZPropertiesIOException(char const* propFile, char const* api, int code)
     : ZPropertiesException(43, "ZPropertiesIOException", propFile), api_(api), error(code) {}
-void ZPropertiesIOException::print() { printinternal(this, propFile(), api(), error); }
+void ZPropertiesIOException::print() {
+    printinternal(this, propFile(), api(), error);
+}
 
 ZPropertiesInvalidDataException::ZPropertiesInvalidDataException(char const* propFile,
                                                                  char const* badData, int line)

@@ -7,7 +7,8 @@
 #include "Z/ZException.h"
 #include "Z/ZMessage.h"
 
-/// Indexed by message number; the placeholders are "%s" and "%d" alone. Null where there is no text.
+/// Indexed by message number; the placeholders are "%s" and "%d" alone. Null where there is no
+/// text.
 extern std::array<char const*, ZDefaultMessageService::NUM_MSGS> const ZDefaultMsgs;
 
 /// The kinds of the inserts that the calling thread is handing to the message service.

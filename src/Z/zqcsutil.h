@@ -52,8 +52,8 @@ ZFC_API int zlcs_mb_max(void);
 ZFC_API int zmblen(ZCodesetHandle cs, const char* p, unsigned int n);
 /// Number of characters of `s` up to its end or its first malformed character; 0 for null.
 ZFC_API int zstrcount(ZCodesetHandle cs, const char* s);
-/// Decodes the character at `p` into `*wide`; its length in bytes, 0 at NUL, -1 when it is malformed
-/// or has no wide form.
+/// Decodes the character at `p` into `*wide`; its length in bytes, 0 at NUL, -1 when it is
+/// malformed or has no wide form.
 ZFC_API int zmbtowc(ZCodesetHandle cs, ZWideChar* wide, const char* p, unsigned int n);
 /// The length in bytes of the character at `p` when it is white space (alphabetic), else 0.
 ZFC_API int zisspace(ZCodesetHandle cs, const char* p, unsigned int n);

@@ -78,7 +78,8 @@ Captured captureChild(const std::function<int()>& body) {
     if (child == 0) {
         dup2(out[1], STDOUT_FILENO);
         dup2(err[1], STDERR_FILENO);
-        for (int const fd : {out[0], out[1], err[0], err[1]}) close(fd);
+        for (int const fd : {out[0], out[1], err[0], err[1]})
+            close(fd);
         runAndLeave(body);
     }
     close(out[1]);

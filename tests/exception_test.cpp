@@ -37,9 +37,7 @@ struct Row {
     char const* text;
 };
 
-std::ostream& operator<<(std::ostream& out, Row const& row) {
-    return out << row.name;
-}
+std::ostream& operator<<(std::ostream& out, Row const& row) { return out << row.name; }
 
 template <class E, class... Args>
 std::function<ZException*()> making(Args... args) {

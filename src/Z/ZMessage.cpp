@@ -24,9 +24,7 @@ class ReportStream {
     ReportStream& operator=(const ReportStream&) = delete;
 };
 
-char const* shown(char const* text) {
-    return text == nullptr ? "(null)" : text;
-}
+char const* shown(char const* text) { return text == nullptr ? "(null)" : text; }
 
 void printThread() {
     auto const id = static_cast<int>(static_cast<std::uintptr_t>(pthread_self()));
@@ -107,9 +105,7 @@ void ZMessageService::routeZZException(ZZException const* e, va_list args) {
     messageService()->outputException(e, args);
 }
 
-ZObject* ZDefaultMessageService::clone() const {
-    return new ZDefaultMessageService;
-}
+ZObject* ZDefaultMessageService::clone() const { return new ZDefaultMessageService; }
 
 void ZDefaultMessageService::outputException(ZZException const* e, va_list args) const {
     ReportStream const stream;
@@ -150,6 +146,4 @@ void ZDefaultMessageService::outputMessageUTF8(char const* file, int line, int n
     outputMessage(file, line, number, count, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
 }
 
-void ZDefaultMessageService::outputException(ZException& e) const {
-    e.print();
-}
+void ZDefaultMessageService::outputException(ZException& e) const { e.print(); }

@@ -19,32 +19,18 @@ void* allocate(std::size_t size) {
 
 ZObject::~ZObject() = default;
 
-unsigned long ZObject::hash() const {
-    return reinterpret_cast<unsigned long>(this);
-}
+unsigned long ZObject::hash() const { return reinterpret_cast<unsigned long>(this); }
 
 int ZObject::compare(ZObject const& other) const {
     if (this == &other) return 0;
     return std::less<ZObject const*>()(this, &other) ? -1 : 1;
 }
 
-ZObject* ZObject::clone() const {
-    return nullptr;
-}
+ZObject* ZObject::clone() const { return nullptr; }
 
-bool ZObject::equals(ZObject const& other) const {
-    return compare(other) == 0;
-}
+bool ZObject::equals(ZObject const& other) const { return compare(other) == 0; }
 
-void* ZObject::operator new(std::size_t size) {
-    return allocate(size);
-}
-void* ZObject::operator new[](std::size_t size) {
-    return allocate(size);
-}
-void ZObject::operator delete(void* block) noexcept {
-    ::operator delete(block);
-}
-void ZObject::operator delete[](void* block) noexcept {
-    ::operator delete(block);
-}
+void* ZObject::operator new(std::size_t size) { return allocate(size); }
+void* ZObject::operator new[](std::size_t size) { return allocate(size); }
+void ZObject::operator delete(void* block) noexcept { ::operator delete(block); }
+void ZObject::operator delete[](void* block) noexcept { ::operator delete(block); }

@@ -3,9 +3,7 @@
 
 ZPropertiesException::ZPropertiesException(int number, char const* className, char const* propFile)
     : ZZException(number, className), file_(propFile) {}
-void ZPropertiesException::print() {
-    printinternal(this, propFile());
-}
+void ZPropertiesException::print() { printinternal(this, propFile()); }
 
 ZPropertiesMissingPropertyException::ZPropertiesMissingPropertyException(char const* propFile,
                                                                          char const* category,
@@ -49,17 +47,15 @@ ZPropertiesInvalidBoolValueException::ZPropertiesInvalidBoolValueException(char 
 ZPropertiesIteratorException::ZPropertiesIteratorException(char const* propFile)
     : ZPropertiesException(42, "ZPropertiesIteratorException", propFile) {}
 
-ZPropertiesIOException::ZPropertiesIOException(char const* propFile, char const* api, int code)
-    : ZPropertiesException(43, "ZPropertiesIOException", propFile), api_(api), error(code) {}
-void ZPropertiesIOException::print() {
-    printinternal(this, propFile(), api(), error);
-}
+ZPropertiesIOException::ZPropertiesIOException(char const* propFile, char const* api, int result)
+    : ZPropertiesException(43, "ZPropertiesIOException", propFile), api_(api), error(result) {}
+void ZPropertiesIOException::print() { printinternal(this, propFile(), api(), error); }
 
 ZPropertiesInvalidDataException::ZPropertiesInvalidDataException(char const* propFile,
-                                                                 char const* badData, int line)
+                                                                 char const* badData, int number)
     : ZPropertiesException(44, "ZPropertiesInvalidDataException", propFile),
       data(badData),
-      lineNumber(line) {}
+      lineNumber(number) {}
 void ZPropertiesInvalidDataException::print() {
     printinternal(this, propFile(), badline(), baddata());
 }

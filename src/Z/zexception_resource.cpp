@@ -1,43 +1,35 @@
 // The resource family of the exception tree: locks and lock files.
 #include "Z/ZException.h"
 
-ZResourceException::ZResourceException(int number, int code)
-    : ZResourceException(number, "ZResourceException", code) {}
-ZResourceException::ZResourceException(int number, char const* className, int code)
-    : ZZException(number, className), rc(code) {}
-void ZResourceException::print() {
-    printinternal(this, rc);
-}
+ZResourceException::ZResourceException(int number, int result)
+    : ZResourceException(number, "ZResourceException", result) {}
+ZResourceException::ZResourceException(int number, char const* className, int result)
+    : ZZException(number, className), rc(result) {}
+void ZResourceException::print() { printinternal(this, rc); }
 
-ZCreateResourceException::ZCreateResourceException(int number, int code)
-    : ZResourceException(number, "ZCreateResourceException", code) {}
+ZCreateResourceException::ZCreateResourceException(int number, int result)
+    : ZResourceException(number, "ZCreateResourceException", result) {}
 
-ZLockResourceException::ZLockResourceException(int number, int code)
-    : ZResourceException(number, "ZLockResourceException", code) {}
+ZLockResourceException::ZLockResourceException(int number, int result)
+    : ZResourceException(number, "ZLockResourceException", result) {}
 
-ZUnlockResourceException::ZUnlockResourceException(int number, int code)
-    : ZResourceException(number, "ZUnlockResourceException", code) {}
+ZUnlockResourceException::ZUnlockResourceException(int number, int result)
+    : ZResourceException(number, "ZUnlockResourceException", result) {}
 
-ZReadResourceException::ZReadResourceException(int number, int code)
-    : ZResourceException(number, "ZReadResourceException", code) {}
+ZReadResourceException::ZReadResourceException(int number, int result)
+    : ZResourceException(number, "ZReadResourceException", result) {}
 
-ZWriteResourceException::ZWriteResourceException(int number, int code)
-    : ZResourceException(number, "ZWriteResourceException", code) {}
+ZWriteResourceException::ZWriteResourceException(int number, int result)
+    : ZResourceException(number, "ZWriteResourceException", result) {}
 
-ZOpenResourceException::ZOpenResourceException(int number, int code, char const* file)
-    : ZResourceException(number, "ZOpenResourceException", code), lockFile(file) {}
-void ZOpenResourceException::print() {
-    printinternal(this, rc, lockFile.getChars());
-}
+ZOpenResourceException::ZOpenResourceException(int number, int result, char const* lockFileName)
+    : ZResourceException(number, "ZOpenResourceException", result), lockFile(lockFileName) {}
+void ZOpenResourceException::print() { printinternal(this, rc, lockFile.getChars()); }
 
-ZCloseResourceException::ZCloseResourceException(int number, int code, char const* file)
-    : ZResourceException(number, "ZCloseResourceException", code), lockFile(file) {}
-void ZCloseResourceException::print() {
-    printinternal(this, rc, lockFile.getChars());
-}
+ZCloseResourceException::ZCloseResourceException(int number, int result, char const* lockFileName)
+    : ZResourceException(number, "ZCloseResourceException", result), lockFile(lockFileName) {}
+void ZCloseResourceException::print() { printinternal(this, rc, lockFile.getChars()); }
 
 ZInvalidResourceStateException::ZInvalidResourceStateException(char const* stateName)
     : ZResourceException(32, "ZInvalidResourceStateException", -1), state(stateName) {}
-void ZInvalidResourceStateException::print() {
-    printinternal(this, state.getChars());
-}
+void ZInvalidResourceStateException::print() { printinternal(this, state.getChars()); }

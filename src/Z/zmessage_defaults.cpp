@@ -70,9 +70,7 @@ ZReportScope::ZReportScope(ZReportInserts const& inserts) noexcept : outer(curre
     currentInserts = &inserts;
 }
 
-ZReportScope::~ZReportScope() {
-    currentInserts = outer;
-}
+ZReportScope::~ZReportScope() { currentInserts = outer; }
 
 ZReportInserts const* ZReportScope::find(ZZException const* exception) noexcept {
     if (currentInserts == nullptr || currentInserts->exception != exception) return nullptr;

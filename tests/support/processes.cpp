@@ -15,9 +15,7 @@
 namespace testsupport {
 namespace {
 
-int decoded(int status) {
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
+int decoded(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status); }
 
 int waitFor(pid_t child) {
     int status = 0;

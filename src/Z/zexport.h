@@ -22,6 +22,8 @@
 #define ZPT_GUARDED_BY(lock) ZFC_THREAD_SAFETY(pt_guarded_by(lock))
 /// The function takes the lock and returns holding it.
 #define ZACQUIRE(...) ZFC_THREAD_SAFETY(acquire_capability(__VA_ARGS__))
+/// The function returns the value when it holds the lock, something else when it does not.
+#define ZTRY_ACQUIRE(...) ZFC_THREAD_SAFETY(try_acquire_capability(__VA_ARGS__))
 /// The function gives the lock up.
 #define ZRELEASE(...) ZFC_THREAD_SAFETY(release_capability(__VA_ARGS__))
 /// The caller holds the lock.

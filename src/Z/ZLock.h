@@ -1,0 +1,129 @@
+/// The library's lock: a re-entrant mutex that knows its owner, and the guard for any lock.
+///
+/// What a ZLock does, for a thread T (depth n means that T has locked it n times more than it has
+/// unlocked it):
+///
+///     held            | lock() by T | lock() by others | unlock() by T | unlock() by others
+///     ----------------+-------------+------------------+---------------+-------------------
+///     free            | depth 1     | theirs, depth 1  | refused       | refused
+///     by T, depth 1   | depth 2     | waits            | free          | refused
+///     by T, depth n>1 | depth n + 1 | waits            | depth n - 1   | refused
+///
+/// "Refused" is ZUnlockResourceException with rc 0, and the lock stays as it was.
+///
+/// A wait on a condition (ZCondition.h) frees the lock from whatever depth and gives that depth
+/// back when it ends, in whatever way it ends. What may surprise:
+/// - A copy of a lock is a new lock, free, whoever holds the original; assignment changes nothing.
+/// - A thread must not end while it holds a lock: the lock would never be free again.
+/// - Waiting threads are served in no particular order.
+#ifndef Z_ZLOCK_H
+#define Z_ZLOCK_H
+
+#include "Z/ztags.h"
+//
+#include <pthread.h>
+
+#include <atomic>
+#include <memory>
+
+#include "Z/ZObject.h"
+#include "Z/zexport.h"
+
+/// What every lock offers. Whether a thread may enter twice, and what is thrown, says the lock.
+class ZFC_API ZCAPABILITY("mutex") ZLockInterface {
+  public:
+    ZLockInterface() = default;
+    ZLockInterface(const ZLockInterface&) = default;
+    ZLockInterface& operator=(const ZLockInterface&) = default;
+
+    // in slot order: do not sort
+    virtual void lock() ZACQUIRE() = 0;
+    virtual void unlock() ZRELEASE() = 0;
+    virtual ~ZLockInterface();
+};
+
+/// Base of the locks; adds nothing of its own.
+class ZFC_API ZAbstractLock : public ZLockInterface {};
+
+/// A re-entrant mutex; see the table above. Also a Lockable in the sense of ISO C++, so that
+/// `std::unique_lock`, `std::scoped_lock` and `std::lock` take it.
+class ZFC_API ZLock : public ZAbstractLock, public ZObject {
+  public:
+    /// A free lock. Throws ZCreateResourceException (message 3) with the code of
+    /// pthread_mutex_init, ZOutOfMemoryException (message 1).
+    ZLock();
+    /// A free lock that has nothing to do with `other`. Throws as ZLock().
+    ZLock(const ZLock& other);
+    /// Does nothing: both locks stay as they are.
+    ZLock& operator=(const ZLock& other);
+
+    // in slot order: do not sort
+    /// Takes the lock, or goes one level deeper when the calling thread holds it. Waits while
+    /// another thread holds it. Throws ZLockResourceException (message 5) with the code of
+    /// pthread_mutex_lock, or with EAGAIN when the depth is INT_MAX; the lock is then as it was.
+    void lock() override ZACQUIRE();
+    /// Releases one level of the calling thread's hold; the last one frees the lock. Never waits.
+    /// Throws ZUnlockResourceException (message 6): rc 0 when this thread does not hold the lock,
+    /// which is left as it was; else the code of pthread_mutex_unlock, and the hold is restored.
+    void unlock() override ZRELEASE();
+    /// Nobody may hold the lock. A failure of pthread_mutex_destroy is reported (message 4), not
+    /// thrown.
+    ~ZLock() override;
+
+    /// As lock(), without waiting: false when another thread holds the lock.
+    [[nodiscard]] bool try_lock() ZTRY_ACQUIRE(true);
+    /// As lock(), waiting `milliseconds` at most: false when the time is up and the lock is still
+    /// another thread's. Zero and less do not wait. Setting the system's clock does not change the
+    /// time.
+    [[nodiscard]] bool lockFor(long milliseconds) ZTRY_ACQUIRE(true);
+
+  private:
+    friend class ZCondition;  // waits with the mutex
+    class Suspension;         // the hold given up for a wait
+
+    static constexpr pthread_t noOwner = static_cast<pthread_t>(-1);
+
+    struct MutexDelete {
+        void operator()(pthread_mutex_t* initialised) const noexcept;
+    };
+    struct OwnerDelete {
+        void operator()(std::atomic<pthread_t>* word) const noexcept;
+    };
+    using Mutex = std::unique_ptr<pthread_mutex_t, MutexDelete>;
+    using Owner = std::unique_ptr<std::atomic<pthread_t>, OwnerDelete>;
+
+    [[nodiscard]] static Mutex createMutex();
+    [[nodiscard]] static Owner createOwner();
+
+    [[nodiscard]] bool isHeldBy(pthread_t thread) const {
+        return owner->load(std::memory_order_relaxed) == thread;
+    }
+    void hold(pthread_t holder, int depth);
+    void deepen();
+    [[nodiscard]] bool tookIt(int rc, int refusal, pthread_t self);
+
+    // Relaxed throughout. A thread can read its own id here only if it wrote it itself, and it sees
+    // its own writes in order; any other value, however old, says no more than "not mine". What the
+    // lock protects is ordered by the mutex.
+    Mutex mutex;    // plain, locked once for any depth; never null
+    Owner owner;    // the holding thread, else noOwner; written by the holder alone; never null
+    int count = 0;  // depth, 0 when free; read and written by the holder alone
+};
+
+/// Holds a lock from its construction to the end of its scope. A guard without a name would end at
+/// once; compilers warn of it.
+class ZFC_API ZSCOPED_CAPABILITY ZResourceLock : public ZObject {
+  public:
+    /// Calls `l.lock()` and throws what that throws; then nothing is held. `l` is not owned and
+    /// must outlive the guard.
+    [[nodiscard]] explicit ZResourceLock(ZLockInterface& l) ZACQUIRE(l) : resource(l) { l.lock(); }
+    ZResourceLock(const ZResourceLock&) = delete;
+    ZResourceLock& operator=(const ZResourceLock&) = delete;
+    /// Calls `unlock()` of the lock; what that throws is reported, not thrown.
+    ~ZResourceLock() override ZRELEASE();
+
+  private:
+    ZLockInterface& resource;  // held as long as this object lives
+};
+
+#endif

@@ -14,9 +14,7 @@ namespace {
 using testsupport::Iconv;
 using testsupport::utf8Of;
 
-unsigned size(const std::string& text) {
-    return static_cast<unsigned>(text.size());
-}
+unsigned size(const std::string& text) { return static_cast<unsigned>(text.size()); }
 
 std::string toUtf8(qcs_cs_handle cs, const std::string& text) {
     std::string out(text.size() * 4 + 8, '#');
@@ -143,7 +141,8 @@ TEST(LongCharacterTest, EucJpHasThreeBytes) {
 TEST(LongCharacterTest, EucTwHasFourBytes) {
     Comparison comparison("EUC-TW");
     EXPECT_EQ(qcs_mb_max(comparison.cs), 4);
-    for (int second = 0x00; second < 0x100; ++second) comparison.check(bytes({0x8E, second}));
+    for (int second = 0x00; second < 0x100; ++second)
+        comparison.check(bytes({0x8E, second}));
     for (int third = 0x80; third < 0x100; ++third) {
         for (int fourth = 0; fourth < 0x100; ++fourth)
             comparison.check(bytes({0x8E, 0xA2, third, fourth}));

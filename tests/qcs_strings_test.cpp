@@ -16,9 +16,7 @@ constexpr char sjisA[] = "\x83\x41";   // U+30A2, ends in 'A'
 constexpr char sjisMu[] = "\x83\x80";  // U+30E0, whose second byte may begin a character
 constexpr int soWide = 0x30BD;
 
-qcs_cs_handle handle(const char* name) {
-    return qcs_cs_new(name);
-}
+qcs_cs_handle handle(const char* name) { return qcs_cs_new(name); }
 
 /// Offset of `place` in `text`, -1 when it is null.
 int at(const char* text, const char* place) {
@@ -232,9 +230,7 @@ TEST(CaseTest, MapsInPlaceWhatKeepsItsLength) {
     EXPECT_EQ(qcs_strupper(handle("UTF-8"), 0, nullptr), nullptr);
 }
 
-int sign(int value) {
-    return (value > 0) - (value < 0);
-}
+int sign(int value) { return (value > 0) - (value < 0); }
 
 TEST(CaseTest, ComparesByCharacter) {
     struct {

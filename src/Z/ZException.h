@@ -11,6 +11,8 @@
 #ifndef Z_ZEXCEPTION_H
 #define Z_ZEXCEPTION_H
 
+#include "Z/ztags.h"
+//
 #include <exception>
 #include <type_traits>
 

@@ -2,6 +2,8 @@
 #ifndef Z_ZMESSAGE_H
 #define Z_ZMESSAGE_H
 
+#include "Z/ztags.h"
+//
 #include <atomic>
 #include <cstdarg>
 

@@ -97,12 +97,8 @@ void AliasTable::addLine(std::string_view line) {
     if (kind == "locale") locales.emplace(nameKey(alias), name);
 }
 
-std::string AliasTable::codeset(std::string_view alias) const {
-    return found(codesets, alias);
-}
+std::string AliasTable::codeset(std::string_view alias) const { return found(codesets, alias); }
 
-std::string AliasTable::locale(std::string_view alias) const {
-    return found(locales, alias);
-}
+std::string AliasTable::locale(std::string_view alias) const { return found(locales, alias); }
 
 }  // namespace qcs

@@ -28,9 +28,7 @@ struct Character {
 };
 constexpr Character malformed{0, 0};
 
-constexpr bool isSurrogate(CodePoint code) {
-    return (code & 0xFFFFF800U) == 0xD800;
-}
+constexpr bool isSurrogate(CodePoint code) { return (code & 0xFFFFF800U) == 0xD800; }
 
 /// Number of leading bytes below 0x80 among the `n` at `p`.
 inline std::size_t asciiRun(const char* p, std::size_t n) {

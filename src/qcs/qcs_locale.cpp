@@ -134,26 +134,14 @@ char* qcs_strptime(qcs_cs_handle, qcs_loc_handle loc, const char* s, const char*
     return strptime_l(s, format, tm, qcs::findLocale(loc));
 }
 
-int qcs_iswupper(qcs_wchar wide) {
-    return iswupper_l(wide, qcs::characterLocale());
-}
+int qcs_iswupper(qcs_wchar wide) { return iswupper_l(wide, qcs::characterLocale()); }
 
-int qcs_iswlower(qcs_wchar wide) {
-    return iswlower_l(wide, qcs::characterLocale());
-}
+int qcs_iswlower(qcs_wchar wide) { return iswlower_l(wide, qcs::characterLocale()); }
 
-int qcs_iswspace(qcs_wchar wide) {
-    return iswspace_l(wide, qcs::characterLocale());
-}
+int qcs_iswspace(qcs_wchar wide) { return iswspace_l(wide, qcs::characterLocale()); }
 
-int qcs_iswdigit(qcs_wchar wide) {
-    return iswdigit_l(wide, qcs::characterLocale());
-}
+int qcs_iswdigit(qcs_wchar wide) { return iswdigit_l(wide, qcs::characterLocale()); }
 
-int qcs_iswalpha(qcs_wchar wide) {
-    return iswalpha_l(wide, qcs::characterLocale());
-}
+int qcs_iswalpha(qcs_wchar wide) { return iswalpha_l(wide, qcs::characterLocale()); }
 
-int qcs_iswalnum(qcs_wchar wide) {
-    return iswalnum_l(wide, qcs::characterLocale());
-}
+int qcs_iswalnum(qcs_wchar wide) { return iswalnum_l(wide, qcs::characterLocale()); }

@@ -214,8 +214,6 @@ std::string environmentCodeset() {
     return codeset.empty() ? "US-ASCII" : canonicalCodeset(codeset);
 }
 
-void setAliasDirectory(const char* dir) {
-    aliases().setDirectory(dir);
-}
+void setAliasDirectory(const char* dir) { aliases().setDirectory(dir); }
 
 }  // namespace qcs

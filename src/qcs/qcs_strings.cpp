@@ -7,9 +7,7 @@
 namespace qcs {
 namespace {
 
-const char* textOf(const char* s) {
-    return s != nullptr ? s : "";
-}
+const char* textOf(const char* s) { return s != nullptr ? s : ""; }
 
 char* writable(const char* place) {  // as ISO C does: const text in, plain pointer out
     return const_cast<char*>(place);

@@ -9,9 +9,7 @@ Iconv::Iconv(const std::string& to, const std::string& from)
     if (descriptor == reinterpret_cast<iconv_t>(-1)) abort();  // a wrong name in a test
 }
 
-Iconv::~Iconv() {
-    iconv_close(descriptor);
-}
+Iconv::~Iconv() { iconv_close(descriptor); }
 
 std::optional<std::string> Iconv::convert(const std::string& text) {
     std::string result(text.size() * 4 + 16, '\0');

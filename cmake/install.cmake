@@ -1,0 +1,37 @@
+# What `cmake --install` lays down: the shared library, public headers, codeset data, the CMake
+# package and the pkg-config file. The static library is a component of its own:
+#   cmake --install BUILD --component static
+include(CMakePackageConfigHelpers)
+include(${CMAKE_CURRENT_LIST_DIR}/public_headers.cmake)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zfc)
+
+zfc_public_headers(public_headers)
+install(FILES ${public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Z)
+install(DIRECTORY data/qcs/ DESTINATION ${CMAKE_INSTALL_DATADIR}/zfc/qcs
+        PATTERN .gitkeep EXCLUDE)
+
+install(TARGETS zfc EXPORT zfc-targets)
+install(EXPORT zfc-targets NAMESPACE zfc:: DESTINATION ${package_dir})
+install(TARGETS zfc_static EXPORT zfc-static-targets COMPONENT static EXCLUDE_FROM_ALL)
+install(EXPORT zfc-static-targets NAMESPACE zfc:: DESTINATION ${package_dir}
+        COMPONENT static EXCLUDE_FROM_ALL)
+
+configure_package_config_file(cmake/zfc-config.cmake.in zfc-config.cmake
+  INSTALL_DESTINATION ${package_dir}
+  PATH_VARS CMAKE_INSTALL_DATADIR)
+write_basic_package_version_file(zfc-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/zfc-config.cmake ${PROJECT_BINARY_DIR}/zfc-config-version.cmake
+        DESTINATION ${package_dir})
+
+# The pkg-config file finds its prefix from where it lies, so an installed tree can be moved.
+set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH pc_to_prefix
+     ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" pc_to_prefix "${pc_to_prefix}")
+set(pc_tag_flag)
+if(NOT ZFC_TAG STREQUAL "")
+  set(pc_tag_flag " -DZFC_TAG=${zfc_tag}")
+endif()
+configure_file(cmake/zfc.pc.in zfc.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zfc.pc DESTINATION ${pc_dir})

@@ -1,0 +1,105 @@
+#!/usr/bin/env python3
+"""Holds what the libraries export against the names of src/Z/ztags.h, both ways.
+
+Every symbol of the shared library belongs to a class or function of the first block of ztags.h and
+carries the tag; every name of that block has a symbol; no object file has a visible symbol that is
+not such a name (it would be a public name that ztags.h lacks). Exits 1 after listing what is wrong.
+
+usage: exported.py SHARED_LIBRARY STATIC_LIBRARY TAG [--building]
+
+With --building a name without a symbol is listed but is no error.
+"""
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+SRC = Path(__file__).parents[2] / "src"
+DEFINE = re.compile(r"^#define (\w+) ZFC_TAGGED\((\w+)\)$")
+# What stands before the name of the class or function in a demangled symbol.
+PREFIX = re.compile(
+    r"^(?:(?:construction )?vtable(?:-in-\S+)? for |typeinfo (?:name )?for |VTT for |guard variable for "
+    r"|(?:non-)?virtual thunk to |covariant return thunk to |TLS (?:init|wrapper) function for )+"
+)
+FOREIGN = re.compile(r"^(?:std|__gnu_cxx|__cxxabiv1)::|^(?:\w+ )*(?:operator|__)|^(?:[\w:<>*& ]+ )?std::")
+
+complaints = []
+
+
+def read_names():
+    """The two sorted blocks of ztags.h: classes and functions, types without symbols."""
+    blocks, number = [[], []], 0
+    for line in (SRC / "Z" / "ztags.h").read_text().splitlines():
+        if line.startswith("// Types without symbols"):
+            number = 1
+        match = DEFINE.match(line)
+        if match:
+            blocks[number].append(match[1])
+            if match[1] != match[2]:
+                complaints.append(f"ztags.h: {match[1]} is tagged as {match[2]}")
+    for block in blocks:
+        if block != sorted(block, key=lambda name: (name.lower(), name)):
+            complaints.append("ztags.h: names are not sorted")
+    return set(blocks[0]), set(blocks[1])
+
+
+def run(*command, text=None):
+    return subprocess.run(command, input=text, capture_output=True, text=True, check=True).stdout
+
+
+def demangle(symbols):
+    return run("c++filt", text="\n".join(symbols)).splitlines()
+
+
+def owner(demangled):
+    """The outermost class or function that a symbol belongs to."""
+    return re.split(r"::|\(|\[|<", PREFIX.sub("", demangled))[0]
+
+
+def exported(library):
+    """Demangled symbols that the shared library defines for others."""
+    lines = run("nm", "-D", "--defined-only", library).splitlines()
+    return demangle(line.split()[2].split("@")[0] for line in lines)
+
+
+def visible(archive):
+    """Demangled symbols with default visibility that the objects define."""
+    found = set()
+    for line in run("readelf", "-sW", archive).splitlines():
+        words = line.split()
+        if len(words) == 8 and words[4] in ("GLOBAL", "WEAK", "UNIQUE") and words[5] == "DEFAULT":
+            if words[6] not in ("UND", "Ndx"):
+                found.add(words[7])
+    return demangle(sorted(found))
+
+
+def main():
+    shared, archive, tag = sys.argv[1:4]
+    building = "--building" in sys.argv
+    names, types = read_names()
+    tagged = {name + tag: name for name in names}
+
+    seen = set()
+    for symbol in exported(shared):
+        name = owner(symbol)
+        if name in tagged:
+            seen.add(tagged[name])
+        else:
+            complaints.append(f"exported, but no class or function of ztags.h: {symbol}")
+
+    for symbol in visible(archive):
+        if owner(symbol) not in tagged and not FOREIGN.match(symbol):
+            complaints.append(f"marked for export, but not in ztags.h: {symbol}")
+
+    missing = sorted(names - seen)
+    if not building:
+        complaints.extend(f"in ztags.h, but nothing is exported: {name}" for name in missing)
+
+    print(*complaints, sep="\n", end="\n" if complaints else "")
+    if building and missing:
+        print(f"not there yet: {' '.join(missing)}")
+    print(f"exported: {len(seen)} of {len(names)} names, {len(complaints)} complaints")
+    sys.exit(1 if complaints else 0)
+
+
+main()

@@ -1,0 +1,73 @@
+#!/usr/bin/env bash
+# Builds and tests everything, after installing what is missing; stops at the first error.
+# usage: test.sh [--quick]
+#   --quick   the 64-bit build and its tests alone
+set -euo pipefail
+# shellcheck source=scripts/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+summary=()
+
+# step TITLE COMMAND...: runs it and notes how long it took and what its tests closed with.
+step() {
+    local title=$1 begin=$SECONDS
+    shift
+    closing=
+    say "== $title"
+    "$@"
+    summary+=("$(printf '%4d s  %-52s %s' $((SECONDS - begin)) "$title" "$closing")")
+    say "   $((SECONDS - begin)) s${closing:+, $closing}"
+}
+
+# run_tests PRESET LOG [CTEST_OPTION...]
+run_tests() {
+    local preset=$1 log=$2
+    shift 2
+    (cd "$root" && ctest --preset "$preset" --no-tests=error "$@") >"$logs/$log" 2>&1 ||
+        show_and_die "$log" "tests of the build \"$preset\" failed"
+    closing=$(grep -E 'tests passed' "$logs/$log")
+}
+
+# build_and_test PRESET [CMAKE_OPTION...]
+build_and_test() {
+    configure_and_build "$@"
+    run_tests "$1" "$1-tests.log"
+}
+
+check_texts() {
+    "$root/scripts/checks/format.sh" >"$logs/format.log" 2>&1 ||
+        show_and_die format.log "files are not formatted; clang-format-14 -i puts them right"
+    (cd "$root" && shellcheck -x .ci/run scripts/*.sh scripts/checks/*.sh tests/*/*.sh) \
+        >"$logs/shellcheck.log" 2>&1 ||
+        show_and_die shellcheck.log "shellcheck objects to a script"
+}
+
+slow_tests() {
+    (cd "$root" && ctest --test-dir build/release --output-on-failure --no-tests=error -L '^slow$') \
+        >"$logs/slow-tests.log" 2>&1 || show_and_die slow-tests.log "a slow test failed"
+    closing=$(grep -E 'tests passed' "$logs/slow-tests.log")
+}
+
+case ${1-} in
+'' | --quick) ;;
+*) die "usage: test.sh [--quick]" ;;
+esac
+
+install_missing "${test_packages[@]}"
+if [[ ${1-} == --quick ]]; then
+    step "64-bit build and tests" build_and_test release
+else
+    step "64-bit build and tests" build_and_test release -DZFC_BUILD_BENCH=ON
+    step "formatting and shell scripts" check_texts
+    step "clang: thread-safety analysis, clang-tidy, tests" build_and_test clang -DZFC_BUILD_FUZZ=ON
+    step "32-bit build and the same tests" build_and_test m32
+    step "address, undefined-behaviour and leak sanitizers" build_and_test asan
+    step "thread sanitizer" build_and_test tsan
+    step "two releases in one process and other slow tests" slow_tests
+fi
+
+say
+printf '%s\n' "${summary[@]}"
+say
+sed -n '/tests passed/,$p' "$logs/release-tests.log"
+say "all passed in $SECONDS s"

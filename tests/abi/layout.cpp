@@ -1,0 +1,195 @@
+// Sizes and places of fields on 32-bit x86, where they are part of the binary interface. There is
+// nothing to run: the assertions hold when this file compiles with -m32 -fno-access-control.
+#include <cstddef>
+
+static_assert(sizeof(void*) == 4, "layouts are fixed for 32-bit x86 alone");
+
+// Classes with virtual functions have no standard layout; this compiler places their fields anyway.
+#pragma GCC diagnostic ignored "-Winvalid-offsetof"
+
+// A macro because offsetof takes names.
+#define FIELD(type, field, offset) \
+    static_assert(offsetof(type, field) == (offset), #type "::" #field " is misplaced")
+#define SIZE(type, size) static_assert(sizeof(type) == (size), #type " has another size")
+
+#include "Z/ZObject.h"
+SIZE(ZObject, 4);
+
+#if __has_include("Z/ZException.h")
+#include "Z/ZException.h"
+FIELD(ZException, code, 4);
+FIELD(ZException, name, 8);
+FIELD(ZException, file, 12);
+FIELD(ZException, line, 16);
+SIZE(ZException, 20);
+SIZE(ZZException, 20);
+SIZE(ZOutOfMemoryException, 20);
+SIZE(ZInvalidPlatformException, 20);
+SIZE(ZNotClonableException, 20);
+SIZE(ZInvalidParameterException, 20);
+SIZE(ZQCSMBLenException, 20);
+SIZE(ZNoQCSEnvironmentException, 20);
+SIZE(ZUnsupportedException, 20);
+SIZE(ZThreadException, 24);
+SIZE(ZConditionException, 24);
+SIZE(ZResourceException, 24);
+SIZE(ZCreateResourceException, 24);
+SIZE(ZLockResourceException, 24);
+SIZE(ZUnlockResourceException, 24);
+SIZE(ZReadResourceException, 24);
+SIZE(ZWriteResourceException, 24);
+SIZE(ZOpenResourceException, 24 + 112);
+SIZE(ZCloseResourceException, 24 + 112);
+SIZE(ZInvalidResourceStateException, 24 + 112);
+SIZE(ZAbstractNotImplementedException, 20 + 112);
+SIZE(ZConverterException, 20 + 3 * 112);
+SIZE(ZPropertiesException, 20 + 112);
+SIZE(ZPropertiesMissingPropertyException, 20 + 3 * 112);
+SIZE(ZPropertiesInvalidValueException, 20 + 4 * 112);
+SIZE(ZPropertiesInvalidNumValueException, 20 + 4 * 112);
+SIZE(ZPropertiesInvalidBoolValueException, 20 + 4 * 112);
+SIZE(ZPropertiesIteratorException, 20 + 112);
+SIZE(ZPropertiesIOException, 20 + 2 * 112 + 4);
+SIZE(ZPropertiesInvalidDataException, 20 + 2 * 112 + 4);
+SIZE(ZCodesetException, 20 + 2 * 112);
+SIZE(ZToUTF8Exception, 20 + 112);
+SIZE(ZFromUTF8Exception, 20 + 112);
+SIZE(ZSharedLibraryException, 20 + 2 * 112 + 4);
+SIZE(ZSharedLibraryLoadException, 20 + 3 * 112 + 4);
+SIZE(ZSharedLibraryResolveException, 20 + 3 * 112 + 4);
+SIZE(ZUnexpectedEndOfFile, 20 + 112);
+SIZE(ZJavaPropertyParseException, 20 + 112);
+#endif
+
+#if __has_include("Z/ZMessage.h")
+#include "Z/ZMessage.h"
+SIZE(ZMessageService, 4);
+SIZE(ZDefaultMessageService, 8);
+#endif
+
+#if __has_include("Z/ZLCString.h")
+#include "Z/ZLCString.h"
+FIELD(ZAbstractMutableString, chars, 4);
+FIELD(ZAbstractMutableString, length, 8);
+FIELD(ZAbstractMutableString, capacity, 12);
+FIELD(ZAbstractMutableString, inlineBuffer, 16);
+SIZE(ZAbstractMutableString, 112);
+SIZE(ZLCString, 112);
+#endif
+
+#if __has_include("Z/ZUTF8String.h")
+#include "Z/ZUTF8String.h"
+SIZE(ZUTF8String, 112);
+#endif
+
+#if __has_include("Z/ZLCConstString.h")
+#include "Z/ZLCConstString.h"
+FIELD(ZAbstractConstString, chars, 4);
+FIELD(ZAbstractConstString, cachedLength, 8);
+SIZE(ZAbstractConstString, 12);
+SIZE(ZLCConstString, 12);
+#endif
+
+#if __has_include("Z/ZUTF8ConstString.h")
+#include "Z/ZUTF8ConstString.h"
+SIZE(ZUTF8ConstString, 12);
+#endif
+
+#if __has_include("Z/ZStringIterator.h")
+#include "Z/ZStringIterator.h"
+FIELD(ZStringIterator, position, 8);
+FIELD(ZStringIterator, source, 12);
+FIELD(ZStringIterator, mbMax, 20);  // behind the reference `target`
+SIZE(ZStringIterator, 24);
+#endif
+
+#if __has_include("Z/ZStringTokenizer.h")
+#include "Z/ZStringTokenizer.h"
+FIELD(ZStringTokenizer, position, 8);
+FIELD(ZStringTokenizer, source, 12);
+FIELD(ZStringTokenizer, delimiters, 20);  // behind the reference `target`
+FIELD(ZStringTokenizer, mbMax, 24);
+SIZE(ZStringTokenizer, 28);
+#endif
+
+#if __has_include("Z/ZArray.h")
+#include "Z/ZArray.h"
+FIELD(ZArray, data, 8);
+FIELD(ZArray, length, 16);
+SIZE(ZArray, 20);
+#endif
+
+#if __has_include("Z/ZList.h")
+#include "Z/ZList.h"
+FIELD(ZArrayList, data, 12);
+FIELD(ZArrayList, count, 16);
+SIZE(ZArrayList, 24);
+SIZE(ZListIterator, 16);
+#endif
+
+#if __has_include("Z/ZMap.h")
+#include "Z/ZMap.h"
+FIELD(ZHashMap, buckets, 8);
+FIELD(ZHashMap, ownsMembers, 28);
+SIZE(ZHashMap, 32);
+SIZE(ZArrayMap, 28);
+#endif
+
+#if __has_include("Z/ZKeyMap.h")
+#include "Z/ZKeyMap.h"
+FIELD(ZKeyEntry, key, 4);
+FIELD(ZKeyEntry, value, 8);
+FIELD(ZKeyEntry, copy, 12);
+FIELD(ZKeyEntry, hashValue, 16);
+SIZE(ZKeyEntry, 20);
+FIELD(ZHashKeyMap, copy, 40);
+SIZE(ZHashKeyMap, 44);
+#endif
+
+#if __has_include("Z/ZBuffer.h")
+#include "Z/ZBuffer.h"
+FIELD(ZBuffer, length, 8);
+FIELD(ZBuffer, buffer, 12);
+SIZE(ZBuffer, 16);
+FIELD(ZConstBuffer, length, 8);
+FIELD(ZConstBuffer, buffer, 12);
+SIZE(ZConstBuffer, 16);
+#endif
+
+#if __has_include("Z/ZLock.h")
+#include "Z/ZLock.h"
+FIELD(ZLock, mutex, 8);
+FIELD(ZLock, owner, 12);
+FIELD(ZLock, count, 16);
+SIZE(ZLock, 20);
+SIZE(ZResourceLock, 8);
+#endif
+
+#if __has_include("Z/ZCondition.h")
+#include "Z/ZCondition.h"
+FIELD(ZCondition, ownsLock, 16);
+FIELD(ZCondition, cond, 20);
+SIZE(ZCondition, 24);
+FIELD(ZBooleanCondition, condition, 24);
+SIZE(ZBooleanCondition, 28);
+#endif
+
+#if __has_include("Z/ZObserve.h")
+#include "Z/ZObserve.h"
+SIZE(Voyeur, 8);
+FIELD(ZAbstractObservable, observers, 4);
+FIELD(ZAbstractObservable, observersLock, 28);
+SIZE(ZAbstractObservable, 48);
+#endif
+
+#if __has_include("Z/ZFileMap.h")
+#include "Z/ZFileMap.h"
+FIELD(ZAbstractFileMap, fileName, 4);
+FIELD(ZAbstractFileMap, mode, 116);
+FIELD(ZAbstractFileMap, flags, 120);
+FIELD(ZAbstractFileMap, address, 124);
+FIELD(ZAbstractFileMap, length, 128);
+SIZE(ZAbstractFileMap, 132);
+FIELD(ZUnixFileMap, fd, 132);
+SIZE(ZUnixFileMap, 136);
+#endif

@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# Plants one fault for each check and sees it found: a check that cannot fail guards nothing.
+# usage: selftest.sh SHARED_LIBRARY STATIC_LIBRARY TAG
+set -euo pipefail
+
+shared=$1 static=$2 tag=$3
+checks=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+root=$(cd "$checks/../.." && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# rejects PATTERN COMMAND...: the command fails and says PATTERN.
+rejects() {
+    local pattern=$1 output
+    shift
+    if output=$("$@" 2>&1); then
+        echo "selftest: accepted a planted fault: $*" >&2
+        exit 1
+    fi
+    grep -q -- "$pattern" <<<"$output" || {
+        printf 'selftest: expected "%s" from %s, got:\n%s\n' "$pattern" "$*" "$output" >&2
+        exit 1
+    }
+}
+
+mkdir -p "$work/tree/scripts" "$work/tree/src/Z" "$work/tree/src/qcs"
+printf '0 low\n1 high\n' >"$work/tree/scripts/rooms.txt"
+printf '#include "Z/ztags.h"\n#include "Z/high.h"\n' >"$work/tree/src/Z/low.h"
+printf '#include "Z/ztags.h"\n' | tee "$work/tree/src/Z/high.h" >"$work/tree/src/Z/stray.h"
+printf '#include "Z/low.h"\n' >"$work/tree/src/qcs/qcs.h"
+rejects 'low.h of room 0 includes high.h of room 1' "$checks/rooms.py" "$work/tree"
+rejects 'stray.h:1: not in scripts/rooms.txt' "$checks/rooms.py" "$work/tree"
+rejects 'the codeset layer stands alone' "$checks/rooms.py" "$work/tree"
+
+# Two neighbours change places: two names, then two overloads of one name.
+sed '/^    who()$/{h;d}; /^    where()$/{G}' "$root/tests/abi/slots.txt" >"$work/names.txt"
+rejects 'ZException: slot 9 is who, listed is where' "$checks/slots.py" "$work/names.txt"
+sed '/^    indexOf(int,/{h;d}; /^    indexOf(const char/{G}' "$root/tests/abi/slots.txt" \
+    >"$work/overloads.txt"
+rejects 'ZAbstractString: indexOf(int, unsigned int) has slot' "$checks/slots.py" "$work/overloads.txt"
+
+sed 's/FIELD(ZException, name, 8)/FIELD(ZException, name, 12)/' "$root/tests/abi/layout.cpp" \
+    >"$work/layout.cpp"
+rejects 'ZException::name is misplaced' g++ -m32 -std=c++17 -fsyntax-only -fno-access-control \
+    -I "$root/src" "$work/layout.cpp"
+
+rejects 'exported, but no class or function of ztags.h' "$checks/exported.py" "$shared" "$static" \
+    "${tag}_0"
+
+printf 'int  f( ){return 1;}\n' >"$work/ugly.cpp"
+rejects 'should be clang-formatted' "$checks/format.sh" "$work/ugly.cpp"
+
+echo "selftest: every planted fault was found"

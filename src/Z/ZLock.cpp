@@ -84,9 +84,7 @@ ZLock::Owner ZLock::createOwner() {
 
 ZLock::ZLock() : mutex(createMutex()), owner(createOwner()) {}
 ZLock::ZLock(const ZLock&) : ZLock() {}
-ZLock& ZLock::operator=(const ZLock&) {
-    return *this;
-}
+ZLock& ZLock::operator=(const ZLock&) { return *this; }
 ZLock::~ZLock() = default;
 
 void ZLock::hold(pthread_t holder, int depth) {

@@ -28,6 +28,8 @@
 #define ZRELEASE(...) ZFC_THREAD_SAFETY(release_capability(__VA_ARGS__))
 /// The caller holds the lock.
 #define ZREQUIRES(...) ZFC_THREAD_SAFETY(requires_capability(__VA_ARGS__))
+/// The function returns only when the caller holds the lock.
+#define ZASSERTS_HELD(...) ZFC_THREAD_SAFETY(assert_capability(__VA_ARGS__))
 /// The caller does not hold the lock.
 #define ZEXCLUDES(...) ZFC_THREAD_SAFETY(locks_excluded(__VA_ARGS__))
 /// The body is not analysed; a comment at the function says why.

@@ -1,0 +1,8 @@
+#include "Z/zfileinherit.h"
+
+#include <fcntl.h>
+
+int zsetfileinheritance(int fd, int inherit) {
+    int const descriptorFlags = inherit != 0 ? 0 : FD_CLOEXEC;
+    return fcntl(fd, F_SETFD, descriptorFlags) == 0 ? 1 : 0;
+}

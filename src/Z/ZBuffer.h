@@ -86,6 +86,8 @@ class ZFC_API ZBuffer : public ZAbstractBuffer {
     void setBufferNoCopy(unsigned long n, void* data);
 
   private:
+    void grow(unsigned int wanted);
+
     unsigned int length = 0;              // valid bytes, at most the size of the block
     std::unique_ptr<void, ZFree> buffer;  // from realloc; null when empty
 };

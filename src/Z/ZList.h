@@ -89,6 +89,7 @@ class ZFC_API ZList {
 /// The part of a list that needs no knowledge of its storage.
 class ZFC_API ZAbstractList : public ZObject, public ZList {
   public:
+    using ZList::indexOf;
     using ZList::remove;
 
     // in slot order: do not sort
@@ -142,6 +143,7 @@ class ZFC_API ZArrayList : public ZAbstractList {
     void addNoCopy(ZObject* obj) override;
     void addNoCopy(unsigned int i, ZObject* obj) override;
     void remove(unsigned int i) override;
+    void removeAll() override;
     [[nodiscard]] int indexOf(ZObject const* obj) const override;
     [[nodiscard]] int lastIndexOf(ZObject const* obj) const override;
     void swap(unsigned int i, unsigned int j) override;

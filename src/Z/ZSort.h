@@ -22,7 +22,7 @@ class ZFC_API ZSortCompare {
     [[nodiscard]] virtual int sortCompare(ZObject const* a, ZObject const* b) const = 0;
 
     /// The one comparator by ZObject::compare(). Made on first use, lives as long as the process;
-    /// may be asked for by several threads at once. Throws ZOutOfMemoryException (message 1).
+    /// may be asked for by several threads at once.
     [[nodiscard]] static ZSortCompare const& defaultSortCompare();
 
   protected:

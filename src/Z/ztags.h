@@ -225,7 +225,6 @@
 // Types without symbols of their own: tagged because they stand in the symbols of functions.
 #define ZCodesetHandle ZFC_TAGGED(ZCodesetHandle)
 #define ZFree ZFC_TAGGED(ZFree)
-#define ZFree ZFC_TAGGED(ZFree)
 #define ZPropertyStringType ZFC_TAGGED(ZPropertyStringType)
 #define ZPROPItemType ZFC_TAGGED(ZPROPItemType)
 #define ZPROPOpenMode ZFC_TAGGED(ZPROPOpenMode)

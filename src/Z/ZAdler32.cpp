@@ -1,0 +1,60 @@
+#include "Z/ZAdler32.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace {
+
+constexpr std::uint32_t base = 65521;       // the largest prime below 2^16
+constexpr unsigned int reduceAfter = 5552;  // most bytes that keep the second sum in 32 bits
+constexpr unsigned int lanes = 16;          // bytes summed side by side, in vector registers
+static_assert(reduceAfter % lanes == 0);
+
+struct Sums {
+    std::uint32_t first, second;
+};
+
+/// Adds `steps` times `lanes` bytes. A byte counts in the second sum once for each byte from it to
+/// the end: `lanes` times for each later step, which `earlier` collects, and then by its lane.
+void addLanes(Sums& sums, unsigned char const* data, unsigned int steps) {
+    std::uint32_t plain[lanes] = {};
+    std::uint32_t earlier[lanes] = {};
+    for (; steps != 0; --steps, data += lanes) {
+        sums.second += lanes * sums.first;
+        for (unsigned int i = 0; i < lanes; ++i) {
+            earlier[i] += plain[i];
+            plain[i] += data[i];
+        }
+    }
+    for (unsigned int i = 0; i < lanes; ++i) {
+        sums.first += plain[i];
+        sums.second += lanes * earlier[i] + (lanes - i) * plain[i];
+    }
+}
+
+void addBytes(Sums& sums, unsigned char const* data, unsigned int length) {
+    for (unsigned int i = 0; i < length; ++i) {
+        sums.first += data[i];
+        sums.second += sums.first;
+    }
+}
+
+}  // namespace
+
+unsigned long ZAdler32::adler32(unsigned long adler, unsigned char const* data,
+                                unsigned int length) noexcept {
+    if (data == nullptr) return 1;
+    if (length == 0) return adler;
+    Sums sums{static_cast<std::uint32_t>(adler & 0xffff),
+              static_cast<std::uint32_t>(adler >> 16 & 0xffff)};
+    while (length != 0) {
+        unsigned int const part = std::min(length, reduceAfter);
+        unsigned int const whole = part / lanes * lanes;
+        addLanes(sums, data, whole / lanes);
+        addBytes(sums, data + whole, part - whole);
+        sums = {sums.first % base, sums.second % base};
+        data += part;
+        length -= part;
+    }
+    return static_cast<unsigned long>(sums.second) << 16 | sums.first;
+}

@@ -1,0 +1,119 @@
+#include "Z/ZBuffer.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "Z/ZException.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZBuffer";
+
+unsigned int checkedLength(unsigned long n) {
+    auto const length = static_cast<unsigned int>(n);
+    if (length != n) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    return length;
+}
+
+void checkData(unsigned long n, void const* data) {
+    if (n != 0 && data == nullptr) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+}
+
+int sign(bool less) { return less ? -1 : 1; }
+
+}  // namespace
+
+ZBufferInterface::~ZBufferInterface() = default;
+
+// ----------------------------------------------------------------------------- ZAbstractBuffer
+
+ZAbstractBuffer::~ZAbstractBuffer() = default;
+
+int ZAbstractBuffer::compare(ZObject const& other) const {
+    auto const* const that = dynamic_cast<ZAbstractBuffer const*>(&other);
+    if (that == nullptr) return ZObject::compare(other);
+    unsigned long const length = getLength();
+    if (length != that->getLength()) return sign(length < that->getLength());
+    if (length == 0 || getBuffer() == that->getBuffer()) return 0;
+    int const difference = std::memcmp(getBuffer(), that->getBuffer(), length);
+    return difference == 0 ? 0 : sign(difference < 0);
+}
+
+// ------------------------------------------------------------------------------------- ZBuffer
+
+ZBuffer::ZBuffer(unsigned long n, void* data) { ZBuffer::setBuffer(n, data); }
+
+ZBuffer::ZBuffer(char const* text) { setBuffer(text); }
+
+ZBuffer::ZBuffer(ZBuffer const& other) : ZBuffer(other.length, other.buffer.get()) {}
+
+ZBuffer& ZBuffer::operator=(ZBuffer const& other) {
+    if (this != &other) ZBuffer::setBuffer(other.length, other.buffer.get());
+    return *this;
+}
+
+ZBuffer::~ZBuffer() = default;
+
+ZObject* ZBuffer::clone() const { return new ZBuffer(*this); }
+
+void ZBuffer::grow(unsigned int wanted) {
+    void* const block = std::realloc(buffer.get(), wanted);
+    if (block == nullptr) {
+        // Kept: the old bytes go too, so that a buffer is either as long as was asked or empty.
+        buffer.reset();
+        length = 0;
+        zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    }
+    static_cast<void>(buffer.release());  // realloc has freed it
+    buffer.reset(block);
+}
+
+void ZBuffer::setLength(unsigned long n) {
+    unsigned int const wanted = checkedLength(n);
+    if (wanted > length) grow(wanted);
+    if (wanted == 0) buffer.reset();
+    length = wanted;
+}
+
+void ZBuffer::setBuffer(unsigned long n, void* data) {
+    checkData(n, data);
+    // Data of this buffer is not longer than the buffer, so its block stays.
+    ZBuffer::setLength(n);
+    if (n != 0) std::memmove(buffer.get(), data, n);
+}
+
+void ZBuffer::takeBuffer(unsigned long& n, void*& data) {
+    n = std::exchange(length, 0U);
+    data = buffer.release();
+}
+
+void ZBuffer::setBuffer(char const* text) {
+    ZBuffer::setBuffer(text != nullptr ? std::strlen(text) + 1 : 0, const_cast<char*>(text));
+}
+
+void ZBuffer::setBufferNoCopy(unsigned long n, void* data) {
+    checkData(n, data);
+    length = checkedLength(n);
+    if (data != buffer.get()) buffer.reset(data);
+}
+
+// -------------------------------------------------------------------------------- ZConstBuffer
+
+ZConstBuffer::ZConstBuffer(unsigned long n, void* data) : length(checkedLength(n)), buffer(data) {}
+
+ZConstBuffer::~ZConstBuffer() = default;
+
+ZObject* ZConstBuffer::clone() const { return new ZConstBuffer(*this); }
+
+void ZConstBuffer::setLength(unsigned long n) { length = checkedLength(n); }
+
+void ZConstBuffer::setBuffer(unsigned long n, void* data) {
+    length = checkedLength(n);
+    buffer = data;
+}
+
+void ZConstBuffer::takeBuffer(unsigned long& n, void*& data) {
+    n = std::exchange(length, 0U);
+    data = std::exchange(buffer, nullptr);
+}

@@ -1,0 +1,174 @@
+#include "Z/ZMap.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <memory>
+
+#include "Z/zcontainer_members.h"
+
+namespace {
+
+constexpr unsigned int leastSize = 2;
+constexpr unsigned int bucketCapacity = 5;  // a table of the right size has few entries a bucket
+
+/// A number of buckets above 32 bits stays above what an array can have, and is refused there.
+unsigned int bucketCount(unsigned int size) {
+    std::uint64_t const count = std::uint64_t{std::max(size, leastSize)} * 3 / 2;
+    return static_cast<unsigned int>(
+        std::min<std::uint64_t>(count, std::numeric_limits<unsigned int>::max()));
+}
+
+void putEntries(ZMap& from, ZMap& to) {
+    if (&from == &to) return;
+    ZArrayList entries(from.size(), 0);
+    from.list(entries);
+    for (unsigned int i = 0; i < entries.size(); ++i)
+        to.putEntry(entries.get(i));
+}
+
+}  // namespace
+
+ZMap::~ZMap() = default;
+
+// -------------------------------------------------------------------------------- ZAbstractMap
+
+ZAbstractMap::~ZAbstractMap() = default;
+
+bool ZAbstractMap::isEmpty() const { return size() == 0; }
+
+void ZAbstractMap::putAll(ZMap& other) { putEntries(other, *this); }
+
+// ----------------------------------------------------------------------------------- ZArrayMap
+
+ZArrayMap::ZArrayMap(unsigned int room, int owns) : ZArrayList(room, owns) {}
+
+ZArrayMap::~ZArrayMap() = default;
+
+ZObject* ZArrayMap::clone() const { return new ZArrayMap(*this); }
+
+int ZArrayMap::getIndex(ZObject const* key) const { return indexOf(key); }
+
+void ZArrayMap::putEntry(ZObject* entry) {
+    int const index = getIndex(entry);
+    if (index < 0) return add(entry);
+    set(static_cast<unsigned int>(index), entry);
+}
+
+void ZArrayMap::putEntryNoCopy(ZObject* entry) {
+    int const index = getIndex(entry);
+    if (index < 0) return addNoCopy(entry);
+    setNoCopy(static_cast<unsigned int>(index), entry);
+}
+
+ZObject* ZArrayMap::getEntry(ZObject const* key) const {
+    return get(static_cast<unsigned int>(getIndex(key)));  // -1 is beyond the end: null
+}
+
+void ZArrayMap::removeEntry(ZObject* key) { ZArrayList::remove(static_cast<ZObject const*>(key)); }
+
+bool ZArrayMap::contains(ZObject const* key) const { return getIndex(key) != -1; }
+
+unsigned int ZArrayMap::size() const { return ZArrayList::size(); }
+
+bool ZArrayMap::isEmpty() const { return ZArrayList::isEmpty(); }
+
+void ZArrayMap::removeAll() { ZArrayList::removeAll(); }
+
+void ZArrayMap::putAll(ZMap& other) { putEntries(other, *this); }
+
+void ZArrayMap::list(ZList& out) const { out.addList(*this); }
+
+// ------------------------------------------------------------------------------------ ZHashMap
+
+ZHashMap::ZHashMap(unsigned int size, int owns)
+    : buckets(bucketCount(size), 1), ownsMembers(owns) {}
+
+ZHashMap::~ZHashMap() = default;
+
+ZObject* ZHashMap::clone() const { return new ZHashMap(*this); }
+
+unsigned int ZHashMap::bucketIndex(ZObject const* key) const {
+    unsigned long const hash = key != nullptr ? key->hash() : 0;
+    return static_cast<unsigned int>(hash % buckets.size());
+}
+
+ZArrayMap* ZHashMap::bucketAt(unsigned int index) const {
+    return static_cast<ZArrayMap*>(buckets.get(index));
+}
+
+ZArrayMap* ZHashMap::bucketOf(ZObject const* key) const { return bucketAt(bucketIndex(key)); }
+
+ZArrayMap& ZHashMap::makeBucket(ZObject const* key) {
+    unsigned int const index = bucketIndex(key);
+    if (ZArrayMap* const present = bucketAt(index)) return *present;
+    auto bucket = std::make_unique<ZArrayMap>(bucketCapacity, ownsMembers);
+    buckets.setNoCopy(index, bucket.get());
+    return *bucket.release();
+}
+
+void ZHashMap::putEntry(ZObject* entry) { makeBucket(entry).putEntry(entry); }
+
+void ZHashMap::putEntryNoCopy(ZObject* entry) { makeBucket(entry).putEntryNoCopy(entry); }
+
+ZObject* ZHashMap::getEntry(ZObject const* key) const {
+    ZArrayMap const* const bucket = bucketOf(key);
+    return bucket != nullptr ? bucket->getEntry(key) : nullptr;
+}
+
+void ZHashMap::removeEntry(ZObject* key) {
+    if (ZArrayMap* const bucket = bucketOf(key)) bucket->removeEntry(key);
+}
+
+bool ZHashMap::contains(ZObject const* key) const {
+    ZArrayMap const* const bucket = bucketOf(key);
+    return bucket != nullptr && bucket->contains(key);
+}
+
+unsigned int ZHashMap::size() const {
+    unsigned int entries = 0;
+    for (unsigned int i = 0; i < buckets.size(); ++i) {
+        if (ZArrayMap const* const bucket = bucketAt(i)) entries += bucket->size();
+    }
+    return entries;
+}
+
+bool ZHashMap::isEmpty() const {
+    for (unsigned int i = 0; i < buckets.size(); ++i) {
+        ZArrayMap const* const bucket = bucketAt(i);
+        if (bucket != nullptr && !bucket->isEmpty()) return false;
+    }
+    return true;
+}
+
+void ZHashMap::removeAll() {
+    for (unsigned int i = 0; i < buckets.size(); ++i) {
+        if (ZArrayMap* const bucket = bucketAt(i)) bucket->removeAll();
+    }
+}
+
+void ZHashMap::list(ZList& out) const {
+    zmembers::Appending appending(out);
+    for (unsigned int i = 0; i < buckets.size(); ++i) {
+        if (ZArrayMap const* const bucket = bucketAt(i)) bucket->list(out);
+    }
+    appending.keep();
+}
+
+// ----------------------------------------------------------------------------------- iterators
+
+ZMapIterator::ZMapIterator(ZMap const& map) : entries(map.size(), 0), iterator(entries) {
+    map.list(entries);
+}
+
+ZMapIterator::~ZMapIterator() = default;
+
+bool ZMapIterator::hasMore() { return iterator.hasMore(); }
+ZObject* ZMapIterator::getNext() { return iterator.getNext(); }
+void ZMapIterator::reset() { iterator.reset(); }
+
+ZArrayMapIterator::ZArrayMapIterator(ZArrayMap& map) : ZListIterator(map) {}
+
+ZArrayMapIterator::~ZArrayMapIterator() = default;
+
+ZObject* ZArrayMapIterator::clone() const { return new ZArrayMapIterator(*this); }

@@ -3,7 +3,9 @@
 
 Every symbol of the shared library belongs to a class or function of the first block of ztags.h and
 carries the tag; every name of that block has a symbol; no object file has a visible symbol that is
-not such a name (it would be a public name that ztags.h lacks). Exits 1 after listing what is wrong.
+not such a name (it would be a public name that ztags.h lacks); every type that a header defines at
+namespace scope stands in one of the two blocks, the handle records of the C interface excepted.
+Exits 1 after listing what is wrong.
 
 usage: exported.py SHARED_LIBRARY STATIC_LIBRARY TAG [--building]
 
@@ -22,6 +24,12 @@ PREFIX = re.compile(
     r"|(?:non-)?virtual thunk to |covariant return thunk to |TLS (?:init|wrapper) function for )+"
 )
 FOREIGN = re.compile(r"^(?:std|__gnu_cxx|__cxxabiv1)::|^(?:\w+ )*(?:operator|__)|^(?:[\w:<>*& ]+ )?std::")
+
+# A type defined, not only named, at namespace scope of a header.
+DEFINED = re.compile(
+    r"^(?:typedef )?(?:class|struct|enum(?: class)?) (?:[A-Z_]+(?:\([^)]*\))? )*(\w+)(?: final)?"
+    r"\s*(?::[^:;]*)?(?:\{|$)", re.M)
+HANDLE = re.compile(r"^ZPROP_\w*handle$")
 
 complaints = []
 
@@ -73,6 +81,14 @@ def visible(archive):
     return demangle(sorted(found))
 
 
+def defined_types():
+    """(header, type) of what public headers define."""
+    for header in sorted((SRC / "Z").glob("*.h")):
+        if "_" not in header.stem or header.stem == "zproperties_c":
+            for name in DEFINED.findall(header.read_text()):
+                yield header.name, name
+
+
 def main():
     shared, archive, tag = sys.argv[1:4]
     building = "--building" in sys.argv
@@ -90,6 +106,10 @@ def main():
     for symbol in visible(archive):
         if owner(symbol) not in tagged and not FOREIGN.match(symbol):
             complaints.append(f"marked for export, but not in ztags.h: {symbol}")
+
+    for header, name in defined_types():
+        if name not in names | types and not HANDLE.match(name):
+            complaints.append(f"{header} defines {name}, which is not in ztags.h")
 
     missing = sorted(names - seen)
     if not building:

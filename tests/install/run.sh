@@ -34,6 +34,11 @@ private=$(find "$prefix/include" -name '*_*.h' \
 [[ -f $prefix/include/Z/ztags.h ]] || fail "no public headers were installed"
 [[ -d $prefix/share/zfc/qcs ]] || fail "the codeset data directory was not installed"
 
+# The tools find the library that was installed with them.
+for tool in "$prefix"/bin/*; do
+    [[ ! -x $tool ]] || quiet "$tool" --help
+done
+
 export QCSDIR=$prefix/share/zfc/qcs LC_ALL=C.UTF-8
 
 # Where this compiler and word size find zlib, which the static library needs.

@@ -67,11 +67,11 @@ ZCondition::Cond ZCondition::createCond() {
     return Cond(block.release());
 }
 
-ZCondition::ZCondition() : ZCondition(std::unique_ptr<ZLock>(new ZLock)) {}
+ZCondition::ZCondition() : ZCondition(std::make_unique<ZLock>()) {}
 ZCondition::ZCondition(ZLock& l) : lock_(&l), ownsLock(0), cond(createCond()) {}
 ZCondition::ZCondition(std::unique_ptr<ZLock> own)
     : lock_(own.get()), ownsLock(1), cond(createCond()) {
-    own.release();
+    static_cast<void>(own.release());  // ours from here on
 }
 
 ZCondition::~ZCondition() {

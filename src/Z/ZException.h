@@ -30,10 +30,10 @@ class ZFC_API ZException : public ZObject {
     // in slot order: do not sort
     ~ZException() override;
     [[nodiscard]] ZObject* clone() const override = 0;
-    /// Records the place of a throw; only the latest is kept. `file` is a static string or null.
-    virtual void addLocation(char const* file, unsigned long line);
+    /// Records the place of a throw; only the latest is kept. `source` is a static string or null.
+    virtual void addLocation(char const* source, unsigned long sourceLine);
     /// Stores the recorded place, whatever the index, and returns 1.
-    virtual int location(int index, char const*& file, int& line) const;
+    virtual int location(int index, char const*& source, int& sourceLine) const;
     /// Always 1.
     [[nodiscard]] virtual int locationCount() const;
     /// The recorded source file; null before addLocation().
@@ -293,10 +293,10 @@ class ZFC_API ZInvalidResourceStateException : public ZResourceException {
 
 // -------------------------------------------------------------------- general, with inserts
 
-/// An abstract operation was reached (message 31, whose text does not show `what`).
+/// An abstract operation was reached (message 31, whose text does not show it).
 class ZFC_API ZAbstractNotImplementedException : public ZZException {
   public:
-    explicit ZAbstractNotImplementedException(char const* what);
+    explicit ZAbstractNotImplementedException(char const* operation);
     [[nodiscard]] ZObject* clone() const override {
         return new ZAbstractNotImplementedException(*this);
     }

@@ -24,7 +24,7 @@ class AliasTable {
     [[nodiscard]] std::string codeset(std::string_view alias) const;
     [[nodiscard]] std::string locale(std::string_view alias) const;
 
-    static constexpr std::size_t maxFileSize = 256 * 1024;
+    static constexpr std::size_t maxFileSize = 256UL * 1024;
 
   private:
     void addLine(std::string_view line);

@@ -45,7 +45,7 @@ class Conversion {
 /// What a byte sequence is in the codeset.
 struct Probe {
     enum class Kind { invalid, incomplete, character } kind;
-    std::array<wchar_t, 8> codes;
+    std::array<char32_t, 8> codes;
     std::size_t count;
     bool heldBack;  ///< it came out only at the end of the text
 };
@@ -77,7 +77,7 @@ Probe probe(Conversion& conversion, const Prefix& sequence) {
     int const error = conversion.run(in, inLen, out, outLen);
     std::size_t const atOnce = outLen;
     int const endError = conversion.finish(out, outLen);
-    result.count = (sizeof result.codes - outLen) / sizeof(wchar_t);
+    result.count = (sizeof result.codes - outLen) / sizeof(char32_t);
     result.heldBack = atOnce != outLen;
     if (error == EINVAL && atOnce == sizeof result.codes) result.kind = Probe::Kind::incomplete;
     if (error == 0 && endError == 0 && result.count > 0) result.kind = Probe::Kind::character;

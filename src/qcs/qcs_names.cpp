@@ -164,7 +164,7 @@ bool isLocaleName(std::string_view name) {
 std::string systemCodeset(const std::string& locale) {
     locale_t const handle = newlocale(LC_CTYPE_MASK, locale.c_str(), nullptr);
     if (handle == nullptr) return {};
-    std::string const codeset = nl_langinfo_l(CODESET, handle);
+    std::string codeset = nl_langinfo_l(CODESET, handle);
     freelocale(handle);
     return codeset;
 }
@@ -179,7 +179,7 @@ bool isName(std::string_view text) {
 }
 
 std::string canonicalCodeset(std::string_view name) {
-    std::string const builtIn = builtInCodeset(nameKey(name));
+    std::string builtIn = builtInCodeset(nameKey(name));
     if (!builtIn.empty()) return builtIn;
     std::string const alias = aliases().codeset(name);
     if (alias.empty()) return std::string(name);

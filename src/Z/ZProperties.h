@@ -1,0 +1,525 @@
+/// The configuration object: typed questions about settings, edits, and the file they live in.
+///
+/// A properties object holds the values of one file. It is empty, loaded (its file's name is known
+/// and nothing has changed since), or modified (an edit since the last load or store). Destroying
+/// it does not store it.
+///
+/// Threads. Every operation holds the object's own lock for its whole run, so an object can be
+/// shared; several operations together are not one. Change notices go out after the lock is
+/// released.
+///
+/// Other processes. load() holds a shared record lock on the whole file, store() an exclusive one,
+/// both of the open-file-description kind, both without waiting: whoever finds the file locked gets
+/// ZPropertiesIOException with "fcntl()" and tries again when it likes. The file is rewritten in
+/// place, because that lock is on this very file. What others store is noticed by the modification
+/// time, in whole seconds, when getPropertiesFor() is called.
+///
+/// Arguments. Stanzas, keys and texts are in the local codeset. A stanza or key that is null or
+/// empty raises ZInvalidParameterException (message 22) before anything happens; so do names and
+/// values that would not read back from the file as they are. Nothing of this is said again below.
+#ifndef Z_ZPROPERTIES_H
+#define Z_ZPROPERTIES_H
+
+#include "Z/ztags.h"
+//
+#include "Z/ZLCString.h"
+#include "Z/ZList.h"
+#include "Z/ZLock.h"
+#include "Z/ZObject.h"
+#include "Z/ZObserve.h"
+#include "Z/ZPropertiesImpl.h"
+#include "Z/zexport.h"
+
+#include <cstdio>
+#include <memory>
+
+class ZHashKeyMap;
+class ZLCConstString;
+class ZUTF8ConstString;
+class ZUTF8String;
+
+/// The read operations. None raises more than its contract says and ZOutOfMemoryException.
+class ZFC_API ZPropertiesInterface {
+  public:
+    ZPropertiesInterface() = default;
+    ZPropertiesInterface(const ZPropertiesInterface&) = default;
+    ZPropertiesInterface& operator=(const ZPropertiesInterface&) = default;
+    virtual ~ZPropertiesInterface();
+
+    /// Whether the key is present, with or without values.
+    [[nodiscard]] virtual bool exists(char const* stanza, char const* key) const = 0;
+    /// Whether the stanza is present.
+    [[nodiscard]] virtual bool exists(char const* stanza) const = 0;
+    /// Whether the key holds obfuscated values; an absent key does not.
+    [[nodiscard]] virtual bool isObfuscated(char const* stanza, char const* key) const = 0;
+    /// Whether any key of the stanza does.
+    [[nodiscard]] virtual bool isObfuscated(char const* stanza) const = 0;
+    /// Puts the key's last value into `out`; without one, `defaultValue`, or with null empty text.
+    /// With `required` not 0 there is no default: a non-null one raises ZInvalidParameterException
+    /// (message 22) whatever the file holds, and a key that is absent or without values raises
+    /// ZPropertiesMissingPropertyException (message 28). An `out` in UTF-8 is given the text
+    /// converted; malformed text raises ZToUTF8Exception (message 49).
+    virtual void getValue(char const* stanza, char const* key, ZAbstractMutableString& out,
+                          int required = 0, char const* defaultValue = nullptr) const = 0;
+    /// The key's last value as a number, or `defaultValue`; `required` as for getValue(), with 0
+    /// for no default. The text is read as `strtoul` (ISO C) with base 0 does where `unsigned long`
+    /// has 32 bits: white space and a sign may lead, "0x" is hexadecimal, a leading 0 octal, a
+    /// minus sign wraps, what is too large gives 4294967295. Text that is no number to its very end
+    /// raises ZPropertiesInvalidNumValueException (message 40).
+    [[nodiscard]] virtual unsigned int getIntegerValue(char const* stanza, char const* key,
+                                                       int required = 0,
+                                                       unsigned int defaultValue = 0) const = 0;
+    /// 1 when the key's last value is yes, y, true, t or 1, and 0 when it is no, n, false, f or 0,
+    /// in any case of letters; or `defaultValue`. `required` as for getValue(), with 0 for no
+    /// default. Another value raises ZPropertiesInvalidBoolValueException (message 41).
+    [[nodiscard]] virtual int getBooleanValue(char const* stanza, char const* key, int required = 0,
+                                              int defaultValue = 0) const = 0;
+    /// Appends all values of the key, in file order, to the empty list `values`: new ZLCString
+    /// (type 0) or new ZUTF8String (type 8) objects, which belong to the list when it owns its
+    /// members, else to the caller. Nothing for an absent key. A list that is not empty and another
+    /// type raise ZInvalidParameterException (message 22), a value without UTF-8 form
+    /// ZToUTF8Exception (message 49); the list is then as it was.
+    virtual void getValues(char const* stanza, char const* key, ZArrayList& values,
+                           ZPropertyStringType type) const = 0;
+    /// Number of values in the stanza, plain and obfuscated.
+    [[nodiscard]] virtual unsigned int numValues(char const* stanza) const = 0;
+    /// Number of values that getValues() gives.
+    [[nodiscard]] virtual unsigned int numValues(char const* stanza, char const* key) const = 0;
+    /// Number of stanzas.
+    [[nodiscard]] virtual unsigned int count() const = 0;
+    /// Number of keys of the stanza.
+    [[nodiscard]] virtual unsigned int count(char const* stanza) const = 0;
+    /// Writes stanzas, keys and plain values to standard output.
+    virtual void list() const = 0;
+};
+
+/// The edit operations.
+///
+/// A set replaces all values of its key and creates stanza and key when they are absent; a null or
+/// empty value leaves the key without values. A key does not change between plain and obfuscated
+/// through a set: where it exists in the other kind, a non-empty value raises
+/// ZInvalidParameterException (message 22), and the key must be deleted first.
+class ZFC_API ZPropertiesMutableInterface {
+  public:
+    ZPropertiesMutableInterface() = default;
+    ZPropertiesMutableInterface(const ZPropertiesMutableInterface&) = default;
+    ZPropertiesMutableInterface& operator=(const ZPropertiesMutableInterface&) = default;
+    virtual ~ZPropertiesMutableInterface();
+
+    /// Sets one value; with `obfuscated` not 0 one that is kept out of the readable file.
+    virtual void setValue(char const* stanza, char const* key, char const* value,
+                          int obfuscated) = 0;
+    /// Sets a plain value.
+    virtual void setValue(char const* stanza, char const* key, char const* value) = 0;
+    /// The same from a string. Text behind a NUL inside it would be lost and raises
+    /// ZInvalidParameterException (message 22); UTF-8 text without a form in the local codeset
+    /// raises ZFromUTF8Exception (message 50).
+    virtual void setValue(char const* stanza, char const* key, ZLCString const& value,
+                          int obfuscated) = 0;
+    virtual void setValue(char const* stanza, char const* key, ZUTF8String const& value,
+                          int obfuscated) = 0;
+    virtual void setValue(char const* stanza, char const* key, ZLCConstString const& value,
+                          int obfuscated) = 0;
+    virtual void setValue(char const* stanza, char const* key, ZUTF8ConstString const& value,
+                          int obfuscated) = 0;
+    /// Sets the number in decimal, plain.
+    virtual void setIntegerValue(char const* stanza, char const* key, unsigned int value) = 0;
+    /// Sets "yes" for a value other than 0, else "no", plain.
+    virtual void setBooleanValue(char const* stanza, char const* key, int value) = 0;
+    /// Removes the key with all its values; one that is absent changes nothing.
+    virtual void deleteKey(char const* stanza, char const* key) = 0;
+    /// Adds a comment line behind the comments that open the file, or at its top. Null and empty
+    /// text raises ZInvalidParameterException (message 22).
+    virtual void addFileComment(char const* text) = 0;
+    /// Adds a comment line directly above the key's line. Null or empty text and a key that does
+    /// not exist raise ZInvalidParameterException (message 22).
+    virtual void addEntryComment(char const* stanza, char const* key, char const* text) = 0;
+};
+
+/// The notice that observers of a properties object get of a change.
+class ZFC_API ZPropertyChanged : public ZObservedParm {
+  public:
+    /// How the property is named.
+    enum PropertyStyle { stanzaAndKey = 0 };
+    /// What happened.
+    enum PropertyChangeType {
+        stanzaAdded = 0,
+        deleted = 1,  ///< a key, or with no key a stanza
+        valueSet = 2
+    };
+
+    /// Copies the names; `key` is null for a change of a whole stanza.
+    ZPropertyChanged(PropertyStyle style, PropertyChangeType change, char const* stanza,
+                     char const* key);
+
+    [[nodiscard]] ZObject* clone() const override { return new ZPropertyChanged(*this); }
+
+    [[nodiscard]] PropertyStyle getStyle() const { return style; }
+    [[nodiscard]] PropertyChangeType getChangeType() const { return change; }
+    /// Lives as long as the notice, as does the key.
+    [[nodiscard]] char const* getStanza() const { return stanza.getChars(); }
+    /// Null for a change of a whole stanza.
+    [[nodiscard]] char const* getKey() const { return key.isEmpty() ? nullptr : key.getChars(); }
+
+  private:
+    PropertyStyle style;
+    PropertyChangeType change;
+    ZLCString stanza;
+    ZLCString key;  // empty: none
+};
+
+/// Base of the properties classes: the object's lock.
+class ZFC_API ZAbstractProperties : public ZObject {
+  public:
+    /// Holds a lock from its construction to the end of its scope; see ZResourceLock.
+    class ZFC_API ZSCOPED_CAPABILITY ZPropResourceLock {
+      public:
+        [[nodiscard]] explicit ZPropResourceLock(ZLockInterface& l) ZACQUIRE(l) : guard(l) {}
+        ~ZPropResourceLock() ZRELEASE() {}
+        ZPropResourceLock(const ZPropResourceLock&) = delete;
+        ZPropResourceLock& operator=(const ZPropResourceLock&) = delete;
+
+      private:
+        ZResourceLock guard;
+    };
+
+    ZAbstractProperties() = default;
+    ZAbstractProperties(const ZAbstractProperties&) = delete;
+    ZAbstractProperties& operator=(const ZAbstractProperties&) = delete;
+    ~ZAbstractProperties() override;
+
+  protected:
+    mutable ZLock propLock;  // held by every public operation for its whole run
+};
+
+class ZAbstractPropertiesFactory;
+
+/// The values of one file in a cache, whose flavour knows the file's format.
+class ZFC_API ZProperties : public ZAbstractProperties,
+                            public ZPropertiesInterface,
+                            public ZPropertiesMutableInterface,
+                            public ZAbstractObservable {
+  public:
+    // in slot order: do not sort
+    ~ZProperties() override;
+    [[nodiscard]] bool exists(char const* stanza, char const* key) const override;
+    [[nodiscard]] bool exists(char const* stanza) const override;
+    [[nodiscard]] bool isObfuscated(char const* stanza, char const* key) const override;
+    [[nodiscard]] bool isObfuscated(char const* stanza) const override;
+    void getValue(char const* stanza, char const* key, ZAbstractMutableString& out,
+                  int required = 0, char const* defaultValue = nullptr) const override;
+    [[nodiscard]] unsigned int getIntegerValue(char const* stanza, char const* key,
+                                               int required = 0,
+                                               unsigned int defaultValue = 0) const override;
+    [[nodiscard]] int getBooleanValue(char const* stanza, char const* key, int required = 0,
+                                      int defaultValue = 0) const override;
+    void getValues(char const* stanza, char const* key, ZArrayList& values,
+                   ZPropertyStringType type) const override;
+    [[nodiscard]] unsigned int numValues(char const* stanza) const override;
+    [[nodiscard]] unsigned int numValues(char const* stanza, char const* key) const override;
+    [[nodiscard]] unsigned int count() const override;
+    [[nodiscard]] unsigned int count(char const* stanza) const override;
+    /// Adds what `file` holds to the values here. Null and empty mean this object's file; an object
+    /// without one takes the name, and where there is no name at all raises
+    /// ZInvalidParameterException (message 22).
+    ///
+    /// ZPropertiesIOException (message 43): "fopen(r)" (no regular file counts too), "fcntl()" for
+    /// a lock that is taken, "fread()"; with the companion file's name "mapFile()".
+    /// ZPropertiesInvalidDataException (message 44): the first line that is not of the format.
+    /// What was read before a failure stays in the cache, and then store() to that file raises the
+    /// same failure again until a load of it, or a reload(), has succeeded: a half-read file is
+    /// never written back.
+    virtual void load(char const* file = nullptr);
+    /// As load(), with the values here dropped first; not before the file is open and locked.
+    virtual void reload(char const* file = nullptr);
+    /// Writes the values to `file`, with the obfuscated ones in the companion file that it names,
+    /// and flushes both to the device. Null and empty as for load(); an object that has no name
+    /// takes this one when it was stored. A file whose bytes would not change is not written.
+    ///
+    /// ZPropertiesIOException (message 43): "access()" with the file or directory that denies it,
+    /// "fopen(r+)", "fcntl()" for a lock that is taken, "fread()", "fallocate()" for no space,
+    /// "write()" (EFBIG for a file size limit), "ftruncate()", "fsync()"; with the companion file's
+    /// name also "fopen(w)", for one that exists and was neither read nor written by this object or
+    /// is no regular file, and "unlink()". ZPropertiesInvalidDataException (message 44): a line
+    /// that no reader would get back whole. Whatever fails, the object still counts as modified,
+    /// and the files hold their old bytes, as far as the device lets them be put back.
+    virtual void store(char const* file = nullptr);
+    void list() const override;
+    void setValue(char const* stanza, char const* key, char const* value, int obfuscated) override;
+    void setValue(char const* stanza, char const* key, char const* value) override;
+    void setValue(char const* stanza, char const* key, ZLCString const& value,
+                  int obfuscated) override;
+    void setValue(char const* stanza, char const* key, ZUTF8String const& value,
+                  int obfuscated) override;
+    void setValue(char const* stanza, char const* key, ZLCConstString const& value,
+                  int obfuscated) override;
+    void setValue(char const* stanza, char const* key, ZUTF8ConstString const& value,
+                  int obfuscated) override;
+    void setIntegerValue(char const* stanza, char const* key, unsigned int value) override;
+    void setBooleanValue(char const* stanza, char const* key, int value) override;
+    void deleteKey(char const* stanza, char const* key) override;
+    void addFileComment(char const* text) override;
+    void addEntryComment(char const* stanza, char const* key, char const* text) override;
+
+  protected:
+    /// Called by load() and reload(), under the lock, when everything was read; does nothing here.
+    virtual void postLoad(char const* file);
+    /// Called with each new comment to make it one of the format; does nothing here.
+    virtual void checkComment(ZLCString& comment) const;
+
+  public:
+    /// Adds `attributes` to those of the cache (1: keep comments and blank lines) and keeps `data`.
+    virtual void setAttributes(unsigned long attributes, void* data);
+
+  protected:
+    /// Raises ZInvalidParameterException (message 22) when the key exists and is not of the kind,
+    /// plain or obfuscated, that a set asks for.
+    virtual void checkAccess(char const* stanza, char const* key, int obfuscated) const;
+
+  public:
+    /// The one object for `file` that `factory` keeps, made and loaded by the first call. It
+    /// belongs to the factory, is shared by all callers and lives as long as the factory; null is
+    /// never returned. A later call loads it anew when `forceReload` is not 0, or when the file's
+    /// modification time has changed and the object is not modified. Names are compared as they
+    /// are given. A load that fails passes its exception on; a new object is then forgotten, an old
+    /// one is tried again by the next call.
+    static ZProperties* getPropertiesFor(char const* file, ZAbstractPropertiesFactory& factory,
+                                         int forceReload = 0);
+
+    /// The file's name; empty before the first load() or store() that gives one.
+    [[nodiscard]] ZLCString getFileName() const;
+    /// Whether there was an edit since the last load or store that succeeded.
+    [[nodiscard]] bool isModified() const;
+
+  protected:
+    /// Takes the cache over, which is not null.
+    explicit ZProperties(ZPCategoryBasedCache* cache);
+
+    /// Runs `change` under the lock. When it answers true, something changed: the object counts as
+    /// modified, and after the lock is released, observers get a notice of the kind.
+    template <class Change>
+    void edit(ZPropertyChanged::PropertyChangeType type, char const* stanza, char const* key,
+              Change change);
+    /// Makes `text` a comment of the format and calls `add` with it under the lock. Null and empty
+    /// text raises ZInvalidParameterException (message 22).
+    template <class Add>
+    void addComment(char const* text, Add add);
+    /// The values; what is handed out lives until the lock is released.
+    [[nodiscard]] ZPCategoryBasedCache& values() const ZREQUIRES(propLock) { return *cache; }
+
+  private:
+    friend class ZAbstractPropertiesIterator;
+    friend class ZAbstractPropertyValuesIterator;
+    struct FileHistory;
+    class LoadingFlag;
+    enum class Values { kept, cleared };
+
+    /// The last value of a key; null text when there is none.
+    struct LastValue {
+        char const* text = nullptr;
+        unsigned int length = 0;
+    };
+
+    [[nodiscard]] LastValue lastValue(char const* stanza, char const* key, int required) const
+        ZREQUIRES(propLock);
+    template <class Text>
+    void setText(char const* stanza, char const* key, Text const& value, int obfuscated);
+    void notify(ZPropertyChanged::PropertyChangeType type, char const* stanza, char const* key);
+
+    [[nodiscard]] ZLCString resolved(char const* file) const ZREQUIRES(propLock);
+    void loadFrom(ZLCString const& file, Values values) ZREQUIRES(propLock);
+    void readCompanion(char const* file) ZREQUIRES(propLock);
+    void settleCompanion(char const* name, char const* file) ZREQUIRES(propLock);
+    void settle(char const* file, long time) ZREQUIRES(propLock);
+    void refresh(int forceReload);
+
+    // Guarded by propLock. Declared order.
+    std::unique_ptr<ZPCategoryBasedCache> cache ZPT_GUARDED_BY(propLock);  // never null
+    ZLCString fileName ZGUARDED_BY(propLock);  // empty before the first load or store with a name
+    int modified ZGUARDED_BY(propLock) = 0;    // set by an edit, cleared by a load or store
+    int loading ZGUARDED_BY(propLock) = 0;     // set while a load runs: no notices
+    long fileTime ZGUARDED_BY(propLock) = 0;   // modification time of fileName at the last load or
+                                               // store, in whole seconds; 0 before
+    std::unique_ptr<FileHistory> history ZPT_GUARDED_BY(propLock);  // never null
+};
+
+// ------------------------------------------------------------------------------------- registry
+
+/// Holds the lock that serialises the use of all factories' maps, for the lifetime of the guard.
+class ZFC_API ZSCOPED_CAPABILITY ZPropRegistry {
+  public:
+    [[nodiscard]] ZPropRegistry() ZACQUIRE(registryLock());
+    ~ZPropRegistry() ZRELEASE();
+    ZPropRegistry(const ZPropRegistry&) = delete;
+    ZPropRegistry& operator=(const ZPropRegistry&) = delete;
+
+    /// The lock itself, one in the process and never destroyed.
+    [[nodiscard]] static ZLock& registryLock();
+
+  private:
+    ZResourceLock guard;
+};
+
+/// Makes properties objects of one kind.
+class ZFC_API ZPropertiesFactoryInterface {
+  public:
+    ZPropertiesFactoryInterface() = default;
+    ZPropertiesFactoryInterface(const ZPropertiesFactoryInterface&) = default;
+    ZPropertiesFactoryInterface& operator=(const ZPropertiesFactoryInterface&) = default;
+
+    // in slot order: do not sort
+    virtual ~ZPropertiesFactoryInterface();
+    /// A new empty object, owned by the caller; not null.
+    [[nodiscard]] virtual ZProperties* makePropertiesInstance() = 0;
+};
+
+/// A factory with the objects that ZProperties::getPropertiesFor() made with it. They are destroyed
+/// with the factory.
+class ZFC_API ZAbstractPropertiesFactory : public ZObject, public ZPropertiesFactoryInterface {
+  public:
+    ZAbstractPropertiesFactory();
+    ZAbstractPropertiesFactory(const ZAbstractPropertiesFactory&) = delete;
+    ZAbstractPropertiesFactory& operator=(const ZAbstractPropertiesFactory&) = delete;
+    ~ZAbstractPropertiesFactory() override;
+
+  private:
+    friend class ZProperties;
+
+    [[nodiscard]] ZProperties* find(char const* file) const;
+    void enter(char const* file, std::unique_ptr<ZProperties> properties);
+
+    // File name (ZLCString) to object (ZProperties); both are owned here, because the map clones
+    // what it owns and a properties object has no clone. Guarded by ZPropRegistry.
+    std::unique_ptr<ZHashKeyMap> objects;
+};
+
+// ------------------------------------------------------------------------------------ iterators
+// An iterator stands before its first entry when it is made and after reset(). It walks a copy of
+// the names or values taken when it was made, which later edits do not reach. Iterators are used by
+// one thread at a time.
+
+/// A walk over names.
+class ZFC_API ZPropertiesIteratorInterface {
+  public:
+    ZPropertiesIteratorInterface() = default;
+    ZPropertiesIteratorInterface(const ZPropertiesIteratorInterface&) = default;
+    ZPropertiesIteratorInterface& operator=(const ZPropertiesIteratorInterface&) = default;
+
+    // in slot order: do not sort
+    virtual ~ZPropertiesIteratorInterface();
+    /// Whether next() will find an entry.
+    [[nodiscard]] virtual bool hasMore() const = 0;
+    /// Moves to the next entry; false at the end, where the iterator stays.
+    virtual bool next() = 0;
+    /// Back before the first entry.
+    virtual void reset() = 0;
+    /// The current name; lives as long as the iterator. Before the first entry and behind the last
+    /// raises ZPropertiesIteratorException (message 42).
+    [[nodiscard]] virtual char const* getName() const = 0;
+    /// Number of entries of the whole walk.
+    [[nodiscard]] virtual unsigned int size() const = 0;
+};
+
+/// The walk itself; a derived class enters the names.
+class ZFC_API ZAbstractPropertiesIterator : public ZObject, public ZPropertiesIteratorInterface {
+  public:
+    // in slot order: do not sort
+    ~ZAbstractPropertiesIterator() override;
+    [[nodiscard]] bool hasMore() const override;
+    bool next() override;
+    void reset() override;
+    [[nodiscard]] char const* getName() const override;
+    [[nodiscard]] unsigned int size() const override;
+
+  protected:
+    /// Over the stanzas, or with a stanza over its keys, which are none when it is absent. The
+    /// properties object is not needed afterwards.
+    ZAbstractPropertiesIterator(ZProperties const& properties, char const* stanza);
+    /// What getName() raises where there is no entry.
+    [[noreturn]] void raiseInvalidState() const;
+
+  private:
+    static constexpr unsigned int noEntry = static_cast<unsigned int>(-1);
+
+    void add(char const* name, unsigned int length);
+
+    ZLCString fileName;              // for errors
+    ZLCString names;                 // each with its NUL, end to end
+    unsigned int count = 0;          // how many
+    unsigned int current = noEntry;  // offset in names of the current one; their length: at the end
+};
+
+/// Over the stanzas of a properties object, or over the keys of one stanza, in file order.
+class ZFC_API ZPropertiesIterator : public ZAbstractPropertiesIterator {
+  public:
+    explicit ZPropertiesIterator(ZProperties const& properties);
+    /// An absent stanza has no keys.
+    ZPropertiesIterator(ZProperties const& properties, char const* stanza);
+    ~ZPropertiesIterator() override;
+};
+
+/// A walk over the values of one key, which can edit them.
+class ZFC_API ZPropertyValuesIteratorInterface {
+  public:
+    ZPropertyValuesIteratorInterface() = default;
+    ZPropertyValuesIteratorInterface(const ZPropertyValuesIteratorInterface&) = default;
+    ZPropertyValuesIteratorInterface& operator=(const ZPropertyValuesIteratorInterface&) = default;
+
+    // in slot order: do not sort
+    virtual ~ZPropertyValuesIteratorInterface();
+    /// Whether next() will find a value.
+    [[nodiscard]] virtual bool hasMore() const = 0;
+    /// Moves to the next value; false at the end, where the iterator stays.
+    virtual bool next() = 0;
+    /// Back before the first value.
+    virtual void reset() = 0;
+    /// The current value; lives until the iterator moves or edits. Before the first value, behind
+    /// the last and after removeValue() raises ZPropertiesIteratorException (message 42).
+    [[nodiscard]] virtual char const* getValue() const = 0;
+    /// Number of values of the whole walk.
+    [[nodiscard]] virtual unsigned int size() const = 0;
+    /// Adds a value behind the key's others, of their kind, plain for a new key; the walk will come
+    /// to it. Null and empty text raises ZInvalidParameterException (message 22).
+    virtual void addValue(char const* value) = 0;
+    /// Replaces the current value; `value` as for addValue(). Raises ZPropertiesIteratorException
+    /// (message 42) where getValue() does, and when the value is no longer where the walk found it,
+    /// because somebody else has changed the key.
+    virtual void changeValue(char const* value) = 0;
+    /// Removes the current value; next() moves to the one behind it. Raises as changeValue().
+    virtual void removeValue() = 0;
+};
+
+/// The walk itself; a derived class makes the edits.
+class ZFC_API ZAbstractPropertyValuesIterator : public ZObject,
+                                                public ZPropertyValuesIteratorInterface {
+  public:
+    // in slot order: do not sort
+    ~ZAbstractPropertyValuesIterator() override;
+    [[nodiscard]] bool hasMore() const override;
+    bool next() override;
+    void reset() override;
+    [[nodiscard]] char const* getValue() const override;
+    [[nodiscard]] unsigned int size() const override;
+
+  protected:
+    /// Over the values that ZProperties::getValues() gives.
+    ZAbstractPropertyValuesIterator(ZProperties const& properties, char const* stanza,
+                                    char const* key);
+    /// The index of the current value; raises as getValue() does.
+    [[nodiscard]] unsigned int currentIndex() const;
+    /// What getValue() raises where there is no value.
+    [[noreturn]] void raiseInvalidState() const;
+
+    // The walk follows an edit that was made.
+    void valueAdded(char const* value);
+    void valueChanged(char const* value);
+    void valueRemoved();
+
+  private:
+    ZLCString fileName;      // for errors
+    ZArrayList found;        // the values of the walk (ZLCString), owned
+    unsigned int index = 0;  // of the current value, or of the next one when there is none
+    bool isOnValue = false;  // whether there is a current value
+};
+
+#endif

@@ -1,0 +1,33 @@
+#include "Z/zfile_descriptor.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+namespace zfile {
+
+void Descriptor::close() noexcept {
+    if (!isOpen()) return;
+    CancellationOff const inDestructors;  // close() is a cancellation point
+    int const kept = errno;
+    // Linux frees the number whatever close() answers; trying again could close somebody else's.
+    ::close(release());
+    errno = kept;
+}
+
+Descriptor openFile(char const* path, int flags, mode_t mode) {
+    Descriptor opened(uninterrupted([&] { return ::open(path, flags | O_CLOEXEC, mode); }));
+    if (!opened.isOpen() || opened.get() > STDERR_FILENO) return opened;
+    return Descriptor(fcntl(opened.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
+CancellationOff::CancellationOff() noexcept {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
+}
+
+CancellationOff::~CancellationOff() {
+    int ignored = 0;
+    pthread_setcancelstate(before, &ignored);
+}
+
+}  // namespace zfile

@@ -1,0 +1,7 @@
+#include "Z/zinet_pton.h"
+
+#include <arpa/inet.h>
+
+int zinet_pton(int af, const char* src, void* dst) {
+    return inet_pton(af, src != nullptr ? src : "", dst);
+}

@@ -11,7 +11,8 @@
 namespace qcs {
 namespace {
 
-constexpr char wideName[] = "WCHAR_T";
+constexpr char wideName[] = "WCHAR_T";  // the cheapest form to iconv
+static_assert(sizeof(wchar_t) == sizeof(char32_t), "wide characters are code points");
 constexpr int maxProbes = 4000000;  // twice what the largest codeset takes
 
 /// An iconv descriptor of its own.
@@ -205,7 +206,7 @@ void Compiler::settlePreferences() {
     codec->hasSynonyms = true;
     Conversion encoding(iconvName.c_str(), wideName);
     for (CodePoint const code : ambiguous) {
-        auto const wide = static_cast<wchar_t>(code);
+        auto const wide = static_cast<char32_t>(code);
         const char* in = reinterpret_cast<const char*>(&wide);
         std::size_t inLen = sizeof wide;
         Prefix written{{}, 0};

@@ -16,6 +16,7 @@
 /// - A copy of a lock is a new lock, free, whoever holds the original; assignment changes nothing.
 /// - A thread must not end while it holds a lock: the lock would never be free again.
 /// - Waiting threads are served in no particular order.
+/// - clang's thread-safety analysis takes re-entry within one function for a mistake.
 #ifndef Z_ZLOCK_H
 #define Z_ZLOCK_H
 

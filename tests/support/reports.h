@@ -1,0 +1,100 @@
+/// What the library reports during a test.
+#ifndef ZFC_TESTS_SUPPORT_REPORTS_H
+#define ZFC_TESTS_SUPPORT_REPORTS_H
+
+#include <algorithm>
+#include <array>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Z/ZException.h"
+#include "Z/ZMessage.h"
+
+namespace testsupport {
+
+/// One report: a message, or an exception by its name.
+struct Report {
+    std::string what;  ///< source of a message; class name of an exception
+    int number;
+    std::vector<std::string> inserts;  ///< of a message
+
+    bool operator==(const Report& other) const {
+        return what == other.what && number == other.number && inserts == other.inserts;
+    }
+    bool operator!=(const Report& other) const { return !(*this == other); }
+};
+
+inline std::ostream& operator<<(std::ostream& out, const Report& report) {
+    out << report.what << ' ' << report.number;
+    for (auto const& insert : report.inserts)
+        out << " \"" << insert << '"';
+    return out;
+}
+
+/// The message service while it lives: keeps reports of all threads instead of printing them.
+class Reports : public ZMessageService {
+  public:
+    Reports() : before(messageService()) { setMessageService(this); }
+    ~Reports() { setMessageService(before); }
+    Reports(const Reports&) = delete;
+    Reports& operator=(const Reports&) = delete;
+
+    /// All reports since the last call.
+    [[nodiscard]] std::vector<Report> take() {
+        std::lock_guard const guard(mutex);
+        return std::exchange(kept, {});
+    }
+
+    void outputMessage(char const* file, int, int number, int count, ZLCString const* s1,
+                       ZLCString const* s2, ZLCString const* s3, ZLCString const* s4,
+                       ZLCString const* s5, ZLCString const* s6) const override {
+        std::array<ZLCString const*, 6> const texts{s1, s2, s3, s4, s5, s6};
+        Report report{file, number, {}};
+        for (int i = 0; i < std::min(count, 6); ++i)
+            report.inserts.emplace_back(texts.at(static_cast<std::size_t>(i))->getChars());
+        keep(std::move(report));
+    }
+    void outputMessageUTF8(char const* file, int, int number, int, ZUTF8String const*,
+                           ZUTF8String const*, ZUTF8String const*, ZUTF8String const*,
+                           ZUTF8String const*, ZUTF8String const*) const override {
+        keep({file, number, {}});
+    }
+    void outputException(ZException& e) const override {
+        keep({e.getName(), static_cast<int>(e.getCode()), {}});
+    }
+    void outputException(ZZException const* e, va_list) const override {
+        keep({e->getName(), static_cast<int>(e->getCode()), {}});
+    }
+
+  private:
+    void keep(Report report) const {
+        std::lock_guard const guard(mutex);
+        kept.push_back(std::move(report));
+    }
+
+    ZMessageService const* before;
+    mutable std::mutex mutex;
+    mutable std::vector<Report> kept;
+};
+
+/// Runs `body` and gives name and number of the exception of the library that it throws; an empty
+/// name when it throws none.
+template <class Body>
+[[nodiscard]] Report thrownBy(Body const& body) {
+    try {
+        body();
+    } catch (ZException const& e) {
+        Report report{e.getName(), static_cast<int>(e.getCode()), {}};
+        if (auto const* const resource = dynamic_cast<ZResourceException const*>(&e))
+            report.inserts.push_back(std::to_string(resource->resourceRc()));
+        return report;
+    }
+    return {"", 0, {}};
+}
+
+}  // namespace testsupport
+
+#endif

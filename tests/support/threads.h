@@ -1,0 +1,78 @@
+/// Threads that tests start, and the handshakes between them.
+#ifndef ZFC_TESTS_SUPPORT_THREADS_H
+#define ZFC_TESTS_SUPPORT_THREADS_H
+
+#include <condition_variable>
+#include <exception>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <type_traits>
+#include <utility>
+
+namespace testsupport {
+
+/// Opens once; who awaits it goes on from then.
+class Gate {
+  public:
+    void open() {
+        std::lock_guard const guard(mutex);
+        isOpen = true;
+        opened.notify_all();
+    }
+    void await() {
+        std::unique_lock guard(mutex);
+        opened.wait(guard, [this] { return isOpen; });
+    }
+
+  private:
+    std::mutex mutex;
+    std::condition_variable opened;
+    bool isOpen = false;
+};
+
+/// A thread that runs `body` beside the test.
+class Beside {
+  public:
+    explicit Beside(std::function<void()> body)
+        : thread([this, work = std::move(body)] { run(work); }) {}
+    ~Beside() {
+        if (thread.joinable()) thread.join();
+    }
+    Beside(const Beside&) = delete;
+    Beside& operator=(const Beside&) = delete;
+
+    /// Waits for the end of `body` and throws what it threw.
+    void join() {
+        thread.join();
+        if (failure) std::rethrow_exception(std::exchange(failure, nullptr));
+    }
+
+  private:
+    void run(const std::function<void()>& body) {
+        try {
+            body();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    }
+
+    std::exception_ptr failure;  // written by the thread, read when it has ended
+    std::thread thread;          // last: it uses what stands above
+};
+
+/// Runs `body` in a thread of its own and waits for it; passes on what it returns or throws.
+template <class Body>
+auto onThread(Body const& body) -> decltype(body()) {
+    if constexpr (std::is_void_v<decltype(body())>) {
+        Beside([&] { body(); }).join();
+    } else {
+        decltype(body()) result{};
+        Beside([&] { result = body(); }).join();
+        return result;
+    }
+}
+
+}  // namespace testsupport
+
+#endif

@@ -16,6 +16,10 @@
 
 namespace {
 
+// A mutex of a process that never had a second thread saves its atomic operations; no program that
+// locks is such a one.
+[[maybe_unused]] bool const hadAThread = (std::thread([] {}).join(), true);
+
 /// The floor: what any of the others rests on.
 class BareMutex {
   public:

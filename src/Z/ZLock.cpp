@@ -1,7 +1,6 @@
 #include "Z/ZLock.h"
 
 #include <cerrno>
-#include <climits>
 #include <ctime>
 #include <limits>
 
@@ -87,14 +86,27 @@ ZLock::ZLock(const ZLock&) : ZLock() {}
 ZLock& ZLock::operator=(const ZLock&) { return *this; }
 ZLock::~ZLock() = default;
 
-void ZLock::hold(pthread_t holder, int depth) {
-    count = depth;
-    owner->store(holder, std::memory_order_relaxed);
+void ZLock::deepen() {
+    if (count == maximumDepth) zraise(ZLockResourceException(5, EAGAIN), sourceName, __LINE__);
+    ++count;
 }
 
-void ZLock::deepen() {
-    if (count == INT_MAX) zraise(ZLockResourceException(5, EAGAIN), sourceName, __LINE__);
-    ++count;
+/// The part of lock() that is more than counting.
+void ZLock::acquire(pthread_t self) {
+    if (isHeldBy(self)) return deepen();
+    if (int const rc = pthread_mutex_lock(mutex.get()))
+        zraise(ZLockResourceException(5, rc), sourceName, __LINE__);
+    hold(self, 1);
+}
+
+/// The part of unlock() that is more than counting.
+void ZLock::release(pthread_t self) {
+    if (!isHeldBy(self) || count <= 0) zraise(ZUnlockResourceException(6, 0), sourceName, __LINE__);
+    hold(noOwner, 0);
+    if (int const rc = pthread_mutex_unlock(mutex.get())) {
+        hold(self, 1);
+        zraise(ZUnlockResourceException(6, rc), sourceName, __LINE__);
+    }
 }
 
 bool ZLock::tookIt(int rc, int refusal, pthread_t self) {
@@ -104,16 +116,7 @@ bool ZLock::tookIt(int rc, int refusal, pthread_t self) {
     return true;
 }
 
-// The analysis cannot follow the four below: the capability is this object, held at any depth,
-// while what they lock is a bare mutex, once.
-
-void ZLock::lock() ZNO_THREAD_SAFETY_ANALYSIS {
-    pthread_t const self = pthread_self();
-    if (isHeldBy(self)) return deepen();
-    if (int const rc = pthread_mutex_lock(mutex.get()))
-        zraise(ZLockResourceException(5, rc), sourceName, __LINE__);
-    hold(self, 1);
-}
+// As in the header: the analysis does not know that a capability may be held at several depths.
 
 bool ZLock::try_lock() ZNO_THREAD_SAFETY_ANALYSIS {
     pthread_t const self = pthread_self();
@@ -126,20 +129,6 @@ bool ZLock::lockFor(long milliseconds) ZNO_THREAD_SAFETY_ANALYSIS {
     if (try_lock()) return true;
     if (milliseconds <= 0) return false;
     return tookIt(lockUntil(mutex.get(), deadlineIn(milliseconds)), ETIMEDOUT, pthread_self());
-}
-
-void ZLock::unlock() ZNO_THREAD_SAFETY_ANALYSIS {
-    pthread_t const self = pthread_self();
-    if (!isHeldBy(self) || count <= 0) zraise(ZUnlockResourceException(6, 0), sourceName, __LINE__);
-    if (count > 1) {
-        --count;
-        return;
-    }
-    hold(noOwner, 0);
-    if (int const rc = pthread_mutex_unlock(mutex.get())) {
-        hold(self, 1);
-        zraise(ZUnlockResourceException(6, rc), sourceName, __LINE__);
-    }
 }
 
 ZResourceLock::~ZResourceLock() {

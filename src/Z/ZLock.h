@@ -25,6 +25,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <limits>
 #include <memory>
 
 #include "Z/ZObject.h"
@@ -58,15 +59,33 @@ class ZFC_API ZLock : public ZAbstractLock, public ZObject {
     /// Does nothing: both locks stay as they are.
     ZLock& operator=(const ZLock& other);
 
+    // Counting is inline, because re-entry is frequent and costs more to call than to do. The
+    // bodies are not analysed: the analysis does not know that a capability may be held at several
+    // depths.
+
     // in slot order: do not sort
     /// Takes the lock, or goes one level deeper when the calling thread holds it. Waits while
     /// another thread holds it. Throws ZLockResourceException (message 5) with the code of
     /// pthread_mutex_lock, or with EAGAIN when the depth is INT_MAX; the lock is then as it was.
-    void lock() override ZACQUIRE();
+    void lock() override ZACQUIRE() ZNO_THREAD_SAFETY_ANALYSIS {
+        pthread_t const self = pthread_self();
+        if (isHeldBy(self) && count < maximumDepth) {
+            ++count;
+        } else {
+            acquire(self);
+        }
+    }
     /// Releases one level of the calling thread's hold; the last one frees the lock. Never waits.
     /// Throws ZUnlockResourceException (message 6): rc 0 when this thread does not hold the lock,
     /// which is left as it was; else the code of pthread_mutex_unlock, and the hold is restored.
-    void unlock() override ZRELEASE();
+    void unlock() override ZRELEASE() ZNO_THREAD_SAFETY_ANALYSIS {
+        pthread_t const self = pthread_self();
+        if (isHeldBy(self) && count > 1) {
+            --count;
+        } else {
+            release(self);
+        }
+    }
     /// Nobody may hold the lock. A failure of pthread_mutex_destroy is reported (message 4), not
     /// thrown.
     ~ZLock() override;
@@ -83,6 +102,7 @@ class ZFC_API ZLock : public ZAbstractLock, public ZObject {
     class Suspension;         // the hold given up for a wait
 
     static constexpr pthread_t noOwner = static_cast<pthread_t>(-1);
+    static constexpr int maximumDepth = std::numeric_limits<int>::max();
 
     struct MutexDelete {
         void operator()(pthread_mutex_t* initialised) const noexcept;
@@ -99,8 +119,13 @@ class ZFC_API ZLock : public ZAbstractLock, public ZObject {
     [[nodiscard]] bool isHeldBy(pthread_t thread) const {
         return owner->load(std::memory_order_relaxed) == thread;
     }
-    void hold(pthread_t holder, int depth);
+    void hold(pthread_t holder, int depth) {
+        count = depth;
+        owner->store(holder, std::memory_order_relaxed);
+    }
     void deepen();
+    void acquire(pthread_t self);
+    void release(pthread_t self);
     [[nodiscard]] bool tookIt(int rc, int refusal, pthread_t self);
 
     // Relaxed throughout. A thread can read its own id here only if it wrote it itself, and it sees

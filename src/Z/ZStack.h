@@ -42,8 +42,8 @@ class ZFC_API ZAbstractStack : public ZStack {
 /// A list used as a stack: its last member is on top.
 class ZFC_API ZArrayStack : public ZArrayList, public ZAbstractStack {
   public:
-    /// Room for `capacity` members at first, as ZArrayList.
-    explicit ZArrayStack(unsigned int capacity);
+    /// Room for `room` members at first, as ZArrayList.
+    explicit ZArrayStack(unsigned int room);
     ZArrayStack(const ZArrayStack&) = default;
     ZArrayStack& operator=(const ZArrayStack&) = default;
 

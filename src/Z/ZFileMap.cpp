@@ -2,17 +2,18 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <limits>
 
+#include "Z/zcancellation_off.h"
+#include "Z/zfile_descriptor.h"
+
 namespace {
 
 constexpr int noDescriptor = 0;
-constexpr int firstKeptDescriptor = 3;
 constexpr mode_t ownerReadWrite = S_IRUSR | S_IWUSR;
 
 /// Size of the named file; 0 for one that is empty or cannot be asked.
@@ -21,41 +22,11 @@ off_t sizeOf(char const* path) {
     return stat(path, &status) == 0 ? status.st_size : 0;
 }
 
-int openRepeatedly(char const* path, int flags) {
-    int fd = -1;
-    do {
-        fd = open(path, flags | O_NONBLOCK | O_CLOEXEC, ownerReadWrite);
-    } while (fd < 0 && errno == EINTR);
-    return fd;
-}
-
-/// Moves a descriptor out of the range of the standard streams: a program that closed one of them
-/// would print into the file. -1 with `errno` when there is no other.
-int aboveStandardStreams(int fd) {
-    if (fd < 0 || fd >= firstKeptDescriptor) return fd;
-    int const moved = fcntl(fd, F_DUPFD_CLOEXEC, firstKeptDescriptor);
-    int const reason = errno;
-    close(fd);
-    errno = reason;
-    return moved;
-}
-
-/// A write behind the limit would be answered with SIGXFSZ, not with a code.
-bool exceedsFileSizeLimit(off_t size) {
-    rlimit limit{};
-    return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
-           static_cast<rlim_t>(size) > limit.rlim_cur;
-}
-
 /// Makes the file `size` bytes long by its last byte. 0 or an `errno` value.
 int extend(int fd, off_t size) {
-    if (exceedsFileSizeLimit(size)) return EFBIG;
+    if (zfile::exceedsSizeLimit(size)) return EFBIG;
     char const zero = 0;
-    ssize_t written = -1;
-    do {
-        written = pwrite(fd, &zero, 1, size - 1);
-    } while (written < 0 && errno == EINTR);
-    return written == 1 ? 0 : errno;
+    return zfile::uninterrupted([&] { return pwrite(fd, &zero, 1, size - 1); }) == 1 ? 0 : errno;
 }
 
 }  // namespace
@@ -80,10 +51,10 @@ ZUnixFileMap::~ZUnixFileMap() {
 /// 0 with `fd` set, or an `errno` value.
 int ZUnixFileMap::openFile(int extraFlags) {
     int const access = mode == readWrite ? O_RDWR : O_RDONLY;
-    int const opened =
-        aboveStandardStreams(openRepeatedly(fileName.getChars(), access | extraFlags));
-    if (opened < 0) return errno;
-    fd = opened;
+    auto opened =
+        zfile::openFile(fileName.getChars(), access | extraFlags | O_NONBLOCK, ownerReadWrite);
+    if (!opened.isOpen()) return errno;
+    fd = opened.release();
     return 0;
 }
 
@@ -130,6 +101,7 @@ void* ZUnixFileMap::mapfile(int* rc, unsigned long requested) {
 }
 
 void ZUnixFileMap::unmapfile(int* rc) {
+    ZCancellationOff const whileClosing;  // close() is a cancellation point, and destructors close
     int result = 0;
     if (address != nullptr) {
         if (munmap(address, length) == 0)

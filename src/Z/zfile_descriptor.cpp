@@ -1,7 +1,7 @@
 #include "Z/zfile_descriptor.h"
 
 #include <fcntl.h>
-#include <pthread.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace zfile {
@@ -21,13 +21,10 @@ Descriptor openFile(char const* path, int flags, mode_t mode) {
     return Descriptor(fcntl(opened.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
-CancellationOff::CancellationOff() noexcept {
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
-}
-
-CancellationOff::~CancellationOff() {
-    int ignored = 0;
-    pthread_setcancelstate(before, &ignored);
+bool exceedsSizeLimit(off_t size) {
+    rlimit limit{};
+    return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
+           static_cast<rlim_t>(size) > limit.rlim_cur;
 }
 
 }  // namespace zfile

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "Z/zcancellation_off.h"
+
 namespace zfile {
 
 /// An open descriptor, closed with the object.
@@ -47,18 +49,11 @@ auto uninterrupted(Call systemCall) {
     return result;
 }
 
-/// Keeps the calling thread from being cancelled for its lifetime. Where files are half-written,
-/// and where destructors close them, an unwinding thread would do harm; nothing there waits long.
-class CancellationOff {
-  public:
-    CancellationOff() noexcept;
-    ~CancellationOff();
-    CancellationOff(const CancellationOff&) = delete;
-    CancellationOff& operator=(const CancellationOff&) = delete;
+/// Whether `size` is more than the process may give a file: a write behind that limit is answered
+/// with the signal SIGXFSZ, not with a code.
+[[nodiscard]] bool exceedsSizeLimit(off_t size);
 
-  private:
-    int before = 0;  // the state to go back to
-};
+using CancellationOff = ZCancellationOff;
 
 }  // namespace zfile
 

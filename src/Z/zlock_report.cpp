@@ -1,27 +1,14 @@
 #include "Z/zlock_report.h"
 
-#include <pthread.h>
-
 #include "Z/ZException.h"
 #include "Z/ZMessage.h"
+#include "Z/zcancellation_off.h"
 
 namespace {
 
-/// Writing is a cancellation point, and an unwinding that began in a report would meet noexcept.
-class CancellationOff {
-  public:
-    CancellationOff() noexcept { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before); }
-    ~CancellationOff() { pthread_setcancelstate(before, nullptr); }
-    CancellationOff(const CancellationOff&) = delete;
-    CancellationOff& operator=(const CancellationOff&) = delete;
-
-  private:
-    int before = PTHREAD_CANCEL_ENABLE;
-};
-
 template <class Report>
 void undisturbed(Report const& report) noexcept {
-    CancellationOff const scope;
+    ZCancellationOff const whileWriting;  // writing is a cancellation point
     try {
         report();
     } catch (...) {

@@ -1,8 +1,7 @@
 // link: static
-// wrap:
-// pthread_mutex_init,pthread_mutex_destroy,pthread_mutex_lock,pthread_mutex_trylock,pthread_mutex_unlock
-// wrap:
-// pthread_cond_init,pthread_cond_destroy,pthread_cond_wait,pthread_cond_timedwait,pthread_cond_signal,pthread_cond_broadcast
+// wrap: pthread_mutex_init,pthread_mutex_destroy,pthread_mutex_lock,pthread_mutex_trylock
+// wrap: pthread_mutex_unlock,pthread_cond_init,pthread_cond_destroy,pthread_cond_wait
+// wrap: pthread_cond_timedwait,pthread_cond_signal,pthread_cond_broadcast
 //
 // What locks and conditions do when the system's calls fail.
 #include <gtest/gtest.h>

@@ -224,6 +224,9 @@
 
 // Types without symbols of their own: tagged because they stand in the symbols of functions.
 #define ZCodesetHandle ZFC_TAGGED(ZCodesetHandle)
+#define ZFormatArg ZFC_TAGGED(ZFormatArg)
+#define ZFormatContext ZFC_TAGGED(ZFormatContext)
+#define ZFormatSpec ZFC_TAGGED(ZFormatSpec)
 #define ZFree ZFC_TAGGED(ZFree)
 #define ZPropertyStringType ZFC_TAGGED(ZPropertyStringType)
 #define ZPROPItemType ZFC_TAGGED(ZPROPItemType)

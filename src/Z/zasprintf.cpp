@@ -1,0 +1,19 @@
+#include "Z/zasprintf.h"
+
+#include "Z/zsnprintf.h"
+
+#include <cstdlib>
+
+int zvasprintf(char** result, const char* format, va_list list) {
+    return zvsprintf(result, format, list);
+}
+
+int zasprintf(char** result, const char* format, ...) {
+    va_list list;
+    va_start(list, format);
+    int const length = zvasprintf(result, format, list);
+    va_end(list);
+    return length;
+}
+
+void zasprintf_free(char* text) { std::free(text); }

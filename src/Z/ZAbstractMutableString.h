@@ -7,6 +7,7 @@
 #include "Z/ZAbstractString.h"
 #include "Z/zexport.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <iosfwd>
 
@@ -96,8 +97,8 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
 
     /// Calls replace(element, to) for every element that the iterator still yields.
     ZAbstractMutableString& replaceAllOf(ZStringIterator& elements, const char* to);
-    /// Calls replace(element, to) for every element that the iterator still yields and that, as a
-    /// whole character, does not occur in `set`; null sets are empty.
+    /// Replaces every character that the iterator still yields and that does not occur in `set` by
+    /// `to`; a null `set` is empty. In one pass: what `to` brings in is not looked at again.
     ZAbstractMutableString& replaceNoneOf(ZStringIterator& elements, const char* set,
                                           const char* to);
     /// stripLeading() and stripTrailing().
@@ -106,8 +107,8 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     /// byte length stays.
     ZAbstractMutableString& lower();
     ZAbstractMutableString& upper();
-    /// Replaces the contents by formatted text (zvsprintf()). When that yields nothing (a null or
-    /// faulty format, no memory, an empty result) the string stays as it was.
+    /// Replaces the contents by formatted text (zvsprintf()). The arguments may lie in this string.
+    /// When formatting fails (a null or faulty format, no memory) the string stays as it was.
     ZAbstractMutableString& format(const char* fmt, ...);
     /// Replaces the contents by the bytes up to the next line feed, carriage return or NUL, which
     /// is consumed and not stored, or up to the end of the stream. A non-zero `skipWhiteSpace` sets
@@ -115,6 +116,8 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     std::istream& readLine(std::istream& stream, int skipWhiteSpace = 0);
 
   protected:
+    enum class Characters { in, notIn };
+
     ZAbstractMutableString() { inlineBuffer[0] = '\0'; }
     explicit ZAbstractMutableString(const char* text);
     ZAbstractMutableString(const char* text, unsigned int maxLength);
@@ -128,6 +131,8 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     ZAbstractMutableString(ZAbstractMutableString&& other) noexcept;
     void take(ZAbstractMutableString& other) noexcept;
 
+    /// Replaces every character that is (is not) in `set` by `to`, in one pass. Null is empty text.
+    void replaceCharacters(Characters which, const char* set, const char* to);
     /// The text, for editing in place.
     [[nodiscard]] char* text() { return chars; }
     /// Grows the buffer for `requested` bytes and returns it. When `exact` is 0 a fifth of
@@ -137,13 +142,38 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
   private:
     static constexpr unsigned int defaultLength = 95;
 
+    /// What a search finds: `count` copies of the new text take the place of `length` bytes at
+    /// `place`; null when nothing is found.
+    struct Hit {
+        const char* place;
+        unsigned int length, count;
+    };
+
     [[nodiscard]] bool onHeap() const { return chars != inlineBuffer; }
     void release() {
         if (onHeap()) std::free(chars);
     }
+    void reset();
+    void setLength(unsigned int bytes);
+    void reallocate(std::uint64_t bytes);
     void setBytes(const char* bytes, unsigned int count);
+    void appendBytes(const char* bytes, unsigned int count);
     void insertBytes(unsigned int position, const char* bytes, unsigned int count);
+    void convertBytes(const char* bytes, unsigned int count);
+    template <class Number>
+    void setNumber(Number number);
     [[nodiscard]] bool holds(const char* address) const;
+    [[nodiscard]] static unsigned int checkedLength(std::uint64_t bytes);
+
+    [[nodiscard]] bool bytesAreCharacters() const;
+    [[nodiscard]] bool isSpaceByte(char byte) const;
+    [[nodiscard]] unsigned int spaceEnd() const;
+    [[nodiscard]] unsigned int textEnd() const;
+    [[nodiscard]] const char* findText(const char* from, const char* part) const;
+    [[nodiscard]] Hit findRun(const char* from, Characters which, const char* set) const;
+    unsigned int countCharacters(const char* bytes, unsigned int count) const;
+    template <class Find>
+    void substitute(const Find& find, const char* to);
 
     char* chars = inlineBuffer;             // the text: inlineBuffer, or an owned malloc block
     unsigned int length = 0;                // bytes in use; chars[length] is always NUL

@@ -129,6 +129,7 @@ class ZFC_API ZAbstractString : public ZObject {
 
   private:
     static void fetchHandles();
+    [[nodiscard]] int lastCharacter(int c) const;
 };
 
 #endif

@@ -1,0 +1,33 @@
+#include "Z/ZAbstractConstString.h"
+
+#include <climits>
+#include <cstring>
+
+#include "Z/ZException.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZAbstractConstString";
+
+}  // namespace
+
+const char* const ZAbstractConstString::zemptyString = "";
+
+ZAbstractConstString::~ZAbstractConstString() = default;
+
+const char* ZAbstractConstString::getChars() const { return chars; }
+
+void ZAbstractConstString::setChars(const ZAbstractString& other) {
+    // Kept: text of another codeset is refused without a word, since a view cannot convert.
+    if (other.getCodesetHandle() != getCodesetHandle()) return;
+    *this = other.getChars();
+}
+
+unsigned int ZAbstractConstString::getLength() const {
+    if (cachedLength == 0 && *chars != '\0') {
+        std::size_t const measured = strlen(chars);
+        if (measured >= UINT_MAX) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+        cachedLength = static_cast<unsigned int>(measured);
+    }
+    return cachedLength;
+}

@@ -1,0 +1,214 @@
+#include "Z/ZAbstractMutableString.h"
+
+#include <algorithm>
+#include <charconv>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+
+#include "Z/ZException.h"
+#include "Z/ZLCString.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZAbstractMutableString";
+constexpr unsigned int greatestLength = UINT_MAX - 1;  // the NUL has to be counted as well
+
+}  // namespace
+
+unsigned int ZAbstractMutableString::checkedLength(std::uint64_t bytes) {
+    if (bytes > greatestLength) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    return static_cast<unsigned int>(bytes);
+}
+
+ZAbstractMutableString::ZAbstractMutableString(const char* text) : ZAbstractMutableString() {
+    if (text != nullptr) setBytes(text, checkedLength(strlen(text)));
+}
+
+ZAbstractMutableString::ZAbstractMutableString(const char* text, unsigned int maxLength)
+    : ZAbstractMutableString() {
+    if (text != nullptr) setBytes(text, checkedLength(strnlen(text, maxLength)));
+}
+
+ZAbstractMutableString::ZAbstractMutableString(char c) : ZAbstractMutableString() {
+    setBytes(&c, 1);
+}
+
+ZAbstractMutableString::ZAbstractMutableString(int number) : ZAbstractMutableString() {
+    setNumber(number);
+}
+
+ZAbstractMutableString::ZAbstractMutableString(unsigned int number) : ZAbstractMutableString() {
+    setNumber(number);
+}
+
+ZAbstractMutableString::ZAbstractMutableString(long number) : ZAbstractMutableString() {
+    setNumber(number);
+}
+
+ZAbstractMutableString::ZAbstractMutableString(unsigned long number) : ZAbstractMutableString() {
+    setNumber(number);
+}
+
+ZAbstractMutableString::ZAbstractMutableString(const ZAbstractMutableString& other)
+    : ZAbstractString(other) {
+    inlineBuffer[0] = '\0';
+    setBytes(other.chars, other.length);
+}
+
+ZAbstractMutableString::ZAbstractMutableString(ZAbstractMutableString&& other) noexcept
+    : ZAbstractString(other) {
+    inlineBuffer[0] = '\0';
+    take(other);
+}
+
+void ZAbstractMutableString::take(ZAbstractMutableString& other) noexcept {
+    if (this == &other) return;
+    if (other.onHeap()) {
+        release();
+        chars = other.chars;
+        capacity = other.capacity;
+        length = other.length;
+        other.reset();
+    } else {
+        memcpy(chars, other.chars, other.length + 1);
+        length = other.length;
+        other.clear();
+    }
+}
+
+void ZAbstractMutableString::init() {
+    release();
+    reset();
+}
+
+void ZAbstractMutableString::reset() {
+    chars = inlineBuffer;
+    capacity = defaultLength;
+    clear();
+}
+
+void ZAbstractMutableString::clear() { setLength(0); }
+
+void ZAbstractMutableString::setLength(unsigned int bytes) {
+    length = bytes;
+    chars[bytes] = '\0';
+}
+
+const char* ZAbstractMutableString::getChars() const { return chars; }
+unsigned int ZAbstractMutableString::getLength() const { return length; }
+
+unsigned int ZAbstractMutableString::setCapacity(unsigned int bytes) {
+    bump(bytes, 1);
+    return capacity;
+}
+
+char* ZAbstractMutableString::bump(unsigned int requested, int exact) {
+    // Kept: the start is the capacity, so that asking a heap buffer for less than it has makes it
+    // larger when `exact` is 0; programs count on the room that gives.
+    std::uint64_t need = std::max(capacity, checkedLength(requested));
+    if (need <= defaultLength) return chars;
+    if (exact == 0) need += (std::uint64_t{requested} + 7) / 5;
+    if (need > capacity) reallocate(std::min<std::uint64_t>(need, greatestLength));
+    return chars;
+}
+
+void ZAbstractMutableString::reallocate(std::uint64_t bytes) {
+    auto const size = static_cast<std::size_t>(bytes + 1);
+    void* const block = onHeap() ? realloc(chars, size) : malloc(size);
+    if (block == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    if (!onHeap()) memcpy(block, inlineBuffer, length + 1);
+    chars = static_cast<char*>(block);
+    capacity = static_cast<unsigned int>(bytes);
+}
+
+bool ZAbstractMutableString::holds(const char* address) const {
+    std::less<> const before;  // ordered for unrelated pointers too
+    return address != nullptr && !before(address, chars) && !before(chars + length, address);
+}
+
+void ZAbstractMutableString::setBytes(const char* bytes, unsigned int count) {
+    if (count > capacity) bump(count, 1);  // then the bytes cannot lie in this string
+    memmove(chars, bytes, count);
+    setLength(count);
+}
+
+template <class Number>
+void ZAbstractMutableString::setNumber(Number number) {
+    setLength(
+        static_cast<unsigned int>(std::to_chars(chars, chars + defaultLength, number).ptr - chars));
+}
+
+void ZAbstractMutableString::setChars(const char* text) {
+    if (text == nullptr) return clear();
+    setBytes(text, checkedLength(strlen(text)));
+}
+
+void ZAbstractMutableString::setChars(const ZAbstractString& other) {
+    if (other.getCodesetHandle() == getCodesetHandle()) {
+        setBytes(other.getChars(), other.getLength());
+    } else if (other.isEmpty()) {
+        clear();
+    } else {
+        convertFromCodeSet(other);
+    }
+}
+
+ZAbstractMutableString& ZAbstractMutableString::operator=(const char* text) {
+    setChars(text);
+    return *this;
+}
+
+ZAbstractMutableString& ZAbstractMutableString::operator=(const ZAbstractMutableString& other) {
+    ZAbstractString::operator=(other);
+    return *this;
+}
+
+ZAbstractMutableString& ZAbstractMutableString::operator=(char c) {
+    setBytes(&c, 1);
+    return *this;
+}
+
+ZAbstractMutableString& ZAbstractMutableString::operator=(int number) {
+    setNumber(number);
+    return *this;
+}
+
+ZAbstractMutableString& ZAbstractMutableString::operator=(unsigned int number) {
+    setNumber(number);
+    return *this;
+}
+
+ZAbstractMutableString& ZAbstractMutableString::operator=(long number) {
+    setNumber(number);
+    return *this;
+}
+
+ZAbstractMutableString& ZAbstractMutableString::operator=(unsigned long number) {
+    setNumber(number);
+    return *this;
+}
+
+void ZAbstractMutableString::convertFromCodeSet(const ZAbstractString& source) {
+    if (source.isEmpty()) return;
+    const char* const bytes = source.getChars();
+    unsigned int const count = source.getLength();
+    if (source.getCodesetHandle() == getCodesetHandle()) {
+        setBytes(bytes, count);
+    } else if (holds(bytes)) {
+        convertBytes(ZLCString(bytes, count).getChars(), count);
+    } else {
+        convertBytes(bytes, count);
+    }
+}
+
+void ZAbstractMutableString::convertBytes(const char* bytes, unsigned int count) {
+    bool const toUtf8 = getCodesetHandle() == utf8Handle();
+    // A local byte becomes at most three of UTF-8, a UTF-8 byte at most two local ones.
+    unsigned int const room = checkedLength(std::uint64_t{count} * (toUtf8 ? 3 : 2) + 1);
+    char* const out = bump(room, 1);
+    int const written = toUtf8 ? zlcs_to_utf8(bytes, count, out, capacity)
+                               : zlcs_from_utf8(bytes, count, out, capacity);
+    setLength(written > 0 ? static_cast<unsigned int>(written) : 0);
+}

@@ -1,0 +1,184 @@
+#include "Z/ZAbstractString.h"
+
+#include <climits>
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+#include <typeinfo>
+
+#include "Z/ZException.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZAbstractString";
+
+/// `other` as a string; null when it is none. Objects of one class need no search in the tree.
+const ZAbstractString* asString(const ZAbstractString& like, const ZObject& other) {
+    if (typeid(like) == typeid(other)) return static_cast<const ZAbstractString*>(&other);
+    return dynamic_cast<const ZAbstractString*>(&other);
+}
+
+bool sameBytes(const ZAbstractString& a, const ZAbstractString& b) {
+    unsigned int const length = a.getLength();
+    return length == b.getLength() && memcmp(a.getChars(), b.getChars(), length) == 0;
+}
+
+/// The offset as searches give it: -1 for a null `hit`.
+int offsetIn(const char* text, const char* hit) {
+    if (hit == nullptr) return -1;
+    std::ptrdiff_t const offset = hit - text;
+    if (offset > INT_MAX) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    return static_cast<int>(offset);
+}
+
+/// The place in the text where a search from offset `from` begins.
+const char* startAt(const ZAbstractString& string, unsigned int from) {
+    if (from == 0) return string.getChars();  // needs no length, which a view has to measure
+    unsigned int const length = string.getLength();
+    return string.getChars() + (from < length ? from : length);
+}
+
+bool hasTail(const ZAbstractString& string, const char* tail, std::size_t tailLength) {
+    unsigned int const length = string.getLength();
+    return tailLength <= length &&
+           memcmp(string.getChars() + (length - tailLength), tail, tailLength) == 0;
+}
+
+constexpr bool isAscii(int c) { return c >= 0 && c < 0x80; }
+
+}  // namespace
+
+std::atomic<ZCodesetHandle> ZAbstractString::utf8_handle_{0};
+std::atomic<ZCodesetHandle> ZAbstractString::lcs_handle_{0};
+
+ZAbstractString::~ZAbstractString() = default;
+
+void ZAbstractString::fetchHandles() {
+    ZCodesetHandle const utf8 = zgetUTF8Handle();
+    lcs_handle_.store(zgetLCSHandle(), std::memory_order_relaxed);
+    utf8_handle_.store(utf8, std::memory_order_release);
+}
+
+const ZAbstractString* ZAbstractString::foreignText(const ZObject& other) const {
+    const ZAbstractString* const string = asString(*this, other);
+    bool const isForeign = string != nullptr && string->getCodesetHandle() != getCodesetHandle();
+    return isForeign ? string : nullptr;
+}
+
+unsigned long ZAbstractString::hash() const {
+    const char* const text = getChars();
+    unsigned int const length = getLength();
+    unsigned int h = 5381;
+    for (unsigned int i = 0; i < length; ++i)
+        h = (h * 33) ^ static_cast<unsigned char>(text[i]);
+    return h;
+}
+
+int ZAbstractString::compare(const ZObject& other) const {
+    const ZAbstractString* const string = asString(*this, other);
+    return string != nullptr ? compare(string->getChars()) : ZObject::compare(other);
+}
+
+bool ZAbstractString::equals(const ZObject& other) const {
+    const ZAbstractString* const string = asString(*this, other);
+    return string != nullptr && sameBytes(*this, *string);
+}
+
+bool ZAbstractString::operator==(const ZAbstractString& other) const {
+    bool const isForeign = other.getCodesetHandle() != getCodesetHandle();
+    return isForeign ? compare(static_cast<const ZObject&>(other)) == 0 : sameBytes(*this, other);
+}
+
+int ZAbstractString::compare(const char* other) const {
+    return strcoll(getChars(), other != nullptr ? other : "");
+}
+
+int ZAbstractString::compareignorecase(const char* other) const {
+    return zstricmp(getCodesetHandle(), getChars(), other);
+}
+
+int ZAbstractString::getCharCount() const { return zstrcount(getCodesetHandle(), getChars()); }
+
+bool ZAbstractString::contains(int c) const { return strchr(getChars(), c) != nullptr; }
+
+bool ZAbstractString::contains(const char* text) const {
+    return text != nullptr && strstr(getChars(), text) != nullptr;
+}
+
+int ZAbstractString::indexOf(int c, unsigned int from) const {
+    return offsetIn(getChars(), strchr(startAt(*this, from), c));
+}
+
+int ZAbstractString::indexOf(const char* text, unsigned int from) const {
+    if (text == nullptr) return -1;
+    return offsetIn(getChars(), strstr(startAt(*this, from), text));
+}
+
+int ZAbstractString::lastIndexOf(int c) const {
+    ZCodesetHandle const codeset = getCodesetHandle();
+    bool const bytesAreCharacters =
+        (codeset == localHandle() && zlcs_mb_max() == 1) || (codeset == utf8Handle() && isAscii(c));
+    return bytesAreCharacters ? offsetIn(getChars(), strrchr(getChars(), c)) : lastCharacter(c);
+}
+
+int ZAbstractString::lastCharacter(int c) const {
+    unsigned int const length = getLength();
+    int last = -1;
+    for (unsigned int from = 0; from <= length;) {
+        int const hit = indexOf(c, from);
+        if (hit < 0) break;
+        last = hit;
+        auto const offset = static_cast<unsigned int>(hit);
+        if (offset == length) break;
+        int const step = zmblen(getCodesetHandle(), getChars() + offset, length - offset);
+        if (step < 0) zraise(ZQCSMBLenException(), sourceName, __LINE__);
+        from = offset + static_cast<unsigned int>(step > 0 ? step : 1);
+    }
+    return last;
+}
+
+int ZAbstractString::lastIndexOf(const char* text) const {
+    if (text == nullptr) return -1;
+    std::string_view const whole(getChars(), getLength());
+    std::size_t const at = whole.rfind(text);
+    return at == std::string_view::npos ? -1 : offsetIn(whole.data(), whole.data() + at);
+}
+
+bool ZAbstractString::beginsWith(const char* text) const {
+    if (text == nullptr) return true;
+    return !isEmpty() && strncmp(getChars(), text, strlen(text)) == 0;
+}
+
+bool ZAbstractString::endsWith(const char* text) const {
+    if (text == nullptr) return true;
+    return *text != '\0' && hasTail(*this, text, strlen(text));
+}
+
+bool ZAbstractString::equals(const char* other) const {
+    return other != nullptr && strcmp(getChars(), other) == 0;
+}
+
+bool ZAbstractString::isEmpty() const { return getLength() == 0; }
+
+ZAbstractString::operator const char*() const { return getChars(); }
+const char* ZAbstractString::data() const { return getChars(); }
+
+bool ZAbstractString::beginsWith(const ZAbstractString& other) const {
+    return beginsWith(other.getChars());
+}
+
+bool ZAbstractString::endsWith(const ZAbstractString& other) const {
+    return endsWith(other.getChars());
+}
+
+bool ZAbstractString::beginsWithCaseIgnored(const ZAbstractString& other) const {
+    if (isEmpty() || other.isEmpty()) return false;
+    return zstrnicmp(getCodesetHandle(), getChars(), other.getChars(), other.getLength()) == 0;
+}
+
+bool ZAbstractString::endsWithCaseIgnored(const ZAbstractString& other) const {
+    unsigned int const count = other.getLength();
+    if (count == 0 || count > getLength()) return false;
+    const char* const tail = getChars() + (getLength() - count);
+    return zstrnicmp(getCodesetHandle(), tail, other.getChars(), count) == 0;
+}

@@ -1,0 +1,8 @@
+#include "Z/ZGetLocale.h"
+
+#include "Z/zqcsutil.h"
+
+int ZGetLocale(ZAbstractMutableString& out) {
+    out.setChars(zgetlocale());
+    return 0;
+}

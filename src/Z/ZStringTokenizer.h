@@ -1,0 +1,62 @@
+/// Splitting a string into tokens.
+#ifndef Z_ZSTRINGTOKENIZER_H
+#define Z_ZSTRINGTOKENIZER_H
+
+#include "Z/ztags.h"
+//
+#include <memory>
+
+#include "Z/ZAbstractMutableString.h"
+#include "Z/ZIterator.h"
+#include "Z/zexport.h"
+
+class ZArrayList;
+
+/// Gives the runs of characters between delimiters one by one in a string that the caller supplies.
+/// A delimiter is a whole character, never part of another one. Source and target outlive the
+/// tokenizer; the source stays unchanged while it is walked.
+///
+/// A malformed character where a delimiter is looked for raises ZQCSMBLenException (message 46);
+/// the tokenizer stays where it was.
+class ZFC_API ZStringTokenizer : public ZAbstractIterator {
+  public:
+    /// Splits at blanks, tabs, carriage returns and line feeds. A target of another codeset than
+    /// the source's raises ZUnsupportedException (message 48).
+    ZStringTokenizer(const ZAbstractString& source, ZAbstractMutableString& target);
+    /// Splits at the characters of `delimiters`, which is copied, and converted when it is of the
+    /// other family.
+    ZStringTokenizer(const ZAbstractString& source, ZAbstractMutableString& target,
+                     const ZAbstractString& delimiters);
+    /// Stands where the other one stands and shares its source and target.
+    ZStringTokenizer(const ZStringTokenizer& other);
+    ZStringTokenizer& operator=(const ZStringTokenizer&) = delete;
+
+    // in slot order: do not sort
+    ~ZStringTokenizer() override;
+    [[nodiscard]] ZStringTokenizer* clone() const override;
+    /// Moves over delimiters and says whether a token is left. `delims` is in the source's codeset.
+    [[nodiscard]] virtual bool hasMore(const ZAbstractString& delims);
+    [[nodiscard]] bool hasMore() override;
+    /// The target, holding the next token; at the end, holding empty text. It stays the caller's
+    /// and changes with the next call. `delims` is in the source's codeset.
+    virtual ZAbstractMutableString* getNext(const ZAbstractString& delims);
+    ZAbstractMutableString* getNext() override;
+    /// Back to the beginning.
+    void reset() override;
+    /// Appends a copy of every token that is left to `out`. They belong to `out` when it owns its
+    /// members, otherwise to the caller. A failure leaves in `out` the tokens found so far.
+    virtual void list(ZArrayList& out);
+
+  private:
+    [[nodiscard]] unsigned int skipAll(const ZAbstractString& delims) const;
+    [[nodiscard]] unsigned int skipOther(const ZAbstractString& delims) const;
+    [[nodiscard]] unsigned int checkedStop(unsigned int passed) const;
+
+    const char* position;                                // where the next search starts
+    const ZAbstractString* source;                       // the string split; not owned
+    ZAbstractMutableString& target;                      // receives each token; not owned
+    std::unique_ptr<ZAbstractMutableString> delimiters;  // default set, of the source's family
+    int mbMax;  // greatest length of a character of the local codeset; 0 in UTF-8
+};
+
+#endif

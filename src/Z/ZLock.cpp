@@ -2,18 +2,14 @@
 
 #include <cerrno>
 #include <ctime>
-#include <limits>
 
 #include "Z/ZException.h"
+#include "Z/zlock_deadline.h"
 #include "Z/zlock_report.h"
 
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZLock";
-
-constexpr long millisecondsPerSecond = 1000;
-constexpr long nanosecondsPerMillisecond = 1000000;
-constexpr long nanosecondsPerSecond = 1000000000;
 
 // The thread sanitizer of today's compilers does not know pthread_mutex_clocklock and would see a
 // race behind every timed lock; under it the wall clock has to serve.
@@ -36,20 +32,6 @@ int lockUntil(pthread_mutex_t* mutex, timespec const& deadline) {
     return pthread_mutex_clocklock(mutex, lockClock, &deadline);
 }
 #endif
-
-timespec deadlineIn(long milliseconds) {
-    timespec deadline{};
-    clock_gettime(lockClock, &deadline);
-    deadline.tv_nsec += milliseconds % millisecondsPerSecond * nanosecondsPerMillisecond;
-    time_t seconds = milliseconds / millisecondsPerSecond;
-    if (deadline.tv_nsec >= nanosecondsPerSecond) {
-        deadline.tv_nsec -= nanosecondsPerSecond;
-        ++seconds;
-    }
-    if (__builtin_add_overflow(deadline.tv_sec, seconds, &deadline.tv_sec))
-        deadline.tv_sec = std::numeric_limits<time_t>::max();
-    return deadline;
-}
 
 }  // namespace
 
@@ -128,7 +110,8 @@ bool ZLock::try_lock() ZNO_THREAD_SAFETY_ANALYSIS {
 bool ZLock::lockFor(long milliseconds) ZNO_THREAD_SAFETY_ANALYSIS {
     if (try_lock()) return true;
     if (milliseconds <= 0) return false;
-    return tookIt(lockUntil(mutex.get(), deadlineIn(milliseconds)), ETIMEDOUT, pthread_self());
+    return tookIt(lockUntil(mutex.get(), zdeadlineIn(lockClock, milliseconds)), ETIMEDOUT,
+                  pthread_self());
 }
 
 ZResourceLock::~ZResourceLock() {

@@ -182,6 +182,17 @@ FIELD(ZAbstractObservable, observersLock, 28);
 SIZE(ZAbstractObservable, 48);
 #endif
 
+#if __has_include("Z/ZReadWriteLock.h")
+#include "Z/ZReadWriteLock.h"
+FIELD(ZReadWriteLock, readerCount, 56);
+FIELD(ZReadWriteLock, state, 60);
+FIELD(ZReadWriteLock, owner, 64);
+FIELD(ZReadWriteLock, waiters, 68);
+FIELD(ZReadWriteLock, condition, 72);
+SIZE(ZReadWriteLock, 96);
+SIZE(ZStackReadWriteLock, 8);
+#endif
+
 #if __has_include("Z/ZFileMap.h")
 #include "Z/ZFileMap.h"
 FIELD(ZAbstractFileMap, fileName, 4);

@@ -16,7 +16,6 @@
 #include <cstdio>
 #include <memory>
 #include <type_traits>
-#include <vector>
 
 class ZArrayList;
 class ZBuffer;
@@ -98,9 +97,9 @@ class ZFC_API ZPKVList : public ZObject {
     void listKeys(ZList& out) const;
 
   private:
-    struct Index;  // key names to value lists
-    std::unique_ptr<ZArrayList> keys;
-    std::unique_ptr<Index> index;
+    struct Index;
+    std::unique_ptr<ZArrayList> keys;  // the names, owning
+    std::unique_ptr<Index> index;      // names to value lists
 };
 
 /// A list of (key, value) pairs in a chosen codeset.
@@ -119,13 +118,13 @@ class ZFC_API ZPropertiesKVList : public ZObject {
     [[nodiscard]] ZAbstractString const* getItemKey(unsigned int i) const;
     [[nodiscard]] ZAbstractString const* getItemValue(unsigned int i) const;
     /// Appends a pair given in the local codeset; null is empty text. Text that has no UTF-8 form
-    /// raises ZToUTF8Exception (message 47) and nothing is added.
+    /// raises ZToUTF8Exception (message 49) and nothing is added.
     void addItem(char const* key, char const* value);
     void clear();
 
   private:
-    struct Item;
-    std::vector<Item> items;
+    std::unique_ptr<ZArrayList> keys;    // owning; as many as values
+    std::unique_ptr<ZArrayList> values;  // owning
     ZPropertyStringType type;
 };
 
@@ -352,6 +351,12 @@ class ZFC_API ZPCategoryBasedCache : public ZPCache {
     void* attributeData = nullptr;              // the caller's
 
   private:
+    struct Change;
+    class Edit;
+    void edit(Change const& change);
+    void editKey(unsigned int stanza, Change const& change);
+    void noteCompanion(unsigned int key);
+
     using Visit = void (*)(void* visitor, char const* text, unsigned int length);
     template <class Object>
     static void callVisitor(void* visitor, char const* text, unsigned int length) {

@@ -1,0 +1,224 @@
+// ZPCategoryBasedCache, what changes it. Every edit is checked whole before it begins.
+#include "Z/ZException.h"
+#include "Z/ZPropertiesImpl.h"
+#include "Z/zpcache_lists.h"
+#include "Z/zpcache_lookup.h"
+#include "Z/zpcache_records.h"
+
+#include <string_view>
+
+using zpcache::findKey;
+using zpcache::findStanza;
+using zpcache::Index;
+using zpcache::none;
+using zpcache::Obfuscated;
+using zpcache::Records;
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZPropertiesImpl";
+
+bool isEmpty(char const* text) { return text == nullptr || *text == '\0'; }
+
+Obfuscated kindOf(int obfuscated) { return obfuscated != 0 ? Obfuscated::yes : Obfuscated::no; }
+
+/// A stanza alone (a null key), or a key of it with or without a value.
+bool isStorable(char const* stanza, char const* key, char const* value, Obfuscated kind) {
+    using Cache = ZPCategoryBasedCache;
+    if (stanza == nullptr || !Cache::isStorableStanza(stanza)) return false;
+    if (key == nullptr) return isEmpty(value);
+    if (!Cache::isStorableKey(key)) return false;
+    return isEmpty(value) || Cache::isStorableValue(key, value, static_cast<int>(kind));
+}
+
+enum class Values { keep, replace };
+enum class Lines { leave, place };
+
+}  // namespace
+
+/// What an edit is asked to do.
+struct ZPCategoryBasedCache::Change {
+    char const* stanza;
+    char const* key;    // null: the stanza alone
+    char const* value;  // null or empty: no value
+    Obfuscated kind;
+    Values values;
+    Lines lines;
+};
+
+/// Drops the lists handed out when the edit is over: its arguments may lie in them.
+class ZPCategoryBasedCache::Edit {
+  public:
+    explicit Edit(Lists& handedOut) : lists(handedOut) {}
+    Edit(const Edit&) = delete;
+    Edit& operator=(const Edit&) = delete;
+    ~Edit() { lists.clear(); }
+
+  private:
+    Lists& lists;
+};
+
+// -------------------------------------------------------------------------------- values and lines
+
+void ZPCategoryBasedCache::edit(Change const& change) {
+    if (!isStorable(change.stanza, change.key, change.value, change.kind))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    Edit const scope(*lists);
+    Index stanza = records->findStanza(change.stanza);
+    if (stanza == none) stanza = records->addStanza(change.stanza);
+    if (change.lines == Lines::place) records->placeStanza(stanza);
+    if (change.key != nullptr) editKey(stanza, change);
+    records->tidy();
+}
+
+void ZPCategoryBasedCache::editKey(unsigned int stanza, Change const& change) {
+    Index key = records->findKey(stanza, change.key);
+    if (key == none) key = records->addKey(stanza, change.key);
+    // Cleared texts stay readable until tidy(), so the value may be one of them.
+    if (change.values == Values::replace) records->clearValues(key);
+    if (!isEmpty(change.value)) records->addValue(key, change.value, change.kind);
+    if (change.lines == Lines::place) records->placeKey(key);
+    noteCompanion(key);
+}
+
+/// Keeps the name of the companion file up to date; it stays known when the key goes.
+void ZPCategoryBasedCache::noteCompanion(unsigned int key) {
+    std::string_view const stanza = records->stanzaName(records->key(key).stanza);
+    if (!zpcache::namesCompanion(stanza, records->keyName(key))) return;
+    std::string_view const value = records->lastValue(key, Obfuscated::no);
+    if (value.data() != nullptr) companionName = value.data();
+}
+
+void ZPCategoryBasedCache::add(char const* stanza, char const* key, char const* value,
+                               int obfuscated) {
+    edit({stanza, key, value, kindOf(obfuscated), Values::keep, Lines::leave});
+}
+
+void ZPCategoryBasedCache::add(char const* stanza, char const* key, int obfuscated) {
+    edit({stanza, key, nullptr, kindOf(obfuscated), Values::keep, Lines::leave});
+}
+
+void ZPCategoryBasedCache::set(char const* stanza, char const* key, char const* value) {
+    edit({stanza, key, value, Obfuscated::no, Values::replace, Lines::leave});
+}
+
+void ZPCategoryBasedCache::set(char const* stanza, char const* key) {
+    edit({stanza, key, nullptr, Obfuscated::no, Values::replace, Lines::leave});
+}
+
+void ZPCategoryBasedCache::setObfuscated(char const* stanza, char const* key, char const* value) {
+    edit({stanza, key, value, Obfuscated::yes, Values::replace, Lines::leave});
+}
+
+void ZPCategoryBasedCache::setObfuscated(char const* stanza, char const* key) {
+    edit({stanza, key, nullptr, Obfuscated::yes, Values::replace, Lines::leave});
+}
+
+void ZPCategoryBasedCache::addLine(char const* stanza, char const* key, char const* value,
+                                   int obfuscated) {
+    edit({stanza, key, value, kindOf(obfuscated), Values::replace, Lines::place});
+}
+
+void ZPCategoryBasedCache::addLine(char const* stanza, char const* key, int obfuscated) {
+    edit({stanza, key, nullptr, kindOf(obfuscated), Values::keep, Lines::place});
+}
+
+void ZPCategoryBasedCache::addValue(char const* stanza, char const* key, char const* value,
+                                    int obfuscated) {
+    if (key == nullptr || isEmpty(value))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    edit({stanza, key, value, kindOf(obfuscated), Values::keep, Lines::place});
+}
+
+bool ZPCategoryBasedCache::changeValue(char const* stanza, char const* key, unsigned int i,
+                                       char const* value) {
+    Index const found = findKey(*records, stanza, key);
+    Obfuscated const kind = found == none ? Obfuscated::no : zpcache::visibleKind(*records, found);
+    if (isEmpty(value)) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    if (found == none || records->valueAt(found, kind, i).data() == nullptr) return false;
+    if (!isStorableValue(key, value, static_cast<int>(kind)))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    Edit const scope(*lists);
+    records->changeValue(found, kind, i, value);
+    noteCompanion(found);
+    records->tidy();
+    return true;
+}
+
+bool ZPCategoryBasedCache::removeValue(char const* stanza, char const* key, unsigned int i) {
+    Index const found = findKey(*records, stanza, key);
+    if (found == none) return false;
+    Obfuscated const kind = zpcache::visibleKind(*records, found);
+    if (records->valueAt(found, kind, i).data() == nullptr) return false;
+    Edit const scope(*lists);
+    records->removeValue(found, kind, i);
+    noteCompanion(found);
+    records->tidy();
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------- dropping
+
+void ZPCategoryBasedCache::remove(char const* stanza, char const* key) {
+    Index const found = findKey(*records, stanza, key);
+    if (found == none) return;
+    Edit const scope(*lists);
+    records->removeKey(found);
+    records->tidy();
+}
+
+void ZPCategoryBasedCache::remove(char const* stanza) {
+    Index const found = findStanza(*records, stanza);
+    if (found == none) return;
+    Edit const scope(*lists);
+    records->removeStanza(found);
+    records->tidy();
+}
+
+void ZPCategoryBasedCache::delLine(char const* stanza) {
+    Index const found = findStanza(*records, stanza);
+    if (found == none) return;
+    Edit const scope(*lists);
+    records->dropLines(found);
+    records->tidy();
+}
+
+void ZPCategoryBasedCache::delLine(char const* stanza, char const* key) {
+    Index const found = findKey(*records, stanza, key);
+    if (found == none) return;
+    Edit const scope(*lists);
+    records->dropLine(found);
+}
+
+void ZPCategoryBasedCache::clear() {
+    auto fresh = std::make_unique<Records>();
+    lists->clear();
+    records = std::move(fresh);
+    companionName.clear();
+}
+
+// ---------------------------------------------------------------------------------------- comments
+
+void ZPCategoryBasedCache::addFileComment(char const* text) {
+    if (text == nullptr || !isStorableComment(text))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    Edit const scope(*lists);
+    records->addFileComment(text);
+}
+
+void ZPCategoryBasedCache::addLineComment(char const* stanza, char const* text) {
+    Index const found = findStanza(*records, stanza);
+    if (found == none || text == nullptr || !isStorableComment(text) || !isStorableStanza(stanza))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    Edit const scope(*lists);
+    records->addStanzaComment(found, text);
+}
+
+void ZPCategoryBasedCache::addLineComment(char const* stanza, char const* key, char const* text) {
+    Index const found = findKey(*records, stanza, key);
+    if (found == none || text == nullptr || !isStorableComment(text) ||
+        !isStorable(stanza, key, nullptr, Obfuscated::no))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    Edit const scope(*lists);
+    records->addKeyComment(found, text);
+}

@@ -1,0 +1,64 @@
+// What may be stored in a stanza file: the rules that keep a file readable as what was written.
+#include "Z/ZPropertiesImpl.h"
+#include "Z/zpcache_texts.h"
+
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+using zpcache::isSpace;
+
+constexpr std::size_t brackets = 2;   // around a stanza name
+constexpr std::size_t equalsEnd = 2;  // " =" behind a key
+constexpr std::size_t equalsMid = 3;  // " = " between key and value
+
+bool holdsAny(std::string_view text, char const* unwanted) {
+    return text.find_first_of(unwanted) != std::string_view::npos;
+}
+
+bool fitsLine(std::size_t bytes) { return bytes <= ZPCategoryBasedCache::maxLine; }
+
+}  // namespace
+
+bool ZPCategoryBasedCache::isStorableStanza(char const* stanza) {
+    std::string_view const name(stanza);
+    return !name.empty() && !holdsAny(name, "]\n") && fitsLine(name.size() + brackets);
+}
+
+bool ZPCategoryBasedCache::isStorableKey(char const* key) {
+    std::string_view const name(key);
+    if (name.empty() || holdsAny(name, "=\n")) return false;
+    if (name.front() == '#' || name.front() == '[') return false;
+    if (isSpace(name.front()) || isSpace(name.back())) return false;
+    return fitsLine(name.size() + equalsEnd);
+}
+
+bool ZPCategoryBasedCache::isStorableValue(char const* key, char const* value, int obfuscated) {
+    if (obfuscated != 0) return true;
+    std::string_view const text(value);
+    return !holdsAny(text, "\n") && fitsLine(std::strlen(key) + equalsMid + text.size());
+}
+
+bool ZPCategoryBasedCache::isStorableComment(char const* text) {
+    std::string_view const line(text);
+    return !line.empty() && line.front() == '#' && !holdsAny(line, "\n") && fitsLine(line.size());
+}
+
+bool ZPCategoryBasedCache::isCommentWeWant(char const* wanted, char const* line) {
+    for (; *wanted != '\0'; ++wanted, ++line) {
+        while (*line == ' ')
+            ++line;
+        if (*line != *wanted) return false;
+    }
+    return true;
+}
+
+bool ZPCategoryBasedCache::validateKey(char const* flat, ZLCString& stanza, ZLCString& key) {
+    char const* const dot = flat == nullptr ? nullptr : std::strchr(flat, '.');
+    if (dot == nullptr || dot == flat || dot[1] == '\0') return false;
+    ZLCString const keyPart(dot + 1);  // a copy: `flat` may be the text of either
+    stanza = ZLCString(flat, static_cast<unsigned int>(dot - flat));
+    key = keyPart;
+    return true;
+}

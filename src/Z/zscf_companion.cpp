@@ -1,0 +1,148 @@
+// The companion file of a stanza file: its obfuscated values, as records in a zlib stream.
+#include "Z/ZBuffer.h"
+#include "Z/ZException.h"
+#include "Z/ZSCFData.h"
+#include "Z/ZSqueeze.h"
+#include "Z/zpcache_lists.h"
+#include "Z/zpcache_records.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+using zpcache::Block;
+using zpcache::Index;
+using zpcache::none;
+using zpcache::Obfuscated;
+using zpcache::Records;
+using zpcache::String;
+
+constexpr char sourceName[] = "src/Z/ZSCFData";
+constexpr int outputFull = -5;   // zlib: the output is too small, or input is missing
+constexpr int outOfMemory = -4;  // zlib: no memory
+constexpr std::uint64_t greatestExpansion = 1032;  // a deflate stream cannot expand to more
+constexpr std::uint64_t largestBlock = 0xffffffff;
+
+// ------------------------------------------------------------------------------------- the records
+
+/// Stanza, key and value, each with its zero byte, and one further zero byte; the last one's is
+/// left out.
+String contentOf(Records const& records) {
+    String content;
+    records.eachObfuscatedKey([&](Index key) {
+        std::string_view const stanza = records.stanzaName(records.key(key).stanza);
+        records.eachObfuscated(key, [&](std::string_view value) {
+            for (std::string_view const part : {stanza, records.keyName(key), value})
+                content.append(part).push_back('\0');
+            content.push_back('\0');
+        });
+    });
+    if (!content.empty()) content.pop_back();
+    return content;
+}
+
+/// Calls visit(stanza, key, value) for each record; false at the first thing that is none.
+template <class Visit>
+bool eachRecord(std::string_view content, Visit visit) {
+    while (!content.empty()) {
+        std::array<std::string_view, 3> parts;
+        for (std::string_view& part : parts) {
+            std::size_t const length = content.find('\0');
+            if (length == std::string_view::npos) return false;
+            part = content.substr(0, length);
+            content.remove_prefix(length + 1);
+        }
+        if (parts[0].empty() || parts[1].empty()) return false;
+        visit(parts[0], parts[1], parts[2]);
+        if (content.empty()) return true;
+        if (content.front() != '\0' || content.size() == 1) return false;
+        content.remove_prefix(1);
+    }
+    return true;
+}
+
+void addRecord(Records& records, std::string_view stanza, std::string_view key,
+               std::string_view value) {
+    Index owner = records.findStanza(stanza);
+    if (owner == none) owner = records.addStanza(stanza);
+    Index item = records.findKey(owner, key);
+    if (item == none) item = records.addKey(owner, key);
+    if (!value.empty()) records.addValue(item, value, Obfuscated::yes);
+}
+
+// ----------------------------------------------------------------------------------- the zlib
+// stream
+
+void compress(String& content, ZBuffer& out) {
+    ZSqueeze squeezer;
+    squeezer.setSource(reinterpret_cast<unsigned char*>(content.data()),
+                       static_cast<unsigned long>(content.size()));
+    for (std::uint64_t room = content.size() * std::uint64_t{2}; room <= largestBlock; room *= 2) {
+        out.setLength(static_cast<unsigned long>(room));
+        auto* const block = static_cast<unsigned char*>(out.getBuffer());
+        long const written = squeezer.squeeze(block, static_cast<unsigned long>(room));
+        if (written >= 0) return out.setLength(static_cast<unsigned long>(written));
+        if (written != outputFull) break;
+    }
+    zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+}
+
+/// An expanded stream; no block when it is damaged.
+struct Expanded {
+    Block block;
+    std::size_t length = 0;
+
+    [[nodiscard]] std::string_view content() const { return {block.get(), length}; }
+};
+
+/// Whether the stream ends with its last byte: without that byte it is not complete.
+bool endsWithInput(ZSqueeze const& squeezer, Expanded& expanded, ZBuffer const& in) {
+    unsigned long room = expanded.length;
+    auto* const block = reinterpret_cast<unsigned char*>(expanded.block.get());
+    auto const* const source = static_cast<unsigned char const*>(in.getBuffer());
+    return squeezer.uncompress(block, &room, source, in.getLength() - 1) == outputFull;
+}
+
+Expanded expand(ZBuffer const& in) {
+    ZSqueeze squeezer;
+    auto* const source = static_cast<unsigned char*>(in.getBuffer());
+    squeezer.setSource(source, in.getLength());
+    std::uint64_t const most = std::min(in.getLength() * greatestExpansion, largestBlock);
+    for (std::uint64_t room = std::min(in.getLength() * std::uint64_t{8}, most); room > 0;
+         room = room == most ? 0 : std::min(room * 2, most)) {
+        Expanded expanded{zpcache::allocateBlock(static_cast<std::size_t>(room))};
+        auto* const block = reinterpret_cast<unsigned char*>(expanded.block.get());
+        long const written = squeezer.unsqueeze(block, static_cast<unsigned long>(room));
+        if (written == outOfMemory) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+        if (written < 0 && written != outputFull) return {};
+        expanded.length = static_cast<std::size_t>(std::max(written, 0L));
+        if (written >= 0)
+            return endsWithInput(squeezer, expanded, in) ? std::move(expanded) : Expanded{};
+    }
+    return {};
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------- ZSCFData
+
+void ZSCFData::be_write_obfuscated(ZBuffer& out) {
+    String content = contentOf(*records);
+    if (!content.empty()) compress(content, out);
+}
+
+void ZSCFData::be_read_obfuscated(ZBuffer& in) {
+    Expanded const expanded = expand(in);
+    auto const nothing = [](std::string_view, std::string_view, std::string_view) {};
+    if (!expanded.block || !eachRecord(expanded.content(), nothing))
+        zraise(ZPropertiesInvalidDataException(getCompanionName(), "", 0), sourceName, __LINE__);
+    lists->clear();
+    eachRecord(expanded.content(),
+               [this](std::string_view stanza, std::string_view key, std::string_view value) {
+                   addRecord(*records, stanza, key, value);
+               });
+}

@@ -84,8 +84,12 @@ Index Records::findStanza(std::string_view name) const {
 }
 
 Index Records::findKey(Index stanza, std::string_view name) const {
-    return keyTable.find(hashName(stanza, name),
-                         [&](Index i) { return keys[i].stanza == stanza && keyName(i) == name; });
+    return findHashed(stanza, name, hashName(stanza, name));
+}
+
+Index Records::findHashed(Index stanza, std::string_view name, std::uint32_t hash) const {
+    return keyTable.find(
+        hash, [&](Index i) { return keys[i].stanza == stanza && keyName(i) == name; });
 }
 
 Index Records::adoptStanza(std::string_view name) {

@@ -64,16 +64,14 @@ void ZPCategoryBasedCache::edit(Change const& change) {
     if (!isStorable(change.stanza, change.key, change.value, change.kind))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Edit const scope(*lists);
-    Index stanza = records->findStanza(change.stanza);
-    if (stanza == none) stanza = records->addStanza(change.stanza);
+    Index const stanza = records->findOrAddStanza(change.stanza);
     if (change.lines == Lines::place) records->placeStanza(stanza);
     if (change.key != nullptr) editKey(stanza, change);
     records->tidy();
 }
 
 void ZPCategoryBasedCache::editKey(unsigned int stanza, Change const& change) {
-    Index key = records->findKey(stanza, change.key);
-    if (key == none) key = records->addKey(stanza, change.key);
+    Index const key = records->findOrAddKey(stanza, change.key);
     // Cleared texts stay readable until tidy(), so the value may be one of them.
     if (change.values == Values::replace) records->clearValues(key);
     if (!isEmpty(change.value)) records->addValue(key, change.value, change.kind);

@@ -47,7 +47,8 @@ class Pool {
     }
 
   private:
-    static constexpr Index chunkSize = 128;
+    // A few kilobytes: little for a small file, few chunks for a large one.
+    static constexpr Index chunkSize = sizeof(Record) > 48 ? 16 : 64;
     struct Chunk : Allocated {
         Record records[chunkSize];
     };

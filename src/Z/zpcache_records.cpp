@@ -88,8 +88,8 @@ Index Records::findKey(Index stanza, std::string_view name) const {
 }
 
 Index Records::findHashed(Index stanza, std::string_view name, std::uint32_t hash) const {
-    return keyTable.find(
-        hash, [&](Index i) { return keys[i].stanza == stanza && keyName(i) == name; });
+    return keyTable.find(hash,
+                         [&](Index i) { return keys[i].stanza == stanza && keyName(i) == name; });
 }
 
 Index Records::adoptStanza(std::string_view name) {
@@ -125,8 +125,16 @@ Index Records::newKey(Index stanza, std::string_view name, std::uint32_t hash) {
     return i;
 }
 
-Index Records::addKey(Index stanza, std::string_view name) {
-    Index const key = newKey(stanza, texts.copy(name), hashName(stanza, name));
+Index Records::findOrAddStanza(std::string_view name) {
+    Index const known = findStanza(name);
+    return known != none ? known : adoptStanza(texts.copy(name));
+}
+
+Index Records::findOrAddKey(Index stanza, std::string_view name) {
+    std::uint32_t const hash = hashName(stanza, name);
+    Index const known = findHashed(stanza, name, hash);
+    if (known != none) return known;
+    Index const key = newKey(stanza, texts.copy(name), hash);
     linkLast(lines, stanzas[stanza].unplaced, keys[key].line);
     return key;
 }

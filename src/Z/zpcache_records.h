@@ -122,9 +122,9 @@ class Records : public Allocated {
     [[nodiscard]] std::string_view lastValue(Index key, Obfuscated kind) const;
 
     // Editing. Names and values are copied, but those of the adopting functions.
-    [[nodiscard]] Index addStanza(std::string_view name) { return adoptStanza(texts.copy(name)); }
-    /// The new key's line has no place in the file.
-    [[nodiscard]] Index addKey(Index stanza, std::string_view name);
+    // What is new has no place in the file.
+    [[nodiscard]] Index findOrAddStanza(std::string_view name);
+    [[nodiscard]] Index findOrAddKey(Index stanza, std::string_view name);
     void addValue(Index key, std::string_view value, Obfuscated kind) {
         adoptValue(key, texts.copy(value), kind);
     }

@@ -13,8 +13,8 @@ constexpr std::size_t brackets = 2;   // around a stanza name
 constexpr std::size_t equalsEnd = 2;  // " =" behind a key
 constexpr std::size_t equalsMid = 3;  // " = " between key and value
 
-bool holdsAny(std::string_view text, char const* unwanted) {
-    return text.find_first_of(unwanted) != std::string_view::npos;
+bool holds(std::string_view text, char unwanted) {
+    return text.find(unwanted) != std::string_view::npos;
 }
 
 bool fitsLine(std::size_t bytes) { return bytes <= ZPCategoryBasedCache::maxLine; }
@@ -23,12 +23,13 @@ bool fitsLine(std::size_t bytes) { return bytes <= ZPCategoryBasedCache::maxLine
 
 bool ZPCategoryBasedCache::isStorableStanza(char const* stanza) {
     std::string_view const name(stanza);
-    return !name.empty() && !holdsAny(name, "]\n") && fitsLine(name.size() + brackets);
+    return !name.empty() && !holds(name, ']') && !holds(name, '\n') &&
+           fitsLine(name.size() + brackets);
 }
 
 bool ZPCategoryBasedCache::isStorableKey(char const* key) {
     std::string_view const name(key);
-    if (name.empty() || holdsAny(name, "=\n")) return false;
+    if (name.empty() || holds(name, '=') || holds(name, '\n')) return false;
     if (name.front() == '#' || name.front() == '[') return false;
     if (isSpace(name.front()) || isSpace(name.back())) return false;
     return fitsLine(name.size() + equalsEnd);
@@ -37,12 +38,12 @@ bool ZPCategoryBasedCache::isStorableKey(char const* key) {
 bool ZPCategoryBasedCache::isStorableValue(char const* key, char const* value, int obfuscated) {
     if (obfuscated != 0) return true;
     std::string_view const text(value);
-    return !holdsAny(text, "\n") && fitsLine(std::strlen(key) + equalsMid + text.size());
+    return !holds(text, '\n') && fitsLine(std::strlen(key) + equalsMid + text.size());
 }
 
 bool ZPCategoryBasedCache::isStorableComment(char const* text) {
     std::string_view const line(text);
-    return !line.empty() && line.front() == '#' && !holdsAny(line, "\n") && fitsLine(line.size());
+    return !line.empty() && line.front() == '#' && !holds(line, '\n') && fitsLine(line.size());
 }
 
 bool ZPCategoryBasedCache::isCommentWeWant(char const* wanted, char const* line) {

@@ -67,10 +67,8 @@ bool eachRecord(std::string_view content, Visit visit) {
 
 void addRecord(Records& records, std::string_view stanza, std::string_view key,
                std::string_view value) {
-    Index owner = records.findStanza(stanza);
-    if (owner == none) owner = records.addStanza(stanza);
-    Index item = records.findKey(owner, key);
-    if (item == none) item = records.addKey(owner, key);
+    Index const owner = records.findOrAddStanza(stanza);
+    Index const item = records.findOrAddKey(owner, key);
     if (!value.empty()) records.addValue(item, value, Obfuscated::yes);
 }
 

@@ -21,6 +21,9 @@ struct RecordsCheck {
 
     explicit RecordsCheck(Records const& checked) : records(checked) { checkAll(); }
 
+    /// Memory of all texts, garbage counted.
+    [[nodiscard]] std::size_t bytesHeld() const { return records.texts.bytesHeld(); }
+
     void checkAll() {
         checkFile();
         for (Index i = records.placedStanzas.first; i != none; i = records.stanzas[i].next)

@@ -1,0 +1,351 @@
+// link: static
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Z/ZException.h"
+#include "Z/ZList.h"
+#include "Z/ZSCFData.h"
+#include "Z/ZUTF8String.h"
+#include "support/records_check.h"
+#include "support/streams.h"
+
+namespace {
+
+using testsupport::fileOf;
+using testsupport::writtenBy;
+
+struct Cache : ZSCFData {
+    Cache() { setAttributes(keepComments, nullptr); }
+    explicit Cache(std::string const& text) : Cache() { read(text); }
+    void read(std::string const& text) { be_read("f", fileOf(text).get()); }
+    std::string written() {
+        return writtenBy([this](FILE* out) { be_write("f", out); });
+    }
+    [[nodiscard]] zpcache::Records const& inner() const { return *records; }
+};
+
+std::vector<std::string> textsOf(ZArrayList const& list) {
+    std::vector<std::string> texts;
+    for (unsigned int i = 0; i < list.size(); ++i)
+        texts.emplace_back(static_cast<ZLCString const*>(list.get(i))->getChars());
+    return texts;
+}
+
+using Texts = std::vector<std::string>;
+
+// ------------------------------------------------------------------------------------ placing a
+// key
+
+TEST(PropertyCacheTest, placesANewKeyBesideItsTemplateOrBehindTheLastKey) {
+    struct Case {
+        char const* before;
+        char const* after;
+    };
+    for (Case const& c : {
+             Case{"", "[s]\nport = 1\n"},
+             Case{"# head\n\n[t]\nk = v\n", "# head\n\n[t]\nk = v\n[s]\nport = 1\n"},
+             Case{"[s]\n# c\n\n", "[s]\nport = 1\n# c\n\n"},
+             Case{"[s]\nk = v\n\n# c\n[t]\n", "[s]\nk = v\nport = 1\n\n# c\n[t]\n"},
+             Case{"[s]\n# port = 80\n\nk = v\n", "[s]\n# port = 80\nport = 1\n\nk = v\n"},
+             Case{"[s]\n#port=80\n# more\n\n\nk = v\n",
+                  "[s]\n#port=80\n# more\nport = 1\n\n\nk = v\n"},
+             // Keys inside the block belong to it.
+             Case{"[s]\n# port = 80\nk = v\n# c\n\nj = v\n",
+                  "[s]\n# port = 80\nk = v\n# c\nport = 1\n\nj = v\n"},
+             // No blank line ends the block.
+             Case{"[s]\nk = v\n# port = 80\n[t]\n\n", "[s]\nk = v\nport = 1\n# port = 80\n[t]\n\n"},
+             // The first example counts.
+             Case{"[s]\n#port=1\n\n#port=2\n\n", "[s]\n#port=1\nport = 1\n\n#port=2\n\n"},
+             // No example of this key.
+             Case{"[s]\n# ports = 80\n\n#\tport = 8\n\n# port 80\n\n",
+                  "[s]\nport = 1\n# ports = 80\n\n#\tport = 8\n\n# port 80\n\n"},
+             // One in another stanza.
+             Case{"[t]\n#port=1\n\n[s]\n", "[t]\n#port=1\n\n[s]\nport = 1\n"},
+         }) {
+        Cache cache(c.before);
+        cache.addLine("s", "port", "1", 0);
+        EXPECT_EQ(cache.written(), c.after) << c.before;
+        zpcache::RecordsCheck const check(cache.inner());
+    }
+}
+
+TEST(PropertyCacheTest, matchesACommentedOutKeyWhateverItsBlanks) {
+    struct Case {
+        char const* wanted;
+        char const* line;
+        bool matches;
+    };
+    for (Case const& c : {Case{"#key=", "#key=5", true}, Case{"#key=", " #  k e y  = 5", true},
+                          Case{"#key=", "#keys=5", false}, Case{"#key=", "#key", false},
+                          Case{"#key=", "#\tkey=", false}, Case{"", "anything", true},
+                          Case{"#a b=", "#a b=", false}, Case{"#key=", "", false}})
+        EXPECT_EQ(ZPCategoryBasedCache::isCommentWeWant(c.wanted, c.line), c.matches) << c.line;
+}
+
+TEST(PropertyCacheTest, placesComments) {
+    Cache cache("# a\n\n[s]\n# b\nk = v\n[t]\n");
+    cache.addFileComment("# file");
+    cache.addLineComment("s", "# stanza");
+    cache.addLineComment("s", "k", "# key");
+    cache.addLineComment("s", "# stanza 2");
+    cache.addLineComment("t", "# other");
+    EXPECT_EQ(cache.written(),
+              "# a\n# file\n\n[s]\n# b\n# stanza\n# key\n# stanza 2\nk = v\n[t]\n# other\n");
+    Cache empty;
+    empty.addFileComment("#1");
+    empty.addFileComment("#2");
+    EXPECT_EQ(empty.written(), "#1\n#2\n");
+}
+
+TEST(PropertyCacheTest, aStanzaTakesItsLinesWithIt) {
+    Cache cache("# a\n[s]\n# b\nk = v\n\n[t]\nk = w\n");
+    cache.addLine("s", "hidden", "x", 1);
+    cache.remove("s");
+    EXPECT_EQ(cache.written(), "# a\n[t]\nk = w\n");
+    EXPECT_EQ(cache.obfuscatedCount(), 0U);
+    cache.addLine("s", "k", "v", 0);
+    EXPECT_EQ(cache.written(), "# a\n[t]\nk = w\n[s]\nk = v\n");
+}
+
+// -------------------------------------------------------------------------------------------
+// values
+
+TEST(PropertyCacheTest, givesPlainValuesBeforeObfuscatedOnes) {
+    Cache cache("[s]\nboth = 1\nboth = 2\nempty =\n");
+    cache.add("s", "both", "x", 1);
+    cache.add("s", "secret", "y", 1);
+    struct Case {
+        char const* key;
+        ZPCache::get_type_e type;
+        Texts values;
+    };
+    for (Case const& c : std::vector<Case>{
+             {"both", ZPCache::plainElseObfuscated, {"1", "2"}},
+             {"both", ZPCache::plainValues, {"1", "2"}},
+             {"both", ZPCache::obfuscatedValues, {"x"}},
+             {"secret", ZPCache::plainElseObfuscated, {"y"}},
+             {"secret", ZPCache::plainValues, {}},
+             {"empty", ZPCache::plainElseObfuscated, {}},
+         }) {
+        ASSERT_NE(cache.get("s", c.key, c.type), nullptr);
+        EXPECT_EQ(textsOf(*cache.get("s", c.key, c.type)), c.values) << c.key << c.type;
+    }
+    EXPECT_EQ(cache.get("s", "none", ZPCache::plainValues), nullptr);
+    EXPECT_EQ(cache.get("t", "both", ZPCache::plainValues), nullptr);
+    EXPECT_EQ(cache.get(nullptr, nullptr, ZPCache::plainValues), nullptr);
+    EXPECT_EQ(cache.countValues("s"), 3U);
+    EXPECT_EQ(textsOf(*cache.getNames("s")), (Texts{"both", "empty", "secret"}));
+    ZPKVList const* const map = cache.get("s", ZPCache::obfuscatedValues);
+    EXPECT_EQ(textsOf(map->getKeys()), (Texts{"both", "empty", "secret"}));
+    EXPECT_EQ(textsOf(*map->getEntry("both")), Texts{"x"});
+    char const* text = nullptr;
+    unsigned int length = 0;
+    EXPECT_TRUE(cache.lastValue("s", "both", text, length));
+    EXPECT_EQ(std::string(text, length), "2");
+    EXPECT_FALSE(cache.lastValue("s", "empty", text, length));
+}
+
+TEST(PropertyCacheTest, aListLivesUntilTheNextChange) {
+    Cache cache("[s]\nk = 1\n");
+    ZArrayList* const list = cache.get("s", "k", ZPCache::plainValues);
+    EXPECT_EQ(cache.get("s", "k", ZPCache::plainValues), list);
+    EXPECT_NE(cache.get("s", "k", ZPCache::obfuscatedValues), list);
+    EXPECT_EQ(textsOf(*list), Texts{"1"});
+    cache.addValue("s", "k", "2", 0);
+    EXPECT_EQ(textsOf(*cache.get("s", "k", ZPCache::plainValues)), (Texts{"1", "2"}));
+}
+
+/// What the cache gave out can be given back to it.
+TEST(PropertyCacheTest, argumentsMayLieInTheCache) {
+    Cache cache("[s]\nk = value\n");
+    auto const listed = [&] {
+        return static_cast<ZLCString*>(cache.get("s", "k", ZPCache::plainValues)->get(0))
+            ->getChars();
+    };
+    cache.addLine("s", "k", listed(), 0);
+    cache.addLine("s", "k", cache.valueAt("s", "k", 0), 0);
+    cache.addValue("s", "k", cache.valueAt("s", "k", 0), 0);
+    cache.changeValue("s", "k", 1, cache.valueAt("s", "k", 1));
+    cache.addLine(cache.valueAt("s", "k", 0), cache.valueAt("s", "k", 0), listed(), 1);
+    ZArrayList names(0, 1);
+    cache.getNames(names);
+    cache.remove(static_cast<ZLCString*>(names.get(1))->getChars());
+    cache.remove("s", static_cast<ZLCString*>(cache.getNames("s")->get(0))->getChars());
+    EXPECT_EQ(cache.written(), "[s]\n");
+}
+
+TEST(PropertyCacheTest, knowsTheCompanionFileFromEdits) {
+    char const* const database = "configuration-database";
+    Cache cache;
+    cache.addLine(database, "file", "/a", 0);
+    EXPECT_STREQ(cache.getCompanionName(), "/a");
+    cache.addValue(database, "file", "/b", 0);
+    EXPECT_STREQ(cache.getCompanionName(), "/b");
+    cache.remove(database, "file");
+    EXPECT_STREQ(cache.getCompanionName(), "/b");
+    cache.clear();
+    EXPECT_STREQ(cache.getCompanionName(), "");
+}
+
+// ----------------------------------------------------------------------------------- refused edits
+
+TEST(PropertyCacheTest, refusesWhatWouldNotReadBackAndChangesNothing) {
+    std::string const text = "# c\n[s]\nk = v\n";
+    std::string const long8188(8188, 'x');
+    std::string const long8189(8189, 'x');
+    using Edit = std::function<void(Cache&)>;
+    std::vector<Edit> const edits = {
+        [](Cache& c) { c.addLine(nullptr, "k", "v", 0); },
+        [](Cache& c) { c.addLine("", "k", "v", 0); },
+        [](Cache& c) { c.addLine("a]", "k", "v", 0); },
+        [](Cache& c) { c.addLine("a\nb", "k", "v", 0); },
+        [&](Cache& c) { c.addLine(long8189.c_str(), "k", "v", 0); },
+        [](Cache& c) { c.addLine("s", "", "v", 0); },
+        [](Cache& c) { c.addLine("s", nullptr, "v", 0); },
+        [](Cache& c) { c.set("s", "a=b", "v"); },
+        [](Cache& c) { c.set("s", "a\nb", "v"); },
+        [](Cache& c) { c.set("s", "#a", "v"); },
+        [](Cache& c) { c.set("s", "[a", "v"); },
+        [](Cache& c) { c.set("s", " a", "v"); },
+        [](Cache& c) { c.set("s", "a\t", "v"); },
+        [](Cache& c) { c.set("s", "a\r", "v"); },
+        [](Cache& c) { c.setObfuscated("s", "a=b", "v"); },
+        [&](Cache& c) { c.set("s", long8189.c_str(), ""); },
+        [&](Cache& c) { c.set("s", long8188.c_str(), "v"); },
+        [](Cache& c) { c.add("s", "k", "a\nb", 0); },
+        [](Cache& c) { c.add("t", "k", "a\n", 0); },
+        [&](Cache& c) { c.add("s", "k", long8188.substr(1).c_str(), 0); },
+        [](Cache& c) { c.addValue("s", "k", "", 0); },
+        [](Cache& c) { c.addValue("s", "k", nullptr, 1); },
+        [](Cache& c) { (void)c.changeValue("s", "k", 0, "a\nb"); },
+        [](Cache& c) { (void)c.changeValue("s", "k", 0, ""); },
+        [](Cache& c) { c.addFileComment("no sign"); },
+        [](Cache& c) { c.addFileComment(nullptr); },
+        [](Cache& c) { c.addFileComment("# a\nb"); },
+        [](Cache& c) { c.addLineComment("s", " # a"); },
+        [](Cache& c) { c.addLineComment("t", "# a"); },
+        [](Cache& c) { c.addLineComment("s", "none", "# a"); },
+        [&](Cache& c) { c.addLineComment("s", "k", ("#" + long8189 + "x").c_str()); },
+    };
+    for (std::size_t i = 0; i < edits.size(); ++i) {
+        Cache cache(text);
+        EXPECT_THROW(edits[i](cache), ZInvalidParameterException) << i;
+        EXPECT_EQ(cache.written(), text) << i;
+        EXPECT_EQ(cache.count(), 1U) << i;
+        EXPECT_EQ(cache.keyCount("s"), 1U) << i;
+    }
+}
+
+TEST(PropertyCacheTest, whatIsNotRefusedReadsBack) {
+    std::string const longKey(8188, 'x');
+    std::string const longValue(8190 - 4, 'x');
+    Cache cache;
+    cache.addLine(longKey.c_str(), longKey.c_str(), "", 0);
+    cache.addLine(" s [", "k", longValue.c_str(), 0);
+    cache.addLine(" s [", "a#[b]", "= # [x] \x01\xff\r\v\f.", 0);
+    cache.addLine(" s [", "secret", "a\nb", 1);
+    cache.addFileComment(("#" + longKey + "x").c_str());
+    Cache again(cache.written());
+    EXPECT_TRUE(again.contains(longKey.c_str(), longKey.c_str()));
+    EXPECT_TRUE(again.valueAt(" s [", "k", 0) == longValue);
+    EXPECT_STREQ(again.valueAt(" s [", "a#[b]", 0), "= # [x] \x01\xff\r\v\f.");
+    EXPECT_TRUE(again.written() == cache.written());
+}
+
+// -------------------------------------------------------------------------------------------
+// memory
+
+TEST(PropertyCacheTest, yearsOfEditsDoNotGrowIt) {
+    Cache cache("[s]\nkey = value\n# comment\n");
+    std::string const value(1000, 'v');
+    for (int i = 0; i < 20000; ++i) {
+        std::string const key = "key" + std::to_string(i);
+        cache.addLine("s", "key", (value + std::to_string(i)).c_str(), i % 2);
+        cache.addLine("s", key.c_str(), value.c_str(), 0);
+        cache.addLine(key.c_str(), nullptr, 0);
+        cache.remove("s", key.c_str());
+        cache.remove(key.c_str());
+    }
+    zpcache::RecordsCheck const check(cache.inner());
+    EXPECT_LT(check.bytesHeld(), 200000U);
+    EXPECT_EQ(cache.valueAt("s", "key", 0), value + "19999");
+}
+
+// ------------------------------------------------------------------------------------ small
+// classes
+
+TEST(PropertyCacheTest, linesAndItemsCompareByContent) {
+    EXPECT_EQ(ZPropLine(1, "a"), ZPropLine(1, "a"));
+    EXPECT_LT(ZPropLine(1, "b"), ZPropLine(2, "a"));
+    EXPECT_LT(ZPropLine(8, "a"), ZPropLine(8, "b"));
+    EXPECT_EQ(ZObfuscatedItem("s", "k"), ZObfuscatedItem("s", "k"));
+    EXPECT_LT(ZObfuscatedItem("s", "z"), ZObfuscatedItem("t", "a"));
+    EXPECT_GT(ZObfuscatedItem("s", "b"), ZObfuscatedItem("s", "a"));
+    EXPECT_NE(ZPropLine(1, "a").compare(ZLCString("a")), 0);
+}
+
+TEST(PropertyCacheTest, flatNamesSplitAtTheirFirstDot) {
+    Cache cache;
+    ZLCString flat, stanza("s"), key("k");
+    cache.makeKey(flat, "a", "b.c");
+    EXPECT_STREQ(flat.getChars(), "a.b.c");
+    EXPECT_TRUE(ZPCategoryBasedCache::validateKey(flat.getChars(), stanza, key));
+    EXPECT_STREQ(stanza.getChars(), "a");
+    EXPECT_STREQ(key.getChars(), "b.c");
+    for (char const* const bad : {"", "a", ".b", "a."})
+        EXPECT_FALSE(ZPCategoryBasedCache::validateKey(bad, stanza, key)) << bad;
+}
+
+TEST(PropertyCacheTest, aKeyMapKeepsItsOrder) {
+    ZPKVList map;
+    ZArrayList values(0, 1);
+    for (char const* const name : {"z", "a", "m"}) {
+        ZLCString value(name);
+        values.add(&value);
+        map.putEntry(name, values);
+    }
+    map.putEntry("z", values);
+    map.removeEntry("a");
+    map.removeEntry("none");
+    EXPECT_EQ(textsOf(map.getKeys()), (Texts{"z", "m"}));
+    EXPECT_EQ(textsOf(*map.getEntry("z")), (Texts{"z", "a", "m"}));
+    EXPECT_EQ(map.getEntry("a"), nullptr);
+    map.removeAll();
+    EXPECT_EQ(map.size(), 0U);
+}
+
+TEST(PropertyCacheTest, pairsComeInTheChosenCodeset) {
+    ZPropertiesKVList local;
+    local.addItem("key", "value");
+    ASSERT_NE(dynamic_cast<ZLCString const*>(local.getItemKey(0)), nullptr);
+    ZPropertiesKVList pairs(zpropUTF8);
+    pairs.addItem("key", "\xc3\xa4");
+    pairs.addItem("empty", nullptr);
+    ASSERT_EQ(pairs.getItemCount(), 2U);
+    ASSERT_NE(dynamic_cast<ZUTF8String const*>(pairs.getItemValue(0)), nullptr);
+    EXPECT_STREQ(pairs.getItemValue(0)->getChars(), "\xc3\xa4");
+    EXPECT_STREQ(pairs.getItemValue(1)->getChars(), "");
+    EXPECT_EQ(pairs.getItemKey(2), nullptr);
+    EXPECT_THROW(pairs.addItem("k", "\xff"), ZToUTF8Exception);
+    EXPECT_EQ(pairs.getItemCount(), 2U);
+    pairs.clear();
+    EXPECT_EQ(pairs.getItemCount(), 0U);
+    EXPECT_THROW(ZPropertiesKVList(static_cast<ZPropertyStringType>(7)),
+                 ZInvalidParameterException);
+}
+
+TEST(PropertyCacheTest, attributesAddUpAndOutliveAClear) {
+    int data = 0;
+    ZSCFData cache;
+    cache.setAttributes(4, nullptr);
+    cache.setAttributes(ZPCache::keepComments, &data);
+    cache.clear();
+    EXPECT_EQ(cache.getAttributes(), 5UL);
+    EXPECT_EQ(cache.getAttributeData(), &data);
+}
+
+}  // namespace

@@ -85,7 +85,7 @@ template <class Format, class Value>
 std::string run(Format format, std::string const& text, Shape const& shape, Value value) {
     std::string room(6000, '?');
     int const length = called(format, room, text, shape, value);
-    return std::to_string(length) + ":" + room.substr(0, static_cast<std::size_t>(length + 1));
+    return std::to_string(length) + ":" + room.substr(0, static_cast<std::size_t>(length) + 1);
 }
 
 /// Compares all shapes for one conversion and value. `oracleFlags` maps the flags of a shape to

@@ -155,12 +155,9 @@ void fetchArguments(ZFormatContext& ctx, int count, va_list list) {
                 value.pointer = va_arg(list, void*);
                 break;
             case ArgClass::integer:
-                if (type >= signedLongLong)
-                    value.integer = va_arg(list, long long);
-                else if (type >= signedLong)
-                    value.integer = narrowed(type, va_arg(list, long));
-                else
-                    value.integer = narrowed(type, va_arg(list, int));
+                value.integer = narrowed(type, type >= signedLongLong ? va_arg(list, long long)
+                                               : type >= signedLong   ? va_arg(list, long)
+                                                                      : va_arg(list, int));
                 break;
         }
     }

@@ -83,9 +83,7 @@ class BareNumber {
     [[nodiscard]] bool isThere() const { return text != nullptr; }
     [[nodiscard]] std::size_t size() const { return length; }
     [[nodiscard]] char const* data() const { return text.get(); }
-    [[nodiscard]] std::size_t signSize() const {
-        return std::strchr("+- ", *text.get()) != nullptr;
-    }
+    [[nodiscard]] std::size_t signSize() const { return std::strchr("+- ", *text) != nullptr; }
     [[nodiscard]] bool isFinite() const {
         char const first = text.get()[signSize()];
         return first >= '0' && first <= '9';

@@ -98,9 +98,6 @@ constexpr std::array<TypeRow, typeCount> typeRows{{
     {ArgClass::longReal, 0, false},        // longDoubleG
     {ArgClass::none, 0, false},            // percent
 }};
-static_assert(sizeof(ZFormatArg) == (sizeof(void*) == 4 ? 16 : 32),
-              "one word and the widest value");
-static_assert(sizeof(void*) != 4 || sizeof(ZFormatSpec) == 28, "seven words");
 
 [[nodiscard]] constexpr TypeRow const& rowOf(int type) {
     return typeRows[static_cast<std::size_t>(type)];

@@ -63,9 +63,9 @@ class Digits {
   public:
     void decimal(unsigned long long value) {
         for (; value >= 100; value /= 100)
-            addPair(static_cast<unsigned>(value % 100));
+            addPair(static_cast<std::size_t>(value % 100));
         if (value >= 10)
-            addPair(static_cast<unsigned>(value));
+            addPair(static_cast<std::size_t>(value));
         else
             add(static_cast<char>('0' + value));
     }
@@ -85,7 +85,7 @@ class Digits {
 
   private:
     void add(char c) { *--first = c; }
-    void addPair(unsigned number) {
+    void addPair(std::size_t number) {
         first -= 2;
         std::memcpy(first, &digitPairs[number * 2], 2);
     }

@@ -204,3 +204,14 @@ SIZE(ZAbstractFileMap, 132);
 FIELD(ZUnixFileMap, fd, 132);
 SIZE(ZUnixFileMap, 136);
 #endif
+
+#include "Z/zsnprintf.h"
+SIZE(ZFormatSpec, 28);
+SIZE(ZFormatArg, 16);
+FIELD(ZFormatContext, specs, 280);
+FIELD(ZFormatContext, specCount, 284);
+FIELD(ZFormatContext, inlineArgs, 288);
+FIELD(ZFormatContext, args, 448);
+FIELD(ZFormatContext, format, 456);
+FIELD(ZFormatContext, codeset, 460);
+SIZE(ZFormatContext, 468);

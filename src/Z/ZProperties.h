@@ -293,7 +293,7 @@ class ZFC_API ZProperties : public ZAbstractProperties,
 
   protected:
     /// Takes the cache over, which is not null.
-    explicit ZProperties(ZPCategoryBasedCache* cache);
+    explicit ZProperties(ZPCategoryBasedCache* owned);
 
     /// Runs `change` under the lock. When it answers true, something changed: the object counts as
     /// modified, and after the lock is released, observers get a notice of the kind.

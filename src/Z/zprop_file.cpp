@@ -1,0 +1,133 @@
+#include "Z/zprop_file.h"
+
+#include "Z/ZException.h"
+#include "Z/ZLCString.h"
+#include "Z/zrecord_lock.h"
+
+#include <fcntl.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace zpropfile {
+namespace {
+
+using zfile::openFile;
+
+constexpr char sourceName[] = "src/Z/ZProperties";
+constexpr std::size_t workingDirectorySize = 1024;
+
+[[nodiscard]] Status fromSystem(struct statx const& raw) {
+    Status status;
+    status.identity = {makedev(raw.stx_dev_major, raw.stx_dev_minor), raw.stx_ino};
+    status.size = raw.stx_size;
+    status.mode = raw.stx_mode;
+    status.owner = raw.stx_uid;
+    status.group = raw.stx_gid;
+    status.modified = static_cast<long>(raw.stx_mtime.tv_sec);
+    return status;
+}
+
+/// statx(2) and not stat(2), whose 32-bit form fails for a file dated beyond 2038.
+[[nodiscard]] std::optional<Status> askSystem(int directory, char const* path, int flags) {
+    struct statx raw {};
+    if (statx(directory, path, flags, STATX_BASIC_STATS, &raw) != 0) return std::nullopt;
+    return fromSystem(raw);
+}
+
+/// The part before the last "/"; "/" itself when that is the first character.
+[[nodiscard]] ZLCString directoryOf(char const* path) {
+    char const* const slash = std::strrchr(path, '/');
+    if (slash != nullptr) {
+        auto const length = static_cast<unsigned int>(slash == path ? 1 : slash - path);
+        return {path, length};
+    }
+    char current[workingDirectorySize];
+    if (getcwd(current, sizeof current) == nullptr)
+        zraise(ZPropertiesIOException(path, "getcwd()", errno), sourceName, __LINE__);
+    return current;
+}
+
+int openForStore(char const* path, int flags) {
+    zfile::Descriptor file = openFile(path, O_RDWR | flags);
+    // No O_TRUNC: whatever there is stays until the lock is had.
+    if (!file.isOpen() && errno == ENOENT) file = openFile(path, O_RDWR | O_CREAT | flags, 0666);
+    return file.release();
+}
+
+zfile::Descriptor openRegular(char const* path, Purpose purpose) {
+    bool const loads = purpose == Purpose::load;
+    char const* const api = loads ? "fopen(r)" : "fopen(r+)";
+    constexpr int flags = O_NONBLOCK | O_NOCTTY;  // so that a pipe or a device does not hold us
+    zfile::Descriptor file =
+        loads ? openFile(path, O_RDONLY | flags) : zfile::Descriptor(openForStore(path, flags));
+    if (!file.isOpen()) zraise(ZPropertiesIOException(path, api, errno), sourceName, __LINE__);
+    auto const status = statusOf(file.get());
+    if (status && status->isRegular()) return file;
+    int const error = !status ? errno : S_ISDIR(status->mode) ? EISDIR : EINVAL;
+    zraise(ZPropertiesIOException(path, api, error), sourceName, __LINE__);
+}
+
+}  // namespace
+
+std::optional<Status> statusOf(char const* path) { return askSystem(AT_FDCWD, path, 0); }
+
+std::optional<Status> statusOf(int fd) { return askSystem(fd, "", AT_EMPTY_PATH); }
+
+bool isLinkOrSpecial(char const* path) {
+    auto const status = askSystem(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
+    return status && !status->isRegular();
+}
+
+void checkAccess(char const* path) {
+    if (access(path, R_OK | W_OK) == 0) return;
+    if (errno != ENOENT)
+        zraise(ZPropertiesIOException(path, "access()", errno), sourceName, __LINE__);
+    ZLCString const directory = directoryOf(path);
+    if (access(directory.getChars(), R_OK | W_OK) == 0) return;
+    zraise(ZPropertiesIOException(directory.getChars(), "access()", errno), sourceName, __LINE__);
+}
+
+LockedFile::LockedFile(char const* path, Purpose purpose) {
+    // Somebody may put another file in this one's place between opening and locking, and what is
+    // stored would go with the old one. Nobody does it again and again.
+    constexpr int attempts = 10;
+    for (int i = 0; i < attempts; ++i) {
+        if (tryOpen(path, purpose)) return;
+    }
+    zraise(ZPropertiesIOException(path, "fcntl()", EAGAIN), sourceName, __LINE__);
+}
+
+bool LockedFile::tryOpen(char const* path, Purpose purpose) {
+    file = openRegular(path, purpose);
+    auto const mode =
+        purpose == Purpose::load ? zfile::LockMode::shared : zfile::LockMode::exclusive;
+    int const rc = setRecordLock(file.get(), mode, zfile::wholeFile, zfile::LockWait::no);
+    if (rc != 0) zraise(ZPropertiesIOException(path, "fcntl()", rc), sourceName, __LINE__);
+    auto const opened = statusOf(file.get());
+    auto const named = statusOf(path);
+    if (!opened || !named || !(opened->identity == named->identity)) return false;
+    found = *opened;
+    return true;
+}
+
+FILE* LockedFile::intoStream() {
+    FILE* const stream = fdopen(file.get(), "r");
+    if (stream == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    (void)file.release();
+    return stream;
+}
+
+void flushDirectory(char const* path) noexcept {
+    try {
+        zfile::Descriptor const directory =
+            openFile(directoryOf(path).getChars(), O_RDONLY | O_DIRECTORY);
+        if (directory.isOpen()) fsync(directory.get());
+    } catch (ZException const&) {
+        return;  // no memory for the name
+    }
+}
+
+}  // namespace zpropfile

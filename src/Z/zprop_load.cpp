@@ -1,0 +1,135 @@
+#include "Z/ZBuffer.h"
+#include "Z/ZException.h"
+#include "Z/ZFileMap.h"
+#include "Z/ZProperties.h"
+#include "Z/zprop_arguments.h"
+#include "Z/zprop_file.h"
+#include "Z/zprop_history.h"
+
+#include <cstdio>
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZProperties";
+
+struct CloseStream {
+    void operator()(FILE* stream) const noexcept { std::fclose(stream); }
+};
+using Stream = std::unique_ptr<FILE, CloseStream>;
+
+class CompanionMap : public ZUnixFileMap {
+  public:
+    explicit CompanionMap(char const* path) : ZUnixFileMap(path, readOnly, 0) {}
+    [[nodiscard]] unsigned int getLength() const { return length; }
+};
+
+/// The bytes of a companion file. Copied at once: a mapped file that somebody cuts off ends the
+/// process that reads on.
+ZBuffer mappedBytes(char const* path) {
+    int rc = 0;
+    CompanionMap map(path);
+    void* const bytes = map.mapfile(&rc, 0);
+    if (bytes == nullptr)
+        zraise(ZPropertiesIOException(path, "mapFile()", rc), sourceName, __LINE__);
+    return ZBuffer(map.getLength(), bytes);
+}
+
+}  // namespace
+
+/// Set while a load runs.
+class ZProperties::LoadingFlag {
+  public:
+    explicit LoadingFlag(int& ofObject) : flag(ofObject) { flag = 1; }
+    ~LoadingFlag() { flag = 0; }
+    LoadingFlag(const LoadingFlag&) = delete;
+    LoadingFlag& operator=(const LoadingFlag&) = delete;
+
+  private:
+    int& flag;
+};
+
+void ZProperties::FileHistory::refuseHalfRead(char const* file,
+                                              zpropfile::Identity const& identity) const {
+    if (!failure) return;
+    bool const isSame = halfRead == file || identity == halfReadIdentity;
+    if (isSame) failure->throwException(sourceName, __LINE__);
+}
+
+void ZProperties::FileHistory::rememberFailure(ZException const& cause, char const* file,
+                                               zpropfile::Identity const& identity) {
+    failure.reset(static_cast<ZException*>(cause.clone()));
+    halfRead = file;
+    halfReadIdentity = identity;
+}
+
+void ZProperties::FileHistory::rememberCompanion(char const* name, char const* owner) {
+    companion = name;
+    companionOwner = owner;
+}
+
+ZLCString ZProperties::resolved(char const* file) const {
+    if (!zprop::isEmpty(file)) return file;
+    zprop::require(fileName.getChars(), sourceName, __LINE__);
+    return fileName;
+}
+
+void ZProperties::load(char const* file) {
+    ZCancellationOff const wholeFiles;
+    ZPropResourceLock const hold(propLock);
+    loadFrom(resolved(file), Values::kept);
+}
+
+void ZProperties::reload(char const* file) {
+    ZCancellationOff const wholeFiles;
+    ZPropResourceLock const hold(propLock);
+    loadFrom(resolved(file), Values::cleared);
+}
+
+void ZProperties::loadFrom(ZLCString const& file, Values values) {
+    char const* const path = file.getChars();
+    if (fileName.isEmpty()) fileName = file;
+    zpropfile::LockedFile source(path, zpropfile::Purpose::load);
+    zpropfile::Status const status = source.status();
+    // Open, and with it locked, until the companion is decoded.
+    Stream const stream(source.intoStream());
+    LoadingFlag const flag(loading);
+    if (values == Values::cleared) {
+        cache->clear();
+        history->rememberCompanion("", "");
+    }
+    try {
+        cache->be_read(path, stream.get());
+        readCompanion(path);
+        postLoad(path);
+    } catch (ZException const& cause) {
+        history->rememberFailure(cause, path, status.identity);
+        throw;
+    }
+    bool const isWhole = values == Values::cleared || history->halfRead == path;
+    if (isWhole) history->forgetFailure();
+    settle(path, status.modified);
+}
+
+void ZProperties::readCompanion(char const* file) {
+    ZLCString const name = cache->getCompanionName();
+    // One that was decoded before must not give its values twice.
+    if (name.isEmpty() || history->companion == name.getChars()) return;
+    ZBuffer bytes = mappedBytes(name.getChars());
+    cache->be_read_obfuscated(bytes);
+    history->rememberCompanion(name.getChars(), file);
+}
+
+/// The object and the file hold the same.
+void ZProperties::settle(char const* file, long time) {
+    modified = 0;
+    if (fileName == file) fileTime = time;
+}
+
+void ZProperties::refresh(int forceReload) {
+    ZPropResourceLock const hold(propLock);
+    if (forceReload == 0) {
+        auto const status = zpropfile::statusOf(fileName.getChars());
+        if (modified != 0 || !status || status->modified == fileTime) return;
+    }
+    reload(nullptr);
+}

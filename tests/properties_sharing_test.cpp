@@ -1,0 +1,393 @@
+// One file and several processes, and one object and several callers.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <thread>
+
+#include "support/properties.h"
+
+namespace {
+
+using testsupport::Companion;
+using testsupport::ioFailure;
+using testsupport::ioText;
+using testsupport::openDescriptors;
+using testsupport::StanzaFile;
+using testsupport::TempDir;
+using testsupport::valueOf;
+using testsupport::writeFile;
+
+constexpr char sample[] = "[s]\nk = 1\n";
+
+void setTime(std::string const& path, long seconds) {
+    timespec const times[] = {{seconds, 0}, {seconds, 0}};
+    EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+}
+
+/// Takes a lock on the whole file; the descriptor, or -1.
+int lockWhole(std::string const& path, int command, short type) {
+    int const fd = open(path.c_str(), O_RDWR);
+    struct flock record {};
+    record.l_type = type;
+    record.l_whence = SEEK_SET;
+    if (fcntl(fd, command, &record) == 0) return fd;
+    close(fd);
+    return -1;
+}
+
+// ------------------------------------------------------------------------------- other processes
+
+TEST(PropertiesLockTest, aLockOfAnotherProcessOfEitherKindIsRefusedAtOnce) {
+    struct Held {
+        int command;
+        short type;
+        bool loads;
+    };
+    static Held const rows[] = {{F_SETLK, F_RDLCK, true},
+                                {F_SETLK, F_WRLCK, false},
+                                {F_OFD_SETLK, F_RDLCK, true},
+                                {F_OFD_SETLK, F_WRLCK, false}};
+    for (Held const& held : rows) {
+        SCOPED_TRACE(std::to_string(held.command) + "/" + std::to_string(held.type));
+        StanzaFile const file(sample);
+        ZStanzaFileProperties properties(file.path().c_str(), 1);
+        properties.setValue("s", "k", "2");
+        Companion other([&](Companion& parent) {
+            if (lockWhole(file.path(), held.command, held.type) < 0) return 1;
+            parent.signal();
+            return parent.await() ? 0 : 2;
+        });
+        ASSERT_TRUE(other.await());
+        int const before = openDescriptors();
+        std::string const refusal = ioText(file.path(), "fcntl()", EAGAIN);
+        EXPECT_EQ(ioFailure([&] { properties.store(); }), refusal);
+        EXPECT_EQ(file.bytes(), sample) << "not cut off before it was locked";
+        EXPECT_TRUE(properties.isModified());
+        ZStanzaFileProperties reader(1);
+        if (held.loads) {
+            reader.load(file.path().c_str());
+        } else {
+            EXPECT_EQ(ioFailure([&] { reader.load(file.path().c_str()); }), refusal);
+            EXPECT_EQ(ioFailure([&] { properties.reload(); }), refusal);
+            EXPECT_EQ(valueOf(properties, "s", "k"), "2");
+        }
+        EXPECT_EQ(openDescriptors(), before);
+        other.signal();
+        EXPECT_EQ(other.join(), 0);
+        properties.store();
+        EXPECT_EQ(file.bytes(), "[s]\nk = 2\n");
+    }
+}
+
+/// Tells, while a load or store runs under the object's hook, what another process can lock.
+class Hooked : public ZStanzaFileProperties {
+  public:
+    Hooked() : ZStanzaFileProperties(1) {}
+    std::function<void()> hook;
+
+  protected:
+    void postLoad(char const*) override {
+        if (hook) hook();
+    }
+};
+
+TEST(PropertiesLockTest, aLoadSharesTheFileAndKeepsWritersOut) {
+    StanzaFile const file(sample);
+    Companion other([&](Companion& parent) {
+        int failures = 0;
+        if (!parent.await()) return 9;
+        if (lockWhole(file.path(), F_SETLK, F_WRLCK) >= 0) failures += 1;
+        int const shared = lockWhole(file.path(), F_SETLK, F_RDLCK);
+        if (shared < 0) failures += 2;
+        close(shared);
+        parent.signal();
+        if (!parent.await()) return 9;
+        if (lockWhole(file.path(), F_SETLK, F_WRLCK) < 0) failures += 4;
+        return failures;
+    });
+    Hooked properties;
+    bool answered = false;
+    properties.hook = [&] {
+        // Another part of the process closes the same file, which must not free the lock.
+        close(open(file.path().c_str(), O_RDONLY));
+        other.signal();
+        answered = other.await();
+    };
+    properties.load(file.path().c_str());
+    EXPECT_TRUE(answered);
+    other.signal();
+    EXPECT_EQ(other.join(), 0);
+}
+
+TEST(PropertiesLockTest, twoObjectsOfOneProcessAreKeptApartToo) {
+    StanzaFile const file(sample);
+    Hooked first;
+    std::string refusal;
+    first.hook = [&] {
+        ZStanzaFileProperties second(file.path().c_str(), 1);
+        second.setValue("s", "k", "2");
+        refusal = ioFailure([&] { second.store(); });
+    };
+    first.load(file.path().c_str());
+    EXPECT_EQ(refusal, ioText(file.path(), "fcntl()", EAGAIN));
+    EXPECT_EQ(file.bytes(), sample);
+}
+
+TEST(PropertiesLockTest, noReaderEverSeesHalfAFile) {
+    StanzaFile const file("[s]\na = 0\nb = 0\n");
+    constexpr int rounds = 60;
+    Companion writer([&](Companion& parent) {
+        ZStanzaFileProperties properties(file.path().c_str(), 1);
+        parent.signal();
+        for (int i = 1; i <= rounds;) {
+            // The length changes with the value, so that halves would not fit together.
+            std::string const value(static_cast<std::size_t>(i * 37), 'x');
+            properties.setValue("s", "a", value.c_str());
+            properties.setValue("s", "b", value.c_str());
+            try {
+                properties.store();
+                ++i;
+            } catch (ZPropertiesIOException const&) {
+                continue;  // a reader is in there
+            }
+        }
+        return 0;
+    });
+    ASSERT_TRUE(writer.await());
+    ZStanzaFileProperties reader(1);
+    std::size_t length = 0;
+    while (length < rounds * 37) {
+        try {
+            reader.reload(file.path().c_str());
+        } catch (ZPropertiesIOException const&) {
+            continue;
+        }
+        std::string const value = valueOf(reader, "s", "a");
+        ASSERT_EQ(value, valueOf(reader, "s", "b"));
+        length = value.size();
+    }
+    EXPECT_EQ(writer.join(), 0);
+}
+
+TEST(PropertiesLockTest, aCancelledThreadFinishesItsFile) {
+    StanzaFile const file(sample);
+    struct Job {
+        std::string path;
+        std::atomic<bool> cancelled{false};
+    } job{file.path(), {}};
+    pthread_t thread{};
+    ASSERT_EQ(pthread_create(
+                  &thread, nullptr,
+                  [](void* argument) -> void* {
+                      auto& mine = *static_cast<Job*>(argument);
+                      ZStanzaFileProperties properties(mine.path.c_str(), 1);
+                      properties.setValue("s", "k", "2");
+                      while (!mine.cancelled)
+                          std::this_thread::yield();
+                      properties.store();  // full of cancellation points
+                      pthread_testcancel();
+                      return nullptr;
+                  },
+                  &job),
+              0);
+    pthread_cancel(thread);
+    job.cancelled = true;
+    void* result = nullptr;
+    ASSERT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_EQ(file.bytes(), "[s]\nk = 2\n");
+}
+
+// -------------------------------------------------------------------------------------- registry
+
+using Factory = ZStanzaFileProperties::ZStanzaFilePropertiesFactory;
+
+TEST(PropertiesRegistryTest, handsOutOneObjectForEachFileAndFactory) {
+    StanzaFile const file(sample);
+    Factory factory;
+    Factory otherFactory;
+    ZProperties* const properties = ZProperties::getPropertiesFor(file.path().c_str(), factory);
+    ASSERT_NE(properties, nullptr);
+    EXPECT_EQ(ZProperties::getPropertiesFor(file.path().c_str(), factory), properties);
+    EXPECT_NE(ZProperties::getPropertiesFor(file.path().c_str(), otherFactory), properties);
+    EXPECT_NE(ZProperties::getPropertiesFor(file.beside("./settings").c_str(), factory), properties)
+        << "names are compared as they are given";
+    EXPECT_THROW((void)ZProperties::getPropertiesFor(nullptr, factory), ZInvalidParameterException);
+    EXPECT_THROW((void)ZProperties::getPropertiesFor("", factory), ZInvalidParameterException);
+}
+
+TEST(PropertiesRegistryTest, reloadsWhatOthersHaveChanged) {
+    StanzaFile const file(sample);
+    setTime(file.path(), 1000000000);
+    Factory factory;
+    auto const get = [&](int force) {
+        return ZProperties::getPropertiesFor(file.path().c_str(), factory, force);
+    };
+    ZProperties* const properties = get(0);
+    writeFile(file.path(), "[s]\nk = 2\n");
+    setTime(file.path(), 1000000000);
+    EXPECT_EQ(valueOf(*get(0), "s", "k"), "1") << "same second: not read again";
+    EXPECT_EQ(valueOf(*get(1), "s", "k"), "2");
+
+    writeFile(file.path(), "[s]\nk = 3\n");
+    setTime(file.path(), 999999999);
+    EXPECT_EQ(get(0), properties);
+    EXPECT_EQ(valueOf(*properties, "s", "k"), "3") << "a file from a backup is older";
+
+    properties->setValue("s", "k", "mine");
+    writeFile(file.path(), "[s]\nk = 4\n");
+    setTime(file.path(), 1000000001);
+    EXPECT_EQ(valueOf(*get(0), "s", "k"), "mine") << "never behind its user's back";
+    properties->store();
+    EXPECT_EQ(file.bytes(), "[s]\nk = mine\n");
+    setTime(file.path(), 1000000002);
+    EXPECT_EQ(valueOf(*get(0), "s", "k"), "mine");
+}
+
+TEST(PropertiesRegistryTest, itsOwnStoreIsNoChange) {
+    StanzaFile const file(sample);
+    setTime(file.path(), 1000000000);
+    Factory factory;
+    ZProperties* const properties = ZProperties::getPropertiesFor(file.path().c_str(), factory);
+    properties->setValue("s", "k", "2");
+    properties->store();
+    struct stat status {};
+    ASSERT_EQ(stat(file.path().c_str(), &status), 0);
+    writeFile(file.path(), "[s]\nk = 3\n");
+    setTime(file.path(), status.st_mtime);
+    EXPECT_EQ(valueOf(*ZProperties::getPropertiesFor(file.path().c_str(), factory), "s", "k"), "2");
+}
+
+TEST(PropertiesRegistryTest, aFailedLoadIsTriedAgain) {
+    StanzaFile const file("nonsense\n");
+    Factory factory;
+    auto const get = [&] { return ZProperties::getPropertiesFor(file.path().c_str(), factory); };
+    EXPECT_THROW((void)get(), ZPropertiesInvalidDataException);
+    writeFile(file.path(), sample);
+    setTime(file.path(), 1000000000);
+    ZProperties* const properties = get();
+    writeFile(file.path(), "nonsense again\n");
+    setTime(file.path(), 1000000001);
+    EXPECT_THROW((void)get(), ZPropertiesInvalidDataException);
+    EXPECT_THROW((void)get(), ZPropertiesInvalidDataException);
+    writeFile(file.path(), "[s]\nk = 5\n");
+    setTime(file.path(), 1000000001);
+    EXPECT_EQ(valueOf(*get(), "s", "k"), "5");
+    EXPECT_EQ(get(), properties);
+    ASSERT_EQ(unlink(file.path().c_str()), 0);
+    EXPECT_EQ(get(), properties) << "a file that is gone has not changed";
+}
+
+// --------------------------------------------------------------------------------------- notices
+
+/// Writes down every notice, and can look at the object, which must not be locked.
+class Recorder : public ZObserverInterface {
+  public:
+    void update(ZAbstractObservable* source, ZObservedParm const& parm) override {
+        auto const& notice = dynamic_cast<ZPropertyChanged const&>(parm);
+        char const* const key = notice.getKey();
+        notices.push_back(std::to_string(notice.getChangeType()) + notice.getStanza() + "/" +
+                          (key != nullptr ? key : "-"));
+        EXPECT_EQ(notice.getStyle(), 0);
+        if (inspect) inspect(dynamic_cast<ZProperties&>(*source));
+    }
+    std::vector<std::string> notices;
+    std::function<void(ZProperties&)> inspect;
+};
+
+TEST(PropertiesNoticeTest, tellsOfEveryChangeOnce) {
+    StanzaFile const file("[s]\nk = 1\n");
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    Recorder recorder;
+    properties.addObserver(&recorder);
+    properties.setValue("s", "k", "2");
+    properties.setIntegerValue("s", "n", 1);
+    properties.setBooleanValue("new", "b", 1);
+    properties.addValue("s", "k", "3");
+    properties.addStanza("t");
+    properties.deleteKey("s", "n");
+    properties.deleteStanza("t");
+    ZStanzaValueIterator walk(properties, "s", "k");
+    EXPECT_TRUE(walk.next());
+    walk.changeValue("x");
+    walk.removeValue();
+    EXPECT_EQ(recorder.notices, (std::vector<std::string>{"2s/k", "2s/n", "2new/b", "2s/k", "0t/-",
+                                                          "1s/n", "1t/-", "2s/k", "2s/k"}));
+    recorder.notices.clear();
+    properties.addFileComment("a comment is no setting");
+    properties.deleteKey("s", "none");
+    properties.addStanza("s");
+    EXPECT_THROW(properties.setValue("s", "a=b", "v"), ZInvalidParameterException);
+    properties.store();
+    properties.reload();
+    EXPECT_EQ(recorder.notices, std::vector<std::string>{});
+    properties.deleteObserver(&recorder);
+    properties.setValue("s", "k", "2");
+    EXPECT_EQ(recorder.notices, std::vector<std::string>{});
+}
+
+TEST(PropertiesNoticeTest, comesWhenTheObjectIsFreeAgain) {
+    ZStanzaFileProperties properties(1);
+    Recorder recorder;
+    std::string seen;
+    recorder.inspect = [&](ZProperties& source) {
+        std::thread([&] { seen = valueOf(source, "s", "k"); }).join();
+    };
+    properties.addObserver(&recorder);
+    properties.setValue("s", "k", "v");
+    EXPECT_EQ(seen, "v");
+    recorder.inspect = [](ZProperties&) { throw ZOutOfMemoryException(); };
+    EXPECT_THROW(properties.setValue("s", "k", "w"), ZOutOfMemoryException);
+    EXPECT_EQ(valueOf(properties, "s", "k"), "w");
+    properties.deleteObservers();
+}
+
+TEST(PropertiesNoticeTest, isNotSentWhileALoadRuns) {
+    StanzaFile const file(sample);
+    Hooked properties;
+    Recorder recorder;
+    properties.addObserver(&recorder);
+    properties.hook = [&] { properties.setValue("s", "default", "1"); };
+    properties.load(file.path().c_str());
+    EXPECT_EQ(recorder.notices, std::vector<std::string>{});
+    EXPECT_EQ(valueOf(properties, "s", "default"), "1");
+    properties.hook = nullptr;
+    properties.setValue("s", "k", "2");
+    EXPECT_EQ(recorder.notices, std::vector<std::string>{"2s/k"});
+    properties.deleteObserver(&recorder);
+}
+
+TEST(PropertiesNoticeTest, canBeKept) {
+    std::unique_ptr<ZObject> kept;
+    {
+        ZPropertyChanged const notice(ZPropertyChanged::stanzaAndKey, ZPropertyChanged::deleted,
+                                      "s", nullptr);
+        kept.reset(notice.clone());
+    }
+    auto const& notice = dynamic_cast<ZPropertyChanged const&>(*kept);
+    EXPECT_STREQ(notice.getStanza(), "s");
+    EXPECT_EQ(notice.getKey(), nullptr);
+}
+
+TEST(PropertiesThreadTest, manyThreadsShareAnObject) {
+    StanzaFile const file(sample);
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    auto const work = [&](char const* key) {
+        for (unsigned int i = 1; i <= 500; ++i) {
+            properties.setIntegerValue("s", key, i);
+            if (properties.getIntegerValue("s", key, 1) != i) ADD_FAILURE() << key << " " << i;
+        }
+    };
+    std::thread first(work, "a");
+    std::thread second(work, "b");
+    first.join();
+    second.join();
+    EXPECT_EQ(properties.count("s"), 3U);
+}
+
+}  // namespace

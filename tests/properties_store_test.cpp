@@ -1,0 +1,482 @@
+// Loading and storing real files: what is refused, what survives, what is left behind.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "support/properties.h"
+
+namespace {
+
+using testsupport::inChild;
+using testsupport::ioFailure;
+using testsupport::ioText;
+using testsupport::openDescriptors;
+using testsupport::raisedBy;
+using testsupport::readFile;
+using testsupport::StanzaFile;
+using testsupport::TempDir;
+using testsupport::valueOf;
+using testsupport::valuesOf;
+using testsupport::writeFile;
+
+using Texts = std::vector<std::string>;
+
+constexpr uid_t nobody = 65534;
+constexpr char sample[] = "# about\n\n[s]\nk = 1\nk = 2\n\n[t]\n# x = 1\n\ne =\n";
+
+mode_t modeOf(std::string const& path) {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777;
+}
+
+void setTime(std::string const& path, long seconds) {
+    timespec const times[] = {{seconds, 0}, {seconds, 0}};
+    EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+}
+
+long timeOf(std::string const& path) {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status.st_mtime;
+}
+
+/// Runs `body` in a child that may do what anybody may.
+int asNobody(std::function<int()> const& body) {
+    return inChild([&] {
+        if (setgid(nobody) != 0 || setuid(nobody) != 0) return geteuid() == 0 ? 98 : body();
+        return body();
+    });
+}
+
+// --------------------------------------------------------------------------------------- loading
+
+TEST(PropertiesLoadTest, namesTheLineThatIsNotOfTheFormat) {
+    struct Bad {
+        std::string bytes;
+        char const* line;
+        int number;
+    };
+    static Bad const rows[] = {
+        {"k = v\n[s]\n", "k = v", 1},
+        {"[s]\n\nno equals sign\n", "no equals sign", 3},
+        {"[s]\n = v\n", " = v", 2},
+        {"[s]\nk = 1\n  [t\n", "  [t", 3},
+        {"[s]\n[t]\n[s]\n", "[s]", 3},
+        {"[]\nk = v\n", "k = v", 2},
+        {std::string("[s]\nk = a\0b\n", 12), "k = a", 2},
+        {"\xef\xbb\xbf[s]\nk = 1\n", "\xef\xbb\xbf[s]", 1},
+    };
+    int const before = openDescriptors();
+    for (Bad const& row : rows) {
+        SCOPED_TRACE(row.bytes);
+        StanzaFile const file(row.bytes);
+        auto const e = raisedBy<ZPropertiesInvalidDataException>(
+            [&] { ZStanzaFileProperties const properties(file.path().c_str(), 1); });
+        ASSERT_TRUE(e);
+        EXPECT_EQ(e->propFile(), file.path());
+        EXPECT_STREQ(e->baddata(), row.line);
+        EXPECT_EQ(e->badline(), row.number);
+        EXPECT_EQ(file.bytes(), row.bytes);
+    }
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(PropertiesLoadTest, refusesWhatIsNoReadableRegularFile) {
+    TempDir const directory;
+    std::string const pipe = directory.file("pipe");
+    std::string const none = directory.file("none");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    ZStanzaFileProperties properties(1);
+    int const before = openDescriptors();
+    auto const load = [&](std::string const& path) {
+        return ioFailure([&] { properties.load(path.c_str()); });
+    };
+    EXPECT_EQ(load(directory.path()), ioText(directory.path(), "fopen(r)", EISDIR));
+    EXPECT_EQ(load(pipe), ioText(pipe, "fopen(r)", EINVAL));
+    EXPECT_EQ(load("/dev/zero"), ioText("/dev/zero", "fopen(r)", EINVAL));
+    EXPECT_EQ(load(none), ioText(none, "fopen(r)", ENOENT));
+    EXPECT_EQ(openDescriptors(), before);
+
+    StanzaFile const file(sample);
+    ASSERT_EQ(chmod(file.path().c_str(), 0), 0);
+    ASSERT_EQ(chmod(std::filesystem::path(file.path()).parent_path().c_str(), 0755), 0);
+    EXPECT_EQ(asNobody([&] {
+                  return load(file.path()) == ioText(file.path(), "fopen(r)", EACCES) ? 0 : 1;
+              }),
+              0);
+}
+
+TEST(PropertiesLoadTest, readsForeignLineEndsAndLongLines) {
+    StanzaFile const file("[s]\r\nk = 1\r\nlast = 2");
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    EXPECT_EQ(valueOf(properties, "s", "k"), "1");
+    EXPECT_EQ(valueOf(properties, "s", "last"), "2");
+    for (std::size_t length = 8188; length <= 8200; ++length) {
+        SCOPED_TRACE(length);
+        std::string const value(length - 4, 'v');
+        writeFile(file.path(), "[s]\nk = " + value + "\nafter = 1\n");
+        // What the 8192-byte line buffer cannot hold is a line of its own, and no key line.
+        if (length > 8191) {
+            EXPECT_THROW(properties.reload(), ZPropertiesInvalidDataException);
+            continue;
+        }
+        properties.reload();
+        EXPECT_EQ(valueOf(properties, "s", "k"), value);
+        EXPECT_EQ(valueOf(properties, "s", "after"), "1");
+    }
+}
+
+TEST(PropertiesLoadTest, addsToWhatIsThereAndReloadReplacesIt) {
+    StanzaFile const file("[a]\nk = 1\n");
+    writeFile(file.beside("more"), "[b]\nk = 2\n");
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    properties.load(file.beside("more").c_str());
+    EXPECT_EQ(properties.count(), 2U);
+    EXPECT_EQ(properties.getFileName(), file.path().c_str());
+    properties.setValue("a", "k", "3");
+    properties.reload();
+    EXPECT_EQ(properties.count(), 1U);
+    EXPECT_EQ(valueOf(properties, "a", "k"), "1");
+    EXPECT_FALSE(properties.isModified());
+}
+
+TEST(PropertiesLoadTest, aReloadThatCannotOpenKeepsTheValues) {
+    StanzaFile const file("[a]\nk = 1\n");
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    properties.setValue("a", "k", "2");
+    ASSERT_EQ(unlink(file.path().c_str()), 0);
+    EXPECT_THROW(properties.reload(), ZPropertiesIOException);
+    EXPECT_EQ(valueOf(properties, "a", "k"), "2");
+    properties.store();
+    EXPECT_EQ(file.bytes(), "[a]\nk = 2\n");
+}
+
+TEST(PropertiesLoadTest, commentsAreDroppedWhereTheyAreNotKept) {
+    StanzaFile const file(sample);
+    ZStanzaFileProperties properties(file.path().c_str(), 0);
+    properties.setValue("t", "f", "1");
+    properties.store();
+    EXPECT_EQ(file.bytes(), "[s]\nk = 1\nk = 2\n[t]\ne =\nf = 1\n");
+}
+
+TEST(PropertiesLoadTest, aHalfReadFileIsNeverWrittenBack) {
+    std::string const bad = "[s]\nk = 1\nnonsense\n[t]\nk = 2\n";
+    StanzaFile const file(bad);
+    std::string const link = file.beside("link");
+    ASSERT_EQ(symlink(file.path().c_str(), link.c_str()), 0);
+    ZStanzaFileProperties properties(1);
+    EXPECT_THROW(properties.load(file.path().c_str()), ZPropertiesInvalidDataException);
+    EXPECT_EQ(valueOf(properties, "s", "k"), "1");
+    properties.setValue("s", "k", "3");
+    for (std::string const& path : {file.path(), link}) {
+        auto const e =
+            raisedBy<ZPropertiesInvalidDataException>([&] { properties.store(path.c_str()); });
+        ASSERT_TRUE(e);
+        EXPECT_EQ(e->badline(), 3);
+        EXPECT_STREQ(e->baddata(), "nonsense");
+    }
+    EXPECT_EQ(file.bytes(), bad);
+    properties.store(file.beside("other").c_str());
+    EXPECT_EQ(readFile(file.beside("other")), "[s]\nk = 3\n");
+
+    writeFile(file.path(), "[s]\nk = 4\n");
+    properties.reload();
+    properties.setValue("s", "k", "5");
+    properties.store();
+    EXPECT_EQ(file.bytes(), "[s]\nk = 5\n");
+}
+
+// --------------------------------------------------------------------------------------- storing
+
+TEST(PropertiesStoreTest, writesWhatItReadAndLeavesEqualBytesAlone) {
+    StanzaFile const file(sample);
+    setTime(file.path(), 1000000000);
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    properties.setValue("s", "k", "3");
+    properties.setValue("s", "k", "1");
+    properties.addValue("s", "k", "2");
+    properties.store();
+    EXPECT_EQ(file.bytes(), sample);
+    EXPECT_EQ(timeOf(file.path()), 1000000000);
+    properties.setValue("s", "k", "3");
+    properties.store();
+    EXPECT_EQ(file.bytes(), "# about\n\n[s]\nk = 3\n\n[t]\n# x = 1\n\ne =\n");
+    EXPECT_NE(timeOf(file.path()), 1000000000);
+}
+
+TEST(PropertiesStoreTest, createsAFileAndTakesItsName) {
+    TempDir const directory;
+    std::string const path = directory.file("new");
+    ZStanzaFileProperties properties(1);
+    properties.setValue("s", "k", "v");
+    properties.store(path.c_str());
+    EXPECT_EQ(properties.getFileName(), path.c_str());
+    EXPECT_EQ(readFile(path), "[s]\nk = v\n");
+    properties.store(directory.file("copy").c_str());
+    EXPECT_EQ(properties.getFileName(), path.c_str());
+    EXPECT_EQ(readFile(directory.file("copy")), "[s]\nk = v\n");
+}
+
+TEST(PropertiesStoreTest, followsALinkToItsFile) {
+    StanzaFile const file(sample);
+    std::string const link = file.beside("link");
+    ASSERT_EQ(symlink(file.path().c_str(), link.c_str()), 0);
+    ZStanzaFileProperties properties(link.c_str(), 1);
+    properties.deleteStanza("s");
+    properties.store();
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(file.bytes(), "# about\n\n[t]\n# x = 1\n\ne =\n");
+}
+
+TEST(PropertiesStoreTest, namesThePathThatDeniesAccess) {
+    StanzaFile const file(sample);
+    std::string const directory = std::filesystem::path(file.path()).parent_path();
+    ASSERT_EQ(chmod(directory.c_str(), 0555), 0);
+    ASSERT_EQ(chmod(file.path().c_str(), 0444), 0);
+    EXPECT_EQ(asNobody([&] {
+                  ZStanzaFileProperties properties(file.path().c_str(), 1);
+                  properties.setValue("s", "k", "3");
+                  auto const store = [&](std::string const& path) {
+                      return ioFailure([&] { properties.store(path.c_str()); });
+                  };
+                  if (store(file.path()) != ioText(file.path(), "access()", EACCES)) return 1;
+                  if (store(file.beside("new")) != ioText(directory, "access()", EACCES)) return 2;
+                  if (store("/no-such-file") != ioText("/", "access()", EACCES)) return 3;
+                  return properties.isModified() ? 0 : 4;
+              }),
+              0);
+    ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    std::string const missing = directory + "/none";
+    EXPECT_EQ(ioFailure([&] { properties.store((missing + "/file").c_str()); }),
+              ioText(missing, "access()", ENOENT));
+    EXPECT_EQ(ioFailure([&] { properties.store(directory.c_str()); }),
+              ioText(directory, "fopen(r+)", EISDIR));
+}
+
+TEST(PropertiesStoreTest, refusesALineThatNoReaderGetsBackWhole) {
+    // Fits the reader's line without blanks around its "=", not as it would be written.
+    std::string const bytes = "[s]\nk=" + std::string(8189, 'v') + "\nother = 1\n";
+    StanzaFile const file(bytes);
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    properties.setValue("s", "other", "2");
+    EXPECT_THROW(properties.store(), ZPropertiesInvalidDataException);
+    EXPECT_EQ(file.bytes(), bytes);
+    EXPECT_TRUE(properties.isModified());
+}
+
+TEST(PropertiesStoreTest, aFileDatedBeyond2038IsNoError) {
+    StanzaFile const file(sample);
+    EXPECT_EQ(inChild([&] {
+                  std::string const command = "touch -d 2100-01-01 '" + file.path() + "'";
+                  return system(command.c_str()) == 0 ? 0 : 1;
+              }),
+              0);
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    properties.setValue("s", "k", "3");
+    properties.store();
+    EXPECT_EQ(valueOf(properties, "s", "k"), "3");
+}
+
+TEST(PropertiesStoreTest, neverKeepsAStandardStreamsDescriptor) {
+    StanzaFile const file(sample);
+    EXPECT_EQ(inChild([&] {
+                  for (int const fd : {0, 1, 2})
+                      close(fd);
+                  ZStanzaFileProperties properties(file.path().c_str(), 1);
+                  properties.setValue("s", "secret", "hush", 1);
+                  properties.store();
+                  for (int const fd : {0, 1, 2})
+                      if (fcntl(fd, F_GETFD) != -1) return 1;
+                  return valueOf(ZStanzaFileProperties(file.path().c_str(), 1), "s", "secret") ==
+                                 "hush"
+                             ? 0
+                             : 2;
+              }),
+              0);
+}
+
+// ------------------------------------------------------------------------------- where it is full
+
+/// Stores much to `file` where that cannot succeed, then little where it can: 0 when all is well.
+int storeWhereItIsFull(std::string const& path, int error, char const* api) {
+    std::string const before = readFile(path);
+    int const descriptors = openDescriptors();
+    ZStanzaFileProperties properties(path.c_str(), 1);
+    for (int i = 0; i < 40; ++i)
+        properties.setValue("s", ("n" + std::to_string(i)).c_str(), std::string(8000, 'v').c_str());
+    if (ioFailure([&] { properties.store(); }) != ioText(path, api, error)) return 1;
+    if (readFile(path) != before) return 2;
+    if (!properties.isModified() || openDescriptors() != descriptors) return 3;
+    properties.reload();
+    properties.setValue("s", "k", "little");
+    properties.store();
+    return readFile(path).find("k = little\n") != std::string::npos ? 0 : 4;
+}
+
+TEST(PropertiesFullTest, aFileSizeLimitLosesNothing) {
+    StanzaFile const file(sample);
+    EXPECT_EQ(inChild([&] {
+                  rlimit const limit{100000, 100000};
+                  if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 97;
+                  return storeWhereItIsFull(file.path(), EFBIG, "write()");
+              }),
+              0);
+}
+
+TEST(PropertiesFullTest, aFullDiskLosesNothing) {
+    TempDir const directory;
+    int const status = inChild([&] {
+        // A disk of its own, seen by this child alone, which is gone with it.
+        if (unshare(CLONE_NEWNS) != 0) return 97;
+        if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return 97;
+        if (mount("none", directory.path().c_str(), "tmpfs", 0, "size=128k") != 0) return 97;
+        writeFile(directory.file("settings"), sample);
+        return storeWhereItIsFull(directory.file("settings"), ENOSPC, "fallocate()");
+    });
+    if (status == 97) GTEST_SKIP() << "no right to mount a small disk";
+    EXPECT_EQ(status, 0);
+}
+
+// ------------------------------------------------------------------------------------- companion
+
+constexpr char secretive[] = "[s]\nk = 1\n";
+
+TEST(PropertiesCompanionTest, holdsObfuscatedValuesForTheNextReader) {
+    StanzaFile const file(secretive);
+    ASSERT_EQ(chmod(file.path().c_str(), 0640), 0);
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    properties.setValue("s", "secret", "two\nlines", 1);
+    properties.addValue("s", "secret", "more", 1);
+    properties.store();
+    EXPECT_EQ(file.bytes(), std::string(secretive) +
+                                "[configuration-database]\nfile = " + file.companion() + "\n");
+    EXPECT_EQ(modeOf(file.companion()), 0640U);
+    EXPECT_EQ(readFile(file.companion()).find("lines"), std::string::npos);
+    ZStanzaFileProperties reader(file.path().c_str(), 1);
+    EXPECT_EQ(valuesOf(reader, "s", "secret"), (Texts{"two\nlines", "more"}));
+    EXPECT_TRUE(reader.isObfuscated("s", "secret"));
+    EXPECT_FALSE(reader.isModified());
+
+    ASSERT_EQ(chmod(file.path().c_str(), 0600), 0);
+    reader.setValue("s", "secret", "new", 1);
+    reader.store();
+    EXPECT_EQ(modeOf(file.companion()), 0600U);
+    properties.reload();
+    EXPECT_EQ(valuesOf(properties, "s", "secret"), Texts{"new"});
+}
+
+TEST(PropertiesCompanionTest, goesWithTheLastObfuscatedValue) {
+    StanzaFile const file(secretive);
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    properties.setValue("s", "secret", "hush", 1);
+    properties.store();
+    properties.deleteKey("s", "secret");
+    properties.store(file.beside("copy").c_str());
+    EXPECT_TRUE(std::filesystem::exists(file.companion())) << "the file itself still names it";
+    EXPECT_EQ(readFile(file.beside("copy")), std::string(secretive) + "[configuration-database]\n");
+    EXPECT_EQ(valueOf(ZStanzaFileProperties(file.path().c_str(), 1), "s", "secret"), "hush");
+    properties.store();
+    EXPECT_FALSE(std::filesystem::exists(file.companion()));
+    EXPECT_EQ(file.bytes(), std::string(secretive) + "[configuration-database]\n");
+}
+
+TEST(PropertiesCompanionTest, givesItsValuesOnceHoweverManyFilesAreLoaded) {
+    StanzaFile const file(secretive);
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    properties.setValue("s", "secret", "hush", 1);
+    properties.store();
+    writeFile(file.beside("more"), "[more]\nk = 2\n");
+    properties.reload();
+    properties.load(file.beside("more").c_str());
+    EXPECT_EQ(valuesOf(properties, "s", "secret"), Texts{"hush"});
+}
+
+TEST(PropertiesCompanionTest, isMadeInTheWorkingDirectoryOfARelativeFile) {
+    StanzaFile const file(secretive);
+    EXPECT_EQ(inChild([&] {
+                  if (chdir(std::filesystem::path(file.path()).parent_path().c_str()) != 0)
+                      return 97;
+                  ZStanzaFileProperties properties("settings", 1);
+                  properties.setValue("s", "secret", "hush", 1);
+                  properties.store();
+                  return valueOf(properties, "configuration-database", "file") == file.companion()
+                             ? 0
+                             : 1;
+              }),
+              0);
+    EXPECT_EQ(valueOf(ZStanzaFileProperties(file.path().c_str(), 1), "s", "secret"), "hush");
+}
+
+TEST(PropertiesCompanionTest, neverTouchesAFileThatIsNotItsOwn) {
+    StanzaFile const file(secretive);
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    properties.setValue("s", "secret", "hush", 1);
+    auto const refusal = [&](int error) { return ioText(file.companion(), "fopen(w)", error); };
+    auto const store = [&] { properties.store(); };
+
+    writeFile(file.companion(), "somebody's");
+    EXPECT_EQ(ioFailure(store), refusal(EEXIST));
+    EXPECT_EQ(readFile(file.companion()), "somebody's");
+    ASSERT_EQ(unlink(file.companion().c_str()), 0);
+    writeFile(file.beside("victim"), "precious");
+    ASSERT_EQ(symlink(file.beside("victim").c_str(), file.companion().c_str()), 0);
+    EXPECT_EQ(ioFailure(store), refusal(EEXIST));
+    EXPECT_EQ(file.bytes(), secretive);
+    EXPECT_TRUE(properties.isModified());
+    EXPECT_FALSE(properties.exists("configuration-database"));
+
+    ASSERT_EQ(unlink(file.companion().c_str()), 0);
+    properties.store();
+    properties.setValue("s", "secret", "changed", 1);
+    ASSERT_EQ(unlink(file.companion().c_str()), 0);
+    ASSERT_EQ(symlink(file.beside("victim").c_str(), file.companion().c_str()), 0);
+    EXPECT_EQ(ioFailure(store), refusal(ELOOP));
+    properties.deleteKey("s", "secret");
+    EXPECT_EQ(ioFailure(store), ioText(file.companion(), "unlink()", EINVAL));
+    EXPECT_EQ(readFile(file.beside("victim")), "precious");
+}
+
+TEST(PropertiesCompanionTest, aDamagedOrMissingOneFailsTheLoadAndIsNotOverwritten) {
+    StanzaFile const file(secretive);
+    {
+        ZStanzaFileProperties properties(file.path().c_str(), 1);
+        properties.setValue("s", "secret", std::string(300, 'x').c_str(), 1);
+        properties.store();
+    }
+    std::string const whole = readFile(file.companion());
+    std::string const main = file.bytes();
+    ZStanzaFileProperties properties(1);
+    int const before = openDescriptors();
+    for (std::size_t length = 1; length < whole.size(); ++length) {
+        writeFile(file.companion(), whole.substr(0, length));
+        auto const e = raisedBy<ZPropertiesInvalidDataException>(
+            [&] { properties.reload(file.path().c_str()); });
+        ASSERT_TRUE(e);
+        EXPECT_EQ(e->propFile(), file.companion());
+        EXPECT_EQ(e->badline(), 0);
+        EXPECT_THROW(properties.store(), ZPropertiesInvalidDataException);
+    }
+    EXPECT_EQ(readFile(file.companion()), whole.substr(0, whole.size() - 1));
+    writeFile(file.companion(), "");
+    EXPECT_EQ(ioFailure([&] { properties.reload(); }),
+              ioText(file.companion(), "mapFile()", EINVAL));
+    ASSERT_EQ(unlink(file.companion().c_str()), 0);
+    EXPECT_EQ(ioFailure([&] { properties.store(); }),
+              ioText(file.companion(), "mapFile()", EINVAL));
+    EXPECT_EQ(file.bytes(), main);
+    EXPECT_EQ(openDescriptors(), before);
+    writeFile(file.companion(), whole);
+    properties.reload();
+    EXPECT_EQ(valueOf(properties, "s", "secret"), std::string(300, 'x'));
+}
+
+}  // namespace

@@ -1,0 +1,78 @@
+/// Stanza files for the tests, and what their operations raise.
+#ifndef ZFC_TESTS_SUPPORT_PROPERTIES_H
+#define ZFC_TESTS_SUPPORT_PROPERTIES_H
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "Z/ZException.h"
+#include "Z/ZList.h"
+#include "Z/ZStanzaFileProperties.h"
+#include "support/processes.h"
+
+namespace testsupport {
+
+/// What `body` throws, as an E; a failed test and nullptr when it throws nothing or something else.
+template <class E, class Body>
+std::unique_ptr<E> raisedBy(Body body) {
+    try {
+        body();
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (E const& e) {
+        return std::unique_ptr<E>(static_cast<E*>(e.clone()));
+    } catch (ZException const& e) {
+        ADD_FAILURE() << "another exception was thrown: " << e.getName();
+    }
+    return nullptr;
+}
+
+/// `body` must raise ZPropertiesIOException; "FILE API ERRNO" of it.
+template <class Body>
+std::string ioFailure(Body body) {
+    auto const e = raisedBy<ZPropertiesIOException>(body);
+    if (!e) return "";
+    return std::string(e->propFile()) + " " + e->api() + " " + std::to_string(e->excerrno());
+}
+
+inline std::string ioText(std::string const& file, char const* api, int error) {
+    return file + " " + api + " " + std::to_string(error);
+}
+
+inline std::string valueOf(ZProperties const& properties, char const* stanza, char const* key) {
+    ZLCString value;
+    properties.getValue(stanza, key, value);
+    return value.getChars();
+}
+
+inline std::vector<std::string> textsOf(ZArrayList const& list) {
+    std::vector<std::string> texts;
+    for (unsigned int i = 0; i < list.size(); ++i)
+        texts.emplace_back(dynamic_cast<ZAbstractString const&>(*list.get(i)).getChars());
+    return texts;
+}
+
+inline std::vector<std::string> valuesOf(ZProperties const& properties, char const* stanza,
+                                         char const* key) {
+    ZArrayList values(1, 1);
+    properties.getValues(stanza, key, values, zpropLocalCodeset);
+    return textsOf(values);
+}
+
+/// A stanza file in a directory of its own.
+class StanzaFile {
+  public:
+    explicit StanzaFile(std::string const& bytes) { writeFile(path(), bytes); }
+    [[nodiscard]] std::string path() const { return directory.file("settings"); }
+    [[nodiscard]] std::string beside(std::string const& name) const { return directory.file(name); }
+    [[nodiscard]] std::string bytes() const { return readFile(path()); }
+    [[nodiscard]] std::string companion() const { return path() + ".obf"; }
+
+  private:
+    TempDir directory;
+};
+
+}  // namespace testsupport
+
+#endif

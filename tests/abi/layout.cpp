@@ -215,3 +215,31 @@ FIELD(ZFormatContext, args, 448);
 FIELD(ZFormatContext, format, 456);
 FIELD(ZFormatContext, codeset, 460);
 SIZE(ZFormatContext, 468);
+#if __has_include("Z/zproperties_c.h")
+#include "Z/zproperties_c.h"
+FIELD(ZStzFileItem, type, 0);
+FIELD(ZStzFileItem, stanza, 4);
+FIELD(ZStzFileItem, key, 8);
+FIELD(ZStzFileItem, optional, 12);
+FIELD(ZStzFileItem, result, 16);
+SIZE(ZStzFileItem, 20);
+#endif
+
+#if __has_include("Z/zpropc_handles.h")
+#include "Z/zpropc_handles.h"
+FIELD(ZAbstractProperties, propLock, 4);
+// The others stand behind the bases, one after the other.
+FIELD(ZProperties, fileName, offsetof(ZProperties, cache) + 4);
+FIELD(ZProperties, modified, offsetof(ZProperties, fileName) + 112);
+FIELD(ZProperties, loading, offsetof(ZProperties, modified) + 4);
+FIELD(ZProperties, fileTime, offsetof(ZProperties, loading) + 4);
+SIZE(ZPropertyChanged, 4 + 4 + 4 + 112 + 112);
+FIELD(ZPROP_handle, first, 4);
+FIELD(ZPROP_handle, mode, 8);
+FIELD(ZPROP_handle, second, 12);
+FIELD(ZPROP_stz_handle, properties, 16);
+FIELD(ZPROP_iter_handle, kind, 4);
+FIELD(ZPROP_iter_handle, first, 8);
+FIELD(ZPROP_iter_handle, second, 12);
+SIZE(ZPROP_iter_handle, 16);
+#endif

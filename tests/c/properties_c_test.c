@@ -1,0 +1,278 @@
+/* The C interface to stanza files, used by C. */
+#include "Z/zproperties_c.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+static int failures = 0;
+static char path[64];
+
+static void fail(const char* what, int line) {
+    fprintf(stderr, "%s:%d: %s\n", __FILE__, line, what);
+    ++failures;
+}
+#define CHECK(condition) ((condition) ? (void)0 : fail(#condition, __LINE__))
+#define CHECK_TEXT(text, expected) CHECK((text) != NULL && strcmp((text), (expected)) == 0)
+
+static void write_file(const char* bytes) {
+    FILE* file = fopen(path, "w");
+    if (file == NULL || fputs(bytes, file) < 0 || fclose(file) != 0) exit(99);
+}
+
+static void check_file(const char* expected, int line) {
+    char bytes[1024] = "";
+    FILE* file = fopen(path, "r");
+    if (file == NULL) exit(99);
+    bytes[fread(bytes, 1, sizeof bytes - 1, file)] = '\0';
+    fclose(file);
+    if (strcmp(bytes, expected) != 0) fail(bytes, line);
+}
+
+static ZPROP_stz_handle* open_file(void) {
+    ZPROP_stz_handle* handle = NULL;
+    CHECK(zstzPropOpen(&handle, path, ZPROP_OPEN_READ) == ZPROP_OK);
+    CHECK(handle != NULL);
+    return handle;
+}
+
+static const char sample[] =
+    "# about\n[net]\nport = 0x50\nhost = a\nhost = b\nempty =\nword = maybe\nfast = Yes\n";
+
+static void test_opening(void) {
+    ZPROP_stz_handle* handle = (ZPROP_stz_handle*)sample;
+    write_file(sample);
+    CHECK(zstzPropOpen(NULL, path, ZPROP_OPEN_READ) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropOpen(&handle, path, (ZPROPOpenMode)0) == ZPROP_INVALID_ARGUMENT);
+    CHECK(handle == NULL);
+    CHECK(zstzPropOpen(&handle, path, (ZPROPOpenMode)3) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropOpen(&handle, path, (ZPROPOpenMode)0x7fffffff) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropOpen(&handle, NULL, ZPROP_OPEN_READ) == ZPROP_INVALID_ARGUMENT);
+    handle = (ZPROP_stz_handle*)sample;
+    CHECK(zstzPropOpen(&handle, "/no/such/file", ZPROP_OPEN_READ) == ZPROP_IO_ERROR);
+    CHECK(handle == NULL);
+    write_file("nonsense\n");
+    CHECK(zstzPropOpen(&handle, path, ZPROP_OPEN_WRITE) == ZPROP_IO_ERROR);
+    CHECK(handle == NULL);
+    CHECK(zstzPropClose(NULL) == ZPROP_INVALID_ARGUMENT);
+}
+
+static void test_reading(void) {
+    int rc = -1;
+    char* text = NULL;
+    ZPROP_stz_handle* handle = NULL;
+    write_file(sample);
+    handle = open_file();
+    CHECK(zstzPropExists(handle, "net", NULL, &rc) == 1 && rc == 0);
+    CHECK(zstzPropExists(handle, "net", "port", NULL) == 1);
+    CHECK(zstzPropExists(handle, "net", "none", &rc) == 0 && rc == 0);
+    CHECK(zstzPropExists(handle, NULL, "port", &rc) == 0 && rc == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropExists(handle, "", "port", &rc) == 0 && rc == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropNumStanzas(handle, &rc) == 1 && rc == 0);
+    CHECK(zstzPropNumKeys(handle, "net", &rc) == 5 && rc == 0);
+    CHECK(zstzPropNumValues(handle, "net", "host", &rc) == 2 && rc == 0);
+    CHECK(zstzPropGetIntegerValue(handle, "net", "port", 1, &rc) == 80 && rc == 0);
+    CHECK(zstzPropGetIntegerValue(handle, "net", "word", 1, &rc) == 0);
+    CHECK(rc == ZPROP_INVALID_VALUE);
+    CHECK(zstzPropGetBooleanValue(handle, "net", "fast", 0, &rc) == 1 && rc == 0);
+    CHECK(zstzPropGetBooleanValue(handle, "net", "word", 0, &rc) == 0);
+    CHECK(rc == ZPROP_INVALID_VALUE);
+    CHECK(zstzPropGetBooleanValue(handle, "net", "none", 1, &rc) == 0 && rc == ZPROP_MISSING_KEY);
+
+    text = zstzPropGetStringValue(handle, "net", "host", 1, &rc);
+    CHECK(rc == 0);
+    CHECK_TEXT(text, "b");
+    zstzPropFree(text);
+    zstzPropFree(NULL);
+    CHECK(zstzPropGetStringValue(handle, "net", "none", 0, &rc) == NULL && rc == 0);
+    CHECK(zstzPropGetStringValue(handle, "net", "empty", 0, &rc) == NULL && rc == 0);
+    CHECK(zstzPropGetStringValue(handle, "net", "empty", 1, &rc) == NULL);
+    CHECK(rc == ZPROP_MISSING_KEY);
+    CHECK(zstzPropGetStringValue(NULL, "net", "host", 1, &rc) == NULL);
+    CHECK(rc == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropClose(handle) == ZPROP_OK);
+}
+
+static void test_foreign_text_is_not_freed(void) {
+    char block[16] = "abcdefg";
+    zstzPropFree(block + 8);
+    CHECK(strcmp(block, "abcdefg") == 0);
+}
+
+static void test_request_lists(void) {
+    int port = -1;
+    int fast = -1;
+    char* host = NULL;
+    char* none = (char*)sample;
+    char** hosts = NULL;
+    char** no_hosts = NULL;
+    ZStzFileItem items[] = {
+        {ZPROP_ITEM_INTEGER, "net", "port", 0, &port},
+        {ZPROP_ITEM_BOOLEAN, "net", "fast", 0, &fast},
+        {ZPROP_ITEM_STRING, "net", "host", 0, &host},
+        {ZPROP_ITEM_STRING, "net", "none", 1, &none},
+        {ZPROP_ITEM_LIST, "net", "host", 0, &hosts},
+        {ZPROP_ITEM_LIST, "net", "none", 1, &no_hosts},
+    };
+    ZPROP_stz_handle* handle = NULL;
+    write_file(sample);
+    handle = open_file();
+    CHECK(zstzPropGetValues(handle, items, 6) == ZPROP_OK);
+    CHECK(port == 80 && fast == 1 && none == NULL);
+    CHECK_TEXT(host, "b");
+    CHECK(hosts != NULL && hosts[2] == NULL);
+    CHECK_TEXT(hosts[0], "a");
+    CHECK_TEXT(hosts[1], "b");
+    CHECK(no_hosts != NULL && no_hosts[0] == NULL);
+    zstzPropFreeValuesList(NULL, items, 6);
+    zstzPropFreeValuesList(handle, items, -1);
+    zstzPropFreeValuesList(handle, NULL, 6);
+    CHECK(host != NULL);
+    zstzPropFreeValuesList(handle, items, 6);
+    CHECK(host == NULL && hosts == NULL && no_hosts == NULL && port == 80);
+    zstzPropFreeValuesList(handle, items, 6);
+
+    items[3].optional = 2; /* anything but 1 makes it required */
+    none = (char*)sample;
+    hosts = (char**)&sample;
+    port = -1;
+    CHECK(zstzPropGetValues(handle, items, 6) == ZPROP_MISSING_KEY);
+    CHECK(port == 80 && none == NULL && hosts == NULL);
+    CHECK_TEXT(host, "b");
+    zstzPropFreeValuesList(handle, items, 6);
+    items[3].optional = 1;
+    items[5].optional = 0;
+    CHECK(zstzPropGetValues(handle, items, 6) == ZPROP_MISSING_KEY);
+    zstzPropFreeValuesList(handle, items, 6);
+    items[0].key = "word";
+    CHECK(zstzPropGetValues(handle, items, 6) == ZPROP_INVALID_VALUE);
+    items[0].key = NULL;
+    CHECK(zstzPropGetValues(handle, items, 6) == ZPROP_INVALID_ARGUMENT);
+    items[0].type = 5;
+    items[0].key = "port";
+    CHECK(zstzPropGetValues(handle, items, 6) == ZPROP_INVALID_ARGUMENT);
+    items[0].type = ZPROP_ITEM_STRING;
+    items[0].result = NULL;
+    CHECK(zstzPropGetValues(handle, items, 6) == ZPROP_INVALID_ARGUMENT);
+    zstzPropFreeValuesList(handle, items, 6);
+    CHECK(zstzPropGetValues(handle, NULL, 1) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropGetValues(handle, items, -1) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropGetValues(handle, NULL, 0) == ZPROP_OK);
+    CHECK(zstzPropGetValues(NULL, items, 6) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropClose(handle) == ZPROP_OK);
+}
+
+static void test_editing(void) {
+    ZPROP_stz_handle* handle = NULL;
+    write_file("[old]\nk = 1\n[net]\nport = 1\n");
+    handle = open_file();
+    CHECK(zstzPropSetStringValue(handle, "net", "host", "h") == ZPROP_OK);
+    CHECK(zstzPropSetStringValue(handle, "net", "bare", NULL) == ZPROP_OK);
+    CHECK(zstzPropSetIntegerValue(handle, "net", "port", 4294967295u) == ZPROP_OK);
+    CHECK(zstzPropSetBooleanValue(handle, "net", "fast", -1) == ZPROP_OK);
+    CHECK(zstzPropSetStringValue(handle, "net", "gone", "x") == ZPROP_OK);
+    CHECK(zstzPropRemoveKey(handle, "net", "gone") == ZPROP_OK);
+    CHECK(zstzPropRemoveKey(handle, "net", "gone") == ZPROP_OK);
+    CHECK(zstzPropRemoveStanza(handle, "old") == ZPROP_OK);
+    CHECK(zstzPropAddFileComment(handle, "top") == ZPROP_OK);
+    CHECK(zstzPropAddStanzaComment(handle, "net", "#all") == ZPROP_OK);
+    CHECK(zstzPropAddLineComment(handle, "net", "host", "one") == ZPROP_OK);
+
+    CHECK(zstzPropSetStringValue(handle, "a]", "k", "v") == ZPROP_EDIT_ERROR);
+    CHECK(zstzPropSetStringValue(handle, "", "k", "v") == ZPROP_EDIT_ERROR);
+    CHECK(zstzPropSetStringValue(handle, "net", NULL, "v") == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropAddStanzaComment(handle, "none", "c") == ZPROP_EDIT_ERROR);
+    CHECK(zstzPropAddLineComment(handle, "net", "host", NULL) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropRemoveStanza(handle, NULL) == ZPROP_INVALID_ARGUMENT);
+
+    CHECK(zstzPropStore(handle, NULL) == ZPROP_OK);
+    CHECK(zstzPropStore(handle, "/no/such/directory/file") == ZPROP_IO_ERROR);
+    CHECK(zstzPropStore(NULL, NULL) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropClose(handle) == ZPROP_OK);
+    check_file("#top\n[net]\n#all\nport = 4294967295\n#one\nhost = h\nbare =\nfast = yes\n",
+               __LINE__);
+}
+
+static void test_walking_keys(void) {
+    int rc = -1;
+    ZPROP_iter_handle* keys = NULL;
+    ZPROP_stz_handle* handle = NULL;
+    write_file(sample);
+    handle = open_file();
+    CHECK(zstzPropIter_init(handle, "net", NULL, &keys) == ZPROP_OK);
+    CHECK(zstzPropIter_getKey(keys, &rc) == NULL && rc == ZPROP_ITERATOR_ERROR);
+    CHECK(zstzPropIter_numKeys(keys, &rc) == 5 && rc == 0);
+    CHECK(zstzPropIter_numValues(keys, &rc) == 0 && rc == ZPROP_ITERATOR_ERROR);
+    CHECK(zstzPropIter_addValue(keys, "v") == ZPROP_ITERATOR_ERROR);
+    CHECK(zstzPropIter_chgValue(keys, "v") == ZPROP_ITERATOR_ERROR);
+    CHECK(zstzPropIter_rmvValue(keys) == ZPROP_ITERATOR_ERROR);
+    CHECK(zstzPropIter_next(keys, &rc) == 1 && rc == 0);
+    CHECK_TEXT(zstzPropIter_getKey(keys, &rc), "port");
+    CHECK_TEXT(zstzPropIter_getValue(keys, &rc), "0x50");
+    CHECK(zstzPropIter_next(keys, NULL) == 1);
+    CHECK_TEXT(zstzPropIter_getValue(keys, &rc), "a");
+    CHECK(zstzPropIter_next(keys, NULL) == 1);
+    CHECK(zstzPropIter_getValue(keys, &rc) == NULL && rc == 0);
+    CHECK(zstzPropIter_next(keys, NULL) == 1 && zstzPropIter_next(keys, NULL) == 1);
+    CHECK(zstzPropIter_next(keys, &rc) == 0 && rc == 0);
+    CHECK(zstzPropIter_getValue(keys, &rc) == NULL && rc == ZPROP_ITERATOR_ERROR);
+    CHECK(zstzPropIter_close(keys) == ZPROP_OK);
+
+    CHECK(zstzPropIter_init(handle, NULL, NULL, &keys) == ZPROP_INVALID_ARGUMENT && keys == NULL);
+    CHECK(zstzPropIter_init(handle, "", NULL, &keys) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropIter_init(handle, "net", "", &keys) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropIter_init(NULL, "net", NULL, &keys) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropIter_init(handle, "net", NULL, NULL) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropIter_next(NULL, &rc) == 0 && rc == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropIter_close(NULL) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropClose(handle) == ZPROP_OK);
+}
+
+static void test_walking_values(void) {
+    int rc = -1;
+    ZPROP_iter_handle* values = NULL;
+    ZPROP_stz_handle* handle = NULL;
+    write_file("[s]\nk = 1\nk = 2\nk = 3\n");
+    handle = open_file();
+    CHECK(zstzPropIter_init(handle, "s", "k", &values) == ZPROP_OK);
+    CHECK_TEXT(zstzPropIter_getKey(values, &rc), "k");
+    CHECK(zstzPropIter_getValue(values, &rc) == NULL && rc == ZPROP_ITERATOR_ERROR);
+    CHECK(zstzPropIter_numKeys(values, &rc) == 1 && rc == 0);
+    CHECK(zstzPropIter_numValues(values, &rc) == 3 && rc == 0);
+    CHECK(zstzPropIter_next(values, &rc) == 1 && rc == 0);
+    CHECK(zstzPropIter_rmvValue(values) == ZPROP_OK);
+    CHECK(zstzPropIter_rmvValue(values) == ZPROP_ITERATOR_ERROR);
+    CHECK(zstzPropIter_next(values, &rc) == 1);
+    CHECK_TEXT(zstzPropIter_getValue(values, &rc), "2");
+    CHECK(zstzPropIter_chgValue(values, "two") == ZPROP_OK);
+    CHECK(zstzPropIter_chgValue(values, "a\nb") == ZPROP_EDIT_ERROR);
+    CHECK(zstzPropIter_chgValue(values, NULL) == ZPROP_INVALID_ARGUMENT);
+    CHECK_TEXT(zstzPropIter_getValue(values, &rc), "two");
+    CHECK(zstzPropIter_addValue(values, "4") == ZPROP_OK);
+    CHECK(zstzPropIter_addValue(values, "") == ZPROP_EDIT_ERROR);
+    CHECK(zstzPropIter_numValues(values, &rc) == 3);
+    CHECK(zstzPropIter_close(values) == ZPROP_OK);
+    CHECK(zstzPropIter_init(handle, "none", "none", &values) == ZPROP_OK);
+    CHECK(zstzPropIter_next(values, &rc) == 0 && rc == 0);
+    CHECK(zstzPropIter_close(values) == ZPROP_OK);
+    CHECK(zstzPropStore(handle, path) == ZPROP_OK);
+    CHECK(zstzPropClose(handle) == ZPROP_OK);
+    check_file("[s]\nk = two\nk = 3\nk = 4\n", __LINE__);
+}
+
+int main(void) {
+    char directory[] = "/tmp/zfc-c-test-XXXXXX";
+    if (mkdtemp(directory) == NULL) return 99;
+    snprintf(path, sizeof path, "%s/settings", directory);
+    test_opening();
+    test_reading();
+    test_foreign_text_is_not_freed();
+    test_request_lists();
+    test_editing();
+    test_walking_keys();
+    test_walking_values();
+    unlink(path);
+    rmdir(directory);
+    return failures == 0 ? 0 : 1;
+}

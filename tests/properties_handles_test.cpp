@@ -1,0 +1,159 @@
+// link: static
+// The records behind the C interface's handles: how they are told from other memory, and what may
+// leave its functions.
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <new>
+#include <stdexcept>
+
+#include "Z/zpropc_handles.h"
+#include "support/properties.h"
+
+namespace {
+
+using testsupport::StanzaFile;
+using testsupport::valueOf;
+
+constexpr char sample[] = "[s]\nk = 1\nk = 2\n";
+
+/// Does something when the object changes.
+class Acting : public ZObserverInterface {
+  public:
+    explicit Acting(std::function<void()> what) : act(std::move(what)) {}
+    void update(ZAbstractObservable*, ZObservedParm const&) override { act(); }
+
+  private:
+    std::function<void()> act;
+};
+
+/// The calls that ask for a code alone, on whatever handle they are given.
+void expectRefused(ZPROP_stz_handle* handle) {
+    int rc = 0;
+    ZPROP_iter_handle* iterator = nullptr;
+    ZStzFileItem item{};
+    EXPECT_EQ(zstzPropStore(handle, nullptr), ZPROP_INVALID_ARGUMENT);
+    EXPECT_EQ(zstzPropClose(handle), ZPROP_INVALID_ARGUMENT);
+    EXPECT_EQ(zstzPropNumStanzas(handle, &rc), 0);
+    EXPECT_EQ(rc, ZPROP_INVALID_ARGUMENT);
+    rc = 0;
+    EXPECT_EQ(zstzPropGetStringValue(handle, "s", "k", 0, &rc), nullptr);
+    EXPECT_EQ(rc, ZPROP_INVALID_ARGUMENT);
+    EXPECT_EQ(zstzPropGetValues(handle, &item, 1), ZPROP_INVALID_ARGUMENT);
+    EXPECT_EQ(zstzPropSetStringValue(handle, "s", "k", "v"), ZPROP_INVALID_ARGUMENT);
+    EXPECT_EQ(zstzPropIter_init(handle, "s", nullptr, &iterator), ZPROP_INVALID_ARGUMENT);
+    EXPECT_EQ(iterator, nullptr);
+}
+
+TEST(StanzaHandleTest, isKnownByBothMarkers) {
+    StanzaFile const file(sample);
+    ZPROP_stz_handle* handle = nullptr;
+    ASSERT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_WRITE), ZPROP_OK);
+    EXPECT_EQ(handle->mode, ZPROP_OPEN_WRITE);
+    for (zpropc::Marker* const marker : {&handle->first, &handle->second}) {
+        auto* const word = reinterpret_cast<std::uint32_t volatile*>(marker);
+        std::uint32_t const right = *word;
+        *word = right ^ 1U;
+        expectRefused(handle);
+        *word = right;
+    }
+    EXPECT_EQ(*reinterpret_cast<std::uint32_t volatile*>(&handle->first), 0xbeeff00dU);
+    EXPECT_EQ(*reinterpret_cast<std::uint32_t volatile*>(&handle->second), 0xd00ffeebU);
+
+    ZPROP_iter_handle* iterator = nullptr;
+    ASSERT_EQ(zstzPropIter_init(handle, "s", nullptr, &iterator), ZPROP_OK);
+    for (int const bad : {0, 3}) {
+        iterator->kind = bad;
+        int rc = 0;
+        EXPECT_EQ(zstzPropIter_next(iterator, &rc), 0);
+        EXPECT_EQ(rc, ZPROP_INVALID_ARGUMENT);
+        EXPECT_EQ(zstzPropIter_close(iterator), ZPROP_INVALID_ARGUMENT);
+    }
+    iterator->kind = zpropc::overKeys;
+    EXPECT_EQ(zstzPropIter_close(iterator), ZPROP_OK);
+    EXPECT_EQ(zstzPropClose(handle), ZPROP_OK);
+}
+
+TEST(StanzaHandleTest, isNoHandleAnyMoreWhenItsMemoryIsFreed) {
+    StanzaFile const file(sample);
+    alignas(ZPROP_stz_handle) unsigned char memory[sizeof(ZPROP_stz_handle)];
+    auto* const handle = new (memory) ZPROP_stz_handle(file.path().c_str(), ZPROP_OPEN_READ);
+    EXPECT_TRUE(zpropc::isHandle(handle));
+    auto const* const first = reinterpret_cast<unsigned char const*>(&handle->first);
+    auto const* const second = reinterpret_cast<unsigned char const*>(&handle->second);
+    handle->~ZPROP_stz_handle();
+    std::uint32_t left[2] = {1, 1};
+    std::memcpy(&left[0], first, sizeof left[0]);
+    std::memcpy(&left[1], second, sizeof left[1]);
+    EXPECT_EQ(left[0], 0U);
+    EXPECT_EQ(left[1], 0U);
+}
+
+TEST(StanzaHandleTest, textsCarryTheirGuardWordInFront) {
+    StanzaFile const file(sample);
+    ZPROP_stz_handle* handle = nullptr;
+    ASSERT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_READ), ZPROP_OK);
+    char* const text = zstzPropGetStringValue(handle, "s", "k", 1, nullptr);
+    ASSERT_STREQ(text, "2");
+    std::uint32_t guard = 0;
+    std::memcpy(&guard, text - sizeof guard, sizeof guard);
+    EXPECT_EQ(guard, 0xc0ffeeeeU);
+    guard ^= 1U;
+    std::memcpy(text - sizeof guard, &guard, sizeof guard);
+    zstzPropFree(text);
+    EXPECT_STREQ(text, "2");
+    std::free(text - sizeof guard);
+    EXPECT_EQ(zstzPropClose(handle), ZPROP_OK);
+}
+
+TEST(StanzaHandleTest, letsNoExceptionOut) {
+    StanzaFile const file(sample);
+    ZPROP_stz_handle* handle = nullptr;
+    ASSERT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_READ), ZPROP_OK);
+    std::function<void()> const throwers[] = {
+        [] { throw 1; },
+        [] { throw std::runtime_error("foreign"); },
+        [] { throw std::bad_alloc(); },
+        [] { throw ZInvalidParameterException(); },
+        [] { throw ZOutOfMemoryException(); },
+    };
+    for (auto const& thrower : throwers) {
+        Acting observer(thrower);
+        handle->properties.addObserver(&observer);
+        EXPECT_EQ(zstzPropSetStringValue(handle, "s", "k", "v"), ZPROP_EDIT_ERROR);
+        handle->properties.deleteObservers();
+    }
+    EXPECT_EQ(zstzPropClose(handle), ZPROP_OK);
+}
+
+TEST(StanzaHandleTest, letsACancelledThreadEnd) {
+    StanzaFile const file(sample);
+    ZPROP_stz_handle* handle = nullptr;
+    ASSERT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_READ), ZPROP_OK);
+    Acting observer([] {
+        pthread_cancel(pthread_self());
+        pthread_testcancel();
+    });
+    handle->properties.addObserver(&observer);
+    pthread_t thread{};
+    ASSERT_EQ(pthread_create(
+                  &thread, nullptr,
+                  [](void* argument) -> void* {
+                      auto* const mine = static_cast<ZPROP_stz_handle*>(argument);
+                      (void)zstzPropSetStringValue(mine, "s", "k", "v");
+                      return nullptr;
+                  },
+                  handle),
+              0);
+    void* result = nullptr;
+    ASSERT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    handle->properties.deleteObservers();
+    EXPECT_EQ(valueOf(handle->properties, "s", "k"), "v") << "nobody holds the lock";
+    EXPECT_EQ(zstzPropClose(handle), ZPROP_OK);
+}
+
+}  // namespace

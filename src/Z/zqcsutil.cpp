@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "Z/ZException.h"
+#include "Z/zcancellation_off.h"
 #include "qcs/qcs.h"
 
 namespace {
@@ -98,6 +99,7 @@ void reportFailure() {
 
 /// Sets the codesets up unless that has been tried; false, after a report, when there are none.
 bool commonInit() {
+    ZCancellationOff const whileReadingFiles;  // what catches everything there ends the process
     pthread_once(&qcs_once, zonce_init);
     if (failure != Failure::none) reportFailure();
     return failure == Failure::none;

@@ -1,0 +1,162 @@
+#include "zprop/open.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <thread>
+
+#include "zprop/failure.h"
+
+namespace zprop {
+namespace {
+
+[[noreturn]] void failIO(const std::string& file, const char* operation) {
+    throw Failure(Exit::inputOutput, file + ": " + operation + ": " + std::strerror(errno));
+}
+
+bool isLocked(const ZPropertiesIOException& e) {
+    return std::strcmp(e.api(), "fcntl()") == 0 &&
+           (e.excerrno() == EAGAIN || e.excerrno() == EACCES);
+}
+
+/// What tells one content of a file from the next.
+struct Stamp {
+    dev_t device;
+    ino_t inode;
+    off_t size;
+    timespec modified;
+
+    bool operator==(const Stamp& other) const {
+        return device == other.device && inode == other.inode && size == other.size &&
+               modified.tv_sec == other.modified.tv_sec &&
+               modified.tv_nsec == other.modified.tv_nsec;
+    }
+};
+
+/// The file that an edit is about, held against the edits of other zprop processes. The lock is of
+/// the kind that the library's record locks do not meet, so the library can lock the file as usual.
+class EditedFile {
+  public:
+    EditedFile(const std::string& path, Missing missing, Deadline& deadline) : file(path) {
+        do {
+            closeDescriptor();
+            openDescriptor(missing);
+            while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+                if (errno != EWOULDBLOCK && errno != EINTR) failIO(file, "flock()");
+                if (!deadline.pause())
+                    throw Failure(Exit::inputOutput, file + ": another process is editing it");
+            }
+        } while (!isStillThePath());
+    }
+    ~EditedFile() {
+        if (created && !kept) unlink(file.c_str());
+        closeDescriptor();
+    }
+    EditedFile(const EditedFile&) = delete;
+    EditedFile& operator=(const EditedFile&) = delete;
+
+    [[nodiscard]] Stamp stamp() const {
+        struct stat status {};
+        if (fstat(descriptor, &status) != 0) failIO(file, "fstat()");
+        return {status.st_dev, status.st_ino, status.st_size, status.st_mtim};
+    }
+
+    /// A file that was made for the edit stays.
+    void keep() { kept = true; }
+
+  private:
+    void openDescriptor(Missing missing) {
+        descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
+        if (descriptor < 0 && errno == ENOENT && missing == Missing::create) {
+            descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC | O_CREAT | O_EXCL, 0666);
+            if (descriptor < 0 && errno == EEXIST) return openDescriptor(missing);
+            created = descriptor >= 0;
+        }
+        if (descriptor < 0) failIO(file, "open()");
+    }
+
+    void closeDescriptor() {
+        if (descriptor >= 0) close(descriptor);
+        descriptor = -1;
+    }
+
+    /// False when the file was replaced while the lock was waited for.
+    [[nodiscard]] bool isStillThePath() const {
+        struct stat named {};
+        if (::stat(file.c_str(), &named) != 0) return false;
+        Stamp const ours = stamp();
+        return named.st_dev == ours.device && named.st_ino == ours.inode;
+    }
+
+    std::string file;
+    int descriptor = -1;
+    bool created = false;
+    bool kept = false;
+};
+
+Properties load(const std::string& file, Comments comments, Deadline& deadline) {
+    Properties properties;
+    retryWhileLocked(deadline, [&] {
+        properties = std::make_unique<ZStanzaFileProperties>(file.c_str(),
+                                                             comments == Comments::keep ? 1 : 0);
+    });
+    return properties;
+}
+
+}  // namespace
+
+Deadline::Deadline(double seconds)
+    : end(std::chrono::steady_clock::now() +
+          std::chrono::milliseconds(static_cast<long>(std::clamp(seconds, 0.0, 1e6) * 1000))) {}
+
+bool Deadline::pause() {
+    constexpr std::chrono::milliseconds longest{50};
+    auto const left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        end - std::chrono::steady_clock::now());
+    if (left.count() <= 0) return false;
+    std::this_thread::sleep_for(std::min(next, left));
+    next = std::min(next * 2, longest);
+    return true;
+}
+
+void retryWhileLocked(Deadline& deadline, const std::function<void()>& body) {
+    for (;;) {
+        try {
+            body();
+            return;
+        } catch (ZPropertiesIOException& e) {
+            if (!isLocked(e)) throw;
+            if (!deadline.pause())
+                throw Failure(Exit::inputOutput,
+                              std::string(e.propFile()) + ": another process has locked it");
+        }
+    }
+}
+
+Properties openForReading(const std::string& file, Deadline& deadline) {
+    return load(file, Comments::keep, deadline);
+}
+
+void editFile(const std::string& file, Missing missing, Comments comments, Deadline& deadline,
+              const std::function<void(ZStanzaFileProperties&)>& edit) {
+    EditedFile edited(file, missing, deadline);
+    for (;;) {
+        Stamp const before = edited.stamp();
+        Properties const properties = load(file, comments, deadline);
+        edit(*properties);
+        if (edited.stamp() == before) {
+            retryWhileLocked(deadline, [&] { properties->store(nullptr); });
+            edited.keep();
+            return;
+        }
+        if (!deadline.pause())
+            throw Failure(Exit::inputOutput, file + ": another program keeps rewriting it");
+    }
+}
+
+}  // namespace zprop

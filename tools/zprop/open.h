@@ -1,0 +1,47 @@
+/// Opening a stanza file for a command, against other processes that use it at the same time.
+#ifndef ZFC_TOOLS_ZPROP_OPEN_H
+#define ZFC_TOOLS_ZPROP_OPEN_H
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Z/ZStanzaFileProperties.h"
+
+namespace zprop {
+
+/// Until when a file that another process has locked is tried again.
+class Deadline {
+  public:
+    /// `seconds` from now; negative counts as 0.
+    explicit Deadline(double seconds);
+    /// Sleeps a little longer than the last time (1 to 50 ms); false, at once, when time is up.
+    [[nodiscard]] bool pause();
+
+  private:
+    std::chrono::steady_clock::time_point end;
+    std::chrono::milliseconds next{1};
+};
+
+/// Runs `body`, again while it fails because another process has the file locked and time is left.
+void retryWhileLocked(Deadline& deadline, const std::function<void()>& body);
+
+using Properties = std::unique_ptr<ZStanzaFileProperties>;
+
+/// Loads `file`; throws what the library throws.
+[[nodiscard]] Properties openForReading(const std::string& file, Deadline& deadline);
+
+enum class Comments { keep, drop };
+enum class Missing { create, isAnError };
+
+/// Loads `file`, lets `edit` change it and stores it. Edits of several zprop processes wait for one
+/// another, and an edit is begun anew when another program rewrote the file under it, so that no
+/// change of either is lost. When `edit` throws, nothing is written, and a file that was made for
+/// it is removed again.
+void editFile(const std::string& file, Missing missing, Comments comments, Deadline& deadline,
+              const std::function<void(ZStanzaFileProperties&)>& edit);
+
+}  // namespace zprop
+
+#endif

@@ -262,7 +262,7 @@ class ZFC_API ZPCategoryBasedCache : public ZPCache {
     void addLineComment(char const* stanza, char const* text) override;
     void addLineComment(char const* stanza, char const* key, char const* text) override;
     void clear() override;
-    void setAttributes(unsigned long attributes, void* data) override;
+    void setAttributes(unsigned long bits, void* data) override;
     void makeKey(ZLCString& out, char const* stanza, char const* key) const override;
 
     // Values without string objects. Texts end with a NUL; lengths are bytes without it. Visitors

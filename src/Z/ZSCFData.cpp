@@ -25,7 +25,7 @@ using zpcache::Records;
 using zpcache::String;
 
 constexpr char sourceName[] = "src/Z/ZSCFData";
-constexpr std::size_t blockSize = 64 * 1024;
+constexpr std::size_t blockSize = std::size_t{64} * 1024;
 /// The most that a reader with a buffer of 8192 bytes gets at once, line feed included; the rest of
 /// a longer line counts as a line of its own.
 constexpr std::size_t longestPiece = ZPCategoryBasedCache::maxLine + 1;

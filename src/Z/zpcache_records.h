@@ -129,7 +129,7 @@ class Records : public Allocated {
         adoptValue(key, texts.copy(value), kind);
     }
     /// Value number `i` must be there, here and for removeValue().
-    void changeValue(Index key, Obfuscated kind, std::uint32_t i, std::string_view value);
+    void changeValue(Index key, Obfuscated kind, std::uint32_t i, std::string_view text);
     void removeValue(Index key, Obfuscated kind, std::uint32_t i);
     void clearValues(Index key);
     void removeKey(Index key);
@@ -156,7 +156,7 @@ class Records : public Allocated {
     /// The key of this name, new with a line at the end of the file if it is not there; `stanza` is
     /// the last one placed.
     [[nodiscard]] Index adoptKey(Index stanza, std::string_view name);
-    void adoptValue(Index key, std::string_view value, Obfuscated kind);
+    void adoptValue(Index key, std::string_view text, Obfuscated kind);
     void adoptComment(std::string_view text);
     void addBlankLine();
     /// More lines are coming at the end of the file.

@@ -25,7 +25,7 @@ HashKey drawKey() {
     // Without the kernel's generator (a sandbox may forbid it) hashing still works, only guessably.
     if (getrandom(&key, sizeof key, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof key)) {
         key.low = static_cast<std::uint64_t>(std::time(nullptr));
-        key.high = reinterpret_cast<std::uintptr_t>(&key);
+        key.high = reinterpret_cast<std::uintptr_t>(sourceName);  // random, as the loader places it
     }
     return key;
 }

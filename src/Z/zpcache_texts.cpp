@@ -12,7 +12,8 @@ namespace {
 constexpr char sourceName[] = "src/Z/ZPropertiesImpl";
 constexpr std::size_t longestText = 0xffffffff;  // lengths have 32 bits
 constexpr std::size_t smallestBlock = 1024;
-constexpr std::size_t largestBlock = 64 * 1024;  // but for a text that is larger itself
+constexpr std::size_t largestBlock =
+    std::size_t{64} * 1024;  // but for a text that is larger itself
 
 }  // namespace
 

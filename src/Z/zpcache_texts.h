@@ -69,7 +69,7 @@ class Texts {
     [[nodiscard]] std::size_t bytesHeld() const { return held; }
 
   private:
-    static constexpr std::size_t spare = 64 * 1024;
+    static constexpr std::size_t spare = std::size_t{64} * 1024;
 
     char* take(std::size_t bytes);
 

@@ -16,7 +16,6 @@ namespace {
 
 using zpcache::Block;
 using zpcache::Index;
-using zpcache::none;
 using zpcache::Obfuscated;
 using zpcache::Records;
 using zpcache::String;

@@ -149,6 +149,30 @@ TEST(PropertyCacheTest, givesPlainValuesBeforeObfuscatedOnes) {
     EXPECT_FALSE(cache.lastValue("s", "empty", text, length));
 }
 
+TEST(PropertyCacheTest, changesSingleValues) {
+    for (int const obfuscated : {0, 1}) {
+        Cache cache;
+        for (char const* const value : {"1", "2", "3", "4"})
+            cache.addValue("s", "k", value, obfuscated);
+        EXPECT_TRUE(cache.removeValue("s", "k", 3));
+        cache.addValue("s", "k", "5", obfuscated);
+        EXPECT_TRUE(cache.removeValue("s", "k", 0));
+        EXPECT_TRUE(cache.changeValue("s", "k", 2, "6"));
+        EXPECT_TRUE(cache.removeValue("s", "k", 1));
+        EXPECT_FALSE(cache.removeValue("s", "k", 2));
+        EXPECT_FALSE(cache.changeValue("s", "k", 2, "7"));
+        cache.addValue("s", "k", "8", obfuscated);
+        zpcache::RecordsCheck const check(cache.inner());
+        EXPECT_EQ(textsOf(*cache.get("s", "k", ZPCache::plainElseObfuscated)),
+                  (Texts{"2", "6", "8"}));
+        while (cache.removeValue("s", "k", 0)) {
+        }
+        EXPECT_TRUE(cache.contains("s", "k"));
+        EXPECT_FALSE(cache.isObfuscated("s", "k"));
+        EXPECT_EQ(cache.written(), "[s]\nk =\n");
+    }
+}
+
 TEST(PropertyCacheTest, aListLivesUntilTheNextChange) {
     Cache cache("[s]\nk = 1\n");
     ZArrayList* const list = cache.get("s", "k", ZPCache::plainValues);

@@ -31,6 +31,8 @@ struct RecordsCheck {
         for (Index i = records.unplacedStanzas.first; i != none; i = records.stanzas[i].next)
             checkStanza(i, false);
         checkObfuscatedLists();
+        for (auto const& [stanza, noted] : records.templates)
+            checkTemplates(stanza, noted);
         EXPECT_EQ(stanzaCount, records.stanzaTable.size());
         EXPECT_EQ(keyCount, records.keyTable.size());
         EXPECT_EQ(bytes, records.texts.bytesUsed());
@@ -108,6 +110,21 @@ struct RecordsCheck {
         EXPECT_EQ(comments, stanza.comments);
     }
 
+    /// What is noted for placing keys is what a fresh look at the lines gives.
+    void checkTemplates(Index stanza, Records::Templates const& noted) {
+        ASSERT_NE(records.stanzas[stanza].header, none);
+        Records::Templates fresh;
+        Index const end = records.endOfLines(stanza);
+        for (Index i = records.stanzas[stanza].header; i != end; i = records.lines[i].next) {
+            Line const& line = records.lines[i];
+            if (line.kind == ZPropLine::blank) fresh.blanks.push_back(i);
+            if (line.kind == ZPropLine::comment)
+                Records::noteTemplate(fresh, {line.text, line.length}, line.segment);
+        }
+        EXPECT_TRUE(fresh.blanks == noted.blanks);
+        EXPECT_TRUE(fresh.segments == noted.segments);
+    }
+
     void checkKeyLine(Index line, Index stanza) {
         Index const key = records.lines[line].owner;
         EXPECT_EQ(records.keys[key].line, line);
@@ -129,6 +146,15 @@ struct RecordsCheck {
         records.eachObfuscated(i, [&](std::string_view value) { checkText(value), ++secret; });
         EXPECT_EQ(secret, records.obfuscatedCount(i));
         obfuscatedKeys += secret > 0;
+        checkEndOf(key.more);
+        checkEndOf(key.obfuscated);
+    }
+
+    void checkEndOf(Index list) {
+        if (list == none) return;
+        Index const last = records.lists[list].last;
+        EXPECT_EQ(records.values[last].next, none);
+        EXPECT_EQ(records.valueNumber(list, records.lists[list].count - 1), last);
     }
 
     void checkObfuscatedLists() {

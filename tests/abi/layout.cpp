@@ -215,6 +215,7 @@ FIELD(ZFormatContext, args, 448);
 FIELD(ZFormatContext, format, 456);
 FIELD(ZFormatContext, codeset, 460);
 SIZE(ZFormatContext, 468);
+
 #if __has_include("Z/zproperties_c.h")
 #include "Z/zproperties_c.h"
 FIELD(ZStzFileItem, type, 0);

@@ -1,4 +1,6 @@
 /* The C interface to stanza files, used by C. */
+#define _POSIX_C_SOURCE 200809L /* mkdtemp, in strict C11 */
+
 #include "Z/zproperties_c.h"
 
 #include <stdio.h>

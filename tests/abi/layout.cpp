@@ -193,6 +193,30 @@ SIZE(ZReadWriteLock, 96);
 SIZE(ZStackReadWriteLock, 8);
 #endif
 
+#if __has_include("Z/ZThread.h")
+#include "Z/ZThread.h"
+FIELD(ZThread, threadId, 4);
+FIELD(ZThread, detached, 8);
+FIELD(ZThread, autoDelete, 12);
+FIELD(ZThread, pool, 16);
+SIZE(ZThread, 20);
+FIELD(ZSleeperThread, exitRequested, 20);
+FIELD(ZSleeperThread, workPending, 24);
+FIELD(ZSleeperThread, started, 28);
+FIELD(ZSleeperThread, interval, 32);
+FIELD(ZSleeperThread, startCondition, 36);
+FIELD(ZSleeperThread, wakeCondition, 60);
+SIZE(ZSleeperThread, 84);
+FIELD(ZThreadPool, idleThreads, 4);
+FIELD(ZThreadPool, activeCount, 36);
+FIELD(ZThreadPool, mutex, 40);
+FIELD(ZThreadPool, cond, 44);
+FIELD(ZThreadPool, maxThreads, 48);
+FIELD(ZThreadPool, maxIdle, 52);
+FIELD(ZThreadPool, idleCount, 56);
+SIZE(ZThreadPool, 60);
+#endif
+
 #if __has_include("Z/ZFileMap.h")
 #include "Z/ZFileMap.h"
 FIELD(ZAbstractFileMap, fileName, 4);

@@ -1,0 +1,196 @@
+#include "Z/ZThread.h"
+
+#include <cerrno>
+
+#include "Z/ZException.h"
+#include "Z/zcancellation_off.h"
+#include "Z/zlock_report.h"
+#include "Z/zthread_guarded.h"
+#include "Z/zthread_word.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZThread";
+constexpr pthread_t noThread = 0;
+
+/// The attributes of a thread that is being started.
+class Attributes {
+  public:
+    explicit Attributes(bool detached) {
+        if (int const rc = pthread_attr_init(&attributes))
+            zraise(ZThreadException(15, rc), sourceName, __LINE__);
+        if (detached) detach();
+    }
+    ~Attributes() { destroy(); }
+    Attributes(const Attributes&) = delete;
+    Attributes& operator=(const Attributes&) = delete;
+    [[nodiscard]] pthread_attr_t const* get() const { return &attributes; }
+
+  private:
+    void detach() {
+        int const rc = pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+        if (rc == 0) return;
+        destroy();  // there will be no destructor
+        zraise(ZThreadException(16, rc), sourceName, __LINE__);
+    }
+    void destroy() noexcept {
+        if (int const rc = pthread_attr_destroy(&attributes))
+            zreportFailure(sourceName, __LINE__, 18, rc);
+    }
+
+    pthread_attr_t attributes{};
+};
+
+/// A destructor of thread-specific slots, as pthread_key_create() takes it.
+extern "C" void deleteThreadObject(void* value) { delete static_cast<ZObject*>(value); }
+
+}  // namespace
+
+/// What is left to do in a thread whose object has had its last word: the pool is told, and an
+/// object that owns itself is deleted. Flags and pool are read first: once the pool knows, the
+/// owner of any other object may delete it.
+class ZThread::Farewell {
+  public:
+    explicit Farewell(ZThread& ending)
+        : thread(ending), pool(ending.pool), deletes(ending.deletesItself()) {
+        thread.pool = nullptr;  // the next start may be without one
+    }
+    ~Farewell() {
+        if (pool != nullptr) tellPool();
+        if (deletes) delete &thread;
+    }
+    Farewell(const Farewell&) = delete;
+    Farewell& operator=(const Farewell&) = delete;
+
+  private:
+    void tellPool() noexcept {
+        try {
+            pool->threadDeathNotification(thread);
+        } catch (ZException& exception) {
+            zreportException(exception);
+        }
+    }
+
+    ZThread& thread;
+    ZThreadPool* const pool;
+    bool const deletes;
+};
+
+ZThread::ZThread(int isDetached, int deletes)
+    : threadId(new Word(noThread, Word::Standing::none)),
+      detached(isDetached),
+      autoDelete(deletes),
+      pool(nullptr) {}
+
+ZThread::ZThread(pthread_t id)
+    : threadId(new Word(id, Word::Standing::foreign)), detached(0), autoDelete(0), pool(nullptr) {}
+
+ZThread::~ZThread() {
+    detachUnjoined();
+    threadId->release();
+}
+
+/// There is no report for a refusal: only a thread that somebody detached behind our back can cause
+/// one, and then nothing is left behind.
+void ZThread::detachUnjoined() {
+    auto expected = Word::Standing::mine;
+    if (threadId->standing.compare_exchange_strong(expected, Word::Standing::none))
+        pthread_detach(threadId->id);
+}
+
+unsigned long ZThread::hash() const { return static_cast<unsigned long>(threadId->id); }
+
+int ZThread::compare(ZObject const& other) const {
+    auto const* const thread = dynamic_cast<ZThread const*>(&other);
+    if (thread == nullptr) return ZObject::compare(other);
+    unsigned long const mine = hash();
+    unsigned long const theirs = thread->ZThread::hash();
+    if (mine == theirs) return 0;
+    return mine < theirs ? -1 : 1;
+}
+
+ZObject* ZThread::clone() const { return nullptr; }
+
+pthread_t ZThread::getPThreadID() const { return threadId->id; }
+
+void ZThread::start() {
+    struct Share {
+        explicit Share(Word& shared) : word(shared) { word.share(); }
+        ~Share() { word.release(); }
+        Share(const Share&) = delete;
+        Share& operator=(const Share&) = delete;
+        Word& word;
+    };
+    detachUnjoined();
+    Attributes const attributes(detached != 0);
+    Share const share(*threadId);
+    Word& word = share.word;
+    pthread_t const before = word.id;
+    word.standing = detached != 0 ? Word::Standing::none : Word::Standing::mine;
+    pthread_t created{};
+    if (int const rc = pthread_create(&created, attributes.get(), entry, this)) {
+        word.standing = Word::Standing::none;
+        zraise(ZThreadException(17, rc), sourceName, __LINE__);
+    }
+    // From here on the object may be gone, or even be started once more. The thread notes its id
+    // itself as well; whoever is first is right.
+    pthread_t expected = before;
+    word.id.compare_exchange_strong(expected, created);
+}
+
+void* ZThread::entry(void* thread) {
+    static_cast<ZThread*>(thread)->enter();
+    return nullptr;
+}
+
+/// The thread's whole life, also when it is cut short by pthread_exit() or cancellation.
+void ZThread::enter() {
+    struct Finish {
+        ~Finish() noexcept(false) { thread.finish(); }  // exit() may unwind as well
+        ZThread& thread;
+    };
+    threadId->id = pthread_self();
+    Finish const finish{*this};
+    (void)zreturned(sourceName, __LINE__, [this] { run(); });
+}
+
+void ZThread::finish() {
+    ZCancellationOff const steps;  // each of them has to be done
+    Farewell const farewell(*this);
+    (void)zreturned(sourceName, __LINE__, [this] { exit(); });
+}
+
+void ZThread::exit() {}
+
+void ZThread::waitForExit() {
+    struct Join {
+        ~Join() { word.standing = standing; }
+        Word& word;
+        Word::Standing standing;  // what it is afterwards
+    };
+    if (detached != 0) return;
+    auto standing = threadId->standing.load();
+    bool const joinable = standing == Word::Standing::mine || standing == Word::Standing::foreign;
+    if (!joinable || !threadId->standing.compare_exchange_strong(standing, Word::Standing::joining))
+        zraise(ZThreadException(20, standing == Word::Standing::joining ? EINVAL : ESRCH),
+               sourceName, __LINE__);
+    Join join{*threadId, standing};
+    pthread_t const id = threadId->id;
+    int const rc = pthread_equal(id, pthread_self()) ? EDEADLK : pthread_join(id, nullptr);
+    if (rc != 0) zraise(ZThreadException(20, rc), sourceName, __LINE__);
+    join.standing = Word::Standing::joined;
+}
+
+void ZThread::createThreadKey(unsigned int& key) {
+    if (int const rc = pthread_key_create(&key, deleteThreadObject))
+        zraise(ZThreadException(29, rc), sourceName, __LINE__);
+}
+
+void ZThread::setThreadObject(unsigned int& key, ZObject* value) {
+    if (int const rc = pthread_setspecific(key, value))
+        zraise(ZThreadException(30, rc), sourceName, __LINE__);
+}
+
+ZObject* ZThread::getThreadObject(unsigned int& key) {
+    return static_cast<ZObject*>(pthread_getspecific(key));
+}

@@ -1,0 +1,46 @@
+/// What a thread object shares with whoever starts or tells its thread.
+#ifndef Z_ZTHREAD_WORD_H
+#define Z_ZTHREAD_WORD_H
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstddef>
+
+#include "Z/ZThread.h"
+
+/// The id of a thread and whether it can be joined. The object has one share; start() another one,
+/// because a thread that deletes its object may do so before start() has noted the id.
+class ZThread::Word {
+  public:
+    enum class Standing {
+        none,     // not started, or detached
+        mine,     // started by the object; to be joined or detached
+        foreign,  // started by somebody else
+        joining,  // somebody is waiting for its end
+        joined
+    };
+
+    explicit Word(pthread_t thread, Standing initial) : id(thread), standing(initial) {}
+    Word(const Word&) = delete;
+    Word& operator=(const Word&) = delete;
+
+    static void* operator new(std::size_t size) { return ZObject::operator new(size); }
+    static void operator delete(void* block) noexcept { ZObject::operator delete(block); }
+
+    void share() { ++shares; }
+    void release() {
+        if (--shares == 0) delete this;
+    }
+
+    std::atomic<pthread_t> id;
+    std::atomic<Standing> standing;
+    std::atomic<bool> pinned{false};  // the pool is telling the thread to exit: it must not end
+
+  private:
+    ~Word() = default;
+
+    std::atomic<int> shares{1};
+};
+
+#endif

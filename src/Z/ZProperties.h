@@ -175,7 +175,7 @@ class ZFC_API ZAbstractProperties : public ZObject {
     class ZFC_API ZSCOPED_CAPABILITY ZPropResourceLock {
       public:
         [[nodiscard]] explicit ZPropResourceLock(ZLockInterface& l) ZACQUIRE(l) : guard(l) {}
-        ~ZPropResourceLock() ZRELEASE() {}
+        ~ZPropResourceLock() ZRELEASE() = default;
         ZPropResourceLock(const ZPropResourceLock&) = delete;
         ZPropResourceLock& operator=(const ZPropResourceLock&) = delete;
 

@@ -96,7 +96,20 @@ class ZFC_API ZAbstractString : public ZObject {
     [[nodiscard]] bool operator!=(const ZAbstractString& other) const { return !(*this == other); }
     [[nodiscard]] bool operator==(const char* other) const { return equals(other); }
     [[nodiscard]] bool operator!=(const char* other) const { return !equals(other); }
-    // By collation. Without these, `s < "x"` would compare addresses by way of the conversion.
+    // The order is that of compare(). Text has operators of its own, since without them `s < "x"`
+    // would compare addresses by way of the conversion.
+    [[nodiscard]] bool operator<(const ZAbstractString& other) const {
+        return ZObject::operator<(other);
+    }
+    [[nodiscard]] bool operator>(const ZAbstractString& other) const {
+        return ZObject::operator>(other);
+    }
+    [[nodiscard]] bool operator<=(const ZAbstractString& other) const {
+        return ZObject::operator<=(other);
+    }
+    [[nodiscard]] bool operator>=(const ZAbstractString& other) const {
+        return ZObject::operator>=(other);
+    }
     [[nodiscard]] bool operator<(const char* other) const { return compare(other) < 0; }
     [[nodiscard]] bool operator>(const char* other) const { return compare(other) > 0; }
     [[nodiscard]] bool operator<=(const char* other) const { return compare(other) <= 0; }

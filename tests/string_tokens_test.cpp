@@ -1,0 +1,169 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Z/ZException.h"
+#include "Z/ZLCConstString.h"
+#include "Z/ZLCString.h"
+#include "Z/ZList.h"
+#include "Z/ZStringIterator.h"
+#include "Z/ZStringTokenizer.h"
+#include "Z/ZUTF8ConstString.h"
+#include "Z/ZUTF8String.h"
+#include "support/strings.h"
+
+namespace {
+
+using testsupport::bytesOf;
+
+template <class Walker>
+std::vector<std::string> rest(Walker& walker) {
+    std::vector<std::string> parts;
+    while (walker.hasMore())
+        parts.push_back(bytesOf(*walker.getNext()));
+    return parts;
+}
+
+using Parts = std::vector<std::string>;
+
+template <class Source, class Target>
+void expectCharacters(const char* text, const Parts& characters) {
+    Source const source(text);
+    Target target("left over");
+    ZStringIterator iterator(source, target);
+    EXPECT_EQ(rest(iterator), characters) << text;
+    EXPECT_EQ(iterator.getNext(), &target);
+    EXPECT_STREQ(target, "");
+    iterator.reset();
+    EXPECT_EQ(rest(iterator), characters) << text;
+}
+
+TEST(StringIterationTest, YieldsWholeCharacters) {
+    struct {
+        const char* text;
+        Parts characters;
+    } const rows[] = {
+        {"", {}},
+        {"abc", {"a", "b", "c"}},
+        {"\xC3\xA9", {"\xC3\xA9"}},
+        {"a\xE2\x82\xAC\xF0\x9F\x98\x80z", {"a", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "z"}},
+    };
+    for (auto const& row : rows) {
+        expectCharacters<ZUTF8String, ZUTF8String>(row.text, row.characters);
+        expectCharacters<ZUTF8ConstString, ZUTF8String>(row.text, row.characters);
+        expectCharacters<ZLCString, ZLCString>(row.text, row.characters);
+        expectCharacters<ZLCConstString, ZLCString>(row.text, row.characters);
+    }
+}
+
+TEST(StringIterationTest, StaysInFrontOfAMalformedCharacter) {
+    ZUTF8String const source("a\xC3");
+    ZUTF8String target;
+    ZStringIterator iterator(source, target);
+    EXPECT_STREQ(*iterator.getNext(), "a");
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        EXPECT_TRUE(iterator.hasMore());
+        EXPECT_THROW(iterator.getNext(), ZQCSMBLenException);
+    }
+}
+
+TEST(StringIterationTest, GoesOnInACopyFromTheSamePlace) {
+    ZLCString const source("abc");
+    ZLCString target;
+    ZStringIterator iterator(source, target);
+    iterator.getNext();
+    std::unique_ptr<ZStringIterator> const copy(iterator.clone());
+    EXPECT_EQ(rest(*copy), (Parts{"b", "c"}));
+    EXPECT_EQ(rest(iterator), (Parts{"b", "c"}));
+}
+
+TEST(StringIterationTest, IsSearchedAsEveryIterator) {
+    ZLCString const source("abc");
+    ZLCString target;
+    ZStringIterator iterator(source, target);
+    EXPECT_EQ(iterator.findNext(ZLCString("b")), &target);
+    EXPECT_EQ(rest(iterator), (Parts{"c"}));
+}
+
+struct TokenRow {
+    const char *text, *delimiters;
+    Parts tokens;
+};
+
+const TokenRow tokenRows[] = {
+    {"  a  bc \n", nullptr, {"a", "bc"}},
+    {"a\tb\rc\nd", nullptr, {"a", "b", "c", "d"}},
+    {"", nullptr, {}},
+    {" \n", nullptr, {}},
+    {"a b", "", {"a b"}},
+    {"a,b;;c", ",;", {"a", "b", "c"}},
+    {"x\xC3\xA9y\xC3\xA8z", "\xC3\xA9", {"x", "y\xC3\xA8z"}},
+    {"\xC2\xA9|\xC3\xA9", "|", {"\xC2\xA9", "\xC3\xA9"}},
+};
+
+template <class String>
+class TokenizingTest : public testing::Test {};
+using Families = testing::Types<ZLCString, ZUTF8String>;
+TYPED_TEST_SUITE(TokenizingTest, Families);
+
+TYPED_TEST(TokenizingTest, YieldsTheRunsBetweenDelimiters) {
+    for (auto const& row : tokenRows) {
+        SCOPED_TRACE(row.text);
+        TypeParam const source(row.text);
+        TypeParam token("left over");
+        auto tokens = row.delimiters == nullptr
+                          ? ZStringTokenizer(source, token)
+                          : ZStringTokenizer(source, token, TypeParam(row.delimiters));
+        EXPECT_EQ(rest(tokens), row.tokens);
+        EXPECT_EQ(tokens.getNext(), &token);
+        EXPECT_STREQ(token, "");
+        tokens.reset();
+        EXPECT_EQ(rest(tokens), row.tokens);
+    }
+}
+
+TYPED_TEST(TokenizingTest, StaysInFrontOfATokenWithAMalformedCharacter) {
+    TypeParam const source("x y\xC3 z");
+    TypeParam token;
+    ZStringTokenizer tokens(source, token);
+    EXPECT_STREQ(*tokens.getNext(), "x");
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        EXPECT_TRUE(tokens.hasMore());
+        EXPECT_THROW(tokens.getNext(), ZQCSMBLenException);
+    }
+}
+
+TYPED_TEST(TokenizingTest, TakesOtherDelimitersForOneToken) {
+    TypeParam const source("a,b c,d e");
+    TypeParam token;
+    ZStringTokenizer tokens(source, token);
+    EXPECT_STREQ(*tokens.getNext(TypeParam(",")), "a");
+    EXPECT_STREQ(*tokens.getNext(), ",b");
+    EXPECT_TRUE(tokens.hasMore(TypeParam(" c")));
+    std::unique_ptr<ZStringTokenizer> const copy(tokens.clone());
+    EXPECT_EQ(rest(*copy), (Parts{",d", "e"}));
+    EXPECT_EQ(rest(tokens), (Parts{",d", "e"}));
+}
+
+TYPED_TEST(TokenizingTest, ListsCopiesOfTheTokensThatAreLeft) {
+    TypeParam const source("a b c");
+    for (int const owns : {0, 1}) {
+        TypeParam token;
+        ZStringTokenizer tokens(source, token);
+        tokens.getNext();
+        ZArrayList list(1, owns);
+        tokens.list(list);
+        ASSERT_EQ(list.size(), 2U);
+        token = "changed";
+        EXPECT_TRUE(list.get(0)->equals(TypeParam("b")));
+        EXPECT_TRUE(list.get(1)->equals(TypeParam("c")));
+        if (owns == 0) {
+            delete list.get(0);
+            delete list.get(1);
+        }
+    }
+}
+
+}  // namespace

@@ -25,7 +25,7 @@ using testsupport::checkString;
 template <class String>
 class StringEditTest : public testing::Test {};
 using Families = testing::Types<ZLCString, ZUTF8String>;
-TYPED_TEST_SUITE(StringEditTest, Families);
+TYPED_TEST_SUITE(StringEditTest, Families, testsupport::StringClassNames);
 
 struct EditRow {
     const char* before;

@@ -21,7 +21,7 @@ namespace {
 template <class String>
 class StringReadTest : public testing::Test {};
 using Classes = testing::Types<ZLCString, ZUTF8String, ZLCConstString, ZUTF8ConstString>;
-TYPED_TEST_SUITE(StringReadTest, Classes);
+TYPED_TEST_SUITE(StringReadTest, Classes, testsupport::StringClassNames);
 
 const char* const none = nullptr;
 

@@ -8,6 +8,6 @@ void ZStringTokenizer::list(ZArrayList& out) {
     while (hasMore()) {
         std::unique_ptr<ZObject> token(getNext()->clone());
         out.addNoCopy(token.get());
-        token.release();  // taken over
+        static_cast<void>(token.release());  // taken over
     }
 }

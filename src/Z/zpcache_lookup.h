@@ -13,8 +13,7 @@ namespace zpcache {
 
 /// None when either is null or absent.
 [[nodiscard]] inline Index findKey(Records const& records, char const* stanza, char const* key) {
-    Index const found = findStanza(records, stanza);
-    return found == none || key == nullptr ? none : records.findKey(found, key);
+    return stanza == nullptr || key == nullptr ? none : records.findKey(stanza, key);
 }
 
 /// The kind of values that get() type 0 shows.

@@ -80,11 +80,22 @@ void Records::rehomeValues(Texts& fresh, Index list) {
 // ---------------------------------------------------------------------------- stanzas and keys
 
 Index Records::findStanza(std::string_view name) const {
-    return stanzaTable.find(hashName(none, name), [&](Index i) { return stanzaName(i) == name; });
+    if (isRecent(name)) return recentStanza;
+    recentStanza =
+        stanzaTable.find(hashName(none, name), [&](Index i) { return stanzaName(i) == name; });
+    return recentStanza;
 }
 
-Index Records::findKey(Index stanza, std::string_view name) const {
-    return findHashed(stanza, name, hashName(stanza, name));
+/// Goes to the key at once, and looks at the stanza's name only there: one memory access less in a
+/// row than from stanza to key.
+Index Records::findKey(std::string_view stanza, std::string_view name) const {
+    std::uint32_t const salt =
+        isRecent(stanza) ? stanzas[recentStanza].hash : hashName(none, stanza);
+    Index const found = keyTable.find(hashName(salt, name), [&](Index i) {
+        return keyName(i) == name && stanzaName(keys[i].stanza) == stanza;
+    });
+    if (found != none) recentStanza = keys[found].stanza;
+    return found;
 }
 
 Index Records::findHashed(Index stanza, std::string_view name, std::uint32_t hash) const {
@@ -93,7 +104,7 @@ Index Records::findHashed(Index stanza, std::string_view name, std::uint32_t has
 }
 
 Index Records::adoptStanza(std::string_view name) {
-    stanzaTable.makeRoom(stanzaHash());
+    stanzaTable.makeRoom(stanzaHash(), [this](Index i) { return &stanzas[i].hash; });
     Index const i = stanzas.allocate();
     Stanza& record = stanzas[i];
     record.name = name.data();
@@ -108,7 +119,7 @@ Index Records::adoptStanza(std::string_view name) {
 
 /// A key whose line is in no chain yet.
 Index Records::newKey(Index stanza, std::string_view name, std::uint32_t hash) {
-    keyTable.makeRoom(keyHash());
+    keyTable.makeRoom(keyHash(), [this](Index i) { return &keys[i].hash; });
     Index const line = newLine(ZPropLine::key, unplaced);
     Index const i = keys.allocate();
     Key& record = keys[i];
@@ -131,7 +142,7 @@ Index Records::findOrAddStanza(std::string_view name) {
 }
 
 Index Records::findOrAddKey(Index stanza, std::string_view name) {
-    std::uint32_t const hash = hashName(stanza, name);
+    std::uint32_t const hash = hashName(stanzas[stanza].hash, name);
     Index const known = findHashed(stanza, name, hash);
     if (known != none) return known;
     Index const key = newKey(stanza, texts.copy(name), hash);
@@ -152,6 +163,7 @@ void Records::removeKey(Index key) {
 
 void Records::removeStanza(Index stanza) {
     dropLines(stanza);
+    recentStanza = none;
     Stanza const& record = stanzas[stanza];
     while (record.unplaced.first != none)
         removeKey(lines[record.unplaced.first].owner);

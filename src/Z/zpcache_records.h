@@ -89,7 +89,7 @@ class Records : public Allocated {
 
     // Reading.
     [[nodiscard]] Index findStanza(std::string_view name) const;
-    [[nodiscard]] Index findKey(Index stanza, std::string_view name) const;
+    [[nodiscard]] Index findKey(std::string_view stanza, std::string_view name) const;
     [[nodiscard]] std::string_view stanzaName(Index stanza) const {
         return {stanzas[stanza].name, stanzas[stanza].nameLength};
     }
@@ -194,6 +194,9 @@ class Records : public Allocated {
     [[nodiscard]] auto keyHash() const {
         return [this](Index i) { return keys[i].hash; };
     }
+    [[nodiscard]] bool isRecent(std::string_view stanza) const {
+        return recentStanza != none && stanzaName(recentStanza) == stanza;
+    }
     [[nodiscard]] Index findHashed(Index stanza, std::string_view name, std::uint32_t hash) const;
     [[nodiscard]] Index newKey(Index stanza, std::string_view name, std::uint32_t hash);
     [[nodiscard]] Index newLine(std::uint16_t kind, std::uint32_t segment);
@@ -240,8 +243,9 @@ class Records : public Allocated {
     Pool<Line> lines;
     Pool<Value> values;
     Pool<ValueList> lists;
+    mutable Index recentStanza = none;     // found last: programs ask for key after key of one
     Table stanzaTable;                     // all stanzas
-    Table keyTable;                        // all keys; a stanza's number salts the hash
+    Table keyTable;                        // all keys; the stanza's hash salts theirs
     Chain file;                            // all lines with a place, in file order
     Chain placedStanzas;                   // in the order of their headers
     Chain unplacedStanzas;                 // in the order of their coming

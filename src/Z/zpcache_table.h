@@ -37,14 +37,18 @@ class Table {
         return none;
     }
 
-    /// Makes room for one more entry; hashOf(number) gives the hash of one that is there.
-    template <class HashOf>
-    void makeRoom(HashOf hashOf) {
+    /// Makes room for one more entry; hashOf(number) gives the hash of one that is there, and
+    /// placeOf(number) tells where in memory that hash is.
+    template <class HashOf, class PlaceOf>
+    void makeRoom(HashOf hashOf, PlaceOf placeOf) {
         if ((count + 1) * std::uint64_t{4} <= slots.size() * std::uint64_t{3}) return;
         Vector<std::uint32_t> const old = grow();
         std::uint32_t const oldMask = static_cast<std::uint32_t>(old.size()) - 1;
-        for (std::uint32_t const slot : old) {
-            if (slot != none) put(hashOf(slot & oldMask), slot & oldMask);
+        for (std::size_t i = 0; i < old.size(); ++i) {
+            // The records come in no order: ask for those of later slots before they are needed.
+            std::uint32_t const later = old[(i + prefetched) & oldMask];
+            if (later != none) __builtin_prefetch(placeOf(later & oldMask));
+            if (old[i] != none) put(hashOf(old[i] & oldMask), old[i] & oldMask);
         }
     }
     /// Enters a record that is not there; needs makeRoom() before.
@@ -72,6 +76,8 @@ class Table {
     [[nodiscard]] std::uint32_t size() const { return count; }
 
   private:
+    static constexpr std::size_t prefetched = 16;
+
     /// Doubles the slots, all empty, and returns the old ones.
     Vector<std::uint32_t> grow();
     void put(std::uint32_t hash, Index number) {

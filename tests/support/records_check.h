@@ -135,7 +135,7 @@ struct RecordsCheck {
         Key const& key = records.keys[i];
         ++keyCount;
         checkText(records.keyName(i));
-        EXPECT_EQ(records.findKey(key.stanza, records.keyName(i)), i);
+        EXPECT_EQ(records.findKey(records.stanzaName(key.stanza), records.keyName(i)), i);
         std::uint32_t plain = 0;
         records.eachPlain(i, [&](std::string_view value) { checkText(value), ++plain; });
         EXPECT_EQ(plain, records.plainCount(i));

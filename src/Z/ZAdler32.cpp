@@ -7,7 +7,14 @@ namespace {
 
 constexpr std::uint32_t base = 65521;       // the largest prime below 2^16
 constexpr unsigned int reduceAfter = 5552;  // most bytes that keep the second sum in 32 bits
-constexpr unsigned int lanes = 16;          // bytes summed side by side, in vector registers
+constexpr unsigned int lanes = 16;          // bytes summed side by side
+
+// Side by side is faster in vector registers alone, and there from a few steps on.
+#if defined(__SSE2__) || defined(__ARM_NEON)
+constexpr unsigned int leastForLanes = 4 * lanes;
+#else
+constexpr unsigned int leastForLanes = reduceAfter + 1;
+#endif
 static_assert(reduceAfter % lanes == 0);
 
 struct Sums {
@@ -49,8 +56,8 @@ unsigned long ZAdler32::adler32(unsigned long adler, unsigned char const* data,
               static_cast<std::uint32_t>(adler >> 16 & 0xffff)};
     while (length != 0) {
         unsigned int const part = std::min(length, reduceAfter);
-        unsigned int const whole = part / lanes * lanes;
-        addLanes(sums, data, whole / lanes);
+        unsigned int const whole = part < leastForLanes ? 0 : part / lanes * lanes;
+        if (whole != 0) addLanes(sums, data, whole / lanes);
         addBytes(sums, data + whole, part - whole);
         sums = {sums.first % base, sums.second % base};
         data += part;

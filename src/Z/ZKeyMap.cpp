@@ -34,7 +34,6 @@ ZAbstractKeyMap::~ZAbstractKeyMap() = default;
 bool ZAbstractKeyMap::isEmpty() const { return size() == 0; }
 
 void ZAbstractKeyMap::putAll(ZKeyMap const& other) {
-    if (&other == this) return;
     ZArrayList keys(other.size(), 0);
     other.listKeys(keys);
     for (unsigned int i = 0; i < keys.size(); ++i)

@@ -20,7 +20,6 @@ unsigned int bucketCount(unsigned int size) {
 }
 
 void putEntries(ZMap& from, ZMap& to) {
-    if (&from == &to) return;
     ZArrayList entries(from.size(), 0);
     from.list(entries);
     for (unsigned int i = 0; i < entries.size(); ++i)

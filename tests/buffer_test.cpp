@@ -1,0 +1,183 @@
+// The checksum's class has the name of zlib's function: both fit into one source in any order.
+#include <zlib.h>
+
+#include "Z/ZAdler32.h"
+#include "Z/ZBuffer.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/objects.h"
+
+using namespace testsupport;
+
+namespace {
+
+std::string bytes(ZBufferInterface const& buffer) {
+    if (buffer.getLength() == 0) return {};
+    return {static_cast<char const*>(buffer.getBuffer()), buffer.getLength()};
+}
+
+ZBuffer bufferOf(std::string text) { return {text.size(), text.data()}; }
+
+TEST(BufferTest, IsBuiltFromBytesTextOrNothing) {
+    using namespace std::string_literals;
+    EXPECT_EQ("", bytes(ZBuffer()));
+    EXPECT_EQ("abc\0"s, bytes(ZBuffer("abc")));
+    EXPECT_EQ("\0"s, bytes(ZBuffer("")));
+    EXPECT_EQ("", bytes(ZBuffer(nullptr)));
+    EXPECT_EQ("a\0c"s, bytes(bufferOf("a\0c"s)));
+    EXPECT_EQ(nullptr, ZBuffer(0, nullptr).getBuffer());
+}
+
+TEST(BufferTest, ShrinksInPlaceAndGrowsKeepingItsPrefix) {
+    ZBuffer buffer = bufferOf("abcdef");
+    void const* const block = buffer;
+    buffer.setLength(3);
+    EXPECT_EQ(block, buffer.getBuffer());
+    buffer.setLength(100000);
+    EXPECT_EQ("abc", bytes(buffer).substr(0, 3));
+    EXPECT_EQ(100000U, buffer.getLength());
+    buffer.setLength(0);
+    EXPECT_EQ(nullptr, buffer.getBuffer());
+}
+
+TEST(BufferTest, CopiesAreApart) {
+    ZBuffer buffer = bufferOf("abc");
+    ZBuffer const copy(buffer);
+    std::unique_ptr<ZObject> const cloned(buffer.clone());
+    static_cast<char*>(buffer.getBuffer())[0] = 'x';
+    EXPECT_EQ("abc", bytes(copy));
+    EXPECT_EQ("abc", bytes(dynamic_cast<ZBuffer&>(*cloned)));
+    buffer = copy;
+    ZBuffer const& itself = buffer;
+    buffer = itself;
+    EXPECT_EQ("abc", bytes(buffer));
+    buffer = ZBuffer();
+    EXPECT_EQ("", bytes(buffer));
+}
+
+TEST(BufferTest, TakesDataOfItsOwn) {
+    ZBuffer buffer("abcdef");
+    char* const block = static_cast<char*>(buffer.getBuffer());
+    buffer.setBuffer(4, block + 1);
+    EXPECT_EQ("bcde", bytes(buffer));
+    buffer.setBuffer(4, block);
+    EXPECT_EQ("bcde", bytes(buffer));
+    buffer.setBuffer("x\0yz");
+    EXPECT_EQ(2U, buffer.getLength());
+    buffer.setBuffer(static_cast<char const*>(buffer.getBuffer()));
+    EXPECT_STREQ("x", static_cast<char const*>(buffer.getBuffer()));
+    buffer.setBufferNoCopy(1, buffer.getBuffer());
+    EXPECT_EQ("x", bytes(buffer));
+    buffer.setBuffer(nullptr);
+    EXPECT_EQ(nullptr, buffer.getBuffer());
+}
+
+TEST(BufferTest, AdoptsAndHandsOverItsBlock) {
+    ZBuffer buffer("old");
+    void* block = std::malloc(3);
+    std::memcpy(block, "new", 3);
+    buffer.setBufferNoCopy(3, block);
+    EXPECT_EQ(block, buffer.getBuffer());
+    void* taken = nullptr;
+    unsigned long length = 0;
+    buffer.takeBuffer(length, taken);
+    EXPECT_EQ(block, taken);
+    EXPECT_EQ(3U, length);
+    EXPECT_EQ(0U, buffer.getLength());
+    EXPECT_EQ(nullptr, buffer.getBuffer());
+    std::free(taken);
+}
+
+TEST(BufferTest, NullDataOfSomeLengthIsRefusedAndChangesNothing) {
+    ZBuffer buffer = bufferOf("abc");
+    EXPECT_EQ(invalidParameter, thrownBy([&] { buffer.setBuffer(1, nullptr); }));
+    EXPECT_EQ(invalidParameter, thrownBy([&] { buffer.setBufferNoCopy(1, nullptr); }));
+    EXPECT_EQ(invalidParameter, thrownBy([&] { ZBuffer const made(1, nullptr); }));
+    EXPECT_EQ("abc", bytes(buffer));
+}
+
+TEST(BufferTest, LengthAbove32BitsIsRefusedAndChangesNothing) {
+    constexpr unsigned long tooLong = std::numeric_limits<unsigned long>::max() - 3;
+    if (sizeof tooLong == sizeof(unsigned int)) GTEST_SKIP() << "every length fits";
+    ZBuffer buffer = bufferOf("abc");
+    char other[1] = {};
+    ZConstBuffer view(3, buffer);
+    EXPECT_EQ(outOfMemory, thrownBy([&] { buffer.setLength(tooLong); }));
+    EXPECT_EQ(outOfMemory, thrownBy([&] { buffer.setBuffer(tooLong, other); }));
+    EXPECT_EQ(outOfMemory, thrownBy([&] { buffer.setBufferNoCopy(tooLong, other); }));
+    EXPECT_EQ(outOfMemory, thrownBy([&] { view.setLength(tooLong); }));
+    EXPECT_EQ(outOfMemory, thrownBy([&] { view.setBuffer(tooLong, other); }));
+    EXPECT_EQ(outOfMemory, thrownBy([&] { ZConstBuffer const made(tooLong, other); }));
+    EXPECT_EQ("abc", bytes(buffer));
+    EXPECT_EQ("abc", bytes(view));
+}
+
+TEST(BufferTest, ShorterIsSmallerThenTheFirstDifferentByteDecides) {
+    struct Row {
+        char const *left, *right;
+        int expected;
+    };
+    for (Row const& row : {Row{"", "", 0}, Row{"", "a", -1}, Row{"b", "aa", -1}, Row{"ab", "ab", 0},
+                           Row{"ab", "ac", -1}, Row{"\xff", "a", 1}}) {
+        ZBuffer const left = bufferOf(row.left);
+        ZBuffer const right = bufferOf(row.right);
+        EXPECT_EQ(row.expected, left.compare(right)) << row.left << " and " << row.right;
+        EXPECT_EQ(-row.expected, right.compare(left)) << row.left << " and " << row.right;
+        EXPECT_EQ(0, left.compare(ZConstBuffer(left.getLength(), left)));
+    }
+    EXPECT_NE(0, ZBuffer("a").compare(ZObject()));
+}
+
+TEST(BufferTest, ViewNeitherCopiesNorFrees) {
+    char text[] = "abc";
+    ZConstBuffer view(3, text);
+    std::unique_ptr<ZObject> const copy(view.clone());
+    EXPECT_EQ(text, dynamic_cast<ZConstBuffer&>(*copy).getBuffer());
+    view.setLength(2);
+    EXPECT_EQ("ab", bytes(view));
+    view.setBuffer(1, text + 1);
+    void* taken = nullptr;
+    unsigned long length = 0;
+    view.takeBuffer(length, taken);
+    EXPECT_EQ(text + 1, taken);
+    EXPECT_EQ(1U, length);
+    EXPECT_EQ(nullptr, view.getBuffer());
+    EXPECT_EQ(0U, view.getLength());
+}
+
+TEST(ChecksumTest, StartsAndStandsStill) {
+    unsigned char const data[] = {1};
+    for (unsigned long const adler : {1UL, 0UL, 0x12345678UL, 0xffffffffUL}) {
+        EXPECT_EQ(1U, ZAdler32::adler32(adler, nullptr, 5));
+        EXPECT_EQ(1U, ZAdler32::adler32(adler, nullptr, 0));
+        EXPECT_EQ(adler, ZAdler32::adler32(adler, data, 0));
+    }
+}
+
+TEST(ChecksumTest, AgreesWithZlib) {
+    std::mt19937 random(1);
+    std::vector<unsigned char> data(40000, 0xff);
+    for (bool const greatest : {true, false}) {
+        for (unsigned int length = 1; length < 6000; length += length < 200 ? 1 : 37) {
+            unsigned char const* const start = data.data() + length % 16;
+            for (unsigned long const adler : {1UL, 0xfff0fff0UL, 0xffffffffUL})
+                ASSERT_EQ(::adler32(adler, start, length), ZAdler32::adler32(adler, start, length))
+                    << "length " << length << ", from " << adler;
+        }
+        unsigned long const whole = ZAdler32::adler32(1, data.data(), 40000);
+        EXPECT_EQ(::adler32(1, data.data(), 40000), whole) << (greatest ? "all ones" : "random");
+        unsigned long const half = ZAdler32::adler32(1, data.data(), 17001);
+        EXPECT_EQ(whole, ZAdler32::adler32(half, data.data() + 17001, 22999));
+        for (auto& byte : data)
+            byte = static_cast<unsigned char>(random());
+    }
+}
+
+}  // namespace

@@ -1,0 +1,313 @@
+#include "Z/ZList.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <numeric>
+#include <random>
+#include <vector>
+
+#include "Z/ZStack.h"
+#include "support/objects.h"
+
+using namespace testsupport;
+
+namespace {
+
+class ListTest : public ObjectsTest {};
+class StackTest : public ObjectsTest {};
+class ListIteratorTest : public ObjectsTest {};
+
+using Values = std::vector<int>;
+
+TEST_F(ListTest, GrowsByHalfOfItself) {
+    ZArrayList list(0, 1);
+    std::vector<unsigned int> capacities = {list.capacity()};
+    for (int i = 0; i < 16; ++i) {
+        list.addNoCopy(new Number(i));
+        if (list.capacity() != capacities.back()) capacities.push_back(list.capacity());
+    }
+    EXPECT_EQ((std::vector<unsigned int>{1, 2, 3, 4, 6, 9, 13, 19}), capacities);
+    EXPECT_EQ(4U, ZArrayList(4, 0).capacity());
+}
+
+TEST_F(ListTest, OwningKeepsClones) {
+    ZArrayList list(4, 1);
+    {
+        Number one(1);
+        list.add(&one);
+        list.add(0, &one);
+        EXPECT_NE(&one, list.get(0));
+        EXPECT_EQ(3, Number::alive);
+    }
+    EXPECT_EQ((Values{1, 1}), valuesOf(list));
+}
+
+TEST_F(ListTest, OtherKeepsThePointersAndDeletesNothing) {
+    Number one(1);
+    Number two(2);
+    {
+        ZArrayList list(1, 0);
+        list.add(&one);
+        list.add(0, &two);
+        list.set(0, &one);
+        list.remove(0);
+        list.addList(list);
+        EXPECT_EQ(&one, list.get(1));
+        list.removeAll();
+        EXPECT_TRUE(list.isEmpty());
+        list.add(&two);
+    }
+    EXPECT_EQ(2, Number::alive);
+}
+
+TEST_F(ListTest, BadIndexIsIgnored) {
+    ZArrayList list(2, 1);
+    fill(list, {1, 2});
+    Number spare(3);
+    for (unsigned int const bad : {2U, 3U, ~0U}) {
+        list.set(bad, &spare);
+        list.setNoCopy(bad, &spare);
+        if (bad != 2) list.add(bad, &spare);
+        if (bad != 2) list.addNoCopy(bad, &spare);
+        list.remove(bad);
+        list.swap(0, bad);
+        list.swap(bad, 1);
+        EXPECT_EQ(nullptr, list.get(bad));
+    }
+    list.remove(-1);
+    EXPECT_EQ((Values{1, 2}), valuesOf(list));
+    EXPECT_EQ(3, Number::alive);
+}
+
+TEST_F(ListTest, MemberOverItselfAndNullAreHarmless) {
+    ZArrayList list(1, 1);
+    list.add(nullptr);
+    fill(list, {1});
+    list.set(1, list.get(1));
+    list.setNoCopy(1, list.get(1));
+    list.add(list.get(1));
+    EXPECT_EQ((Values{noNumber, 1, 1}), valuesOf(list));
+    EXPECT_EQ(0, list.indexOf(static_cast<ZObject const*>(nullptr)));
+    list.remove(list.get(1));
+    EXPECT_EQ((Values{noNumber, 1}), valuesOf(list));
+}
+
+/// One random step on list and model; the model knows the effect of every operation.
+void step(ZArrayList& list, Values& model, std::mt19937& random) {
+    auto const below = [&](std::size_t n) { return static_cast<unsigned int>(random() % n); };
+    Number number(static_cast<int>(below(8)));
+    unsigned int const at = below(model.size() + 2);
+    auto const place =
+        model.begin() + std::min<std::ptrdiff_t>(at, static_cast<std::ptrdiff_t>(model.size()));
+    bool const there = at < model.size();
+    switch (below(9)) {  // more is added than removed
+        case 0:
+        case 1:
+            list.add(&number);
+            model.push_back(number.value);
+            break;
+        case 2:
+        case 3:
+            list.add(at, &number);
+            if (at <= model.size()) model.insert(place, number.value);
+            break;
+        case 4:
+            list.set(at, &number);
+            if (there) *place = number.value;
+            break;
+        case 5:
+            list.remove(at);
+            if (there) model.erase(place);
+            break;
+        case 6: {
+            list.remove(&number);
+            auto const found = std::find(model.begin(), model.end(), number.value);
+            if (found != model.end()) model.erase(found);
+            break;
+        }
+        case 7:
+            list.swap(at, 0);
+            if (there) std::swap(*place, model.front());
+            break;
+        default:
+            if (model.size() > 40) list.removeAll(), model.clear();
+    }
+}
+
+TEST_F(ListTest, DoesWhatAVectorDoes) {
+    ZArrayList list(1, 1);
+    Values model;
+    std::mt19937 random(1);
+    for (int i = 0; i < 5000; ++i) {
+        step(list, model, random);
+        ASSERT_EQ(model, valuesOf(list)) << "step " << i;
+        ASSERT_EQ(static_cast<int>(model.size()), Number::alive);
+        Number const probe(3);
+        auto const first = std::find(model.begin(), model.end(), 3);
+        auto const last = std::find(model.rbegin(), model.rend(), 3);
+        ASSERT_EQ(first == model.end() ? -1 : first - model.begin(), list.indexOf(&probe));
+        ASSERT_EQ(model.rend() - last - 1, list.lastIndexOf(&probe));
+        ASSERT_EQ(first != model.end(), list.contains(&probe));
+    }
+}
+
+TEST_F(ListTest, SubListIsCutToTheSize) {
+    ZArrayList list(1, 1);
+    fill(list, {0, 1, 2, 3});
+    struct Row {
+        unsigned int from, to;
+        Values expected;
+    };
+    for (Row const& row : {Row{1, 3, {1, 2}}, Row{2, 99, {2, 3}}, Row{3, 1, {}}, Row{9, 12, {}}}) {
+        ZArrayList out(1, 1);
+        list.subList(out, row.from, row.to);
+        EXPECT_EQ(row.expected, valuesOf(out));
+    }
+    list.subList(list, 0, 99);
+    EXPECT_EQ((Values{0, 1, 2, 3, 0, 1, 2, 3}), valuesOf(list));
+}
+
+TEST_F(ListTest, FailedCloneLeavesTheListAsItWas) {
+    ZArrayList list(1, 1);
+    fill(list, {1, 2, 3});
+    ZArrayList other(1, 1);
+    fill(other, {7});
+    Number spare(9);
+    auto const failsAfter = [&](int clones, auto action) {
+        Number::clonesLeft = clones;
+        EXPECT_EQ(notClonable, thrownBy(action));
+        EXPECT_EQ((Values{1, 2, 3}), valuesOf(list));
+        EXPECT_EQ((Values{7}), valuesOf(other));
+        EXPECT_EQ(5, Number::alive);
+    };
+    failsAfter(0, [&] { list.add(&spare); });
+    failsAfter(0, [&] { list.add(1, &spare); });
+    failsAfter(0, [&] { list.set(1, &spare); });
+    failsAfter(2, [&] { other.addList(list); });
+    failsAfter(2, [&] { list.addList(list); });
+    failsAfter(1, [&] { list.subList(other, 0, 2); });
+    failsAfter(2, [&] { other = list; });
+    failsAfter(2, [&] { ZArrayList const copy(list); });
+}
+
+TEST_F(ListTest, CopyOfAnOwningOneIsDeepOfAnotherShared) {
+    ZArrayList owning(7, 1);
+    fill(owning, {1, 2, noNumber});
+    std::unique_ptr<ZObject> const copy(owning.clone());
+    auto const& cloned = dynamic_cast<ZArrayList const&>(*copy);
+    EXPECT_EQ(valuesOf(owning), valuesOf(cloned));
+    EXPECT_NE(owning.get(0), cloned.get(0));
+    EXPECT_EQ(7U, cloned.capacity());
+
+    ZArrayList sharing(1, 0);
+    sharing.addList(owning);
+    ZArrayList const second(sharing);
+    EXPECT_EQ(owning.get(0), second.get(0));
+    owning = cloned;
+    EXPECT_EQ((Values{1, 2, noNumber}), valuesOf(owning));
+}
+
+/// What a shuffle seeded with `seed` makes of 0 to `size` - 1.
+Values shuffled(int size, std::time_t seed) {
+    Values values(static_cast<std::size_t>(size));
+    std::iota(values.begin(), values.end(), 0);
+    std::srand(static_cast<unsigned int>(seed));
+    for (int i = size - 1; i >= 1; --i)
+        std::swap(values[static_cast<unsigned>(i)],
+                  values[static_cast<unsigned>(std::rand() % (i + 1))]);
+    return values;
+}
+
+TEST_F(ListTest, ShuffleIsSeededWithTheTimeAtEachCall) {
+    ZArrayList list(1, 1);
+    Values all(50);
+    std::iota(all.begin(), all.end(), 0);
+    fill(list, all);
+    std::time_t const before = std::time(nullptr);
+    list.shuffle();
+    std::time_t const after = std::time(nullptr);
+    Values const result = valuesOf(list);
+    bool known = false;
+    for (std::time_t seed = before; seed <= after; ++seed)
+        known = known || result == shuffled(50, seed);
+    EXPECT_TRUE(known) << "not the order of any second between " << before << " and " << after;
+    ZArrayList(1, 0).shuffle();
+}
+
+TEST_F(ListIteratorTest, WalksBacksUpAndRemoves) {
+    ZArrayList list(1, 1);
+    fill(list, {1, 2, 3, 4});
+    ZListIterator iterator(list);
+    EXPECT_EQ(-1, iterator.indexOf());
+    iterator.backUp();
+    list.remove(iterator);
+    EXPECT_EQ(1, valueOf(iterator.getNext()));
+    EXPECT_EQ(2, valueOf(iterator.getNext()));
+    EXPECT_EQ(1, list.indexOf(iterator));
+    iterator.backUp();
+    EXPECT_EQ(2, valueOf(iterator.getNext()));
+    list.remove(iterator);
+    EXPECT_EQ(3, valueOf(iterator.getNext()));
+    EXPECT_EQ((Values{1, 3, 4}), valuesOf(list));
+    EXPECT_EQ(4, valueOf(iterator.getNext()));
+    EXPECT_FALSE(iterator.hasMore());
+    EXPECT_EQ(nullptr, iterator.getNext());
+    iterator.reset();
+    EXPECT_EQ(1, valueOf(iterator.getNext()));
+}
+
+TEST_F(ListIteratorTest, OfAnotherOrAShorterListRemovesNothing) {
+    ZArrayList list(1, 1);
+    fill(list, {1, 2});
+    ZArrayList twin(list);
+    ZListIterator iterator(list);
+    while (iterator.hasMore())
+        iterator.getNext();
+    twin.remove(iterator);
+    list.remove(1);
+    list.remove(iterator);
+    EXPECT_EQ((Values{1}), valuesOf(list));
+    EXPECT_EQ((Values{1, 2}), valuesOf(twin));
+    EXPECT_FALSE(iterator.hasMore());
+}
+
+TEST_F(ListIteratorTest, FindNextGoesOnBehindTheLastHit) {
+    ZArrayList list(1, 1);
+    fill(list, {5, noNumber, 1, 5, 2});
+    ZListIterator iterator(list);
+    Number const five(5);
+    EXPECT_EQ(list.get(0), iterator.findNext(five));
+    EXPECT_EQ(list.get(3), iterator.findNext(five));
+    EXPECT_EQ(nullptr, iterator.findNext(five));
+    EXPECT_FALSE(iterator.hasMore());
+}
+
+TEST_F(StackTest, GivesTheLastFirstAndOwnsNothing) {
+    Number one(1);
+    Number two(2);
+    ZArrayStack stack(0);
+    EXPECT_EQ(nullptr, stack.pop());
+    stack.push(&one);
+    stack.push(&two);
+    ZArrayStack copy(stack);
+    EXPECT_EQ(&two, stack.pop());
+    EXPECT_EQ(&one, stack.pop());
+    EXPECT_EQ(nullptr, stack.pop());
+    copy.popall();
+    EXPECT_EQ(0U, copy.size());
+}
+
+TEST_F(StackTest, PopallEndsAtANullMember) {
+    Number one(1);
+    ZArrayStack stack(1);
+    stack.push(&one);
+    stack.push(nullptr);
+    stack.push(&one);
+    stack.popall();
+    EXPECT_EQ(1U, stack.size());
+}
+
+}  // namespace

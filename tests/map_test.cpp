@@ -1,0 +1,300 @@
+#include "Z/ZMap.h"
+
+#include <limits>
+#include <map>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "Z/ZKeyMap.h"
+#include "support/objects.h"
+
+using namespace testsupport;
+
+namespace {
+
+using Values = std::vector<int>;
+
+class ArrayMapTest : public ObjectsTest {};
+class HashMapTest : public ObjectsTest {};
+class KeyEntryTest : public ObjectsTest {};
+class KeyMapTest : public ObjectsTest {};
+class MapIteratorTest : public ObjectsTest {};
+
+void put(ZMap& map, Values const& values) {
+    for (int const value : values) {
+        Number number(value);
+        map.putEntry(&number);
+    }
+}
+
+Values listed(ZMap const& map) {
+    ZArrayList list(1, 0);
+    map.list(list);
+    return valuesOf(list);
+}
+
+/// What holds for both kinds of map, owning ones.
+void checkOwningMap(ZMap& map) {
+    EXPECT_TRUE(map.isEmpty());
+    put(map, {1, 2, 3, 2, 1});
+    EXPECT_EQ(3U, map.size());
+    EXPECT_EQ(3, Number::alive);
+    Number two(2);
+    Number nine(9);
+    EXPECT_EQ(2, valueOf(map.getEntry(&two)));
+    EXPECT_NE(&two, map.getEntry(&two));
+    EXPECT_EQ(nullptr, map.getEntry(&nine));
+    map.putEntry(map.getEntry(&two));
+    map.removeEntry(&nine);
+    map.removeEntry(map.getEntry(&two));
+    EXPECT_FALSE(map.contains(&two));
+    EXPECT_EQ((Values{1, 3}), listed(map));
+
+    Number::clonesLeft = 0;
+    EXPECT_EQ(notClonable, thrownBy([&] { map.putEntry(&two); }));
+    Number one(1);
+    EXPECT_EQ(notClonable, thrownBy([&] { map.putEntry(&one); }));
+    Number::clonesLeft = -1;
+    EXPECT_EQ((Values{1, 3}), listed(map));
+
+    EXPECT_FALSE(map.contains(nullptr));
+    map.putEntry(nullptr);
+    map.putEntry(nullptr);
+    EXPECT_EQ(3U, map.size());
+    EXPECT_TRUE(map.contains(nullptr));
+    map.removeEntry(nullptr);
+    map.putAll(map);
+    EXPECT_EQ((Values{1, 3}), listed(map));
+    map.removeAll();
+    EXPECT_TRUE(map.isEmpty());
+    put(map, {4, 5});
+}
+
+TEST_F(ArrayMapTest, OwningHoldsOneCloneForEqualEntries) {
+    ZArrayMap map(1, 1);
+    checkOwningMap(map);
+}
+
+TEST_F(HashMapTest, OwningHoldsOneCloneForEqualEntries) {
+    ZHashMap map(4, 1);
+    checkOwningMap(map);
+}
+
+TEST_F(ArrayMapTest, KeepsTheOrderOfInsertion) {
+    ZArrayMap map(1, 1);
+    put(map, {5, 1, 4, 1, 3});
+    EXPECT_EQ((Values{5, 1, 4, 3}), listed(map));
+    ZArrayMapIterator iterator(map);
+    Number const four(4);
+    EXPECT_EQ(map.getEntry(&four), iterator.findNext(four));
+    EXPECT_EQ(2, map.getIndex(&four));
+}
+
+TEST_F(HashMapTest, HasOneAndAHalfTimesItsSizeInBuckets) {
+    struct Row {
+        unsigned int size;
+        int buckets;
+    };
+    for (Row const& row : {Row{0, 3}, Row{1, 3}, Row{2, 3}, Row{3, 4}, Row{7, 10}, Row{10, 15},
+                           Row{100, 150}, Row{1000, 1500}}) {
+        // As many as there are buckets falls into the first one, one less into the last.
+        ZHashMap map(row.size, 1);
+        put(map, {row.buckets - 1, row.buckets});
+        EXPECT_EQ((Values{row.buckets, row.buckets - 1}), listed(map)) << row.size;
+    }
+}
+
+TEST_F(HashMapTest, MoreBucketsThanAnIndexCouldTellIsOutOfMemory) {
+    // Times 3 / 2 in 32 bits the last ones would come to a handful of buckets.
+    for (unsigned int const size :
+         {std::numeric_limits<unsigned int>::max(), 1431655766U, 2863311531U, 2863311532U})
+        EXPECT_EQ(outOfMemory, thrownBy([&] { ZHashMap const map(size, 0); }));
+}
+
+TEST_F(HashMapTest, NonOwningFindsByIdentityWhereObjectsHaveNoContent) {
+    ZObject first;
+    ZObject second;
+    ZHashMap map(2, 0);
+    map.putEntry(&first);
+    map.putEntry(&second);
+    map.putEntry(&first);
+    EXPECT_EQ(2U, map.size());
+    EXPECT_EQ(&second, map.getEntry(&second));
+}
+
+TEST_F(HashMapTest, CopyAndPutAllHoldTheirOwnClones) {
+    ZHashMap map(2, 1);
+    put(map, {1, 2, 3, 4, 5});
+    std::unique_ptr<ZObject> const copy(map.clone());
+    auto& cloned = dynamic_cast<ZHashMap&>(*copy);
+    ZArrayMap other(1, 1);
+    other.putAll(map);
+    EXPECT_EQ(15, Number::alive);
+    map.removeAll();
+    EXPECT_EQ(listed(other), listed(cloned));
+    EXPECT_EQ(5U, cloned.size());
+    map = cloned;
+    EXPECT_EQ(5U, map.size());
+    ZArrayList full(1, 1);
+    Number::clonesLeft = 4;
+    EXPECT_EQ(notClonable, thrownBy([&] { map.list(full); }));
+    EXPECT_TRUE(full.isEmpty());
+}
+
+TEST_F(MapIteratorTest, WalksTheEntriesOfTheTimeItWasMade) {
+    ZHashMap map(4, 1);
+    put(map, {1, 2});
+    ZMapIterator iterator(map);
+    put(map, {3});
+    EXPECT_EQ(1, valueOf(iterator.getNext()));
+    EXPECT_EQ(2, valueOf(iterator.getNext()));
+    EXPECT_FALSE(iterator.hasMore());
+    EXPECT_EQ(nullptr, iterator.getNext());
+    iterator.reset();
+    EXPECT_EQ(1, valueOf(iterator.getNext()));
+}
+
+TEST_F(KeyEntryTest, ComparesKeysAlone) {
+    Number one(1);
+    Number two(2);
+    ZKeyEntry const low(&one, &two, 0);
+    ZKeyEntry const high(&two, nullptr, 0);
+    ZKeyEntry const none(nullptr, &one, 0);
+    EXPECT_LT(low.compare(high), 0);
+    EXPECT_LT(none.compare(low), 0);
+    EXPECT_GT(low.compare(none), 0);
+    EXPECT_EQ(0, none.compare(ZKeyEntry(nullptr, &two, 0)));
+    EXPECT_TRUE(low.equals(ZKeyEntry(&one, nullptr, 0)));
+    EXPECT_FALSE(low.equals(high));
+    EXPECT_FALSE(low.equals(one));
+    EXPECT_NE(0, low.compare(one));
+    EXPECT_EQ(0U, none.hash());
+}
+
+TEST_F(KeyEntryTest, DifferentKeptHashesAreDifferentKeys) {
+    Number one(1);
+    ZKeyEntry const hashed(&one, nullptr, 0);
+    ZKeyEntry const fresh(&one, nullptr, 0);
+    EXPECT_EQ(1U, hashed.hash());
+    EXPECT_FALSE(hashed.equals(fresh));
+    std::unique_ptr<ZObject> const copy(hashed.clone());
+    EXPECT_TRUE(hashed.equals(*copy));
+}
+
+TEST_F(KeyEntryTest, CopyingHoldsClonesAndKeepsANullValue) {
+    auto key = std::make_unique<Number>(1);
+    ZKeyEntry entry(key.get(), nullptr, 1);
+    key.reset();
+    std::unique_ptr<ZObject> const copy(entry.clone());
+    EXPECT_EQ(1, valueOf(dynamic_cast<ZKeyEntry&>(*copy).getKey()));
+    EXPECT_EQ(nullptr, dynamic_cast<ZKeyEntry&>(*copy).getValue());
+    EXPECT_EQ(2, Number::alive);
+    Number two(2);
+    ZKeyEntry const full(&two, &two, 1);
+    for (int const clones : {0, 1}) {
+        Number::clonesLeft = clones;
+        EXPECT_EQ(notClonable, thrownBy([&] { entry = full; }));
+    }
+    EXPECT_EQ(1, valueOf(entry.getKey()));
+    Number::clonesLeft = -1;
+    entry = full;
+    EXPECT_EQ(2, valueOf(entry.getValue()));
+}
+
+TEST_F(KeyMapTest, CopyingHoldsItsOwnPairs) {
+    ZHashKeyMap map(10, 1);
+    {
+        Number key(1);
+        Number value(10);
+        map.putEntry(&key, &value);
+    }
+    Number const key(1);
+    EXPECT_EQ(10, valueOf(map.getEntry(&key)));
+    map.putEntry(&key, map.getEntry(&key));
+    EXPECT_EQ(10, valueOf(map.getEntry(&key)));
+    EXPECT_EQ(3, Number::alive);
+    map.removeEntry(&key);
+    EXPECT_EQ(1, Number::alive);
+}
+
+TEST_F(KeyMapTest, OtherGivesTheCallersPointersBack) {
+    Number key(1);
+    Number value(10);
+    ZHashKeyMap map(10, 0);
+    map.putEntry(&key, &value);
+    map.putEntry(nullptr, &value);
+    EXPECT_EQ(&value, map.getEntry(&key));
+    EXPECT_EQ(&value, map.getEntry(nullptr));
+    map.putEntry(nullptr, nullptr);
+    EXPECT_EQ(nullptr, map.getEntry(nullptr));
+    EXPECT_TRUE(map.contains(nullptr));
+    map.removeEntry(nullptr);
+    EXPECT_EQ(1U, map.size());
+    ZArrayList keys(1, 0);
+    map.listKeys(keys);
+    EXPECT_EQ(&key, keys.get(0));
+}
+
+TEST_F(KeyMapTest, FailedCloneLeavesTheMapAsItWas) {
+    ZHashKeyMap map(2, 1);
+    Number key(1);
+    Number value(10);
+    map.putEntry(&key, &value);
+    Number other(2);
+    for (int const clones : {0, 1}) {
+        Number::clonesLeft = clones;
+        EXPECT_EQ(notClonable, thrownBy([&] { map.putEntry(&key, &other); }));
+        Number::clonesLeft = clones;
+        EXPECT_EQ(notClonable, thrownBy([&] { map.putEntry(&other, &key); }));
+        EXPECT_EQ(1U, map.size());
+        EXPECT_EQ(10, valueOf(map.getEntry(&key)));
+        EXPECT_EQ(5, Number::alive);
+    }
+}
+
+TEST_F(KeyMapTest, ListsKeysAndValuesInOneOrderAndPutsAll) {
+    ZHashKeyMap map(3, 1);
+    for (int i = 0; i < 20; ++i) {
+        Number const key(i);
+        Number const value(100 + i);
+        map.putEntry(&key, &value);
+    }
+    ZHashKeyMap other(50, 1);
+    other.putAll(map);
+    other.putAll(other);
+    std::unique_ptr<ZObject> const copy(other.clone());
+    map.removeAll();
+    EXPECT_TRUE(map.isEmpty());
+    ZArrayList keys(1, 0);
+    ZArrayList values(1, 0);
+    dynamic_cast<ZHashKeyMap&>(*copy).listKeys(keys);
+    dynamic_cast<ZHashKeyMap&>(*copy).listObjects(values);
+    ASSERT_EQ(20U, keys.size());
+    for (unsigned int i = 0; i < 20; ++i)
+        EXPECT_EQ(valueOf(keys.get(i)) + 100, valueOf(values.get(i)));
+}
+
+TEST_F(KeyMapTest, DoesWhatAStandardMapDoes) {
+    ZHashKeyMap map(7, 1);
+    std::map<int, int> model;
+    std::mt19937 random(3);
+    for (int i = 0; i < 20000; ++i) {
+        Number const key(static_cast<int>(random() % 200) - 100);
+        Number const value(i);
+        if (random() % 3 != 0) {
+            map.putEntry(&key, &value);
+            model[key.value] = i;
+        } else {
+            map.removeEntry(&key);
+            model.erase(key.value);
+        }
+        Number const probe(static_cast<int>(random() % 200) - 100);
+        auto const found = model.find(probe.value);
+        ASSERT_EQ(found != model.end(), map.contains(&probe));
+        ASSERT_EQ(found != model.end() ? found->second : noNumber, valueOf(map.getEntry(&probe)));
+        ASSERT_EQ(model.size(), map.size());
+    }
+}
+
+}  // namespace

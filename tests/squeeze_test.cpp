@@ -1,0 +1,204 @@
+#include "Z/ZSqueeze.h"
+
+// Behind the class, whose members have the names of zlib's functions.
+#include <zlib.h>
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "Z/ZAdler32.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+Bytes sample(std::size_t size, unsigned int letters) {
+    std::mt19937 random(static_cast<unsigned int>(size));
+    Bytes bytes(size);
+    for (auto& byte : bytes)
+        byte = static_cast<unsigned char>(random() % letters);
+    return bytes;
+}
+
+/// Bytes of the result, or the status in `status`.
+Bytes squeezed(Bytes source, int level = -1) {
+    ZSqueeze squeeze;
+    squeeze.setLevel(level);
+    squeeze.setSource(source.data(), source.size());
+    Bytes dest(source.size() + 1000);
+    long const length = squeeze.squeeze(dest.data(), dest.size());
+    EXPECT_GT(length, 0);
+    dest.resize(static_cast<std::size_t>(length));
+    return dest;
+}
+
+long unsqueezed(Bytes source, Bytes& dest) {
+    ZSqueeze squeeze;
+    squeeze.setSource(source.data(), source.size());
+    return squeeze.unsqueeze(dest.data(), dest.size());
+}
+
+TEST(SqueezeTest, GivesTheSameBytesBackAtEveryLevel) {
+    for (Bytes const& source :
+         {Bytes{}, Bytes{7}, sample(100, 4), sample(100000, 3), sample(9999, 256)}) {
+        for (int level = -1; level <= 9; ++level) {
+            Bytes dest(source.size());
+            EXPECT_EQ(static_cast<long>(source.size()), unsqueezed(squeezed(source, level), dest));
+            EXPECT_EQ(source, dest);
+        }
+    }
+}
+
+TEST(SqueezeTest, WritesOneZlibStreamAndNothingElse) {
+    Bytes const source = sample(5000, 5);
+    Bytes const stream = squeezed(source);
+    EXPECT_EQ(0x78, stream[0]);  // deflate with a history of 32 KB
+    EXPECT_EQ(0, (stream[0] * 256 + stream[1]) % 31);
+    unsigned long trailer = 0;
+    for (std::size_t i = stream.size() - 4; i < stream.size(); ++i)
+        trailer = trailer << 8 | stream[i];
+    EXPECT_EQ(ZAdler32::adler32(1, source.data(), 5000), trailer);
+}
+
+TEST(SqueezeTest, TooLittleRoomIsABufferError) {
+    Bytes source = sample(600, 4);
+    Bytes const stream = squeezed(source);
+    ZSqueeze squeeze;
+    squeeze.setSource(source.data(), source.size());
+    for (std::size_t room = 0; room < stream.size(); ++room) {
+        Bytes dest(room);
+        EXPECT_EQ(-5, squeeze.squeeze(dest.data(), room)) << room;
+    }
+    for (std::size_t room = 0; room < source.size(); ++room) {
+        Bytes dest(room);
+        EXPECT_EQ(-5, unsqueezed(stream, dest)) << room;
+    }
+}
+
+TEST(SqueezeTest, DamagedInputIsNegativeAndFailuresLeaveTheLength) {
+    Bytes const source = sample(600, 4);
+    Bytes const stream = squeezed(source);
+    Bytes dest(source.size());
+    for (std::size_t length = 0; length < stream.size(); ++length)
+        EXPECT_LT(
+            unsqueezed(Bytes(stream.begin(), stream.begin() + static_cast<long>(length)), dest), 0);
+    for (std::size_t i = 0; i < stream.size(); ++i) {
+        Bytes damaged = stream;
+        damaged[i] ^= 0x55;
+        EXPECT_LT(unsqueezed(damaged, dest), 0) << "byte " << i;
+    }
+    Bytes trailer = stream;
+    trailer.back() ^= 1;
+    unsigned long room = dest.size();
+    EXPECT_EQ(-3, ZSqueeze().uncompress(dest.data(), &room, trailer.data(), trailer.size()));
+    EXPECT_EQ(dest.size(), room);
+}
+
+TEST(SqueezeTest, BadArgumentsAreStatuses) {
+    Bytes source = sample(10, 4);
+    Bytes dest(100);
+    unsigned long room = dest.size();
+    ZSqueeze squeeze;
+    EXPECT_EQ(-2, squeeze.compress(dest.data(), nullptr, source.data(), 10));
+    EXPECT_EQ(-2, squeeze.uncompress(dest.data(), nullptr, source.data(), 10));
+    EXPECT_EQ(-2, squeeze.compress(nullptr, &room, source.data(), 10));
+    EXPECT_EQ(-2, squeeze.compress(dest.data(), &room, nullptr, 10));
+    squeeze.setLevel(10);
+    EXPECT_EQ(-2, squeeze.compress(dest.data(), &room, source.data(), 10));
+    ZSqueeze const copy(squeeze);
+    EXPECT_EQ(-2, copy.compress(dest.data(), &room, source.data(), 10));
+    EXPECT_EQ(dest.size(), room);
+}
+
+TEST(SqueezeTest, BlocksAbove4GiBAreRefusedUnread) {
+    constexpr unsigned long tooLong = std::numeric_limits<unsigned long>::max() - 9;
+    if (sizeof tooLong == sizeof(unsigned int)) GTEST_SKIP() << "every length fits";
+    Bytes block(10);
+    ZSqueeze squeeze;
+    unsigned long room = tooLong;
+    EXPECT_EQ(-5, squeeze.compress(block.data(), &room, block.data(), 10));
+    EXPECT_EQ(-5, squeeze.uncompress(block.data(), &room, block.data(), 10));
+    room = 10;
+    EXPECT_EQ(-5, squeeze.compress(block.data(), &room, block.data(), tooLong));
+    EXPECT_EQ(-5, squeeze.uncompress(block.data(), &room, block.data(), tooLong));
+    squeeze.setSource(block.data(), tooLong);
+    EXPECT_EQ(-5, squeeze.squeeze(block.data(), 10));
+    EXPECT_EQ(-5, squeeze.unsqueeze(block.data(), 10));
+}
+
+z_stream over(Bytes& in, Bytes& out) {
+    z_stream stream{};
+    stream.next_in = in.data();
+    stream.avail_in = static_cast<unsigned int>(in.size());
+    stream.next_out = out.data();
+    stream.avail_out = static_cast<unsigned int>(out.size());
+    return stream;
+}
+
+Bytes deflatedWithDictionary(Bytes source, Bytes const& dictionary) {
+    Bytes out(source.size() + 100);
+    z_stream stream = over(source, out);
+    EXPECT_EQ(0, ZSqueeze::deflateInit_(&stream, 9, ZSqueeze::zlibVersion(), sizeof stream));
+    EXPECT_EQ(0, ZSqueeze::deflateSetDictionary(&stream, dictionary.data(),
+                                                static_cast<unsigned int>(dictionary.size())));
+    EXPECT_EQ(1, ZSqueeze::deflate(&stream, Z_FINISH));
+    out.resize(stream.total_out);
+    EXPECT_EQ(0, ZSqueeze::deflateEnd(&stream));
+    return out;
+}
+
+TEST(StreamTest, DictionaryIsAskedForAndWholeBlocksCallItCorrupt) {
+    Bytes const source = sample(300, 4);
+    Bytes stream = deflatedWithDictionary(source, source);
+    Bytes dest(source.size());
+    EXPECT_EQ(-3, unsqueezed(stream, dest));
+    z_stream inflating = over(stream, dest);
+    ASSERT_EQ(0, ZSqueeze::inflateInit_(&inflating, ZLIB_VERSION, sizeof inflating));
+    EXPECT_EQ(Z_NEED_DICT, ZSqueeze::inflate(&inflating, Z_FINISH));
+    EXPECT_EQ(0, ZSqueeze::inflateSetDictionary(&inflating, source.data(), 300));
+    EXPECT_EQ(1, ZSqueeze::inflate(&inflating, Z_FINISH));
+    EXPECT_EQ(0, ZSqueeze::inflateEnd(&inflating));
+    EXPECT_EQ(source, dest);
+}
+
+TEST(StreamTest, CopiedResetAndTunedStreamsGoOn) {
+    Bytes source = sample(1000, 4);
+    Bytes out(3000);
+    z_stream stream = over(source, out);
+    ASSERT_EQ(0, ZSqueeze::deflateInit2_(&stream, 1, Z_DEFLATED, 15, 8, Z_DEFAULT_STRATEGY,
+                                         ZLIB_VERSION, sizeof stream));
+    z_stream copy{};
+    EXPECT_EQ(0, ZSqueeze::deflateCopy(&copy, &stream));
+    EXPECT_EQ(0, ZSqueeze::deflateParams(&stream, 9, Z_DEFAULT_STRATEGY));
+    EXPECT_EQ(1, ZSqueeze::deflate(&stream, Z_FINISH));
+    EXPECT_EQ(0, ZSqueeze::deflateReset(&stream));
+    EXPECT_EQ(0, ZSqueeze::deflateEnd(&stream));
+    EXPECT_EQ(1, ZSqueeze::deflate(&copy, Z_FINISH));
+    out.resize(copy.total_out);
+    EXPECT_EQ(0, ZSqueeze::deflateEnd(&copy));
+    Bytes dest(source.size());
+    EXPECT_EQ(1000, unsqueezed(out, dest));
+    EXPECT_EQ(source, dest);
+}
+
+TEST(StreamTest, RawStreamsStartAgainAndSynchronise) {
+    Bytes stream = squeezed(sample(1000, 4));
+    Bytes raw(stream.begin() + 2, stream.end() - 4);
+    Bytes dest(1000);
+    z_stream inflating = over(raw, dest);
+    ASSERT_EQ(0, ZSqueeze::inflateInit2_(&inflating, -15, ZLIB_VERSION, sizeof inflating));
+    EXPECT_EQ(0, ZSqueeze::inflateSyncPoint(&inflating));
+    EXPECT_EQ(1, ZSqueeze::inflate(&inflating, Z_FINISH));
+    EXPECT_EQ(sample(1000, 4), dest);
+    EXPECT_EQ(0, ZSqueeze::inflateReset(&inflating));
+    Bytes nothing(8);
+    inflating.next_in = nothing.data();
+    inflating.avail_in = 8;
+    EXPECT_EQ(Z_DATA_ERROR, ZSqueeze::inflateSync(&inflating));
+    EXPECT_EQ(0, ZSqueeze::inflateEnd(&inflating));
+}
+
+}  // namespace

@@ -1,0 +1,91 @@
+/// Objects that tell what a container did with them.
+#ifndef ZFC_TESTS_SUPPORT_OBJECTS_H
+#define ZFC_TESTS_SUPPORT_OBJECTS_H
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <vector>
+
+#include "Z/ZException.h"
+#include "Z/ZList.h"
+#include "Z/ZObject.h"
+
+namespace testsupport {
+
+/// A number as an object; equal numbers are equal objects. Counts its objects.
+class Number : public ZObject {
+  public:
+    // NOLINTNEXTLINE(google-explicit-constructor): tests read better
+    Number(int number) : value(number) { ++alive; }
+    Number(Number const& other) : ZObject(other), value(other.value) { ++alive; }
+    Number& operator=(Number const&) = delete;
+    ~Number() override { --alive; }
+
+    [[nodiscard]] unsigned long hash() const override { return static_cast<unsigned long>(value); }
+    [[nodiscard]] int compare(ZObject const& other) const override {
+        auto const* const number = dynamic_cast<Number const*>(&other);
+        if (number == nullptr) return ZObject::compare(other);
+        return (value > number->value) - (value < number->value);
+    }
+    /// Null when no clones are left.
+    [[nodiscard]] ZObject* clone() const override {
+        if (clonesLeft == 0) return nullptr;
+        --clonesLeft;
+        return new Number(*this);
+    }
+
+    int const value;
+
+    inline static int alive = 0;        // objects of the class
+    inline static int clonesLeft = -1;  // below 0: no limit
+};
+
+/// The number of `object`; `noNumber` for null.
+constexpr int noNumber = -999;
+inline int valueOf(ZObject const* object) {
+    auto const* const number = dynamic_cast<Number const*>(object);
+    return number != nullptr ? number->value : noNumber;
+}
+
+inline std::vector<int> valuesOf(ZList const& list) {
+    std::vector<int> values;
+    for (unsigned int i = 0; i < list.size(); ++i)
+        values.push_back(valueOf(list.get(i)));
+    return values;
+}
+
+/// Puts a number of its own into the list for each value, null for `noNumber`; a list that does not
+/// own its members leaves them to the caller.
+inline void fill(ZList& list, std::vector<int> const& values) {
+    for (int const value : values)
+        list.addNoCopy(value == noNumber ? nullptr : new Number(value));
+}
+
+/// The message number that `action` throws; 0 when it throws nothing.
+template <class Action>
+unsigned long thrownBy(Action action) {
+    try {
+        action();
+    } catch (ZException const& exception) {
+        return exception.getCode();
+    }
+    return 0;
+}
+
+constexpr unsigned long outOfMemory = 1;
+constexpr unsigned long notClonable = 14;
+constexpr unsigned long invalidParameter = 22;
+
+/// No object outlives a test, and clones are unlimited again behind it.
+class ObjectsTest : public testing::Test {
+  protected:
+    void TearDown() override {
+        Number::clonesLeft = -1;
+        EXPECT_EQ(0, Number::alive);
+    }
+};
+
+}  // namespace testsupport
+
+#endif

@@ -1,4 +1,7 @@
-// The checksum's class has the name of zlib's function: both fit into one source in any order.
+// link: static
+//
+// zlib comes along with the static library: the checksum is compared with its own, and their
+// headers fit into one source in any order.
 #include <zlib.h>
 
 #include "Z/ZAdler32.h"

@@ -115,15 +115,20 @@ SIZE(ZStringTokenizer, 28);
 #if __has_include("Z/ZArray.h")
 #include "Z/ZArray.h"
 FIELD(ZArray, data, 8);
+FIELD(ZArray, ownsMembers_, 12);
 FIELD(ZArray, length, 16);
 SIZE(ZArray, 20);
 #endif
 
 #if __has_include("Z/ZList.h")
 #include "Z/ZList.h"
+FIELD(ZArrayList, capacity_, 8);
 FIELD(ZArrayList, data, 12);
 FIELD(ZArrayList, count, 16);
+FIELD(ZArrayList, ownsMembers_, 20);
 SIZE(ZArrayList, 24);
+FIELD(ZListIterator, list, 8);
+FIELD(ZListIterator, position, 12);
 SIZE(ZListIterator, 16);
 #endif
 
@@ -154,6 +159,15 @@ SIZE(ZBuffer, 16);
 FIELD(ZConstBuffer, length, 8);
 FIELD(ZConstBuffer, buffer, 12);
 SIZE(ZConstBuffer, 16);
+#endif
+
+#if __has_include("Z/ZSqueeze.h")
+#include "Z/ZSqueeze.h"
+FIELD(ZSqueeze, source, 0);
+FIELD(ZSqueeze, sourceLength, 4);
+FIELD(ZSqueeze, level, 8);
+FIELD(ZSqueeze, flag, 12);
+SIZE(ZSqueeze, 16);
 #endif
 
 #if __has_include("Z/ZLock.h")

@@ -202,6 +202,23 @@ TEST(ThreadPoolTest, AnIdleWorkerIsUsedAgainAndCountedOnce) {
     EXPECT_EQ(takeIdle(pool), nullptr);
 }
 
+TEST(ThreadPoolTest, AnEndedThreadIsNotTakenForTheOneThatHasGotItsId) {
+    ZThreadPool pool(2, 1);
+    Tally tally;
+    Worker ended(tally, asJoinable, keepsObject, 0);
+    pool.start(ended);
+    ended.waitForExit();
+    Worker idle(tally, asJoinable, keepsObject, 0);
+    pool.start(idle);
+    idle.wakeUp();
+    offer(pool, awaitIdle(pool));
+    pool.start(ended);  // the system has given its old id to the idle one, as a rule
+    EXPECT_EQ(takeIdle(pool), &idle);
+    offer(pool, idle);
+    ended.waitForExit();
+    pool.waitForExit();
+}
+
 TEST(ThreadPoolTest, WithoutIdleWorkersItMakesNewOnes) {
     Tally tally;
     WorkerPool pool(tally, 2, 0);

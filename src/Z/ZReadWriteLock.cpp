@@ -5,6 +5,7 @@
 
 #include "Z/ZException.h"
 #include "Z/zlock_deadline.h"
+#include "Z/zlock_guard.h"
 #include "Z/zlock_report.h"
 
 namespace {
@@ -34,32 +35,6 @@ int ZAbstractReadWriteLock::getUpdate() const { return 0; }
 void ZAbstractReadWriteLock::setUpdate(int /*update*/) {}
 
 // ------------------------------------------------------------------------------------- the lock
-
-/// As ZResourceLock, but a release that fails is tried once more: the lock's user is not told, and
-/// a guard that stayed closed would shut everybody out.
-class ZSCOPED_CAPABILITY ZReadWriteLock::Guard {
-  public:
-    explicit Guard(ZCondition& guarded) ZACQUIRE(guarded) : condition(guarded) { guarded.lock(); }
-    ~Guard() ZRELEASE() {
-        if (!release()) release();
-    }
-    Guard(const Guard&) = delete;
-    Guard& operator=(const Guard&) = delete;
-
-  private:
-    // Not analysed: the destructor says that it releases.
-    bool release() noexcept ZNO_THREAD_SAFETY_ANALYSIS {
-        try {
-            condition.unlock();
-            return true;
-        } catch (ZException& exception) {
-            zreportException(exception);
-            return false;
-        }
-    }
-
-    ZCondition& condition;
-};
 
 /// Until when to wait.
 class ZReadWriteLock::Deadline {
@@ -139,7 +114,7 @@ bool ZReadWriteLock::lockFor(zlockstate requested, long milliseconds) {
 }
 
 bool ZReadWriteLock::acquire(zlockstate requested, Deadline const& deadline) {
-    Guard const guard(condition);
+    ZPersistentGuard const guard(condition);
     if (state >= zlockProtect && isMine())
         zraise(ZLockResourceException(5, 0), sourceName, __LINE__);
     while (!admits(requested)) {
@@ -151,7 +126,7 @@ bool ZReadWriteLock::acquire(zlockstate requested, Deadline const& deadline) {
 }
 
 void ZReadWriteLock::promoteReadToWriteLock() {
-    Guard const guard(condition);
+    ZPersistentGuard const guard(condition);
     if (state != zlockProtect || !isMine())
         zraise(ZLockResourceException(5, 0), sourceName, __LINE__);
     Promotion promotion(*this);
@@ -163,7 +138,7 @@ void ZReadWriteLock::promoteReadToWriteLock() {
 void ZReadWriteLock::unlock() {
     bool wakes = false;
     {
-        Guard const guard(condition);
+        ZPersistentGuard const guard(condition);
         leave();
         wakes = letsSomebodyIn();
     }
@@ -174,19 +149,19 @@ void ZReadWriteLock::unlock() {
 void ZReadWriteLock::unlock(int /*update*/) { unlock(); }
 
 bool ZReadWriteLock::haveLock(zlockstate wanted) const {
-    Guard const guard(condition);
+    ZPersistentGuard const guard(condition);
     return state == wanted;
 }
 
 // Kept: true after the release as well. Who holds the lock learns whether it writes; for others the
 // answer means nothing.
 bool ZReadWriteLock::ownWriteLock() const {
-    Guard const guard(condition);
+    ZPersistentGuard const guard(condition);
     return isMine();
 }
 
 int ZReadWriteLock::getReaderCount() {
-    Guard const guard(condition);
+    ZPersistentGuard const guard(condition);
     return readerCount;
 }
 

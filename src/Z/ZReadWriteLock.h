@@ -168,7 +168,6 @@ class ZFC_API ZReadWriteLock : public ZAbstractReadWriteLock {
     [[nodiscard]] bool lockFor(zlockstate requested, long milliseconds);
 
   private:
-    class Guard;      // holds the condition's lock
     class Deadline;   // until when to wait
     class Promotion;  // write, taken from protect and given back unless all readers have left
 

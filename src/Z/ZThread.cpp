@@ -56,18 +56,23 @@ class ZThread::Farewell {
         thread.pool = nullptr;  // the next start may be without one
     }
     ~Farewell() {
-        if (pool != nullptr) tellPool();
-        if (deletes) delete &thread;
+        bool const isForgotten = pool == nullptr || tellPool();
+        if (deletes && isForgotten) delete &thread;
     }
     Farewell(const Farewell&) = delete;
     Farewell& operator=(const Farewell&) = delete;
 
   private:
-    void tellPool() noexcept {
+    /// False when the pool could not lock its mutex: it may still have a pointer to the thread,
+    /// which has to stay good.
+    bool tellPool() noexcept {
+        constexpr unsigned int notLocked = 5;
         try {
             pool->threadDeathNotification(thread);
+            return true;
         } catch (ZException& exception) {
             zreportException(exception);
+            return exception.getCode() != notLocked;
         }
     }
 

@@ -22,7 +22,8 @@
 ///
 /// What may surprise:
 /// - Active are all threads that the pool started and that have not ended, idle ones included: an
-///   idle worker holds one of the places.
+///   idle worker holds one of the places. In a pool with as many idle workers as threads, start()
+///   may wait until somebody takes one of those and ends it.
 /// - A sleeper that was started and never woken is not idle: the pool's waitForExit() waits until
 ///   somebody has woken it or told it to exit.
 /// - A worker with an interval works and offers itself again while it is idle. If it also deletes
@@ -204,8 +205,9 @@ class ZFC_API ZThreadPool : public ZObject {
     /// count. Throws ZThreadException (messages 5, 6 and 10); it does not count then either.
     void threadDeathNotification(ZThread& t);
     /// Tells the idle workers to exit, keeps no others, and waits until none of the pool's threads
-    /// runs. What telling one of them throws is reported. A cancellation point. Throws
-    /// ZThreadException (messages 5 and 6), ZOutOfMemoryException (message 1).
+    /// runs. A cancellation point. Throws ZThreadException (messages 5 and 6),
+    /// ZOutOfMemoryException (message 1), and what telling a worker throws if that did not end it
+    /// (else it is reported); then some of the workers may still be idle.
     void waitForExit();
 
   private:
@@ -225,22 +227,24 @@ class ZFC_API ZThreadPool : public ZObject {
     [[nodiscard]] static Cond createCond();
     void enrol(ZThread& t);
     void strike(ZThread& t) noexcept;
-    [[nodiscard]] ZThread* takeIdle();
+    [[nodiscard]] ZThread* findIdle();
+    [[nodiscard]] bool isIdle(ZThread const& t) const;
     void dropIdle(ZThread& t);
-    void awaitUnpinned(Lock& lock, ZThread const& t) noexcept;
-    [[nodiscard]] ZThread* pinIdle();
+    [[nodiscard]] ZThread* nextToTell();
+    [[nodiscard]] bool isStillIdle(ZThread& t);
     void unpin(ZThread& t);
-    void endIdle();
+    void tell(ZThread& t);
 
-    // The mutex guards all of them but itself and the condition.
+    // The mutex guards all of them but itself and the condition. Numbers are atomic for the case
+    // that the system refuses it.
     ZHashMap idleThreads;  // workers that are asleep and offered, not owned
     std::atomic<int>
         activeCount;  // threads started and not ended; atomic: counts if the mutex fails
     Mutex mutex;      // never null
     Cond cond;        // for a change of activeCount, or of a pin; never null
-    unsigned int const maxThreads;  // of activeCount
-    unsigned int maxIdle;           // of idleCount; 0 while somebody waits for the end of all
-    int idleCount;                  // entries of idleThreads
+    unsigned int const maxThreads;      // of activeCount
+    std::atomic<unsigned int> maxIdle;  // of idleCount; 0 while somebody waits for the end of all
+    int idleCount;                      // entries of idleThreads
 };
 
 #endif

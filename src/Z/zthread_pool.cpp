@@ -2,12 +2,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
-#include <new>
-#include <utility>
 
 #include "Z/ZException.h"
 #include "Z/ZList.h"
 #include "Z/ZThread.h"
+#include "Z/zcancellation_off.h"
 #include "Z/zlock_deadline.h"
 #include "Z/zlock_report.h"
 #include "Z/zthread_guarded.h"
@@ -24,6 +23,7 @@ constexpr unsigned int largestMap = 4096;
 
 // Every change is signalled. Should the system refuse a signal, whoever waits still looks again.
 constexpr long longestWait = 1000;  // milliseconds
+constexpr int someTries = 20;       // a millisecond each
 
 struct FreeBlock {
     void operator()(void* block) const { ZObject::operator delete(block); }
@@ -40,67 +40,75 @@ std::unique_ptr<T, FreeBlock> allocate() {
 /// Holds a pool's mutex.
 class ZThreadPool::Lock {
   public:
-    /// Throws when the mutex cannot be locked.
-    explicit Lock(ZThreadPool& locked) : Lock(locked, std::nothrow) {
-        if (!held) zraise(ZThreadException(5, rc), sourceName, __LINE__);
+    enum class Patience { none, some };
+
+    /// When the mutex cannot be locked: without patience, throws; with some, goes on without it
+    /// after a while, because a number would stay wrong for ever.
+    explicit Lock(ZThreadPool& locked, Patience shown = Patience::none)
+        : pool(locked), patience(shown) {
+        take();
     }
-    /// For what has to be done in any case: goes on without the mutex, and failure() tells.
-    Lock(ZThreadPool& locked, std::nothrow_t const&) noexcept : pool(locked) { take(); }
     ~Lock() {
         if (!held) return;
-        if (int const unlockRc = release()) zreportFailure(sourceName, __LINE__, 6, unlockRc);
+        if (int const rc = release()) zreportFailure(sourceName, __LINE__, 6, rc);
     }
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
 
-    [[nodiscard]] int failure() const { return rc; }
+    /// What the system answered when patience was needed, else 0.
+    [[nodiscard]] int failure() const { return firstRc; }
+    [[nodiscard]] bool isHeld() const { return held; }
 
     /// Throws when the mutex cannot be unlocked.
     void unlock() {
-        if (!held) return;
-        if (int const unlockRc = release())
-            zraise(ZThreadException(6, unlockRc), sourceName, __LINE__);
+        if (int const rc = release()) zraise(ZThreadException(6, rc), sourceName, __LINE__);
     }
 
-    /// Waits once. The wait may end without a reason. Throws when the mutex cannot be locked.
+    /// Waits once. The wait may end without a reason. Throws, without patience, when the mutex
+    /// cannot be locked again.
     void wait() {
-        if (!held) lockAgain();
         timespec const deadline = zdeadlineIn(CLOCK_REALTIME, longestWait);
-        int const waited = pthread_cond_timedwait(pool.cond.get(), pool.mutex.get(), &deadline);
-        if (waited == 0 || waited == ETIMEDOUT) return;
-        zreportFailure(sourceName, __LINE__, 9, waited);
+        int const rc = pthread_cond_timedwait(pool.cond.get(), pool.mutex.get(), &deadline);
+        if (rc == 0 || rc == ETIMEDOUT) return;
+        zreportFailure(sourceName, __LINE__, 9, rc);
         letOthersIn();
     }
 
   private:
-    void take() noexcept {
-        rc = pthread_mutex_lock(pool.mutex.get());
-        held = rc == 0;
+    static void pause() {
+        ZCancellationOff const inDestructors;  // nanosleep() is a cancellation point
+        timespec const time{0, 1000000};
+        nanosleep(&time, nullptr);
+    }
+
+    void take() {
+        for (int tries = 1; int const rc = pthread_mutex_lock(pool.mutex.get()); ++tries) {
+            if (patience == Patience::none) zraise(ZThreadException(5, rc), sourceName, __LINE__);
+            if (firstRc == 0) firstRc = rc;
+            if (tries == someTries) return;
+            pause();
+        }
+        held = true;
     }
 
     /// A wait that does not wait would shut out those whose change it waits for.
     void letOthersIn() {
-        if (int const unlockRc = release()) zreportFailure(sourceName, __LINE__, 6, unlockRc);
-        timespec const pause{0, 10000000};
-        nanosleep(&pause, nullptr);
-        lockAgain();
-    }
-
-    void lockAgain() {
+        if (int const rc = release()) zreportFailure(sourceName, __LINE__, 6, rc);
+        pause();
         take();
-        if (!held) zraise(ZThreadException(5, rc), sourceName, __LINE__);
     }
 
     /// A refused unlock is tried once more: nobody else could ever free the mutex.
     int release() noexcept {
         held = false;
-        int const unlockRc = pthread_mutex_unlock(pool.mutex.get());
-        if (unlockRc != 0) pthread_mutex_unlock(pool.mutex.get());
-        return unlockRc;
+        int const rc = pthread_mutex_unlock(pool.mutex.get());
+        if (rc != 0) pthread_mutex_unlock(pool.mutex.get());
+        return rc;
     }
 
     ZThreadPool& pool;
-    int rc = 0;         // of the last attempt to lock
+    Patience const patience;
+    int firstRc = 0;
     bool held = false;  // whether the destructor unlocks
 };
 
@@ -108,12 +116,11 @@ class ZThreadPool::KeepNone {
   public:
     explicit KeepNone(ZThreadPool& emptied) : pool(emptied) {
         Lock const lock(pool);
-        saved = std::exchange(pool.maxIdle, 0U);
+        saved = pool.maxIdle.exchange(0);
     }
     ~KeepNone() {
         if (saved == 0) return;  // somebody else waits too, and will put it back
-        Lock const lock(pool, std::nothrow);
-        if (int const rc = lock.failure()) zreportFailure(sourceName, __LINE__, 5, rc);
+        Lock const lock(pool, Lock::Patience::some);
         pool.maxIdle = saved;
     }
     KeepNone(const KeepNone&) = delete;
@@ -187,6 +194,8 @@ void ZThreadPool::enrol(ZThread& t) {
     Lock lock(*this);
     while (static_cast<unsigned int>(activeCount) >= maxThreads)
         lock.wait();
+    dropIdle(t);  // left behind by an earlier end
+    t.threadId->lost = false;
     ++activeCount;
     t.pool = this;
     try {
@@ -199,33 +208,44 @@ void ZThreadPool::enrol(ZThread& t) {
 
 /// Undoes enrol().
 void ZThreadPool::strike(ZThread& t) noexcept {
-    Lock const lock(*this, std::nothrow);
+    Lock const lock(*this, Lock::Patience::some);
     t.pool = nullptr;
     --activeCount;
     if (int const rc = pthread_cond_broadcast(cond.get()))
         zreportFailure(sourceName, __LINE__, 10, rc);
 }
 
-/// Takes any of the idle workers out, under the mutex; null when there is none.
-ZThread* ZThreadPool::takeIdle() {
+/// Any of the idle workers that nobody is telling to exit, under the mutex; null when there is
+/// none.
+ZThread* ZThreadPool::findIdle() {
     if (idleCount == 0) return nullptr;
     ZArrayList idle(usualIdle, borrowed);
     idleThreads.list(idle);
-    auto* const thread = static_cast<ZThread*>(idle.get(0));
-    dropIdle(*thread);
-    return thread;
+    for (unsigned int i = 0; i < idle.size(); ++i) {
+        auto* const thread = static_cast<ZThread*>(idle.get(i));
+        if (!thread->threadId->told && !thread->threadId->lost) return thread;
+    }
+    return nullptr;
 }
 
+/// Under the mutex. The map finds a thread by its id, which a thread that has ended may share with
+/// one that runs.
+bool ZThreadPool::isIdle(ZThread const& t) const { return idleThreads.getEntry(&t) == &t; }
+
+/// Under the mutex. Does nothing for a thread that is not idle.
 void ZThreadPool::dropIdle(ZThread& t) {
+    if (!isIdle(t)) return;
     idleThreads.removeEntry(&t);
     --idleCount;
+    t.threadId->told = false;
 }
 
 void ZThreadPool::getAvailableIdleThread(ZThread*& t) {
     t = nullptr;
     {
         Lock lock(*this);
-        t = takeIdle();
+        t = findIdle();
+        if (t != nullptr) dropIdle(*t);
         lock.unlock();
     }
     if (t == nullptr) t = createThread();
@@ -235,7 +255,7 @@ void ZThreadPool::threadDoneNotification(ZThread& t, int& keep) {
     keep = 0;
     Lock lock(*this);
     // A worker with an interval may be idle already when it has done more work.
-    bool stays = idleThreads.contains(&t);
+    bool stays = isIdle(t);
     if (!stays && static_cast<unsigned int>(idleCount) < maxIdle) {
         idleThreads.putEntry(&t);
         ++idleCount;
@@ -246,65 +266,73 @@ void ZThreadPool::threadDoneNotification(ZThread& t, int& keep) {
 }
 
 void ZThreadPool::threadDeathNotification(ZThread& t) {
-    Lock lock(*this, std::nothrow);
-    int const lockRc = lock.failure();
-    if (lockRc == 0 && idleThreads.contains(&t)) dropIdle(t);
-    awaitUnpinned(lock, t);
+    Lock lock(*this, Lock::Patience::some);
+    if (lock.isHeld()) {
+        dropIdle(t);
+    } else {
+        t.threadId->lost = true;  // if it is idle, it stays in the map, but nobody looks at it
+    }
+    while (lock.isHeld() && t.threadId->pinned)
+        lock.wait();
     --activeCount;
     // All: those who wait for a place and those who wait for the end wait here alike, and a signal
     // that reached the wrong one would be lost. Under the mutex: once it is free, the pool may be
     // gone.
     int const signalRc = pthread_cond_broadcast(cond.get());
-    if (lockRc != 0) zraise(ZThreadException(5, lockRc), sourceName, __LINE__);
+    if (int const rc = lock.failure()) zraise(ZThreadException(5, rc), sourceName, __LINE__);
     if (signalRc != 0) zraise(ZThreadException(10, signalRc), sourceName, __LINE__);
     lock.unlock();
 }
 
-void ZThreadPool::awaitUnpinned(Lock& lock, ZThread const& t) noexcept {
-    while (t.threadId->pinned) {
-        try {
-            lock.wait();
-        } catch (ZException& exception) {
-            zreportException(exception);
-        }
-    }
-}
-
-/// takeIdle(), and a worker that deletes itself stays until unpin().
-ZThread* ZThreadPool::pinIdle() {
-    Lock lock(*this);
-    ZThread* const thread = takeIdle();
-    if (thread != nullptr && thread->deletesItself()) thread->threadId->pinned = true;
+/// An idle worker that has to be told to exit. It is offered to nobody meanwhile, and, if it
+/// deletes itself, does not end before it is unpinned.
+ZThread* ZThreadPool::nextToTell() {
+    Lock const lock(*this);
+    ZThread* const thread = findIdle();
+    if (thread == nullptr) return nullptr;
+    thread->threadId->told = true;
+    thread->threadId->pinned = thread->deletesItself();
     return thread;
 }
 
+/// After a failure to tell `t`: whether it is, or could be, still idle.
+bool ZThreadPool::isStillIdle(ZThread& t) {
+    Lock const lock(*this, Lock::Patience::some);
+    bool const idle = lock.isHeld() ? isIdle(t) : !t.threadId->lost;
+    if (idle) t.threadId->told = false;
+    return idle;
+}
+
 void ZThreadPool::unpin(ZThread& t) {
-    Lock const lock(*this, std::nothrow);
+    Lock const lock(*this, Lock::Patience::some);
     t.threadId->pinned = false;
     pthread_cond_broadcast(cond.get());
 }
 
-/// One by one, and without the mutex: telling waits for a worker's work, and the worker for the
-/// mutex.
-void ZThreadPool::endIdle() {
+/// Without the mutex: telling waits for a worker's work, and the worker for the mutex.
+void ZThreadPool::tell(ZThread& t) {
     struct Unpin {
         ~Unpin() {
-            if (pinned) pool.unpin(thread);
+            if (isPinned) pool.unpin(thread);
         }
         ZThreadPool& pool;
         ZThread& thread;
-        bool pinned;
+        bool const isPinned;
     };
-    while (ZThread* const thread = pinIdle()) {
-        // One that could be deleted once it has ended is not looked at any more.
-        Unpin const unpin{*this, *thread, thread->deletesItself()};
-        (void)zreturned(sourceName, __LINE__, [thread] { thread->waitForExit(); });
+    // Once it is told, a worker that is not pinned may be its owner's to delete.
+    Unpin const unpin{*this, t, t.deletesItself()};
+    try {
+        t.waitForExit();
+    } catch (...) {
+        if (isStillIdle(t)) throw;  // waiting for its end would be for ever
+        (void)zreturned(sourceName, __LINE__, [] { throw; });
     }
 }
 
 void ZThreadPool::waitForExit() {
     KeepNone const none(*this);
-    endIdle();
+    while (ZThread* const thread = nextToTell())
+        tell(*thread);
     Lock lock(*this);
     while (activeCount != 0)
         lock.wait();

@@ -6,7 +6,7 @@
 #include "Z/ZException.h"
 #include "Z/ZThread.h"
 #include "Z/zcancellation_off.h"
-#include "Z/zlock_report.h"
+#include "Z/zlock_guard.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ unsigned int clampedInterval(unsigned long seconds) {
 void awaitOn(ZCondition& condition, std::atomic<int> const& flag, int value) noexcept {
     do {
         try {
-            ZResourceLock const guard(condition);
+            ZPersistentGuard const guard(condition);
             int timedOut = 0;
             while (flag == value)
                 condition.wait(1, timedOut);
@@ -42,7 +42,7 @@ void awaitOn(ZCondition& condition, std::atomic<int> const& flag, int value) noe
 /// Makes `value` of `flag` and wakes who awaits it, even if that fails.
 void announceOn(ZCondition& condition, std::atomic<int>& flag, int value) noexcept {
     try {
-        ZResourceLock const guard(condition);
+        ZPersistentGuard const guard(condition);
         flag = value;
         condition.broadcast();
     } catch (ZException& exception) {
@@ -95,7 +95,7 @@ void ZSleeperThread::run() {
     // Before the wake lock: whoever starts the thread may hold it. A wake-up that comes first is
     // not lost, because the loop looks before it sleeps.
     Arrival const arrival(*this);
-    ZResourceLock const guard(wakeCondition);
+    ZPersistentGuard const guard(wakeCondition);
     while (exitRequested == 0) {
         sleep();
         if (exitRequested == 0) work();
@@ -127,13 +127,13 @@ void ZSleeperThread::work() {
 }
 
 void ZSleeperThread::wakeUp() {
-    ZResourceLock const guard(wakeCondition);
+    ZPersistentGuard const guard(wakeCondition);
     workPending = 1;
     wakeCondition.signal();
 }
 
 void ZSleeperThread::tellToExit() {
-    ZResourceLock const guard(wakeCondition);
+    ZPersistentGuard const guard(wakeCondition);
     exitRequested = 1;
     wakeCondition.signal();
 }
@@ -150,7 +150,7 @@ void ZSleeperThread::waitForExit() {
 }
 
 void ZSleeperThread::reset() {
-    ZResourceLock const guard(wakeCondition);
+    ZPersistentGuard const guard(wakeCondition);
     exitRequested = 0;
     started = notStarted;
 }

@@ -35,7 +35,10 @@ class ZThread::Word {
 
     std::atomic<pthread_t> id;
     std::atomic<Standing> standing;
-    std::atomic<bool> pinned{false};  // the pool is telling the thread to exit: it must not end
+    // Of an idle worker, for its pool and under that one's mutex, if it can be had.
+    std::atomic<bool> told{false};    // somebody tells it to exit: it is no longer offered
+    std::atomic<bool> lost{false};    // it ended when the mutex could not be had
+    std::atomic<bool> pinned{false};  // it must not end, because it would delete itself
 
   private:
     ~Word() = default;

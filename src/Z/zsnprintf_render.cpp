@@ -87,7 +87,7 @@ class Digits {
     void add(char c) { *--first = c; }
     void addPair(std::size_t number) {
         first -= 2;
-        std::memcpy(first, &digitPairs[number * 2], 2);
+        std::memcpy(first, &digitPairs[std::size_t{number} * 2], 2);
     }
 
     char text[24];  // 64 bits have 22 octal digits

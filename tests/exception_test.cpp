@@ -237,12 +237,9 @@ TEST(ObjectRoot, OperatorsFollowAnOverriddenCompare) {
 }
 
 TEST(ObjectRoot, ExhaustionIsAnExceptionFromAFixedPlace) {
-    struct Huge : ZObject {
-        char bytes[16];
-    };
-    volatile std::size_t const tooMany = SIZE_MAX / sizeof(Huge) / 4;
+    volatile std::size_t const tooMuch = SIZE_MAX / 4 * 3;  // more than any object may have
     try {
-        auto* const block = Plain::operator new[](tooMany * sizeof(Huge));
+        auto* const block = Plain::operator new[](tooMuch);
         Plain::operator delete[](block);
         FAIL() << "got the memory";
     } catch (ZOutOfMemoryException& e) {

@@ -7,6 +7,7 @@ set -euo pipefail
 build=$1 cxx=$2 cc=$3
 shift 3
 outside=$(cd "$(dirname "${BASH_SOURCE[0]}")/outside" && pwd)
+readme=$outside/../../../README.md
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -60,5 +61,18 @@ for program in cxx_user c_user; do
     quiet "$work/$program"
 done
 [[ -d $(pkg-config --variable=qcsdir zfc) ]] || fail "qcsdir of zfc.pc names no directory"
+
+# readme_program LANGUAGE COMPILER...: compiles the README's example and runs it on a file of ours.
+readme_program() {
+    local source=$work/readme.$1
+    awk -v fence="\`\`\`$1" '$0 == fence { on = 1; next } on && /^```$/ { exit } on' "$readme" >"$source"
+    quiet "${@:2}" "$source" "${flags[@]}" -o "$work/readme_program"
+    (cd "$work" && quiet ./readme_program)
+}
+printf '# who answers\n[server]\nport = 80\n' >"$work/app.conf"
+readme_program cpp "$cxx" "$@" -std=c++17
+readme_program c "$cc" "$@" -std=c11
+[[ $(<"$work/app.conf") == $'# who answers\n[server]\nport = 82' ]] ||
+    fail "the README's programs did not leave port 82: $(<"$work/app.conf")"
 
 echo "install test: passed"

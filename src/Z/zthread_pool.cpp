@@ -22,8 +22,8 @@ constexpr unsigned int usualIdle = 10;
 constexpr unsigned int largestMap = 4096;
 
 // Every change is signalled. Should the system refuse a signal, whoever waits still looks again.
-constexpr long longestWait = 1000;  // milliseconds
-constexpr int someTries = 20;       // a millisecond each
+constexpr long longestWait = 200;  // milliseconds
+constexpr int someTries = 20;      // a millisecond each
 
 struct FreeBlock {
     void operator()(void* block) const { ZObject::operator delete(block); }

@@ -6,6 +6,7 @@
 #include "Z/ZException.h"
 #include "Z/ZThread.h"
 #include "Z/zcancellation_off.h"
+#include "Z/zlock_deadline.h"
 #include "Z/zlock_guard.h"
 
 namespace {
@@ -15,6 +16,8 @@ constexpr int notStarted = 0;
 constexpr int awaited = 3;  // start() waits for the thread
 constexpr int arrived = 2;  // the thread runs, and start() has not noticed yet
 constexpr int running = 1;  // start() no longer needs the object
+
+constexpr long longestWait = 50;  // milliseconds
 
 unsigned int clampedInterval(unsigned long seconds) {
     return static_cast<unsigned int>(std::min<unsigned long>(seconds, UINT_MAX));
@@ -28,9 +31,11 @@ void awaitOn(ZCondition& condition, std::atomic<int> const& flag, int value) noe
     do {
         try {
             ZPersistentGuard const guard(condition);
-            int timedOut = 0;
-            while (flag == value)
-                condition.wait(1, timedOut);
+            while (flag == value) {
+                timespec deadline = zdeadlineIn(CLOCK_REALTIME, longestWait);
+                int timedOut = 0;
+                condition.wait(deadline, timedOut);
+            }
         } catch (ZException& exception) {
             zreportException(exception);
             timespec const pause{0, 1000000};

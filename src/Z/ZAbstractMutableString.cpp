@@ -13,17 +13,11 @@
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZAbstractMutableString";
-constexpr unsigned int greatestLength = UINT_MAX - 1;  // the NUL has to be counted as well
 
 }  // namespace
 
-unsigned int ZAbstractMutableString::checkedLength(std::uint64_t bytes) {
-    if (bytes > greatestLength) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    return static_cast<unsigned int>(bytes);
-}
-
-ZAbstractMutableString::ZAbstractMutableString(const char* text) : ZAbstractMutableString() {
-    if (text != nullptr) setBytes(text, checkedLength(strlen(text)));
+void ZAbstractMutableString::raiseTooLong() {
+    zraise(ZOutOfMemoryException(), sourceName, __LINE__);
 }
 
 ZAbstractMutableString::ZAbstractMutableString(const char* text, unsigned int maxLength)
@@ -89,13 +83,6 @@ void ZAbstractMutableString::reset() {
     clear();
 }
 
-void ZAbstractMutableString::clear() { setLength(0); }
-
-void ZAbstractMutableString::setLength(unsigned int bytes) {
-    length = bytes;
-    chars[bytes] = '\0';
-}
-
 const char* ZAbstractMutableString::getChars() const { return chars; }
 unsigned int ZAbstractMutableString::getLength() const { return length; }
 
@@ -126,12 +113,6 @@ void ZAbstractMutableString::reallocate(std::uint64_t bytes) {
 bool ZAbstractMutableString::holds(const char* address) const {
     std::less<> const before;  // ordered for unrelated pointers too
     return address != nullptr && !before(address, chars) && !before(chars + length, address);
-}
-
-void ZAbstractMutableString::setBytes(const char* bytes, unsigned int count) {
-    if (count > capacity) bump(count, 1);  // then the bytes cannot lie in this string
-    memmove(chars, bytes, count);
-    setLength(count);
 }
 
 template <class Number>

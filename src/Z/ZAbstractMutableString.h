@@ -7,8 +7,10 @@
 #include "Z/ZAbstractString.h"
 #include "Z/zexport.h"
 
+#include <climits>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <iosfwd>
 
 class ZStringIterator;
@@ -55,7 +57,7 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     /// Back to a new string: empty, capacity 95, nothing on the heap.
     void init();
     /// Empties the string; capacity and buffer stay.
-    void clear();
+    void clear() { setLength(0); }
     /// Bytes that the buffer holds, not counting the NUL; at least 95.
     [[nodiscard]] unsigned int getCapacity() const { return capacity; }
     /// The capacity of a new string.
@@ -77,10 +79,18 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     ZAbstractMutableString& operator=(unsigned long number);
 
     /// Adds text at the end; null adds nothing. The buffer grows by about a fifth more than needed.
-    ZAbstractMutableString& append(const char* text);
+    ZAbstractMutableString& append(const char* text) {
+        if (text != nullptr) appendBytes(text, checkedLength(std::strlen(text)));
+        return *this;
+    }
     /// At most `count` bytes of `text`, none behind its NUL.
     ZAbstractMutableString& append(const char* text, unsigned int count);
-    ZAbstractMutableString& append(char c);
+    ZAbstractMutableString& append(char c) {
+        if (length == capacity) bump(checkedLength(std::uint64_t{length} + 1), 0);
+        chars[length] = c;
+        setLength(length + 1);
+        return *this;
+    }
     ZAbstractMutableString& operator+=(char c) { return append(c); }
     ZAbstractMutableString& operator+=(const char* text) { return append(text); }
     /// Adds the bytes of `other`, no conversion.
@@ -119,7 +129,9 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     enum class Characters { in, notIn };
 
     ZAbstractMutableString() { inlineBuffer[0] = '\0'; }
-    explicit ZAbstractMutableString(const char* text);
+    explicit ZAbstractMutableString(const char* text) : ZAbstractMutableString() {
+        if (text != nullptr) setBytes(text, checkedLength(std::strlen(text)));
+    }
     ZAbstractMutableString(const char* text, unsigned int maxLength);
     explicit ZAbstractMutableString(char c);
     explicit ZAbstractMutableString(int number);
@@ -133,6 +145,10 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
 
     /// Replaces every character that is (is not) in `set` by `to`, in one pass. Null is empty text.
     void replaceCharacters(Characters which, const char* set, const char* to);
+    /// Whether `other`, of the same family, holds the same bytes.
+    [[nodiscard]] bool hasBytesOf(const ZAbstractMutableString& other) const {
+        return length == other.length && std::memcmp(chars, other.chars, length) == 0;
+    }
     /// The text, for editing in place.
     [[nodiscard]] char* text() { return chars; }
     /// Grows the buffer for `requested` bytes and returns it. When `exact` is 0 a fifth of
@@ -141,6 +157,7 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
 
   private:
     static constexpr unsigned int defaultLength = 95;
+    static constexpr unsigned int greatestLength = UINT_MAX - 1;  // the NUL has to be counted too
 
     /// What a search finds: `count` copies of the new text take the place of `length` bytes at
     /// `place`; null when nothing is found.
@@ -154,16 +171,32 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
         if (onHeap()) std::free(chars);
     }
     void reset();
-    void setLength(unsigned int bytes);
+    void setLength(unsigned int bytes) {
+        length = bytes;
+        chars[bytes] = '\0';
+    }
     void reallocate(std::uint64_t bytes);
-    void setBytes(const char* bytes, unsigned int count);
-    void appendBytes(const char* bytes, unsigned int count);
+    void setBytes(const char* bytes, unsigned int count) {
+        if (count > capacity) bump(count, 1);  // then the bytes cannot lie in this string
+        std::memmove(chars, bytes, count);
+        setLength(count);
+    }
+    void appendBytes(const char* bytes, unsigned int count) {
+        if (count > capacity - length) return appendGrowing(bytes, count);
+        std::memcpy(chars + length, bytes, count);
+        setLength(length + count);
+    }
+    void appendGrowing(const char* bytes, unsigned int count);
     void insertBytes(unsigned int position, const char* bytes, unsigned int count);
     void convertBytes(const char* bytes, unsigned int count);
     template <class Number>
     void setNumber(Number number);
     [[nodiscard]] bool holds(const char* address) const;
-    [[nodiscard]] static unsigned int checkedLength(std::uint64_t bytes);
+    [[nodiscard]] static unsigned int checkedLength(std::uint64_t bytes) {
+        if (bytes > greatestLength) raiseTooLong();
+        return static_cast<unsigned int>(bytes);
+    }
+    [[noreturn]] static void raiseTooLong();
 
     [[nodiscard]] bool bytesAreCharacters() const;
     [[nodiscard]] bool isSpaceByte(char byte) const;

@@ -51,6 +51,11 @@ class ZFC_API ZLCString : public ZAbstractMutableString {
     }
     [[nodiscard]] int compareignorecase(const ZLCConstString& other) const;
 
+    using ZAbstractString::operator==;
+    using ZAbstractString::operator!=;
+    [[nodiscard]] bool operator==(const ZLCString& other) const { return hasBytesOf(other); }
+    [[nodiscard]] bool operator!=(const ZLCString& other) const { return !hasBytesOf(other); }
+
     ZLCString& operator=(const ZLCString& other) = default;
     ZLCString& operator=(ZLCString&& other) noexcept {
         take(other);

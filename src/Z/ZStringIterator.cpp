@@ -10,13 +10,15 @@ namespace {
 
 constexpr char sourceName[] = "src/Z/ZStringIterator";
 
+int greatestLocal() { return zgetLCSHandle() == zgetUTF8Handle() ? 0 : zlcs_mb_max(); }
+
 }  // namespace
 
 ZStringIterator::ZStringIterator(const ZLCString& text, ZLCString& character)
-    : position(text.getChars()), source(&text), target(character), mbMax(zlcs_mb_max()) {}
+    : position(text.getChars()), source(&text), target(character), mbMax(greatestLocal()) {}
 
 ZStringIterator::ZStringIterator(const ZLCConstString& text, ZLCString& character)
-    : position(text.getChars()), source(&text), target(character), mbMax(zlcs_mb_max()) {}
+    : position(text.getChars()), source(&text), target(character), mbMax(greatestLocal()) {}
 
 ZStringIterator::ZStringIterator(const ZUTF8String& text, ZUTF8String& character)
     : position(text.getChars()), source(&text), target(character), mbMax(0) {}
@@ -34,14 +36,18 @@ ZAbstractMutableString* ZStringIterator::getNext() {
     if (position == nullptr) return nullptr;
     unsigned int const size = characterLength();
     target.clear();
-    target.append(position, size);
+    if (size == 1)
+        target.append(*position);
+    else
+        target.append(position, size);
     position += size;
     return &target;
 }
 
 unsigned int ZStringIterator::characterLength() const {
     if (*position == '\0') return 0;
-    if (mbMax == 1) return 1;
+    bool const isAscii = static_cast<unsigned char>(*position) < 0x80;
+    if (mbMax == 1 || (mbMax == 0 && isAscii)) return 1;
     auto const passed = static_cast<unsigned int>(position - source->getChars());
     int const size = zmblen(source->getCodesetHandle(), position, source->getLength() - passed);
     if (size < 0) zraise(ZQCSMBLenException(), sourceName, __LINE__);

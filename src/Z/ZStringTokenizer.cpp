@@ -97,7 +97,8 @@ unsigned int ZStringTokenizer::skipOther(const ZAbstractString& delims) const {
 /// The bytes passed, once it is sure that no malformed character stopped the walk.
 unsigned int ZStringTokenizer::checkedStop(unsigned int passed) const {
     const char* const stop = position + passed;
-    if (mbMax == 1 || *stop == '\0') return passed;
+    bool const isAscii = static_cast<unsigned char>(*stop) < 0x80;
+    if (mbMax == 1 || (mbMax == 0 && isAscii) || *stop == '\0') return passed;
     auto const before = static_cast<unsigned int>(stop - source->getChars());
     if (zmblen(source->getCodesetHandle(), stop, source->getLength() - before) < 0)
         zraise(ZQCSMBLenException(), sourceName, __LINE__);

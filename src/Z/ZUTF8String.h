@@ -61,6 +61,11 @@ class ZFC_API ZUTF8String : public ZAbstractMutableString {
     ZUTF8String& lower();
     ZUTF8String& upper();
 
+    using ZAbstractString::operator==;
+    using ZAbstractString::operator!=;
+    [[nodiscard]] bool operator==(const ZUTF8String& other) const { return hasBytesOf(other); }
+    [[nodiscard]] bool operator!=(const ZUTF8String& other) const { return !hasBytesOf(other); }
+
     ZUTF8String& operator=(const ZUTF8String& other) = default;
     ZUTF8String& operator=(ZUTF8String&& other) noexcept {
         take(other);

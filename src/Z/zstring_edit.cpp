@@ -11,16 +11,12 @@
 #include "Z/zfree.h"
 #include "Z/zsnprintf.h"
 
-void ZAbstractMutableString::appendBytes(const char* bytes, unsigned int count) {
+void ZAbstractMutableString::appendGrowing(const char* bytes, unsigned int count) {
     unsigned int const newLength = checkedLength(std::uint64_t{length} + count);
-    if (newLength > capacity) {
-        bool const isOwn = holds(bytes);
-        std::ptrdiff_t const offset = isOwn ? bytes - chars : 0;
-        bump(newLength, 0);
-        if (isOwn) bytes = chars + offset;
-    }
-    memcpy(chars + length, bytes, count);
-    setLength(newLength);
+    bool const isOwn = holds(bytes);
+    std::ptrdiff_t const offset = isOwn ? bytes - chars : 0;
+    bump(newLength, 0);
+    appendBytes(isOwn ? chars + offset : bytes, count);
 }
 
 void ZAbstractMutableString::insertBytes(unsigned int position, const char* bytes,
@@ -41,20 +37,8 @@ void ZAbstractMutableString::insertBytes(unsigned int position, const char* byte
     setLength(newLength);
 }
 
-ZAbstractMutableString& ZAbstractMutableString::append(const char* text) {
-    if (text != nullptr) appendBytes(text, checkedLength(strlen(text)));
-    return *this;
-}
-
 ZAbstractMutableString& ZAbstractMutableString::append(const char* text, unsigned int count) {
     if (text != nullptr) appendBytes(text, checkedLength(strnlen(text, count)));
-    return *this;
-}
-
-ZAbstractMutableString& ZAbstractMutableString::append(char c) {
-    if (length == capacity) bump(checkedLength(std::uint64_t{length} + 1), 0);
-    chars[length] = c;
-    setLength(length + 1);
     return *this;
 }
 

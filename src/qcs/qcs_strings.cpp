@@ -3,6 +3,7 @@
 #include "qcs/qcs_walk.h"
 
 #include <algorithm>
+#include <type_traits>
 
 namespace qcs {
 namespace {
@@ -81,6 +82,12 @@ enum class In { set, complement };
 /// The first place from `s` on whose character is not in the set (its complement).
 template <class Codec>
 const char* skip(const Codec& codec, const char* s, const CharacterSet<Codec>& set, In in) {
+    if constexpr (std::is_same_v<Codec, Utf8Codec>) {  // its ASCII needs no decoding
+        auto const isAscii = [](unsigned char byte) { return byte > 0 && byte < 0x80; };
+        while (isAscii(static_cast<unsigned char>(*s)) &&
+               set.contains(static_cast<unsigned char>(*s)) == (in == In::set))
+            ++s;
+    }
     Walk<Codec> walk(codec, s);
     while (walk && set.contains(walk.code()) == (in == In::set))
         walk.step();

@@ -151,7 +151,7 @@ void load(benchmark::State& state) {
 template <class Side>
 void read(benchmark::State& state) {
     Sample const& sample = sampleOf(state);
-    auto const side = std::make_shared<Side>(sample.path);
+    auto side = std::make_shared<Side>(sample.path);
     measure(
         state, [&] { return side; },
         [&](Side& loaded) {

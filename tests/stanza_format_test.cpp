@@ -55,7 +55,6 @@ TEST(StanzaFormatTest, readsValues) {
              {"[s]\nk =   ", "s", "k", {}},
              {"[s]\nk = 1\nk = 2\nk =\nk = 3", "s", "k", {"1", "2", "3"}},
              {"[ a ]\nk = v\n", " a ", "k", {"v"}},
-             {"  [s] left out\nk = v\n", "s", "k", {"v"}},
              {"[s]]\nk = v\n", "s", "k", {"v"}},
              {"[s]\r\nk = v\r\n", "s", "k", {"v"}},
              {"[s]\nk = \xff\xa0\x80\n", "s", "k", {"\xff\xa0\x80"}},
@@ -145,6 +144,13 @@ TEST(StanzaFormatTest, theRestOfALongLineIsALineOfItsOwn) {
     // The line feed behind 8191 bytes of comment is a blank line.
     EXPECT_TRUE(*lines.get(6) == ZPropLine(ZPropLine::blank, ""));
     EXPECT_TRUE(*lines.get(5) == ZPropLine(ZPropLine::comment, comment.c_str()));
+}
+
+TEST(StanzaFormatTest, leavesOutWhatStandsBehindAHeaderAndAcceptsAnEmptyOne) {
+    StanzaFile file;
+    file.read("  [s] left out\nk = v\n[]\n");
+    EXPECT_EQ(file.written(), "[s]\nk = v\n[]\n");
+    EXPECT_THROW(file.read("[t]\n[u\n"), ZPropertiesInvalidDataException);
 }
 
 TEST(StanzaFormatTest, namesTheCompanionFile) {

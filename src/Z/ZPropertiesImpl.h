@@ -1,9 +1,10 @@
 /// The in-memory form of a configuration file: stanzas, their keys, each key's values, and the
 /// lines from which the file is written back in the order it was read.
 ///
-/// Text is bytes of the local codeset. Names are compared byte for byte. Nothing here is locked: a
-/// properties object uses its cache under its own lock. What a getter returns, lists and texts
-/// alike, belongs to the cache and lives until the cache is changed next.
+/// Text is bytes of the local codeset. Names are compared byte for byte. Nothing here is locked,
+/// and two threads may not even read at the same time: a properties object uses its cache under its
+/// own lock. What a getter returns, lists and texts alike, belongs to the cache and lives until the
+/// cache is changed next.
 #ifndef Z_ZPROPERTIESIMPL_H
 #define Z_ZPROPERTIESIMPL_H
 

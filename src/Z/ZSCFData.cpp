@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -26,9 +27,14 @@ using zpcache::String;
 
 constexpr char sourceName[] = "src/Z/ZSCFData";
 constexpr std::size_t blockSize = std::size_t{64} * 1024;
-/// The most that a reader with a buffer of 8192 bytes gets at once, line feed included; the rest of
-/// a longer line counts as a line of its own.
+// Kept: a longer line is split, as a line reader with a buffer of 8192 bytes does: other programs
+// read these files that way, and see the same lines under the same numbers.
 constexpr std::size_t longestPiece = ZPCategoryBasedCache::maxLine + 1;
+
+/// A line number as an exception holds it.
+int reported(std::size_t number) {
+    return static_cast<int>(std::min<std::size_t>(number, INT_MAX));
+}
 
 // -------------------------------------------------------------------------------- the file's bytes
 
@@ -105,7 +111,7 @@ class Reader {
     ZLCString& companionName;
     Index stanza = none;      // the current one
     bool isDatabase = false;  // it is the one that names the companion file
-    int number = 0;           // of the current line
+    std::size_t number = 0;   // of the current line
     char* begin = nullptr;    // the current line
     char* end = nullptr;      // behind its last byte that is no white space
     char* stop = nullptr;     // its line feed, or where the next one begins
@@ -193,7 +199,8 @@ std::string_view Reader::terminated(char* from, char* to) {
 
 void Reader::raiseInvalid(int line) const {
     String const data(begin, end);
-    zraise(ZPropertiesInvalidDataException(fileName, data.c_str(), number), sourceName, line);
+    zraise(ZPropertiesInvalidDataException(fileName, data.c_str(), reported(number)), sourceName,
+           line);
 }
 
 // ------------------------------------------------------------------------------------- the writer
@@ -253,15 +260,15 @@ class LengthCheck {
     void endLine() {
         ++number;
         if (line.size() > ZPCategoryBasedCache::maxLine)
-            zraise(ZPropertiesInvalidDataException(fileName, line.c_str(), number), sourceName,
-                   __LINE__);
+            zraise(ZPropertiesInvalidDataException(fileName, line.c_str(), reported(number)),
+                   sourceName, __LINE__);
         line.clear();
     }
 
   private:
     char const* fileName;
-    String line;     // so far
-    int number = 0;  // of lines that ended
+    String line;             // so far
+    std::size_t number = 0;  // of lines that ended
 };
 
 /// Collects the bytes and writes them in large blocks.

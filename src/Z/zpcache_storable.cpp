@@ -48,6 +48,7 @@ bool ZPCategoryBasedCache::isStorableComment(char const* text) {
 
 bool ZPCategoryBasedCache::isCommentWeWant(char const* wanted, char const* line) {
     for (; *wanted != '\0'; ++wanted, ++line) {
+        // Kept: blanks of the line never match, so a key with a blank inside has no template.
         while (*line == ' ')
             ++line;
         if (*line != *wanted) return false;

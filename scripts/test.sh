@@ -61,6 +61,8 @@ else
     step "formatting and shell scripts" check_texts
     step "clang: thread-safety analysis, clang-tidy, tests" build_and_test clang -DZFC_BUILD_FUZZ=ON
     step "32-bit build and the same tests" build_and_test m32
+    step "both word sizes on the same files" "$root/tests/words/run.sh" \
+        "$root/build/release/tools/zprop" "$root/build/m32/tools/zprop"
     step "address, undefined-behaviour and leak sanitizers" build_and_test asan
     step "thread sanitizer" build_and_test tsan
     step "two releases in one process and other slow tests" slow_tests

@@ -60,8 +60,9 @@ install_missing() {
     mkdir -p "$logs"
     local apt=(as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -y
         -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300)
+    # A list that cannot be had need not be one that is needed: installing decides.
     retry "${apt[@]}" update >"$logs/packages.log" 2>&1 ||
-        show_and_die packages.log "the package lists could not be fetched"
+        say "not all package lists could be fetched; trying with those that are there" >&2
     retry "${apt[@]}" install --no-install-recommends "${missing[@]}" >>"$logs/packages.log" 2>&1 ||
         show_and_die packages.log "these packages could not be installed: ${missing[*]}"
 }

@@ -42,6 +42,11 @@ check_texts() {
         show_and_die shellcheck.log "shellcheck objects to a script"
 }
 
+demonstration() {
+    "$root/scripts/demo.sh" >"$logs/demo.log" 2>&1 ||
+        show_and_die demo.log "the demonstration failed"
+}
+
 slow_tests() {
     (cd "$root" && ctest --test-dir build/release --output-on-failure --no-tests=error -L '^slow$') \
         >"$logs/slow-tests.log" 2>&1 || show_and_die slow-tests.log "a slow test failed"
@@ -58,6 +63,7 @@ if [[ ${1-} == --quick ]]; then
     step "64-bit build and tests" build_and_test release
 else
     step "64-bit build and tests" build_and_test release -DZFC_BUILD_BENCH=ON
+    step "the demonstration" demonstration
     step "formatting and shell scripts" check_texts
     step "clang: thread-safety analysis, clang-tidy, tests" build_and_test clang -DZFC_BUILD_FUZZ=ON
     step "32-bit build and the same tests" build_and_test m32

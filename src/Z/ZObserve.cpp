@@ -12,6 +12,7 @@ constexpr int owned = 1;
 
 }  // namespace
 
+ZObserverInterface::~ZObserverInterface() = default;
 ZObservedParm::~ZObservedParm() = default;
 Voyeur::~Voyeur() = default;
 

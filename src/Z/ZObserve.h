@@ -26,7 +26,7 @@ class ZFC_API ZObserverInterface {
     virtual void update(ZAbstractObservable* source, ZObservedParm const& parm) = 0;
 
   protected:
-    ~ZObserverInterface() = default;  // observers are not deleted through this interface
+    ~ZObserverInterface();  // observers are not deleted through this interface
 };
 
 /// What can be observed. Observers are not owned and must be deleted from the list before they end.

@@ -15,7 +15,6 @@ static_assert(sizeof(void*) == 4, "layouts are fixed for 32-bit x86 alone");
 #include "Z/ZObject.h"
 SIZE(ZObject, 4);
 
-#if __has_include("Z/ZException.h")
 #include "Z/ZException.h"
 FIELD(ZException, code, 4);
 FIELD(ZException, name, 8);
@@ -59,15 +58,11 @@ SIZE(ZSharedLibraryLoadException, 20 + 3 * 112 + 4);
 SIZE(ZSharedLibraryResolveException, 20 + 3 * 112 + 4);
 SIZE(ZUnexpectedEndOfFile, 20 + 112);
 SIZE(ZJavaPropertyParseException, 20 + 112);
-#endif
 
-#if __has_include("Z/ZMessage.h")
 #include "Z/ZMessage.h"
 SIZE(ZMessageService, 4);
 SIZE(ZDefaultMessageService, 8);
-#endif
 
-#if __has_include("Z/ZLCString.h")
 #include "Z/ZLCString.h"
 FIELD(ZAbstractMutableString, chars, 4);
 FIELD(ZAbstractMutableString, length, 8);
@@ -75,52 +70,38 @@ FIELD(ZAbstractMutableString, capacity, 12);
 FIELD(ZAbstractMutableString, inlineBuffer, 16);
 SIZE(ZAbstractMutableString, 112);
 SIZE(ZLCString, 112);
-#endif
 
-#if __has_include("Z/ZUTF8String.h")
 #include "Z/ZUTF8String.h"
 SIZE(ZUTF8String, 112);
-#endif
 
-#if __has_include("Z/ZLCConstString.h")
 #include "Z/ZLCConstString.h"
 FIELD(ZAbstractConstString, chars, 4);
 FIELD(ZAbstractConstString, cachedLength, 8);
 SIZE(ZAbstractConstString, 12);
 SIZE(ZLCConstString, 12);
-#endif
 
-#if __has_include("Z/ZUTF8ConstString.h")
 #include "Z/ZUTF8ConstString.h"
 SIZE(ZUTF8ConstString, 12);
-#endif
 
-#if __has_include("Z/ZStringIterator.h")
 #include "Z/ZStringIterator.h"
 FIELD(ZStringIterator, position, 8);
 FIELD(ZStringIterator, source, 12);
 FIELD(ZStringIterator, mbMax, 20);  // behind the reference `target`
 SIZE(ZStringIterator, 24);
-#endif
 
-#if __has_include("Z/ZStringTokenizer.h")
 #include "Z/ZStringTokenizer.h"
 FIELD(ZStringTokenizer, position, 8);
 FIELD(ZStringTokenizer, source, 12);
 FIELD(ZStringTokenizer, delimiters, 20);  // behind the reference `target`
 FIELD(ZStringTokenizer, mbMax, 24);
 SIZE(ZStringTokenizer, 28);
-#endif
 
-#if __has_include("Z/ZArray.h")
 #include "Z/ZArray.h"
 FIELD(ZArray, data, 8);
 FIELD(ZArray, ownsMembers_, 12);
 FIELD(ZArray, length, 16);
 SIZE(ZArray, 20);
-#endif
 
-#if __has_include("Z/ZList.h")
 #include "Z/ZList.h"
 FIELD(ZArrayList, capacity_, 8);
 FIELD(ZArrayList, data, 12);
@@ -130,17 +111,13 @@ SIZE(ZArrayList, 24);
 FIELD(ZListIterator, list, 8);
 FIELD(ZListIterator, position, 12);
 SIZE(ZListIterator, 16);
-#endif
 
-#if __has_include("Z/ZMap.h")
 #include "Z/ZMap.h"
 FIELD(ZHashMap, buckets, 8);
 FIELD(ZHashMap, ownsMembers, 28);
 SIZE(ZHashMap, 32);
 SIZE(ZArrayMap, 28);
-#endif
 
-#if __has_include("Z/ZKeyMap.h")
 #include "Z/ZKeyMap.h"
 FIELD(ZKeyEntry, key, 4);
 FIELD(ZKeyEntry, value, 8);
@@ -149,9 +126,7 @@ FIELD(ZKeyEntry, hashValue, 16);
 SIZE(ZKeyEntry, 20);
 FIELD(ZHashKeyMap, copy, 40);
 SIZE(ZHashKeyMap, 44);
-#endif
 
-#if __has_include("Z/ZBuffer.h")
 #include "Z/ZBuffer.h"
 FIELD(ZBuffer, length, 8);
 FIELD(ZBuffer, buffer, 12);
@@ -159,44 +134,34 @@ SIZE(ZBuffer, 16);
 FIELD(ZConstBuffer, length, 8);
 FIELD(ZConstBuffer, buffer, 12);
 SIZE(ZConstBuffer, 16);
-#endif
 
-#if __has_include("Z/ZSqueeze.h")
 #include "Z/ZSqueeze.h"
 FIELD(ZSqueeze, source, 0);
 FIELD(ZSqueeze, sourceLength, 4);
 FIELD(ZSqueeze, level, 8);
 FIELD(ZSqueeze, flag, 12);
 SIZE(ZSqueeze, 16);
-#endif
 
-#if __has_include("Z/ZLock.h")
 #include "Z/ZLock.h"
 FIELD(ZLock, mutex, 8);
 FIELD(ZLock, owner, 12);
 FIELD(ZLock, count, 16);
 SIZE(ZLock, 20);
 SIZE(ZResourceLock, 8);
-#endif
 
-#if __has_include("Z/ZCondition.h")
 #include "Z/ZCondition.h"
 FIELD(ZCondition, ownsLock, 16);
 FIELD(ZCondition, cond, 20);
 SIZE(ZCondition, 24);
 FIELD(ZBooleanCondition, condition, 24);
 SIZE(ZBooleanCondition, 28);
-#endif
 
-#if __has_include("Z/ZObserve.h")
 #include "Z/ZObserve.h"
 SIZE(Voyeur, 8);
 FIELD(ZAbstractObservable, observers, 4);
 FIELD(ZAbstractObservable, observersLock, 28);
 SIZE(ZAbstractObservable, 48);
-#endif
 
-#if __has_include("Z/ZReadWriteLock.h")
 #include "Z/ZReadWriteLock.h"
 FIELD(ZReadWriteLock, readerCount, 56);
 FIELD(ZReadWriteLock, state, 60);
@@ -205,9 +170,7 @@ FIELD(ZReadWriteLock, waiters, 68);
 FIELD(ZReadWriteLock, condition, 72);
 SIZE(ZReadWriteLock, 96);
 SIZE(ZStackReadWriteLock, 8);
-#endif
 
-#if __has_include("Z/ZThread.h")
 #include "Z/ZThread.h"
 FIELD(ZThread, threadId, 4);
 FIELD(ZThread, detached, 8);
@@ -229,9 +192,7 @@ FIELD(ZThreadPool, maxThreads, 48);
 FIELD(ZThreadPool, maxIdle, 52);
 FIELD(ZThreadPool, idleCount, 56);
 SIZE(ZThreadPool, 60);
-#endif
 
-#if __has_include("Z/ZFileMap.h")
 #include "Z/ZFileMap.h"
 FIELD(ZAbstractFileMap, fileName, 4);
 FIELD(ZAbstractFileMap, mode, 116);
@@ -241,7 +202,6 @@ FIELD(ZAbstractFileMap, length, 128);
 SIZE(ZAbstractFileMap, 132);
 FIELD(ZUnixFileMap, fd, 132);
 SIZE(ZUnixFileMap, 136);
-#endif
 
 #include "Z/zsnprintf.h"
 SIZE(ZFormatSpec, 28);
@@ -254,7 +214,6 @@ FIELD(ZFormatContext, format, 456);
 FIELD(ZFormatContext, codeset, 460);
 SIZE(ZFormatContext, 468);
 
-#if __has_include("Z/zproperties_c.h")
 #include "Z/zproperties_c.h"
 FIELD(ZStzFileItem, type, 0);
 FIELD(ZStzFileItem, stanza, 4);
@@ -262,9 +221,7 @@ FIELD(ZStzFileItem, key, 8);
 FIELD(ZStzFileItem, optional, 12);
 FIELD(ZStzFileItem, result, 16);
 SIZE(ZStzFileItem, 20);
-#endif
 
-#if __has_include("Z/zpropc_handles.h")
 #include "Z/zpropc_handles.h"
 FIELD(ZAbstractProperties, propLock, 4);
 // The others stand behind the bases, one after the other.
@@ -281,4 +238,3 @@ FIELD(ZPROP_iter_handle, kind, 4);
 FIELD(ZPROP_iter_handle, first, 8);
 FIELD(ZPROP_iter_handle, second, 12);
 SIZE(ZPROP_iter_handle, 16);
-#endif

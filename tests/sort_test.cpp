@@ -179,6 +179,16 @@ TEST_F(SortTest, KillerSequenceStaysWithinNLogN) {
     EXPECT_GT(counting.comparisons, 2.2 * count * std::log2(count)) << "the sequence kills nothing";
 }
 
+TEST_F(SortTest, ManyMembersLevelWithEachOtherAreCheap) {
+    constexpr int count = 20000;
+    for (int const different : {1, 2, 5}) {
+        Comparator const counting([](int a, int b) { return a - b; });
+        Values const input = randomValues(count, different, 7);
+        EXPECT_EQ(sorted(input, ascending), sortedByList<ZArrayList>(input, counting, ascending));
+        EXPECT_LE(counting.comparisons, 3 * count * different) << different << " values";
+    }
+}
+
 TEST_F(SortTest, ComparatorThatThrowsLosesNoMember) {
     for (long const limit : {0L, 1L, 50L, 2000L, 6000L}) {
         long left = limit;

@@ -84,7 +84,9 @@ void ZAbstractList::shuffle() {
 // ---------------------------------------------------------------------------------- ZArrayList
 
 ZArrayList::ZArrayList(unsigned int room, int owns)
-    : capacity_(std::max(room, 1U)), data(zmembers::newRow(capacity_)), ownsMembers_(owns) {}
+    : capacity_(std::max(room, 1U)), ownsMembers_(owns) {
+    zmembers::resizeRow(data, capacity_);
+}
 
 // Delegates, so that the destructor takes the clones back when a later one fails.
 ZArrayList::ZArrayList(ZArrayList const& other) : ZArrayList(other.capacity_, other.ownsMembers_) {

@@ -8,8 +8,9 @@
 /// Sorts what `Members` gives by `get(i)` and exchanges by `swap(i, j)`: quicksort, heapsort where
 /// quicksort degenerates, and insertion sort for small parts.
 ///
-/// Members move by exchange alone, and each cursor checks its bound: a comparator that contradicts
-/// itself or throws can spoil the order, but not lose a member, leave the range or go on for ever.
+/// Members move by exchange alone, and no loop leaves its bounds to the comparator: one that
+/// contradicts itself or throws can spoil the order, but not lose a member, leave the range or go
+/// on for ever.
 template <class Members>
 class ZListSort {
   public:
@@ -25,9 +26,11 @@ class ZListSort {
   private:
     struct Parts {
         unsigned int leftEnd, rightBegin;
+        unsigned int passes;  // over the range
     };
 
-    static constexpr unsigned int smallPart = 12;  // below that, insertion compares less
+    static constexpr unsigned int smallPart = 12;   // up to there, insertion compares less
+    static constexpr unsigned int largePart = 128;  // from there on more samples pay
 
     static unsigned int bitWidth(unsigned int n) {
         unsigned int bits = 0;
@@ -53,36 +56,70 @@ class ZListSort {
         return lo;
     }
 
-    /// `rounds` bounds the partitions of a member. The smaller part is the one that recurs, so that
-    /// the stack stays at log2 n calls.
-    void quick(unsigned int lo, unsigned int hi, unsigned int rounds) {
-        for (; hi - lo > smallPart; --rounds) {
-            if (rounds == 0) return heap(lo, hi);
+    /// `passes` bounds how often a member is compared with a pivot. The smaller part is the one
+    /// that recurs, so that the stack stays at log2 n calls.
+    void quick(unsigned int lo, unsigned int hi, unsigned int passes) {
+        while (hi - lo > smallPart) {
+            if (passes < 2) return heap(lo, hi);
             Parts const parts = partition(lo, hi);
+            passes -= parts.passes;
             if (parts.leftEnd - lo < hi - parts.rightBegin) {
-                quick(lo, parts.leftEnd, rounds - 1);
+                quick(lo, parts.leftEnd, passes);
                 lo = parts.rightBegin;
             } else {
-                quick(parts.rightBegin, hi, rounds - 1);
+                quick(parts.rightBegin, hi, passes);
                 hi = parts.leftEnd;
             }
         }
         insertion(lo, hi);
     }
 
-    /// The right cursor stands one behind the member that it looks at.
+    /// Brings a member near the median of the range to its middle, where the pivot is taken from:
+    /// the median of three, or of three such medians, spares up to a fifth of all comparisons.
+    void bringMedian(unsigned int lo, unsigned int hi) {
+        unsigned int const middle = lo + (hi - lo) / 2;
+        unsigned int const last = hi - 1;
+        if (hi - lo < largePart) return order(lo, middle, last);
+        unsigned int const step = (hi - lo) / 8;
+        order(lo, lo + step, lo + 2 * step);
+        order(middle - step, middle, middle + step);
+        order(last - 2 * step, last - step, last);
+        order(lo + step, middle, last - step);
+    }
+
+    /// Sorts three members in their places.
+    void order(unsigned int a, unsigned int b, unsigned int c) {
+        if (behind(members.get(a), members.get(b))) members.swap(a, b);
+        if (!behind(members.get(b), members.get(c))) return;
+        members.swap(b, c);
+        if (behind(members.get(a), members.get(b))) members.swap(a, b);
+    }
+
+    /// The member in the middle is the pivot. A left part that came out small is taken as a sign of
+    /// many members level with the pivot; a second pass puts these between the parts.
     Parts partition(unsigned int lo, unsigned int hi) {
-        ZObject const* const pivot = members.get(lo + (hi - lo) / 2);
-        unsigned int left = lo;
-        unsigned int right = hi;
-        while (left < right) {
-            while (left < hi && before(members.get(left), pivot))
-                ++left;
-            while (right > lo && behind(members.get(right - 1), pivot))
-                --right;
-            if (left < right) members.swap(left++, --right);
+        bringMedian(lo, hi);
+        members.swap(lo, lo + (hi - lo) / 2);
+        ZObject const* const pivot = members.get(lo);
+        unsigned int const end =
+            split(lo + 1, hi, [=](ZObject const* member) { return before(member, pivot); });
+        members.swap(lo, end - 1);
+        if (end - lo > (hi - lo) / 8) return {end - 1, end, 1};
+        return {end - 1,
+                split(end, hi, [=](ZObject const* member) { return !behind(member, pivot); }), 2};
+    }
+
+    /// Moves the members that `isLeft` accepts before the others and returns their end. Exchanging
+    /// every time costs less than a branch that no processor can predict.
+    template <class Test>
+    unsigned int split(unsigned int lo, unsigned int hi, Test isLeft) {
+        unsigned int end = lo;
+        for (unsigned int i = lo; i < hi; ++i) {
+            unsigned int const left = isLeft(members.get(i));
+            members.swap(i, end);
+            end += left;
         }
-        return {right, left};
+        return end;
     }
 
     void insertion(unsigned int lo, unsigned int hi) {

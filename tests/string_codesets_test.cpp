@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Z/ZBuffer.h"
@@ -120,6 +121,18 @@ TEST(StringCodesetTest, KeptAViewRefusesAnotherCodesetSilently) {
         unknown = ZUTF8ConstString("other");
         EXPECT_STREQ(view, "kept");
         EXPECT_EQ(view.getLength(), 4U);
+    }));
+}
+
+TEST(StringCodesetTest, IsSetUpByFirstStringsOfSeveralThreads) {
+    EXPECT_TRUE(holdsUnder(latin1, [] {
+        std::vector<std::thread> threads;
+        threads.reserve(8);
+        for (int i = 0; i < 8; ++i) {
+            threads.emplace_back([] { EXPECT_STREQ(ZLCString(ZUTF8String("\xC3\xA9")), "\xE9"); });
+        }
+        for (auto& thread : threads)
+            thread.join();
     }));
 }
 

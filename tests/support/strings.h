@@ -8,11 +8,8 @@
 #include <cstring>
 #include <functional>
 #include <string>
-#include <type_traits>
 
 #include "Z/ZAbstractMutableString.h"
-#include "Z/ZLCConstString.h"
-#include "Z/ZLCString.h"
 #include "support/processes.h"
 
 namespace testsupport {
@@ -32,17 +29,6 @@ inline void checkString(const ZAbstractMutableString& string) {
     EXPECT_GE(string.getCapacity(), ZAbstractMutableString::getDefaultLength());
     EXPECT_EQ(isInside, string.getCapacity() == ZAbstractMutableString::getDefaultLength());
 }
-
-/// Names the classes in the names of typed tests.
-struct StringClassNames {
-    template <class String>
-    static std::string GetName(int) {  // NOLINT: the name that GoogleTest asks for
-        std::string const family =
-            std::is_same_v<String, ZLCString> || std::is_same_v<String, ZLCConstString> ? "LC"
-                                                                                        : "UTF8";
-        return family + (std::is_base_of_v<ZAbstractConstString, String> ? "Const" : "");
-    }
-};
 
 /// Runs expectations in a child whose environment names `locale`; true when all held. The library
 /// takes its codeset from the environment once, so this process must not have used it before.

@@ -105,6 +105,8 @@ class ZFC_API ZCondition : public ZAbstractCondition {
     virtual void validateLock() ZASSERTS_HELD();
 
   private:
+    friend struct ZForkedChild;  // makes it new in the child of a fork
+
     struct CondDelete {
         void operator()(pthread_cond_t* initialised) const noexcept;
     };

@@ -98,8 +98,9 @@ class ZFC_API ZLock : public ZAbstractLock, public ZObject {
     [[nodiscard]] bool lockFor(long milliseconds) ZTRY_ACQUIRE(true);
 
   private:
-    friend class ZCondition;  // waits with the mutex
-    class Suspension;         // the hold given up for a wait
+    friend class ZCondition;     // waits with the mutex
+    friend struct ZForkedChild;  // frees it in the child of a fork
+    class Suspension;            // the hold given up for a wait
 
     static constexpr pthread_t noOwner = static_cast<pthread_t>(-1);
     static constexpr int maximumDepth = std::numeric_limits<int>::max();

@@ -94,6 +94,8 @@ class ZFC_API ZAbstractObservable : public ZObservableInterface {
     ~ZAbstractObservable();
 
   private:
+    friend struct ZForkedChild;  // frees the lock in the child of a fork
+
     ZArrayList observers ZGUARDED_BY(observersLock);  // one Voyeur for each, owned
     mutable ZLock observersLock;                      // held for the whole of every operation
 };

@@ -168,6 +168,8 @@ class ZFC_API ZReadWriteLock : public ZAbstractReadWriteLock {
     [[nodiscard]] bool lockFor(zlockstate requested, long milliseconds);
 
   private:
+    friend struct ZForkedChild;  // frees it in the child of a fork
+
     class Deadline;   // until when to wait
     class Promotion;  // write, taken from protect and given back unless all readers have left
 

@@ -24,6 +24,10 @@ enum class LockWait { no, yes };
 /// lock of somebody else that is in the way, with LockWait::yes EINTR when a signal came first.
 [[nodiscard]] int setRecordLock(int fd, LockMode mode, LockRange range, LockWait wait);
 
+/// The mode of a lock of somebody else that would be in the way of an exclusive one on the range;
+/// LockMode::none when there is none. 0 when found out, else the errno.
+[[nodiscard]] int findRecordLock(int fd, LockRange range, LockMode& mode);
+
 }  // namespace zfile
 
 #endif

@@ -193,6 +193,27 @@ FIELD(ZThreadPool, maxIdle, 52);
 FIELD(ZThreadPool, idleCount, 56);
 SIZE(ZThreadPool, 60);
 
+#include "Z/ZFileLock.h"
+FIELD(ZSequenceUpdate, sequence, 4);
+FIELD(ZSequenceUpdate, lastSequence, 8);
+SIZE(ZSequenceUpdate, 12);
+FIELD(ZAbstractProcessReadWriteLock, lockState, 56);
+FIELD(ZAbstractProcessReadWriteLock, lockName, 60);
+FIELD(ZAbstractProcessReadWriteLock, sequence, 172);
+FIELD(ZAbstractProcessReadWriteLock, lastSequence, 176);
+FIELD(ZAbstractProcessReadWriteLock, update, 180);
+FIELD(ZAbstractProcessReadWriteLock, rwLock, 184);
+SIZE(ZAbstractProcessReadWriteLock, 280);
+SIZE(ZStubProcessReadWriteLock, 280);
+FIELD(ZAbstractProcessReadWriteFileLock, lockDirName, 280);
+FIELD(ZAbstractProcessReadWriteFileLock, lockFileName, 392);
+FIELD(ZAbstractProcessReadWriteFileLock, fileLock, 504);
+SIZE(ZAbstractProcessReadWriteFileLock, 524);
+FIELD(ZUnixProcessReadWriteFileLock, fileHandle, 524);
+SIZE(ZUnixProcessReadWriteFileLock, 528);
+FIELD(ZStubProcessReadWriteFileLock, stubSequence, 524);
+SIZE(ZStubProcessReadWriteFileLock, 528);
+
 #include "Z/ZFileMap.h"
 FIELD(ZAbstractFileMap, fileName, 4);
 FIELD(ZAbstractFileMap, mode, 116);

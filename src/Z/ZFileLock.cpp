@@ -1,0 +1,309 @@
+#include "Z/ZFileLock.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Z/ZException.h"
+#include "Z/zcancellation_off.h"
+#include "Z/zfilelock_ranges.h"
+#include "Z/zlock_report.h"
+#include "Z/zprocess_hold.h"
+#include "Z/zprocess_limit.h"
+
+namespace {
+
+using zprocess::dataRange;
+using zprocess::gateRange;
+using zprocess::TimeLimit;
+
+constexpr char sourceName[] = "src/Z/ZFileLock";
+
+static_assert(sizeof(unsigned int) == dataRange.length && sizeof(pid_t) == gateRange.length);
+
+bool isUsableDirectory(const char* path) {
+    struct stat status {};
+    return stat(path, &status) == 0 && S_ISDIR(status.st_mode) && (status.st_mode & S_IWUSR) != 0 &&
+           (status.st_mode & S_IXUSR) != 0;
+}
+
+}  // namespace
+
+// --------------------------------------------------------------------------------------- guards
+
+/// As ZResourceLock, but no longer than the request may take, and a release that fails is tried
+/// once more: a file lock that stayed closed would shut every thread out.
+class ZSCOPED_CAPABILITY ZAbstractProcessReadWriteFileLock::FileGuard {
+  public:
+    // Not analysed: a lock that could not be had is an exception.
+    explicit FileGuard(ZAbstractProcessReadWriteFileLock& owner)
+        ZACQUIRE(owner.fileLock) ZNO_THREAD_SAFETY_ANALYSIS : lock(owner.fileLock) {
+        TimeLimit* const limit = TimeLimit::of(owner);
+        if (limit == nullptr) {
+            lock.lock();
+        } else if (!lock.lockFor(limit->remaining())) {
+            zraise(ZLockResourceException(33, limit->reach()), sourceName, __LINE__);
+        }
+    }
+    ~FileGuard() ZRELEASE() ZNO_THREAD_SAFETY_ANALYSIS {
+        if (!release()) release();
+    }
+    FileGuard(const FileGuard&) = delete;
+    FileGuard& operator=(const FileGuard&) = delete;
+
+  private:
+    bool release() noexcept ZNO_THREAD_SAFETY_ANALYSIS {
+        try {
+            lock.unlock();
+            return true;
+        } catch (ZException& exception) {
+            zreportException(exception);
+            return false;
+        }
+    }
+
+    ZLock& lock;
+};
+
+class ZAbstractProcessReadWriteFileLock::FileHold {
+  public:
+    explicit FileHold(ZAbstractProcessReadWriteFileLock& taken) : lock(taken) {}
+    ~FileHold() {
+        if (kept) return;
+        ZCancellationOff const inDestructors;
+        try {
+            lock.unlockFile();
+        } catch (ZException const&) {
+            // The request's own failure is told; this one would hide it, and the file is closed.
+        }
+        lock.lockState = zlockUnset;
+    }
+    FileHold(const FileHold&) = delete;
+    FileHold& operator=(const FileHold&) = delete;
+    void keep() { kept = true; }
+
+  private:
+    ZAbstractProcessReadWriteFileLock& lock;
+    bool kept = false;
+};
+
+class ZAbstractProcessReadWriteFileLock::Hold {
+  public:
+    Hold(ZAbstractProcessReadWriteFileLock& taken, zlockstate requested) : lock(taken) {
+        take(requested);
+    }
+    ~Hold() {
+        if (!held || !lock.isHolder()) return;  // an observer may have unlocked, or forked
+        ZCancellationOff const inDestructors;
+        try {
+            lock.dolock(zlockUnset);
+        } catch (ZException& exception) {
+            zreportException(exception);
+        }
+    }
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+    void take(zlockstate requested) {
+        lock.dolock(requested);
+        held = true;
+    }
+    void drop() {
+        lock.dolock(zlockUnset);
+        held = false;
+    }
+    void keep() { held = false; }
+
+  private:
+    ZAbstractProcessReadWriteFileLock& lock;
+    bool held = false;
+};
+
+// ------------------------------------------------------------------------------ making and names
+
+ZAbstractProcessReadWriteFileLock::ZAbstractProcessReadWriteFileLock(const char* name,
+                                                                     const char* directory)
+    : ZAbstractProcessReadWriteLock(name) {
+    ZAbstractProcessReadWriteFileLock::setLockDirName(directory);
+    enter();
+}
+
+ZAbstractProcessReadWriteFileLock::ZAbstractProcessReadWriteFileLock(const char* name)
+    : ZAbstractProcessReadWriteLock(name), lockDirName(".") {
+    enter();
+}
+
+ZAbstractProcessReadWriteFileLock::ZAbstractProcessReadWriteFileLock(
+    const ZAbstractProcessReadWriteFileLock& other)
+    : ZAbstractProcessReadWriteLock(other), lockDirName(other.lockDirName) {
+    enter();
+}
+
+ZAbstractProcessReadWriteFileLock::~ZAbstractProcessReadWriteFileLock() {
+    zprocess::recordOf(*this).fileLock = nullptr;
+}
+
+void ZAbstractProcessReadWriteFileLock::enter() {
+    ZAbstractProcessReadWriteFileLock::setLockFileName(getLockName().getChars());
+    zprocess::recordOf(*this).fileLock = &fileLock;
+}
+
+ZLCString const& ZAbstractProcessReadWriteFileLock::getLockDirName() const { return lockDirName; }
+
+void ZAbstractProcessReadWriteFileLock::setLockDirName(const char* directory) {
+    if (directory != nullptr && !isUsableDirectory(directory))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    ZLCString const name(directory);
+    if (name == lockDirName) return;
+    if (!haveLock(zlockUnset))
+        zraise(ZInvalidResourceStateException(getLockStateName(getLockState())), sourceName,
+               __LINE__);
+    lockDirName = name;
+    setLockFileName(getLockName().getChars());
+}
+
+ZLCString const& ZAbstractProcessReadWriteFileLock::getLockFileName() const { return lockFileName; }
+
+void ZAbstractProcessReadWriteFileLock::setLockFileName(const char* name) {
+    ZLCString path(lockDirName);
+    if (path.getLength() > 0) path += '/';
+    path += zprocess::filePrefix;
+    path += ZLCString(name);
+    lockFileName = path;
+}
+
+// -------------------------------------------------------------------------------------- the lock
+
+void ZAbstractProcessReadWriteFileLock::lock(zlockstate requested) {
+    if (requested == zlockUnset) return dolock(requested);
+    Hold hold(*this, requested);
+    if (getLastSequence() == invalidSequence) setLastSequence();
+    if (mustTell()) {
+        // Kept: protect counts as a reader here, though it is write in the file. Who asked for
+        // either is told after the number was read anew, and its release does not advance it.
+        if (requested != zlockWrite) {
+            hold.drop();
+            hold.take(zlockWrite);
+            setUpdate(0);
+        }
+        notifyLockObservers();
+    }
+    hold.keep();
+}
+
+bool ZAbstractProcessReadWriteFileLock::mustTell() const {
+    if (isCurrent() != 0 || countObservers() == 0) return false;
+    // A thread that reads below this request as well cannot write.
+    return zprocess::recordOf(*this).readers.own() <= 1;
+}
+
+/// With write held.
+void ZAbstractProcessReadWriteFileLock::notifyLockObservers() {
+    if (isCurrent() != 0 || countObservers() == 0) return;
+    notifyObservers(ZSequenceUpdate(getSequence(), getLastSequence()));
+}
+
+void ZAbstractProcessReadWriteFileLock::dolock(zlockstate requested) {
+    if (requested == zlockUnset) return release();
+    acquire(requested);
+}
+
+void ZAbstractProcessReadWriteFileLock::acquire(zlockstate requested) {
+    zlockstate const mode = InProcess::modeFor(requested);
+    InProcess inProcess(*this, mode);
+    FileGuard const guard(*this);
+    if (mode == zlockWrite && !haveLock(zlockUnset))
+        zraise(ZInvalidResourceStateException(getLockStateName(getLockState())), sourceName,
+               __LINE__);
+    // Only the first reader of the process takes the file: more would not be more to the others.
+    if (haveLock(zlockUnset)) takeFile(mode);
+    inProcess.keep();
+}
+
+void ZAbstractProcessReadWriteFileLock::takeFile(zlockstate mode) {
+    FileHold file(*this);
+    lockFile(mode);
+    lockState = mode;
+    unsigned long number = 0;
+    readSequenceNumber(&number);
+    sequence = static_cast<unsigned int>(number);
+    file.keep();
+}
+
+void ZAbstractProcessReadWriteFileLock::release() {
+    ZCancellationOff const untilReleased;
+    requireHolder();
+    // Counting, the file and the in-process release are one section: of two last readers that leave
+    // together each would otherwise take the other for the last.
+    FileGuard const guard(*this);
+    zprocess::AllOf steps;
+    if (haveLock(zlockWrite) || getReaderCount() <= 1) {
+        if (!haveLock(zlockUnset)) steps.run([&] { unlockFile(); });
+        lockState = zlockUnset;
+        setUpdate(0);
+    }
+    steps.run([&] { leaveProcess(); });
+    steps.finish();
+}
+
+unsigned long ZAbstractProcessReadWriteFileLock::incSequence() {
+    if (!ownWriteLock())
+        zraise(ZInvalidResourceStateException(getLockStateName(getLockState())), sourceName,
+               __LINE__);
+    unsigned int const next = sequenceAfter(sequence);
+    writeSequenceNumber(next);
+    sequence = next;
+    return next;
+}
+
+// ------------------------------------------------------------------------------ the file protocol
+
+void ZAbstractProcessReadWriteFileLock::lockFile(zlockstate mode) {
+    struct Gate {
+        explicit Gate(ZAbstractProcessReadWriteFileLock& taken) : lock(taken) {
+            lock.lockFileRange(zlockWrite, gateRange.start, gateRange.length);
+        }
+        ~Gate() {
+            if (kept) return;
+            ZCancellationOff const inDestructors;
+            try {
+                release();
+            } catch (ZException const&) {
+                // The failure of the request is told, not this one behind it.
+            }
+        }
+        Gate(const Gate&) = delete;
+        Gate& operator=(const Gate&) = delete;
+        void release() { lock.unlockFileRange(gateRange.start, gateRange.length); }
+        ZAbstractProcessReadWriteFileLock& lock;
+        bool kept = false;
+    };
+    Gate gate(*this);
+    writePid();
+    lockFileRange(mode, dataRange.start, dataRange.length);
+    gate.kept = true;  // a writer keeps it until it leaves: no new reader gets in front
+    if (mode == zlockRead) gate.release();
+}
+
+void ZAbstractProcessReadWriteFileLock::unlockFile() {
+    ZCancellationOff const untilReleased;
+    zprocess::AllOf steps;
+    steps.run([&] { unlockFileRange(dataRange.start, dataRange.length); });
+    if (getLockState() == zlockWrite)
+        steps.run([&] { unlockFileRange(gateRange.start, gateRange.length); });
+    steps.finish();
+}
+
+void ZAbstractProcessReadWriteFileLock::readSequenceNumber(unsigned long* number) {
+    auto stored = static_cast<unsigned int>(*number);
+    readBytes(&stored, dataRange.start, dataRange.length);
+    *number = stored;
+}
+
+void ZAbstractProcessReadWriteFileLock::writeSequenceNumber(unsigned long number) {
+    auto stored = static_cast<unsigned int>(number);
+    writeBytes(&stored, dataRange.start, dataRange.length);
+}
+
+void ZAbstractProcessReadWriteFileLock::writePid() {
+    pid_t pid = getpid();
+    writeBytes(&pid, gateRange.start, gateRange.length);
+}

@@ -1,0 +1,208 @@
+/// Named read-write locks for the threads of one process and for several processes: what all of
+/// them share, the number that tells when shared data changed, and the stub that stays within the
+/// process. ZFileLock.h has the locks that reach across processes.
+///
+/// What one lock object does; its state is the same for all threads of the process:
+///
+///     state \ requested | read             | protect, write   | unlock() by a holder, by others
+///     ------------------+------------------+------------------+--------------------------------
+///     unset             | read             | write            | refused (6)   | refused (6)
+///     read, not by T    | joins            | waits            | -             | refused (6)
+///     read, by T        | T reads twice    | refused (32)     | T's read ends | refused (6)
+///     write, not by T   | waits            | waits            | -             | refused (6)
+///     write, by T       | refused (5)      | refused (5)      | unset         | refused (6)
+///
+/// T is the calling thread, the numbers are those of the messages. The state turns to unset when
+/// the last read ends. For other processes, and for other objects of the same name, an object that
+/// reads is one reader, and one that writes is the writer.
+///
+/// Every lock carries a sequence number. A writer's unlock() advances it; who takes the lock and
+/// finds that the number moved since its data was current has its observers told, with a
+/// ZSequenceUpdate:
+///
+///     lastSequence  | observers | lock() of read, protect              | lock() of write
+///     --------------+-----------+--------------------------------------+----------------
+///     never set     | any       | adopts the number                    | the same
+///     the number    | any       | -                                    | -
+///     another       | none      | -                                    | -
+///     another       | some      | drops what it took, takes write with | tells them
+///                   |           | update 0, tells them, keeps write    |
+///
+/// What may surprise:
+/// - Protect is write here, and promoteReadToWriteLock() does nothing.
+/// - A request that came back with write, because observers were told, is released as any other;
+///   its release does not advance the number unless setUpdate(1) is called before.
+/// - A thread that reads already is not told: it cannot write. Its data counts as current when it
+///   unlocks.
+/// - unlock() by a thread that does not itself hold the lock is refused, also where another thread
+///   reads: it would take that one's lock away.
+/// - The flag of setUpdate() belongs to the lock, not to the thread. Who sets it before taking the
+///   lock, as ZStackReadWriteLock does, changes it for a writer that is still inside.
+/// - The child of a fork holds nothing: its object is unset, whatever the parent has locked, and
+///   the parent keeps its lock.
+/// - A thread must not end while it holds a lock. Nobody finds out about dead-locks.
+#ifndef Z_ZPROCESSLOCK_H
+#define Z_ZPROCESSLOCK_H
+
+#include "Z/ztags.h"
+//
+#include <atomic>
+
+#include "Z/ZLCString.h"
+#include "Z/ZObserve.h"
+#include "Z/ZReadWriteLock.h"
+#include "Z/zexport.h"
+
+namespace zprocess {
+class Register;
+}
+
+/// What the observers of a process lock are told: the number that the shared data has now, and the
+/// one that the process's own copy was current with.
+class ZFC_API ZSequenceUpdate : public ZObservedParm {
+  public:
+    /// Both numbers are ZAbstractProcessReadWriteLock::invalidSequence.
+    ZSequenceUpdate();
+    /// Of both numbers the lower 32 bits count.
+    ZSequenceUpdate(unsigned long sequence, unsigned long lastSequence);
+
+    // in slot order: do not sort
+    ~ZSequenceUpdate() override;
+    /// The difference of the two records' numbers, or, where these are equal, of their last
+    /// numbers: taken in 32 bits and read as signed, so that a number counts as later than one up
+    /// to 2^31 - 1 before it, across the wrap as well. Other objects are compared by address.
+    [[nodiscard]] int compare(ZObject const& other) const override;
+    [[nodiscard]] ZObject* clone() const override;
+    [[nodiscard]] virtual unsigned long getSequence() const;
+    [[nodiscard]] virtual unsigned long getLastSequence() const;
+
+  private:
+    unsigned int sequence;      // of the shared data now
+    unsigned int lastSequence;  // of the process's own copy
+};
+
+/// Base of the process locks; see the tables above. Operations may be called from any thread.
+///
+/// Taking the lock waits without a limit, but for the operations whose names say otherwise. Besides
+/// what the tables say it throws what the lock's kind throws; whatever it throws, also when an
+/// observer does or the waiting thread is cancelled, the lock is as if it had not been asked for.
+class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
+  public:
+    /// Never the number of shared data: the number of an object that never held its lock.
+    static constexpr unsigned int invalidSequence = 0xFFFFFFFF;
+
+    /// A lock that is not held. `name` is copied; null is the empty name.
+    explicit ZAbstractProcessReadWriteLock(const char* name);
+    /// A lock of the same name that is not held and was never current.
+    ZAbstractProcessReadWriteLock(const ZAbstractProcessReadWriteLock& other);
+    ZAbstractProcessReadWriteLock& operator=(const ZAbstractProcessReadWriteLock&) = delete;
+
+    using ZAbstractReadWriteLock::lock;
+    using ZAbstractReadWriteLock::unlock;
+
+    // in slot order: do not sort
+    /// Nobody may hold the lock or wait for it.
+    ~ZAbstractProcessReadWriteLock() override;
+    /// Whether getLastSequence() is getSequence().
+    [[nodiscard]] int isCurrent() const override;
+    /// sync(update), then the calling thread's hold ends. Waits for no other holder and is no
+    /// cancellation point. Throws ZUnlockResourceException (message 6, rc 0) when the calling
+    /// thread holds nothing, which changes nothing. When the number cannot be written, the lock is
+    /// released all the same, and then that is thrown.
+    void unlock(int update) override;
+    /// Whether getLockState() is `state`.
+    [[nodiscard]] bool haveLock(zlockstate state) const override;
+    /// Whether the object holds write; asked by holders.
+    [[nodiscard]] bool ownWriteLock() const override;
+    /// Whether unlock() will advance the number: 1 from when write or protect was taken on, else 0.
+    [[nodiscard]] int getUpdate() const override;
+    void setUpdate(int newUpdate) override;
+    /// lock(zlockRead), lock(zlockWrite), lock(zlockProtect).
+    void readLock() override;
+    void writeLock() override;
+    void readWithIntentToWriteLock() override;
+    /// Does nothing: protect is write already.
+    void promoteReadToWriteLock() override;
+    /// The state of this object: zlockUnset, zlockRead or zlockWrite.
+    [[nodiscard]] virtual zlockstate getLockState() const;
+    [[nodiscard]] virtual ZLCString const& getLockName() const;
+    /// Renames a lock that is held, after releasing it as unlock() does and with what that throws.
+    /// An idle lock keeps its name. The lock's file stays the same.
+    virtual void setLockName(ZLCString& name);
+    /// The reads inside, of this process.
+    [[nodiscard]] virtual int getReaderCount();
+    /// The number last read or written under the lock; 0 before.
+    [[nodiscard]] virtual unsigned long getSequence() const;
+    /// Advances the number, from 0xFFFFFFFE to 0, and returns it.
+    virtual unsigned long incSequence();
+    /// The number that this process's data is current with.
+    [[nodiscard]] virtual unsigned long getLastSequence() const;
+    /// Says that this process's data is current with `number`, or with getSequence().
+    virtual void setLastSequence(unsigned long number);
+    virtual void setLastSequence();
+    /// With write held and `bump` not 0, incSequence(). Then, with any lock held,
+    /// setLastSequence().
+    virtual void sync(int bump);
+
+    /// As lock(), waiting `milliseconds` at most: false when the time is up, and then nothing is
+    /// held that was not before. Zero and less do not wait. Other processes' record locks are asked
+    /// for again and again, after 1 ms at first and 50 ms at last, because the system has no timed
+    /// wait for them; among such waiters there is no order. Telling the observers is not limited.
+    /// Throws ZInvalidParameterException (message 22) for a state that is not a mode.
+    [[nodiscard]] bool lockFor(zlockstate requested, long milliseconds);
+    /// lockFor() without waiting.
+    [[nodiscard]] bool tryLock(zlockstate requested) { return lockFor(requested, 0); }
+    [[nodiscard]] bool tryReadLock() { return tryLock(zlockRead); }
+    [[nodiscard]] bool tryWriteLock() { return tryLock(zlockWrite); }
+
+  protected:
+    class InProcess;  // the in-process part of a hold
+
+    /// The number after `number`; the one that is never valid is left out.
+    [[nodiscard]] static unsigned int sequenceAfter(unsigned int number);
+    /// Whether the calling thread holds the lock.
+    [[nodiscard]] bool isHolder() const;
+    /// Throws ZUnlockResourceException (message 6, rc 0) when the calling thread holds nothing.
+    void requireHolder() const;
+    /// Ends the calling thread's hold of rwLock.
+    void leaveProcess();
+
+    // Atomic, because they are asked for without a lock; they change under the file lock's own
+    // lock, or under the register's for a stub.
+    std::atomic<zlockstate> lockState{zlockUnset};            // row of the first table
+    ZLCString lockName;                                       // never changes while others use it
+    std::atomic<unsigned int> sequence{0};                    // of the shared data, when last seen
+    std::atomic<unsigned int> lastSequence{invalidSequence};  // of this process's data
+    std::atomic<int> update{0};     // 1: the holder's unlock() advances the number
+    mutable ZReadWriteLock rwLock;  // orders the threads of this process; taken first
+
+  private:
+    friend class zprocess::Register;
+
+    void forgetParent() noexcept;
+};
+
+/// A process lock without a file: it holds off the other threads of its process, on this object,
+/// alone. Its state is protect, not write, when that was asked for.
+class ZFC_API ZStubProcessReadWriteLock : public ZAbstractProcessReadWriteLock {
+  public:
+    explicit ZStubProcessReadWriteLock(const char* name);
+    ZStubProcessReadWriteLock(const ZStubProcessReadWriteLock& other);
+
+    using ZAbstractProcessReadWriteLock::lock;
+
+    // in slot order: do not sort
+    ~ZStubProcessReadWriteLock() override;
+    /// A lock of the same name that is not held.
+    [[nodiscard]] ZObject* clone() const override;
+    /// writeLock().
+    void lock() override;
+    /// Takes the lock in a mode; zlockUnset ends the calling thread's hold. Throws
+    /// ZInvalidParameterException (message 22) for a number that is no state.
+    void lock(zlockstate requested) override;
+
+  private:
+    void release();
+};
+
+#endif

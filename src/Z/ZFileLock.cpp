@@ -6,6 +6,7 @@
 #include "Z/ZException.h"
 #include "Z/zcancellation_off.h"
 #include "Z/zfilelock_ranges.h"
+#include "Z/zlock_guard.h"
 #include "Z/zlock_report.h"
 #include "Z/zprocess_hold.h"
 #include "Z/zprocess_limit.h"
@@ -29,40 +30,6 @@ bool isUsableDirectory(const char* path) {
 }  // namespace
 
 // --------------------------------------------------------------------------------------- guards
-
-/// As ZResourceLock, but no longer than the request may take, and a release that fails is tried
-/// once more: a file lock that stayed closed would shut every thread out.
-class ZSCOPED_CAPABILITY ZAbstractProcessReadWriteFileLock::FileGuard {
-  public:
-    // Not analysed: a lock that could not be had is an exception.
-    explicit FileGuard(ZAbstractProcessReadWriteFileLock& owner)
-        ZACQUIRE(owner.fileLock) ZNO_THREAD_SAFETY_ANALYSIS : lock(owner.fileLock) {
-        TimeLimit* const limit = TimeLimit::of(owner);
-        if (limit == nullptr) {
-            lock.lock();
-        } else if (!lock.lockFor(limit->remaining())) {
-            zraise(ZLockResourceException(33, limit->reach()), sourceName, __LINE__);
-        }
-    }
-    ~FileGuard() ZRELEASE() ZNO_THREAD_SAFETY_ANALYSIS {
-        if (!release()) release();
-    }
-    FileGuard(const FileGuard&) = delete;
-    FileGuard& operator=(const FileGuard&) = delete;
-
-  private:
-    bool release() noexcept ZNO_THREAD_SAFETY_ANALYSIS {
-        try {
-            lock.unlock();
-            return true;
-        } catch (ZException& exception) {
-            zreportException(exception);
-            return false;
-        }
-    }
-
-    ZLock& lock;
-};
 
 class ZAbstractProcessReadWriteFileLock::FileHold {
   public:
@@ -209,13 +176,22 @@ void ZAbstractProcessReadWriteFileLock::dolock(zlockstate requested) {
 void ZAbstractProcessReadWriteFileLock::acquire(zlockstate requested) {
     zlockstate const mode = InProcess::modeFor(requested);
     InProcess inProcess(*this, mode);
-    FileGuard const guard(*this);
+    takeFileLock();
+    ZPersistentGuard const guard(fileLock, std::adopt_lock);
     if (mode == zlockWrite && !haveLock(zlockUnset))
         zraise(ZInvalidResourceStateException(getLockStateName(getLockState())), sourceName,
                __LINE__);
     // Only the first reader of the process takes the file: more would not be more to the others.
     if (haveLock(zlockUnset)) takeFile(mode);
     inProcess.keep();
+}
+
+/// No longer than the request may take. Not analysed: a lock that could not be had is an exception.
+void ZAbstractProcessReadWriteFileLock::takeFileLock() ZNO_THREAD_SAFETY_ANALYSIS {
+    TimeLimit* const limit = TimeLimit::of(*this);
+    if (limit == nullptr) return fileLock.lock();
+    if (!fileLock.lockFor(limit->remaining()))
+        zraise(ZLockResourceException(33, limit->reach()), sourceName, __LINE__);
 }
 
 void ZAbstractProcessReadWriteFileLock::takeFile(zlockstate mode) {
@@ -233,7 +209,8 @@ void ZAbstractProcessReadWriteFileLock::release() {
     requireHolder();
     // Counting, the file and the in-process release are one section: of two last readers that leave
     // together each would otherwise take the other for the last.
-    FileGuard const guard(*this);
+    takeFileLock();
+    ZPersistentGuard const guard(fileLock, std::adopt_lock);
     zprocess::AllOf steps;
     if (haveLock(zlockWrite) || getReaderCount() <= 1) {
         if (!haveLock(zlockUnset)) steps.run([&] { unlockFile(); });

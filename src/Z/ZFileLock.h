@@ -114,13 +114,13 @@ class ZFC_API ZAbstractProcessReadWriteFileLock : public ZAbstractProcessReadWri
     virtual void readBytes(void* buffer, unsigned int offset, unsigned int length) = 0;
 
   private:
-    class FileGuard;  // holds fileLock
-    class FileHold;   // the file taken, and given back unless it is kept
-    class Hold;       // the whole lock taken, and given back unless it is kept
+    class FileHold;  // the file taken, and given back unless it is kept
+    class Hold;      // the whole lock taken, and given back unless it is kept
 
     void enter();
     void acquire(zlockstate requested);
     void release();
+    void takeFileLock() ZACQUIRE(fileLock);
     void takeFile(zlockstate mode);
     [[nodiscard]] bool mustTell() const;
     void notifyLockObservers();

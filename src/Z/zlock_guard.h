@@ -2,17 +2,22 @@
 #ifndef Z_ZLOCK_GUARD_H
 #define Z_ZLOCK_GUARD_H
 
-#include "Z/ZCondition.h"
+#include <mutex>
+
 #include "Z/ZException.h"
+#include "Z/ZLock.h"
 #include "Z/zlock_report.h"
 
 /// As ZResourceLock, but a release that fails is tried once more: the object's user does not know
 /// of the lock inside, and if that stayed closed would be shut out for ever.
 class ZSCOPED_CAPABILITY ZPersistentGuard {
   public:
-    explicit ZPersistentGuard(ZCondition& guarded) ZACQUIRE(guarded) : condition(guarded) {
+    explicit ZPersistentGuard(ZLockInterface& guarded) ZACQUIRE(guarded) : lock(guarded) {
         guarded.lock();
     }
+    /// Releases a lock that the calling thread has taken.
+    ZPersistentGuard(ZLockInterface& held, std::adopt_lock_t /*tag*/) ZREQUIRES(held)
+        : lock(held) {}
     ~ZPersistentGuard() ZRELEASE() {
         if (!release()) release();
     }
@@ -23,7 +28,7 @@ class ZSCOPED_CAPABILITY ZPersistentGuard {
     // Not analysed: the destructor says that it releases.
     bool release() noexcept ZNO_THREAD_SAFETY_ANALYSIS {
         try {
-            condition.unlock();
+            lock.unlock();
             return true;
         } catch (ZException& exception) {
             zreportException(exception);
@@ -31,7 +36,7 @@ class ZSCOPED_CAPABILITY ZPersistentGuard {
         }
     }
 
-    ZCondition& condition;
+    ZLockInterface& lock;
 };
 
 #endif

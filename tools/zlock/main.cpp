@@ -1,0 +1,212 @@
+// zlock: runs a command under a read-write lock that processes share, or tells how it is held.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <limits>
+#include <string>
+#include <system_error>
+
+#include "Z/ZException.h"
+#include "Z/ZFileLock.h"
+#include "common/datadir.h"
+#include "zlock/run.h"
+
+namespace zlock {
+namespace {
+
+using Lock = ZUnixProcessReadWriteFileLock;
+
+constexpr int done = 0;
+constexpr int wrongUsage = 2;
+constexpr int failed = 3;
+
+constexpr char description[] =
+    "Runs a command under a read-write lock that processes share:\n"
+    "  zlock [OPTIONS] NAME -- COMMAND [ARG...]\n"
+    "  zlock --status [--dir DIR] NAME";
+
+constexpr char footer[] =
+    "The command finds the lock's change number in ZLOCK_SEQUENCE. A command that ends with status "
+    "0\nunder --write or --protect advances the number.\n"
+    "Exit status: the command's, 128 and the signal's number when one ended it; 1, or that of\n"
+    "--conflict-exit, when the lock was not to be had; 2 wrong usage, 3 error.\n"
+    "Example: zlock --dir /var/lock/app --wait 10 config -- vi /etc/app.conf";
+
+struct Request {
+    std::string name;
+    std::string directory = ".";
+    Lock::zlockstate mode = Lock::zlockWrite;
+    bool status = false;
+    bool noWait = false;
+    double waitSeconds = -1;  // negative: without a limit
+    int conflictExit = 1;
+};
+
+/// Fills the request; the command is not among what is parsed here.
+class CommandLine {
+  public:
+    explicit CommandLine(Request& filled) : request(filled) {
+        app.footer(footer);
+        app.add_option("NAME", request.name, "name of the lock: its file is DIR/._zplNAME")
+            ->required()
+            ->check(isFileName);
+        app.add_option("--dir", request.directory, "directory of the lock file (default .)");
+        addModes();
+        addWaits();
+    }
+
+    /// Whether to go on; else `exitStatus` is the program's.
+    [[nodiscard]] bool parse(int argc, char** argv, int& exitStatus) {
+        try {
+            app.parse(argc, argv);
+            return true;
+        } catch (CLI::ParseError& e) {
+            exitStatus = e.get_exit_code() == 0 ? done : wrongUsage;
+            app.exit(e);
+            return false;
+        }
+    }
+
+  private:
+    static std::string isFileName(const std::string& name) {
+        bool const good = !name.empty() && name.find('/') == std::string::npos;
+        return good ? std::string() : "a name is not empty and has no \"/\"";
+    }
+
+    CLI::Option* addMode(const char* flag, Lock::zlockstate mode, const char* help) {
+        return app.add_flag_callback(
+            flag, [this, mode] { request.mode = mode; }, help);
+    }
+
+    void addModes() {
+        auto* const read = addMode("--read", Lock::zlockRead, "together with other readers");
+        auto* const protect = addMode("--protect", Lock::zlockProtect, "alone, as --write");
+        auto* const write = addMode("--write", Lock::zlockWrite, "alone (default)");
+        auto* const status = app.add_flag("--status", request.status,
+                                          "tell number and holder, and how the lock is held now");
+        for (auto* const one : {read, protect, write, status}) {
+            for (auto* const other : {read, protect, write, status}) {
+                if (one != other) one->excludes(other);
+            }
+        }
+    }
+
+    void addWaits() {
+        auto* const noWait =
+            app.add_flag("--no-wait", request.noWait, "give up at once when the lock is held");
+        app.add_option("--wait", request.waitSeconds, "give up after so many seconds")
+            ->check(CLI::NonNegativeNumber)
+            ->excludes(noWait);
+        app.add_option("--conflict-exit", request.conflictExit,
+                       "exit status when the lock was not to be had (default 1)")
+            ->check(CLI::Range(0, 255));
+    }
+
+    Request& request;
+    CLI::App app{description, "zlock"};
+};
+
+int complain(const std::string& text) {
+    std::cerr << "zlock: " << text << "\n";
+    return failed;
+}
+
+/// Why the library gave up.
+std::string reasonOf(const ZException& e, const Request& request) {
+    if (dynamic_cast<ZInvalidParameterException const*>(&e) != nullptr)
+        return request.directory + ": no directory that its owner may write and search";
+    auto const* const resource = dynamic_cast<ZResourceException const*>(&e);
+    std::string const file = request.directory + "/._zpl" + request.name + ": ";
+    if (resource == nullptr)
+        return file + e.getName() + " (message " + std::to_string(e.getCode()) + ")";
+    if (resource->resourceRc() == EBADF)
+        return file + "cannot be opened for writing, or is no plain file";
+    if (resource->resourceRc() < 0) return file + "is no lock file";
+    return file + std::strerror(resource->resourceRc());
+}
+
+bool take(Lock& lock, const Request& request) {
+    constexpr double millisecondsPerSecond = 1000;
+    constexpr double longest = std::numeric_limits<int>::max();
+    if (request.noWait) return lock.tryLock(request.mode);
+    if (request.waitSeconds < 0) {
+        lock.lock(request.mode);
+        return true;
+    }
+    return lock.lockFor(request.mode, static_cast<long>(std::min(
+                                          request.waitSeconds * millisecondsPerSecond, longest)));
+}
+
+int run(const Request& request, char* const* command) {
+    Lock lock(request.name.c_str(), request.directory.c_str());
+    if (!take(lock, request)) return request.conflictExit;
+    setenv("ZLOCK_SEQUENCE", std::to_string(lock.getSequence()).c_str(), 1);
+    int status = failed;
+    try {
+        status = runCommand(command);
+    } catch (std::system_error const& e) {
+        complain(std::string(command[0]) + ": " + e.code().message());
+    }
+    lock.unlock(status == 0 ? 1 : 0);  // readers never advance the number
+    return status;
+}
+
+bool isAlive(int pid) { return kill(pid, 0) == 0 || errno == EPERM; }
+
+const char* stateName(Lock::zlockstate state) {
+    if (state == Lock::zlockUnset) return "free";
+    return state == Lock::zlockRead ? "read" : "written";
+}
+
+int tellStatus(const Request& request) {
+    Lock const lock(request.name.c_str(), request.directory.c_str());
+    Lock::FileStatus const status = lock.fileStatus();
+    std::cout << "sequence: " << status.sequence << "\n";
+    if (status.holderPid <= 0) {
+        std::cout << "last holder: none\n";
+    } else {
+        std::cout << "last holder: " << status.holderPid
+                  << (isAlive(status.holderPid) ? " (running)\n" : " (gone)\n");
+    }
+    std::cout << "state: " << stateName(status.state) << "\n" << std::flush;
+    return std::cout ? done : complain("standard output cannot be written");
+}
+
+/// Where the command begins, behind "--"; `argc` when there is none.
+int commandStart(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--") == 0) return i + 1;
+    }
+    return argc;
+}
+
+int main(int argc, char** argv) {
+    // The command's words are not for the parser, which gives some of them a meaning.
+    int const start = commandStart(argc, argv);
+    bool const hasMark = start <= argc && std::strcmp(argv[start - 1], "--") == 0 && start > 1;
+    Request request;
+    int status = done;
+    if (!CommandLine(request).parse(hasMark ? start - 1 : argc, argv, status)) return status;
+    if (request.status == (start < argc)) {
+        complain(request.status ? "--status runs no command"
+                                : "no command; it follows \"--\": zlock NAME -- COMMAND");
+        return wrongUsage;
+    }
+    try {
+        return request.status ? tellStatus(request) : run(request, argv + start);
+    } catch (ZException const& e) {
+        return complain(reasonOf(e, request));
+    }
+}
+
+}  // namespace
+}  // namespace zlock
+
+int main(int argc, char** argv) {
+    tools::useInstalledDataDirectory();
+    return zlock::main(argc, argv);
+}

@@ -36,29 +36,24 @@ Values listed(ZMap const& map) {
 
 /// What holds for both kinds of map, owning ones.
 void checkOwningMap(ZMap& map) {
-    EXPECT_TRUE(map.isEmpty());
     put(map, {1, 2, 3, 2, 1});
-    EXPECT_EQ(3U, map.size());
     EXPECT_EQ(3, Number::alive);
     Number two(2);
     Number nine(9);
     EXPECT_EQ(2, valueOf(map.getEntry(&two)));
-    EXPECT_NE(&two, map.getEntry(&two));
     EXPECT_EQ(nullptr, map.getEntry(&nine));
     map.putEntry(map.getEntry(&two));
     map.removeEntry(&nine);
     map.removeEntry(map.getEntry(&two));
     EXPECT_FALSE(map.contains(&two));
-    EXPECT_EQ((Values{1, 3}), listed(map));
 
-    Number::clonesLeft = 0;
-    EXPECT_EQ(notClonable, thrownBy([&] { map.putEntry(&two); }));
     Number one(1);
-    EXPECT_EQ(notClonable, thrownBy([&] { map.putEntry(&one); }));
+    Number::clonesLeft = 0;
+    for (Number* const entry : {&one, &two})
+        EXPECT_EQ(notClonable, thrownBy([&] { map.putEntry(entry); }));
     Number::clonesLeft = -1;
     EXPECT_EQ((Values{1, 3}), listed(map));
 
-    EXPECT_FALSE(map.contains(nullptr));
     map.putEntry(nullptr);
     map.putEntry(nullptr);
     EXPECT_EQ(3U, map.size());
@@ -68,12 +63,7 @@ void checkOwningMap(ZMap& map) {
     EXPECT_EQ((Values{1, 3}), listed(map));
     map.removeAll();
     EXPECT_TRUE(map.isEmpty());
-    put(map, {4, 5});
-}
-
-TEST_F(ArrayMapTest, OwningHoldsOneCloneForEqualEntries) {
-    ZArrayMap map(1, 1);
-    checkOwningMap(map);
+    put(map, {4, 5});  // for the destructor
 }
 
 TEST_F(HashMapTest, OwningHoldsOneCloneForEqualEntries) {
@@ -81,14 +71,15 @@ TEST_F(HashMapTest, OwningHoldsOneCloneForEqualEntries) {
     checkOwningMap(map);
 }
 
-TEST_F(ArrayMapTest, KeepsTheOrderOfInsertion) {
+TEST_F(ArrayMapTest, OwningHoldsOneCloneForEqualEntriesInTheirOrder) {
     ZArrayMap map(1, 1);
-    put(map, {5, 1, 4, 1, 3});
-    EXPECT_EQ((Values{5, 1, 4, 3}), listed(map));
+    checkOwningMap(map);
+    put(map, {1, 4, 3});
+    EXPECT_EQ((Values{4, 5, 1, 3}), listed(map));
     ZArrayMapIterator iterator(map);
-    Number const four(4);
-    EXPECT_EQ(map.getEntry(&four), iterator.findNext(four));
-    EXPECT_EQ(2, map.getIndex(&four));
+    Number const one(1);
+    EXPECT_EQ(map.getEntry(&one), iterator.findNext(one));
+    EXPECT_EQ(2, map.getIndex(&one));
 }
 
 TEST_F(HashMapTest, HasOneAndAHalfTimesItsSizeInBuckets) {
@@ -164,22 +155,15 @@ TEST_F(KeyEntryTest, ComparesKeysAlone) {
     EXPECT_LT(low.compare(high), 0);
     EXPECT_LT(none.compare(low), 0);
     EXPECT_GT(low.compare(none), 0);
-    EXPECT_EQ(0, none.compare(ZKeyEntry(nullptr, &two, 0)));
+    EXPECT_TRUE(none.equals(ZKeyEntry(nullptr, &two, 0)));
     EXPECT_TRUE(low.equals(ZKeyEntry(&one, nullptr, 0)));
-    EXPECT_FALSE(low.equals(high));
     EXPECT_FALSE(low.equals(one));
-    EXPECT_NE(0, low.compare(one));
     EXPECT_EQ(0U, none.hash());
-}
 
-TEST_F(KeyEntryTest, DifferentKeptHashesAreDifferentKeys) {
-    Number one(1);
-    ZKeyEntry const hashed(&one, nullptr, 0);
-    ZKeyEntry const fresh(&one, nullptr, 0);
-    EXPECT_EQ(1U, hashed.hash());
-    EXPECT_FALSE(hashed.equals(fresh));
-    std::unique_ptr<ZObject> const copy(hashed.clone());
-    EXPECT_TRUE(hashed.equals(*copy));
+    EXPECT_EQ(1U, low.hash());
+    EXPECT_FALSE(low.equals(ZKeyEntry(&one, nullptr, 0))) << "hashes that are known differ";
+    std::unique_ptr<ZObject> const copy(low.clone());
+    EXPECT_TRUE(low.equals(*copy));
 }
 
 TEST_F(KeyEntryTest, CopyingHoldsClonesAndKeepsANullValue) {
@@ -200,22 +184,6 @@ TEST_F(KeyEntryTest, CopyingHoldsClonesAndKeepsANullValue) {
     Number::clonesLeft = -1;
     entry = full;
     EXPECT_EQ(2, valueOf(entry.getValue()));
-}
-
-TEST_F(KeyMapTest, CopyingHoldsItsOwnPairs) {
-    ZHashKeyMap map(10, 1);
-    {
-        Number key(1);
-        Number value(10);
-        map.putEntry(&key, &value);
-    }
-    Number const key(1);
-    EXPECT_EQ(10, valueOf(map.getEntry(&key)));
-    map.putEntry(&key, map.getEntry(&key));
-    EXPECT_EQ(10, valueOf(map.getEntry(&key)));
-    EXPECT_EQ(3, Number::alive);
-    map.removeEntry(&key);
-    EXPECT_EQ(1, Number::alive);
 }
 
 TEST_F(KeyMapTest, OtherGivesTheCallersPointersBack) {
@@ -253,19 +221,19 @@ TEST_F(KeyMapTest, FailedCloneLeavesTheMapAsItWas) {
     }
 }
 
-TEST_F(KeyMapTest, ListsKeysAndValuesInOneOrderAndPutsAll) {
+TEST_F(KeyMapTest, CopiesAndPutAllHoldPairsOfTheirOwn) {
     ZHashKeyMap map(3, 1);
     for (int i = 0; i < 20; ++i) {
         Number const key(i);
         Number const value(100 + i);
         map.putEntry(&key, &value);
+        map.putEntry(&key, map.getEntry(&key));
     }
     ZHashKeyMap other(50, 1);
     other.putAll(map);
     other.putAll(other);
     std::unique_ptr<ZObject> const copy(other.clone());
     map.removeAll();
-    EXPECT_TRUE(map.isEmpty());
     ZArrayList keys(1, 0);
     ZArrayList values(1, 0);
     dynamic_cast<ZHashKeyMap&>(*copy).listKeys(keys);

@@ -8,7 +8,6 @@
 #include <numeric>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "Z/ZList.h"
@@ -202,20 +201,6 @@ TEST_F(SortTest, ComparatorThatThrowsLosesNoMember) {
         EXPECT_EQ(invalidParameter, thrownBy([&] { list.sort(failing, ascending); }));
         EXPECT_EQ(before, sorted(valuesOf(list), ascending));
     }
-}
-
-TEST_F(SortTest, DefaultComparatorIsOneForAllThreads) {
-    ZSortCompare const* seen[4] = {};
-    std::vector<std::thread> threads;
-    for (auto& slot : seen)
-        threads.emplace_back([&slot] { slot = &ZSortCompare::defaultSortCompare(); });
-    for (auto& thread : threads)
-        thread.join();
-    for (auto const* comparator : seen)
-        EXPECT_EQ(seen[0], comparator);
-    Number const one(1);
-    Number const two(2);
-    EXPECT_LT(seen[0]->sortCompare(&one, &two), 0);
 }
 
 }  // namespace

@@ -48,21 +48,29 @@ void expectRefused(ZPROP_stz_handle* handle) {
     EXPECT_EQ(iterator, nullptr);
 }
 
-TEST(StanzaHandleTest, isKnownByBothMarkers) {
-    StanzaFile const file(sample);
+/// A handle of a file.
+struct Opened {
+    StanzaFile file{sample};
     ZPROP_stz_handle* handle = nullptr;
-    ASSERT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_WRITE), ZPROP_OK);
-    EXPECT_EQ(handle->mode, ZPROP_OPEN_WRITE);
+
+    Opened() { EXPECT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_WRITE), ZPROP_OK); }
+    ~Opened() { EXPECT_EQ(zstzPropClose(handle), ZPROP_OK); }
+    Opened(Opened const&) = delete;
+    Opened& operator=(Opened const&) = delete;
+};
+
+TEST(StanzaHandleTest, isKnownByBothMarkers) {
+    Opened const opened;
+    ZPROP_stz_handle* const handle = opened.handle;
+    std::uint32_t const markers[] = {0xbeeff00dU, 0xd00ffeebU};
+    std::size_t i = 0;
     for (zpropc::Marker* const marker : {&handle->first, &handle->second}) {
         auto* const word = reinterpret_cast<std::uint32_t volatile*>(marker);
-        std::uint32_t const right = *word;
-        *word = right ^ 1U;
+        EXPECT_EQ(*word, markers[i]);
+        *word = markers[i] ^ 1U;
         expectRefused(handle);
-        *word = right;
+        *word = markers[i++];
     }
-    EXPECT_EQ(*reinterpret_cast<std::uint32_t volatile*>(&handle->first), 0xbeeff00dU);
-    EXPECT_EQ(*reinterpret_cast<std::uint32_t volatile*>(&handle->second), 0xd00ffeebU);
-
     ZPROP_iter_handle* iterator = nullptr;
     ASSERT_EQ(zstzPropIter_init(handle, "s", nullptr, &iterator), ZPROP_OK);
     for (int const bad : {0, 3}) {
@@ -74,7 +82,6 @@ TEST(StanzaHandleTest, isKnownByBothMarkers) {
     }
     iterator->kind = zpropc::overKeys;
     EXPECT_EQ(zstzPropIter_close(iterator), ZPROP_OK);
-    EXPECT_EQ(zstzPropClose(handle), ZPROP_OK);
 }
 
 TEST(StanzaHandleTest, isNoHandleAnyMoreWhenItsMemoryIsFreed) {
@@ -93,10 +100,8 @@ TEST(StanzaHandleTest, isNoHandleAnyMoreWhenItsMemoryIsFreed) {
 }
 
 TEST(StanzaHandleTest, textsCarryTheirGuardWordInFront) {
-    StanzaFile const file(sample);
-    ZPROP_stz_handle* handle = nullptr;
-    ASSERT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_READ), ZPROP_OK);
-    char* const text = zstzPropGetStringValue(handle, "s", "k", 1, nullptr);
+    Opened const opened;
+    char* const text = zstzPropGetStringValue(opened.handle, "s", "k", 1, nullptr);
     ASSERT_STREQ(text, "2");
     std::uint32_t guard = 0;
     std::memcpy(&guard, text - sizeof guard, sizeof guard);
@@ -106,54 +111,42 @@ TEST(StanzaHandleTest, textsCarryTheirGuardWordInFront) {
     zstzPropFree(text);
     EXPECT_STREQ(text, "2");
     std::free(text - sizeof guard);
-    EXPECT_EQ(zstzPropClose(handle), ZPROP_OK);
 }
 
 TEST(StanzaHandleTest, letsNoExceptionOut) {
-    StanzaFile const file(sample);
-    ZPROP_stz_handle* handle = nullptr;
-    ASSERT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_READ), ZPROP_OK);
+    Opened const opened;
     std::function<void()> const throwers[] = {
         [] { throw 1; },
         [] { throw std::runtime_error("foreign"); },
-        [] { throw std::bad_alloc(); },
         [] { throw ZInvalidParameterException(); },
         [] { throw ZOutOfMemoryException(); },
     };
     for (auto const& thrower : throwers) {
         Acting observer(thrower);
-        handle->properties.addObserver(&observer);
-        EXPECT_EQ(zstzPropSetStringValue(handle, "s", "k", "v"), ZPROP_EDIT_ERROR);
-        handle->properties.deleteObservers();
+        opened.handle->properties.addObserver(&observer);
+        EXPECT_EQ(zstzPropSetStringValue(opened.handle, "s", "k", "v"), ZPROP_EDIT_ERROR);
+        opened.handle->properties.deleteObservers();
     }
-    EXPECT_EQ(zstzPropClose(handle), ZPROP_OK);
 }
 
 TEST(StanzaHandleTest, letsACancelledThreadEnd) {
-    StanzaFile const file(sample);
-    ZPROP_stz_handle* handle = nullptr;
-    ASSERT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_READ), ZPROP_OK);
+    Opened const opened;
     Acting observer([] {
         pthread_cancel(pthread_self());
         pthread_testcancel();
     });
-    handle->properties.addObserver(&observer);
+    opened.handle->properties.addObserver(&observer);
+    auto const edit = [](void* handle) -> void* {
+        (void)zstzPropSetStringValue(static_cast<ZPROP_stz_handle*>(handle), "s", "k", "v");
+        return nullptr;
+    };
     pthread_t thread{};
-    ASSERT_EQ(pthread_create(
-                  &thread, nullptr,
-                  [](void* argument) -> void* {
-                      auto* const mine = static_cast<ZPROP_stz_handle*>(argument);
-                      (void)zstzPropSetStringValue(mine, "s", "k", "v");
-                      return nullptr;
-                  },
-                  handle),
-              0);
+    ASSERT_EQ(pthread_create(&thread, nullptr, edit, opened.handle), 0);
     void* result = nullptr;
     ASSERT_EQ(pthread_join(thread, &result), 0);
     EXPECT_EQ(result, PTHREAD_CANCELED);
-    handle->properties.deleteObservers();
-    EXPECT_EQ(valueOf(handle->properties, "s", "k"), "v") << "nobody holds the lock";
-    EXPECT_EQ(zstzPropClose(handle), ZPROP_OK);
+    opened.handle->properties.deleteObservers();
+    EXPECT_EQ(valueOf(opened.handle->properties, "s", "k"), "v") << "nobody holds the lock";
 }
 
 }  // namespace

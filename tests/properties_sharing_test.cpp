@@ -111,31 +111,21 @@ TEST(PropertiesLockTest, aLoadSharesTheFileAndKeepsWritersOut) {
         return failures;
     });
     Hooked properties;
-    bool answered = false;
+    std::string refusal;
     properties.hook = [&] {
         // Another part of the process closes the same file, which must not free the lock.
         close(open(file.path().c_str(), O_RDONLY));
-        other.signal();
-        answered = other.await();
-    };
-    properties.load(file.path().c_str());
-    EXPECT_TRUE(answered);
-    other.signal();
-    EXPECT_EQ(other.join(), 0);
-}
-
-TEST(PropertiesLockTest, twoObjectsOfOneProcessAreKeptApartToo) {
-    StanzaFile const file(sample);
-    Hooked first;
-    std::string refusal;
-    first.hook = [&] {
         ZStanzaFileProperties second(file.path().c_str(), 1);
         second.setValue("s", "k", "2");
         refusal = ioFailure([&] { second.store(); });
+        other.signal();
+        EXPECT_TRUE(other.await());
     };
-    first.load(file.path().c_str());
+    properties.load(file.path().c_str());
     EXPECT_EQ(refusal, ioText(file.path(), "fcntl()", EAGAIN));
     EXPECT_EQ(file.bytes(), sample);
+    other.signal();
+    EXPECT_EQ(other.join(), 0);
 }
 
 TEST(PropertiesLockTest, noReaderEverSeesHalfAFile) {
@@ -205,82 +195,75 @@ TEST(PropertiesLockTest, aCancelledThreadFinishesItsFile) {
 
 // -------------------------------------------------------------------------------------- registry
 
-using Factory = ZStanzaFileProperties::ZStanzaFilePropertiesFactory;
+/// A file in the registry under a factory of its own.
+struct RegistryScene {
+    StanzaFile file{sample};
+    ZStanzaFileProperties::ZStanzaFilePropertiesFactory factory;
+
+    ZProperties* get(int force = 0) {
+        return ZProperties::getPropertiesFor(file.path().c_str(), factory, force);
+    }
+    /// What somebody else does to the file.
+    void change(char const* value, long seconds) const {
+        writeFile(file.path(), "[s]\nk = " + std::string(value) + "\n");
+        setTime(file.path(), seconds);
+    }
+};
+
+constexpr long once = 1000000000;
 
 TEST(PropertiesRegistryTest, handsOutOneObjectForEachFileAndFactory) {
-    StanzaFile const file(sample);
-    Factory factory;
-    Factory otherFactory;
-    ZProperties* const properties = ZProperties::getPropertiesFor(file.path().c_str(), factory);
+    RegistryScene scene;
+    RegistryScene other;
+    ZProperties* const properties = scene.get();
     ASSERT_NE(properties, nullptr);
-    EXPECT_EQ(ZProperties::getPropertiesFor(file.path().c_str(), factory), properties);
-    EXPECT_NE(ZProperties::getPropertiesFor(file.path().c_str(), otherFactory), properties);
-    EXPECT_NE(ZProperties::getPropertiesFor(file.beside("./settings").c_str(), factory), properties)
+    EXPECT_EQ(scene.get(), properties);
+    auto const byName = [&](char const* name) {
+        return ZProperties::getPropertiesFor(name, other.factory);
+    };
+    EXPECT_NE(byName(scene.file.path().c_str()), properties);
+    EXPECT_NE(byName(scene.file.beside("./settings").c_str()), byName(scene.file.path().c_str()))
         << "names are compared as they are given";
-    EXPECT_THROW((void)ZProperties::getPropertiesFor(nullptr, factory), ZInvalidParameterException);
-    EXPECT_THROW((void)ZProperties::getPropertiesFor("", factory), ZInvalidParameterException);
+    EXPECT_THROW((void)byName(nullptr), ZInvalidParameterException);
+    EXPECT_THROW((void)byName(""), ZInvalidParameterException);
 }
 
 TEST(PropertiesRegistryTest, reloadsWhatOthersHaveChanged) {
-    StanzaFile const file(sample);
-    setTime(file.path(), 1000000000);
-    Factory factory;
-    auto const get = [&](int force) {
-        return ZProperties::getPropertiesFor(file.path().c_str(), factory, force);
-    };
-    ZProperties* const properties = get(0);
-    writeFile(file.path(), "[s]\nk = 2\n");
-    setTime(file.path(), 1000000000);
-    EXPECT_EQ(valueOf(*get(0), "s", "k"), "1") << "same second: not read again";
-    EXPECT_EQ(valueOf(*get(1), "s", "k"), "2");
-
-    writeFile(file.path(), "[s]\nk = 3\n");
-    setTime(file.path(), 999999999);
-    EXPECT_EQ(get(0), properties);
+    RegistryScene scene;
+    scene.change("1", once);
+    ZProperties* const properties = scene.get();
+    scene.change("2", once);
+    EXPECT_EQ(valueOf(*scene.get(), "s", "k"), "1") << "same second: not read again";
+    EXPECT_EQ(valueOf(*scene.get(1), "s", "k"), "2");
+    scene.change("3", once - 1);
+    EXPECT_EQ(scene.get(), properties);
     EXPECT_EQ(valueOf(*properties, "s", "k"), "3") << "a file from a backup is older";
 
     properties->setValue("s", "k", "mine");
-    writeFile(file.path(), "[s]\nk = 4\n");
-    setTime(file.path(), 1000000001);
-    EXPECT_EQ(valueOf(*get(0), "s", "k"), "mine") << "never behind its user's back";
+    scene.change("4", once + 1);
+    EXPECT_EQ(valueOf(*scene.get(), "s", "k"), "mine") << "never behind its user's back";
     properties->store();
-    EXPECT_EQ(file.bytes(), "[s]\nk = mine\n");
-    setTime(file.path(), 1000000002);
-    EXPECT_EQ(valueOf(*get(0), "s", "k"), "mine");
-}
-
-TEST(PropertiesRegistryTest, itsOwnStoreIsNoChange) {
-    StanzaFile const file(sample);
-    setTime(file.path(), 1000000000);
-    Factory factory;
-    ZProperties* const properties = ZProperties::getPropertiesFor(file.path().c_str(), factory);
-    properties->setValue("s", "k", "2");
-    properties->store();
+    EXPECT_EQ(scene.file.bytes(), "[s]\nk = mine\n");
     struct stat status {};
-    ASSERT_EQ(stat(file.path().c_str(), &status), 0);
-    writeFile(file.path(), "[s]\nk = 3\n");
-    setTime(file.path(), status.st_mtime);
-    EXPECT_EQ(valueOf(*ZProperties::getPropertiesFor(file.path().c_str(), factory), "s", "k"), "2");
+    ASSERT_EQ(stat(scene.file.path().c_str(), &status), 0);
+    scene.change("5", status.st_mtime);
+    EXPECT_EQ(valueOf(*scene.get(), "s", "k"), "mine") << "its own store is no change";
 }
 
 TEST(PropertiesRegistryTest, aFailedLoadIsTriedAgain) {
-    StanzaFile const file("nonsense\n");
-    Factory factory;
-    auto const get = [&] { return ZProperties::getPropertiesFor(file.path().c_str(), factory); };
-    EXPECT_THROW((void)get(), ZPropertiesInvalidDataException);
-    writeFile(file.path(), sample);
-    setTime(file.path(), 1000000000);
-    ZProperties* const properties = get();
-    writeFile(file.path(), "nonsense again\n");
-    setTime(file.path(), 1000000001);
-    EXPECT_THROW((void)get(), ZPropertiesInvalidDataException);
-    EXPECT_THROW((void)get(), ZPropertiesInvalidDataException);
-    writeFile(file.path(), "[s]\nk = 5\n");
-    setTime(file.path(), 1000000001);
-    EXPECT_EQ(valueOf(*get(), "s", "k"), "5");
-    EXPECT_EQ(get(), properties);
-    ASSERT_EQ(unlink(file.path().c_str()), 0);
-    EXPECT_EQ(get(), properties) << "a file that is gone has not changed";
+    RegistryScene scene;
+    writeFile(scene.file.path(), "nonsense\n");
+    EXPECT_THROW((void)scene.get(), ZPropertiesInvalidDataException);
+    scene.change("1", once);
+    ZProperties* const properties = scene.get();
+    scene.change("2\nnonsense again", once + 1);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_THROW((void)scene.get(), ZPropertiesInvalidDataException);
+    scene.change("5", once + 1);
+    EXPECT_EQ(scene.get(), properties);
+    EXPECT_EQ(valueOf(*properties, "s", "k"), "5");
+    ASSERT_EQ(unlink(scene.file.path().c_str()), 0);
+    EXPECT_EQ(scene.get(), properties) << "a file that is gone has not changed";
 }
 
 // --------------------------------------------------------------------------------------- notices
@@ -331,23 +314,7 @@ TEST(PropertiesNoticeTest, tellsOfEveryChangeOnce) {
     EXPECT_EQ(recorder.notices, std::vector<std::string>{});
 }
 
-TEST(PropertiesNoticeTest, comesWhenTheObjectIsFreeAgain) {
-    ZStanzaFileProperties properties(1);
-    Recorder recorder;
-    std::string seen;
-    recorder.inspect = [&](ZProperties& source) {
-        std::thread([&] { seen = valueOf(source, "s", "k"); }).join();
-    };
-    properties.addObserver(&recorder);
-    properties.setValue("s", "k", "v");
-    EXPECT_EQ(seen, "v");
-    recorder.inspect = [](ZProperties&) { throw ZOutOfMemoryException(); };
-    EXPECT_THROW(properties.setValue("s", "k", "w"), ZOutOfMemoryException);
-    EXPECT_EQ(valueOf(properties, "s", "k"), "w");
-    properties.deleteObservers();
-}
-
-TEST(PropertiesNoticeTest, isNotSentWhileALoadRuns) {
+TEST(PropertiesNoticeTest, comesWhenTheObjectIsFreeAgainAndNotWhileALoadRuns) {
     StanzaFile const file(sample);
     Hooked properties;
     Recorder recorder;
@@ -356,10 +323,17 @@ TEST(PropertiesNoticeTest, isNotSentWhileALoadRuns) {
     properties.load(file.path().c_str());
     EXPECT_EQ(recorder.notices, std::vector<std::string>{});
     EXPECT_EQ(valueOf(properties, "s", "default"), "1");
-    properties.hook = nullptr;
-    properties.setValue("s", "k", "2");
-    EXPECT_EQ(recorder.notices, std::vector<std::string>{"2s/k"});
-    properties.deleteObserver(&recorder);
+
+    std::string seen;
+    recorder.inspect = [&](ZProperties& source) {
+        std::thread([&] { seen = valueOf(source, "s", "k"); }).join();
+    };
+    properties.setValue("s", "k", "v");
+    EXPECT_EQ(seen, "v");
+    recorder.inspect = [](ZProperties&) { throw ZOutOfMemoryException(); };
+    EXPECT_THROW(properties.setValue("s", "k", "w"), ZOutOfMemoryException);
+    EXPECT_EQ(valueOf(properties, "s", "k"), "w");
+    properties.deleteObservers();
 }
 
 TEST(PropertiesNoticeTest, canBeKept) {

@@ -91,23 +91,6 @@ TEST(StanzaCompanionTest, withoutObfuscatedValuesTheBufferIsLeftAlone) {
     EXPECT_EQ(out, ZBuffer("kept"));
 }
 
-TEST(StanzaCompanionTest, readsBackWhatWasWritten) {
-    ZSCFData file;
-    for (int i = 0; i < 2000; ++i) {
-        std::string const key = "key" + std::to_string(i % 700);
-        file.addValue(("s" + std::to_string(i % 3)).c_str(), key.c_str(),
-                      std::string(static_cast<std::size_t>(i) % 90 + 1, '\n').c_str(), 1);
-    }
-    ZBuffer out;
-    file.be_write_obfuscated(out);
-    ZSCFData again;
-    again.be_read_obfuscated(out);
-    EXPECT_EQ(again.obfuscatedCount(), file.obfuscatedCount());
-    ZBuffer second;
-    again.be_write_obfuscated(second);
-    EXPECT_EQ(expanded(second), expanded(out));
-}
-
 /// What the companion alone knows is no line of the main file, until it gets a plain value.
 TEST(StanzaCompanionTest, addsValuesButNoLines) {
     ZSCFData file;
@@ -127,25 +110,28 @@ TEST(StanzaCompanionTest, addsValuesButNoLines) {
     EXPECT_EQ(written(), "[s]\nk = plain\nonly =\n[t]\nk = seen\n");
 }
 
-TEST(StanzaCompanionTest, refusesEveryPrefixOfAGoodOneAndWhatIsBehindIt) {
-    std::string content;
+TEST(StanzaCompanionTest, refusesEveryPrefixAndDamageOfAGoodOneAndWhatIsBehindIt) {
+    ZSCFData file;
     for (int i = 0; i < 40; ++i)
-        content += "s\0key"s + std::to_string(i) + "\0"s + std::to_string(i * i) + "\0\0"s;
-    std::string const good = squeezed(content.substr(0, content.size() - 1));
+        file.addValue("s", ("key" + std::to_string(i % 30)).c_str(), "two\nlines", 1);
+    ZBuffer out;
+    file.be_write_obfuscated(out);
+    std::string const good(static_cast<char const*>(out.getBuffer()), out.getLength());
     EXPECT_FALSE(isRefused(good));
-    for (std::size_t length = 0; length < good.size(); ++length)
-        EXPECT_TRUE(isRefused(good.substr(0, length))) << length;
-    EXPECT_TRUE(isRefused(good + "x"));
-    EXPECT_TRUE(isRefused(good + good));
-}
-
-TEST(StanzaCompanionTest, refusesADamagedOne) {
-    std::string const good = squeezed("s\0k\0value\0"s);
     for (std::size_t at = 0; at < good.size(); ++at) {
         std::string bad = good;
         bad[at] = static_cast<char>(bad[at] ^ 0x55);
         EXPECT_TRUE(isRefused(bad)) << at;
+        EXPECT_TRUE(isRefused(good.substr(0, at))) << at;
     }
+    EXPECT_TRUE(isRefused(good + "x"));
+    EXPECT_TRUE(isRefused(good + good));
+
+    ZSCFData again;
+    read(again, good);
+    ZBuffer second;
+    again.be_write_obfuscated(second);
+    EXPECT_EQ(second, out);
 }
 
 TEST(StanzaCompanionTest, refusesWhatIsNoRecord) {

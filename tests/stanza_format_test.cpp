@@ -35,8 +35,7 @@ struct StanzaFile : ZSCFData {
 
 using Values = std::vector<std::string>;
 
-// ------------------------------------------------------------------------------------- what is
-// read
+// ---------------------------------------------------------------------------------- what is read
 
 TEST(StanzaFormatTest, readsValues) {
     struct Case {
@@ -169,16 +168,6 @@ TEST(StanzaFormatTest, namesTheCompanionFile) {
     }
 }
 
-TEST(StanzaFormatTest, readingAddsToWhatIsThere) {
-    StanzaFile file;
-    file.read("# one\n[s]\nk = 1\n");
-    file.read("# two\n\n[t]\nk = 2\n");
-    EXPECT_EQ(file.written(), "# one\n[s]\nk = 1\n# two\n\n[t]\nk = 2\n");
-    EXPECT_THROW(file.read("[u]\n[s]\n"), ZPropertiesInvalidDataException);
-    file.read("");
-    EXPECT_EQ(file.count(), 3U);
-}
-
 TEST(StanzaFormatTest, aReadErrorIsNoEndOfFile) {
     testsupport::Stream const directory(std::fopen("/", "r"));
     StanzaFile file;
@@ -204,8 +193,7 @@ TEST(StanzaFormatTest, readsWhatHasNoSize) {
     EXPECT_EQ(file.written(), text);
 }
 
-// ---------------------------------------------------------------------------------- what is
-// written
+// ------------------------------------------------------------------------------- what is written
 
 TEST(StanzaFormatTest, writesBackInOrder) {
     struct Case {

@@ -64,6 +64,7 @@ TEST(StanzaHandleTest, isKnownByBothMarkers) {
     ZPROP_stz_handle* const handle = opened.handle;
     std::uint32_t const markers[] = {0xbeeff00dU, 0xd00ffeebU};
     std::size_t i = 0;
+    expectRefused(nullptr);
     for (zpropc::Marker* const marker : {&handle->first, &handle->second}) {
         auto* const word = reinterpret_cast<std::uint32_t volatile*>(marker);
         EXPECT_EQ(*word, markers[i]);

@@ -186,39 +186,34 @@ TEST_F(KeyEntryTest, CopyingHoldsClonesAndKeepsANullValue) {
     EXPECT_EQ(2, valueOf(entry.getValue()));
 }
 
-TEST_F(KeyMapTest, OtherGivesTheCallersPointersBack) {
-    Number key(1);
+TEST_F(KeyMapTest, SharingGivesTheCallersPointersBackAndTakesNull) {
     Number value(10);
     ZHashKeyMap map(10, 0);
-    map.putEntry(&key, &value);
+    map.putEntry(&value, &value);
     map.putEntry(nullptr, &value);
-    EXPECT_EQ(&value, map.getEntry(&key));
+    EXPECT_EQ(&value, map.getEntry(&value));
     EXPECT_EQ(&value, map.getEntry(nullptr));
     map.putEntry(nullptr, nullptr);
     EXPECT_EQ(nullptr, map.getEntry(nullptr));
     EXPECT_TRUE(map.contains(nullptr));
     map.removeEntry(nullptr);
     EXPECT_EQ(1U, map.size());
-    ZArrayList keys(1, 0);
-    map.listKeys(keys);
-    EXPECT_EQ(&key, keys.get(0));
 }
 
 TEST_F(KeyMapTest, FailedCloneLeavesTheMapAsItWas) {
     ZHashKeyMap map(2, 1);
-    Number key(1);
-    Number value(10);
-    map.putEntry(&key, &value);
-    Number other(2);
+    Number one(1);
+    Number two(2);
+    map.putEntry(&one, &one);
     for (int const clones : {0, 1}) {
-        Number::clonesLeft = clones;
-        EXPECT_EQ(notClonable, thrownBy([&] { map.putEntry(&key, &other); }));
-        Number::clonesLeft = clones;
-        EXPECT_EQ(notClonable, thrownBy([&] { map.putEntry(&other, &key); }));
-        EXPECT_EQ(1U, map.size());
-        EXPECT_EQ(10, valueOf(map.getEntry(&key)));
-        EXPECT_EQ(5, Number::alive);
+        for (Number* const key : {&one, &two}) {
+            Number::clonesLeft = clones;
+            EXPECT_EQ(notClonable, thrownBy([&] { map.putEntry(key, &two); }));
+        }
     }
+    EXPECT_EQ(1U, map.size());
+    EXPECT_EQ(1, valueOf(map.getEntry(&one)));
+    EXPECT_EQ(4, Number::alive);
 }
 
 TEST_F(KeyMapTest, CopiesAndPutAllHoldPairsOfTheirOwn) {

@@ -102,26 +102,6 @@ TEST(PropertiesLoadTest, refusesWhatIsNoReadableRegularFile) {
               0);
 }
 
-TEST(PropertiesLoadTest, readsForeignLineEndsAndLongLines) {
-    StanzaFile const file("[s]\r\nk = 1\r\nlast = 2");
-    ZStanzaFileProperties properties(file.path().c_str(), 1);
-    EXPECT_EQ(valueOf(properties, "s", "k"), "1");
-    EXPECT_EQ(valueOf(properties, "s", "last"), "2");
-    for (std::size_t length = 8188; length <= 8200; ++length) {
-        SCOPED_TRACE(length);
-        std::string const value(length - 4, 'v');
-        writeFile(file.path(), "[s]\nk = " + value + "\nafter = 1\n");
-        // What the 8192-byte line buffer cannot hold is a line of its own, and no key line.
-        if (length > 8191) {
-            EXPECT_THROW(properties.reload(), ZPropertiesInvalidDataException);
-            continue;
-        }
-        properties.reload();
-        EXPECT_EQ(valueOf(properties, "s", "k"), value);
-        EXPECT_EQ(valueOf(properties, "s", "after"), "1");
-    }
-}
-
 TEST(PropertiesLoadTest, addsToWhatIsThereAndReloadReplacesIt) {
     StanzaFile const file("# a\n[a]\nk = 1\n");
     writeFile(file.beside("more"), "[b]\nk = 2\n");
@@ -192,15 +172,13 @@ TEST(PropertiesStoreTest, writesWhatItReadAndLeavesEqualBytesAlone) {
 
 TEST(PropertiesStoreTest, createsAFileAndTakesItsName) {
     TempDir const directory;
-    std::string const path = directory.file("new");
     ZStanzaFileProperties properties(1);
     properties.setValue("s", "k", "v");
-    properties.store(path.c_str());
-    EXPECT_EQ(properties.getFileName(), path.c_str());
-    EXPECT_EQ(readFile(path), "[s]\nk = v\n");
-    properties.store(directory.file("copy").c_str());
-    EXPECT_EQ(properties.getFileName(), path.c_str());
-    EXPECT_EQ(readFile(directory.file("copy")), "[s]\nk = v\n");
+    for (char const* const name : {"new", "copy"}) {
+        properties.store(directory.file(name).c_str());
+        EXPECT_EQ(properties.getFileName(), directory.file("new").c_str());
+        EXPECT_EQ(readFile(directory.file(name)), "[s]\nk = v\n");
+    }
 }
 
 TEST(PropertiesStoreTest, namesThePathThatDeniesAccess) {
@@ -229,28 +207,13 @@ TEST(PropertiesStoreTest, namesThePathThatDeniesAccess) {
               ioText(directory, "fopen(r+)", EISDIR));
 }
 
-TEST(PropertiesStoreTest, refusesALineThatNoReaderGetsBackWhole) {
-    // Fits the reader's line without blanks around its "=", not as it would be written.
-    std::string const bytes = "[s]\nk=" + std::string(8189, 'v') + "\nother = 1\n";
-    StanzaFile const file(bytes);
-    ZStanzaFileProperties properties(file.path().c_str(), 1);
-    properties.setValue("s", "other", "2");
-    EXPECT_THROW(properties.store(), ZPropertiesInvalidDataException);
-    EXPECT_EQ(file.bytes(), bytes);
-    EXPECT_TRUE(properties.isModified());
-}
-
 TEST(PropertiesStoreTest, aFileDatedBeyond2038IsNoError) {
     StanzaFile const file(sample);
-    EXPECT_EQ(inChild([&] {
-                  std::string const command = "touch -d 2100-01-01 '" + file.path() + "'";
-                  return system(command.c_str()) == 0 ? 0 : 1;
-              }),
-              0);
+    ASSERT_EQ(system(("touch -d 2100-01-01 '" + file.path() + "'").c_str()), 0);
     ZStanzaFileProperties properties(file.path().c_str(), 1);
     properties.setValue("s", "k", "3");
     properties.store();
-    EXPECT_EQ(valueOf(properties, "s", "k"), "3");
+    EXPECT_EQ(valueOf(ZStanzaFileProperties(file.path().c_str(), 1), "s", "k"), "3");
 }
 
 TEST(PropertiesStoreTest, neverKeepsAStandardStreamsDescriptor) {

@@ -12,7 +12,6 @@
 #include <random>
 #include <vector>
 
-
 namespace {
 
 using Bytes = std::vector<unsigned char>;

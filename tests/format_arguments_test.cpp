@@ -60,29 +60,19 @@ struct Parsed {
     }
 };
 
-TEST(FormatArgumentsTest, AreTakenByTheirNumbers) {
-    EXPECT_EQ(formatted("%2$s %1$s", "a", "b"), "b a");
-    EXPECT_EQ(formatted("%1$s%1$s-%2$d", "ab", 3), "abab-3");
-    EXPECT_EQ(formatted("%1$*2$d|%1$-*2$.*3$d|", 7, 5, 3), "    7|007  |");
-    EXPECT_EQ(formatted("%3$*1$.*2$f", 8, 2, 1.5), "    1.50");
-    EXPECT_EQ(formatted("%2$d %3$s %1$Lf", 1.5L, 2, "three"), "2 three 1.500000");
-    EXPECT_EQ(formatted("%2147483647$%%1$s", "a"), "%a")
-        << "%% takes no argument, whatever it names";
-}
-
-TEST(FormatArgumentsTest, WithoutNumberFollowTheLastTaken) {
-    EXPECT_EQ(formatted("%1$s %s", "a", "b"), "a b");
-    EXPECT_EQ(formatted("%s %1$s %s", "a", "b"), "a a b");
+TEST(FormatArgumentsTest, AreTakenByTheirNumbersOrFollowTheLastTaken) {
     EXPECT_EQ(formatted("%2$s %1$s %s", "a", "b"), "b a b");
+    EXPECT_EQ(formatted("%s %1$s %s", "a", "b"), "a a b");
+    EXPECT_EQ(formatted("%1$*2$d|%1$-*2$.*3$d|", 7, 5, 3), "    7|007  |");
+    EXPECT_EQ(formatted("%2$d %3$s %1$Lf", 1.5L, 2, "three"), "2 three 1.500000");
     EXPECT_EQ(formatted("%1$d %*d", 1, 4, 2), "1    2");
     EXPECT_EQ(formatted("%1$*d|", 7, 9), "      7|") << "the plain * takes 1 as well";
-    EXPECT_EQ(formatted("%*%|", 3), "  %|");
-    EXPECT_EQ(formatted("%*.*d", 6, 3, 7), "   007");
+    EXPECT_EQ(formatted("%2147483647$%%1$s%*%|", "a", 3), "%a  %|") << "%% takes no argument";
 }
 
 TEST(FormatArgumentsTest, HaveNoGaps) {
-    for (char const* format : {"%2$d", "%3$d %1$d", "%s %2$s", "%2$s %s", "%1$*3$d", "%1$d %4$d",
-                               "%1$d %2147483647$d", "%1$d %d %5$d"})
+    for (char const* format :
+         {"%2$d", "%3$d %1$d", "%s %2$s", "%2$s %s", "%1$*3$d", "%1$d %2147483647$d"})
         EXPECT_EQ(formatted(format, "a", "b", "c", "d"), "<error>") << format;
 }
 
@@ -93,8 +83,7 @@ TEST(FormatArgumentsTest, UsedTwiceAgreeOrConvert) {
     EXPECT_EQ(formatted("%1$u%1$*1$d|", 3U), "3  3|");
     EXPECT_EQ(formatted("%1$f %1$g", 1.5), "1.500000 1.5");
     static char const shown[] = "text";
-    EXPECT_EQ(formatted("%1$s %1$p", shown), "text " + formatted("%p", shown));
-    EXPECT_EQ(formatted("%1$p %1$s", shown), formatted("%p", shown) + " text");
+    EXPECT_EQ(formatted("%1$p %1$s %1$p", shown), formatted("%p %s %p", shown, shown, shown));
     for (char const* format : {"%1$s %1$d", "%1$d %1$s", "%1$p %1$d", "%1$s %1$S", "%1$p %1$s %1$S",
                                "%1$f %1$d", "%1$d %1$f", "%1$f %1$Lf", "%1$s%1$*1$s"})
         EXPECT_EQ(formatted(format, "a"), "<error>") << format;
@@ -110,9 +99,6 @@ TEST(FormatArgumentsTest, MayBeMany) {
     EXPECT_EQ(formatted(format.c_str(), 7, "x"), expected);
     EXPECT_EQ(formatted("%d%d%d%d%d%d%d%d%d%d%d%s%g", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, "x", 0.5),
               "1234567891011x0.5");
-    EXPECT_EQ(formatted("%12$d%11$d%10$d%9$d%8$d%7$d%6$d%5$d%4$d%3$d%2$d%1$d", 1, 2, 3, 4, 5, 6, 7,
-                        8, 9, 10, 11, 12),
-              "121110987654321");
 }
 
 int allocationsOf(char const* format) {
@@ -129,21 +115,13 @@ TEST(FormatContextTest, HoldsTenSpecificationsAndNineArgumentsInline) {
     EXPECT_EQ(allocationsOf("%*.*d%*.*d%*.*d"), 0);
 }
 
-TEST(FormatContextTest, IsRenderedAsOftenAsWanted) {
-    Parsed const parsed(zgetLCSHandle(), "%d %d %d %d %d %d %d %d %d %d %d", 1, 2, 3, 4, 5, 6, 7, 8,
-                        9, 10, 11);
+TEST(FormatContextTest, IsRenderedAsOftenAsWantedAndInlineAgainWhenDone) {
+    Parsed parsed(zgetLCSHandle(), "%%%11$d %10$d %9$d %8$d %7$d %6$d %5$d %4$d %3$d %2$d %1$d", 1,
+                  2, 3, 4, 5, 6, 7, 8, 9, 10, 11);
     ASSERT_EQ(parsed.result, 0);
-    EXPECT_NE(parsed.ctx.specs, parsed.ctx.inlineSpecs);
-    EXPECT_EQ(zvsnprintf_render(&parsed.ctx, nullptr, 0), 23);
-    EXPECT_EQ(parsed.text(), "1 2 3 4 5 6 7 8 9 10 11");
-    EXPECT_EQ(parsed.text(), "1 2 3 4 5 6 7 8 9 10 11");
-}
-
-TEST(FormatContextTest, IsInlineAgainWhenDone) {
-    Parsed parsed(zgetLCSHandle(),
-                  "%%%%%%%%%%%%%%%%%%%%%%%10$d%9$d%8$d%7$d%6$d%5$d%4$d%3$d%2$d%1$d", 1, 2, 3, 4, 5,
-                  6, 7, 8, 9, 10);
-    ASSERT_EQ(parsed.result, 0);
+    EXPECT_EQ(zvsnprintf_render(&parsed.ctx, nullptr, 0), 24);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(parsed.text(), "%11 10 9 8 7 6 5 4 3 2 1");
     for (int i = 0; i < 2; ++i) {
         zvsnprintf_done(&parsed.ctx);
         EXPECT_EQ(parsed.ctx.specs, parsed.ctx.inlineSpecs);
@@ -172,16 +150,16 @@ TEST(FormatContextTest, FailedParseLeavesNothingBehind) {
 
 TEST(FormatContextTest, ExhaustedMemoryIsAnError) {
     zgetLCSHandle();
-    char room[32];
     for (int left = 0; left < 2; ++left) {
         allocationsLeft = left;
-        int const length = zsnprintf(room, sizeof(room), "%d%d%d%d%d%d%d%d%d%d%d", 1, 2, 3, 4, 5, 6,
-                                     7, 8, 9, 10, 11);
+        int const length =
+            zsnprintf(nullptr, 0, "%d%d%d%d%d%d%d%d%d%d%d", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11);
         allocationsLeft = INT_MAX;
         EXPECT_EQ(length, -1) << left << " allocations succeed";
     }
     for (auto* function : {&zsprintf, &zasprintf}) {
-        char* text = room;
+        char mark = 0;
+        char* text = &mark;
         allocationsLeft = 0;
         int const length = function(&text, "%d", 1);
         allocationsLeft = INT_MAX;

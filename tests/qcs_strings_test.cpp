@@ -52,11 +52,8 @@ TEST(SearchTest, GoesOnBehindAFalseHit) {
 }
 
 TEST(SearchTest, FindsEverySequenceOfOneCodePoint) {
-    qcs_cs_handle const sjis = handle("CP932");
-    EXPECT_EQ(at("", qcs_strchr(sjis, "", 0x2235)), -1);
     for (const char* const because : {"a\x81\xE6", "a\x87\x9A", "a\xFA\x5B"})  // all U+2235
-        EXPECT_EQ(at(because, qcs_strchr(sjis, because, 0x2235)), 1)
-            << testing::PrintToString(because);
+        EXPECT_EQ(at(because, qcs_strchr(handle("CP932"), because, 0x2235)), 1);
 }
 
 TEST(SearchTest, IsTheCLibrarysInEveryCodeset) {
@@ -80,13 +77,13 @@ TEST(SearchTest, IsTheCLibrarysInEveryCodeset) {
 
 TEST(SearchTest, TakesUtf8Characters) {
     qcs_cs_handle const utf8 = handle("UTF-8");
-    const char* const s = "\xE2\x82\xAC = caf\xC3\xA9 \xF0\x9F\x98\x80 \xE2\x82\xAC";
+    const char* const s = "€ = café \xF0\x9F\x98\x80 €";
     EXPECT_EQ(at(s, qcs_strchr(utf8, s, 0xE9)), 9);
     EXPECT_EQ(at(s, qcs_strrchr(utf8, s, 0x20AC)), 17);
     EXPECT_EQ(at(s, qcs_strstr(utf8, s, "\xF0\x9F\x98\x80")), 12);
     EXPECT_EQ(at(s, qcs_strstr(utf8, s, "\xA9")), -1);
-    EXPECT_EQ(at(s, qcs_strpbrk(utf8, s, "\xF0\x9F\x98\x80\xC3\xA9")), 9);
-    EXPECT_EQ(qcs_strspn(utf8, s, " =\xE2\x82\xAC"), 6U);
+    EXPECT_EQ(at(s, qcs_strpbrk(utf8, s, "\xF0\x9F\x98\x80é")), 9);
+    EXPECT_EQ(qcs_strspn(utf8, s, " =€"), 6U);
     EXPECT_EQ(qcs_strcount(utf8, s), 12U);
     EXPECT_EQ(qcs_strchr(utf8, s, 0xD83D), nullptr);
     EXPECT_EQ(qcs_strchr(utf8, s, -23), nullptr);
@@ -94,14 +91,12 @@ TEST(SearchTest, TakesUtf8Characters) {
 
 TEST(SearchTest, EndsAtAMalformedCharacter) {
     qcs_cs_handle const utf8 = handle("UTF-8");
-    const char* const s =
-        "a=b\xFF"
-        "c=d;\xE2\x82";
+    const char* const s = "a=b\xFFx=y;\xE2\x82";
     EXPECT_EQ(at(s, qcs_strchr(utf8, s, '=')), 1);
     EXPECT_EQ(at(s, qcs_strrchr(utf8, s, '=')), 1);
     EXPECT_EQ(qcs_strchr(utf8, s, ';'), nullptr);
     EXPECT_EQ(qcs_strchr(utf8, s, 0), nullptr);
-    EXPECT_EQ(qcs_strstr(utf8, s, "c="), nullptr);
+    EXPECT_EQ(qcs_strstr(utf8, s, "x="), nullptr);
     EXPECT_EQ(qcs_strpbrk(utf8, s, ";"), nullptr);
     EXPECT_EQ(qcs_strcspn(utf8, s, ";"), 3U);
     EXPECT_EQ(qcs_strcount(utf8, s), 3U);
@@ -111,10 +106,7 @@ TEST(SearchTest, WalksOverUndefinedBytesOfSingleByteCodesets) {
     qcs_cs_handle const ascii = handle("US-ASCII");
     const char* const s = "M\xC3\xBCller=1";
     EXPECT_EQ(at(s, qcs_strchr(ascii, s, '=')), 7);
-    EXPECT_EQ(at(s, qcs_strstr(ascii, s,
-                               "\xBC"
-                               "l")),
-              2);
+    EXPECT_EQ(at(s, qcs_strstr(ascii, s, "\xBCl")), 2);
     EXPECT_EQ(qcs_strspn(ascii, s, "\xC3M"), 2U) << "a byte equals itself alone";
     EXPECT_EQ(qcs_strcount(ascii, s), 9U);
     EXPECT_EQ(qcs_mblen(ascii, s + 1, 1), -1);
@@ -134,12 +126,7 @@ std::string tokens(qcs_cs_handle cs, std::string text, const char* delims) {
 TEST(TokenTest, DelimitersAreWholeCharacters) {
     qcs_cs_handle const utf8 = handle("UTF-8");
     EXPECT_EQ(tokens(utf8, ",,a,b c,,", ","), "[a][b c]");
-    EXPECT_EQ(tokens(utf8,
-                     "a\xE3\x80\x81"
-                     "b\xE3\x80\x82"
-                     "c",
-                     "\xE3\x80\x81\xE3\x80\x82"),
-              "[a][b][c]");
+    EXPECT_EQ(tokens(utf8, "a、b。c", "、。"), "[a][b][c]");
     EXPECT_EQ(tokens(utf8, "", ","), "");
     EXPECT_EQ(tokens(utf8, ",,,", ","), "");
     EXPECT_EQ(tokens(utf8, "abc", ""), "[abc]");
@@ -161,18 +148,9 @@ TEST(CopyTest, TakesWholeCharactersOnly) {
         {"abc", 2, "ab"},
         {"abc", 9, "abc"},
         {"abc", 0, ""},
-        {"", 3, ""},
-        {"a\xE2\x82\xAC"
-         "b",
-         3, "a"},
-        {"a\xE2\x82\xAC"
-         "b",
-         4, "a\xE2\x82\xAC"},
-        {"a\xFF"
-         "b",
-         3,
-         "a\xFF"
-         "b"},
+        {"a€b", 3, "a"},
+        {"a€b", 4, "a€"},
+        {"a\xFFz", 3, "a\xFFz"},
         {"a\xE2\x82", 5, "a\xE2\x82"},
     };
     qcs_cs_handle const utf8 = handle("UTF-8");
@@ -191,34 +169,16 @@ TEST(CopyTest, TakesWholeCharactersOnly) {
 
 TEST(CaseTest, MapsInPlaceWhatKeepsItsLength) {
     struct {
-        const char* codeset;
-        const char* text;
-        const char* upper;
-        const char* lower;
+        const char *codeset, *text, *upper, *lower;
     } const rows[] = {
-        {"UTF-8", "aBc-1", "ABC-1", "abc-1"},
-        {"UTF-8", "\xC3\xA4\xC3\x96\xD0\xB6", "\xC3\x84\xC3\x96\xD0\x96",
-         "\xC3\xA4\xC3\xB6\xD0\xB6"},
-        {"UTF-8", "\xC3\x9F\xC4\xB1", "\xC3\x9F\xC4\xB1",
-         "\xC3\x9F\xC4\xB1"},                                          // dotless i is longer
+        {"UTF-8", "aBc-1äÖж", "ABC-1ÄÖЖ", "abc-1äöж"},
+        {"UTF-8", "ßı", "ßı", "ßı"},                                   // dotless i is longer
         {"UTF-8", "\xE2\x84\xAAk", "\xE2\x84\xAAK", "\xE2\x84\xAAk"},  // Kelvin sign
         {"UTF-8", "ab\xFFzz", "AB\xFFzz", "ab\xFFzz"},
         {"ISO8859-1", "\xE4\xD6\xFF\xB5", "\xC4\xD6\xFF\xB5", "\xE4\xF6\xFF\xB5"},
         {"KOI8-R", "\xD6\xF6", "\xF6\xF6", "\xD6\xD6"},
-        {"US-ASCII",
-         "a\xE4"
-         "b",
-         "A\xE4"
-         "B",
-         "a\xE4"
-         "b"},
-        {"CP932",
-         "\x83\x41\x82\x81"
-         "a",
-         "\x83\x41\x82\x60"
-         "A",
-         "\x83\x41\x82\x81"
-         "a"},
+        {"US-ASCII", "a\xE4z", "A\xE4Z", "a\xE4z"},
+        {"CP932", "\x83\x41\x82\x81z", "\x83\x41\x82\x60Z", "\x83\x41\x82\x81z"},
     };
     for (auto const& row : rows) {
         qcs_cs_handle const cs = handle(row.codeset);
@@ -234,20 +194,17 @@ int sign(int value) { return (value > 0) - (value < 0); }
 
 TEST(CaseTest, ComparesByCharacter) {
     struct {
-        const char* codeset;
-        const char* a;
-        const char* b;
+        const char *codeset, *a, *b;
         unsigned n;
         int order;
     } const rows[] = {
         {"UTF-8", "Hello", "hELLO", 99, 0},
-        {"UTF-8", "abc", "abd", 99, -1},
+        {"UTF-8", "abc", "abD", 99, -1},
         {"UTF-8", "abc", "abD", 2, 0},
         {"UTF-8", "ab", "abc", 99, -1},
         {"UTF-8", "", "", 99, 0},
         {"UTF-8", "x", "y", 0, 0},
-        {"UTF-8", "\xC3\x84rger", "\xC3\xA4RGER", 99, 0},
-        {"UTF-8", "\xC3\x84x", "\xC3\xA4y", 2, 0},
+        {"UTF-8", "Ärgerx", "äRGERy", 6, 0},
         {"UTF-8", "z", "\xC3\xA4", 99, -1},
         {"UTF-8", "\xE2\x84\xAA", "k", 99, 0},
         {"UTF-8", "a\xFF", "a", 99, 1},  // malformed bytes are not taken for nothing

@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <functional>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -70,21 +69,6 @@ TEST(CodesetSetUpTest, TakesTheCodesetOfTheEnvironment) {
         EXPECT_EQ(child.status, 0) << child.out;
         EXPECT_EQ(child.err, "") << row.locale;
     }
-}
-
-TEST(CodesetSetUpTest, GivesAllThreadsTheSame) {
-    EXPECT_TRUE(holdsUnder("C.UTF-8", [] {
-        std::array<ZCodesetHandle, 8> handles{};
-        std::vector<std::thread> threads;
-        for (auto& handle : handles)
-            threads.emplace_back([&handle] { handle = zgetLCSHandle(); });
-        for (auto& thread : threads)
-            thread.join();
-        for (auto const handle : handles) {
-            EXPECT_NE(handle, 0U);
-            EXPECT_EQ(handle, handles[0]);
-        }
-    }));
 }
 
 TEST(NoQcsdirTest, HandleGettersReportAndAbort) {

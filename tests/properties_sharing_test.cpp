@@ -262,6 +262,11 @@ TEST(PropertiesRegistryTest, aFailedLoadIsTriedAgain) {
     scene.change("5", once + 1);
     EXPECT_EQ(scene.get(), properties);
     EXPECT_EQ(valueOf(*properties, "s", "k"), "5");
+    scene.change("6\nnonsense", once + 1);
+    EXPECT_THROW((void)scene.get(1), ZPropertiesInvalidDataException);
+    EXPECT_THROW((void)scene.get(), ZPropertiesInvalidDataException) << "the time has not moved";
+    scene.change("7", once + 1);
+    EXPECT_EQ(valueOf(*scene.get(), "s", "k"), "7");
     ASSERT_EQ(unlink(scene.file.path().c_str()), 0);
     EXPECT_EQ(scene.get(), properties) << "a file that is gone has not changed";
 }

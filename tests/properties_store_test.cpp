@@ -141,6 +141,10 @@ TEST(PropertiesLoadTest, aHalfReadFileIsNeverWrittenBack) {
     EXPECT_EQ(file.bytes(), bad);
     properties.store(file.beside("other").c_str());
     EXPECT_EQ(readFile(file.beside("other")), "[s]\nk = 3\n");
+    writeFile(file.beside("second"), "nonsense\n");
+    EXPECT_THROW(properties.load(file.beside("second").c_str()), ZPropertiesInvalidDataException);
+    EXPECT_THROW(properties.store(), ZPropertiesInvalidDataException) << "the first is half-read";
+    EXPECT_EQ(file.bytes(), bad);
 
     writeFile(file.path(), "[s]\nk = 4\n");
     properties.reload();

@@ -58,7 +58,8 @@ class ZFC_API ZPropertiesInterface {
     /// With `required` not 0 there is no default: a non-null one raises ZInvalidParameterException
     /// (message 22) whatever the file holds, and a key that is absent or without values raises
     /// ZPropertiesMissingPropertyException (message 28). An `out` in UTF-8 is given the text
-    /// converted; malformed text raises ZToUTF8Exception (message 49).
+    /// converted; malformed text raises ZToUTF8Exception (message 49), but is copied as it is where
+    /// the local codeset is UTF-8 itself.
     virtual void getValue(char const* stanza, char const* key, ZAbstractMutableString& out,
                           int required = 0, char const* defaultValue = nullptr) const = 0;
     /// The key's last value as a number, or `defaultValue`; `required` as for getValue(), with 0
@@ -227,8 +228,8 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     /// a lock that is taken, "fread()"; with the companion file's name "mapFile()".
     /// ZPropertiesInvalidDataException (message 44): the first line that is not of the format.
     /// What was read before a failure stays in the cache, and then store() to that file raises the
-    /// same failure again until a load of it, or a reload(), has succeeded: a half-read file is
-    /// never written back.
+    /// same failure again until a load of it has succeeded or a reload() dropped what was read: a
+    /// half-read file is never written back.
     virtual void load(char const* file = nullptr);
     /// As load(), with the values here dropped first; not before the file is open and locked.
     virtual void reload(char const* file = nullptr);
@@ -242,7 +243,8 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     /// name also "fopen(w)", for one that exists and was neither read nor written by this object or
     /// is no regular file, and "unlink()". ZPropertiesInvalidDataException (message 44): a line
     /// that no reader would get back whole. Whatever fails, the object still counts as modified,
-    /// and the files hold their old bytes, as far as the device lets them be put back.
+    /// and the files hold their old bytes, as far as the device lets them be put back; but where
+    /// "unlink()" fails, for a companion that is needed no more, the file itself is stored.
     virtual void store(char const* file = nullptr);
     void list() const override;
     void setValue(char const* stanza, char const* key, char const* value, int obfuscated) override;
@@ -282,7 +284,7 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     /// never returned. A later call loads it anew when `forceReload` is not 0, or when the file's
     /// modification time has changed and the object is not modified. Names are compared as they
     /// are given. A load that fails passes its exception on; a new object is then forgotten, an old
-    /// one is tried again by the next call.
+    /// one that is not modified is tried again by the next call.
     static ZProperties* getPropertiesFor(char const* file, ZAbstractPropertiesFactory& factory,
                                          int forceReload = 0);
 

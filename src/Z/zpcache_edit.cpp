@@ -71,10 +71,12 @@ void ZPCategoryBasedCache::edit(Change const& change) {
 }
 
 void ZPCategoryBasedCache::editKey(unsigned int stanza, Change const& change) {
+    bool const hasValue = !isEmpty(change.value);
+    // Copied before anything changes: no memory for a long value leaves the old ones.
+    std::string_view const value = hasValue ? records->copyText(change.value) : std::string_view();
     Index const key = records->findOrAddKey(stanza, change.key);
-    // Cleared texts stay readable until tidy(), so the value may be one of them.
     if (change.values == Values::replace) records->clearValues(key);
-    if (!isEmpty(change.value)) records->addValue(key, change.value, change.kind);
+    if (hasValue) records->adoptValue(key, value, change.kind);
     if (change.lines == Lines::place) records->placeKey(key);
     noteCompanion(key);
 }

@@ -5,23 +5,30 @@
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/ZProperties.h"
+#include "Z/zpcache_texts.h"
 #include "Z/zprop_file.h"
 
 #include <memory>
 
 /// Used under the object's lock.
 struct ZProperties::FileHistory : public ZObject {
-    std::unique_ptr<ZException> failure;   // of a load that read in part; null: none
-    ZLCString halfRead;                    // the file of that load
-    zpropfile::Identity halfReadIdentity;  // the same, whatever its name
-    ZLCString companion;                   // decoded or written by this object; empty: none
-    ZLCString companionOwner;              // the file that names it
+    /// A file that was read in part, or is being read.
+    struct HalfRead {
+        ZLCString file;
+        zpropfile::Identity identity;         // the same, whatever its name
+        std::unique_ptr<ZException> failure;  // of the load; null: it could not be kept
+    };
 
-    /// Raises the failure again when the file is the one that was read in part.
+    zpcache::Vector<HalfRead> halfReads;  // each file once
+    ZLCString companion;                  // decoded or written by this object; empty: none
+    ZLCString companionOwner;             // the file that names it
+
+    /// Raises the failure again when the file is one that was read in part.
     void refuseHalfRead(char const* file, zpropfile::Identity const& identity) const;
-    void rememberFailure(ZException const& cause, char const* file,
-                         zpropfile::Identity const& identity);
-    void forgetFailure() { failure.reset(); }
+    /// Enters the file before it is read, so that a failure needs no memory to be known.
+    void beginReading(char const* file, zpropfile::Identity const& identity);
+    void failReading(char const* file, ZException const& cause);
+    void finishReading(char const* file);
     void rememberCompanion(char const* name, char const* owner);
 };
 

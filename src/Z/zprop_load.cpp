@@ -6,6 +6,7 @@
 #include "Z/zprop_file.h"
 #include "Z/zprop_history.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -50,16 +51,31 @@ class ZProperties::LoadingFlag {
 
 void ZProperties::FileHistory::refuseHalfRead(char const* file,
                                               zpropfile::Identity const& identity) const {
-    if (!failure) return;
-    bool const isSame = halfRead == file || identity == halfReadIdentity;
-    if (isSame) failure->throwException(sourceName, __LINE__);
+    for (HalfRead const& half : halfReads) {
+        if (!(half.file == file) && !(half.identity == identity)) continue;
+        if (half.failure) half.failure->throwException(sourceName, __LINE__);
+        zraise(ZPropertiesInvalidDataException(file, "", 0), sourceName, __LINE__);
+    }
 }
 
-void ZProperties::FileHistory::rememberFailure(ZException const& cause, char const* file,
-                                               zpropfile::Identity const& identity) {
-    failure.reset(static_cast<ZException*>(cause.clone()));
-    halfRead = file;
-    halfReadIdentity = identity;
+void ZProperties::FileHistory::beginReading(char const* file, zpropfile::Identity const& identity) {
+    for (HalfRead& half : halfReads) {
+        if (!(half.file == file)) continue;
+        half.identity = identity;
+        return;
+    }
+    halfReads.push_back(HalfRead{file, identity, nullptr});
+}
+
+void ZProperties::FileHistory::failReading(char const* file, ZException const& cause) {
+    for (HalfRead& half : halfReads) {
+        if (half.file == file) half.failure.reset(static_cast<ZException*>(cause.clone()));
+    }
+}
+
+void ZProperties::FileHistory::finishReading(char const* file) {
+    auto const isIt = [file](HalfRead const& half) { return half.file == file; };
+    halfReads.erase(std::remove_if(halfReads.begin(), halfReads.end(), isIt), halfReads.end());
 }
 
 void ZProperties::FileHistory::rememberCompanion(char const* name, char const* owner) {
@@ -95,18 +111,19 @@ void ZProperties::loadFrom(ZLCString const& file, Values values) {
     LoadingFlag const flag(loading);
     if (values == Values::cleared) {
         cache->clear();
+        history->halfReads.clear();
         history->rememberCompanion("", "");
     }
+    history->beginReading(path, status.identity);
     try {
         cache->be_read(path, stream.get());
         readCompanion(path);
         postLoad(path);
     } catch (ZException const& cause) {
-        history->rememberFailure(cause, path, status.identity);
+        history->failReading(path, cause);
         throw;
     }
-    bool const isWhole = values == Values::cleared || history->halfRead == path;
-    if (isWhole) history->forgetFailure();
+    history->finishReading(path);
     settle(path, status.modified);
 }
 
@@ -129,7 +146,8 @@ void ZProperties::refresh(int forceReload) {
     ZPropResourceLock const hold(propLock);
     if (forceReload == 0) {
         auto const status = zpropfile::statusOf(fileName.getChars());
-        if (modified != 0 || !status || status->modified == fileTime) return;
+        bool const isCurrent = status && status->modified == fileTime && history->halfReads.empty();
+        if (modified != 0 || loading != 0 || !status || isCurrent) return;
     }
     reload(nullptr);
 }

@@ -112,6 +112,9 @@ TEST_F(ZpropOnFile, SetMakesAFileAndARefusedOneLeavesNone) {
     auto const made = dir.file("made.conf");
     EXPECT_EQ(zprop({"set", made, "s", "k", ""}).status, 0);
     EXPECT_EQ(readFile(made), "[s]\nk =\n");
+    ASSERT_EQ(symlink(dir.file("target.conf").c_str(), dir.file("link").c_str()), 0);
+    EXPECT_EQ(zprop({"set", dir.file("link"), "s", "k", ""}).status, 0);
+    EXPECT_EQ(readFile(dir.file("target.conf")), "[s]\nk =\n");
 
     auto const refused = dir.file("refused.conf");
     auto const result = zprop({"set", refused, "s", "a=b", "v"});
@@ -138,6 +141,10 @@ TEST_F(ZpropOnFile, EditsThatWouldNotReadBackChangeNothing) {
         EXPECT_EQ(result.status, 1) << testing::PrintToString(arguments) << result.err;
         EXPECT_FALSE(result.err.empty());
     }
+    // What a shell makes of a variable that is not set.
+    EXPECT_EQ(zprop({"unset", file, "server", ""}).status, 2);
+    EXPECT_EQ(zprop({"comment", file, "x", "--stanza", ""}).status, 2);
+    EXPECT_EQ(zprop({"edit", file}, "unset server ''\n").status, 2);
     EXPECT_EQ(readFile(file), sample);
 }
 
@@ -229,6 +236,8 @@ TEST_F(ZpropOnFile, DumpAndListShowFileOrder) {
                   "{\"name\":\"log\",\"keys\":["
                   "{\"name\":\"level\",\"values\":[\"info\"],\"obfuscated\":false},"
                   "{\"name\":\"rotate\",\"values\":[],\"obfuscated\":false}]}]}");
+    writeFile(file, "[s]\nk = \xff\n");
+    EXPECT_EQ(zprop({"dump", file, "--json"}).status, 3) << "JSON has no such text";
 }
 
 TEST_F(ZpropOnFile, CheckNamesLineReasonAndColumnOfEachBadFileAndCounts) {

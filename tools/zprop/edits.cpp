@@ -121,9 +121,18 @@ void apply(ZStanzaFileProperties& properties, const std::string& file, const Com
     });
 }
 
+CLI::Option* requireText(CLI::Option* option) {
+    return option->check(
+        [](const std::string& text) {
+            return text.empty() ? std::string("may not be empty") : std::string();
+        },
+        "");
+}
+
 void declare(CLI::App& command, SetEdit& edit) {
-    command.add_option("STANZA", edit.stanza, "stanza, made when there is none")->required();
-    command.add_option("KEY", edit.key, "key, made when there is none")->required();
+    requireText(command.add_option("STANZA", edit.stanza, "stanza, made when there is none"))
+        ->required();
+    requireText(command.add_option("KEY", edit.key, "key, made when there is none"))->required();
     command.add_option("VALUE", edit.value, "value; may be empty")->required();
     command.add_flag("--add", edit.add, "add one more value instead of replacing all");
     command.add_flag("--obfuscate", edit.obfuscate,
@@ -131,15 +140,16 @@ void declare(CLI::App& command, SetEdit& edit) {
 }
 
 void declare(CLI::App& command, UnsetEdit& edit) {
-    command.add_option("STANZA", edit.stanza, "stanza")->required();
-    command.add_option("KEY", edit.key, "key; without it the whole stanza goes");
+    requireText(command.add_option("STANZA", edit.stanza, "stanza"))->required();
+    requireText(command.add_option("KEY", edit.key, "key; without it the whole stanza goes"));
 }
 
 void declare(CLI::App& command, CommentEdit& edit) {
     command.add_option("TEXT", edit.text, "comment; \"#\" is put in front where it is missing")
         ->required();
-    auto* const stanza = command.add_option("--stanza", edit.stanza, "below this stanza's header");
-    command.add_option("--key", edit.key, "above this key's line")->needs(stanza);
+    auto* const stanza =
+        requireText(command.add_option("--stanza", edit.stanza, "below this stanza's header"));
+    requireText(command.add_option("--key", edit.key, "above this key's line"))->needs(stanza);
 }
 
 std::vector<Change> readChanges(std::istream& input) {

@@ -11,7 +11,8 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace zprop {
 
@@ -38,6 +39,9 @@ struct CommentEdit {
 void apply(ZStanzaFileProperties& properties, const std::string& file, const SetEdit& edit);
 void apply(ZStanzaFileProperties& properties, const std::string& file, const UnsetEdit& edit);
 void apply(ZStanzaFileProperties& properties, const std::string& file, const CommentEdit& edit);
+
+/// Refuses an empty text: a shell variable that is not set must not widen what a command does.
+CLI::Option* requireText(CLI::Option* option);
 
 /// Declares the arguments that an edit takes behind the file name, for the command line and for the
 /// lines of `zprop edit` alike.

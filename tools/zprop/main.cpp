@@ -57,15 +57,15 @@ class CommandLine {
 
     CLI::App* addWithFile(const char* name, const char* description, const char* example) {
         auto* const command = add(name, description, example);
-        command->add_option("FILE", file, "stanza file")->required();
+        requireText(command->add_option("FILE", file, "stanza file"))->required();
         return command;
     }
 
     void addGet() {
         auto* const command = addWithFile("get", "Prints the value of a key.",
                                           "zprop get app.conf server port --type int --default 80");
-        command->add_option("STANZA", getRequest.stanza, "stanza")->required();
-        command->add_option("KEY", getRequest.key, "key")->required();
+        requireText(command->add_option("STANZA", getRequest.stanza, "stanza"))->required();
+        requireText(command->add_option("KEY", getRequest.key, "key"))->required();
         auto* const all = command->add_flag("--all", getRequest.all,
                                             "every value, one a line, instead of the last");
         command->add_option("--type", getRequest.type, "check and print as string, int or bool")
@@ -85,7 +85,7 @@ class CommandLine {
     void addList() {
         auto* const command = addWithFile("list", "Lists stanzas, keys and plain values.",
                                           "zprop list app.conf server");
-        command->add_option("STANZA", stanza, "this stanza alone");
+        requireText(command->add_option("STANZA", stanza, "this stanza alone"));
         command->final_callback([this] {
             action = [this](Deadline& deadline) { return list(file, stanza, deadline); };
         });

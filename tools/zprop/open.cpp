@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <thread>
 
@@ -54,7 +55,7 @@ class EditedFile {
         } while (!isStillThePath());
     }
     ~EditedFile() {
-        if (created && !kept) unlink(file.c_str());
+        if (created && !kept && isEmpty()) unlink(file.c_str());
         closeDescriptor();
     }
     EditedFile(const EditedFile&) = delete;
@@ -74,8 +75,10 @@ class EditedFile {
         descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
         if (descriptor < 0 && errno == ENOENT && missing == Missing::create) {
             descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC | O_CREAT | O_EXCL, 0666);
-            if (descriptor < 0 && errno == EEXIST) return openDescriptor(missing);
             created = descriptor >= 0;
+            // Somebody else made it, or it is a link to a file that is not there yet.
+            if (descriptor < 0 && errno == EEXIST)
+                descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK | O_CREAT, 0666);
         }
         if (descriptor < 0) failIO(file, "open()");
     }
@@ -83,6 +86,12 @@ class EditedFile {
     void closeDescriptor() {
         if (descriptor >= 0) close(descriptor);
         descriptor = -1;
+    }
+
+    /// Another process may have stored to the new file before it was locked here.
+    [[nodiscard]] bool isEmpty() const {
+        struct stat status {};
+        return fstat(descriptor, &status) == 0 && status.st_size == 0;
     }
 
     /// False when the file was replaced while the lock was waited for.
@@ -111,8 +120,8 @@ Properties load(const std::string& file, Comments comments, Deadline& deadline) 
 }  // namespace
 
 Deadline::Deadline(double seconds)
-    : end(std::chrono::steady_clock::now() +
-          std::chrono::milliseconds(static_cast<long>(std::clamp(seconds, 0.0, 1e6) * 1000))) {}
+    : end(std::chrono::steady_clock::now() + std::chrono::milliseconds(static_cast<long>(
+                                                 std::fmin(std::fmax(seconds, 0), 1e6) * 1000))) {}
 
 bool Deadline::pause() {
     constexpr std::chrono::milliseconds longest{50};

@@ -14,7 +14,7 @@ namespace zprop {
 /// Until when a file that another process has locked is tried again.
 class Deadline {
   public:
-    /// `seconds` from now; negative counts as 0.
+    /// `seconds` from now; negative and no number count as 0.
     explicit Deadline(double seconds);
     /// Sleeps a little longer than the last time (1 to 50 ms); false, at once, when time is up.
     [[nodiscard]] bool pause();

@@ -120,7 +120,11 @@ void dumpAsJson(const ZStanzaFileProperties& properties, const DumpRequest& requ
         stanzaList.push_back({{"name", inUtf8(stanzas.getName())}, {"keys", keyList}});
     }
     Json const whole = {{"file", inUtf8(request.file.c_str())}, {"stanzas", stanzaList}};
-    std::cout << whole.dump(2) << "\n";
+    try {
+        std::cout << whole.dump(2) << "\n";
+    } catch (Json::exception&) {  // bytes that are no UTF-8, where that is the local codeset
+        zraise(ZToUTF8Exception(), "zprop", __LINE__);
+    }
 }
 
 /// The cache's listing of one stanza: plain values alone.
@@ -134,15 +138,9 @@ void listStanza(const ZStanzaFileProperties& properties, const char* stanza) {
     }
 }
 
-void requireName(const std::string& name, const char* what) {
-    if (name.empty()) throw Failure(Exit::wrongUsage, std::string(what) + " may not be empty");
-}
-
 }  // namespace
 
 Exit get(const GetRequest& request, Deadline& deadline) {
-    requireName(request.stanza, "STANZA");
-    requireName(request.key, "KEY");
     std::string const fallback = request.fallback ? typedFallback(request) : std::string();
     Properties const properties = openForReading(request.file, deadline);
     if (properties->numValues(request.stanza.c_str(), request.key.c_str()) == 0) {

@@ -8,9 +8,9 @@
 ///   the thread (pthread_cancel) goes through.
 /// - A null pointer where text, a handle or an address is required, and a handle that is closed or
 ///   foreign, is ZPROP_INVALID_ARGUMENT and nothing happens. Handles are recognised by words in
-///   their memory: never pass a pointer to something that is no handle. An argument that C cannot
-///   check (an empty stanza name, a value that would not read back from the file) gives the code of
-///   the operation.
+///   their memory: never pass a pointer to something that is no handle. Other text that
+///   is not taken (an empty name, a value that would not read back from the file) is
+///   ZPROP_EDIT_ERROR for an edit, ZPROP_IO_ERROR for opening, else ZPROP_INVALID_ARGUMENT.
 /// - A `const char*` argument is text in the local codeset, read during the call only.
 /// - A handle is released with its own close function, a text from zstzPropGetStringValue() with
 ///   zstzPropFree(), the answers of zstzPropGetValues() with zstzPropFreeValuesList(). Texts from

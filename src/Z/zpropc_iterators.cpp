@@ -1,4 +1,7 @@
+#include "Z/ZList.h"
 #include "Z/zpropc_handles.h"
+
+#include <cstring>
 
 namespace {
 
@@ -12,6 +15,28 @@ constexpr char sourceName[] = "src/Z/zproperties_c";
 [[noreturn]] void raiseNotOffered() {
     zraise(ZPropertiesIteratorException(""), sourceName, __LINE__);
 }
+
+/// The values handed out since the iterator moved: an edit or a second question must not take the
+/// memory of one that the caller still holds.
+class HandedOut {
+  public:
+    char const* give(char const* text) {
+        if (text == nullptr) return nullptr;
+        if (texts.size() == 0 || std::strcmp(last(), text) != 0) {
+            ZLCString copy(text);
+            texts.add(&copy);
+        }
+        return last();
+    }
+    void clear() { texts.removeAll(); }
+
+  private:
+    [[nodiscard]] char const* last() const {
+        return static_cast<ZLCString const*>(texts.get(texts.size() - 1))->getChars();
+    }
+
+    ZArrayList texts{1, 1};  // ZLCString, owned
+};
 
 }  // namespace
 
@@ -27,12 +52,16 @@ struct ZPROP_stz_iter_handle : ZPROP_iter_handle {
     ZPROP_stz_iter_handle(ZStanzaFileProperties& properties, char const* stanza)
         : ZPROP_iter_handle(zpropc::overKeys), iterator(properties, stanza) {}
 
-    bool next() override { return iterator.next(); }
+    bool next() override {
+        values.clear();
+        return iterator.next();
+    }
     char const* key() override { return iterator.getName(); }
-    char const* value() override { return iterator.getValue(); }
+    char const* value() override { return values.give(iterator.getValue()); }
     unsigned int numKeys() override { return iterator.size(); }
 
     ZStanzaIterator iterator;
+    HandedOut values;
 };
 
 /// Over the values of one key.
@@ -44,6 +73,7 @@ struct ZPROP_stzvalue_iter_handle : ZPROP_iter_handle {
           keyName(ofKey) {}
 
     bool next() override {
+        values.clear();
         bool const moved = iterator.next();
         if (moved) current = iterator.getValue();
         return moved;
@@ -51,7 +81,7 @@ struct ZPROP_stzvalue_iter_handle : ZPROP_iter_handle {
     char const* key() override { return keyName.getChars(); }
     char const* value() override {
         (void)iterator.getValue();  // raises where there is none
-        return current.getChars();
+        return values.give(current.getChars());
     }
     unsigned int numKeys() override { return 1; }
     unsigned int numValues() override { return iterator.size(); }
@@ -65,6 +95,7 @@ struct ZPROP_stzvalue_iter_handle : ZPROP_iter_handle {
     ZStanzaValueIterator iterator;
     ZLCString current;  // a copy of the value moved to
     ZLCString keyName;
+    HandedOut values;
 };
 
 int zstzPropIter_init(ZPROP_stz_handle* handle, const char* stanza, const char* key,

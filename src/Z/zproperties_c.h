@@ -162,8 +162,8 @@ ZFC_API int zstzPropIter_next(ZPROP_iter_handle* iterator, int* rc);
 /// moves or is closed. ZPROP_ITERATOR_ERROR: no current key.
 ZFC_API const char* zstzPropIter_getKey(ZPROP_iter_handle* iterator, int* rc);
 /// The current value; of an iterator over keys the first value of the current key, null when it has
-/// none. Valid until the iterator moves, edits or is closed. ZPROP_ITERATOR_ERROR: no current
-/// entry.
+/// none. Valid until the iterator moves or is closed, whatever is edited. ZPROP_ITERATOR_ERROR: no
+/// current entry.
 ZFC_API const char* zstzPropIter_getValue(ZPROP_iter_handle* iterator, int* rc);
 /// Number of keys in the stanza; 1 for an iterator over values.
 ZFC_API int zstzPropIter_numKeys(ZPROP_iter_handle* iterator, int* rc);

@@ -194,7 +194,10 @@ static void test_walking_keys(void) {
     CHECK(zstzPropIter_rmvValue(keys) == ZPROP_ITERATOR_ERROR);
     CHECK(zstzPropIter_next(keys, NULL) == 1);
     CHECK_TEXT(zstzPropIter_getKey(keys, &rc), "host");
-    CHECK_TEXT(zstzPropIter_getValue(keys, &rc), "a");
+    const char* const first = zstzPropIter_getValue(keys, &rc);
+    CHECK(zstzPropSetStringValue(handle, "net", "host", "c") == ZPROP_OK);
+    CHECK_TEXT(zstzPropIter_getValue(keys, &rc), "c");
+    CHECK_TEXT(first, "a"); /* until the iterator moves */
     CHECK(zstzPropIter_next(keys, &rc) == 1 && rc == 0);
     CHECK(zstzPropIter_getValue(keys, &rc) == NULL && rc == 0);
     CHECK(zstzPropIter_next(keys, &rc) == 0 && rc == 0);
@@ -222,7 +225,9 @@ static void test_walking_values(void) {
     CHECK(zstzPropIter_rmvValue(values) == ZPROP_OK);
     CHECK(zstzPropIter_rmvValue(values) == ZPROP_ITERATOR_ERROR);
     CHECK(zstzPropIter_next(values, &rc) == 1);
+    const char* const old = zstzPropIter_getValue(values, &rc);
     CHECK(zstzPropIter_chgValue(values, "two") == ZPROP_OK);
+    CHECK_TEXT(old, "2");
     CHECK(zstzPropIter_chgValue(values, "a\nb") == ZPROP_EDIT_ERROR);
     CHECK(zstzPropIter_chgValue(values, NULL) == ZPROP_INVALID_ARGUMENT);
     CHECK_TEXT(zstzPropIter_getValue(values, &rc), "two");

@@ -46,13 +46,16 @@ void awaitOn(ZCondition& condition, std::atomic<int> const& flag, int value) noe
 
 /// Makes `value` of `flag` and wakes who awaits it, even if that fails.
 void announceOn(ZCondition& condition, std::atomic<int>& flag, int value) noexcept {
+    bool isMade = false;
     try {
         ZPersistentGuard const guard(condition);
         flag = value;
+        isMade = true;
         condition.broadcast();
     } catch (ZException& exception) {
         zreportException(exception);
-        flag = value;  // found by the next look
+        // Found by the other side's next look. Never a second time: it may have answered already.
+        if (!isMade) flag = value;
     }
 }
 

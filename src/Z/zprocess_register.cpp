@@ -1,5 +1,6 @@
 #include "Z/zprocess_register.h"
 
+#include <sched.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -64,23 +65,37 @@ class Register {
     }
 
   private:
+    using Records = std::unordered_map<ZAbstractProcessReadWriteLock*, Record>;
+
     // Around a fork nothing here is half done.
     Register() {
         pthread_atfork([] { instance().stop(); }, [] { instance().goOn(); },
                        [] { instance().beChild(); });
     }
 
+    /// Holds everything. A change of state asks for its record while it holds the record's mutex,
+    /// so one that is not free now is waited for with nothing held.
     void stop() {
-        mutex.lock();
-        for (auto& [lock, record] : records) {
-            record.transition.lock();
-            record.readers.mutex.lock();
-        }
+        while (!tryStop())
+            sched_yield();
     }
-    void goOn() {
-        for (auto& [lock, record] : records) {
-            record.readers.mutex.unlock();
-            record.transition.unlock();
+    bool tryStop() {
+        mutex.lock();
+        for (auto at = records.begin(); at != records.end(); ++at) {
+            if (!at->second.transition.try_lock()) {
+                letGo(at);
+                return false;
+            }
+            at->second.readers.mutex.lock();
+        }
+        return true;
+    }
+    void goOn() { letGo(records.end()); }
+    /// Ends a stop that holds the records before `end`.
+    void letGo(Records::iterator end) {
+        for (auto at = records.begin(); at != end; ++at) {
+            at->second.readers.mutex.unlock();
+            at->second.transition.unlock();
         }
         mutex.unlock();
     }
@@ -89,7 +104,7 @@ class Register {
     void beChild() {
         for (auto& [lock, record] : records) {
             record.readers.threads.clear();
-            if (record.fileLock != nullptr) ZForkedChild::free(*record.fileLock);
+            if (record.fileLock != nullptr) ZForkedChild::release(*record.fileLock);
             if (record.handle != nullptr) closeHandle(*record.handle);
             lock->forgetParent();
         }
@@ -100,8 +115,8 @@ class Register {
         if (fd >= 0) ::close(fd);
     }
 
-    std::mutex mutex;  // over records; the records' own are taken after it
-    std::unordered_map<ZAbstractProcessReadWriteLock*, Record> records;
+    std::mutex mutex;  // over records
+    Records records;
 };
 
 void enter(ZAbstractProcessReadWriteLock& lock) { Register::instance().enter(lock); }

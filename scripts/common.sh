@@ -26,7 +26,6 @@ as_root() {
     if [[ $(id -u) -eq 0 ]]; then
         "$@"
     else
-        command -v sudo >/dev/null || die "installing packages needs root or sudo"
         sudo "$@"
     fi
 }
@@ -57,6 +56,8 @@ install_missing() {
     [[ ${#missing[@]} -gt 0 ]] || return 0
 
     say "installing ${missing[*]}"
+    [[ $(id -u) -eq 0 ]] || command -v sudo >/dev/null ||
+        die "installing packages needs root or sudo"
     mkdir -p "$logs"
     local apt=(as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -y
         -o Acquire::Retries=3 -o DPkg::Lock::Timeout=300)

@@ -154,7 +154,9 @@ int failEverywhere(Attempt attempt) {
     int places = 0;
     for (int const call : everyCall) {
         bool reached = true;
-        for (int number = 1; reached; ++number) {
+        int number = 0;
+        while (reached) {
+            ++number;
             SCOPED_TRACE("call " + std::to_string(call) + " number " + std::to_string(number));
             Scene scene;
             int const descriptors = openDescriptors();

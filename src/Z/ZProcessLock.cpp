@@ -148,8 +148,8 @@ void ZAbstractProcessReadWriteLock::leaveProcess() {
 void ZAbstractProcessReadWriteLock::forgetParent() noexcept {
     lockState = zlockUnset;
     update = 0;
-    ZForkedChild::free(rwLock);
-    ZForkedChild::free(static_cast<ZAbstractObservable&>(*this));
+    ZForkedChild::release(rwLock);
+    ZForkedChild::release(static_cast<ZAbstractObservable&>(*this));
 }
 
 // ----------------------------------------------------------------------------- in-process holds

@@ -105,11 +105,11 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     ~ZAbstractProcessReadWriteLock() override;
     /// Whether getLastSequence() is getSequence().
     [[nodiscard]] int isCurrent() const override;
-    /// sync(update), then the calling thread's hold ends. Waits for no other holder and is no
+    /// sync(bump), then the calling thread's hold ends. Waits for no other holder and is no
     /// cancellation point. Throws ZUnlockResourceException (message 6, rc 0) when the calling
     /// thread holds nothing, which changes nothing. When the number cannot be written, the lock is
     /// released all the same, and then that is thrown.
-    void unlock(int update) override;
+    void unlock(int bump) override;
     /// Whether getLockState() is `state`.
     [[nodiscard]] bool haveLock(zlockstate state) const override;
     /// Whether the object holds write; asked by holders.

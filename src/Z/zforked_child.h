@@ -10,11 +10,11 @@
 struct ZForkedChild {
     /// A lock that the calling thread holds stays held: it is the thread that forked, and will
     /// release it.
-    static void free(ZLock& lock) noexcept;
-    static void free(ZCondition& condition) noexcept;
-    static void free(ZReadWriteLock& lock) noexcept;
+    static void release(ZLock& lock) noexcept;
+    static void release(ZCondition& condition) noexcept;
+    static void release(ZReadWriteLock& lock) noexcept;
     /// Frees the lock over the observers; they stay registered.
-    static void free(ZAbstractObservable& observable) noexcept;
+    static void release(ZAbstractObservable& observable) noexcept;
 };
 
 #endif

@@ -89,7 +89,7 @@ class Register {
     void beChild() {
         for (auto& [lock, record] : records) {
             record.readers.threads.clear();
-            if (record.fileLock != nullptr) ZForkedChild::free(*record.fileLock);
+            if (record.fileLock != nullptr) ZForkedChild::release(*record.fileLock);
             if (record.handle != nullptr) closeHandle(*record.handle);
             lock->forgetParent();
         }

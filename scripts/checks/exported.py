@@ -16,12 +16,8 @@ from pathlib import Path
 
 SRC = Path(__file__).parents[2] / "src"
 DEFINE = re.compile(r"^#define (\w+) ZFC_TAGGED\((\w+)\)$")
-# What stands before the name of the class or function in a demangled symbol.
-PREFIX = re.compile(
-    r"^(?:(?:construction )?vtable(?:-in-\S+)? for |typeinfo (?:name )?for |VTT for |guard variable for "
-    r"|(?:non-)?virtual thunk to |covariant return thunk to |TLS (?:init|wrapper) function for )+"
-)
-FOREIGN = re.compile(r"^(?:std|__gnu_cxx|__cxxabiv1)::|^(?:\w+ )*(?:operator|__)|^(?:[\w:<>*& ]+ )?std::")
+# A mangled symbol up to its first name: a table or thunk, a nesting, the name's length.
+MANGLED = re.compile(r"^_Z(?:T[VISTC]|T[hv][n0-9_]+_|Tc\w+?_)?(?:N[rVKRO]*)?(\d+)(.*)$")
 
 # A type defined, not only named, at namespace scope of a header.
 DEFINED = re.compile(
@@ -49,34 +45,37 @@ def read_names():
     return set(blocks[0]), set(blocks[1])
 
 
-def run(*command, text=None):
-    return subprocess.run(command, input=text, capture_output=True, text=True, check=True).stdout
+def run(*command):
+    return subprocess.run(command, capture_output=True, text=True, check=True).stdout
 
 
-def demangle(symbols):
-    return run("c++filt", text="\n".join(symbols)).splitlines()
+def readable(symbol):
+    return run("c++filt", symbol).strip()
 
 
-def owner(demangled):
-    """The outermost class or function that a symbol belongs to."""
-    return re.split(r"::|\(|\[|<", PREFIX.sub("", demangled))[0]
+def owner(symbol):
+    """The outermost class or function that a symbol belongs to; None for the C++ library's."""
+    match = MANGLED.match(symbol)
+    if match:
+        return match[2][:int(match[1])]
+    return None if symbol.startswith("_Z") else symbol
 
 
 def exported(library):
-    """Demangled symbols that the shared library defines for others."""
+    """Symbols that the shared library defines for others."""
     lines = run("nm", "-D", "--defined-only", library).splitlines()
-    return demangle(line.split()[2].split("@")[0] for line in lines)
+    return [line.split()[2].split("@")[0] for line in lines]
 
 
 def visible(archive):
-    """Demangled symbols with default visibility that the objects define."""
+    """Symbols with default visibility that the objects define."""
     found = set()
     for line in run("readelf", "-sW", archive).splitlines():
         words = line.split()
         if len(words) == 8 and words[4] in ("GLOBAL", "WEAK", "UNIQUE") and words[5] == "DEFAULT":
             if words[6] not in ("UND", "Ndx"):
                 found.add(words[7])
-    return demangle(sorted(found))
+    return sorted(found)
 
 
 def defined_types():
@@ -98,11 +97,12 @@ def main():
         if name in tagged:
             seen.add(tagged[name])
         else:
-            complaints.append(f"exported, but no class or function of ztags.h: {symbol}")
+            complaints.append(f"exported, but no class or function of ztags.h: {readable(symbol)}")
 
     for symbol in visible(archive):
-        if owner(symbol) not in tagged and not FOREIGN.match(symbol):
-            complaints.append(f"marked for export, but not in ztags.h: {symbol}")
+        name = owner(symbol)
+        if name and name not in tagged and not name.startswith("__"):
+            complaints.append(f"marked for export, but not in ztags.h: {readable(symbol)}")
 
     for header, name in defined_types():
         if name not in names | types and not HANDLE.match(name):

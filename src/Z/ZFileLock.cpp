@@ -183,6 +183,7 @@ void ZAbstractProcessReadWriteFileLock::acquire(zlockstate requested) {
                __LINE__);
     // Only the first reader of the process takes the file: more would not be more to the others.
     if (haveLock(zlockUnset)) takeFile(mode);
+    if (mode == zlockRead) ++zprocess::recordOf(*this).sharing;
     inProcess.keep();
 }
 
@@ -209,15 +210,19 @@ void ZAbstractProcessReadWriteFileLock::release() {
     requireHolder();
     // Counting, the file and the in-process release are one section: of two last readers that leave
     // together each would otherwise take the other for the last.
-    takeFileLock();
-    ZPersistentGuard const guard(fileLock, std::adopt_lock);
+    ZPersistentGuard const guard(fileLock);  // also behind the time limit of a request
+    zprocess::Record& record = zprocess::recordOf(*this);
     zprocess::AllOf steps;
-    if (haveLock(zlockWrite) || getReaderCount() <= 1) {
-        if (!haveLock(zlockUnset)) steps.run([&] { unlockFile(); });
+    // Not getReaderCount(): that knows of readers which still wait for this section, and which may
+    // give up without coming here.
+    if (!haveLock(zlockUnset) && record.sharing <= 1) {
+        steps.run([&] { unlockFile(); });
         lockState = zlockUnset;
         setUpdate(0);
     }
+    int const reads = record.readers.own();
     steps.run([&] { leaveProcess(); });
+    record.sharing -= reads - record.readers.own();
     steps.finish();
 }
 

@@ -104,6 +104,7 @@ class Register {
     void beChild() {
         for (auto& [lock, record] : records) {
             record.readers.threads.clear();
+            record.sharing = 0;
             if (record.fileLock != nullptr) ZForkedChild::release(*record.fileLock);
             if (record.handle != nullptr) closeHandle(*record.handle);
             lock->forgetParent();

@@ -37,6 +37,7 @@ class Readers {
 struct Record {
     Readers readers;
     std::mutex transition;               // a stub lock's changes of state; nobody waits under it
+    int sharing = 0;                     // reads that the file's lock stands for; under fileLock
     ZLock* fileLock = nullptr;           // of a file lock, else null
     std::atomic<int>* handle = nullptr;  // its descriptor; null where there is none
 };

@@ -87,7 +87,7 @@ typedef struct ZFormatArg {
         struct {
             short argClass;
             short named;
-        } use;  ///< before the argument is fetched: what the specifications want it to be
+        } use;  ///< before the argument is fetched: what its conversions want it to be
     } value;
 } ZFormatArg;
 

@@ -214,7 +214,7 @@ class Sink {
     unsigned long long length = 0;  // cannot overflow: no single write is longer than memory
 };
 
-/// Reads the specifications of `ctx.format` into `ctx.specs`. False for a malformed one.
+/// Reads the conversions of `ctx.format` into `ctx.specs`. False for a malformed one.
 [[nodiscard]] bool readSpecs(ZFormatContext& ctx);
 
 /// Gives every specification its argument numbers and every argument its type. The number of

@@ -24,6 +24,7 @@
 
 #include "Z/ZException.h"
 #include "Z/ZFileLock.h"
+#include "support/environment.h"
 #include "support/lock_files.h"
 #include "support/processes.h"
 
@@ -270,6 +271,7 @@ class Stress {
 }  // namespace
 
 int main(int argc, char** argv) {
+    testsupport::setEnvironment();
     if (argc == 4 && std::string(argv[1]) == "--worker") {
         Worker(argv[2], static_cast<unsigned int>(std::atoi(argv[3]))).run();
         return 0;

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include "support/environment.h"
 
 // Asked for at start by the sanitizers' run time, which finds them by name. Their allocators answer
 // null to what is too much, as the C library's does, because the library has to.
@@ -16,10 +16,8 @@ __attribute__((visibility("default"))) const char* __ubsan_default_options() {
 }
 }
 
-/// A test program started by hand sees the same environment as one started by CTest.
 int main(int argc, char** argv) {
-    setenv("QCSDIR", ZFC_TEST_QCSDIR, 0);
-    setenv("LC_ALL", "C.UTF-8", 0);
+    testsupport::setEnvironment();
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

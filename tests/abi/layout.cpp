@@ -224,6 +224,17 @@ SIZE(ZAbstractFileMap, 132);
 FIELD(ZUnixFileMap, fd, 132);
 SIZE(ZUnixFileMap, 136);
 
+#include "Z/ZSharedLibrary.h"
+FIELD(ZAbstractSharedLibrary, libraryName, 4);
+FIELD(ZAbstractSharedLibrary, primarySuffix, 116);
+FIELD(ZAbstractSharedLibrary, secondarySuffix, 228);
+FIELD(ZAbstractSharedLibrary, lastErrorNumber, 340);
+FIELD(ZAbstractSharedLibrary, lastErrorMessage, 344);
+FIELD(ZAbstractSharedLibrary, flags, 456);
+SIZE(ZAbstractSharedLibrary, 460);
+FIELD(ZSharedLibrary, handle, 460);
+SIZE(ZSharedLibrary, 464);
+
 #include "Z/zsnprintf.h"
 SIZE(ZFormatSpec, 28);
 SIZE(ZFormatArg, 16);

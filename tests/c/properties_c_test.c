@@ -241,7 +241,7 @@ static void test_walking_values(void) {
 }
 
 int main(void) {
-    char directory[] = "/tmp/zfc-c-test-XXXXXX";
+    char directory[] = "/tmp/properties-c-XXXXXX";
     if (mkdtemp(directory) == NULL) return 99;
     snprintf(path, sizeof path, "%s/settings", directory);
     test_opening();

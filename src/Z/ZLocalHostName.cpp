@@ -1,0 +1,72 @@
+#include "Z/ZLocalHostName.h"
+
+#include <netdb.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+
+#include "Z/ZException.h"
+#include "Z/ZMessage.h"
+#include "Z/zfree.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZLocalHostName";
+
+// The lines that reports name; programs that read reports know them.
+constexpr int lineOfMemory = 50;
+constexpr int lineOfHostName = 69;
+constexpr int lineOfLookUp = 82;
+
+constexpr std::size_t nameSize = 256;
+// Of what the resolver stores beside the name: all aliases and addresses of the machine.
+constexpr std::size_t firstEntrySize = 1024;
+constexpr std::size_t largestEntrySize = 1U << 24U;
+
+using Block = std::unique_ptr<char, ZFree>;
+
+Block allocate(std::size_t size) {
+    Block block(static_cast<char*>(std::malloc(size)));
+    if (!block) zraise(ZOutOfMemoryException(), sourceName, lineOfMemory);
+    return block;
+}
+
+void report(int line, int number, int error) {
+    ZLCString const text(error);
+    ZMessageService::messageService()->outputMessage(sourceName, line, number, 1, &text, nullptr,
+                                                     nullptr, nullptr, nullptr, nullptr);
+}
+
+/// Sets `out` to the official name of the host; false, with the `errno` in `error`, when the
+/// resolver has none. Uses the look-up that threads may make at once.
+bool lookUp(char const* host, ZLCString& out, int& error) {
+    for (std::size_t size = firstEntrySize;; size *= 2) {
+        Block const storage = allocate(size);
+        hostent entry{};
+        hostent* found = nullptr;
+        int reason = 0;
+        int const rc = gethostbyname_r(host, &entry, storage.get(), size, &found, &reason);
+        error = errno;
+        if (rc == ERANGE && size < largestEntrySize) continue;
+        if (rc == 0 && found != nullptr) out = found->h_name;
+        return rc == 0 && found != nullptr;
+    }
+}
+
+}  // namespace
+
+ZLocalHostName::~ZLocalHostName() = default;
+
+ZLCString ZLocalHostName::getLocalHostName() {
+    ZLCString official;
+    int error = 0;
+    Block const host = allocate(nameSize);
+    if (gethostname(host.get(), nameSize) != 0)
+        report(lineOfHostName, 25, errno);
+    else if (!lookUp(host.get(), official, error))
+        report(lineOfLookUp, 26, error);
+    return official;
+}

@@ -1,0 +1,48 @@
+#include "Z/zshlib.h"
+
+#include <dlfcn.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+void setError(int* err, int number) {
+    if (err != nullptr) *err = number;
+}
+
+}  // namespace
+
+void* zdlopen(char const* file, int mode, int* err) {
+    setError(err, 0);
+    if (file == nullptr) {
+        setError(err, ENOENT);
+        return nullptr;
+    }
+    void* const handle = dlopen(file, mode != 0 ? mode : RTLD_NOW | RTLD_GLOBAL);
+    if (handle == nullptr) setError(err, errno);
+    return handle;
+}
+
+void* zdlsym(void* handle, char const* symbol, int* err) {
+    setError(err, 0);
+    void* const address = handle != nullptr && symbol != nullptr ? dlsym(handle, symbol) : nullptr;
+    if (address == nullptr) setError(err, errno);
+    return address;
+}
+
+int zdlclose(void* handle, int* err) {
+    setError(err, 0);
+    if (handle == nullptr) {
+        setError(err, ENOENT);
+        return -1;
+    }
+    int const result = dlclose(handle);
+    if (result != 0) setError(err, errno);
+    return result;
+}
+
+char* zdlerror() {
+    char const* const text = dlerror();
+    return text != nullptr ? strdup(text) : nullptr;
+}

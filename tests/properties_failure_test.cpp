@@ -193,6 +193,19 @@ TEST(PropertiesFailureTest, aStoreThatFailsOnceAnywhereLosesNothing) {
     }
 }
 
+TEST(PropertiesFailureTest, aStoreToANewNameThatFailsLeavesNoFile) {
+    int const places = failEverywhere([](Scene& scene, int call, auto underFault) {
+        std::string const name = scene.file.beside("new");
+        bool const failed = underFault([&] { scene.properties.store(name.c_str()); });
+        // What could not be locked may be somebody else's by now.
+        bool const mayStay = call == removing || call == locking;
+        EXPECT_TRUE(mayStay || failed != std::filesystem::exists(name));
+        scene.properties.store(name.c_str());
+        EXPECT_EQ(readFile(name), scene.file.bytes());
+    });
+    EXPECT_GT(places, 10);
+}
+
 TEST(PropertiesFailureTest, aLoadThatFailsAnywhereCanBeRepeated) {
     int const places = failEverywhere([](Scene& scene, int, auto underFault) {
         ZStanzaFileProperties properties(1);

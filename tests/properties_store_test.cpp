@@ -153,6 +153,27 @@ TEST(PropertiesLoadTest, aHalfReadFileIsNeverWrittenBack) {
     EXPECT_EQ(file.bytes(), "[s]\nk = 5\n");
 }
 
+TEST(PropertiesLoadTest, aFailedReloadFromAnotherFileSpoilsNeither) {
+    StanzaFile const file("[a]\nk = 1\n");
+    std::string const link = file.beside("link");
+    std::string const other = file.beside("other");
+    ASSERT_EQ(symlink(file.path().c_str(), link.c_str()), 0);
+    writeFile(other, "[b]\nk = 2\nnonsense\n");
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    EXPECT_THROW(properties.reload(other.c_str()), ZPropertiesInvalidDataException);
+    for (std::string const& path : {std::string(), file.path(), link, other})
+        EXPECT_THROW(properties.store(path.c_str()), ZPropertiesInvalidDataException) << path;
+    EXPECT_EQ(file.bytes(), "[a]\nk = 1\n");
+    properties.load(file.path().c_str());
+    properties.store();
+    EXPECT_EQ(file.bytes(), "[b]\nk = 2\n[a]\nk = 1\n") << "its values are back";
+    EXPECT_THROW(properties.store(other.c_str()), ZPropertiesInvalidDataException);
+    writeFile(other, "[b]\nk = 3\n");
+    properties.reload(other.c_str());
+    properties.store();
+    EXPECT_EQ(file.bytes(), "[b]\nk = 3\n");
+}
+
 // --------------------------------------------------------------------------------------- storing
 
 TEST(PropertiesStoreTest, writesWhatItReadAndLeavesEqualBytesAlone) {

@@ -1,5 +1,6 @@
 // link: static
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/stat.h>
 
 #include <array>
@@ -165,6 +166,36 @@ TEST(AliasTest, TheInstalledTableIsAllUsable) {
     EXPECT_EQ(qcs_cs_new("x-mac-roman"), qcs_cs_new("MACINTOSH"));
     EXPECT_NE(qcs_cs_new("IBM-eucJP"), 0U);
     EXPECT_EQ(canonical("japanese.euc"), "ja_JP.EUC-JP");
+    qcs_set_dir("/nonexistent");
+}
+
+TEST(CancellationTest, AThreadThatIsBeingCancelledGetsItsHandles) {
+    testsupport::TempDir const directory;
+    testsupport::writeFile(directory.file("aliases"), "codeset house-koi KOI8-U\n");
+    struct Answers {
+        std::string directory;
+        qcs_cs_handle codeset = 0;
+        qcs_loc_handle locale = 0;
+    } answers{directory.path(), 0, 0};
+    pthread_t thread{};
+    ASSERT_EQ(pthread_create(
+                  &thread, nullptr,
+                  [](void* argument) -> void* {
+                      auto& mine = *static_cast<Answers*>(argument);
+                      pthread_cancel(pthread_self());
+                      qcs_set_dir(mine.directory.c_str());
+                      mine.codeset = qcs_cs_new("house-koi");
+                      mine.locale = qcs_loc_new("C");
+                      pthread_testcancel();
+                      return nullptr;
+                  },
+                  &answers),
+              0);
+    void* result = nullptr;
+    ASSERT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EXPECT_NE(answers.codeset, 0U);
+    EXPECT_NE(answers.locale, 0U);
     qcs_set_dir("/nonexistent");
 }
 

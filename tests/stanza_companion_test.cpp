@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <fstream>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -8,6 +11,7 @@
 #include "Z/ZList.h"
 #include "Z/ZSCFData.h"
 #include "Z/ZSqueeze.h"
+#include "support/processes.h"
 #include "support/streams.h"
 
 namespace {
@@ -149,6 +153,31 @@ TEST(StanzaCompanionTest, aBombEndsAndAValueThatExpandsAsFarIsRead) {
     ZSCFData file;
     read(file, squeezed("s\0k\0"s + value + "\0"s));
     EXPECT_TRUE(file.valueAt("s", "k", 0) == value);
+}
+
+/// Bytes of private memory that the process may write.
+rlim_t dataSize() {
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    rlim_t kilobytes = 0;
+    while (word != "VmData:" && status >> word)
+        continue;
+    status >> kilobytes;
+    return kilobytes * 1024;
+}
+
+TEST(StanzaCompanionTest, aLargeOneThatIsCutOffTakesTheMemoryOfWhatItHolds) {
+    std::mt19937 random(1);
+    std::string value(std::size_t{4} << 20, '\0');
+    for (char& c : value)
+        c = static_cast<char>(1 + random() % 255);
+    std::string const whole = squeezed("s\0k\0"s + value + "\0"s);
+    EXPECT_EQ(testsupport::inChild([&] {
+                  rlimit const limit{dataSize() + (std::size_t{64} << 20), RLIM_INFINITY};
+                  if (setrlimit(RLIMIT_DATA, &limit) != 0) return 97;
+                  return isRefused(whole.substr(0, whole.size() - 1)) && !isRefused(whole) ? 0 : 1;
+              }),
+              0);
 }
 
 }  // namespace

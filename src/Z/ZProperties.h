@@ -82,9 +82,10 @@ class ZFC_API ZPropertiesInterface {
     /// ZToUTF8Exception (message 49); the list is then as it was.
     virtual void getValues(char const* stanza, char const* key, ZArrayList& values,
                            ZPropertyStringType type) const = 0;
-    /// Number of values in the stanza, plain and obfuscated.
+    /// Number of values in the stanza: the sum of what its keys answer below.
     [[nodiscard]] virtual unsigned int numValues(char const* stanza) const = 0;
-    /// Number of values that getValues() gives.
+    /// Number of values that getValues() gives: the plain ones, or the obfuscated ones of a key
+    /// that has no others.
     [[nodiscard]] virtual unsigned int numValues(char const* stanza, char const* key) const = 0;
     /// Number of stanzas.
     [[nodiscard]] virtual unsigned int count() const = 0;
@@ -228,10 +229,12 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     /// a lock that is taken, "fread()"; with the companion file's name "mapFile()".
     /// ZPropertiesInvalidDataException (message 44): the first line that is not of the format.
     /// What was read before a failure stays in the cache, and then store() to that file raises the
-    /// same failure again until a load of it has succeeded or a reload() dropped what was read: a
-    /// half-read file is never written back.
+    /// same failure again until a load of it or a reload() has succeeded: a half-read file is never
+    /// written back.
     virtual void load(char const* file = nullptr);
-    /// As load(), with the values here dropped first; not before the file is open and locked.
+    /// As load(), with the values here dropped first; not before the file is open and locked. When
+    /// a reload from another file fails, this object's own file is not stored to either: what it
+    /// held is not here any more.
     virtual void reload(char const* file = nullptr);
     /// Writes the values to `file`, with the obfuscated ones in the companion file that it names,
     /// and flushes both to the device. Null and empty as for load(); an object that has no name
@@ -330,6 +333,7 @@ class ZFC_API ZProperties : public ZAbstractProperties,
 
     [[nodiscard]] ZLCString resolved(char const* file) const ZREQUIRES(propLock);
     void loadFrom(ZLCString const& file, Values values) ZREQUIRES(propLock);
+    void dropValues(char const* file) ZREQUIRES(propLock);
     void readCompanion(char const* file) ZREQUIRES(propLock);
     void settleCompanion(char const* name, char const* file) ZREQUIRES(propLock);
     void settle(char const* file, long time) ZREQUIRES(propLock);
@@ -507,7 +511,7 @@ class ZFC_API ZAbstractPropertyValuesIterator : public ZObject,
     /// Over the values that ZProperties::getValues() gives.
     ZAbstractPropertyValuesIterator(ZProperties const& properties, char const* stanza,
                                     char const* key);
-    /// The index of the current value; raises as getValue() does.
+    /// The index of the current value among the key's; raises as getValue() does.
     [[nodiscard]] unsigned int currentIndex() const;
     /// What getValue() raises where there is no value.
     [[noreturn]] void raiseInvalidState() const;
@@ -518,10 +522,11 @@ class ZFC_API ZAbstractPropertyValuesIterator : public ZObject,
     void valueRemoved();
 
   private:
-    ZLCString fileName;      // for errors
-    ZArrayList found;        // the values of the walk (ZLCString), owned
-    unsigned int index = 0;  // of the current value, or of the next one when there is none
-    bool isOnValue = false;  // whether there is a current value
+    ZLCString fileName;         // for errors
+    ZArrayList found;           // the values of the walk (ZLCString), owned; null: a removed one
+    unsigned int position = 0;  // in found, of the current value, or of the next when there is none
+    unsigned int gaps = 0;      // nulls in found, all of them before the position
+    bool isOnValue = false;     // whether there is a current value
 };
 
 #endif

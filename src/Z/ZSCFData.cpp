@@ -51,13 +51,6 @@ std::size_t sizeHint(FILE* stream) {
     return fits ? static_cast<std::size_t>(status.st_size) : blockSize;
 }
 
-void resize(Block& block, std::size_t bytes) {
-    auto* const grown = static_cast<char*>(std::realloc(block.get(), bytes));
-    if (grown == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    (void)block.release();
-    block.reset(grown);
-}
-
 /// Fills the buffer as far as the stream goes; an interrupted read goes on.
 std::size_t readBlock(char const* fileName, FILE* stream, char* buffer, std::size_t room) {
     std::size_t got = 0;
@@ -80,9 +73,9 @@ Image readImage(char const* fileName, FILE* stream) {
         if (image.length < capacity - 1) break;
         if (capacity > SIZE_MAX / 2) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
         capacity *= 2;
-        resize(image.bytes, capacity);
+        zpcache::resizeBlock(image.bytes, capacity);
     }
-    resize(image.bytes, image.length + 1);
+    zpcache::resizeBlock(image.bytes, image.length + 1);
     return image;
 }
 

@@ -183,6 +183,12 @@ class Records : public Allocated {
             segments;
         Vector<Index> blanks;  // the stanza's blank lines: number i ends segment i
     };
+    /// A value of a list.
+    struct Place {
+        Index list = none;  // none: no value
+        Index value = none;
+        std::uint32_t number = 0;
+    };
     using TemplatesOf = std::unordered_map<Index, Templates, std::hash<Index>, std::equal_to<>,
                                            Allocator<std::pair<Index const, Templates>>>;
 
@@ -211,6 +217,7 @@ class Records : public Allocated {
     void dropList(Index list);
     [[nodiscard]] std::string_view textOf(Index value) const;
     [[nodiscard]] Index valueNumber(Index list, std::uint32_t i) const;
+    [[nodiscard]] Index valueBefore(Index list, std::uint32_t i) const;
     void setFirstPlain(Index key, std::string_view text);
     void shiftPlain(Index key);
     void addPlain(Index key, std::string_view text);
@@ -244,6 +251,7 @@ class Records : public Allocated {
     Pool<Value> values;
     Pool<ValueList> lists;
     mutable Index recentStanza = none;     // found last: programs ask for key after key of one
+    mutable Place recentValue;             // found last: programs walk from value to value
     Table stanzaTable;                     // all stanzas
     Table keyTable;                        // all keys; the stanza's hash salts theirs
     Chain file;                            // all lines with a place, in file order

@@ -18,9 +18,16 @@ constexpr std::size_t largestBlock =
 }  // namespace
 
 Block allocateBlock(std::size_t bytes) {
-    Block block(static_cast<char*>(std::malloc(std::max<std::size_t>(bytes, 1))));
-    if (!block) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    Block block;
+    resizeBlock(block, bytes);
     return block;
+}
+
+void resizeBlock(Block& block, std::size_t bytes) {
+    void* const resized = std::realloc(block.get(), std::max<std::size_t>(bytes, 1));
+    if (resized == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    (void)block.release();
+    block.reset(static_cast<char*>(resized));
 }
 
 std::string_view Texts::copy(std::string_view text) {

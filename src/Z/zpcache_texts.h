@@ -42,8 +42,10 @@ using String = std::basic_string<char, std::char_traits<char>, Allocator<char>>;
 
 /// A block from malloc.
 using Block = std::unique_ptr<char, ZFree>;
-/// Raises ZOutOfMemoryException (message 1) when there is none.
+// Both raise ZOutOfMemoryException (message 1) when there is none.
 [[nodiscard]] Block allocateBlock(std::size_t bytes);
+/// The bytes that fit are kept; a block that cannot be resized stays as it is.
+void resizeBlock(Block& block, std::size_t bytes);
 
 /// ISO C isspace in the C locale, whatever locale the process has set.
 [[nodiscard]] constexpr bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }

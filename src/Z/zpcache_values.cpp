@@ -20,10 +20,17 @@ std::string_view Records::textOf(Index value) const {
 }
 
 Index Records::valueNumber(Index list, std::uint32_t i) const {
-    Index value = lists[list].first;
-    while (i-- > 0)
-        value = values[value].next;
-    return value;
+    return i == 0 ? lists[list].first : values[valueBefore(list, i)].next;
+}
+
+/// Goes on from where the last search ended, which is not behind the value in front of `i`: that
+/// one is what taking value `i` out leaves in place.
+Index Records::valueBefore(Index list, std::uint32_t i) const {
+    if (recentValue.list != list || recentValue.number >= i)
+        recentValue = {list, lists[list].first, 0};
+    for (; recentValue.number + 1 < i; ++recentValue.number)
+        recentValue.value = values[recentValue.value].next;
+    return recentValue.value;
 }
 
 std::string_view Records::valueAt(Index key, Obfuscated kind, std::uint32_t i) const {
@@ -68,7 +75,8 @@ void Records::append(Index list, Index value) {
 
 void Records::takeOut(Index list, std::uint32_t i) {
     ValueList& record = lists[list];
-    Index const before = i == 0 ? none : valueNumber(list, i - 1);
+    Index const before = i == 0 ? none : valueBefore(list, i);
+    if (before == none && recentValue.list == list) recentValue = {};
     Index const value = before == none ? record.first : values[before].next;
     (before == none ? record.first : values[before].next) = values[value].next;
     if (record.last == value) record.last = before;

@@ -50,22 +50,35 @@ constexpr std::size_t workingDirectorySize = 1024;
     return current;
 }
 
-int openForStore(char const* path, int flags) {
-    zfile::Descriptor file = openFile(path, O_RDWR | flags);
-    // No O_TRUNC: whatever there is stays until the lock is had.
-    if (!file.isOpen() && errno == ENOENT) file = openFile(path, O_RDWR | O_CREAT | flags, 0666);
-    return file.release();
+constexpr int openFlags = O_NONBLOCK | O_NOCTTY;  // so that a pipe or a device does not hold us
+
+struct Opened {
+    zfile::Descriptor file;
+    bool isNew = false;  // it was not there before
+};
+
+/// No O_TRUNC: whatever there is stays until the lock is had.
+Opened openForStore(char const* path) {
+    constexpr int flags = O_RDWR | openFlags;
+    Opened opened{openFile(path, flags)};
+    if (opened.file.isOpen() || errno != ENOENT) return opened;
+    opened.file = openFile(path, flags | O_CREAT | O_EXCL, 0666);
+    opened.isNew = opened.file.isOpen();
+    if (opened.isNew || errno != EEXIST) return opened;
+    // Somebody was faster, or a link points to no file: one that is made there counts as found.
+    opened.file = openFile(path, flags | O_CREAT, 0666);
+    return opened;
 }
 
-zfile::Descriptor openRegular(char const* path, Purpose purpose) {
+Opened openRegular(char const* path, Purpose purpose) {
     bool const loads = purpose == Purpose::load;
     char const* const api = loads ? "fopen(r)" : "fopen(r+)";
-    constexpr int flags = O_NONBLOCK | O_NOCTTY;  // so that a pipe or a device does not hold us
-    zfile::Descriptor file =
-        loads ? openFile(path, O_RDONLY | flags) : zfile::Descriptor(openForStore(path, flags));
-    if (!file.isOpen()) zraise(ZPropertiesIOException(path, api, errno), sourceName, __LINE__);
-    auto const status = statusOf(file.get());
-    if (status && status->isRegular()) return file;
+    Opened opened = loads ? Opened{openFile(path, O_RDONLY | openFlags)} : openForStore(path);
+    if (!opened.file.isOpen())
+        zraise(ZPropertiesIOException(path, api, errno), sourceName, __LINE__);
+    if (opened.isNew) return opened;
+    auto const status = statusOf(opened.file.get());
+    if (status && status->isRegular()) return opened;
     int const error = !status ? errno : S_ISDIR(status->mode) ? EISDIR : EINVAL;
     zraise(ZPropertiesIOException(path, api, error), sourceName, __LINE__);
 }
@@ -90,27 +103,38 @@ void checkAccess(char const* path) {
     zraise(ZPropertiesIOException(directory.getChars(), "access()", errno), sourceName, __LINE__);
 }
 
-LockedFile::LockedFile(char const* path, Purpose purpose) {
+LockedFile::LockedFile(char const* filePath, Purpose purpose) : path(filePath) {
     // Somebody may put another file in this one's place between opening and locking, and what is
     // stored would go with the old one. Nobody does it again and again.
     constexpr int attempts = 10;
     for (int i = 0; i < attempts; ++i) {
-        if (tryOpen(path, purpose)) return;
+        if (tryOpen(purpose)) return;
     }
     zraise(ZPropertiesIOException(path, "fcntl()", EAGAIN), sourceName, __LINE__);
 }
 
-bool LockedFile::tryOpen(char const* path, Purpose purpose) {
-    file = openRegular(path, purpose);
+bool LockedFile::tryOpen(Purpose purpose) {
+    file.close();  // with its lock, which would refuse ours
+    Opened opened = openRegular(path, purpose);
+    file = std::move(opened.file);
     auto const mode =
         purpose == Purpose::load ? zfile::LockMode::shared : zfile::LockMode::exclusive;
     int const rc = setRecordLock(file.get(), mode, zfile::wholeFile, zfile::LockWait::no);
     if (rc != 0) zraise(ZPropertiesIOException(path, "fcntl()", rc), sourceName, __LINE__);
-    auto const opened = statusOf(file.get());
+    auto const held = statusOf(file.get());
     auto const named = statusOf(path);
-    if (!opened || !named || !(opened->identity == named->identity)) return false;
-    found = *opened;
+    if (!held || !named || !(held->identity == named->identity)) return false;
+    found = *held;
+    isNew = opened.isNew;
     return true;
+}
+
+/// Under the lock, which goes with the descriptor: whoever opened the file meanwhile sees, when it
+/// has locked it, that the name is gone.
+LockedFile::~LockedFile() {
+    if (!isNew) return;
+    auto const named = askSystem(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
+    if (named && named->identity == found.identity && named->size == 0) unlink(path);
 }
 
 FILE* LockedFile::intoStream() {

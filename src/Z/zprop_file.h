@@ -49,12 +49,18 @@ void checkAccess(char const* path);
 enum class Purpose { load, store };
 
 /// A regular file, open and locked whole: shared to load it, exclusive to store it. A store creates
-/// a missing file, empty; nothing is ever cut off by opening.
+/// a missing file, empty; nothing is ever cut off by opening. The path is used until the end.
 class LockedFile {
   public:
     /// "fopen(r)" or "fopen(r+)" for opening, "fcntl()" for the lock. Never waits.
     LockedFile(char const* path, Purpose purpose);
+    /// Removes a file that was created here and is still empty, unless keep() was called. One that
+    /// could not be locked stays: another process may be about to write it.
+    ~LockedFile();
+    LockedFile(const LockedFile&) = delete;
+    LockedFile& operator=(const LockedFile&) = delete;
 
+    void keep() noexcept { isNew = false; }
     [[nodiscard]] int descriptor() const { return file.get(); }
     /// As it was when the lock was had.
     [[nodiscard]] Status const& status() const { return found; }
@@ -62,10 +68,12 @@ class LockedFile {
     [[nodiscard]] FILE* intoStream();
 
   private:
-    [[nodiscard]] bool tryOpen(char const* path, Purpose purpose);
+    [[nodiscard]] bool tryOpen(Purpose purpose);
 
+    char const* path;
     zfile::Descriptor file;
     Status found;
+    bool isNew = false;  // created here, and to be removed
 };
 
 /// New bytes for an open file. Until keep() is called, the destructor puts the old ones back.

@@ -12,22 +12,26 @@
 
 /// Used under the object's lock.
 struct ZProperties::FileHistory : public ZObject {
-    /// A file that was read in part, or is being read.
+    /// A file that a store would spoil: it was read in part, or is being read, or its values were
+    /// dropped for such a file.
     struct HalfRead {
         ZLCString file;
         zpropfile::Identity identity;         // the same, whatever its name
         std::unique_ptr<ZException> failure;  // of the load; null: it could not be kept
     };
+    using HalfReads = zpcache::Vector<HalfRead>;
 
-    zpcache::Vector<HalfRead> halfReads;  // each file once
-    ZLCString companion;                  // decoded or written by this object; empty: none
-    ZLCString companionOwner;             // the file that names it
+    HalfReads halfReads;       // each name once
+    ZLCString companion;       // decoded or written by this object; empty: none
+    ZLCString companionOwner;  // the file that names it
 
-    /// Raises the failure again when the file is one that was read in part.
+    /// Raises the failure again when the file, known by its name or by its identity (0: not known
+    /// yet), is one that must not be written.
     void refuseHalfRead(char const* file, zpropfile::Identity const& identity) const;
-    /// Enters the file before it is read, so that a failure needs no memory to be known.
-    void beginReading(char const* file, zpropfile::Identity const& identity);
-    void failReading(char const* file, ZException const& cause);
+    /// Enters a file before it is read, so that a failure needs no memory to be known.
+    static void enter(HalfReads& files, char const* file, zpropfile::Identity const& identity);
+    /// Gives the failure to the files that have none yet.
+    void failReading(ZException const& cause);
     void finishReading(char const* file);
     void rememberCompanion(char const* name, char const* owner);
 };

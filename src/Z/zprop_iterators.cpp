@@ -87,29 +87,39 @@ ZAbstractPropertyValuesIterator::ZAbstractPropertyValuesIterator(ZProperties con
 ZAbstractPropertyValuesIterator::~ZAbstractPropertyValuesIterator() = default;
 
 bool ZAbstractPropertyValuesIterator::hasMore() const {
-    return (isOnValue ? index + 1 : index) < found.size();
+    return (isOnValue ? position + 1 : position) < found.size();
 }
 
 bool ZAbstractPropertyValuesIterator::next() {
-    if (isOnValue) ++index;
-    isOnValue = index < found.size();
+    if (isOnValue) ++position;
+    isOnValue = position < found.size();
     return isOnValue;
 }
 
+/// Closes the gaps that removed values left; once for a walk, so that a walk that removes many
+/// values takes no longer than another.
 void ZAbstractPropertyValuesIterator::reset() {
-    index = 0;
+    unsigned int kept = 0;
+    for (unsigned int i = 0; i < found.size(); ++i) {
+        if (found.get(i) != nullptr) found.swap(kept++, i);
+    }
+    while (found.size() > kept)
+        found.remove(found.size() - 1);
+    position = 0;
+    gaps = 0;
     isOnValue = false;
 }
 
 char const* ZAbstractPropertyValuesIterator::getValue() const {
-    return static_cast<ZLCString const*>(found.get(currentIndex()))->getChars();
+    if (!isOnValue) raiseInvalidState();
+    return static_cast<ZLCString const*>(found.get(position))->getChars();
 }
 
-unsigned int ZAbstractPropertyValuesIterator::size() const { return found.size(); }
+unsigned int ZAbstractPropertyValuesIterator::size() const { return found.size() - gaps; }
 
 unsigned int ZAbstractPropertyValuesIterator::currentIndex() const {
     if (!isOnValue) raiseInvalidState();
-    return index;
+    return position - gaps;
 }
 
 void ZAbstractPropertyValuesIterator::raiseInvalidState() const {
@@ -123,10 +133,11 @@ void ZAbstractPropertyValuesIterator::valueAdded(char const* value) {
 
 void ZAbstractPropertyValuesIterator::valueChanged(char const* value) {
     ZLCString text(value);
-    found.set(index, &text);
+    found.set(position, &text);
 }
 
 void ZAbstractPropertyValuesIterator::valueRemoved() {
-    found.remove(index);
+    found.set(position++, nullptr);
+    ++gaps;
     isOnValue = false;
 }

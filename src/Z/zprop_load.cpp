@@ -52,24 +52,28 @@ class ZProperties::LoadingFlag {
 void ZProperties::FileHistory::refuseHalfRead(char const* file,
                                               zpropfile::Identity const& identity) const {
     for (HalfRead const& half : halfReads) {
-        if (!(half.file == file) && !(half.identity == identity)) continue;
+        bool const isIt = half.file == file || (identity.inode != 0 && half.identity == identity);
+        if (!isIt) continue;
         if (half.failure) half.failure->throwException(sourceName, __LINE__);
         zraise(ZPropertiesInvalidDataException(file, "", 0), sourceName, __LINE__);
     }
 }
 
-void ZProperties::FileHistory::beginReading(char const* file, zpropfile::Identity const& identity) {
-    for (HalfRead& half : halfReads) {
-        if (!(half.file == file)) continue;
-        half.identity = identity;
-        return;
+void ZProperties::FileHistory::enter(HalfReads& files, char const* file,
+                                     zpropfile::Identity const& identity) {
+    auto const isIt = [file](HalfRead const& half) { return half.file == file; };
+    auto const known = std::find_if(files.begin(), files.end(), isIt);
+    if (known == files.end()) {
+        files.push_back(HalfRead{file, identity, nullptr});
+    } else {
+        known->identity = identity;
+        known->failure.reset();
     }
-    halfReads.push_back(HalfRead{file, identity, nullptr});
 }
 
-void ZProperties::FileHistory::failReading(char const* file, ZException const& cause) {
+void ZProperties::FileHistory::failReading(ZException const& cause) {
     for (HalfRead& half : halfReads) {
-        if (half.file == file) half.failure.reset(static_cast<ZException*>(cause.clone()));
+        if (!half.failure) half.failure.reset(static_cast<ZException*>(cause.clone()));
     }
 }
 
@@ -109,22 +113,32 @@ void ZProperties::loadFrom(ZLCString const& file, Values values) {
     // Open, and with it locked, until the companion is decoded.
     Stream const stream(source.intoStream());
     LoadingFlag const flag(loading);
-    if (values == Values::cleared) {
-        cache->clear();
-        history->halfReads.clear();
-        history->rememberCompanion("", "");
-    }
-    history->beginReading(path, status.identity);
+    if (values == Values::cleared) dropValues(path);
+    FileHistory::enter(history->halfReads, path, status.identity);
     try {
         cache->be_read(path, stream.get());
         readCompanion(path);
         postLoad(path);
     } catch (ZException const& cause) {
-        history->failReading(path, cause);
+        history->failReading(cause);
         throw;
     }
+    if (values == Values::cleared) history->halfReads.clear();
     history->finishReading(path);
     settle(path, status.modified);
+}
+
+/// Empties the cache for `file`, which is about to be read. Should that fail, the values that go
+/// here are in their own file alone, and what is left of the other must not get there.
+void ZProperties::dropValues(char const* file) {
+    char const* const own = fileName.getChars();
+    auto const ownStatus = zpropfile::statusOf(own);
+    FileHistory::HalfReads files;
+    FileHistory::enter(files, file, {});
+    FileHistory::enter(files, own, ownStatus ? ownStatus->identity : zpropfile::Identity{});
+    cache->clear();
+    history->halfReads.swap(files);
+    history->rememberCompanion("", "");
 }
 
 void ZProperties::readCompanion(char const* file) {

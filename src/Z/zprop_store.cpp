@@ -185,13 +185,14 @@ std::string_view bytesOf(ZBuffer const& buffer) {
 }
 
 /// Both files, or neither; the time that the main file has then.
-long writeFiles(char const* path, zpropfile::LockedFile const& target, std::string_view image,
+long writeFiles(char const* path, zpropfile::LockedFile& target, std::string_view image,
                 std::optional<Companion>& companion, std::string_view companionImage) {
     if (companion) companion->write(companionImage, target.status());
     Rewrite rewrite(path, target.descriptor(), image);
     rewrite.apply();
     if (target.status().size == 0) zpropfile::flushDirectory(path);
     rewrite.keep();
+    target.keep();
     if (companion) companion->keep();
     return zpropfile::statusOf(target.descriptor()).value_or(target.status()).modified;
 }
@@ -223,7 +224,7 @@ void ZProperties::store(char const* file) {
     ZBuffer companionImage;
     stored.values().be_write_obfuscated(companionImage);
 
-    zpropfile::LockedFile const target(path, zpropfile::Purpose::store);
+    zpropfile::LockedFile target(path, zpropfile::Purpose::store);
     history->refuseHalfRead(path, target.status().identity);
     std::optional<Companion> companion;
     if (hasCompanion)

@@ -5,6 +5,7 @@
 #include "Z/ZSqueeze.h"
 #include "Z/zpcache_lists.h"
 #include "Z/zpcache_records.h"
+#include "Z/zsqueeze_expand.h"
 
 #include <algorithm>
 #include <array>
@@ -14,15 +15,14 @@
 
 namespace {
 
-using zpcache::Block;
 using zpcache::Index;
 using zpcache::Obfuscated;
 using zpcache::Records;
 using zpcache::String;
 
 constexpr char sourceName[] = "src/Z/ZSCFData";
-constexpr int outputFull = -5;   // zlib: the output is too small, or input is missing
-constexpr int outOfMemory = -4;  // zlib: no memory
+constexpr int outOfMemory = -4;                    // zlib's status
+constexpr int outputFull = -5;                     // ZSqueeze: the output is too small
 constexpr std::uint64_t greatestExpansion = 1032;  // a deflate stream cannot expand to more
 constexpr std::uint64_t largestBlock = 0xffffffff;
 
@@ -71,8 +71,7 @@ void addRecord(Records& records, std::string_view stanza, std::string_view key,
     if (!value.empty()) records.addValue(item, value, Obfuscated::yes);
 }
 
-// ----------------------------------------------------------------------------------- the zlib
-// stream
+// -------------------------------------------------------------------------------- the zlib stream
 
 void compress(String& content, ZBuffer& out) {
     ZSqueeze squeezer;
@@ -88,41 +87,6 @@ void compress(String& content, ZBuffer& out) {
     zraise(ZOutOfMemoryException(), sourceName, __LINE__);
 }
 
-/// An expanded stream; no block when it is damaged.
-struct Expanded {
-    Block block;
-    std::size_t length = 0;
-
-    [[nodiscard]] std::string_view content() const { return {block.get(), length}; }
-};
-
-/// Whether the stream ends with its last byte: without that byte it is not complete.
-bool endsWithInput(ZSqueeze const& squeezer, Expanded& expanded, ZBuffer const& in) {
-    unsigned long room = expanded.length;
-    auto* const block = reinterpret_cast<unsigned char*>(expanded.block.get());
-    auto const* const source = static_cast<unsigned char const*>(in.getBuffer());
-    return squeezer.uncompress(block, &room, source, in.getLength() - 1) == outputFull;
-}
-
-Expanded expand(ZBuffer const& in) {
-    ZSqueeze squeezer;
-    auto* const source = static_cast<unsigned char*>(in.getBuffer());
-    squeezer.setSource(source, in.getLength());
-    std::uint64_t const most = std::min(in.getLength() * greatestExpansion, largestBlock);
-    for (std::uint64_t room = std::min(in.getLength() * std::uint64_t{8}, most); room > 0;
-         room = room == most ? 0 : std::min(room * 2, most)) {
-        Expanded expanded{zpcache::allocateBlock(static_cast<std::size_t>(room))};
-        auto* const block = reinterpret_cast<unsigned char*>(expanded.block.get());
-        long const written = squeezer.unsqueeze(block, static_cast<unsigned long>(room));
-        if (written == outOfMemory) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-        if (written < 0 && written != outputFull) return {};
-        expanded.length = static_cast<std::size_t>(std::max(written, 0L));
-        if (written >= 0)
-            return endsWithInput(squeezer, expanded, in) ? std::move(expanded) : Expanded{};
-    }
-    return {};
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------------------------------- ZSCFData
@@ -133,9 +97,13 @@ void ZSCFData::be_write_obfuscated(ZBuffer& out) {
 }
 
 void ZSCFData::be_read_obfuscated(ZBuffer& in) {
-    Expanded const expanded = expand(in);
+    auto const most = std::min(in.getLength() * greatestExpansion, largestBlock);
+    zsqueeze::Expanded expanded;
+    int const status =
+        zsqueeze::expand(in.getBuffer(), in.getLength(), static_cast<std::size_t>(most), expanded);
+    if (status == outOfMemory) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     auto const nothing = [](std::string_view, std::string_view, std::string_view) {};
-    if (!expanded.block || !eachRecord(expanded.content(), nothing))
+    if (status != 0 || !eachRecord(expanded.content(), nothing))
         zraise(ZPropertiesInvalidDataException(getCompanionName(), "", 0), sourceName, __LINE__);
     lists->clear();
     eachRecord(expanded.content(),

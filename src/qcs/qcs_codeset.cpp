@@ -1,5 +1,6 @@
 #include "qcs/qcs_codeset.h"
 
+#include "qcs/qcs_cancellation.h"
 #include "qcs/qcs_compile.h"
 #include "qcs/qcs_names.h"
 
@@ -85,6 +86,7 @@ const Codeset* findCodeset(qcs_cs_handle cs) {
 
 qcs_cs_handle qcs_cs_new(const char* name) {
     if (name == nullptr || !qcs::isName(name)) return 0;
+    qcs::CancellationOff const wholeCodesets;
     try {
         return qcs::registry().acquire(name);
     } catch (...) {  // out of memory: there is no codeset to be had

@@ -1,5 +1,6 @@
 #include "qcs/qcs_locale.h"
 
+#include "qcs/qcs_cancellation.h"
 #include "qcs/qcs_names.h"
 
 #include <wctype.h>
@@ -63,6 +64,7 @@ int deliver(std::string_view text, char* out, unsigned int size) {
 
 template <class Body>
 int delivered(char* out, unsigned int size, Body&& name) {
+    CancellationOff const wholeNames;
     try {
         return deliver(name(), out, size);
     } catch (...) {  // out of memory
@@ -99,6 +101,7 @@ CodePoint lowerCase(CodePoint code) {
 
 void qcs_set_dir(const char* dir) {
     if (dir == nullptr) return;
+    qcs::CancellationOff const wholeNames;
     try {
         qcs::setAliasDirectory(dir);
     } catch (...) {  // out of memory: the directory named before stays
@@ -120,6 +123,7 @@ int qcs_canonical_loc(const char* name, char* out, unsigned int size) {
 
 qcs_loc_handle qcs_loc_new(const char* name) {
     if (name == nullptr) return 0;
+    qcs::CancellationOff const wholeLocales;
     try {
         std::string const canonical = qcs::canonicalLocale(name);
         return canonical.empty() ? 0 : qcs::locales().handleOf(canonical);

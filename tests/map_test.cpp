@@ -1,5 +1,6 @@
 #include "Z/ZMap.h"
 
+#include <algorithm>
 #include <limits>
 #include <map>
 #include <memory>
@@ -238,12 +239,14 @@ TEST_F(KeyMapTest, CopiesAndPutAllHoldPairsOfTheirOwn) {
         EXPECT_EQ(valueOf(keys.get(i)) + 100, valueOf(values.get(i)));
 }
 
-TEST_F(KeyMapTest, DoesWhatAStandardMapDoes) {
-    ZHashKeyMap map(7, 1);
+/// Puts, removes and looks for numbers from a range in a map and in the standard one.
+void checkAgainstStandardMap(unsigned int size, unsigned int range) {
+    ZHashKeyMap map(size, 1);
     std::map<int, int> model;
     std::mt19937 random(3);
+    auto const draw = [&] { return static_cast<int>(random() % range - range / 2); };
     for (int i = 0; i < 20000; ++i) {
-        Number const key(static_cast<int>(random() % 200) - 100);
+        Number const key(draw());
         Number const value(i);
         if (random() % 3 != 0) {
             map.putEntry(&key, &value);
@@ -252,12 +255,40 @@ TEST_F(KeyMapTest, DoesWhatAStandardMapDoes) {
             map.removeEntry(&key);
             model.erase(key.value);
         }
-        Number const probe(static_cast<int>(random() % 200) - 100);
+        Number const probe(draw());
         auto const found = model.find(probe.value);
         ASSERT_EQ(found != model.end(), map.contains(&probe));
         ASSERT_EQ(found != model.end() ? found->second : noNumber, valueOf(map.getEntry(&probe)));
         ASSERT_EQ(model.size(), map.size());
     }
+}
+
+TEST_F(KeyMapTest, DoesWhatAStandardMapDoes) { checkAgainstStandardMap(7, 200); }
+TEST_F(KeyMapTest, DoesWhatAStandardMapDoesWithCrowdedBuckets) { checkAgainstStandardMap(2, 2000); }
+
+TEST_F(HashMapTest, ACrowdedBucketKeepsTheOrderOfInsertionThroughRemovalsAndCopies) {
+    ZHashMap map(2, 1);
+    Values order;
+    for (int i = 0; i < 300; i += 3)  // all in one of the three buckets
+        order.push_back((i * 7) % 300);
+    put(map, order);
+    for (int const gone : {0, 150, 297, 21}) {
+        Number number(gone);
+        map.removeEntry(&number);
+        order.erase(std::find(order.begin(), order.end(), gone));
+    }
+    put(map, {21, order.front()});
+    order.push_back(21);
+    EXPECT_EQ(order, listed(map));
+    ZHashMap copy(map);
+    map.removeAll();
+    put(map, {9, 3});
+    EXPECT_EQ((Values{9, 3}), listed(map));
+    put(copy, {300});
+    order.push_back(300);
+    EXPECT_EQ(order, listed(copy));
+    Number last(300);
+    EXPECT_EQ(300, valueOf(copy.getEntry(&last)));
 }
 
 }  // namespace

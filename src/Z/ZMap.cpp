@@ -6,11 +6,13 @@
 #include <memory>
 
 #include "Z/zcontainer_members.h"
+#include "Z/zmap_bucket.h"
 
 namespace {
 
+using zmembers::Bucket;
+
 constexpr unsigned int leastSize = 2;
-constexpr unsigned int bucketCapacity = 5;  // a table of the right size has few entries a bucket
 
 /// A number of buckets above 32 bits stays above what an array can have, and is refused there.
 unsigned int bucketCount(unsigned int size) {
@@ -18,6 +20,8 @@ unsigned int bucketCount(unsigned int size) {
     return static_cast<unsigned int>(
         std::min<std::uint64_t>(count, std::numeric_limits<unsigned int>::max()));
 }
+
+unsigned long hashOf(ZObject const* key) { return key != nullptr ? key->hash() : 0; }
 
 void putEntries(ZMap& from, ZMap& to) {
     ZArrayList entries(from.size(), 0);
@@ -87,54 +91,62 @@ ZHashMap::~ZHashMap() = default;
 
 ZObject* ZHashMap::clone() const { return new ZHashMap(*this); }
 
-unsigned int ZHashMap::bucketIndex(ZObject const* key) const {
-    unsigned long const hash = key != nullptr ? key->hash() : 0;
+unsigned int ZHashMap::bucketIndex(unsigned long hash) const {
     return static_cast<unsigned int>(hash % buckets.size());
 }
 
-ZArrayMap* ZHashMap::bucketAt(unsigned int index) const {
-    return static_cast<ZArrayMap*>(buckets.get(index));
+Bucket* ZHashMap::bucketAt(unsigned int index) const {
+    return static_cast<Bucket*>(buckets.get(index));
 }
 
-ZArrayMap* ZHashMap::bucketOf(ZObject const* key) const { return bucketAt(bucketIndex(key)); }
-
-ZArrayMap& ZHashMap::makeBucket(ZObject const* key) {
-    unsigned int const index = bucketIndex(key);
-    if (ZArrayMap* const present = bucketAt(index)) return *present;
-    auto bucket = std::make_unique<ZArrayMap>(bucketCapacity, ownsMembers);
+Bucket& ZHashMap::makeBucket(unsigned long hash) {
+    unsigned int const index = bucketIndex(hash);
+    if (Bucket* const present = bucketAt(index)) return *present;
+    auto bucket = std::make_unique<Bucket>(ownsMembers);
     buckets.setNoCopy(index, bucket.get());
     return *bucket.release();
 }
 
-void ZHashMap::putEntry(ZObject* entry) { makeBucket(entry).putEntry(entry); }
+void ZHashMap::putEntry(ZObject* entry) {
+    unsigned long const hash = hashOf(entry);
+    makeBucket(hash).put(entry, hash);
+}
 
-void ZHashMap::putEntryNoCopy(ZObject* entry) { makeBucket(entry).putEntryNoCopy(entry); }
+void ZHashMap::putEntryNoCopy(ZObject* entry) {
+    unsigned long const hash = hashOf(entry);
+    makeBucket(hash).putNoCopy(entry, hash);
+}
 
 ZObject* ZHashMap::getEntry(ZObject const* key) const {
-    ZArrayMap const* const bucket = bucketOf(key);
-    return bucket != nullptr ? bucket->getEntry(key) : nullptr;
+    unsigned long const hash = hashOf(key);
+    Bucket const* const bucket = bucketAt(bucketIndex(hash));
+    // -1 is beyond the end: null
+    return bucket != nullptr ? bucket->get(static_cast<unsigned int>(bucket->find(key, hash)))
+                             : nullptr;
 }
 
 void ZHashMap::removeEntry(ZObject* key) {
-    if (ZArrayMap* const bucket = bucketOf(key)) bucket->removeEntry(key);
+    unsigned long const hash = hashOf(key);
+    if (Bucket* const bucket = bucketAt(bucketIndex(hash))) bucket->drop(key, hash);
 }
 
 bool ZHashMap::contains(ZObject const* key) const {
-    ZArrayMap const* const bucket = bucketOf(key);
-    return bucket != nullptr && bucket->contains(key);
+    unsigned long const hash = hashOf(key);
+    Bucket const* const bucket = bucketAt(bucketIndex(hash));
+    return bucket != nullptr && bucket->find(key, hash) != -1;
 }
 
 unsigned int ZHashMap::size() const {
     unsigned int entries = 0;
     for (unsigned int i = 0; i < buckets.size(); ++i) {
-        if (ZArrayMap const* const bucket = bucketAt(i)) entries += bucket->size();
+        if (Bucket const* const bucket = bucketAt(i)) entries += bucket->size();
     }
     return entries;
 }
 
 bool ZHashMap::isEmpty() const {
     for (unsigned int i = 0; i < buckets.size(); ++i) {
-        ZArrayMap const* const bucket = bucketAt(i);
+        Bucket const* const bucket = bucketAt(i);
         if (bucket != nullptr && !bucket->isEmpty()) return false;
     }
     return true;
@@ -142,14 +154,14 @@ bool ZHashMap::isEmpty() const {
 
 void ZHashMap::removeAll() {
     for (unsigned int i = 0; i < buckets.size(); ++i) {
-        if (ZArrayMap* const bucket = bucketAt(i)) bucket->removeAll();
+        if (Bucket* const bucket = bucketAt(i)) bucket->removeAll();
     }
 }
 
 void ZHashMap::list(ZList& out) const {
     zmembers::Appending appending(out);
     for (unsigned int i = 0; i < buckets.size(); ++i) {
-        if (ZArrayMap const* const bucket = bucketAt(i)) bucket->list(out);
+        if (Bucket const* const bucket = bucketAt(i)) bucket->list(out);
     }
     appending.keep();
 }

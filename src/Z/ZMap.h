@@ -10,6 +10,10 @@
 #include "Z/ZObject.h"
 #include "Z/zexport.h"
 
+namespace zmembers {
+class Bucket;
+}
+
 /// What a map offers: a set of entries, found by the `equals()` of the object asked with.
 ///
 /// An owning map keeps clones of its entries and deletes what it drops; any other keeps and drops
@@ -87,12 +91,12 @@ class ZFC_API ZArrayMap : public ZArrayList, public ZMap {
 };
 
 /// A map with a fixed number of buckets, found by the entry's `hash()`. An object that is asked
-/// with must hash like the entries that it equals; null hashes as 0.
+/// with must hash like the entries that it equals; null hashes as 0. A crowded bucket is searched
+/// through an index of its own, so that a map made too small finds its entries as fast.
 class ZFC_API ZHashMap : public ZAbstractMap {
   public:
-    /// One and a half times `size` buckets, at least 3, for all the map's life: a map made far too
-    /// small searches long buckets. Throws ZOutOfMemoryException (message 1), also for more than
-    /// INT_MAX buckets.
+    /// One and a half times `size` buckets, at least 3, for all the map's life: they give the order
+    /// of list(). Throws ZOutOfMemoryException (message 1), also for more than INT_MAX buckets.
     ZHashMap(unsigned int size, int ownsMembers);
     /// A copy has clones of the entries when `other` owns its own, else the same pointers.
     ZHashMap(const ZHashMap&) = default;
@@ -116,12 +120,11 @@ class ZFC_API ZHashMap : public ZAbstractMap {
     void putEntryNoCopy(ZObject* entry);
 
   private:
-    [[nodiscard]] unsigned int bucketIndex(ZObject const* key) const;
-    [[nodiscard]] ZArrayMap* bucketOf(ZObject const* key) const;
-    [[nodiscard]] ZArrayMap* bucketAt(unsigned int index) const;
-    [[nodiscard]] ZArrayMap& makeBucket(ZObject const* key);
+    [[nodiscard]] unsigned int bucketIndex(unsigned long hash) const;
+    [[nodiscard]] zmembers::Bucket* bucketAt(unsigned int index) const;
+    [[nodiscard]] zmembers::Bucket& makeBucket(unsigned long hash);
 
-    ZArray buckets;   // owns its members; each null or a ZArrayMap
+    ZArray buckets;   // owns its members; each null or a zmembers::Bucket, which is a ZArrayMap
     int ownsMembers;  // handed to every bucket: non-zero when it clones and deletes its entries
 };
 

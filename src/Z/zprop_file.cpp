@@ -70,9 +70,8 @@ Opened openForStore(char const* path) {
     return opened;
 }
 
-Opened openRegular(char const* path, Purpose purpose) {
+Opened openRegular(char const* path, Purpose purpose, char const* api) {
     bool const loads = purpose == Purpose::load;
-    char const* const api = loads ? "fopen(r)" : "fopen(r+)";
     Opened opened = loads ? Opened{openFile(path, O_RDONLY | openFlags)} : openForStore(path);
     if (!opened.file.isOpen())
         zraise(ZPropertiesIOException(path, api, errno), sourceName, __LINE__);
@@ -103,19 +102,19 @@ void checkAccess(char const* path) {
     zraise(ZPropertiesIOException(directory.getChars(), "access()", errno), sourceName, __LINE__);
 }
 
-LockedFile::LockedFile(char const* filePath, Purpose purpose) : path(filePath) {
+LockedFile::LockedFile(char const* filePath, Purpose purpose, char const* api) : path(filePath) {
     // Somebody may put another file in this one's place between opening and locking, and what is
     // stored would go with the old one. Nobody does it again and again.
     constexpr int attempts = 10;
     for (int i = 0; i < attempts; ++i) {
-        if (tryOpen(purpose)) return;
+        if (tryOpen(purpose, api)) return;
     }
     zraise(ZPropertiesIOException(path, "fcntl()", EAGAIN), sourceName, __LINE__);
 }
 
-bool LockedFile::tryOpen(Purpose purpose) {
+bool LockedFile::tryOpen(Purpose purpose, char const* api) {
     file.close();  // with its lock, which would refuse ours
-    Opened opened = openRegular(path, purpose);
+    Opened opened = openRegular(path, purpose, api);
     file = std::move(opened.file);
     auto const mode =
         purpose == Purpose::load ? zfile::LockMode::shared : zfile::LockMode::exclusive;

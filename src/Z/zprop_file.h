@@ -53,7 +53,10 @@ enum class Purpose { load, store };
 class LockedFile {
   public:
     /// "fopen(r)" or "fopen(r+)" for opening, "fcntl()" for the lock. Never waits.
-    LockedFile(char const* path, Purpose purpose);
+    LockedFile(char const* filePath, Purpose purpose)
+        : LockedFile(filePath, purpose, purpose == Purpose::load ? "fopen(r)" : "fopen(r+)") {}
+    /// What a failure to open is called is said with `api`.
+    LockedFile(char const* filePath, Purpose purpose, char const* api);
     /// Removes a file that was created here and is still empty, unless keep() was called. One that
     /// could not be locked stays: another process may be about to write it.
     ~LockedFile();
@@ -68,7 +71,7 @@ class LockedFile {
     [[nodiscard]] FILE* intoStream();
 
   private:
-    [[nodiscard]] bool tryOpen(Purpose purpose);
+    [[nodiscard]] bool tryOpen(Purpose purpose, char const* api);
 
     char const* path;
     zfile::Descriptor file;

@@ -96,6 +96,7 @@
 #define ziswspace ZFC_TAGGED(ziswspace)
 #define ziswupper ZFC_TAGGED(ziswupper)
 #define ZIterator ZFC_TAGGED(ZIterator)
+#define ZJavaProperties ZFC_TAGGED(ZJavaProperties)
 #define ZJavaPropertyParseException ZFC_TAGGED(ZJavaPropertyParseException)
 #define ZKeyEntry ZFC_TAGGED(ZKeyEntry)
 #define ZKeyMap ZFC_TAGGED(ZKeyMap)

@@ -235,6 +235,15 @@ SIZE(ZAbstractSharedLibrary, 460);
 FIELD(ZSharedLibrary, handle, 460);
 SIZE(ZSharedLibrary, 464);
 
+#include "Z/ZJavaProperties.h"
+FIELD(ZJavaProperties, stateHandlers, 4);
+FIELD(ZJavaProperties, properties, 4 + 16 * 8);
+FIELD(ZJavaProperties, key, 132 + 44);
+FIELD(ZJavaProperties, value, 176 + 112);
+FIELD(ZJavaProperties, searchKey, 288 + 112);
+FIELD(ZJavaProperties, unicodeUnit, 400 + 112);
+SIZE(ZJavaProperties, 516);
+
 #include "Z/zsnprintf.h"
 SIZE(ZFormatSpec, 28);
 SIZE(ZFormatArg, 16);

@@ -1,0 +1,293 @@
+// How a properties file is read: the machine whose table stands in the header.
+#include <array>
+#include <string_view>
+
+#include "Z/ZException.h"
+#include "Z/ZJavaProperties.h"
+#include "Z/zutfconvert.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZJavaProperties";
+
+constexpr std::size_t blockSize = 32768;
+
+constexpr bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\v' || c == '\f'; }
+constexpr bool isLineEnd(char c) { return c == '\n' || c == '\r'; }
+constexpr bool isSeparator(char c) { return c == ':' || c == '='; }
+constexpr bool isCommentMark(char c) { return c == '!' || c == '#'; }
+
+/// Which runs of characters end before a character.
+enum EndedRuns : unsigned char { endsComment = 1, endsKey = 2, endsValue = 4 };
+
+constexpr unsigned char runsEndedBy(char c) {
+    if (isLineEnd(c)) return endsComment | endsKey | endsValue;
+    // A NUL is no end, but append() would not go past it.
+    if (c == '\\' || c == '\0') return endsKey | endsValue;
+    return isBlank(c) || isSeparator(c) ? endsKey : 0;
+}
+
+constexpr std::array<unsigned char, 256> makeRunTable() {
+    std::array<unsigned char, 256> table{};
+    for (std::size_t i = 0; i < table.size(); ++i)
+        table[i] = runsEndedBy(static_cast<char>(i));
+    return table;
+}
+constexpr std::array<unsigned char, 256> runTable = makeRunTable();
+
+/// The bytes of a stream, a block at a time.
+class Input {
+  public:
+    Input(FILE* read, char const* name) : stream(read), path(name) {}
+
+    /// False at the end. Raises ZUnexpectedEndOfFile when reading fails.
+    [[nodiscard]] bool hasMore() {
+        if (!rest.empty()) return true;
+        rest = {block, std::fread(block, 1, sizeof block, stream)};
+        if (rest.empty() && std::ferror(stream) != 0)
+            zraise(ZUnexpectedEndOfFile(path), sourceName, __LINE__);
+        return !rest.empty();
+    }
+    /// There must be more.
+    [[nodiscard]] char take() {
+        char const c = rest.front();
+        rest.remove_prefix(1);
+        return c;
+    }
+    /// The bytes of this block that do not end the run; perhaps none.
+    [[nodiscard]] std::string_view takeRun(EndedRuns run) {
+        std::size_t length = 0;
+        while (length < rest.size() &&
+               (runTable[static_cast<unsigned char>(rest[length])] & run) == 0)
+            ++length;
+        std::string_view const taken = rest.substr(0, length);
+        rest.remove_prefix(length);
+        return taken;
+    }
+
+  private:
+    FILE* stream;
+    char const* path;
+    std::string_view rest;  // of the block
+    char block[blockSize];
+};
+
+void append(ZUTF8String& text, std::string_view bytes) {
+    if (!bytes.empty()) text.append(bytes.data(), static_cast<unsigned int>(bytes.size()));
+}
+
+}  // namespace
+
+/// One run of the machine.
+class ZJavaProperties::Reader {
+  public:
+    Reader(ZJavaProperties& read, FILE* stream, char const* name, SkippedLines* told)
+        : owner(read), input(stream, name), path(name), lines(told) {}
+
+    State run() {
+        while (state >= startLine && state < stop)
+            state = input.hasMore() ? step(input.take()) : endOfFile();
+        return state;
+    }
+
+  private:
+    State step(char c) {
+        bool const isSecondHalf = isLineEnd(c) && lineEnd != '\0' && lineEnd != c;
+        lineEnd = isLineEnd(c) && !isSecondHalf ? c : '\0';
+        if (isSecondHalf) return state;
+        State const next = follow(c);
+        line += isLineEnd(c) ? 1U : 0U;
+        takeRun(next);
+        return next;
+    }
+
+    State follow(char c) {
+        State const next = (owner.*handlerOf(state))(c);
+        if (next == commentLine && state != commentLine) tell(Skipped::comment);
+        if (next != error) return next;
+        tell(faultOf(state));
+        owner.key.clear();  // the pair is dropped
+        return isLineEnd(c) ? startLine : commentLine;
+    }
+
+    [[nodiscard]] StateHandler handlerOf(State of) const {
+        StateHandler const handler = owner.stateHandlers[of];
+        if (handler == nullptr) zraise(ZJavaPropertyParseException(path), sourceName, __LINE__);
+        return handler;
+    }
+
+    /// What the state's handler would take one by one.
+    void takeRun(State of) {
+        if (of != commentLine && of != keyChars && of != valChars) return;
+        static_cast<void>(handlerOf(of));
+        if (of == commentLine) static_cast<void>(input.takeRun(endsComment));
+        if (of == keyChars) append(owner.key, input.takeRun(endsKey));
+        if (of == valChars) append(owner.value, input.takeRun(endsValue));
+    }
+
+    State endOfFile() {
+        // Kept: the last line counts only with a line end, unless it is the one searched; callers
+        // end files with a line end.
+        if (!owner.key.isEmpty() && owner.isSearched())
+            owner.storePair();
+        else if (state >= keyChars)
+            tell(Skipped::noLineEnd);
+        return stop;
+    }
+
+    void tell(Skipped what) const {
+        if (lines != nullptr) lines->skipped(line, what);
+    }
+
+    /// What a fault means in each state that knows one.
+    [[nodiscard]] static Skipped faultOf(State in) {
+        switch (in) {
+            case startLineBlanks:
+                return Skipped::emptyKey;
+            case keyChars:
+            case keyEndBlanksFirst:
+                return Skipped::noSeparator;
+            case keyCharEscape:
+                return Skipped::keyEscape;
+            case valEscape:
+                return Skipped::valueEscape;
+            default:
+                return Skipped::unicodeEscape;
+        }
+    }
+
+    ZJavaProperties& owner;
+    Input input;
+    char const* path;
+    SkippedLines* lines;  // may be null
+    State state = startLine;
+    unsigned int line = 1;
+    char lineEnd = '\0';  // the line end read last, when the other one would belong to it
+};
+
+bool ZJavaProperties::readFrom(FILE* stream, const char* path, SkippedLines* lines) {
+    key.clear();
+    return Reader(*this, stream, path, lines).run() == stop;
+}
+
+int ZJavaProperties::hexConv(char digit) {
+    if (digit >= '0' && digit <= '9') return digit - '0';
+    if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+    if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+    return -1;
+}
+
+void ZJavaProperties::storePair() { properties.putEntry(&key, &value); }
+
+ZJavaProperties::State ZJavaProperties::endPair() {
+    storePair();
+    return isSearched() ? stop : startLine;
+}
+
+// --------------------------------------------------------------------- the handlers of the states
+
+ZJavaProperties::State ZJavaProperties::doStartLineState(char c) {
+    key.clear();
+    value.clear();
+    // Kept: a separator at the very start of a line begins a key; behind blanks it is a fault.
+    if (isSeparator(c)) {
+        key.append(c);
+        return keyChars;
+    }
+    return doStartLineBlanksState(c);
+}
+
+ZJavaProperties::State ZJavaProperties::doStartLineBlanksState(char c) {
+    if (isBlank(c)) return startLineBlanks;
+    if (isCommentMark(c)) return commentLine;
+    if (isLineEnd(c)) return startLine;
+    if (isSeparator(c)) return error;
+    key.append(c);
+    return keyChars;
+}
+
+ZJavaProperties::State ZJavaProperties::doCommentLineState(char c) {
+    return isLineEnd(c) ? startLine : commentLine;
+}
+
+ZJavaProperties::State ZJavaProperties::doKeyCharsState(char c) {
+    if (c == '\\') return keyCharEscape;
+    if (isBlank(c)) return keyEndBlanksFirst;
+    if (isSeparator(c)) return keyEndBlanksFinal;
+    if (isLineEnd(c)) return error;
+    key.append(c);
+    return keyChars;
+}
+
+ZJavaProperties::State ZJavaProperties::doKeyCharEscapeState(char c) {
+    // Kept: no quotes and no \u, unlike in values.
+    if (c != '\\' && !isBlank(c) && !isSeparator(c)) return error;
+    key.append(c);
+    return keyChars;
+}
+
+ZJavaProperties::State ZJavaProperties::doKeyEndBlanksFirstState(char c) {
+    if (isBlank(c)) return keyEndBlanksFirst;
+    if (isSeparator(c)) return keyEndBlanksFinal;
+    if (c == '\\') return valEscape;
+    if (isLineEnd(c)) return error;
+    value.append(c);
+    return valChars;
+}
+
+ZJavaProperties::State ZJavaProperties::doKeyEndBlanksFinalState(char c) {
+    return isBlank(c) ? keyEndBlanksFinal : doValCharsState(c);
+}
+
+ZJavaProperties::State ZJavaProperties::doValCharsState(char c) {
+    if (c == '\\') return valEscape;
+    if (isLineEnd(c)) return endPair();
+    value.append(c);
+    return valChars;
+}
+
+ZJavaProperties::State ZJavaProperties::doValEscapeState(char c) {
+    if (isLineEnd(c)) return multiLineVal;
+    if (c == 'u' || c == 'U') return uu0;
+    // Kept: ":" and quotes but not "=", unlike in keys; \n, \t and \r are faults.
+    if (c != '\\' && !isBlank(c) && c != ':' && c != '"' && c != '\'') return error;
+    value.append(c);
+    return valChars;
+}
+
+ZJavaProperties::State ZJavaProperties::doMultiLineValState(char c) {
+    if (isBlank(c)) return multiLineVal;
+    if (!isLineEnd(c)) return doValCharsState(c);
+    // Kept: unlike in the states before it, a search does not stop here, and stores no other pair.
+    if (searchKey.isEmpty() || isSearched()) storePair();
+    return startLine;
+}
+
+ZJavaProperties::State ZJavaProperties::unicodeDigit(char c, State next) {
+    int const digit = hexConv(c);
+    if (digit < 0) return error;
+    unicodeUnit = static_cast<unsigned short>(unicodeUnit << 4 | digit);
+    return next;
+}
+
+ZJavaProperties::State ZJavaProperties::doUU0State(char c) {
+    unicodeUnit = 0;
+    return unicodeDigit(c, uu1);
+}
+
+ZJavaProperties::State ZJavaProperties::doUU1State(char c) { return unicodeDigit(c, uu2); }
+
+ZJavaProperties::State ZJavaProperties::doUU2State(char c) { return unicodeDigit(c, uu3); }
+
+ZJavaProperties::State ZJavaProperties::doUU3State(char c) {
+    State const next = unicodeDigit(c, valChars);
+    if (next == error) return error;
+    unsigned char bytes[8];
+    unsigned char* end = bytes;
+    const unsigned short* from = &unicodeUnit;
+    if (zconvert_UTF16_to_UTF8(&from, from + 1, &end, bytes + sizeof bytes) != 0)
+        zraise(ZToUTF8Exception(), sourceName, __LINE__);
+    for (unsigned char const* byte = bytes; byte < end; ++byte)
+        value.append(static_cast<char>(*byte));
+    return next;
+}

@@ -162,8 +162,9 @@ TEST_F(ZlockTest, WaitsForTheLock) {
 
 TEST_F(ZlockTest, HandsSignalsToTheCommand) {
     ASSERT_EQ(0, mkfifo(pipePath.c_str(), 0600));
+    // KILL: a shell may lose what else reaches its child before that has become another program.
     char const* const script =
-        "trap 'kill $!; exit 42' TERM; sleep 600 & echo ready > \"$0\"; wait";
+        "trap 'kill -KILL $!; exit 42' TERM; sleep 60 & echo ready > \"$0\"; wait";
     Companion running([&](Companion&) {
         return becomeZlock(onLock({}, {"sh", "-c", script, pipePath}));
     });
@@ -177,7 +178,7 @@ TEST_F(ZlockTest, HandsSignalsToTheCommand) {
 
 TEST_F(ZlockTest, FreesTheLockWhenItIsKilled) {
     ASSERT_EQ(0, mkfifo(pipePath.c_str(), 0600));
-    char const* const script = "echo $$ > \"$0\"; exec sleep 600";
+    char const* const script = "echo $$ > \"$0\"; exec sleep 60";
     Companion running([&](Companion&) {
         return becomeZlock(onLock({}, {"sh", "-c", script, pipePath}));
     });

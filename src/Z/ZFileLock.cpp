@@ -59,10 +59,11 @@ class ZAbstractProcessReadWriteFileLock::Hold {
         take(requested);
     }
     ~Hold() {
-        if (!held || !lock.isHolder()) return;  // an observer may have unlocked, or forked
+        if (!held) return;
         ZCancellationOff const inDestructors;
         try {
-            lock.dolock(zlockUnset);
+            // An observer may have unlocked, or forked.
+            if (lock.isHolder()) lock.dolock(zlockUnset);
         } catch (ZException& exception) {
             zreportException(exception);
         }
@@ -183,7 +184,7 @@ void ZAbstractProcessReadWriteFileLock::acquire(zlockstate requested) {
                __LINE__);
     // Only the first reader of the process takes the file: more would not be more to the others.
     if (haveLock(zlockUnset)) takeFile(mode);
-    if (mode == zlockRead) ++zprocess::recordOf(*this).sharing;
+    if (inProcess.read() != nullptr) inProcess.read()->sharesFile = true;
     inProcess.keep();
 }
 
@@ -208,21 +209,21 @@ void ZAbstractProcessReadWriteFileLock::takeFile(zlockstate mode) {
 void ZAbstractProcessReadWriteFileLock::release() {
     ZCancellationOff const untilReleased;
     requireHolder();
+    zprocess::Readers const& readers = zprocess::recordOf(*this).readers;
     // Counting, the file and the in-process release are one section: of two last readers that leave
     // together each would otherwise take the other for the last.
     ZPersistentGuard const guard(fileLock);  // also behind the time limit of a request
-    zprocess::Record& record = zprocess::recordOf(*this);
+    zprocess::Read* const mine = readers.mine();
+    if (mine != nullptr) mine->sharesFile = false;
     zprocess::AllOf steps;
     // Not getReaderCount(): that knows of readers which still wait for this section, and which may
     // give up without coming here.
-    if (!haveLock(zlockUnset) && record.sharing <= 1) {
+    if (!haveLock(zlockUnset) && readers.sharing() == 0) {
         steps.run([&] { unlockFile(); });
         lockState = zlockUnset;
         setUpdate(0);
     }
-    int const reads = record.readers.own();
-    steps.run([&] { leaveProcess(); });
-    record.sharing -= reads - record.readers.own();
+    steps.run([&] { leaveProcess(mine); });
     steps.finish();
 }
 

@@ -69,8 +69,9 @@ class ZFC_API ZAbstractProcessReadWriteFileLock : public ZAbstractProcessReadWri
     ///
     /// Throws ZLockResourceException (message 33) with the code of fcntl(2), EBADF for a file that
     /// could not be opened, ZReadResourceException (message 35) and ZWriteResourceException
-    /// (message 33) with the code of what failed on the file, ZInvalidParameterException (message
-    /// 22) for a number that is no state, and what an observer throws.
+    /// (message 33) with the code of what failed on the file, ZLockResourceException (message 5)
+    /// when a lock inside this one fails, ZInvalidParameterException (message 22) for a number that
+    /// is no state, and what an observer throws.
     void lock(zlockstate requested) override;
     /// Writes the next number to the file. Throws ZInvalidResourceStateException (message 32) when
     /// write is not held, else as writeSequenceNumber().
@@ -107,7 +108,8 @@ class ZFC_API ZAbstractProcessReadWriteFileLock : public ZAbstractProcessReadWri
     virtual void writeSequenceNumber(unsigned long number);
     /// Writes this process's id behind the number. Throws as writeBytes().
     virtual void writePid();
-    /// Writes to the open file. Throws ZWriteResourceException (message 33), with getSequence() 0.
+    /// Makes sure that the open file has these bytes. Throws ZWriteResourceException (message 33),
+    /// with getSequence() 0.
     virtual void writeBytes(void* buffer, unsigned int offset, unsigned int length) = 0;
     /// Reads from the open file; nothing from an empty one. Throws ZReadResourceException (message
     /// 35), with rc -1 when the file ends too early.

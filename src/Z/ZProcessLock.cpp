@@ -3,6 +3,7 @@
 #include "Z/ZException.h"
 #include "Z/zcancellation_off.h"
 #include "Z/zforked_child.h"
+#include "Z/zlock_guard.h"
 #include "Z/zlock_report.h"
 #include "Z/zprocess_hold.h"
 #include "Z/zprocess_limit.h"
@@ -133,15 +134,21 @@ void ZAbstractProcessReadWriteLock::requireHolder() const {
     if (!isHolder()) zraise(ZUnlockResourceException(6, 0), sourceName, __LINE__);
 }
 
-void ZAbstractProcessReadWriteLock::leaveProcess() {
-    zprocess::Readers& readers = zprocess::recordOf(*this).readers;
+void ZAbstractProcessReadWriteLock::leaveProcess(zprocess::Read* read) {
+    auto const leave = [&] {
+        try {
+            rwLock.unlock();
+        } catch (ZConditionException const&) {
+            if (read != nullptr) read->end();  // released; only waking the others failed
+            throw;
+        }
+        if (read != nullptr) read->end();
+    };
     try {
-        rwLock.unlock();
-    } catch (ZConditionException const&) {
-        readers.remove();  // released; only waking the others failed
-        throw;
+        leave();
+    } catch (ZLockResourceException const&) {
+        leave();  // nothing was done; with a hold that nobody knows of others would wait for ever
     }
-    readers.remove();
 }
 
 /// In the child of a fork, before it has a second thread.
@@ -156,8 +163,12 @@ void ZAbstractProcessReadWriteLock::forgetParent() noexcept {
 
 ZAbstractProcessReadWriteLock::InProcess::InProcess(ZAbstractProcessReadWriteLock& lock,
                                                     zlockstate mode)
-    : owner(lock), entry(zprocess::recordOf(lock).readers, mode == zlockRead) {
-    if (mode == zlockWrite && zprocess::recordOf(lock).readers.own() > 0)
+    : InProcess(lock, zprocess::recordOf(lock).readers, mode) {}
+
+ZAbstractProcessReadWriteLock::InProcess::InProcess(ZAbstractProcessReadWriteLock& lock,
+                                                    zprocess::Readers& readers, zlockstate mode)
+    : owner(lock), entry(readers, mode == zlockRead) {
+    if (mode == zlockWrite && readers.own() > 0)
         zraise(ZInvalidResourceStateException(owner.getLockStateName(owner.getLockState())),
                sourceName, __LINE__);
     take(mode);
@@ -171,7 +182,7 @@ ZAbstractProcessReadWriteLock::InProcess::~InProcess() {
     ZCancellationOff const inDestructors;
     try {
         owner.setUpdate(updateBefore);
-        owner.leaveProcess();
+        owner.leaveProcess(entry.get());
     } catch (ZException& exception) {
         zreportException(exception);
     }
@@ -198,7 +209,7 @@ void ZStubProcessReadWriteLock::lock() { writeLock(); }
 void ZStubProcessReadWriteLock::lock(zlockstate requested) {
     if (requested == zlockUnset) return release();
     InProcess inProcess(*this, InProcess::modeFor(requested));
-    std::lock_guard const guard(zprocess::recordOf(*this).transition);
+    ZPersistentGuard const guard(zprocess::recordOf(*this).transition);
     lockState = requested;
     inProcess.keep();
 }
@@ -207,8 +218,9 @@ void ZStubProcessReadWriteLock::release() {
     ZCancellationOff const untilReleased;
     requireHolder();
     // In one section with the release, so that of two last readers one sees that it is the last.
-    std::lock_guard const guard(zprocess::recordOf(*this).transition);
+    zprocess::Record& record = zprocess::recordOf(*this);
+    ZPersistentGuard const guard(record.transition);
     if (rwLock.haveLock(zlockWrite)) setUpdate(0);
-    leaveProcess();
+    leaveProcess(record.readers.mine());
     lockState = rwLock.getReaderCount() > 0 ? zlockRead : zlockUnset;
 }

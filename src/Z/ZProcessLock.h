@@ -54,8 +54,9 @@
 #include "Z/zexport.h"
 
 namespace zprocess {
+class Read;
 class Register;
-}
+}  // namespace zprocess
 
 /// What the observers of a process lock are told: the number that the shared data has now, and the
 /// one that the process's own copy was current with.
@@ -86,6 +87,7 @@ class ZFC_API ZSequenceUpdate : public ZObservedParm {
 /// Taking the lock waits without a limit, but for the operations whose names say otherwise. Besides
 /// what the tables say it throws what the lock's kind throws; whatever it throws, also when an
 /// observer does or the waiting thread is cancelled, the lock is as if it had not been asked for.
+/// What cannot be given back then is reported, and stays the thread's until it calls unlock().
 class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
   public:
     /// Never the number of shared data: the number of an object that never held its lock.
@@ -108,7 +110,8 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     /// sync(bump), then the calling thread's hold ends. Waits for no other holder and is no
     /// cancellation point. Throws ZUnlockResourceException (message 6, rc 0) when the calling
     /// thread holds nothing, which changes nothing. When the number cannot be written, the lock is
-    /// released all the same, and then that is thrown.
+    /// released all the same, and then that is thrown. With ZLockResourceException (message 5) and
+    /// the system's code, for a lock inside this one, the thread keeps its hold.
     void unlock(int bump) override;
     /// Whether getLockState() is `state`.
     [[nodiscard]] bool haveLock(zlockstate state) const override;
@@ -164,8 +167,8 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     [[nodiscard]] bool isHolder() const;
     /// Throws ZUnlockResourceException (message 6, rc 0) when the calling thread holds nothing.
     void requireHolder() const;
-    /// Ends the calling thread's hold of rwLock.
-    void leaveProcess();
+    /// Ends the calling thread's hold of rwLock, which was noted as `read`; null for a write.
+    void leaveProcess(zprocess::Read* read);
 
     // Atomic, because they are asked for without a lock; they change under the file lock's own
     // lock, or under the register's for a stub.

@@ -29,23 +29,24 @@ class AllOf {
     std::exception_ptr first;
 };
 
-/// A read of the calling thread, in the readers' list from before it is waited for.
+/// A read of the calling thread, noted from before it is waited for, and over at the end of the
+/// scope unless it is kept.
 class ReadEntry {
   public:
     /// Notes nothing when `isRead` is false.
-    ReadEntry(Readers& all, bool isRead) : readers(all), noted(isRead) {
-        if (noted) readers.add();
-    }
+    ReadEntry(Readers& readers, bool isRead) : read(isRead ? &readers.add() : nullptr) {}
     ~ReadEntry() {
-        if (noted) readers.remove();
+        if (read != nullptr && !kept) read->end();
     }
     ReadEntry(const ReadEntry&) = delete;
     ReadEntry& operator=(const ReadEntry&) = delete;
-    void keep() { noted = false; }
+    void keep() { kept = true; }
+    /// Null for none.
+    [[nodiscard]] Read* get() const { return read; }
 
   private:
-    Readers& readers;
-    bool noted;
+    Read* const read;
+    bool kept = false;
 };
 
 }  // namespace zprocess
@@ -61,6 +62,8 @@ class ZAbstractProcessReadWriteLock::InProcess {
     InProcess(const InProcess&) = delete;
     InProcess& operator=(const InProcess&) = delete;
     void keep() { kept = true; }
+    /// Null for a write.
+    [[nodiscard]] zprocess::Read* read() const { return entry.get(); }
 
     /// The mode that serves a request: protect is taken as write.
     [[nodiscard]] static zlockstate modeFor(zlockstate requested) {
@@ -68,6 +71,7 @@ class ZAbstractProcessReadWriteLock::InProcess {
     }
 
   private:
+    InProcess(ZAbstractProcessReadWriteLock& lock, zprocess::Readers& readers, zlockstate mode);
     void take(zlockstate mode);
 
     ZAbstractProcessReadWriteLock& owner;

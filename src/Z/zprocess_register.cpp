@@ -3,13 +3,14 @@
 #include <sched.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <new>
 #include <unordered_map>
+#include <utility>
 
 #include "Z/ZException.h"
 #include "Z/ZProcessLock.h"
 #include "Z/zforked_child.h"
+#include "Z/zlock_guard.h"
 
 namespace zprocess {
 namespace {
@@ -27,20 +28,54 @@ void orOutOfMemory(Change const& change) {
 
 }  // namespace
 
-void Readers::add() {
-    std::lock_guard const guard(mutex);
-    orOutOfMemory([this] { threads.push_back(pthread_self()); });
+Readers::~Readers() {
+    for (Read* read = first(); read != nullptr;)
+        delete std::exchange(read, read->next);
 }
 
-void Readers::remove() noexcept {
-    std::lock_guard const guard(mutex);
-    auto const mine = std::find(threads.begin(), threads.end(), pthread_self());
-    if (mine != threads.end()) threads.erase(mine);
+Read& Readers::add() {
+    pthread_t const self = pthread_self();
+    for (Read* read = first(); read != nullptr; read = read->next) {
+        pthread_t expected = Read::nobody;
+        if (read->thread.compare_exchange_strong(expected, self)) return *read;
+    }
+    Read* fresh = nullptr;
+    orOutOfMemory([&] { fresh = new Read(self, first()); });
+    while (!head.compare_exchange_weak(fresh->next, fresh)) {
+    }
+    return *fresh;
+}
+
+Read* Readers::mine() const {
+    Read* read = first();
+    while (read != nullptr && read->thread.load(std::memory_order_relaxed) != pthread_self())
+        read = read->next;
+    return read;
+}
+
+template <class Counted>
+int Readers::count(Counted const& counted) const {
+    int found = 0;
+    for (Read const* read = first(); read != nullptr; read = read->next)
+        found += counted(*read) ? 1 : 0;
+    return found;
 }
 
 int Readers::own() const {
-    std::lock_guard const guard(mutex);
-    return static_cast<int>(std::count(threads.begin(), threads.end(), pthread_self()));
+    return count([self = pthread_self()](Read const& read) {
+        return read.thread.load(std::memory_order_relaxed) == self;
+    });
+}
+
+int Readers::sharing() const {
+    return count([](Read const& read) { return read.sharesFile; });
+}
+
+void Readers::forget() noexcept {
+    for (Read* read = first(); read != nullptr; read = read->next) {
+        read->sharesFile = false;
+        read->end();
+    }
 }
 
 class Register {
@@ -52,22 +87,23 @@ class Register {
     }
 
     void enter(ZAbstractProcessReadWriteLock& lock) {
-        std::lock_guard const guard(mutex);
-        orOutOfMemory([&] { records.try_emplace(&lock); });
+        ZPersistentGuard const guard(lockOverAll);
+        records.try_emplace(&lock);
     }
-    void strike(ZAbstractProcessReadWriteLock& lock) noexcept {
-        std::lock_guard const guard(mutex);
+    void strike(ZAbstractProcessReadWriteLock& lock) {
+        ZPersistentGuard const guard(lockOverAll);
         records.erase(&lock);
     }
     Record& recordOf(ZAbstractProcessReadWriteLock const& lock) {
-        std::lock_guard const guard(mutex);
+        ZPersistentGuard const guard(lockOverAll);
         return records.at(const_cast<ZAbstractProcessReadWriteLock*>(&lock));
     }
 
   private:
     using Records = std::unordered_map<ZAbstractProcessReadWriteLock*, Record>;
 
-    // Around a fork nothing here is half done.
+    // Around a fork nothing here is half done. What the handlers hold from one to the next is
+    // beyond the analysis.
     Register() {
         pthread_atfork([] { instance().stop(); }, [] { instance().goOn(); },
                        [] { instance().beChild(); });
@@ -75,36 +111,31 @@ class Register {
 
     /// Holds everything. A change of state asks for its record while it holds the record's mutex,
     /// so one that is not free now is waited for with nothing held.
-    void stop() {
+    void stop() ZNO_THREAD_SAFETY_ANALYSIS {
         while (!tryStop())
             sched_yield();
     }
-    bool tryStop() {
-        mutex.lock();
+    bool tryStop() ZNO_THREAD_SAFETY_ANALYSIS {
+        lockOverAll.lock();
         for (auto at = records.begin(); at != records.end(); ++at) {
-            if (!at->second.transition.try_lock()) {
-                letGo(at);
-                return false;
-            }
-            at->second.readers.mutex.lock();
+            if (at->second.transition.try_lock()) continue;
+            letGo(at);
+            return false;
         }
         return true;
     }
-    void goOn() { letGo(records.end()); }
+    void goOn() ZNO_THREAD_SAFETY_ANALYSIS { letGo(records.end()); }
     /// Ends a stop that holds the records before `end`.
-    void letGo(Records::iterator end) {
-        for (auto at = records.begin(); at != end; ++at) {
-            at->second.readers.mutex.unlock();
+    void letGo(Records::iterator end) ZNO_THREAD_SAFETY_ANALYSIS {
+        for (auto at = records.begin(); at != end; ++at)
             at->second.transition.unlock();
-        }
-        mutex.unlock();
+        lockOverAll.unlock();
     }
     /// What the parent holds is not the child's. The descriptors are closed at once: with one of
     /// them left open, the parent's locks would outlive the parent.
-    void beChild() {
+    void beChild() ZNO_THREAD_SAFETY_ANALYSIS {
         for (auto& [lock, record] : records) {
-            record.readers.threads.clear();
-            record.sharing = 0;
+            record.readers.forget();
             if (record.fileLock != nullptr) ZForkedChild::release(*record.fileLock);
             if (record.handle != nullptr) closeHandle(*record.handle);
             lock->forgetParent();
@@ -116,11 +147,13 @@ class Register {
         if (fd >= 0) ::close(fd);
     }
 
-    std::mutex mutex;  // over records
-    Records records;
+    ZLock lockOverAll;
+    Records records ZGUARDED_BY(lockOverAll);
 };
 
-void enter(ZAbstractProcessReadWriteLock& lock) { Register::instance().enter(lock); }
+void enter(ZAbstractProcessReadWriteLock& lock) {
+    orOutOfMemory([&] { Register::instance().enter(lock); });
+}
 void strike(ZAbstractProcessReadWriteLock& lock) noexcept { Register::instance().strike(lock); }
 Record& recordOf(ZAbstractProcessReadWriteLock const& lock) {
     return Register::instance().recordOf(lock);

@@ -80,6 +80,27 @@ class Reports : public ZMessageService {
     mutable std::vector<Report> kept;
 };
 
+/// The message service while it lives: drops all reports, without a lock or memory of its own.
+class Silence : public ZMessageService {
+  public:
+    Silence() : before(messageService()) { setMessageService(this); }
+    ~Silence() { setMessageService(before); }
+    Silence(const Silence&) = delete;
+    Silence& operator=(const Silence&) = delete;
+
+    void outputMessage(char const*, int, int, int, ZLCString const*, ZLCString const*,
+                       ZLCString const*, ZLCString const*, ZLCString const*,
+                       ZLCString const*) const override {}
+    void outputMessageUTF8(char const*, int, int, int, ZUTF8String const*, ZUTF8String const*,
+                           ZUTF8String const*, ZUTF8String const*, ZUTF8String const*,
+                           ZUTF8String const*) const override {}
+    void outputException(ZException&) const override {}
+    void outputException(ZZException const*, va_list) const override {}
+
+  private:
+    ZMessageService const* before;
+};
+
 /// Runs `body` and gives name and number of the exception of the library that it throws; an empty
 /// name when it throws none.
 template <class Body>

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and tests everything, after installing what is missing; stops at the first error.
-# usage: test.sh [--quick]
-#   --quick   the 64-bit build and its tests alone
+# usage: test.sh [--quick | --stress SECONDS]
+#   --quick            the 64-bit build and its tests alone
+#   --stress SECONDS   how long the process locks are put under stress (20)
 set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -53,10 +54,20 @@ slow_tests() {
     closing=$(grep -E 'tests passed' "$logs/slow-tests.log")
 }
 
-case ${1-} in
-'' | --quick) ;;
-*) die "usage: test.sh [--quick]" ;;
-esac
+# Processes of both word sizes share one lock and are killed, stopped and started again.
+stress_locks() {
+    timeout $((stress_seconds + 120)) "$root/build/release/tests/process_lock_stress" \
+        "$stress_seconds" "$root/build/m32/tests/process_lock_stress" >"$logs/stress.log" 2>&1 ||
+        show_and_die stress.log "process locks failed under stress"
+    closing=$(sed 's/;.*//' "$logs/stress.log")
+}
+
+stress_seconds=20
+if [[ $# -eq 2 && $1 == --stress && $2 =~ ^[1-9][0-9]*$ ]]; then
+    stress_seconds=$2
+elif [[ $# -gt 1 || ${1---quick} != --quick ]]; then
+    die "usage: test.sh [--quick | --stress SECONDS]"
+fi
 
 install_missing "${test_packages[@]}"
 if [[ ${1-} == --quick ]]; then
@@ -69,6 +80,7 @@ else
     step "32-bit build and the same tests" build_and_test m32
     step "both word sizes on the same files" "$root/tests/words/run.sh" \
         "$root/build/release/tools/zprop" "$root/build/m32/tools/zprop"
+    step "process locks under stress, both word sizes" stress_locks
     step "address, undefined-behaviour and leak sanitizers" build_and_test asan
     step "thread sanitizer" build_and_test tsan
     step "two releases in one process and other slow tests" slow_tests

@@ -21,30 +21,30 @@ struct Example {
 
 class ExampleProgram : public testing::TestWithParam<Example> {};
 
+testsupport::Captured run(const char* name, const std::string& argument) {
+    return captureChild([&] {
+        unsetenv("QCSDIR");
+        execl((std::string(ZFC_TEST_EXAMPLES "/") + name).c_str(), name, argument.c_str(), nullptr);
+        return 127;
+    });
+}
+
 TEST_P(ExampleProgram, ReadsAndEditsTheSampleFileAndFailsClearlyOnABadOne) {
-    std::string const program = std::string(ZFC_TEST_EXAMPLES "/") + GetParam().program;
-    auto const run = [&](std::string const& file) {
-        return captureChild([&] {
-            unsetenv("QCSDIR");
-            execl(program.c_str(), program.c_str(), file.c_str(), nullptr);
-            return 127;
-        });
-    };
     TempDir const dir;
     auto const file = dir.file("app.conf");
     writeFile(file, readFile(ZFC_TEST_SAMPLES "/app.conf"));
 
-    auto const result = run(file);
+    auto const result = run(GetParam().program, file);
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out, GetParam().out);
     auto const edited = readFile(file);
     EXPECT_NE(edited.find(GetParam().changed), std::string::npos) << edited;
     EXPECT_EQ(edited.rfind("# Settings of the sample server.\n", 0), 0U) << edited;
 
-    auto const refused = run(ZFC_TEST_SAMPLES "/broken.conf");
+    auto const refused = run(GetParam().program, ZFC_TEST_SAMPLES "/broken.conf");
     EXPECT_EQ(refused.status, 1);
     EXPECT_FALSE(refused.err.empty());
-    EXPECT_EQ(run(dir.file("gone")).status, 1);
+    EXPECT_EQ(run(GetParam().program, dir.file("gone")).status, 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -56,5 +56,17 @@ INSTANTIATE_TEST_SUITE_P(
                     Example{"settings_c",
                             "east.example:8080\nlistens on 10.0.0.1\nlistens on 10.0.0.2\n",
                             "port = 8081\n"}));
+
+TEST(SharedCounterExample, CountsInTwoProcessesAndReloadsWhenTheOtherWrote) {
+    TempDir const dir;
+    auto const first = run("shared_counter", dir.path());
+    EXPECT_EQ(first.status, 0) << first.err;
+    EXPECT_EQ(first.out,
+              "at first: 0\nanother process added 5: 5, reloads: 1\n"
+              "nobody wrote since: 5, reloads: 1\nboth added 50 at once: 105\n");
+    EXPECT_EQ(readFile(dir.file("counter")), "105\n");
+    EXPECT_EQ(run("shared_counter", dir.path()).out.rfind("at first: 105\n", 0), 0U);
+    EXPECT_EQ(run("shared_counter", dir.file("gone")).status, 1);
+}
 
 }  // namespace

@@ -23,8 +23,7 @@
 
 #include "Z/ZException.h"
 #include "Z/ZFileLock.h"
-#include "support/lock_files.h"
-#include "support/processes.h"
+#include "support/process_lock.h"
 #include "support/reports.h"
 #include "support/threads.h"
 
@@ -249,7 +248,7 @@ TEST_P(ProcessLockFaultTest, LeavesTheLockToOthersWhicheverCallFails) {
 INSTANTIATE_TEST_SUITE_P(Operations, ProcessLockFaultTest, testing::ValuesIn(operations),
                          [](auto const& row) { return std::string(row.param.name); });
 
-class ProcessLockFailureTest : public testing::Test {
+class ProcessLockFailureTest : public testsupport::WithProcessLock {
   protected:
     /// What is thrown when the `nth` call of this name fails, on a new lock file; `run` is the
     /// operation, `prepare` what it needs done before.
@@ -259,10 +258,6 @@ class ProcessLockFailureTest : public testing::Test {
         planned.first = callOf(name, nth, run, prepare);
         return onNewFile(planned, run, prepare);
     }
-    [[nodiscard]] bool isFree() const {
-        Lock other("config", directory.path().c_str());
-        return lock.haveLock(Lock::zlockUnset) && other.tryWriteLock() && (other.unlock(0), true);
-    }
     /// Tries to read, in vain, and leaves nothing locked; `isBusy` says whether a try for a lock
     /// inside finds another holder.
     void triesToRead(const std::function<bool()>& isBusy) {
@@ -271,12 +266,9 @@ class ProcessLockFailureTest : public testing::Test {
             return call == "pthread_mutex_trylock" && isBusy();
         };
         EXPECT_EQ("", thrownWith({0, 0, EBUSY}, run, atTry).what);
-        EXPECT_TRUE(isFree());
+        EXPECT_TRUE(lock.haveLock(Lock::zlockUnset) && isFree());
     }
 
-    TempDir directory;
-    std::string path = directory.file("._zplconfig");
-    Lock lock{"config", directory.path().c_str()};
     testsupport::Silence silence;
     std::function<void()> const read = [this] { lock.readLock(); };
     std::function<void()> const write = [this] { lock.writeLock(); };
@@ -337,7 +329,7 @@ TEST_F(ProcessLockFailureTest, ReleasesTheLockThatCannotWriteItsNumber) {
                   }));
         EXPECT_EQ(0U, lock.getSequence());
         EXPECT_EQ(5U, lock.getLastSequence());
-        EXPECT_TRUE(isFree());
+        EXPECT_TRUE(lock.haveLock(Lock::zlockUnset) && isFree());
     }
 }
 
@@ -353,7 +345,7 @@ TEST_F(ProcessLockFailureTest, AnInterruptedWaitIsTold) {
     Report const interrupted{"ZLockResourceException", 33, {std::to_string(EINTR)}};
     for (auto const& request : {read, write}) {
         EXPECT_EQ(interrupted, thrownAt("fcntl", 1, {0, 1, EINTR}, request));
-        EXPECT_TRUE(isFree());
+        EXPECT_TRUE(lock.haveLock(Lock::zlockUnset) && isFree());
     }
 }
 

@@ -16,8 +16,7 @@
 
 #include "Z/ZException.h"
 #include "Z/ZFileLock.h"
-#include "support/lock_files.h"
-#include "support/processes.h"
+#include "support/process_lock.h"
 #include "support/reports.h"
 #include "support/threads.h"
 
@@ -36,28 +35,11 @@ using testsupport::thrownBy;
 
 Report const nothing{"", 0, {}};
 Report const notHeld{"ZUnlockResourceException", 6, {"0"}};
-Report const wrongState{"ZInvalidResourceStateException", 32, {"-1"}};
+Report const isReading{"ZInvalidResourceStateException", 32, {"-1", "read"}};
 Report const invalidParameter{"ZInvalidParameterException", 22, {}};
 Report const notOpened{"ZLockResourceException", 33, {std::to_string(EBADF)}};
 
-class ProcessLockTest : public testing::Test {
-  protected:
-    [[nodiscard]] std::unique_ptr<Lock> another() const {
-        return std::make_unique<Lock>("config", directory.path().c_str());
-    }
-    /// Whether somebody else, with an object of the same name, could take the lock now.
-    [[nodiscard]] bool couldTake(Lock::zlockstate mode) const {
-        auto const other = another();
-        if (!other->tryLock(mode)) return false;
-        other->unlock(0);
-        return true;
-    }
-    [[nodiscard]] bool isFree() const { return couldTake(Lock::zlockWrite); }
-
-    TempDir directory;
-    std::string path = directory.file("._zplconfig");
-    Lock lock{"config", directory.path().c_str()};
-};
+class ProcessLockTest : public testsupport::WithProcessLock {};
 
 TEST_F(ProcessLockTest, NamesItsFileByDirectoryAndName) {
     EXPECT_EQ(path, lock.getLockFileName().getChars());
@@ -82,30 +64,26 @@ TEST_F(ProcessLockTest, TakesOnlyDirectoriesThatTheOwnerMayWrite) {
 }
 
 TEST_F(ProcessLockTest, WritersAdvanceTheNumberAndLeaveTheirPid) {
-    lock.writeLock();
-    EXPECT_EQ(0U, lock.getSequence());
-    EXPECT_EQ(1, lock.getUpdate());
-    EXPECT_EQ(Lock::zlockWrite, lock.getLockState());
-    lock.unlock();
-    EXPECT_EQ(1U, lockWords(path).sequence);
-    EXPECT_EQ(getpid(), lockWords(path).pid);
-    EXPECT_EQ(-1, lock.getFileHandle());
-    EXPECT_EQ(0, lock.getUpdate());
-    struct stat status {};
-    ASSERT_EQ(0, stat(path.c_str(), &status));
-    EXPECT_EQ(0600U, status.st_mode & 0777U);
+    unsigned int number = 0;
+    for (auto const mode : {Lock::zlockWrite, Lock::zlockProtect}) {  // which is write in the file
+        lock.lock(mode);
+        lock.promoteReadToWriteLock();
+        EXPECT_EQ(number, lock.getSequence());
+        EXPECT_EQ(1, lock.getUpdate());
+        EXPECT_EQ(Lock::zlockWrite, lock.getLockState());
+        EXPECT_FALSE(couldTake(Lock::zlockRead));
+        lock.unlock();
+        EXPECT_EQ(++number, lockWords(path).sequence);
+        EXPECT_EQ(getpid(), lockWords(path).pid);
+        EXPECT_EQ(-1, lock.getFileHandle());
+        EXPECT_EQ(0, lock.getUpdate());
+    }
     lock.writeLock();
     lock.unlock(0);
-    EXPECT_EQ(1U, lockWords(path).sequence) << "released without a change";
-}
-
-TEST_F(ProcessLockTest, LeavesTheInvalidNumberOut) {
-    testsupport::writeSequence(path, 0xFFFFFFFE);
-    lock.writeLock();
-    EXPECT_EQ(0xFFFFFFFE, lock.getSequence());
-    lock.unlock();
-    EXPECT_EQ(0U, lockWords(path).sequence);
-    EXPECT_TRUE(lock.isCurrent());
+    EXPECT_EQ(number, lockWords(path).sequence) << "released without a change";
+    struct stat status {};
+    ASSERT_EQ(0, stat(path.c_str(), &status));
+    EXPECT_EQ(02600U, status.st_mode & 07777U);
 }
 
 /// What a lock that is held in a mode by this thread answers.
@@ -120,21 +98,22 @@ std::ostream& operator<<(std::ostream& out, Refusal const& row) { return out << 
 Report const reentry{"ZLockResourceException", 5, {"0"}};
 
 Refusal const refusals[] = {
-    {"WriteByReader", Lock::zlockRead, [](Lock& l) { l.writeLock(); }, wrongState},
-    {"ProtectByReader", Lock::zlockRead, [](Lock& l) { l.readWithIntentToWriteLock(); },
-     wrongState},
+    {"WriteByReader", Lock::zlockRead, [](Lock& l) { l.writeLock(); }, isReading},
+    {"ProtectByReader", Lock::zlockRead, [](Lock& l) { l.readWithIntentToWriteLock(); }, isReading},
     {"TryWriteByReader", Lock::zlockRead, [](Lock& l) { static_cast<void>(l.tryWriteLock()); },
-     wrongState},
+     isReading},
     {"ReadByWriter", Lock::zlockWrite, [](Lock& l) { l.readLock(); }, reentry},
     {"WriteByWriter", Lock::zlockWrite, [](Lock& l) { l.lock(); }, reentry},
     {"NoSuchMode", Lock::zlockWrite, [](Lock& l) { l.lock(static_cast<Lock::zlockstate>(7)); },
      invalidParameter},
     {"NoSuchTimedMode", Lock::zlockRead,
      [](Lock& l) { static_cast<void>(l.tryLock(Lock::zlockUnset)); }, invalidParameter},
-    {"NoSuchRangeMode", Lock::zlockWrite,
-     [](Lock& l) { l.lockFileRange(static_cast<Lock::zlockstate>(4), 0, 4); }, wrongState},
-    {"OtherDirectory", Lock::zlockRead, [](Lock& l) { l.setLockDirName("/"); }, wrongState},
-    {"NumberByReader", Lock::zlockRead, [](Lock& l) { l.incSequence(); }, wrongState},
+    {"NoSuchRangeMode",
+     Lock::zlockWrite,
+     [](Lock& l) { l.lockFileRange(static_cast<Lock::zlockstate>(4), 0, 4); },
+     {"ZInvalidResourceStateException", 32, {"-1", ""}}},
+    {"OtherDirectory", Lock::zlockRead, [](Lock& l) { l.setLockDirName("/"); }, isReading},
+    {"NumberByReader", Lock::zlockRead, [](Lock& l) { l.incSequence(); }, isReading},
     {"UnlockReadOfOther", Lock::zlockRead, [](Lock& l) { onThread([&] { l.unlock(); }); }, notHeld},
     {"UnlockWriteOfOther", Lock::zlockWrite, [](Lock& l) { onThread([&] { l.unlock(); }); },
      notHeld},
@@ -159,32 +138,10 @@ TEST_P(ProcessLockRefusalTest, ChangesNothing) {
 INSTANTIATE_TEST_SUITE_P(Requests, ProcessLockRefusalTest, testing::ValuesIn(refusals),
                          [](auto const& row) { return std::string(row.param.name); });
 
-TEST_F(ProcessLockTest, NamesTheStateThatIsInTheWay) {
-    lock.readLock();
-    try {
-        lock.writeLock();
-        ADD_FAILURE();
-    } catch (ZInvalidResourceStateException const& e) {
-        EXPECT_STREQ("read", e.value());
-    }
-    lock.unlock();
-}
-
 TEST_F(ProcessLockTest, RefusesToReleaseWhatIsFree) {
     EXPECT_EQ(notHeld, thrownBy([&] { lock.unlock(); }));
     EXPECT_EQ(notHeld, thrownBy([&] { lock.lock(Lock::zlockUnset); }));
     EXPECT_NE(0, access(path.c_str(), F_OK)) << "the file was touched";
-}
-
-TEST_F(ProcessLockTest, TakesProtectAsWrite) {
-    lock.readWithIntentToWriteLock();
-    EXPECT_EQ(Lock::zlockWrite, lock.getLockState());
-    EXPECT_EQ(1, lock.getUpdate());
-    lock.promoteReadToWriteLock();
-    EXPECT_EQ(Lock::zlockWrite, lock.getLockState());
-    EXPECT_FALSE(couldTake(Lock::zlockRead));
-    lock.unlock();
-    EXPECT_EQ(1U, lockWords(path).sequence);
 }
 
 TEST_F(ProcessLockTest, OnlyAHeldLockTakesANewName) {
@@ -194,7 +151,6 @@ TEST_F(ProcessLockTest, OnlyAHeldLockTakesANewName) {
     lock.writeLock();
     lock.setLockName(name);
     EXPECT_STREQ("other", lock.getLockName().getChars());
-    EXPECT_TRUE(lock.haveLock(Lock::zlockUnset));
     EXPECT_EQ(path, lock.getLockFileName().getChars());
     EXPECT_TRUE(isFree());
 }
@@ -229,25 +185,6 @@ TEST_F(ProcessLockTest, SharesTheFileAmongReadersOfTheProcess) {
     lock.unlock();
     EXPECT_TRUE(isFree());
     EXPECT_TRUE(lock.haveLock(Lock::zlockUnset));
-}
-
-TEST_F(ProcessLockTest, FreesTheFileWhenTheLastReadersLeaveTogether) {
-    for (int round = 0; round < 200; ++round) {
-        std::atomic<int> inside{0};
-        auto const read = [&] {
-            lock.readLock();
-            for (++inside; inside < 2;)
-                std::this_thread::yield();
-            lock.unlock();
-        };
-        Beside one(read);
-        Beside other(read);
-        one.join();
-        other.join();
-        ASSERT_TRUE(lock.haveLock(Lock::zlockUnset));
-        ASSERT_EQ(-1, lock.getFileHandle());
-    }
-    EXPECT_TRUE(isFree());
 }
 
 TEST_F(ProcessLockTest, DoesNotOpenPlantedFiles) {
@@ -306,34 +243,22 @@ TEST_F(ProcessLockTest, GivesUpWhenTheTimeIsUp) {
 }
 
 TEST_F(ProcessLockTest, WaitsUpToItsLimitForOtherProcesses) {
-    Companion holder([&](Companion& parent) {
-        lock.writeLock();
-        parent.signal();
-        if (!parent.await()) return 1;
-        lock.unlock();
-        return 0;
-    });
-    ASSERT_TRUE(holder.await());
-    EXPECT_FALSE(lock.lockFor(Lock::zlockWrite, 20));
-    holder.signal();
-    EXPECT_TRUE(lock.lockFor(Lock::zlockWrite, 60000));
-    EXPECT_EQ(1U, lock.getSequence());
-    lock.unlock();
-    EXPECT_EQ(0, holder.join());
-}
-
-TEST_F(ProcessLockTest, EndsWithItsProcess) {
-    Companion holder([&](Companion& parent) {
-        lock.writeLock();
-        parent.signal();
-        return parent.await() ? 1 : 0;
-    });
-    ASSERT_TRUE(holder.await());
-    EXPECT_FALSE(isFree());
-    kill(holder.pid(), SIGKILL);
-    lock.writeLock();
-    lock.unlock();
-    EXPECT_EQ(-SIGKILL, holder.join());
+    for (bool const isKilled : {false, true}) {
+        Companion holder([&](Companion& parent) {
+            lock.writeLock();
+            parent.signal();
+            if (!parent.await()) return 1;
+            lock.unlock();
+            return 0;
+        });
+        ASSERT_TRUE(holder.await());
+        EXPECT_FALSE(lock.lockFor(Lock::zlockWrite, 20));
+        isKilled ? static_cast<void>(kill(holder.pid(), SIGKILL)) : holder.signal();
+        EXPECT_TRUE(lock.lockFor(Lock::zlockWrite, 60000));
+        EXPECT_EQ(1U, lock.getSequence());
+        lock.unlock(0);
+        EXPECT_EQ(isKilled ? -SIGKILL : 0, holder.join());
+    }
 }
 
 TEST_F(ProcessLockTest, TellsWhoHoldsTheFile) {
@@ -341,15 +266,14 @@ TEST_F(ProcessLockTest, TellsWhoHoldsTheFile) {
     EXPECT_EQ(Lock::zlockUnset, lock.fileStatus().state);
     EXPECT_NE(0, access(path.c_str(), F_OK)) << "asking made the file";
     auto const other = another();
-    other->writeLock();
-    EXPECT_EQ(getpid(), lock.holderPid());
-    EXPECT_EQ(Lock::zlockWrite, lock.fileStatus().state);
-    other->unlock();
-    other->readLock();
-    EXPECT_EQ(Lock::zlockRead, lock.fileStatus().state);
-    EXPECT_EQ(1U, lock.fileStatus().sequence);
-    other->unlock();
-    EXPECT_EQ(Lock::zlockUnset, lock.fileStatus().state);
+    for (auto const mode : {Lock::zlockWrite, Lock::zlockRead}) {
+        other->lock(mode);
+        EXPECT_EQ(mode, lock.fileStatus().state);
+        EXPECT_EQ(getpid(), lock.holderPid());
+        other->unlock();
+        EXPECT_EQ(Lock::zlockUnset, lock.fileStatus().state);
+        EXPECT_EQ(1U, lock.fileStatus().sequence);
+    }
     testsupport::writeFile(path, "abc");
     EXPECT_EQ((Report{"ZReadResourceException", 35, {"-1"}}),
               thrownBy([&] { static_cast<void>(lock.holderPid()); }));
@@ -475,40 +399,33 @@ TEST_F(ProcessLockTest, ReleasesUnderAGuardOfACancelledThread) {
 
 TEST(StubProcessLockTest, KeepsItsNumberInMemory) {
     ZStubProcessReadWriteFileLock lock("config");
-    for (unsigned int round = 0; round < 2; ++round) {
+    for (unsigned long round = 0; round < 2; ++round) {
         lock.writeLock();
         EXPECT_EQ(round, lock.getSequence());
         EXPECT_EQ(Lock::zlockWrite, lock.getLockState());
         lock.unlock();
     }
-    unsigned long number = 0;
-    lock.readSequenceNumber(&number);
-    EXPECT_EQ(2U, number);
     lock.readSequenceNumber(nullptr);
     EXPECT_NE(0, access("./._zplconfig", F_OK));
 }
 
 TEST(StubProcessLockTest, OrdersTheThreadsOfTheProcess) {
     ZStubProcessReadWriteLock lock("config");
-    lock.readWithIntentToWriteLock();
-    EXPECT_EQ(Lock::zlockProtect, lock.getLockState());
-    EXPECT_FALSE(onThread([&] { return lock.tryReadLock(); }));
-    EXPECT_EQ(notHeld, thrownBy([&] { onThread([&] { lock.unlock(); }); }));
-    lock.unlock();
-    lock.readLock();
-    EXPECT_EQ(wrongState, thrownBy([&] { lock.writeLock(); }));
-    EXPECT_TRUE(onThread([&] {
-        bool const read = lock.tryReadLock();
+    for (auto const mode : {Lock::zlockRead, Lock::zlockProtect, Lock::zlockWrite}) {
+        lock.lock(mode);
+        EXPECT_EQ(mode, lock.getLockState());
+        bool const shares = mode == Lock::zlockRead;
+        EXPECT_EQ(shares ? isReading : reentry, thrownBy([&] { lock.writeLock(); }));
+        onThread([&] {
+            EXPECT_EQ(notHeld, thrownBy([&] { lock.unlock(); }));
+            EXPECT_EQ(shares, lock.tryReadLock());
+            if (shares) lock.unlock();
+        });
+        EXPECT_EQ(mode, lock.getLockState());
         lock.unlock();
-        return read;
-    }));
-    EXPECT_EQ(Lock::zlockRead, lock.getLockState());
-    lock.unlock();
-    EXPECT_EQ(Lock::zlockUnset, lock.getLockState());
-    lock.lock();
-    EXPECT_EQ(Lock::zlockWrite, lock.getLockState());
-    lock.unlock();
-    EXPECT_EQ(1U, lock.getSequence());
+        EXPECT_EQ(Lock::zlockUnset, lock.getLockState());
+    }
+    EXPECT_EQ(1U, lock.getSequence()) << "of the write alone";
 }
 
 }  // namespace

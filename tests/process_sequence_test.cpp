@@ -9,8 +9,7 @@
 
 #include "Z/ZException.h"
 #include "Z/ZFileLock.h"
-#include "support/lock_files.h"
-#include "support/processes.h"
+#include "support/process_lock.h"
 #include "support/reports.h"
 #include "support/threads.h"
 
@@ -21,7 +20,6 @@ using testsupport::Beside;
 using testsupport::inChild;
 using testsupport::lockWords;
 using testsupport::Report;
-using testsupport::TempDir;
 using testsupport::thrownBy;
 
 TEST(SequenceUpdateTest, ComparesInThirtyTwoBits) {
@@ -65,9 +63,9 @@ class Reloader : public ZObserverInterface {
     Lock& lock;
 };
 
-class SequenceTest : public testing::Test {
+class SequenceTest : public testsupport::WithProcessLock {
   protected:
-    SequenceTest() {
+    SequenceTest() {  // current with number 0
         lock.readLock();
         lock.unlock();
     }
@@ -75,22 +73,12 @@ class SequenceTest : public testing::Test {
     void othersWrite(int times) {
         for (int i = 0; i < times; ++i)
             ASSERT_EQ(0, inChild([&] {
-                          Lock other("config", directory.path().c_str());
-                          other.writeLock();
-                          other.unlock();
+                          auto const other = another();
+                          other->writeLock();
+                          other->unlock();
                           return 0;
                       }));
     }
-    [[nodiscard]] bool isFree() {
-        Lock other("config", directory.path().c_str());
-        if (!other.tryWriteLock()) return false;
-        other.unlock(0);
-        return true;
-    }
-
-    TempDir directory;
-    std::string path = directory.file("._zplconfig");
-    Lock lock{"config", directory.path().c_str()};  // current with number 0
 };
 
 TEST_F(SequenceTest, TellsEveryObserverOfWhatOthersWrote) {
@@ -138,24 +126,18 @@ TEST_F(SequenceTest, FollowsTheNumberWithoutObservers) {
     lock.unlock();
 }
 
-TEST_F(SequenceTest, WritersThatAreToldStillAdvanceTheNumber) {
-    Reloader observer(lock);
-    othersWrite(1);
-    lock.writeLock();
-    EXPECT_EQ((std::vector<Numbers>{{1, 0}}), observer.told);
-    EXPECT_EQ(1, lock.getUpdate());
-    lock.unlock();
-    EXPECT_EQ(2U, lockWords(path).sequence);
-}
-
-TEST_F(SequenceTest, ProtectHoldersThatAreToldDoNotAdvanceTheNumber) {
-    Reloader observer(lock);
-    othersWrite(1);
-    lock.readWithIntentToWriteLock();
-    EXPECT_EQ((std::vector<Numbers>{{1, 0}}), observer.told);
-    EXPECT_EQ(0, lock.getUpdate());
-    lock.unlock();
-    EXPECT_EQ(1U, lockWords(path).sequence);
+TEST_F(SequenceTest, OfThoseThatAreToldWritersAloneAdvanceTheNumber) {
+    unsigned int number = 0;
+    for (auto const mode : {Lock::zlockWrite, Lock::zlockProtect}) {
+        Reloader observer(lock);
+        othersWrite(1);
+        lock.lock(mode);
+        EXPECT_EQ((std::vector<Numbers>{{number + 1, number}}), observer.told);
+        EXPECT_EQ(mode == Lock::zlockWrite, lock.getUpdate());
+        lock.unlock();
+        number += mode == Lock::zlockWrite ? 2 : 1;
+        EXPECT_EQ(number, lockWords(path).sequence);
+    }
 }
 
 TEST_F(SequenceTest, TellsAcrossTheWrap) {

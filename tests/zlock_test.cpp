@@ -8,18 +8,14 @@
 #include <string>
 #include <vector>
 
-#include "Z/ZFileLock.h"
-#include "support/lock_files.h"
-#include "support/processes.h"
+#include "support/process_lock.h"
 
 namespace {
 
-using Lock = ZUnixProcessReadWriteFileLock;
 using testsupport::captureChild;
 using testsupport::Captured;
 using testsupport::Companion;
 using testsupport::lockWords;
-using testsupport::TempDir;
 using Words = std::vector<std::string>;
 
 /// Becomes zlock with these arguments.
@@ -37,7 +33,7 @@ Captured zlock(const Words& arguments) {
     return captureChild([&] { return becomeZlock(arguments); });
 }
 
-class ZlockTest : public testing::Test {
+class ZlockTest : public testsupport::WithProcessLock {
   protected:
     /// The options, this test's lock, and the command.
     [[nodiscard]] Words onLock(Words words, const Words& command) const {
@@ -61,10 +57,7 @@ class ZlockTest : public testing::Test {
         return line;
     }
 
-    TempDir directory;
-    std::string path = directory.file("._zplconfig");
     std::string pipePath = directory.file("pipe");
-    Lock lock{"config", directory.path().c_str()};
 };
 
 TEST_F(ZlockTest, EndsAsTheCommandDoes) {
@@ -81,8 +74,7 @@ TEST_F(ZlockTest, EndsAsTheCommandDoes) {
     for (auto const& row : rows)
         EXPECT_EQ(row.status, run({}, row.command).status) << testing::PrintToString(row.command);
     EXPECT_NE(std::string::npos, run({}, {"/no/such/command"}).err.find("/no/such/command"));
-    EXPECT_TRUE(lock.tryWriteLock());
-    lock.unlock();
+    EXPECT_TRUE(isFree());
 }
 
 TEST_F(ZlockTest, RefusesWrongUsage) {
@@ -169,11 +161,10 @@ TEST_F(ZlockTest, HandsSignalsToTheCommand) {
         return becomeZlock(onLock({}, {"sh", "-c", script, pipePath}));
     });
     EXPECT_EQ("ready", lineFromPipe());
-    EXPECT_FALSE(lock.tryReadLock());
+    EXPECT_FALSE(couldTake(Lock::zlockRead));
     kill(running.pid(), SIGTERM);
     EXPECT_EQ(42, running.join());
-    EXPECT_TRUE(lock.tryReadLock());
-    lock.unlock();
+    EXPECT_TRUE(isFree());
 }
 
 TEST_F(ZlockTest, FreesTheLockWhenItIsKilled) {
@@ -187,8 +178,7 @@ TEST_F(ZlockTest, FreesTheLockWhenItIsKilled) {
     kill(running.pid(), SIGKILL);
     EXPECT_EQ(-SIGKILL, running.join());
     EXPECT_EQ(0, kill(command, 0)) << "the command goes on";
-    EXPECT_TRUE(lock.tryWriteLock());
-    lock.unlock();
+    EXPECT_TRUE(isFree());
     kill(command, SIGKILL);
 }
 

@@ -111,6 +111,8 @@ template <class Body>
         Report report{e.getName(), static_cast<int>(e.getCode()), {}};
         if (auto const* const resource = dynamic_cast<ZResourceException const*>(&e))
             report.inserts.push_back(std::to_string(resource->resourceRc()));
+        if (auto const* const state = dynamic_cast<ZInvalidResourceStateException const*>(&e))
+            report.inserts.emplace_back(state->value());
         return report;
     }
     return {"", 0, {}};

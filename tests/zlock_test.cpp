@@ -90,6 +90,7 @@ TEST_F(ZlockTest, RefusesWrongUsage) {
         {"--status", "config", "--", "true"},
         {"--status", "--read", "config"},
         {"--wait", "-1", "config", "--", "true"},
+        {"--wait", "nan", "config", "--", "true"},
         {"--wait", "1", "--no-wait", "config", "--", "true"},
         {"--conflict-exit", "256", "config", "--", "true"},
         {"--unknown", "config", "--", "true"},

@@ -110,8 +110,9 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     /// sync(bump), then the calling thread's hold ends. Waits for no other holder and is no
     /// cancellation point. Throws ZUnlockResourceException (message 6, rc 0) when the calling
     /// thread holds nothing, which changes nothing. When the number cannot be written, the lock is
-    /// released all the same, and then that is thrown. With ZLockResourceException (message 5) and
-    /// the system's code, for a lock inside this one, the thread keeps its hold.
+    /// released all the same, and then that is thrown. ZLockResourceException (message 5) with the
+    /// system's code tells that a lock inside this one failed: the thread still counts as holder,
+    /// and has to call unlock() again.
     void unlock(int bump) override;
     /// Whether getLockState() is `state`.
     [[nodiscard]] bool haveLock(zlockstate state) const override;

@@ -109,8 +109,8 @@ class Register {
                        [] { instance().beChild(); });
     }
 
-    /// Holds everything. A change of state asks for its record while it holds the record's mutex,
-    /// so one that is not free now is waited for with nothing held.
+    /// Holds everything. A change of state may come to ask for a record, in what a class of the
+    /// user's overrides, so one that is going on is waited for with nothing held.
     void stop() ZNO_THREAD_SAFETY_ANALYSIS {
         while (!tryStop())
             sched_yield();

@@ -21,8 +21,8 @@ class Read {
     /// The read is over; also where nothing may fail.
     void end() noexcept { thread.store(nobody, std::memory_order_relaxed); }
 
-    bool sharesFile =
-        false;  // the file's lock stands for it; under fileLock, false when it is over
+    /// Whether the file's lock stands for it. Changes under fileLock; false when the read is over.
+    bool sharesFile = false;
 
   private:
     friend class Readers;

@@ -95,11 +95,18 @@ class CommandLine {
         }
     }
 
+    static std::string isDuration(const std::string& text) {
+        char* end = nullptr;
+        double const seconds = std::strtod(text.c_str(), &end);
+        bool const good = !text.empty() && *end == '\0' && seconds >= 0;  // no number is not
+        return good ? std::string() : "a time is a number of seconds, 0 or more";
+    }
+
     void addWaits() {
         auto* const noWait =
             app.add_flag("--no-wait", request.noWait, "give up at once when the lock is held");
         app.add_option("--wait", request.waitSeconds, "give up after so many seconds")
-            ->check(CLI::NonNegativeNumber)
+            ->check(isDuration)
             ->excludes(noWait);
         app.add_option("--conflict-exit", request.conflictExit,
                        "exit status when the lock was not to be had (default 1)")

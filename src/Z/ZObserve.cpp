@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "Z/ZException.h"
+#include "Z/zlock_guard.h"
 
 namespace {
 
@@ -34,29 +35,29 @@ ZAbstractObservable::~ZAbstractObservable() = default;
 
 void ZAbstractObservable::addObserver(ZObserverInterface* o) {
     if (o == nullptr) zraise(ZInvalidParameterException(), sourceName, __LINE__);
-    ZResourceLock const guard(observersLock);
+    ZPersistentGuard const guard(observersLock);
     Voyeur voyeur(o);
     if (!observers.contains(&voyeur)) observers.add(&voyeur);
 }
 
 void ZAbstractObservable::deleteObserver(ZObserverInterface* o) {
-    ZResourceLock const guard(observersLock);
+    ZPersistentGuard const guard(observersLock);
     Voyeur const voyeur(o);
     observers.remove(&voyeur);
 }
 
 void ZAbstractObservable::deleteObservers() {
-    ZResourceLock const guard(observersLock);
+    ZPersistentGuard const guard(observersLock);
     observers.removeAll();
 }
 
 unsigned int ZAbstractObservable::countObservers() const {
-    ZResourceLock const guard(observersLock);
+    ZPersistentGuard const guard(observersLock);
     return observers.size();
 }
 
 void ZAbstractObservable::notifyObservers(ZObservedParm const& parm) {
-    ZResourceLock const guard(observersLock);
+    ZPersistentGuard const guard(observersLock);
     if (observers.isEmpty()) return;
     // A copy, because an update may take observers out and so move those behind; each is looked up
     // again, because one that was taken out may be gone.

@@ -35,7 +35,7 @@ using testsupport::thrownBy;
 
 Report const nothing{"", 0, {}};
 Report const notHeld{"ZUnlockResourceException", 6, {"0"}};
-Report const isReading{"ZInvalidResourceStateException", 32, {"-1", "read"}};
+Report const isReading{"ZInvalidResourceStateException", 32, {"read", "-1"}};
 Report const invalidParameter{"ZInvalidParameterException", 22, {}};
 Report const notOpened{"ZLockResourceException", 33, {std::to_string(EBADF)}};
 
@@ -111,7 +111,7 @@ Refusal const refusals[] = {
     {"NoSuchRangeMode",
      Lock::zlockWrite,
      [](Lock& l) { l.lockFileRange(static_cast<Lock::zlockstate>(4), 0, 4); },
-     {"ZInvalidResourceStateException", 32, {"-1", ""}}},
+     {"ZInvalidResourceStateException", 32, {"", "-1"}}},
     {"OtherDirectory", Lock::zlockRead, [](Lock& l) { l.setLockDirName("/"); }, isReading},
     {"NumberByReader", Lock::zlockRead, [](Lock& l) { l.incSequence(); }, isReading},
     {"UnlockReadOfOther", Lock::zlockRead, [](Lock& l) { onThread([&] { l.unlock(); }); }, notHeld},

@@ -34,6 +34,27 @@ inline std::ostream& operator<<(std::ostream& out, const Report& report) {
     return out;
 }
 
+/// The message service while it lives: drops all reports, without a lock or memory of its own.
+class Silence : public ZMessageService {
+  public:
+    Silence() : before(messageService()) { setMessageService(this); }
+    ~Silence() { setMessageService(before); }
+    Silence(const Silence&) = delete;
+    Silence& operator=(const Silence&) = delete;
+
+    void outputMessage(char const*, int, int, int, ZLCString const*, ZLCString const*,
+                       ZLCString const*, ZLCString const*, ZLCString const*,
+                       ZLCString const*) const override {}
+    void outputMessageUTF8(char const*, int, int, int, ZUTF8String const*, ZUTF8String const*,
+                           ZUTF8String const*, ZUTF8String const*, ZUTF8String const*,
+                           ZUTF8String const*) const override {}
+    void outputException(ZException&) const override {}
+    void outputException(ZZException const*, va_list) const override {}
+
+  private:
+    ZMessageService const* before;
+};
+
 /// The message service while it lives: keeps reports of all threads instead of printing them.
 class Reports : public ZMessageService {
   public:
@@ -80,27 +101,6 @@ class Reports : public ZMessageService {
     mutable std::vector<Report> kept;
 };
 
-/// The message service while it lives: drops all reports, without a lock or memory of its own.
-class Silence : public ZMessageService {
-  public:
-    Silence() : before(messageService()) { setMessageService(this); }
-    ~Silence() { setMessageService(before); }
-    Silence(const Silence&) = delete;
-    Silence& operator=(const Silence&) = delete;
-
-    void outputMessage(char const*, int, int, int, ZLCString const*, ZLCString const*,
-                       ZLCString const*, ZLCString const*, ZLCString const*,
-                       ZLCString const*) const override {}
-    void outputMessageUTF8(char const*, int, int, int, ZUTF8String const*, ZUTF8String const*,
-                           ZUTF8String const*, ZUTF8String const*, ZUTF8String const*,
-                           ZUTF8String const*) const override {}
-    void outputException(ZException&) const override {}
-    void outputException(ZZException const*, va_list) const override {}
-
-  private:
-    ZMessageService const* before;
-};
-
 /// Runs `body` and gives name and number of the exception of the library that it throws; an empty
 /// name when it throws none.
 template <class Body>
@@ -109,10 +109,10 @@ template <class Body>
         body();
     } catch (ZException const& e) {
         Report report{e.getName(), static_cast<int>(e.getCode()), {}};
-        if (auto const* const resource = dynamic_cast<ZResourceException const*>(&e))
-            report.inserts.push_back(std::to_string(resource->resourceRc()));
         if (auto const* const state = dynamic_cast<ZInvalidResourceStateException const*>(&e))
             report.inserts.emplace_back(state->value());
+        if (auto const* const resource = dynamic_cast<ZResourceException const*>(&e))
+            report.inserts.push_back(std::to_string(resource->resourceRc()));
         return report;
     }
     return {"", 0, {}};

@@ -181,6 +181,24 @@ void store(benchmark::State& state) {
     std::remove(target.c_str());
 }
 
+/// Changes every second of the values of one key, and removes the others. The peer has no such
+/// walk.
+void walk(benchmark::State& state) {
+    auto const filled = [&] {
+        auto file = std::make_unique<ZStanzaFileProperties>(0);
+        for (std::int64_t i = 0; i < state.range(0); ++i)
+            file->addValue("stanza", "key", "value");
+        return file;
+    };
+    measure(state, filled, [](ZStanzaFileProperties& file) {
+        ZStanzaValueIterator values(file, "stanza", "key");
+        while (values.next()) {
+            values.changeValue("changed");
+            if (values.next()) values.removeValue();
+        }
+    });
+}
+
 /// A number in kilobytes from /proc/self/status.
 double kilobytes(char const* name) {
     std::ifstream status("/proc/self/status");
@@ -228,6 +246,7 @@ SIDE_BY_SIDE(load);
 SIDE_BY_SIDE(read);
 SIDE_BY_SIDE(append);
 SIDE_BY_SIDE(store);
+BENCHMARK(walk)->Arg(1000)->Arg(100000)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK_TEMPLATE(memory, Ours)->Apply(sizes)->Iterations(1);
 BENCHMARK_TEMPLATE(memory, Peer)->Apply(sizes)->Iterations(1);
 

@@ -35,10 +35,11 @@ class Twins {
         s = pick({"s", "t", "u", " v "});
         k = pick({"k1", "k2", "k3", "a b", "x#"});
         constexpr void (Twins::*operations[])() = {
-            &Twins::setLine,     &Twins::setLine,   &Twins::setLine,      &Twins::addLine,
-            &Twins::addValue,    &Twins::add,       &Twins::set,          &Twins::changeValue,
-            &Twins::removeValue, &Twins::removeKey, &Twins::removeStanza, &Twins::dropLine,
-            &Twins::dropLines,   &Twins::comment,   &Twins::read,         &Twins::read};
+            &Twins::setLine,     &Twins::setLine,     &Twins::setLine,   &Twins::addLine,
+            &Twins::addValue,    &Twins::addValue,    &Twins::add,       &Twins::set,
+            &Twins::changeValue, &Twins::removeValue, &Twins::removeKey, &Twins::removeStanza,
+            &Twins::dropLine,    &Twins::dropLines,   &Twins::comment,   &Twins::read,
+            &Twins::read};
         (this->*operations[below(std::size(operations))])();
     }
 
@@ -147,14 +148,14 @@ class Twins {
         model.addValue(s, k, value, secret);
     }
     void changeValue() {
-        unsigned int const i = below(3);
+        unsigned int const i = below(5);
         PropertyModel::Key* const known = model.key(s, k);
         bool const isThere = known != nullptr && i < known->seen().size();
         ASSERT_EQ(cache.changeValue(s.c_str(), k.c_str(), i, "changed"), isThere);
         if (isThere) known->seen()[i] = "changed";
     }
     void removeValue() {
-        unsigned int const i = below(3);
+        unsigned int const i = below(5);
         PropertyModel::Key* const known = model.key(s, k);
         bool const isThere = known != nullptr && i < known->seen().size();
         ASSERT_EQ(cache.removeValue(s.c_str(), k.c_str(), i), isThere);

@@ -275,9 +275,8 @@ void ZProperties::setAttributes(unsigned long attributes, void* data) {
 
 void ZProperties::checkAccess(char const* stanza, char const* key, int obfuscated) const {
     ZPropResourceLock const hold(propLock);
-    bool const isOther =
-        cache->contains(stanza, key) && cache->isObfuscated(stanza, key) != (obfuscated != 0);
-    if (isOther) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    if (cache->isOfOtherKind(stanza, key, obfuscated))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
 }
 
 void ZProperties::notify(ZPropertyChanged::PropertyChangeType type, char const* stanza,

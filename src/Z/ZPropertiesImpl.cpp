@@ -33,7 +33,7 @@ std::unique_ptr<ZObject> stringOf(ZPropertyStringType type, char const* text) {
 }
 
 struct NameHash {
-    std::size_t operator()(std::string_view name) const { return zpcache::hashName(0, name); }
+    std::size_t operator()(std::string_view name) const { return zpcache::hashName(name); }
 };
 
 }  // namespace

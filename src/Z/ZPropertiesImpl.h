@@ -273,6 +273,9 @@ class ZFC_API ZPCategoryBasedCache : public ZPCache {
     /// the key has no values.
     [[nodiscard]] bool lastValue(char const* stanza, char const* key, char const*& text,
                                  unsigned int& length) const;
+    /// Whether the key is there and, plain where obfuscated ones are asked for or the other way
+    /// round, not of the kind to take a value of `obfuscated`.
+    [[nodiscard]] bool isOfOtherKind(char const* stanza, char const* key, int obfuscated) const;
     /// Value number `i` of get() type 0, counted from 0; null when there is none.
     [[nodiscard]] char const* valueAt(char const* stanza, char const* key, unsigned int i) const;
     /// Calls visitor(char const* text, unsigned int length) for each chosen value of the key.

@@ -175,7 +175,7 @@ unsigned int ZPCategoryBasedCache::countValues(char const* stanza, char const* k
 
 unsigned int ZPCategoryBasedCache::keyCount(char const* stanza) const {
     Index const found = findStanza(*records, stanza);
-    return found == none ? 0 : records->stanza(found).keyCount;
+    return found == none ? 0 : records->keyCount(found);
 }
 
 unsigned int ZPCategoryBasedCache::count() const { return records->stanzaCount(); }
@@ -198,6 +198,12 @@ bool ZPCategoryBasedCache::isObfuscated(char const* stanza) const {
 bool ZPCategoryBasedCache::isObfuscated(char const* stanza, char const* key) const {
     Index const found = findKey(*records, stanza, key);
     return found != none && records->obfuscatedCount(found) > 0;
+}
+
+bool ZPCategoryBasedCache::isOfOtherKind(char const* stanza, char const* key,
+                                         int obfuscated) const {
+    Index const found = findKey(*records, stanza, key);
+    return found != none && (records->obfuscatedCount(found) > 0) != (obfuscated != 0);
 }
 
 // -------------------------------------------------------------------------- values without objects

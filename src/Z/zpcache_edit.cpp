@@ -4,6 +4,7 @@
 #include "Z/zpcache_lists.h"
 #include "Z/zpcache_lookup.h"
 #include "Z/zpcache_records.h"
+#include "Z/zpcache_storable.h"
 
 #include <string_view>
 
@@ -20,15 +21,9 @@ constexpr char sourceName[] = "src/Z/ZPropertiesImpl";
 
 bool isEmpty(char const* text) { return text == nullptr || *text == '\0'; }
 
-Obfuscated kindOf(int obfuscated) { return obfuscated != 0 ? Obfuscated::yes : Obfuscated::no; }
-
-/// A stanza alone (a null key), or a key of it with or without a value.
-bool isStorable(char const* stanza, char const* key, char const* value, Obfuscated kind) {
-    using Cache = ZPCategoryBasedCache;
-    if (stanza == nullptr || !Cache::isStorableStanza(stanza)) return false;
-    if (key == nullptr) return isEmpty(value);
-    if (!Cache::isStorableKey(key)) return false;
-    return isEmpty(value) || Cache::isStorableValue(key, value, static_cast<int>(kind));
+/// No text, empty and without data, for null.
+std::string_view viewOf(char const* text) {
+    return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
 enum class Values { keep, replace };
@@ -38,12 +33,29 @@ enum class Lines { leave, place };
 
 /// What an edit is asked to do.
 struct ZPCategoryBasedCache::Change {
-    char const* stanza;
-    char const* key;    // null: the stanza alone
-    char const* value;  // null or empty: no value
+    std::string_view stanza;
+    std::string_view key;    // without data: the stanza alone
+    std::string_view value;  // empty: no value
     Obfuscated kind;
     Values values;
     Lines lines;
+
+    Change(char const* ofStanza, char const* ofKey, char const* newValue, int obfuscated,
+           Values oldValues, Lines ofFile)
+        : stanza(viewOf(ofStanza)),
+          key(viewOf(ofKey)),
+          value(viewOf(newValue)),
+          kind(zpcache::kindOf(obfuscated)),
+          values(oldValues),
+          lines(ofFile) {}
+
+    [[nodiscard]] bool isOfStanza() const { return key.data() == nullptr; }
+    [[nodiscard]] bool isStorable() const {
+        if (!zpcache::isStorableStanza(stanza)) return false;
+        if (isOfStanza()) return value.empty();
+        if (!zpcache::isStorableKey(key)) return false;
+        return value.empty() || zpcache::isStorableValue(key, value, kind);
+    }
 };
 
 /// Drops the lists handed out when the edit is over: its arguments may lie in them.
@@ -61,73 +73,70 @@ class ZPCategoryBasedCache::Edit {
 // -------------------------------------------------------------------------------- values and lines
 
 void ZPCategoryBasedCache::edit(Change const& change) {
-    if (!isStorable(change.stanza, change.key, change.value, change.kind))
-        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    if (!change.isStorable()) zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Edit const scope(*lists);
     Index const stanza = records->findOrAddStanza(change.stanza);
     if (change.lines == Lines::place) records->placeStanza(stanza);
-    if (change.key != nullptr) editKey(stanza, change);
+    if (!change.isOfStanza()) editKey(stanza, change);
     records->tidy();
 }
 
 void ZPCategoryBasedCache::editKey(unsigned int stanza, Change const& change) {
-    bool const hasValue = !isEmpty(change.value);
+    bool const hasValue = !change.value.empty();
     // Copied before anything changes: no memory for a long value leaves the old ones.
     std::string_view const value = hasValue ? records->copyText(change.value) : std::string_view();
     Index const key = records->findOrAddKey(stanza, change.key);
     if (change.values == Values::replace) records->clearValues(key);
     if (hasValue) records->adoptValue(key, value, change.kind);
     if (change.lines == Lines::place) records->placeKey(key);
-    noteCompanion(key);
+    if (zpcache::namesCompanion(change.stanza, change.key)) noteCompanion(key);
 }
 
 /// Keeps the name of the companion file up to date; it stays known when the key goes.
 void ZPCategoryBasedCache::noteCompanion(unsigned int key) {
-    std::string_view const stanza = records->stanzaName(records->key(key).stanza);
-    if (!zpcache::namesCompanion(stanza, records->keyName(key))) return;
     std::string_view const value = records->lastValue(key, Obfuscated::no);
     if (value.data() != nullptr) companionName = value.data();
 }
 
 void ZPCategoryBasedCache::add(char const* stanza, char const* key, char const* value,
                                int obfuscated) {
-    edit({stanza, key, value, kindOf(obfuscated), Values::keep, Lines::leave});
+    edit({stanza, key, value, obfuscated, Values::keep, Lines::leave});
 }
 
 void ZPCategoryBasedCache::add(char const* stanza, char const* key, int obfuscated) {
-    edit({stanza, key, nullptr, kindOf(obfuscated), Values::keep, Lines::leave});
+    edit({stanza, key, nullptr, obfuscated, Values::keep, Lines::leave});
 }
 
 void ZPCategoryBasedCache::set(char const* stanza, char const* key, char const* value) {
-    edit({stanza, key, value, Obfuscated::no, Values::replace, Lines::leave});
+    edit({stanza, key, value, 0, Values::replace, Lines::leave});
 }
 
 void ZPCategoryBasedCache::set(char const* stanza, char const* key) {
-    edit({stanza, key, nullptr, Obfuscated::no, Values::replace, Lines::leave});
+    edit({stanza, key, nullptr, 0, Values::replace, Lines::leave});
 }
 
 void ZPCategoryBasedCache::setObfuscated(char const* stanza, char const* key, char const* value) {
-    edit({stanza, key, value, Obfuscated::yes, Values::replace, Lines::leave});
+    edit({stanza, key, value, 1, Values::replace, Lines::leave});
 }
 
 void ZPCategoryBasedCache::setObfuscated(char const* stanza, char const* key) {
-    edit({stanza, key, nullptr, Obfuscated::yes, Values::replace, Lines::leave});
+    edit({stanza, key, nullptr, 1, Values::replace, Lines::leave});
 }
 
 void ZPCategoryBasedCache::addLine(char const* stanza, char const* key, char const* value,
                                    int obfuscated) {
-    edit({stanza, key, value, kindOf(obfuscated), Values::replace, Lines::place});
+    edit({stanza, key, value, obfuscated, Values::replace, Lines::place});
 }
 
 void ZPCategoryBasedCache::addLine(char const* stanza, char const* key, int obfuscated) {
-    edit({stanza, key, nullptr, kindOf(obfuscated), Values::keep, Lines::place});
+    edit({stanza, key, nullptr, obfuscated, Values::keep, Lines::place});
 }
 
 void ZPCategoryBasedCache::addValue(char const* stanza, char const* key, char const* value,
                                     int obfuscated) {
     if (key == nullptr || isEmpty(value))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
-    edit({stanza, key, value, kindOf(obfuscated), Values::keep, Lines::place});
+    edit({stanza, key, value, obfuscated, Values::keep, Lines::place});
 }
 
 bool ZPCategoryBasedCache::changeValue(char const* stanza, char const* key, unsigned int i,
@@ -140,7 +149,7 @@ bool ZPCategoryBasedCache::changeValue(char const* stanza, char const* key, unsi
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Edit const scope(*lists);
     records->changeValue(found, kind, i, value);
-    noteCompanion(found);
+    if (zpcache::namesCompanion(stanza, key)) noteCompanion(found);
     records->tidy();
     return true;
 }
@@ -152,7 +161,7 @@ bool ZPCategoryBasedCache::removeValue(char const* stanza, char const* key, unsi
     if (records->valueAt(found, kind, i).data() == nullptr) return false;
     Edit const scope(*lists);
     records->removeValue(found, kind, i);
-    noteCompanion(found);
+    if (zpcache::namesCompanion(stanza, key)) noteCompanion(found);
     records->tidy();
     return true;
 }
@@ -216,8 +225,8 @@ void ZPCategoryBasedCache::addLineComment(char const* stanza, char const* text) 
 
 void ZPCategoryBasedCache::addLineComment(char const* stanza, char const* key, char const* text) {
     Index const found = findKey(*records, stanza, key);
-    if (found == none || text == nullptr || !isStorableComment(text) ||
-        !isStorable(stanza, key, nullptr, Obfuscated::no))
+    if (found == none || text == nullptr || !isStorableComment(text) || !isStorableStanza(stanza) ||
+        !isStorableKey(key))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Edit const scope(*lists);
     records->addKeyComment(found, text);

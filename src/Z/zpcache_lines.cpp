@@ -32,7 +32,7 @@ void Records::startAppending() {
 }
 
 Index Records::adoptKey(Index stanza, std::string_view name) {
-    std::uint32_t const hash = hashName(stanzas[stanza].hash, name);
+    std::uint32_t const hash = hashName(name);
     Index const known = findHashed(stanza, name, hash);
     if (known != none) return known;
     Index const key = newKey(stanza, name, hash);

@@ -19,6 +19,9 @@
 namespace zpcache {
 
 enum class Obfuscated : bool { no, yes };
+[[nodiscard]] constexpr Obfuscated kindOf(int obfuscated) {
+    return obfuscated != 0 ? Obfuscated::yes : Obfuscated::no;
+}
 
 /// A line that the writer will produce. The lines between two blank lines are a segment; no edit
 /// adds a blank line to a stanza, so a line stays in its segment, and two lines of a stanza that
@@ -58,7 +61,6 @@ struct Key {
     char const* value;  // the first plain value; null: no plain values
     std::uint32_t nameLength;
     std::uint32_t valueLength;
-    std::uint32_t hash;
     Index stanza;
     Index line;        // its line, placed or not
     Index more;        // further plain values, a ValueList; none: no more
@@ -68,13 +70,11 @@ struct Key {
 struct Stanza {
     char const* name;
     std::uint32_t nameLength;
-    std::uint32_t hash;
     Index header;                  // its header line; none: it has no place in the file
     Index tail;                    // with a header: no key line of the stanza lies behind this line
     Index commentEnd;              // with a header: a line of the run of header and comments
     std::uint32_t blankLines;      // its blank lines
     std::uint32_t comments;        // its comment lines
-    std::uint32_t keyCount;        // its keys
     std::uint32_t obfuscatedKeys;  // those of them with obfuscated values
     Chain unplaced;                // key lines without a place in the file
     Index prev;                    // the chain of stanzas with a header, or of those without
@@ -97,6 +97,7 @@ class Records : public Allocated {
         return {keys[key].name, keys[key].nameLength};
     }
     [[nodiscard]] std::uint32_t stanzaCount() const { return stanzaTable.size(); }
+    [[nodiscard]] std::uint32_t keyCount(Index stanza) const { return keyTables[stanza].size(); }
     [[nodiscard]] std::uint32_t plainCount(Index key) const;
     [[nodiscard]] std::uint32_t obfuscatedCount(Index key) const;
     [[nodiscard]] Stanza const& stanza(Index i) const { return stanzas[i]; }
@@ -173,7 +174,7 @@ class Records : public Allocated {
     friend struct RecordsCheck;  // the tests' invariants
 
     struct NameHash {
-        std::size_t operator()(String const& name) const { return hashName(0, name); }
+        std::size_t operator()(String const& name) const { return hashName(name); }
     };
     /// Where a stanza's new keys go: made when the first one comes, dropped when lines are read.
     struct Templates {
@@ -194,12 +195,6 @@ class Records : public Allocated {
 
     template <class Visit>
     void eachValue(Index list, Visit visit) const;
-    [[nodiscard]] auto stanzaHash() const {
-        return [this](Index i) { return stanzas[i].hash; };
-    }
-    [[nodiscard]] auto keyHash() const {
-        return [this](Index i) { return keys[i].hash; };
-    }
     [[nodiscard]] bool isRecent(std::string_view stanza) const {
         return recentStanza != none && stanzaName(recentStanza) == stanza;
     }
@@ -253,7 +248,7 @@ class Records : public Allocated {
     mutable Index recentStanza = none;     // found last: programs ask for key after key of one
     mutable Place recentValue;             // found last: programs walk from value to value
     Table stanzaTable;                     // all stanzas
-    Table keyTable;                        // all keys; the stanza's hash salts theirs
+    Vector<Table> keyTables;               // by stanza, its keys: close together, as they are used
     Chain file;                            // all lines with a place, in file order
     Chain placedStanzas;                   // in the order of their headers
     Chain unplacedStanzas;                 // in the order of their coming

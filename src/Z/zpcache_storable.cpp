@@ -1,6 +1,7 @@
 // What may be stored in a stanza file: the rules that keep a file readable as what was written.
+#include "Z/zpcache_storable.h"
+
 #include "Z/ZPropertiesImpl.h"
-#include "Z/zpcache_texts.h"
 
 #include <cstring>
 #include <string_view>
@@ -8,6 +9,7 @@
 namespace {
 
 using zpcache::isSpace;
+using zpcache::Obfuscated;
 
 constexpr std::size_t brackets = 2;   // around a stanza name
 constexpr std::size_t equalsEnd = 2;  // " =" behind a key
@@ -21,24 +23,31 @@ bool fitsLine(std::size_t bytes) { return bytes <= ZPCategoryBasedCache::maxLine
 
 }  // namespace
 
-bool ZPCategoryBasedCache::isStorableStanza(char const* stanza) {
-    std::string_view const name(stanza);
+bool zpcache::isStorableStanza(std::string_view name) {
     return !name.empty() && !holds(name, ']') && !holds(name, '\n') &&
            fitsLine(name.size() + brackets);
 }
 
-bool ZPCategoryBasedCache::isStorableKey(char const* key) {
-    std::string_view const name(key);
+bool zpcache::isStorableKey(std::string_view name) {
     if (name.empty() || holds(name, '=') || holds(name, '\n')) return false;
     if (name.front() == '#' || name.front() == '[') return false;
     if (isSpace(name.front()) || isSpace(name.back())) return false;
     return fitsLine(name.size() + equalsEnd);
 }
 
+bool zpcache::isStorableValue(std::string_view key, std::string_view value, Obfuscated kind) {
+    if (kind == Obfuscated::yes) return true;
+    return !holds(value, '\n') && fitsLine(key.size() + equalsMid + value.size());
+}
+
+bool ZPCategoryBasedCache::isStorableStanza(char const* stanza) {
+    return zpcache::isStorableStanza(stanza);
+}
+
+bool ZPCategoryBasedCache::isStorableKey(char const* key) { return zpcache::isStorableKey(key); }
+
 bool ZPCategoryBasedCache::isStorableValue(char const* key, char const* value, int obfuscated) {
-    if (obfuscated != 0) return true;
-    std::string_view const text(value);
-    return !holds(text, '\n') && fitsLine(std::strlen(key) + equalsMid + text.size());
+    return zpcache::isStorableValue(key, value, zpcache::kindOf(obfuscated));
 }
 
 bool ZPCategoryBasedCache::isStorableComment(char const* text) {

@@ -12,7 +12,7 @@ namespace zpcache {
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZPropertiesImpl";
-constexpr std::size_t firstSlots = 16;
+constexpr std::size_t firstSlots = 4;
 constexpr std::size_t mostSlots = std::size_t{1} << 31;
 
 struct HashKey {
@@ -57,7 +57,13 @@ struct SipState {
 
 /// The `count` (below 8) bytes that are left, and the length in the top byte.
 std::uint64_t lastWord(char const* bytes, std::size_t count, std::size_t length) {
-    std::uint64_t word = static_cast<std::uint64_t>(length) << 56;
+    std::uint64_t const top = static_cast<std::uint64_t>(length) << 56;
+    if (count > 0 && length >= 8) {  // at once, with bytes before them that are shifted out
+        std::uint64_t word = 0;
+        std::memcpy(&word, bytes + count - sizeof word, sizeof word);
+        return top | (word >> (8 * (8 - count)));
+    }
+    std::uint64_t word = top;
     for (std::size_t i = 0; i < count; ++i)
         word |= static_cast<std::uint64_t>(static_cast<unsigned char>(bytes[i])) << (8 * i);
     return word;
@@ -65,10 +71,10 @@ std::uint64_t lastWord(char const* bytes, std::size_t count, std::size_t length)
 
 }  // namespace
 
-std::uint32_t hashName(std::uint32_t salt, std::string_view name) {
+std::uint32_t hashName(std::string_view name) {
     static HashKey const key = drawKey();
     SipState state{key.low ^ 0x736f6d6570736575, key.high ^ 0x646f72616e646f6d,
-                   key.low ^ 0x6c7967656e657261, key.high ^ 0x7465646279746573 ^ salt};
+                   key.low ^ 0x6c7967656e657261, key.high ^ 0x7465646279746573};
     char const* at = name.data();
     std::size_t left = name.size();
     for (; left >= 8; left -= 8, at += 8) {
@@ -83,12 +89,28 @@ std::uint32_t hashName(std::uint32_t salt, std::string_view name) {
     return static_cast<std::uint32_t>(state.v0 ^ state.v1 ^ state.v2 ^ state.v3);
 }
 
-Vector<std::uint32_t> Table::grow() {
+void Table::grow() {
     if (slots.size() >= mostSlots) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    Vector<std::uint32_t> fresh(std::max(firstSlots, slots.size() * 2), none);
-    slots.swap(fresh);
-    mask = static_cast<std::uint32_t>(slots.size() - 1);
-    return fresh;
+    Vector<Slot> old(std::max(firstSlots, slots.size() * 2));
+    slots.swap(old);
+    for (Slot const& entry : old) {
+        if (entry.number != none) put(entry);
+    }
+}
+
+void Table::erase(std::uint32_t hash, Index number) {
+    std::size_t gap = home(hash);
+    while (slots[gap].number != number)
+        gap = next(gap);
+    std::size_t const mask = slots.size() - 1;
+    for (std::size_t at = next(gap); slots[at].number != none; at = next(at)) {
+        if (((at - home(slots[at].hash)) & mask) < ((at - gap) & mask))
+            continue;  // would leave its run
+        slots[gap] = slots[at];
+        gap = at;
+    }
+    slots[gap] = {};
+    --count;
 }
 
 }  // namespace zpcache

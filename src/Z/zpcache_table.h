@@ -14,82 +14,72 @@ using Index = std::uint32_t;
 constexpr Index none = 0xffffffff;
 
 /// SipHash-1-3 (Aumasson, Bernstein: a fast short-input PRF) under a key drawn once per process, so
-/// that nobody can write a file whose names collide. `salt` keeps equal names of different owners
-/// apart.
-[[nodiscard]] std::uint32_t hashName(std::uint32_t salt, std::string_view name);
+/// that nobody can write a file whose names collide.
+[[nodiscard]] std::uint32_t hashName(std::string_view name);
 
-/// Finds records by hash: open addressing over 32-bit slots. A slot holds the record's number in
-/// the bits that count the slots, and in the others those bits of the hash that do not choose the
-/// slot: nearly every mismatch is seen without a look at the record.
+/// Finds records by their names: open addressing.
 ///
-/// Numbers must be smaller than the greatest count of entries so far, as a pool with a free list
-/// gives them out.
+/// A slot holds the hash of the name, so that a mismatch is seen, and the table grows, without a
+/// look at any record; and the low half of the name's address, so that the name is on its way from
+/// memory while the record that points at it still is. Of a large file, nearly all the time goes
+/// into such waiting.
 class Table {
   public:
-    /// The entry of this hash for which isWanted(number) holds; none when there is none.
+    /// The entry of this hash for which isWanted(number) holds; none when there is none. `near` is
+    /// an address whose high half is probably that of the names.
     template <class IsWanted>
-    [[nodiscard]] Index find(std::uint32_t hash, IsWanted isWanted) const {
+    [[nodiscard]] Index find(std::uint32_t hash, char const* near, IsWanted isWanted) const {
         if (slots.empty()) return none;
-        for (std::uint32_t at = hash & mask; slots[at] != none; at = (at + 1) & mask) {
-            if (((slots[at] ^ hash) & ~mask) == 0 && isWanted(slots[at] & mask))
-                return slots[at] & mask;
+        for (std::size_t at = home(hash); slots[at].number != none; at = next(at)) {
+            if (slots[at].hash != hash) continue;
+            fetch(near, slots[at].lowAddress);
+            if (isWanted(slots[at].number)) return slots[at].number;
         }
         return none;
     }
 
-    /// Makes room for one more entry; hashOf(number) gives the hash of one that is there, and
-    /// placeOf(number) tells where in memory that hash is.
-    template <class HashOf, class PlaceOf>
-    void makeRoom(HashOf hashOf, PlaceOf placeOf) {
-        if ((count + 1) * std::uint64_t{4} <= slots.size() * std::uint64_t{3}) return;
-        Vector<std::uint32_t> const old = grow();
-        std::uint32_t const oldMask = static_cast<std::uint32_t>(old.size()) - 1;
-        for (std::size_t i = 0; i < old.size(); ++i) {
-            // The records come in no order: ask for those of later slots before they are needed.
-            std::uint32_t const later = old[(i + prefetched) & oldMask];
-            if (later != none) __builtin_prefetch(placeOf(later & oldMask));
-            if (old[i] != none) put(hashOf(old[i] & oldMask), old[i] & oldMask);
-        }
+    /// Makes room for one more entry.
+    void makeRoom() {
+        if ((count + 1) * std::uint64_t{4} > slots.size() * std::uint64_t{3}) grow();
     }
     /// Enters a record that is not there; needs makeRoom() before.
-    void insert(std::uint32_t hash, Index number) {
-        put(hash, number);
+    void insert(std::uint32_t hash, Index number, char const* name) {
+        put({hash, number, static_cast<std::uint32_t>(addressOf(name))});
         ++count;
     }
-
-    /// Drops the entry of `number`, which must be there, and closes the gap behind it.
-    template <class HashOf>
-    void erase(Index number, HashOf hashOf) {
-        std::uint32_t gap = hashOf(number) & mask;
-        while ((slots[gap] & mask) != number)
-            gap = (gap + 1) & mask;
-        for (std::uint32_t at = (gap + 1) & mask; slots[at] != none; at = (at + 1) & mask) {
-            std::uint32_t const home = hashOf(slots[at] & mask) & mask;
-            if (((at - home) & mask) < ((at - gap) & mask)) continue;  // would leave its run
-            slots[gap] = slots[at];
-            gap = at;
-        }
-        slots[gap] = none;
-        --count;
-    }
+    /// Drops the entry of `number`, which must be there with this hash, and closes the gap behind
+    /// it.
+    void erase(std::uint32_t hash, Index number);
 
     [[nodiscard]] std::uint32_t size() const { return count; }
 
   private:
-    static constexpr std::size_t prefetched = 16;
+    struct Slot {
+        std::uint32_t hash = 0;
+        Index number = none;  // none: free
+        // Of the name when it was entered. It may have moved since: nobody reads what is there.
+        std::uint32_t lowAddress = 0;
+    };
 
-    /// Doubles the slots, all empty, and returns the old ones.
-    Vector<std::uint32_t> grow();
-    void put(std::uint32_t hash, Index number) {
-        std::uint32_t at = hash & mask;
-        while (slots[at] != none)
-            at = (at + 1) & mask;
-        slots[at] = (hash & ~mask) | number;
+    static std::uintptr_t addressOf(char const* text) {
+        return reinterpret_cast<std::uintptr_t>(text);
+    }
+    static void fetch(char const* near, std::uint32_t lowAddress) {
+        std::uintptr_t const highHalf = addressOf(near) & ~std::uintptr_t{0xffffffff};
+        __builtin_prefetch(reinterpret_cast<void const*>(highHalf | lowAddress));
+    }
+    [[nodiscard]] std::size_t home(std::uint32_t hash) const { return hash & (slots.size() - 1); }
+    [[nodiscard]] std::size_t next(std::size_t at) const { return (at + 1) & (slots.size() - 1); }
+    void grow();
+    void put(Slot entry) {
+        std::size_t at = home(entry.hash);
+        while (slots[at].number != none)
+            at = next(at);
+        slots[at] = entry;
     }
 
-    Vector<std::uint32_t> slots;  // none: free; a power of two of them, a quarter always free
-    std::uint32_t mask = 0;       // slots - 1
-    std::uint32_t count = 0;      // entries
+    Vector<Slot> slots;       // a power of two of them, a quarter always free; or none at all
+    std::uint32_t count = 0;  // entries
 };
 
 }  // namespace zpcache

@@ -5,20 +5,19 @@
 #include "Z/ZLCString.h"
 #include "Z/ZUTF8ConstString.h"
 #include "Z/ZUTF8String.h"
+#include "Z/zstring_ascii.h"
 
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZStringIterator";
 
-int greatestLocal() { return zgetLCSHandle() == zgetUTF8Handle() ? 0 : zlcs_mb_max(); }
-
 }  // namespace
 
 ZStringIterator::ZStringIterator(const ZLCString& text, ZLCString& character)
-    : position(text.getChars()), source(&text), target(character), mbMax(greatestLocal()) {}
+    : position(text.getChars()), source(&text), target(character), mbMax(zlcs_mb_max()) {}
 
 ZStringIterator::ZStringIterator(const ZLCConstString& text, ZLCString& character)
-    : position(text.getChars()), source(&text), target(character), mbMax(greatestLocal()) {}
+    : position(text.getChars()), source(&text), target(character), mbMax(zlcs_mb_max()) {}
 
 ZStringIterator::ZStringIterator(const ZUTF8String& text, ZUTF8String& character)
     : position(text.getChars()), source(&text), target(character), mbMax(0) {}
@@ -46,8 +45,7 @@ ZAbstractMutableString* ZStringIterator::getNext() {
 
 unsigned int ZStringIterator::characterLength() const {
     if (*position == '\0') return 0;
-    bool const isAscii = static_cast<unsigned char>(*position) < 0x80;
-    if (mbMax == 1 || (mbMax == 0 && isAscii)) return 1;
+    if (mbMax == 1 || zisAscii(*position)) return 1;
     auto const passed = static_cast<unsigned int>(position - source->getChars());
     int const size = zmblen(source->getCodesetHandle(), position, source->getLength() - passed);
     if (size < 0) zraise(ZQCSMBLenException(), sourceName, __LINE__);

@@ -44,7 +44,7 @@ class ZFC_API ZStringIterator : public ZAbstractIterator {
     const char* position;            // next character; null when the source had no text
     const ZAbstractString* source;   // the string walked; not owned
     ZAbstractMutableString& target;  // receives each character; not owned
-    int mbMax;  // greatest length of a character of the local codeset; 0 where it is UTF-8
+    int mbMax;  // greatest length of a character of the local codeset; 0 with UTF-8 strings
 };
 
 #endif

@@ -3,6 +3,7 @@
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/ZUTF8String.h"
+#include "Z/zstring_ascii.h"
 
 namespace {
 
@@ -12,6 +13,11 @@ constexpr char defaultDelimiters[] = " \t\r\n";
 using OwnedString = std::unique_ptr<ZAbstractMutableString>;
 
 bool isUtf8(const ZAbstractString& string) { return string.getCodesetHandle() == zgetUTF8Handle(); }
+
+/// Greatest length of a character when the source is in the local codeset, else 0.
+int greatestLocal(const ZAbstractString& source) {
+    return source.getCodesetHandle() == zgetLCSHandle() ? zlcs_mb_max() : 0;
+}
 
 /// An empty string of the family of `source`, once the target is known to be of it too.
 OwnedString newDelimiters(const ZAbstractString& source, const ZAbstractString& target) {
@@ -35,7 +41,7 @@ ZStringTokenizer::ZStringTokenizer(const ZAbstractString& text, ZAbstractMutable
       source(&text),
       target(token),
       delimiters(newDelimiters(text, token)),
-      mbMax(isUtf8(text) ? 0 : zlcs_mb_max()) {
+      mbMax(greatestLocal(text)) {
     delimiters->setChars(defaultDelimiters);
 }
 
@@ -45,7 +51,7 @@ ZStringTokenizer::ZStringTokenizer(const ZAbstractString& text, ZAbstractMutable
       source(&text),
       target(token),
       delimiters(newDelimiters(text, token)),
-      mbMax(isUtf8(text) ? 0 : zlcs_mb_max()) {
+      mbMax(greatestLocal(text)) {
     delimiters->setChars(delims);
     requireConverted(*delimiters, delims);
 }
@@ -97,8 +103,7 @@ unsigned int ZStringTokenizer::skipOther(const ZAbstractString& delims) const {
 /// The bytes passed, once it is sure that no malformed character stopped the walk.
 unsigned int ZStringTokenizer::checkedStop(unsigned int passed) const {
     const char* const stop = position + passed;
-    bool const isAscii = static_cast<unsigned char>(*stop) < 0x80;
-    if (mbMax == 1 || (mbMax == 0 && isAscii) || *stop == '\0') return passed;
+    if (mbMax == 1 || zisAscii(*stop)) return passed;
     auto const before = static_cast<unsigned int>(stop - source->getChars());
     if (zmblen(source->getCodesetHandle(), stop, source->getLength() - before) < 0)
         zraise(ZQCSMBLenException(), sourceName, __LINE__);

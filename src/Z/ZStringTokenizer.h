@@ -56,7 +56,7 @@ class ZFC_API ZStringTokenizer : public ZAbstractIterator {
     const ZAbstractString* source;                       // the string split; not owned
     ZAbstractMutableString& target;                      // receives each token; not owned
     std::unique_ptr<ZAbstractMutableString> delimiters;  // default set, of the source's family
-    int mbMax;  // greatest length of a character of the local codeset; 0 where it is UTF-8
+    int mbMax;  // greatest length of a character where the source is in the local codeset; else 0
 };
 
 #endif

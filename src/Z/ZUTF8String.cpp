@@ -3,6 +3,7 @@
 #include "Z/ZException.h"
 #include "Z/ZStringIterator.h"
 #include "Z/ZUTF8ConstString.h"
+#include "Z/zstring_ascii.h"
 
 #include <algorithm>
 #include <cstring>
@@ -10,8 +11,6 @@
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZUTF8String";
-
-bool isAscii(char byte) { return static_cast<unsigned char>(byte) < 0x80; }
 
 char lowerAscii(char byte) {
     return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
@@ -24,7 +23,7 @@ char upperAscii(char byte) {
 /// Maps leading ASCII in place; the place behind it.
 template <class Map>
 char* mapAscii(char* text, Map map) {
-    for (; *text != '\0' && isAscii(*text); ++text)
+    for (; *text != '\0' && zisAscii(*text); ++text)
         *text = map(*text);
     return text;
 }
@@ -65,13 +64,13 @@ ZUTF8String& ZUTF8String::upper() {
 }
 
 ZAbstractMutableString& ZUTF8String::replaceAll(const char* set, char to) {
-    if (set != nullptr && !std::all_of(set, set + strlen(set), isAscii))
+    if (set != nullptr && !std::all_of(set, set + strlen(set), zisAscii))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
     return ZAbstractMutableString::replaceAll(set, to);
 }
 
 ZAbstractMutableString& ZUTF8String::replace(char from, char to) {
-    if (!isAscii(from)) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    if (!zisAscii(from)) zraise(ZInvalidParameterException(), sourceName, __LINE__);
     return ZAbstractMutableString::replace(from, to);
 }
 

@@ -10,6 +10,7 @@
 #include "Z/ZAbstractMutableString.h"
 #include "Z/zfree.h"
 #include "Z/zsnprintf.h"
+#include "Z/zstring_ascii.h"
 
 void ZAbstractMutableString::appendGrowing(const char* bytes, unsigned int count) {
     unsigned int const newLength = checkedLength(std::uint64_t{length} + count);
@@ -80,8 +81,8 @@ bool ZAbstractMutableString::bytesAreCharacters() const {
 /// Whether the byte is white space by itself; part of a UTF-8 character never is, whatever the
 /// process's locale takes it for.
 bool ZAbstractMutableString::isSpaceByte(char byte) const {
-    auto const code = static_cast<unsigned char>(byte);
-    return isspace(code) != 0 && (code < 0x80 || getCodesetHandle() != utf8Handle());
+    bool const isSpace = isspace(static_cast<unsigned char>(byte)) != 0;
+    return isSpace && (zisAscii(byte) || getCodesetHandle() != utf8Handle());
 }
 
 /// Offset of the first character that is no white space.

@@ -1,18 +1,38 @@
-#include "Z/zasprintf.h"
-#include "support/formatting.h"
-
+// link: static
+// wrap: malloc,realloc
+// What is deliberately not the C library's, sizes, numbered arguments, contexts and memory.
 #include <gtest/gtest.h>
 
-#include <cfloat>
+#include <algorithm>
 #include <climits>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "Z/zasprintf.h"
+#include "qcs/qcs.h"
+#include "support/formatting.h"
+
 using testsupport::formatted;
+
+namespace {
+int allocationsLeft = INT_MAX;  // until malloc and realloc fail
+
+bool allocates() { return allocationsLeft > 0 && allocationsLeft-- > 0; }
+}  // namespace
+
+extern "C" {
+void* __real_malloc(std::size_t size);
+void* __real_realloc(void* block, std::size_t size);
+void* __wrap_malloc(std::size_t size);
+void* __wrap_realloc(void* block, std::size_t size);
+
+void* __wrap_malloc(std::size_t size) { return allocates() ? __real_malloc(size) : nullptr; }
+void* __wrap_realloc(void* block, std::size_t size) {
+    return allocates() ? __real_realloc(block, size) : nullptr;
+}
+}
 
 namespace {
 
@@ -25,8 +45,7 @@ TEST(FormatTest, DiffersFromTheCLibraryWhereItIsMeant) {
     EXPECT_EQ(formatted("%08.2f", 1.5), "    1.50") << "a precision ends zero filling";
     EXPECT_EQ(formatted("%0*.*f", 8, -1, 1.5), "1.500000");
     EXPECT_EQ(formatted("%.d|%08.d", 0, 5), "0|00000005") << "a dot alone is no precision";
-    EXPECT_EQ(formatted("%.s", "abc"), "abc");
-    EXPECT_EQ(formatted("%.f", 0.5), "0.500000");
+    EXPECT_EQ(formatted("%.s|%.f", "abc", 0.5), "abc|0.500000");
     EXPECT_EQ(formatted("%#o %#.5o %#.1o", 8, 8, 8), "010 000010 010");
     EXPECT_EQ(formatted("%#x|%#.0o|%.0d|%5.0d|%+.0d", 0, 0, 0, 0, 0), "0|||     |+");
     EXPECT_EQ(formatted("%-5%|%3%|%05%|%.3%"), "%    |  %|    %|%");
@@ -38,12 +57,11 @@ TEST(FormatTest, DiffersFromTheCLibraryWhereItIsMeant) {
 TEST(FormatTest, AddressShowsAllItsBits) {
     auto* const address = reinterpret_cast<void*>(UINTPTR_MAX - 0xF);
     std::string const digits(2 * sizeof(void*) - 1, 'f');
-    EXPECT_EQ(formatted("%p", address), "0x" + digits + "0");
     EXPECT_EQ(formatted("%-22p|", address),
               "0x" + digits + "0" + std::string(20 - 2 * sizeof(void*), ' ') + "|");
     auto* const small = reinterpret_cast<void*>(0xAB);
-    EXPECT_EQ(formatted("%p %8p %8.3p %.4p", small, small, small, small),
-              "0xab 0x0000ab 0x0000ab 0x00ab");
+    EXPECT_EQ(formatted("%p %8p %8.3p %8.*p %.4p", small, small, small, 3, small, small),
+              "0xab 0x0000ab 0x0000ab 0x0000ab 0x00ab");
     EXPECT_EQ(formatted("<%p> %.1p", nullptr, nullptr), "<> 0") << "null has no digits";
 }
 
@@ -71,16 +89,17 @@ TEST(FormatTest, NumbersAboveIntMaxAreErrors) {
     EXPECT_EQ(zsnprintf(nullptr, 0, "%2147483647d", 1), INT_MAX);
     EXPECT_EQ(zsnprintf(nullptr, 0, "%-*d", INT_MIN + 1, 1), INT_MAX);
     EXPECT_EQ(zsnprintf(nullptr, 0, "%2147483646sx", "y"), INT_MAX);
+    EXPECT_EQ(zsnprintf(nullptr, 0, "%.2147483640f", 0.5), 2147483642);
+    EXPECT_EQ(zsnprintf(nullptr, 0, "%.2147483641e", 0.5), INT_MAX);
+    EXPECT_EQ(zsnprintf(nullptr, 0, "%2147483647f", 0.5), INT_MAX);
+    EXPECT_EQ(zsnprintf(nullptr, 0, "%.2147483647f", 0.5), -1);
 }
 
 TEST(FormatTest, TextIsNotReadBeyondItsPrecision) {
-    auto const unterminated = std::make_unique<char[]>(3);  // the address sanitizer guards its end
-    std::copy_n("abc", 3, unterminated.get());
-    EXPECT_EQ(formatted("%.3s|%.2s|%.*s", unterminated.get(), unterminated.get(), 0, nullptr),
-              "abc|ab|");
-    auto const wide = std::make_unique<ZWideChar[]>(2);
-    std::copy_n(wideText, 2, wide.get());
-    EXPECT_EQ(formatted("%.3S|%.0S", wide.get(), wide.get()), "äb|");
+    std::vector<char> const text{'a', 'b', 'c'};  // the address sanitizer guards its end
+    EXPECT_EQ(formatted("%.3s|%.2s|%.*s", text.data(), text.data(), 0, nullptr), "abc|ab|");
+    std::vector<ZWideChar> const wide(wideText, wideText + 2);
+    EXPECT_EQ(formatted("%.3S|%.0S", wide.data(), wide.data()), "äb|");
 }
 
 TEST(FormatTest, WideTextIsConverted) {
@@ -115,52 +134,30 @@ void checkAllSizes(std::string const& whole, std::vector<std::size_t> const& noC
 TEST(FormatTest, MeasuresTheSameAsItWrites) {
     checkAllSizes("abc=   -42,0x0000ff;1.500000e+00 tail", {}, "%s=%6d,%#08x;%e tail", "abc", -42,
                   255, 1.5);
-    checkAllSizes("[    x][7    ][%]", {}, "[%5c][%-5d][%%]", 'x', 7);
-    checkAllSizes("<" + std::string(narrowText) + "  |tail>", {2, 5, 6}, "<%-9S|tail>", wideText);
+    checkAllSizes("<" + std::string(narrowText) + "  |[    x]>", {2, 5, 6}, "<%-9S|[%5c]>",
+                  wideText, 'x');
     checkAllSizes(std::string("ab \xE2\x82\xAC!"), {4, 5}, "ab%4C!", 0x20AC);
-    checkAllSizes(std::string(700, '0').replace(699, 1, "1"), {}, "%0700d", 1);
     EXPECT_EQ(zsnprintf(nullptr, 100, "%d", 12345), 5) << "without a buffer there is no room";
     char untouched = '?';
     EXPECT_EQ(zsnprintf(&untouched, -1, "%d", 12345), 5);
     EXPECT_EQ(untouched, '?');
 }
 
-template <class Value>
-std::string fromCLibrary(char const* format, Value value) {
-    std::string room(60000, '?');
-    return room.substr(0,
-                       static_cast<std::size_t>(snprintf(room.data(), room.size(), format, value)));
-}
-
-// Far beyond the digits that a value has, the engine adds the zeros and blanks itself.
-TEST(FormatTest, FloatingTextOfAnyLengthIsWhole) {
-    for (char const* format :
-         {"%.1000f", "%3000.1f", "%.25000f|", "%.25000e|", "%#.25000g|", "%.25000g|",
-          "%-30000.25000f|", "%+30000f|", "%030000f|", "%0-30000g|"})
-        for (double const value : {0.1, -1e300, 0.0, -5e-324, HUGE_VAL, -double(NAN)})
-            EXPECT_EQ(formatted(format, value), fromCLibrary(format, value)) << format << value;
-    EXPECT_EQ(formatted("% 25000.2Lf", LDBL_MAX), fromCLibrary("% 25000.2Lf", LDBL_MAX));
-    EXPECT_EQ(zsnprintf(nullptr, 0, "%.2147483640f", 0.5), 2147483642);
-    EXPECT_EQ(zsnprintf(nullptr, 0, "%.2147483641e", 0.5), INT_MAX);
-    EXPECT_EQ(zsnprintf(nullptr, 0, "%2147483647f", 0.5), INT_MAX);
-    EXPECT_EQ(zsnprintf(nullptr, 0, "%.2147483647f", 0.5), -1);
-}
-
 /// What the allocating functions make, "<null>" for an error. An old value is never left.
 template <class... Args>
 std::string allocated(char const* format, Args... args) {
-    std::string texts[2];
+    std::string result;
     char mark = 'm';
     for (auto* function : {&zsprintf, &zasprintf}) {
         char* text = &mark;
         int const length = function(&text, format, args...);
-        std::string& result = texts[function == &zasprintf];
-        result = text == nullptr ? "<null>" : text;
-        EXPECT_EQ(length, text == nullptr ? -1 : static_cast<int>(result.size())) << format;
+        std::string const made = text == nullptr ? "<null>" : text;
+        EXPECT_EQ(length, text == nullptr ? -1 : static_cast<int>(made.size())) << format;
         function == &zasprintf ? zasprintf_free(text) : std::free(text);
+        EXPECT_TRUE(result.empty() || made == result);
+        result = made;
     }
-    EXPECT_EQ(texts[0], texts[1]);
-    return texts[0];
+    return result;
 }
 
 TEST(FormatTest, AllocatesWhatTheTextNeeds) {
@@ -168,15 +165,119 @@ TEST(FormatTest, AllocatesWhatTheTextNeeds) {
     for (int const width : {3, 510, 511, 512, 513, 100000})
         EXPECT_EQ(allocated("%*c", width, 'x'),
                   std::string(static_cast<std::size_t>(width) - 1, ' ') + "x");
-    EXPECT_EQ(allocated("%y"), "<null>");
-    EXPECT_EQ(allocated("%C", 0xD800), "<null>");
-    EXPECT_EQ(allocated(nullptr), "<null>");
-    EXPECT_EQ(zsprintf(nullptr, "x"), -1);
-    EXPECT_EQ(zasprintf(nullptr, "x"), -1);
-    char* text = nullptr;
-    EXPECT_EQ(zvsprintf(&text, "x", nullptr), -1);
-    EXPECT_EQ(zvasprintf(&text, "x", nullptr), -1);
+    for (char const* format : {"%y", "%C", static_cast<char const*>(nullptr)})
+        EXPECT_EQ(allocated(format, 0xD800), "<null>");
+    for (auto* function : {&zvsprintf, &zvasprintf}) {
+        char* text = nullptr;
+        EXPECT_EQ(function(&text, "x", nullptr), -1);
+    }
+    EXPECT_EQ(zsprintf(nullptr, "x") + zasprintf(nullptr, "x"), -2);
     zasprintf_free(nullptr);
+}
+
+TEST(FormatArgumentsTest, AreTakenByTheirNumbersOrFollowTheLastTaken) {
+    EXPECT_EQ(formatted("%2$s %1$s %s", "a", "b"), "b a b");
+    EXPECT_EQ(formatted("%s %1$s %s", "a", "b"), "a a b");
+    EXPECT_EQ(formatted("%1$*2$d|%1$-*2$.*3$d|", 7, 5, 3), "    7|007  |");
+    EXPECT_EQ(formatted("%2$d %3$s %1$Lf", 1.5L, 2, "three"), "2 three 1.500000");
+    EXPECT_EQ(formatted("%1$d %*d", 1, 4, 2), "1    2");
+    EXPECT_EQ(formatted("%1$*d|", 7, 9), "      7|") << "the plain * takes 1 as well";
+    EXPECT_EQ(formatted("%2147483647$%%1$s%*%|", "a", 3), "%a  %|") << "%% takes no argument";
+    for (char const* gap :
+         {"%2$d", "%3$d %1$d", "%s %2$s", "%2$s %s", "%1$*3$d", "%1$d %2147483647$d"})
+        EXPECT_EQ(formatted(gap, "a", "b", "c", "d"), "<error>") << gap;
+}
+
+TEST(FormatArgumentsTest, UsedTwiceAgreeOrConvert) {
+    EXPECT_EQ(formatted("%1$d %1$u %1$hd %1$hx %1$c", 65601), "65601 65601 65 41 A");
+    EXPECT_EQ(formatted("%1$d %1$u %1$llx", -1), "-1 4294967295 ffffffffffffffff");
+    EXPECT_EQ(formatted("%1$lld %1$d", (1LL << 40) + 3), "1099511627779 3");
+    EXPECT_EQ(formatted("%1$u%1$*1$d|", 3U), "3  3|");
+    EXPECT_EQ(formatted("%1$f %1$g", 1.5), "1.500000 1.5");
+    static char const shown[] = "text";
+    EXPECT_EQ(formatted("%1$p %1$s %1$p", shown), formatted("%p %s %p", shown, shown, shown));
+    for (char const* format : {"%1$s %1$d", "%1$d %1$s", "%1$p %1$d", "%1$s %1$S", "%1$p %1$s %1$S",
+                               "%1$f %1$d", "%1$d %1$f", "%1$f %1$Lf", "%1$s%1$*1$s"})
+        EXPECT_EQ(formatted(format, "a"), "<error>") << format;
+}
+
+std::string rendered(ZFormatContext const& ctx) {
+    char room[256];
+    int const length = zvsnprintf_render(&ctx, room, sizeof(room));
+    return length < 0 ? "<error>" : std::string(room, static_cast<std::size_t>(length));
+}
+
+/// Parses, renders twice, and finishes twice.
+std::string throughContext(ZCodesetHandle codeset, char const* format, ...) {
+    ZFormatContext ctx;
+    va_list list;
+    va_start(list, format);
+    EXPECT_EQ(zvsnprintf_parse(&ctx, codeset, format, list), 0);
+    va_end(list);
+    std::string const text = rendered(ctx);
+    EXPECT_EQ(rendered(ctx), text);
+    for (int i = 0; i < 2; ++i) {
+        zvsnprintf_done(&ctx);
+        EXPECT_EQ(ctx.specs, ctx.inlineSpecs);
+        EXPECT_EQ(ctx.args, ctx.inlineArgs);
+        EXPECT_EQ(rendered(ctx), format) << "without specifications";
+    }
+    return text;
+}
+
+TEST(FormatContextTest, IsRenderedAsOftenAsWantedInItsOwnCodeset) {
+    EXPECT_EQ(throughContext(zgetLCSHandle(), "%%%10$d %9$d%8$d%7$d%6$d%5$d%4$d%3$d%2$d%1$d", 1, 2,
+                             3, 4, 5, 6, 7, 8, 9, 10),
+              "%10 987654321");
+    constexpr ZWideChar katakana[] = {0x30A2, 'x', 0};
+    EXPECT_EQ(throughContext(qcs_cs_new("Shift_JIS"), "%4S|%.1S|%C", katakana, katakana, 0x30A2),
+              " \x83\x41x||\x83\x41");
+    ZCodesetHandle const latin = qcs_cs_new("ISO8859-1");
+    EXPECT_EQ(throughContext(latin, "%S", katakana), "<error>");
+    EXPECT_EQ(throughContext(latin, "%C", 0xE4), "\xE4");
+    zvsnprintf_done(nullptr);
+}
+
+/// How many of `allowed` allocations a format takes; -1 when they do not suffice.
+int allocationsOf(char const* format, int allowed) {
+    allocationsLeft = allowed;
+    int const length = zsnprintf(nullptr, 0, format, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11);
+    int const taken = allowed - allocationsLeft;
+    allocationsLeft = INT_MAX;
+    return length < 0 ? -1 : taken;
+}
+
+TEST(FormatMemoryTest, HoldsTenSpecificationsAndNineArgumentsInline) {
+    zgetLCSHandle();
+    EXPECT_EQ(allocationsOf("%d%d%d%d%d%d%d%d%d%%", 0), 0);
+    EXPECT_EQ(allocationsOf("%*.*d%*.*d%*.*d", 0), 0);
+    EXPECT_EQ(allocationsOf("%%%%%%%%%%%%%%%%%%%%%%", 9), 1) << "an eleventh specification";
+    EXPECT_EQ(allocationsOf("%d%d%d%d%d%d%d%d%d%d", 9), 1) << "a tenth argument";
+    for (int const tooFew : {0, 1})
+        EXPECT_EQ(allocationsOf("%d%d%d%d%d%d%d%d%d%d%d", tooFew), -1);
+    for (auto* function : {&zsprintf, &zasprintf}) {
+        char mark = 0;
+        char* text = &mark;
+        allocationsLeft = 0;
+        int const length = function(&text, "%d", 1);
+        allocationsLeft = INT_MAX;
+        EXPECT_TRUE(length == -1 && text == nullptr);
+    }
+}
+
+TEST(FormatMemoryTest, HoldsManyAndFreesThemWhenParsingFails) {
+    std::string format;
+    std::string expected;
+    for (int i = 0; i < 1000; ++i) {
+        format += "%1$d,%2$s;";
+        expected += "7,x;";
+    }
+    EXPECT_EQ(formatted(format.c_str(), 7, "x"), expected);
+    EXPECT_EQ(formatted("%d%d%d%d%d%d%d%d%d%d%d%s%g", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, "x", 0.5),
+              "1234567891011x0.5");
+    // The leak check sees to the rest.
+    EXPECT_EQ(formatted("%d%d%d%d%d%d%d%d%d%d%d%y"), "<error>");
+    EXPECT_EQ(formatted("%1$d%2$d%3$d%4$d%5$d%6$d%7$d%8$d%9$d%10$d%11$d%12$d%1$s"), "<error>");
 }
 
 }  // namespace

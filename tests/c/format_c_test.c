@@ -13,26 +13,18 @@ static void expect(int isGood, const char* what) {
     ++failures;
 }
 
-static int throughList(char* out, int size, const char* format, ...) {
-    va_list list;
-    int length;
-    va_start(list, format);
-    length = zvsnprintf(out, size, format, list);
-    va_end(list);
-    return length;
-}
-
-static void testContext(const char* format, ...) {
+static void throughLists(const char* format, ...) {
     ZFormatContext ctx;
     char room[16];
     va_list list;
     va_start(list, format);
     expect(zvsnprintf_parse(&ctx, zgetLCSHandle(), format, list) == 0, "parse");
     va_end(list);
-    expect(zvsnprintf_render(&ctx, NULL, 0) == 5, "measure");
-    expect(zvsnprintf_render(&ctx, room, (int)sizeof(room)) == 5, "write");
-    expect(strcmp(room, "0x2a!") == 0, "rendered text");
+    expect(zvsnprintf_render(&ctx, room, 4) == 5 && strcmp(room, "0x2") == 0, "render");
     zvsnprintf_done(&ctx);
+    va_start(list, format);
+    expect(zvsnprintf(room, 16, format, list) == 5 && strcmp(room, "0x2a!") == 0, "zvsnprintf");
+    va_end(list);
 }
 
 int main(void) {
@@ -41,12 +33,8 @@ int main(void) {
     char* text = NULL;
     expect(zsnprintf(room, (int)sizeof(room), "%S|%5.1f|%d", wide, 2.25, -3) == 13, "zsnprintf");
     expect(strcmp(room, "\xE2\x82\xACx|  2.2|-3") == 0, "text of zsnprintf");
-    expect(throughList(room, 4, "%s", "abcdef") == 6, "zvsnprintf");
-    expect(strcmp(room, "abc") == 0, "text of zvsnprintf");
-    expect(zasprintf(&text, "%2$s %1$s", "a", "b") == 3, "zasprintf");
-    expect(text != NULL && strcmp(text, "b a") == 0, "text of zasprintf");
+    expect(zasprintf(&text, "%2$s %1$s", "a", "b") == 3 && strcmp(text, "b a") == 0, "zasprintf");
     zasprintf_free(text);
-    expect(zasprintf(&text, "%n") == -1 && text == NULL, "failing zasprintf");
-    testContext("%#x!", 42U);
+    throughLists("%#x!", 42U);
     return failures;
 }

@@ -1,5 +1,6 @@
 #include "support/codesets.h"
 
+#include <cerrno>
 #include <cstdlib>
 
 namespace testsupport {
@@ -9,8 +10,6 @@ Iconv::Iconv(const std::string& to, const std::string& from)
     if (descriptor == reinterpret_cast<iconv_t>(-1)) abort();  // a wrong name in a test
 }
 
-Iconv::~Iconv() { iconv_close(descriptor); }
-
 std::optional<std::string> Iconv::convert(const std::string& text) {
     std::string result(text.size() * 4 + 16, '\0');
     char* in = const_cast<char*>(text.data());
@@ -19,6 +18,7 @@ std::optional<std::string> Iconv::convert(const std::string& text) {
     std::size_t outLen = result.size();
     auto const failed = static_cast<std::size_t>(-1);
     bool const converted = iconv(descriptor, &in, &inLen, &out, &outLen) != failed;
+    cutOff = !converted && errno == EINVAL;
     bool const finished = iconv(descriptor, nullptr, nullptr, &out, &outLen) != failed;
     result.resize(result.size() - outLen);
     if (!converted || !finished) return std::nullopt;

@@ -1,4 +1,4 @@
-/// The system's iconv as an oracle for single characters, and handles for tests.
+/// The system's iconv as an oracle for single characters.
 #ifndef ZFC_TESTS_SUPPORT_CODESETS_H
 #define ZFC_TESTS_SUPPORT_CODESETS_H
 
@@ -13,15 +13,18 @@ namespace testsupport {
 class Iconv {
   public:
     Iconv(const std::string& to, const std::string& from);
-    ~Iconv();
+    ~Iconv() { iconv_close(descriptor); }
     Iconv(const Iconv&) = delete;
     Iconv& operator=(const Iconv&) = delete;
 
     /// The converted text; nothing when iconv takes it for malformed, cut off or not convertible.
     [[nodiscard]] std::optional<std::string> convert(const std::string& text);
+    /// Whether the last text failed only because it was cut off.
+    [[nodiscard]] bool wasCutOff() const { return cutOff; }
 
   private:
     iconv_t descriptor;
+    bool cutOff = false;
 };
 
 /// A code point in UTF-8, written without the library.

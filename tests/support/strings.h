@@ -1,15 +1,12 @@
-/// What holds for every string, and bodies that run in a process of another locale.
+/// What holds for every string.
 #ifndef ZFC_TESTS_SUPPORT_STRINGS_H
 #define ZFC_TESTS_SUPPORT_STRINGS_H
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <functional>
 #include <string>
 
 #include "Z/ZAbstractMutableString.h"
-#include "support/processes.h"
 
 namespace testsupport {
 
@@ -27,16 +24,6 @@ inline void checkString(const ZAbstractMutableString& string) {
     EXPECT_LE(string.getLength(), string.getCapacity());
     EXPECT_GE(string.getCapacity(), ZAbstractMutableString::getDefaultLength());
     EXPECT_EQ(isInside, string.getCapacity() == ZAbstractMutableString::getDefaultLength());
-}
-
-/// Runs expectations in a child whose environment names `locale`; true when all held. The library
-/// takes its codeset from the environment once, so this process must not have used it before.
-[[nodiscard]] inline bool holdsUnder(const char* locale, const std::function<void()>& body) {
-    return inChild([&] {
-               setenv("LC_ALL", locale, 1);
-               body();
-               return testing::Test::HasFailure() ? 1 : 0;
-           }) == 0;
 }
 
 }  // namespace testsupport

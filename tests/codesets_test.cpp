@@ -1,0 +1,341 @@
+// The process's codesets, and strings and conversions in them. Nothing in this process uses the
+// library: every body runs in a child with a codeset of its own.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <clocale>
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "Z/ZBuffer.h"
+#include "Z/ZException.h"
+#include "Z/ZGetLocale.h"
+#include "Z/ZLCConstString.h"
+#include "Z/ZLCString.h"
+#include "Z/ZMessage.h"
+#include "Z/ZQCSUTF8Converter.h"
+#include "Z/ZStringTokenizer.h"
+#include "Z/ZUTF8ConstString.h"
+#include "Z/ZUTF8String.h"
+#include "Z/zqcsutil.h"
+#include "support/processes.h"
+#include "support/strings.h"
+
+namespace {
+
+using Body = std::function<void()>;
+using testsupport::bytesOf;
+using testsupport::checkString;
+
+constexpr char latin1[] = "en_US.ISO8859-1";
+constexpr char shiftJis[] = "ja_JP.SJIS";
+constexpr char eucJp[] = "ja_JP.eucJP";
+
+/// Runs expectations in a child whose environment names `locale`, and `directory` as the data
+/// directory unless it is null.
+testsupport::Captured inLocale(const char* locale, const char* directory, const Body& body) {
+    return testsupport::captureChild([&] {
+        setenv("LC_ALL", locale, 1);
+        directory == nullptr ? unsetenv("QCSDIR") : setenv("QCSDIR", directory, 1);
+        body();
+        return testing::Test::HasFailure() ? 1 : 0;
+    });
+}
+
+/// Expects that all holds in the child, and nothing is reported.
+void holdsUnder(const char* locale, const Body& body) {
+    auto const child = inLocale(locale, getenv("QCSDIR"), body);
+    EXPECT_EQ(child.status, 0) << locale << child.out;
+    EXPECT_EQ(child.err, "") << locale;
+}
+
+int occurrences(const std::string& text, const std::string& sub) {
+    int count = 0;
+    for (auto at = text.find(sub); at != std::string::npos; at = text.find(sub, at + 1))
+        ++count;
+    return count;
+}
+
+constexpr char noDirectory[] = "The QCSDIR environment variable is not set.";
+
+TEST(CodesetSetUpTest, TakesTheCodesetOfTheEnvironment) {
+    struct {
+        const char *locale, *name, *codeset;
+        int greatest;
+    } const rows[] = {{"C.UTF-8", "C.UTF-8", "UTF-8", 4},
+                      {"C", "C", "US-ASCII", 1},
+                      {"xx_XX.eucJP", "xx_XX.EUC-JP", "EUC-JP", 3},
+                      {"xx_XX", "xx_XX", "US-ASCII", 1}};
+    for (auto const& row : rows) {
+        holdsUnder(row.locale, [&] {
+            EXPECT_STREQ(zgetlocale(), row.name);
+            EXPECT_STREQ(zgetLocalCodesetName(), row.codeset);
+            EXPECT_EQ(zlcs_mb_max(), row.greatest);
+            EXPECT_EQ(zgetLCSHandle() == zgetUTF8Handle(), row.greatest == 4);
+            if (row.greatest == 4) {
+                EXPECT_STREQ(setlocale(LC_ALL, nullptr), "C.UTF-8");
+            }
+            ZUTF8String name("left over");
+            EXPECT_EQ(ZGetLocale(name), 0);
+            EXPECT_STREQ(name, row.name);
+        });
+    }
+}
+
+TEST(NoCodesetTest, IsReportedOnceAndAborts) {
+    struct {
+        const char *locale, *directory;
+        Body body;
+        std::string exception, message;
+    } const rows[] = {
+        {"C.UTF-8", nullptr, [] { zgetLCSHandle(); }, "ZNoQCSEnvironmentException", noDirectory},
+        {"C.UTF-8", nullptr, [] { zgetUTF8Handle(); }, "ZNoQCSEnvironmentException", noDirectory},
+        {"C.UTF-8", nullptr, [] { zlcs_mb_max(); }, "ZNoQCSEnvironmentException", noDirectory},
+        {"C.UTF-8", nullptr, [] { ZLCString("text"); }, "ZNoQCSEnvironmentException", noDirectory},
+        {"xx_XX.UTF-16", "/some/dir", [] { ZLCString("text").append('x'); }, "ZCodesetException",
+         "Codeset handle create failed for codeset \"UTF-16\".  QCSDIR is \"/some/dir\""},
+        {"xx_XX.a-codeset-whose-name-is-beyond-all-measure", "/tmp", [] { zgetLCSHandle(); },
+         "ZCodesetException",  // reported without it
+         "Codeset handle create failed for codeset \"\".  QCSDIR is \"/tmp\""},
+    };
+    for (auto const& row : rows) {
+        auto const child = inLocale(row.locale, row.directory, row.body);
+        EXPECT_EQ(child.status, -SIGABRT);
+        EXPECT_EQ(occurrences(child.err, "Exception: "), 1) << child.err;
+        std::string const start = row.exception + "\n File: \"src/Z/zqcsutil\" ";
+        EXPECT_EQ(occurrences(child.err, "Exception: " + start), 1) << child.err;
+        EXPECT_EQ(occurrences(child.err, row.message), 1) << child.err;
+    }
+}
+
+TEST(NoCodesetTest, NameGettersReportAndReturnNullAndNothingIsConverted) {
+    auto const child = inLocale("C.UTF-8", nullptr, [] {
+        std::array<char, 4> room{};
+        for (auto* const convert : {zlcs_to_utf8, zlcs_from_utf8}) {
+            EXPECT_EQ(convert("a", 1, room.data(), 0), 0);
+            EXPECT_EQ(convert("a", 0, room.data(), 4), 0);
+            EXPECT_EQ(convert(nullptr, 1, room.data(), 4), 0);
+            EXPECT_EQ(convert("a", 1, nullptr, 4), 0);
+        }
+        zset_cs_dir("/tmp");  // does not stand in for it
+        EXPECT_EQ(zgetLocalCodesetName(), nullptr);
+        EXPECT_EQ(zgetlocale(), nullptr);
+    });
+    EXPECT_EQ(child.status, 0) << child.out;
+    EXPECT_EQ(occurrences(child.err, noDirectory), 2) << "each call reports: " << child.err;
+}
+
+/// A service that works with strings while it reports.
+class StringyService : public ZDefaultMessageService {
+  public:
+    void outputException(ZZException const* e, va_list) const override {
+        ZLCString text("report of ");
+        text.append(e->getName());
+        text.upper();
+        fprintf(stderr, "%s: %u\n", text.getChars(), zgetLCSHandle());
+    }
+};
+
+TEST(NoCodesetTest, LeavesStringsUsableWhileItIsReported) {
+    auto const child = inLocale("xx_XX.nosuchset", "/tmp", [] {
+        static StringyService const service;
+        ZMessageService::setMessageService(&service);
+        EXPECT_EQ(zgetLocalCodesetName(), nullptr);
+        EXPECT_EQ(zgetlocale(), nullptr);
+    });
+    EXPECT_EQ(child.status, 0) << child.out;
+    EXPECT_EQ(occurrences(child.err, "report of ZCodesetException: 0\n"), 2) << child.err;
+}
+
+TEST(DirectoryTest, TheChosenOneGoesBeforeTheEnvironments) {
+    testsupport::TempDir const chosen;
+    testsupport::writeFile(chosen.file("aliases"), "codeset house-set KOI8-R\n");
+    holdsUnder("xx_XX.House-Set", [&] {
+        zset_cs_dir(chosen.path().c_str());
+        zset_cs_dir(nullptr);
+        EXPECT_STREQ(zgetLocalCodesetName(), "KOI8-R");
+    });
+}
+
+TEST(LocalCodesetTest, ConvertsWithinItsRoomAndTakesEveryByteForACharacter) {
+    holdsUnder("xx_XX.ISO8859-15", [] {
+        std::array<char, 8> room{};
+        EXPECT_EQ(zlcs_to_utf8("\xA4", 2, room.data(), 8), 4);
+        EXPECT_STREQ(room.data(), "€");
+        EXPECT_EQ(zlcs_from_utf8("€", 4, room.data(), 2), 2);
+        EXPECT_STREQ(room.data(), "\xA4");
+        EXPECT_EQ(zlcs_from_utf8("日", 3, room.data(), 8), -1);
+        EXPECT_EQ(zlcs_to_utf8("\xA4\xA4", 2, room.data(), 5), -1);
+    });
+    holdsUnder("C", [] {
+        ZCodesetHandle const local = zgetLCSHandle();
+        EXPECT_EQ(zmblen(local, "\xE9", 1), 1);
+        EXPECT_EQ(zmblen(local, "", 1) + zmblen(local, "a", 0), 0);
+        EXPECT_EQ(zstrcount(local, "café!"), 6);
+        EXPECT_EQ(zmblen(zgetUTF8Handle(), "\xE9", 1), -1);
+    });
+}
+
+TEST(StringCodesetTest, ConvertsBetweenTheFamilies) {
+    struct {
+        const char *locale, *local, *utf8;
+    } const rows[] = {
+        {latin1, "a\xE9z", "a\xC3\xA9z"},
+        {shiftJis, "\x83\x5C\xB1!", "\xE3\x82\xBD\xEF\xBD\xB1!"},
+        {eucJp, "\xC6\xFC\x8F\xB0\xA1", "\xE6\x97\xA5\xE4\xB8\x82"},
+        {"C.UTF-8", "a\xC3\xA9z", "a\xC3\xA9z"},
+        {"C", "abc", "abc"},
+    };
+    for (auto const& row : rows) {
+        holdsUnder(row.locale, [&] {
+            ZLCString const local(row.local);
+            ZUTF8String const utf8(row.utf8);
+            EXPECT_STREQ(ZUTF8String(local), row.utf8);
+            EXPECT_STREQ(ZLCString(utf8), row.local);
+            EXPECT_STREQ(ZUTF8String(ZLCConstString(row.local)), row.utf8);
+            EXPECT_STREQ(ZLCString(ZUTF8ConstString(row.utf8)), row.local);
+            ZLCString assigned("before");
+            ZAbstractMutableString& unknown = assigned;
+            unknown = static_cast<const ZAbstractMutableString&>(utf8);
+            EXPECT_STREQ(assigned, row.local);
+            EXPECT_EQ(local.compare(utf8), 0);
+            EXPECT_EQ(ZLCConstString(local).compare(utf8), 0);
+            EXPECT_TRUE(ZUTF8ConstString(utf8) == local);
+            EXPECT_EQ(utf8.equals(local), strcmp(row.local, row.utf8) == 0);
+        });
+    }
+}
+
+TEST(StringCodesetTest, ReservesByTheLengthOfTheSource) {
+    holdsUnder(latin1, [] {
+        std::string const text(100, '\xE9');
+        ZLCString const local(text.c_str());
+        ZUTF8String utf8(local);
+        EXPECT_EQ(utf8.getCapacity(), 301U);
+        EXPECT_EQ(utf8.getLength(), 200U);
+        ZLCString const back(utf8);
+        EXPECT_EQ(back.getCapacity(), 401U);
+        EXPECT_EQ(bytesOf(back), text);
+        utf8 = text.c_str();
+        utf8 = ZLCConstString(utf8.getChars());  // a view of itself
+        EXPECT_EQ(utf8.getCharCount(), 100);
+        checkString(utf8);
+        checkString(back);
+    });
+}
+
+TEST(StringCodesetTest, IsEmptyWhereNothingComesOver) {
+    holdsUnder(latin1, [] {
+        ZLCString string("before");
+        string.convertFromCodeSet(ZUTF8String());
+        EXPECT_STREQ(string, "before");
+        ZLCConstString view("before");
+        for (const char* const text : {"euro €", "broken \xC3", ""}) {
+            string = "before";
+            string = ZUTF8String(text);
+            EXPECT_STREQ(string, "");
+            // What is not converted is still something else than an empty string.
+            EXPECT_EQ(string.compare(ZUTF8String(text)) == 0, *text == '\0');
+            view = ZUTF8ConstString(text);
+            EXPECT_STREQ(view, "before") << "a view refuses another codeset silently";
+        }
+        EXPECT_NE(ZUTF8String("euro €").compare(ZLCString("euro ")), 0);
+    });
+}
+
+TEST(StringCodesetTest, IsSetUpByFirstStringsOfSeveralThreads) {
+    holdsUnder(latin1, [] {
+        std::array<std::thread, 8> threads;
+        for (auto& thread : threads)
+            thread = std::thread([] { EXPECT_STREQ(ZLCString(ZUTF8String("é")), "\xE9"); });
+        for (auto& thread : threads)
+            thread.join();
+    });
+}
+
+TEST(StringCodesetTest, EditsByWholeCharacters) {
+    using S = ZLCString&;
+    // In Shift_JIS, 83 5C is one character whose second byte is a backslash; 81 40 is a blank that
+    // is no single byte, 83 41 a character that ends in "A".
+    struct {
+        const char *locale, *before;
+        std::function<void(S)> edit;
+        const char* after;
+    } const rows[] = {
+        {shiftJis, "\x83\\|\\", [](S s) { s.replace("\\", "/"); }, "\x83\\|/"},
+        {shiftJis, "A\x83\x41", [](S s) { s.replaceAll("A", "b"); }, "b\x83\x41"},
+        {shiftJis, "A\x83\x41", [](S s) { s.replaceOther("A", "-"); }, "A-"},
+        {shiftJis, " \x81@x\x81@ ", [](S s) { s.stripWhiteSpace(); }, "\x81@x\x81@"},
+        {shiftJis, "ab\x83\x41 ", [](S s) { s.lower().stripTrailing(); }, "ab\x83\x41"},
+        {shiftJis, "x\x83 ", [](S s) { s.stripTrailing(); }, "x\x83"},
+        {latin1, " \xE9 ", [](S s) { s.upper().stripWhiteSpace(); }, "\xC9"},
+        {latin1, "\xE9\xE9", [](S s) { s.replace('\xE9', 'e'); }, "ee"},
+        {latin1, "\xC3\xA9", [](S s) { s.replaceAll("\xA9", "z"); }, "\xC3z"},
+        {eucJp, " \xA1\xA1x\xA1\xA1 ", [](S s) { s.stripWhiteSpace(); }, "\xA1\xA1x\xA1\xA1"},
+    };
+    for (auto const& row : rows) {
+        holdsUnder(row.locale, [&] {
+            ZLCString string(row.before);
+            row.edit(string);
+            EXPECT_EQ(bytesOf(string), row.after);
+        });
+    }
+}
+
+TEST(StringCodesetTest, SearchesAndSplitsByWholeCharacters) {
+    holdsUnder(shiftJis, [] {
+        EXPECT_EQ(ZLCString("a/\x83\x5C/b").lastIndexOf('/'), 4);
+        EXPECT_EQ(ZLCString("a/\x83\x5C").lastIndexOf(0), 4);
+        ZLCString const source("a\x83\\z\\c");
+        ZLCString token;
+        ZStringTokenizer tokens(source, token, ZUTF8String("\\"));
+        EXPECT_STREQ(*tokens.getNext(), "a\x83\\z");
+        EXPECT_STREQ(*tokens.getNext(), "c");
+        ZUTF8String other;
+        EXPECT_THROW(ZStringTokenizer(source, other), ZUnsupportedException);
+        EXPECT_THROW(ZStringTokenizer(source, token, ZUTF8String("\xF0\x9F\x98\x80")),
+                     ZFromUTF8Exception);
+    });
+    holdsUnder(latin1, [] {
+        EXPECT_EQ(ZLCString("\xE9-\xE9").lastIndexOf(0xE9), 2);
+        EXPECT_EQ(ZUTF8String("\xC3\xA9-\xC3\xA9").lastIndexOf(0xC3), 3);
+    });
+}
+
+TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNul) {
+    holdsUnder(eucJp, [] {
+        ZQCSUTF8Converter latin("ISO8859-1", nullptr);
+        ZQCSUTF8Converter environments(nullptr, getenv("QCSDIR"));
+        ZQCSUTF8Converter none;
+        EXPECT_STREQ(latin.getLocalCodeSet(), "ISO8859-1");
+        EXPECT_STREQ(environments.getLocalCodeSet(), "EUC-JP");
+        EXPECT_STREQ(none.getLocalCodeSet(), "");
+        ZBuffer out;
+        auto const bytes = [&] {
+            return std::string(static_cast<const char*>(out.getBuffer()), out.getLength());
+        };
+        EXPECT_EQ((latin.convertToUTF8("\xE9!", out), bytes()), std::string("é!\0", 4));
+        EXPECT_EQ((latin.convertToLocal("é!", out), bytes()), std::string("\xE9!\0", 3));
+        EXPECT_EQ((latin.convertToUTF8(nullptr, out), bytes()), std::string(1, '\0'));
+        EXPECT_EQ((environments.convertToUTF8("\xC6\xFC", out), bytes()), std::string("日\0", 4));
+        EXPECT_EQ((latin.convertToLocal("€", out), bytes()).size(), 7U) << "reserved";
+        EXPECT_EQ((none.convertToUTF8("ab", out), bytes()).size(), 7U);
+        EXPECT_THROW(ZQCSUTF8Converter("no such codeset", nullptr), ZCodesetException);
+    });
+}
+
+TEST(Utf8ConverterTest, NeedsTheDataDirectory) {
+    holdsUnder("C.UTF-8", [] {
+        EXPECT_EQ(ZUTF8String("a").getCharCount(), 1);  // set up while there is one
+        unsetenv("QCSDIR");
+        EXPECT_THROW(ZQCSUTF8Converter(), ZNoQCSEnvironmentException);
+        EXPECT_THROW(ZQCSUTF8Converter("UTF8", nullptr), ZNoQCSEnvironmentException);
+        EXPECT_STREQ(ZQCSUTF8Converter("UTF8", "/tmp").getLocalCodeSet(), "UTF8");
+    });
+}
+
+}  // namespace

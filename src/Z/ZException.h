@@ -175,17 +175,21 @@ class ZFC_API ZThreadException : public ZZException {
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
+    [[nodiscard]] int threadRc() const { return rc; }
+
   private:
     int rc;
 };
 
-/// A condition operation failed (messages 7, 9, 10, 27).
+/// A condition operation failed; `rc` is the system's code (messages 7, 9, 10, 27).
 class ZFC_API ZConditionException : public ZZException {
   public:
     ZConditionException(int number, int rc);
     [[nodiscard]] ZObject* clone() const override { return new ZConditionException(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
+
+    [[nodiscard]] int conditionRc() const { return rc; }
 
   private:
     int rc;

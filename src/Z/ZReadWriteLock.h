@@ -24,15 +24,15 @@
 /// - The holder of protect or write never enters again, in any mode: ZLockResourceException
 ///   (message 5, rc 0).
 /// - A thread that reads and asks for write waits for itself, for ever; so does one that reads,
-/// takes
-///   protect and promotes, and one that reads and asks for protect while another one promotes. A
-///   thread that may write takes protect first, and no read beside it.
+///   takes protect and promotes, and one that reads and asks for protect while another one
+///   promotes. A thread that may write takes protect first, and no read beside it.
 /// - There is no writer preference: readers that keep coming keep a writer waiting. A promotion
 ///   does shut new readers out.
 /// - Woken threads enter in no particular order.
 /// - Readers are counted, not known: any thread that holds neither protect nor write gives a read
 ///   back with unlock(), also one that another thread took.
-/// - Destroying a lock that is held or waited for is an error of the program.
+/// - Destroying a lock that is held or waited for, or whose unlock() has not returned yet, is an
+///   error of the program.
 #ifndef Z_ZREADWRITELOCK_H
 #define Z_ZREADWRITELOCK_H
 

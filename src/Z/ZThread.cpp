@@ -52,9 +52,8 @@ extern "C" void deleteThreadObject(void* value) { delete static_cast<ZObject*>(v
 class ZThread::Farewell {
   public:
     explicit Farewell(ZThread& ending)
-        : thread(ending), pool(ending.pool), deletes(ending.deletesItself()) {
-        thread.pool = nullptr;  // the next start may be without one
-    }
+        // The pool is taken out: the next start may be without one.
+        : thread(ending), pool(ending.pool.exchange(nullptr)), deletes(ending.deletesItself()) {}
     ~Farewell() {
         bool const isForgotten = pool == nullptr || tellPool();
         if (deletes && isForgotten) delete &thread;
@@ -82,13 +81,13 @@ class ZThread::Farewell {
 };
 
 ZThread::ZThread(int isDetached, int deletes)
-    : threadId(new Word(noThread, Word::Standing::none)),
+    : threadId(new Word(noThread, Standing::none)),
       detached(isDetached),
       autoDelete(deletes),
       pool(nullptr) {}
 
 ZThread::ZThread(pthread_t id)
-    : threadId(new Word(id, Word::Standing::foreign)), detached(0), autoDelete(0), pool(nullptr) {}
+    : threadId(new Word(id, Standing::foreign)), detached(0), autoDelete(0), pool(nullptr) {}
 
 ZThread::~ZThread() {
     detachUnjoined();
@@ -98,8 +97,8 @@ ZThread::~ZThread() {
 /// There is no report for a refusal: only a thread that somebody detached behind our back can cause
 /// one, and then nothing is left behind.
 void ZThread::detachUnjoined() {
-    auto expected = Word::Standing::mine;
-    if (threadId->standing.compare_exchange_strong(expected, Word::Standing::none))
+    auto expected = Standing::mine;
+    if (threadId->standing.compare_exchange_strong(expected, Standing::none))
         pthread_detach(threadId->id);
 }
 
@@ -108,8 +107,8 @@ unsigned long ZThread::hash() const { return static_cast<unsigned long>(threadId
 int ZThread::compare(ZObject const& other) const {
     auto const* const thread = dynamic_cast<ZThread const*>(&other);
     if (thread == nullptr) return ZObject::compare(other);
-    unsigned long const mine = hash();
-    unsigned long const theirs = thread->ZThread::hash();
+    pthread_t const mine = threadId->id;
+    pthread_t const theirs = thread->threadId->id;
     if (mine == theirs) return 0;
     return mine < theirs ? -1 : 1;
 }
@@ -131,16 +130,17 @@ void ZThread::start() {
     Share const share(*threadId);
     Word& word = share.word;
     pthread_t const before = word.id;
-    word.standing = detached != 0 ? Word::Standing::none : Word::Standing::mine;
+    word.standing = detached != 0 ? Standing::none : Standing::starting;
     pthread_t created{};
     if (int const rc = pthread_create(&created, attributes.get(), entry, this)) {
-        word.standing = Word::Standing::none;
+        word.standing = Standing::none;
         zraise(ZThreadException(17, rc), sourceName, __LINE__);
     }
     // From here on the object may be gone, or even be started once more. The thread notes its id
     // itself as well; whoever is first is right.
     pthread_t expected = before;
     word.id.compare_exchange_strong(expected, created);
+    word.noteStarted();
 }
 
 void* ZThread::entry(void* thread) {
@@ -155,6 +155,7 @@ void ZThread::enter() {
         ZThread& thread;
     };
     threadId->id = pthread_self();
+    threadId->noteStarted();
     Finish const finish{*this};
     (void)zreturned(sourceName, __LINE__, [this] { run(); });
 }
@@ -167,23 +168,31 @@ void ZThread::finish() {
 
 void ZThread::exit() {}
 
+/// The code of what speaks against joining a thread of this standing; 0: nothing.
+int ZThread::joinRefusal(Standing standing) const {
+    bool const runs = standing == Standing::mine || standing == Standing::foreign ||
+                      standing == Standing::joining;
+    if (!runs) return ESRCH;
+    if (pthread_equal(threadId->id, pthread_self())) return EDEADLK;
+    return standing == Standing::joining ? EINVAL : 0;
+}
+
 void ZThread::waitForExit() {
     struct Join {
         ~Join() { word.standing = standing; }
         Word& word;
-        Word::Standing standing;  // what it is afterwards
+        Standing standing;  // what it is afterwards
     };
     if (detached != 0) return;
     auto standing = threadId->standing.load();
-    bool const joinable = standing == Word::Standing::mine || standing == Word::Standing::foreign;
-    if (!joinable || !threadId->standing.compare_exchange_strong(standing, Word::Standing::joining))
-        zraise(ZThreadException(20, standing == Word::Standing::joining ? EINVAL : ESRCH),
-               sourceName, __LINE__);
+    do {
+        if (int const rc = joinRefusal(standing))
+            zraise(ZThreadException(20, rc), sourceName, __LINE__);
+    } while (!threadId->standing.compare_exchange_weak(standing, Standing::joining));
     Join join{*threadId, standing};
-    pthread_t const id = threadId->id;
-    int const rc = pthread_equal(id, pthread_self()) ? EDEADLK : pthread_join(id, nullptr);
-    if (rc != 0) zraise(ZThreadException(20, rc), sourceName, __LINE__);
-    join.standing = Word::Standing::joined;
+    if (int const rc = pthread_join(threadId->id, nullptr))
+        zraise(ZThreadException(20, rc), sourceName, __LINE__);
+    join.standing = Standing::joined;
 }
 
 void ZThread::createThreadKey(unsigned int& key) {

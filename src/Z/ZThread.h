@@ -5,7 +5,8 @@
 ///     detached | autoDelete | waitForExit()     | when the thread has ended
 ///     ---------+------------+-------------------+---------------------------------------------
 ///     0        | any        | waits for the end | the object may be started again or deleted
-///     not 0    | 0          | returns at once   | the same, but only exit() or the pool tells
+///     not 0    | 0          | returns at once   | the same, but only exit() tells, or, of a pool's
+///              |            |                   | thread, the end of the pool's waitForExit()
 ///     not 0    | not 0      | returns at once   | the object deletes itself; it stands on the
 ///              |            |                   | heap and is not touched once it was started
 ///
@@ -72,12 +73,13 @@ class ZFC_API ZThread : public ZObject {
     /// Starts the thread and does not wait for it. What an earlier thread of this object left is
     /// given up: it must have ended, and is detached when nobody joined it. Throws ZThreadException
     /// with the system's code (messages 15, 16 and 17: attributes, their setting, the thread); then
-    /// no thread was started. A failure to free the attributes is reported (message 18).
+    /// no thread was started. A failure to free the attributes is reported (message 18). An
+    /// override may throw when the thread runs already, but not if that one deletes the object.
     virtual void start();
     /// Waits until the thread has ended; returns at once for a detached one. A cancellation point.
     /// Throws ZThreadException (message 20): with EDEADLK when the thread waits for itself, with
-    /// ESRCH when it was not started or is joined already, with EINVAL while another thread waits
-    /// for it, else with the code of pthread_join.
+    /// ESRCH when it was not started, or start() has not got that far, or it is joined already,
+    /// with EINVAL while another thread waits for it, else with the code of pthread_join.
     virtual void waitForExit();
     /// The body of the thread. An exception that escapes is reported, not more: those of the
     /// library by themselves, others as message 19. It may end by pthread_exit() or cancellation.
@@ -103,19 +105,22 @@ class ZFC_API ZThread : public ZObject {
   private:
     friend class ZSleeperThread;
     friend class ZThreadPool;
-    class Word;      // the id, shared with whoever is starting the thread
-    class Farewell;  // the last steps of a thread
+    class Word;           // the id, shared with whoever is starting the thread
+    enum class Standing;  // whether it can be joined
+    class Farewell;       // the last steps of a thread
 
     [[nodiscard]] static void* entry(void* thread);
     void enter();
     void finish();
     void detachUnjoined();
+    [[nodiscard]] int joinRefusal(Standing standing) const;
     [[nodiscard]] bool deletesItself() const { return detached != 0 && autoDelete != 0; }
 
-    Word* threadId;     // never null; a share
-    int detached;       // 1: cannot be joined
-    int autoDelete;     // 1: deletes itself when it has ended, if it is detached too
-    ZThreadPool* pool;  // not owned; which counts the thread while it runs, else null
+    Word* threadId;  // never null; a share
+    int detached;    // 1: cannot be joined
+    int autoDelete;  // 1: deletes itself when it has ended, if it is detached too
+    // Not owned; which counts the thread while it runs, else null. Who takes it out tells the pool.
+    std::atomic<ZThreadPool*> pool;
 };
 
 /// A thread that sleeps until it is woken or its interval has elapsed, does one unit of work, and
@@ -234,6 +239,7 @@ class ZFC_API ZThreadPool : public ZObject {
     [[nodiscard]] bool isStillIdle(ZThread& t);
     void unpin(ZThread& t);
     void tell(ZThread& t);
+    [[nodiscard]] bool awaitEnds();
 
     // The mutex guards all of them but itself and the condition. Numbers are atomic for the case
     // that the system refuses it.

@@ -206,10 +206,11 @@ void ZThreadPool::enrol(ZThread& t) {
     }
 }
 
-/// Undoes enrol().
+/// Undoes enrol(), unless the thread ran all the same and has told its end itself.
 void ZThreadPool::strike(ZThread& t) noexcept {
     Lock const lock(*this, Lock::Patience::some);
-    t.pool = nullptr;
+    if (t.pool.exchange(nullptr) == nullptr) return;
+    if (lock.isHeld()) dropIdle(t);
     --activeCount;
     if (int const rc = pthread_cond_broadcast(cond.get()))
         zreportFailure(sourceName, __LINE__, 10, rc);
@@ -242,7 +243,7 @@ void ZThreadPool::dropIdle(ZThread& t) {
 
 void ZThreadPool::getAvailableIdleThread(ZThread*& t) {
     t = nullptr;
-    {
+    if (maxIdle != 0) {
         Lock lock(*this);
         t = findIdle();
         if (t != nullptr) dropIdle(*t);
@@ -299,8 +300,10 @@ ZThread* ZThreadPool::nextToTell() {
 bool ZThreadPool::isStillIdle(ZThread& t) {
     Lock const lock(*this, Lock::Patience::some);
     bool const idle = lock.isHeld() ? isIdle(t) : !t.threadId->lost;
-    if (idle) t.threadId->told = false;
-    return idle;
+    if (!idle) return false;
+    t.threadId->told = false;
+    pthread_cond_broadcast(cond.get());  // others who wait for the end may tell it
+    return true;
 }
 
 void ZThreadPool::unpin(ZThread& t) {
@@ -329,12 +332,21 @@ void ZThreadPool::tell(ZThread& t) {
     }
 }
 
+/// Waits for a change unless no thread runs; whether none runs.
+bool ZThreadPool::awaitEnds() {
+    Lock lock(*this);
+    if (activeCount != 0) lock.wait();
+    bool const allEnded = activeCount == 0;
+    lock.unlock();
+    return allEnded;
+}
+
 void ZThreadPool::waitForExit() {
     KeepNone const none(*this);
-    while (ZThread* const thread = nextToTell())
-        tell(*thread);
-    Lock lock(*this);
-    while (activeCount != 0)
-        lock.wait();
-    lock.unlock();
+    // Looked for again after each change: somebody else who waited for the end, and could not tell
+    // a worker, has made workers idle again by giving up.
+    do {
+        while (ZThread* const thread = nextToTell())
+            tell(*thread);
+    } while (!awaitEnds());
 }

@@ -128,9 +128,10 @@ void ZSleeperThread::sleep() {
 void ZSleeperThread::work() {
     doWork();
     workPending = 0;  // also what arrived meanwhile
-    if (pool == nullptr) return;
+    ZThreadPool* const counting = pool;
+    if (counting == nullptr) return;
     int keep = 0;
-    pool->threadDoneNotification(*this, keep);
+    counting->threadDoneNotification(*this, keep);
     if (keep == 0) exitRequested = 1;
 }
 

@@ -1,9 +1,12 @@
 // link: static
-// wrap: pthread_cond_wait,pthread_cond_timedwait
+// wrap: pthread_mutex_init,pthread_mutex_destroy,pthread_mutex_lock,pthread_mutex_trylock
+// wrap: pthread_mutex_unlock,pthread_cond_init,pthread_cond_destroy,pthread_cond_wait
+// wrap: pthread_cond_timedwait,pthread_cond_signal,pthread_cond_broadcast,pthread_create
+// wrap: pthread_join,pthread_attr_init,pthread_attr_destroy,pthread_attr_setdetachstate
+// wrap: pthread_key_create,pthread_setspecific
 #include "Z/ZReadWriteLock.h"
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <atomic>
 #include <functional>
@@ -13,51 +16,19 @@
 #include <thread>
 #include <vector>
 
-#include "support/reports.h"
-#include "support/threads.h"
+#include "support/locks.h"
+#include "support/pthread_calls.h"
 
 namespace {
 
-std::atomic<int> waitsBegun{0};  // waits of the library, counted with the waiting lock's guard held
-
-}  // namespace
-
-extern "C" {
-decltype(pthread_cond_wait) __real_pthread_cond_wait;
-decltype(pthread_cond_timedwait) __real_pthread_cond_timedwait;
-
-int __wrap_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* mutex) {
-    ++waitsBegun;
-    return __real_pthread_cond_wait(cond, mutex);
-}
-int __wrap_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* mutex,
-                                  timespec const* deadline) {
-    ++waitsBegun;
-    return __real_pthread_cond_timedwait(cond, mutex, deadline);
-}
-}
-
-namespace {
-
-using testsupport::Beside;
-using testsupport::Gate;
-using testsupport::onThread;
-using testsupport::Report;
-using testsupport::Reports;
-using testsupport::thrownBy;
+using namespace testsupport;
 using State = ZReadWriteLockInterface::zlockstate;
 
 constexpr State unset = ZReadWriteLockInterface::zlockUnset;
 constexpr State read = ZReadWriteLockInterface::zlockRead;
 constexpr State protect = ZReadWriteLockInterface::zlockProtect;
 constexpr State write = ZReadWriteLockInterface::zlockWrite;
-constexpr State noState = static_cast<State>(7);
-constexpr long longEnough = 60000;  // milliseconds; reached only by a test that fails
-
-Report const nothing{"", 0, {}};
-Report const refused{"ZLockResourceException", 5, {"0"}};
-Report const notHeld{"ZUnlockResourceException", 6, {"0"}};
-Report const invalid{"ZInvalidParameterException", 22, {}};
+constexpr State noState = static_cast<State>(4);
 
 State stateOf(ZReadWriteLock const& lock) {
     for (State const state : {unset, read, protect, write})
@@ -99,39 +70,42 @@ class Holder {
     Beside thread;
 };
 
-struct Pair {
-    State held;
-    State requested;
-    bool admitted;
+/// Who may enter: by held and requested state.
+constexpr bool admitted[][4] = {
+    {false, true, true, true},
+    {false, true, true, false},
+    {false, true, false, false},
+    {false, false, false, false},
 };
 
-constexpr Pair table[] = {
-    {unset, read, true},   {unset, protect, true},    {unset, write, true},
-    {read, read, true},    {read, protect, true},     {read, write, false},
-    {protect, read, true}, {protect, protect, false}, {protect, write, false},
-    {write, read, false},  {write, protect, false},   {write, write, false},
-};
-
-std::string describe(ZReadWriteLock const& lock, Pair const& pair) {
-    return std::string(lock.getLockStateName(pair.held)) + " held, " +
-           lock.getLockStateName(pair.requested) + " requested";
+/// Calls `body` for every pair of a held and a requested state.
+void forEachPair(std::function<void(State, State, bool)> const& body) {
+    for (State const held : {unset, read, protect, write})
+        for (State const requested : {read, protect, write}) {
+            SCOPED_TRACE(std::to_string(held) + " held, " + std::to_string(requested));
+            body(held, requested, admitted[held][requested]);
+        }
 }
 
 TEST(ReadWriteLockTest, AdmitsByItsTableWithoutWaiting) {
-    for (Pair const& pair : table) {
+    forEachPair([](State held, State requested, bool isAdmitted) {
         ZReadWriteLock lock;
-        SCOPED_TRACE(describe(lock, pair));
-        Holder holder(lock, pair.held);
+        Holder holder(lock, held);
         int const readers = lock.getReaderCount();
         for (long const milliseconds : {std::numeric_limits<long>::min(), 0L, 1L}) {
-            EXPECT_EQ(lock.lockFor(pair.requested, milliseconds), pair.admitted) << milliseconds;
-            if (pair.admitted) lock.unlock();
-            EXPECT_EQ(stateOf(lock), pair.held) << "nothing is left of the attempt";
+            EXPECT_EQ(lock.lockFor(requested, milliseconds), isAdmitted) << milliseconds;
+            if (isAdmitted) lock.unlock();
+            EXPECT_EQ(stateOf(lock), held) << "nothing is left of the attempt";
             EXPECT_EQ(lock.getReaderCount(), readers);
         }
+        EXPECT_EQ(lock.tryLock(requested), isAdmitted);
+        if (isAdmitted) lock.unlock();
         holder.release();
         EXPECT_EQ(stateOf(lock), unset);
-    }
+        EXPECT_TRUE(lock.tryReadLock());
+        EXPECT_FALSE(onThread([&] { return lock.tryWriteLock(); }));
+        lock.unlock();
+    });
 }
 
 TEST(ReadWriteLockTest, WhoMustWaitEntersWithTheRelease) {
@@ -143,41 +117,23 @@ TEST(ReadWriteLockTest, WhoMustWaitEntersWithTheRelease) {
             return lock.lockFor(mode, std::numeric_limits<long>::max());
         },
     };
-    for (Pair const& pair : table) {
-        if (pair.admitted) continue;
+    forEachPair([&](State held, State requested, bool isAdmitted) {
+        if (isAdmitted) return;
         for (Take const take : ways) {
             ZReadWriteLock lock;
-            SCOPED_TRACE(describe(lock, pair));
-            Holder holder(lock, pair.held);
+            Holder holder(lock, held);
             int const before = waitsBegun;
-            State found = unset;
             Beside waiter([&] {
-                if (!take(lock, pair.requested)) return;
-                found = stateOf(lock);
+                EXPECT_TRUE(take(lock, requested));
+                EXPECT_EQ(stateOf(lock), requested);
                 lock.unlock();
             });
             awaitWaits(before);
             holder.release();
             waiter.join();
-            EXPECT_EQ(found, pair.requested);
             EXPECT_EQ(stateOf(lock), unset);
         }
-    }
-}
-
-TEST(ReadWriteLockTest, TryingIsLockingForNoTime) {
-    ZReadWriteLock lock;
-    ASSERT_TRUE(lock.tryReadLock());
-    EXPECT_TRUE(onThread([&] {
-        bool const taken = lock.tryReadLock();
-        if (taken) lock.unlock();
-        return taken;
-    }));
-    EXPECT_FALSE(onThread([&] { return lock.tryWriteLock(); }));
-    lock.unlock();
-    ASSERT_TRUE(lock.tryWriteLock());
-    EXPECT_FALSE(onThread([&] { return lock.tryLock(protect); }));
-    lock.unlock();
+    });
 }
 
 TEST(ReadWriteLockTest, RefusesTheHolderOfProtectOrWriteInEveryMode) {
@@ -185,9 +141,8 @@ TEST(ReadWriteLockTest, RefusesTheHolderOfProtectOrWriteInEveryMode) {
         ZReadWriteLock lock;
         lock.lock(held);
         for (State const requested : {read, protect, write}) {
-            EXPECT_EQ(thrownBy([&] { lock.lock(requested); }), refused) << held << requested;
-            EXPECT_EQ(thrownBy([&] { (void)lock.tryLock(requested); }), refused);
-            EXPECT_EQ(thrownBy([&] { (void)lock.lockFor(requested, 1); }), refused);
+            EXPECT_EQ(thrownBy([&] { lock.lock(requested); }), lockRefused) << held << requested;
+            EXPECT_EQ(thrownBy([&] { (void)lock.tryLock(requested); }), lockRefused);
         }
         EXPECT_EQ(stateOf(lock), held);
         EXPECT_EQ(lock.getReaderCount(), 0);
@@ -196,16 +151,21 @@ TEST(ReadWriteLockTest, RefusesTheHolderOfProtectOrWriteInEveryMode) {
     }
 }
 
-TEST(ReadWriteLockTest, PromotesTheHolderOfProtectAlone) {
+TEST(ReadWriteLockTest, RefusesAPromotionByAnybodyButTheHolderOfProtect) {
     for (State const held : {unset, read, protect, write}) {
         ZReadWriteLock lock;
-        Holder holder(lock, held);
-        EXPECT_EQ(thrownBy([&] { lock.promoteReadToWriteLock(); }), refused) << held;
+        Holder const holder(lock, held);
+        EXPECT_EQ(thrownBy([&] { lock.promoteReadToWriteLock(); }), lockRefused) << held;
         EXPECT_EQ(stateOf(lock), held);
+        if (held == read) continue;
+        EXPECT_EQ(thrownBy([&] { lock.unlock(); }), unlockRefused) << held << ", or an unlock";
+        EXPECT_EQ(thrownBy([&] { lock.lock(unset); }), unlockRefused) << held;
+        EXPECT_EQ(stateOf(lock), held);
+        EXPECT_EQ(lock.getReaderCount(), 0);
     }
     ZReadWriteLock lock;
     lock.writeLock();
-    EXPECT_EQ(thrownBy([&] { lock.promoteReadToWriteLock(); }), refused) << "is write already";
+    EXPECT_EQ(thrownBy([&] { lock.promoteReadToWriteLock(); }), lockRefused) << "is write already";
     lock.unlock();
 }
 
@@ -213,13 +173,12 @@ TEST(ReadWriteLockTest, APromotionShutsReadersOutAndWaitsForThoseInside) {
     ZReadWriteLock lock;
     Holder first(lock, read);
     Holder second(lock, read);
-    int readersAtWrite = -1;
     Gate release;
     int const before = waitsBegun;
     Beside promoter([&] {
         lock.readWithIntentToWriteLock();
         lock.promoteReadToWriteLock();
-        readersAtWrite = lock.getReaderCount();
+        EXPECT_EQ(lock.getReaderCount(), 0);
         release.await();
         lock.unlock();
     });
@@ -234,7 +193,6 @@ TEST(ReadWriteLockTest, APromotionShutsReadersOutAndWaitsForThoseInside) {
     second.release();
     release.open();
     promoter.join();
-    EXPECT_EQ(readersAtWrite, 0);
     reader.join();
     EXPECT_EQ(stateOf(lock), read);
     lock.unlock();
@@ -257,17 +215,6 @@ TEST(ReadWriteLockTest, ReleasesOneHoldAtATime) {
     EXPECT_EQ(stateOf(lock), unset);
 }
 
-TEST(ReadWriteLockTest, RefusesAnUnlockWithNothingToRelease) {
-    for (State const held : {unset, protect, write}) {
-        ZReadWriteLock lock;
-        Holder holder(lock, held);
-        EXPECT_EQ(thrownBy([&] { lock.unlock(); }), notHeld) << held;
-        EXPECT_EQ(thrownBy([&] { lock.lock(unset); }), notHeld) << held;
-        EXPECT_EQ(stateOf(lock), held);
-        EXPECT_EQ(lock.getReaderCount(), 0);
-    }
-}
-
 TEST(ReadWriteLockTest, KeepsItsLastWriterAfterTheRelease) {
     ZReadWriteLock lock;
     EXPECT_FALSE(lock.ownWriteLock());
@@ -288,13 +235,10 @@ TEST(ReadWriteLockTest, NamesItsStatesAndRefusesOtherNumbers) {
     EXPECT_STREQ(lock.getLockStateName(read), "read");
     EXPECT_STREQ(lock.getLockStateName(protect), "protect");
     EXPECT_STREQ(lock.getLockStateName(write), "write");
-    EXPECT_EQ(lock.getLockStateName(static_cast<State>(4)), nullptr);
     EXPECT_EQ(lock.getLockStateName(noState), nullptr);
-    EXPECT_EQ(thrownBy([&] { lock.lock(noState); }), invalid);
-    for (State const state : {unset, noState}) {
-        EXPECT_EQ(thrownBy([&] { (void)lock.tryLock(state); }), invalid);
-        EXPECT_EQ(thrownBy([&] { (void)lock.lockFor(state, 1); }), invalid);
-    }
+    EXPECT_EQ(thrownBy([&] { lock.lock(noState); }), invalidParameter);
+    for (State const state : {unset, noState})
+        EXPECT_EQ(thrownBy([&] { (void)lock.tryLock(state); }), invalidParameter);
     EXPECT_EQ(stateOf(lock), unset);
 }
 
@@ -305,79 +249,54 @@ struct Deaf : ZObserverInterface {
 TEST(ReadWriteLockTest, ACopyIsAFreeLockWithoutObservers) {
     Deaf observer;
     ZReadWriteLock held;
+    held.setUpdate(1);
+    EXPECT_EQ(held.getUpdate(), 0) << "there are no shared data";
+    EXPECT_EQ(held.isCurrent(), 1);
     held.addObserver(&observer);
     held.writeLock();
-    ZReadWriteLock copy(held);
     std::unique_ptr<ZObject> const cloned(held.clone());
     auto* const clone = dynamic_cast<ZReadWriteLock*>(cloned.get());
     ASSERT_NE(clone, nullptr);
-    for (ZReadWriteLock* const free : {&copy, clone}) {
-        EXPECT_EQ(stateOf(*free), unset);
-        EXPECT_FALSE(free->ownWriteLock());
-        EXPECT_EQ(free->countObservers(), 0U);
-        EXPECT_TRUE(free->tryWriteLock());
-        free->unlock();
-    }
+    EXPECT_EQ(stateOf(*clone), unset);
+    EXPECT_FALSE(clone->ownWriteLock());
+    EXPECT_EQ(clone->countObservers(), 0U);
+    EXPECT_TRUE(clone->tryWriteLock());
+    clone->unlock();
     EXPECT_EQ(stateOf(held), write);
     held.unlock();
-}
-
-TEST(ReadWriteLockTest, HasTheAnswersOfALockWithoutSharedData) {
-    ZReadWriteLock lock;
-    lock.setUpdate(1);
-    EXPECT_EQ(lock.getUpdate(), 0);
-    EXPECT_EQ(lock.isCurrent(), 1);
-}
-
-struct Cancelled {
-    ZReadWriteLock lock;
-    State mode = unset;
-};
-
-/// Waits for the lock until it is cancelled; for protect, in its promotion.
-void* waitForCancellation(void* argument) {
-    auto& shared = *static_cast<Cancelled*>(argument);
-    if (shared.mode != protect) {
-        shared.lock.lock(shared.mode);
-        return nullptr;
-    }
-    ZStackReadWriteLock guard(shared.lock, 0);
-    guard.readWithIntentToWriteLock();
-    guard.promoteReadToWriteLock();
-    return nullptr;
 }
 
 TEST(ReadWriteLockTest, ACancelledWaitLeavesTheLockAsIfItHadNotBeenAskedFor) {
     struct Row {
         State held;
-        State requested;
+        State requested;  // protect: waits in its promotion
     };
     for (Row const row : {Row{read, write}, Row{write, read}, Row{read, protect}}) {
         SCOPED_TRACE(row.requested);
         Reports reports;
-        Cancelled shared;
-        shared.mode = row.requested;
-        Holder holder(shared.lock, row.held);
+        ZReadWriteLock lock;
+        Holder holder(lock, row.held);
         int const before = waitsBegun;
-        pthread_t thread{};
-        ASSERT_EQ(pthread_create(&thread, nullptr, waitForCancellation, &shared), 0);
-        awaitWaits(before);
-        bool const sharedByReaders = row.requested == protect;
-        Beside reader([&] {  // shut out by the promotion, and let in when it is given up
-            if (sharedByReaders) shared.lock.readLock();
+        Doomed const waiter([&] {
+            if (row.requested != protect) return lock.lock(row.requested);
+            ZStackReadWriteLock guard(lock, 0);
+            guard.readWithIntentToWriteLock();
+            guard.promoteReadToWriteLock();
         });
-        if (sharedByReaders) awaitWaits(before, 2);
-        ASSERT_EQ(pthread_cancel(thread), 0);
-        void* result = nullptr;
-        ASSERT_EQ(pthread_join(thread, &result), 0);
-        EXPECT_EQ(result, PTHREAD_CANCELED);
+        awaitWaits(before);
+        bool const promotes = row.requested == protect;
+        Beside reader([&] {  // shut out by the promotion, and let in when it is given up
+            if (promotes) lock.readLock();
+        });
+        if (promotes) awaitWaits(before, 2);
+        EXPECT_TRUE(waiter.cancel());
         reader.join();
-        EXPECT_EQ(stateOf(shared.lock), row.held);
-        if (sharedByReaders) shared.lock.unlock();
+        EXPECT_EQ(stateOf(lock), row.held);
+        if (promotes) lock.unlock();
         holder.release();
-        EXPECT_EQ(stateOf(shared.lock), unset);
-        EXPECT_TRUE(shared.lock.tryWriteLock());
-        shared.lock.unlock();
+        EXPECT_EQ(stateOf(lock), unset);
+        EXPECT_TRUE(lock.tryWriteLock());
+        lock.unlock();
         EXPECT_TRUE(reports.take().empty());
     }
 }
@@ -393,37 +312,30 @@ TEST(ReadWriteLockTest, KeepsWritersApartAndReadersWhole) {
         ++first;
         ++second;
     };
-    std::function<void()> const work[] = {
-        [&] {
-            lock.readLock();
-            check();
-        },
-        [&] {
-            lock.writeLock();
-            change();
-        },
-        [&] {
-            lock.readWithIntentToWriteLock();
-            check();
-            lock.promoteReadToWriteLock();
-            change();
-        },
-        [&] {
-            while (!lock.lockFor(write, 1))
-                std::this_thread::yield();
-            change();
-        },
-    };
-    std::vector<std::unique_ptr<Beside>> workers;
-    for (auto const& one : work)
-        workers.push_back(std::make_unique<Beside>([&] {
+    auto const inRounds = [&](std::function<void()> take, std::function<void()> use) {
+        return [&lock, take = std::move(take), use = std::move(use)] {
             for (int round = 0; round < rounds; ++round) {
-                one();
+                take();
+                use();
                 lock.unlock();
             }
-        }));
-    for (auto const& worker : workers)
-        worker->join();
+        };
+    };
+    auto const promote = [&] {
+        lock.readWithIntentToWriteLock();
+        check();
+        lock.promoteReadToWriteLock();
+    };
+    auto const writeInTime = [&] {
+        while (!lock.lockFor(write, 1))
+            std::this_thread::yield();
+    };
+    Crew crew;
+    crew.add(inRounds([&] { lock.readLock(); }, check));
+    crew.add(inRounds([&] { lock.writeLock(); }, change));
+    crew.add(inRounds(promote, change));
+    crew.add(inRounds(writeInTime, change));
+    crew.join();
     EXPECT_EQ(torn, 0);
     EXPECT_EQ(first, 3 * rounds);
     EXPECT_EQ(second, 3 * rounds);
@@ -443,13 +355,20 @@ class NotingLock : public ZReadWriteLock {
     std::string calls;
 };
 
-TEST(StackReadWriteLockTest, LocksNothingAndUnlocksOnce) {
+TEST(StackReadWriteLockTest, ForwardsLocksNothingItselfAndUnlocksOnce) {
+    Reports reports;
     NotingLock lock;
     {
         ZStackReadWriteLock guard(lock, 1);
         EXPECT_EQ(stateOf(lock), unset);
         EXPECT_EQ(&guard.getReadWriteLock(), &lock);
         EXPECT_EQ(guard.getUpdate(), 5);
+        guard.readLock();
+        EXPECT_EQ(stateOf(lock), read);
+        lock.ZReadWriteLock::unlock();
+        guard.writeLock();
+        EXPECT_EQ(stateOf(lock), write);
+        lock.ZReadWriteLock::unlock();
         guard.readWithIntentToWriteLock();
         EXPECT_EQ(stateOf(lock), protect);
         guard.promoteReadToWriteLock();
@@ -458,22 +377,12 @@ TEST(StackReadWriteLockTest, LocksNothingAndUnlocksOnce) {
     }
     EXPECT_EQ(stateOf(lock), unset);
     EXPECT_EQ(lock.calls, "setUpdate 1, setUpdate 0, unlock");
-}
-
-TEST(StackReadWriteLockTest, ForwardsEachModeAndReportsAnUnlockWithNothingToRelease) {
-    Reports reports;
-    ZReadWriteLock lock;
+    EXPECT_TRUE(reports.take().empty());
     {
         ZStackReadWriteLock guard(lock, 0);
-        guard.readLock();
-        EXPECT_EQ(stateOf(lock), read);
-        guard.unlock(0);
         guard.writeLock();
-        EXPECT_EQ(stateOf(lock), write);
+        guard.unlock(0);
     }
-    EXPECT_TRUE(reports.take().empty());
-    EXPECT_EQ(stateOf(lock), unset);
-    { ZStackReadWriteLock const guard(lock, 0); }
     EXPECT_EQ(reports.take(), (std::vector<Report>{{"ZUnlockResourceException", 6, {}}}));
 }
 

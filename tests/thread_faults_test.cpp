@@ -1,178 +1,224 @@
 // link: static
-// wrap: pthread_mutex_init,pthread_mutex_destroy,pthread_mutex_lock,pthread_mutex_unlock
-// wrap: pthread_cond_init,pthread_cond_destroy,pthread_cond_wait,pthread_cond_timedwait
-// wrap: pthread_cond_signal,pthread_cond_broadcast,pthread_create,pthread_join
-// wrap: pthread_attr_init,pthread_attr_destroy,pthread_attr_setdetachstate
+// wrap: pthread_mutex_init,pthread_mutex_destroy,pthread_mutex_lock,pthread_mutex_trylock
+// wrap: pthread_mutex_unlock,pthread_cond_init,pthread_cond_destroy,pthread_cond_wait
+// wrap: pthread_cond_timedwait,pthread_cond_signal,pthread_cond_broadcast,pthread_create
+// wrap: pthread_join,pthread_attr_init,pthread_attr_destroy,pthread_attr_setdetachstate
+// wrap: pthread_key_create,pthread_setspecific
 //
-// What read-write locks, threads and pools do when any of the system's calls fails: the N-th of an
-// operation, once or from there on, for every N until the operation runs untouched.
+// What locks, conditions, threads and pools do when the system's calls fail: one that is planted,
+// or the N-th of an operation, once or from there on, for every N until it runs untouched.
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <ctime>
 #include <functional>
+#include <limits>
 #include <optional>
-#include <set>
+#include <stdexcept>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "Z/ZReadWriteLock.h"
-#include "Z/ZThread.h"
-#include "support/reports.h"
-#include "support/threads.h"
+#include "support/pthread_calls.h"
+#include "support/workers.h"
 
 namespace {
 
-enum class Repeat { once, fromThereOn };
+using namespace testsupport;
 
-/// Which calls fail. Calls of the test's own, which use the same functions, are kept out of it.
-struct Faults {
-    std::atomic<bool> everywhere{false};  // calls of all threads count, else of the armed ones
-    std::atomic<bool> armed{false};
-    std::atomic<int> calls{0};
-    std::atomic<int> failing{0};  // number of the first call that fails
-    std::atomic<Repeat> repeat{Repeat::once};
-} faults;
-
-thread_local bool armedHere = false;
-thread_local int spared = 0;  // depth of what the test itself does
-std::atomic<void (*)()> beforeWait{nullptr};
-
-/// The calling thread does something for the test.
-struct Spared {
-    Spared() { ++spared; }
-    ~Spared() { --spared; }
-};
-
-bool fails(bool mayFailForEver = true) {
-    if (spared > 0 || !faults.armed || !(armedHere || faults.everywhere)) return false;
-    int const call = ++faults.calls;
-    if (call < faults.failing) return false;
-    return call == faults.failing || (faults.repeat == Repeat::fromThereOn && mayFailForEver);
-}
-
-void noteWait() {
-    Spared const own;
-    if (auto* const hook = beforeWait.load()) hook();
-}
-
-}  // namespace
-
-#define WRAP(function, parameters, arguments)                  \
-    extern "C" decltype(function) __real_##function;           \
-    extern "C" int __wrap_##function parameters {              \
-        return fails() ? EINVAL : __real_##function arguments; \
-    }
-WRAP(pthread_mutex_init, (pthread_mutex_t * m, pthread_mutexattr_t const* a), (m, a))
-WRAP(pthread_mutex_destroy, (pthread_mutex_t * m), (m))
-WRAP(pthread_mutex_lock, (pthread_mutex_t * m), (m))
-WRAP(pthread_cond_init, (pthread_cond_t * c, pthread_condattr_t const* a), (c, a))
-WRAP(pthread_cond_destroy, (pthread_cond_t * c), (c))
-WRAP(pthread_cond_signal, (pthread_cond_t * c), (c))
-WRAP(pthread_cond_broadcast, (pthread_cond_t * c), (c))
-WRAP(pthread_create, (pthread_t * t, pthread_attr_t const* a, void* (*f)(void*), void* x),
-     (t, a, f, x))
-WRAP(pthread_join, (pthread_t t, void** r), (t, r))
-WRAP(pthread_attr_init, (pthread_attr_t * a), (a))
-WRAP(pthread_attr_destroy, (pthread_attr_t * a), (a))
-WRAP(pthread_attr_setdetachstate, (pthread_attr_t * a, int s), (a, s))
-
-extern "C" {
-decltype(pthread_mutex_unlock) __real_pthread_mutex_unlock;
-decltype(pthread_cond_wait) __real_pthread_cond_wait;
-decltype(pthread_cond_timedwait) __real_pthread_cond_timedwait;
-
-// Once only: a mutex that can never be unlocked is nobody's again, whatever the library does.
-int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
-    return fails(false) ? EPERM : __real_pthread_mutex_unlock(mutex);
-}
-int __wrap_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* mutex) {
-    if (fails()) return EINVAL;
-    noteWait();
-    return __real_pthread_cond_wait(cond, mutex);
-}
-int __wrap_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* mutex,
-                                  timespec const* deadline) {
-    if (fails()) return EINVAL;
-    noteWait();
-    return __real_pthread_cond_timedwait(cond, mutex, deadline);
-}
-}
-
-namespace {
-
-using testsupport::Beside;
-using testsupport::Gate;
-using testsupport::onThread;
-using testsupport::Report;
-using testsupport::thrownBy;
-
-/// Ends the process when a test hangs.
-class Watchdog : public testing::Environment {
-  public:
-    void SetUp() override { alarm(100); }
-    void TearDown() override { alarm(0); }
-};
 [[maybe_unused]] auto* const watchdog = testing::AddGlobalTestEnvironment(new Watchdog);
 
-/// The message service while it lives: drops the reports, of which there may be many.
-class Silence : public ZMessageService {
-  public:
-    Silence() : before(messageService()) { setMessageService(this); }
-    ~Silence() { setMessageService(before); }
-    Silence(const Silence&) = delete;
-    Silence& operator=(const Silence&) = delete;
+// ---------------------------------------------------------------------------- planted failures
 
-    void outputMessage(char const*, int, int, int, ZLCString const*, ZLCString const*,
-                       ZLCString const*, ZLCString const*, ZLCString const*,
-                       ZLCString const*) const override {}
-    void outputMessageUTF8(char const*, int, int, int, ZUTF8String const*, ZUTF8String const*,
-                           ZUTF8String const*, ZUTF8String const*, ZUTF8String const*,
-                           ZUTF8String const*) const override {}
-    void outputException(ZException&) const override {}
-    void outputException(ZZException const*, va_list) const override {}
-
-  private:
-    ZMessageService const* before;
+/// A lock that is held at depth 2 and its condition, and a lock that is free.
+struct Held {
+    Held() {
+        lock.lock();
+        lock.lock();
+    }
+    ZLock lock;
+    ZCondition condition{lock};
+    ZLock other;
 };
+
+void makeLock(Held&) { ZLock const lock; }
+void makeCondition(Held&) { ZCondition const condition; }
+void lock(Held& held) { held.other.lock(); }
+void tryLock(Held& held) { (void)held.other.try_lock(); }
+void lockAndUnlock(Held& held) {
+    held.other.lock();
+    held.other.unlock();
+}
+void wait(Held& held) { held.condition.wait(); }
+void waitFor(Held& held) {
+    struct Flag {
+        ~Flag() { EXPECT_EQ(timedOut, 0); }
+        int timedOut = 7;
+    } flag;
+    held.condition.wait(60, flag.timedOut);
+}
+void signal(Held& held) { held.condition.signal(); }
+void broadcast(Held& held) { held.condition.broadcast(); }
+
+void startAndEnd(ZThread& thread) {
+    thread.start();
+    if (auto* const sleeper = dynamic_cast<Worker*>(&thread)) sleeper->wakeUp();
+    thread.waitForExit();
+}
+void startAndEnd(int isDetached) {
+    struct Last {
+        ~Last() {
+            (void)thrownBy([&] { thread.waitForExit(); });
+        }
+        ZThread& thread;
+    };
+    Tally tally;
+    Task task(tally, nullptr, isDetached);
+    Last const last{task};
+    startAndEnd(task);
+}
+void startJoinable(Held&) { startAndEnd(asJoinable); }
+void startDetached(Held&) { startAndEnd(asDetached); }
+void makeKey(Held&) {
+    unsigned int key = 0;
+    ZThread::createThreadKey(key);
+}
+void setObject(Held&) {
+    unsigned int key = 0;
+    ZThread::setThreadObject(key, nullptr);
+}
+void makePool(Held&) { ZThreadPool const pool(2, 1); }
+void askPool(Held&) {
+    ZThreadPool pool(2, 1);
+    ZThread* thread = nullptr;
+    pool.getAvailableIdleThread(thread);
+}
+
+struct Row {
+    char const* function;
+    int rc;
+    void (*operation)(Held&);
+    int number;
+    char const* thrown;    // class; null: nothing
+    char const* reported;  // source; null: nothing
+};
+
+constexpr char inLock[] = "src/Z/ZLock";
+constexpr char inCondition[] = "src/Z/ZCondition";
+constexpr char inThread[] = "src/Z/ZThread";
+
+constexpr Row rows[] = {
+    {"pthread_mutex_init", ENOMEM, makeLock, 3, "ZCreateResourceException", nullptr},
+    {"pthread_mutex_init", EAGAIN, makeCondition, 3, "ZCreateResourceException", nullptr},
+    {"pthread_mutex_destroy", EBUSY, makeLock, 4, nullptr, inLock},
+    {"pthread_mutex_lock", EINVAL, lock, 5, "ZLockResourceException", nullptr},
+    {"pthread_mutex_trylock", EAGAIN, tryLock, 5, "ZLockResourceException", nullptr},
+    {"pthread_mutex_unlock", EPERM, lockAndUnlock, 6, "ZUnlockResourceException", nullptr},
+    {"pthread_cond_init", ENOMEM, makeCondition, 7, "ZConditionException", nullptr},
+    {"pthread_cond_destroy", EBUSY, makeCondition, 8, nullptr, inCondition},
+    // Number 9 also for a timed wait; a time-out without a deadline is a failure.
+    {"pthread_cond_wait", ETIMEDOUT, wait, 9, "ZConditionException", inCondition},
+    {"pthread_cond_timedwait", EPERM, waitFor, 9, "ZConditionException", inCondition},
+    {"pthread_cond_signal", EINVAL, signal, 10, "ZConditionException", inCondition},
+    {"pthread_cond_broadcast", EINVAL, broadcast, 27, "ZConditionException", inCondition},
+    {"pthread_attr_init", ENOMEM, startJoinable, 15, "ZThreadException", nullptr},
+    {"pthread_attr_setdetachstate", EINVAL, startDetached, 16, "ZThreadException", nullptr},
+    {"pthread_create", EAGAIN, startJoinable, 17, "ZThreadException", nullptr},
+    {"pthread_attr_destroy", EINVAL, startJoinable, 18, nullptr, inThread},
+    {"pthread_join", EDEADLK, startJoinable, 20, "ZThreadException", nullptr},
+    {"pthread_key_create", EAGAIN, makeKey, 29, "ZThreadException", nullptr},
+    {"pthread_setspecific", ENOMEM, setObject, 30, "ZThreadException", nullptr},
+    {"pthread_mutex_init", ENOMEM, makePool, 3, "ZThreadException", nullptr},
+    {"pthread_mutex_destroy", EBUSY, makePool, 4, nullptr, inThread},
+    {"pthread_mutex_lock", EINVAL, askPool, 5, "ZThreadException", nullptr},
+    {"pthread_mutex_unlock", EPERM, askPool, 6, "ZThreadException", nullptr},
+    {"pthread_cond_init", ENOMEM, makePool, 7, "ZThreadException", nullptr},
+    {"pthread_cond_destroy", EBUSY, makePool, 8, nullptr, inThread},
+};
+
+TEST(FaultTest, IsThrownOrReportedAndLeavesEveryHoldAsItWas) {
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.function);
+        Report const thrown{row.thrown ? row.thrown : "", row.number, {std::to_string(row.rc)}};
+        Report const reported{row.reported ? row.reported : "", row.number, thrown.inserts};
+        Reports reports;
+        Held held;
+        planted = {row.function, row.rc};
+        EXPECT_EQ(thrownBy([&] { row.operation(held); }), row.thrown ? thrown : nothing);
+        EXPECT_EQ(planted.rc, 0) << "the call was not made";
+        EXPECT_EQ(reports.take(), std::vector<Report>(row.reported ? 1 : 0, reported));
+        EXPECT_FALSE(isFree(held.lock));
+        EXPECT_EQ(unwind(held.lock), 2);
+        (void)unwind(held.other);  // held by an unlock that failed
+        EXPECT_TRUE(isFree(held.other));
+    }
+}
+
+/// The deadline that a wait of `seconds` asks the system for.
+timespec deadlineFor(long seconds) {
+    Held held;
+    planted = {"pthread_cond_timedwait", ETIMEDOUT};
+    int timedOut = 0;
+    held.condition.wait(seconds, timedOut);
+    EXPECT_EQ(timedOut, 1);
+    EXPECT_EQ(unwind(held.lock), 2);
+    return lastDeadline;
+}
+
+TEST(FaultTest, DeadlinesAreWholeSecondsFromNowAndNeverOverflow) {
+    time_t const before = time(nullptr);
+    timespec const inAMinute = deadlineFor(60);
+    time_t const after = time(nullptr);
+    EXPECT_GE(inAMinute.tv_sec, before + 60);
+    EXPECT_LE(inAMinute.tv_sec, after + 60);
+    EXPECT_EQ(inAMinute.tv_nsec, 0);
+    EXPECT_EQ(deadlineFor(std::numeric_limits<long>::max()).tv_sec,
+              std::numeric_limits<time_t>::max());
+    timespec const first = deadlineFor(std::numeric_limits<long>::min());
+    EXPECT_EQ(first.tv_sec, 0);
+    EXPECT_EQ(first.tv_nsec, 1) << "both 0 would be no limit";
+    EXPECT_EQ(deadlineFor(-time(nullptr) - 5).tv_nsec, 1);
+}
+
+// ------------------------------------------------------------------------------- every call
 
 /// Whether it is nothing, or an exception that locks, conditions and threads may throw.
 bool isDescribed(Report const& thrown) {
-    static std::set<std::string> const described{
-        "ZLockResourceException 5",   "ZConditionException 9", "ZConditionException 10",
-        "ZConditionException 27",     "ZThreadException 3",    "ZThreadException 5",
-        "ZThreadException 6",         "ZThreadException 7",    "ZThreadException 15",
-        "ZThreadException 16",        "ZThreadException 17",   "ZThreadException 20",
-        "ZCreateResourceException 3", "ZConditionException 7"};
-    return thrown.what.empty() ||
-           described.count(thrown.what + " " + std::to_string(thrown.number)) != 0;
+    constexpr std::string_view described =
+        "ZCreateResourceException 3, ZLockResourceException 5, "
+        "ZConditionException 7, ZConditionException 9, ZConditionException 10, "
+        "ZConditionException 27, ZThreadException 3, ZThreadException 5, ZThreadException 6, "
+        "ZThreadException 7, ZThreadException 15, ZThreadException 16, ZThreadException 17, "
+        "ZThreadException 20, ";
+    auto const name = thrown.what + " " + std::to_string(thrown.number) + ",";
+    return thrown == nothing || described.find(name) != described.npos;
 }
 
-/// One try of an operation. `undisturbed()` lets the system's calls work again.
-class Attempt {
-  public:
-    Attempt(int call, Repeat repeat, bool everywhere) {
-        faults.calls = 0;
-        faults.failing = call;
-        faults.repeat = repeat;
-        faults.everywhere = everywhere;
-        armedHere = true;
-        faults.armed = true;
-    }
-    ~Attempt() { undisturbed(); }
-    Attempt(const Attempt&) = delete;
-    Attempt& operator=(const Attempt&) = delete;
-    void undisturbed() {
-        faults.armed = false;
-        armedHere = false;
-    }
-};
+enum class Where { here, everywhere };
 
-/// Runs `body` with every call failing in turn, once and from there on. `body` gets the number of
-/// the call, makes its Attempt, and checks.
+/// Runs `operation` once, with its `call`-th call failing; what it throws must be described.
+Report attempt(int call, Repeat repeat, Where where, std::function<void()> const& operation) {
+    faults.calls = 0;
+    faults.failing = call;
+    faults.repeat = repeat;
+    faults.everywhere = where == Where::everywhere;
+    armedHere = true;
+    faults.armed = true;
+    Report const thrown = thrownBy(operation);
+    faults.armed = false;
+    armedHere = false;
+    EXPECT_TRUE(isDescribed(thrown)) << thrown;
+    return thrown;
+}
+
+/// Runs `body`, which makes one attempt and checks, with every call failing in turn, once and from
+/// there on.
 void failEveryCall(std::function<void(int, Repeat)> const& body) {
-    Silence const silence;
+    Reports const dropped;
     for (Repeat const repeat : {Repeat::once, Repeat::fromThereOn}) {
         int call = 0;
         do {
@@ -180,7 +226,7 @@ void failEveryCall(std::function<void(int, Repeat)> const& body) {
             SCOPED_TRACE(std::to_string(call) +
                          (repeat == Repeat::once ? ", once" : ", from there on"));
             body(call, repeat);
-            if (testing::Test::HasFatalFailure() || testing::Test::HasNonfatalFailure()) return;
+            if (testing::Test::HasFailure()) return;
         } while (faults.calls >= call && call < 500);
         EXPECT_GT(call, 1) << "nothing was called";
         EXPECT_LT(call, 500) << "never untouched";
@@ -190,13 +236,14 @@ void failEveryCall(std::function<void(int, Repeat)> const& body) {
 // ------------------------------------------------------------------------------ read-write locks
 
 using State = ZReadWriteLockInterface::zlockstate;
+constexpr State unset = ZReadWriteLockInterface::zlockUnset;
 constexpr State read = ZReadWriteLockInterface::zlockRead;
 constexpr State protect = ZReadWriteLockInterface::zlockProtect;
 constexpr State write = ZReadWriteLockInterface::zlockWrite;
 
 /// What the thread under test holds, as far as it was told.
 struct Hold {
-    ZReadWriteLock& lock;
+    ZReadWriteLock lock;
     bool held = false;
 
     void take(State mode) {
@@ -214,161 +261,124 @@ struct Hold {
     }
 };
 
-struct LockRow {
-    char const* name;
-    bool beside;  // while another thread reads, which leaves when the operation waits for it
-    std::function<void(Hold&)> operation;
+/// All of them beside a reader that leaves when the operation waits.
+void (*const takingsAndGivings[])(Hold&) = {
+    [](Hold& hold) {
+        hold.take(read);
+        hold.give();
+    },
+    [](Hold& hold) {
+        hold.take(write);
+        hold.give();
+    },
+    [](Hold& hold) {
+        hold.held = hold.lock.lockFor(write, longEnough);
+        hold.give();
+    },
+    [](Hold& hold) {
+        hold.take(protect);
+        hold.lock.promoteReadToWriteLock();
+        hold.give();
+    },
 };
 
-std::ostream& operator<<(std::ostream& out, LockRow const& row) { return out << row.name; }
-
-Gate* readerLeaves = nullptr;
-
-class ReadWriteLockFault : public testing::TestWithParam<LockRow> {};
-
-TEST_P(ReadWriteLockFault, IsDescribedAndLeavesTheLockToOthers) {
-    LockRow const& row = GetParam();
-    failEveryCall([&](int call, Repeat repeat) {
-        ZReadWriteLock lock;
-        Gate reading;
-        Gate leave;
-        readerLeaves = &leave;
-        beforeWait = [] { readerLeaves->open(); };
-        Beside reader([&] {
-            if (row.beside) lock.readLock();
-            reading.open();
-            leave.await();
-            if (row.beside) lock.unlock();
+TEST(ReadWriteLockFaultTest, IsDescribedAndLeavesTheLockToOthers) {
+    for (auto* const takeAndGive : takingsAndGivings)
+        failEveryCall([&](int call, Repeat repeat) {
+            Hold hold;
+            Gate reading;
+            Gate leave;
+            openedByWait = &leave;
+            Beside reader([&] {
+                hold.lock.readLock();
+                reading.open();
+                leave.await();
+                hold.lock.unlock();
+            });
+            reading.await();
+            Report const thrown = attempt(call, repeat, Where::here, [&] { takeAndGive(hold); });
+            leave.open();
+            reader.join();
+            openedByWait = nullptr;
+            EXPECT_TRUE(faults.calls >= call || thrown == nothing) << thrown;
+            if (hold.held) hold.lock.unlock();
+            EXPECT_TRUE(onThread([&] {
+                bool const taken = hold.lock.lockFor(write, 1000);
+                if (taken) hold.lock.unlock();
+                return taken;
+            }));
+            EXPECT_TRUE(hold.lock.haveLock(unset));
         });
-        reading.await();
-        Hold hold{lock};
-        Report thrown;
-        {
-            Attempt attempt(call, repeat, false);
-            thrown = thrownBy([&] { row.operation(hold); });
-        }
-        leave.open();
-        reader.join();
-        beforeWait = nullptr;
-        EXPECT_TRUE(faults.calls >= call || thrown.what.empty()) << thrown;
-        EXPECT_TRUE(isDescribed(thrown)) << thrown;
-        if (hold.held) lock.unlock();
-        EXPECT_TRUE(onThread([&] {
-            bool const taken = lock.lockFor(write, 1000);
-            if (taken) lock.unlock();
-            return taken;
-        }));
-        EXPECT_TRUE(lock.haveLock(ZReadWriteLockInterface::zlockUnset));
-    });
 }
-
-INSTANTIATE_TEST_SUITE_P(Operations, ReadWriteLockFault,
-                         testing::Values(LockRow{"Read", false,
-                                                 [](Hold& hold) {
-                                                     hold.take(read);
-                                                     hold.give();
-                                                 }},
-                                         LockRow{"WriteBesideReader", true,
-                                                 [](Hold& hold) {
-                                                     hold.take(write);
-                                                     hold.give();
-                                                 }},
-                                         LockRow{"TimedWriteBesideReader", true,
-                                                 [](Hold& hold) {
-                                                     hold.held = hold.lock.lockFor(write, 60000);
-                                                     hold.give();
-                                                 }},
-                                         LockRow{"PromoteBesideReader", true,
-                                                 [](Hold& hold) {
-                                                     hold.take(protect);
-                                                     hold.lock.promoteReadToWriteLock();
-                                                     hold.give();
-                                                 }}),
-                         [](auto const& row) { return row.param.name; });
 
 // ---------------------------------------------------------------------------- threads and sleepers
 
-class Task : public ZThread {
-  public:
-    Task() : ZThread(0, 0) {}
-    explicit Task(int isDetached) : ZThread(isDetached, isDetached) {}
-    void run() override {}
-};
-
-class Sleeper : public ZSleeperThread {
-  public:
-    void doWork() override {}
-};
-
 /// Ends a thread of which it is not known how far it got.
 void end(ZThread& thread) {
-    try {
-        thread.waitForExit();
-    } catch (ZThreadException const& e) {
-        EXPECT_EQ(e.getCode(), 20U) << "was not started, or has been joined";
-    }
-}
-
-template <class Thread>
-void startAndEnd(Thread& thread) {
-    thread.start();
-    if constexpr (std::is_same_v<Thread, Sleeper>) thread.wakeUp();
-    thread.waitForExit();
+    Report const thrown = thrownBy([&] { thread.waitForExit(); });
+    EXPECT_TRUE(thrown == nothing || thrown.number == 20) << "not started, or joined";
 }
 
 template <class Thread>
 void failStartAndEnd() {
     failEveryCall([](int call, Repeat repeat) {
-        Thread thread;
-        Report thrown;
-        {
-            Attempt attempt(call, repeat, true);
-            thrown = thrownBy([&] { startAndEnd(thread); });
-        }
-        EXPECT_TRUE(isDescribed(thrown)) << thrown;
+        Tally tally;
+        Thread thread(tally);
+        attempt(call, repeat, Where::everywhere, [&] { startAndEnd(thread); });
         end(thread);
         startAndEnd(thread);  // as if nothing had been
     });
 }
 
-TEST(ThreadFaultTest, AThreadCanBeStartedAfterAnyFailure) { failStartAndEnd<Task>(); }
-
-TEST(ThreadFaultTest, ASleeperCanBeStartedAfterAnyFailure) { failStartAndEnd<Sleeper>(); }
+TEST(ThreadFaultTest, AThreadCanBeStartedAfterAnyFailure) {
+    failStartAndEnd<Task>();
+    failStartAndEnd<Worker>();
+}
 
 TEST(ThreadFaultTest, ADetachedThreadThatCannotBeStartedStaysItsMakers) {
-    failEveryCall([](int call, Repeat repeat) {
-        auto* const task = new Task(1);
-        Report thrown;
-        {
-            Attempt attempt(call, repeat, false);
-            thrown = thrownBy([&] { task->start(); });
-        }
-        if (thrown.what.empty()) return;
-        EXPECT_TRUE(isDescribed(thrown)) << thrown;
-        delete task;
+    Tally tally;
+    failEveryCall([&](int call, Repeat repeat) {
+        auto* const task = new Task(tally, nullptr, asDetached, deletesObject);
+        if (attempt(call, repeat, Where::here, [&] { task->start(); }) != nothing) delete task;
     });
+}
+
+TEST(ThreadFaultTest, AThreadThatIsBeingStartedOrJoinedIsNotJoined) {
+    Tally tally;
+    Gate joining;
+    Report starting;
+    Report own;
+    Task task(tally);
+    auto const join = [&] { return thrownBy([&] { task.waitForExit(); }); };
+    beforeCreate = [&] { starting = onThread(join); };
+    task.body = [&] {
+        joining.await();
+        own = join();
+        EXPECT_EQ(onThread(join), (Report{"ZThreadException", 20, {std::to_string(EINVAL)}}));
+    };
+    openedByWait = &joining;
+    startAndEnd(task);
+    openedByWait = nullptr;
+    EXPECT_EQ(starting, (Report{"ZThreadException", 20, {std::to_string(ESRCH)}}));
+    EXPECT_EQ(own, (Report{"ZThreadException", 20, {std::to_string(EDEADLK)}}));
 }
 
 // ------------------------------------------------------------------------------------------ pools
 
 TEST(ThreadPoolFaultTest, CountsComeBackToZeroAfterAnyFailure) {
     failEveryCall([](int call, Repeat repeat) {
-        Task task;
-        Sleeper worker;
+        Tally tally;
+        Task task(tally);
+        Worker worker(tally);
         std::optional<ZThreadPool> pool;
-        Report thrown;
-        {
-            Attempt attempt(call, repeat, true);
-            thrown = thrownBy([&] {
-                pool.emplace(2U, 1U);
-                pool->start(task);
-                pool->start(worker);
-                if (worker.hash() == 0) return;  // reported, and nothing to wake
-                worker.wakeUp();
-                pool->waitForExit();
-            });
-        }
-        EXPECT_TRUE(isDescribed(thrown)) << thrown;
+        attempt(call, repeat, Where::everywhere, [&] {
+            pool.emplace(2U, 1U);
+            pool->start(task);
+            pool->start(worker);
+            if (worker.hash() == 0) return;  // reported, and nothing to wake
+            worker.wakeUp();
+            pool->waitForExit();
+        });
         if (!pool) return;
         end(worker);
         pool->waitForExit();
@@ -387,12 +397,44 @@ TEST(ThreadPoolFaultTest, CountsComeBackToZeroAfterAnyFailure) {
     });
 }
 
-TEST(ThreadPoolFaultTest, WhatCannotBeFreedIsReported) {
-    failEveryCall([](int call, Repeat repeat) {
-        std::optional<ZThreadPool> pool(std::in_place, 2U, 1U);
-        Attempt attempt(call, repeat, false);
-        EXPECT_EQ(thrownBy([&] { pool.reset(); }), (Report{"", 0, {}}));
-    });
+/// Cannot be told to exit at first.
+class Stubborn : public Worker {
+  public:
+    using Worker::Worker;
+    void waitForExit() override {
+        if (told.isOpened()) {
+            Worker::waitForExit();
+            throw std::runtime_error("but it has ended");
+        }
+        told.open();
+        refuse.await();
+        throw std::runtime_error("not yet");
+    }
+    Gate told;
+    Gate refuse;
+};
+
+TEST(ThreadPoolFaultTest, WhoWaitsForTheEndTellsAWorkerThatAnotherCouldNotTell) {
+    Reports reports;
+    Tally tally;
+    ZThreadPool pool(1, 1);
+    Stubborn worker(tally);
+    pool.start(worker);
+    int keep = 0;
+    pool.threadDoneNotification(worker, keep);
+    ASSERT_EQ(keep, 1);
+    Beside first([&] { EXPECT_THROW(pool.waitForExit(), std::runtime_error); });
+    worker.told.await();
+    Gate waits;
+    openedByWait = &waits;
+    Beside second([&] { pool.waitForExit(); });
+    waits.await();
+    openedByWait = nullptr;
+    worker.refuse.open();
+    first.join();
+    second.join();
+    EXPECT_EQ(reports.take(), (std::vector<Report>{unknownInThread}))
+        << "what ended it all the same";
 }
 
 }  // namespace

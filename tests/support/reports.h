@@ -101,8 +101,8 @@ class Reports : public ZMessageService {
     mutable std::vector<Report> kept;
 };
 
-/// Runs `body` and gives name and number of the exception of the library that it throws; an empty
-/// name when it throws none.
+/// Runs `body` and gives name and number of the exception of the library that it throws, and the
+/// system's code where it has one; an empty name when it throws none.
 template <class Body>
 [[nodiscard]] Report thrownBy(Body const& body) {
     try {
@@ -113,6 +113,10 @@ template <class Body>
             report.inserts.emplace_back(state->value());
         if (auto const* const resource = dynamic_cast<ZResourceException const*>(&e))
             report.inserts.push_back(std::to_string(resource->resourceRc()));
+        if (auto const* const thread = dynamic_cast<ZThreadException const*>(&e))
+            report.inserts.push_back(std::to_string(thread->threadRc()));
+        if (auto const* const condition = dynamic_cast<ZConditionException const*>(&e))
+            report.inserts.push_back(std::to_string(condition->conditionRc()));
         return report;
     }
     return {"", 0, {}};

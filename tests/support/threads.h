@@ -2,7 +2,10 @@
 #ifndef ZFC_TESTS_SUPPORT_THREADS_H
 #define ZFC_TESTS_SUPPORT_THREADS_H
 
+#include <pthread.h>
+
 #include <condition_variable>
+#include <deque>
 #include <exception>
 #include <functional>
 #include <mutex>
@@ -19,6 +22,10 @@ class Gate {
         std::lock_guard const guard(mutex);
         isOpen = true;
         opened.notify_all();
+    }
+    [[nodiscard]] bool isOpened() {
+        std::lock_guard const guard(mutex);
+        return isOpen;
     }
     void await() {
         std::unique_lock guard(mutex);
@@ -59,6 +66,43 @@ class Beside {
 
     std::exception_ptr failure;  // written by the thread, read when it has ended
     std::thread thread;          // last: it uses what stands above
+};
+
+/// Threads that all run beside the test, and are waited for together.
+class Crew {
+  public:
+    void add(std::function<void()> body) { members.emplace_back(std::move(body)); }
+    void join() {
+        for (Beside& member : members)
+            member.join();
+    }
+
+  private:
+    std::deque<Beside> members;
+};
+
+/// A thread that waits for its cancellation.
+class Doomed {
+  public:
+    explicit Doomed(std::function<void()> waits) : body(std::move(waits)) {
+        pthread_create(&thread, nullptr, run, this);
+    }
+    /// Whether the thread was cancelled, and did not end in another way.
+    [[nodiscard]] bool cancel() const {
+        void* result = nullptr;
+        pthread_cancel(thread);
+        pthread_join(thread, &result);
+        return result == PTHREAD_CANCELED;
+    }
+
+  private:
+    static void* run(void* self) {
+        static_cast<Doomed*>(self)->body();
+        return nullptr;
+    }
+
+    std::function<void()> body;
+    pthread_t thread{};
 };
 
 /// Runs `body` in a thread of its own and waits for it; passes on what it returns or throws.

@@ -1,5 +1,5 @@
 # What `cmake --install` lays down: the shared library, public headers, codeset data, the CMake
-# package and the pkg-config file. The static library is a component of its own:
+# package, the pkg-config file and the manual. The static library is a component of its own:
 #   cmake --install BUILD --component static
 include(CMakePackageConfigHelpers)
 include(${CMAKE_CURRENT_LIST_DIR}/public_headers.cmake)
@@ -23,6 +23,13 @@ configure_package_config_file(cmake/zfc-config.cmake.in zfc-config.cmake
 write_basic_package_version_file(zfc-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/zfc-config.cmake ${PROJECT_BINARY_DIR}/zfc-config-version.cmake
         DESTINATION ${package_dir})
+
+# Manual pages of the tools that are built.
+foreach(tool zprop zlock)
+  if(TARGET ${tool})
+    install(FILES docs/man/${tool}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  endif()
+endforeach()
 
 # The pkg-config file finds its prefix from where it lies, so an installed tree can be moved.
 set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

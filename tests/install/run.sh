@@ -35,9 +35,28 @@ private=$(find "$prefix/include" -name '*_*.h' \
 [[ -f $prefix/include/Z/ztags.h ]] || fail "no public headers were installed"
 [[ -d $prefix/share/zfc/qcs ]] || fail "the codeset data directory was not installed"
 
-# The tools find the library that was installed with them.
+# help_of TOOL: what the tool and its commands say of themselves.
+help_of() {
+    "$1" --help
+    "$1" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z][a-z]*\) .*/\1/p' |
+        while read -r command; do
+            echo "  --$command"
+            "$1" "$command" --help
+        done
+}
+
+# The tools find the library that was installed with them, and each has a manual page that knows
+# all its options and commands.
 for tool in "$prefix"/bin/*; do
-    [[ ! -x $tool ]] || quiet "$tool" --help
+    [[ -x $tool ]] || continue
+    quiet "$tool" --help
+    page=$prefix/share/man/man1/$(basename "$tool").1
+    help_of "$tool" >"$work/help"
+    grep -oE '^  (-h,)?--[a-z-]+' "$work/help" | sed 's/.*--//' | sort -u |
+        while read -r word; do
+            [[ $word == help ]] || grep -qE "(Fl -|Cm )$word\b" "$page" ||
+                fail "$(basename "$page") does not tell of \"$word\""
+        done
 done
 
 export QCSDIR=$prefix/share/zfc/qcs LC_ALL=C.UTF-8

@@ -20,7 +20,7 @@ trap finish EXIT
 
 export PATH=$root/build/demo/tools:$root/build/demo/examples:$PATH
 export QCSDIR=$root/data/qcs
-cp "$root"/examples/files/*.conf "$work"
+cp "$root"/examples/files/*.{conf,properties} "$work"
 cd "$work"
 
 bold='' plain=''
@@ -87,5 +87,12 @@ title "8. The same from programs in C++ and C"
 show settings app.conf
 show settings_c app.conf
 show zprop list app.conf server
+
+title "9. A properties file that Java programs share, and a stanza file made from it"
+show cat app.properties
+show zprop get app.properties greeting
+refused 1 zprop convert app.properties from_java.conf --stanza all
+show zprop convert app.properties from_java.conf --stanza all --drop-comments
+show cat from_java.conf
 
 printf '\nDone. The programs are examples/settings.cpp and examples/settings_c.c.\n'

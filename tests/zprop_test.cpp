@@ -335,9 +335,142 @@ TEST_F(ZpropOnFile, EditsOfManyProcessesAreAllKept) {
     EXPECT_EQ(std::count(listing.begin(), listing.end(), '\n'), 2 + writers * rounds) << listing;
 }
 
+// ----------------------------------------------------------- files in the manner of the Java
+// platform
+
+constexpr char javaSample[] = "# made by hand\nserver.host = east\nserver.port=80\nname: \\u00e9\n";
+
+class ZpropOnJavaFile : public testing::Test {
+  protected:
+    ZpropOnJavaFile() { writeFile(file, javaSample); }
+
+    TempDir dir;
+    std::string file = dir.file("app.properties");
+    std::string stanzas = dir.file("app.conf");
+};
+
+TEST_F(ZpropOnJavaFile, GetListAndDumpShowThePairs) {
+    EXPECT_EQ(zprop({"get", file, "server.host"}).out, "east\n");
+    EXPECT_EQ(zprop({"get", file, "name"}).out, "\xC3\xA9\n");
+    EXPECT_EQ(zprop({"get", file, "none", "--default", "x"}).out, "x\n");
+    EXPECT_EQ(zprop({"get", file, "none"}).status, 1);
+    EXPECT_EQ(zprop({"get", file, "server", "host"}).status, 2);
+    EXPECT_EQ(zprop({"get", file, "name", "--all"}).status, 2);
+    EXPECT_EQ(zprop({"get", dir.file("gone.properties"), "k"}).status, 3);
+    EXPECT_EQ(zprop({"unset", file, "name"}).status, 2);
+    auto const listed = zprop({"list", file}).out;
+    EXPECT_NE(listed.find("server.port = 80\n"), std::string::npos) << listed;
+    EXPECT_EQ(zprop({"dump", file}).out, listed);
+
+    auto const whole = nlohmann::json::parse(zprop({"dump", file, "--json"}).out);
+    EXPECT_EQ(whole["file"], file);
+    ASSERT_EQ(whole["pairs"].size(), 3);
+    std::string order;
+    for (auto const& pair : whole["pairs"]) {
+        order += pair["key"].get<std::string>() + " = " + pair["value"].get<std::string>() + "\n";
+    }
+    EXPECT_EQ(order, listed);
+
+    auto const other = dir.file("other");  // no name of a properties file
+    writeFile(other, "k=\\uD83D\\uDE00\nh=\\ud83d\n");
+    EXPECT_EQ(zprop({"get", other, "k", "--format", "java"}).out, "\xF0\x9F\x98\x80\n");
+    EXPECT_EQ(zprop({"--format", "java", "dump", other, "--json"}).status, 1);
+}
+
+TEST_F(ZpropOnJavaFile, SetStoresWhatTheFormatKeepsAndRefusesTheRest) {
+    auto const set = zprop({"set", file, "server.port", "8:0"});
+    EXPECT_EQ(set.status, 0);
+    EXPECT_NE(set.err.find("1 comment"), std::string::npos) << set.err;
+    std::string const stored = readFile(file);
+    EXPECT_EQ(stored.substr(0, 2), "#\n");
+    EXPECT_NE(stored.find("server.port = 8\\:0\n"), std::string::npos) << stored;
+    EXPECT_NE(stored.find("name = \\u00e9\n"), std::string::npos) << stored;
+
+    for (auto const& [key, value] :
+         std::vector<std::pair<std::string, std::string>>{{"k", "a\x7F"},
+                                                          {"k", "\xF0\x9F\x98\x80"},
+                                                          {"k", " x"},
+                                                          {"k", "a\nb"},
+                                                          {"a b", "v"},
+                                                          {"#k", "v"}}) {
+        auto const result = zprop({"set", file, key, value});
+        EXPECT_EQ(result.status, 1) << key << value;
+        EXPECT_NE(result.err.find("would not read back"), std::string::npos) << result.err;
+    }
+    EXPECT_EQ(zprop({"set", file, "", "v"}).status, 2);
+    EXPECT_EQ(zprop({"set", file, "a", "b", "c"}).status, 2);
+    EXPECT_EQ(readFile(file), stored);
+
+    writeFile(file, "a=1\nb=\\q\n");
+    auto const lossy = zprop({"set", file, "a", "2"});
+    EXPECT_EQ(lossy.status, 1);
+    EXPECT_NE(lossy.err.find(file + ":2: "), std::string::npos) << lossy.err;
+    EXPECT_EQ(readFile(file), "a=1\nb=\\q\n");
+    auto const made = dir.file("made.properties");
+    EXPECT_EQ(zprop({"set", made, "k", ""}).status, 0);
+    EXPECT_EQ(readFile(made), "#\nk = \n");
+}
+
+TEST_F(ZpropOnJavaFile, CheckTellsEveryLineThatIsSkipped) {
+    EXPECT_EQ(zprop({"check", file}).out, "1 file checked, 0 invalid\n");
+    writeFile(file, "a=1\r\n =b\r\nkey\n\nb=\\x\nc=3");
+    writeFile(stanzas, "[s]\nk\n");
+    auto const result = zprop({"check", file, stanzas});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out,
+              file + ":2: no key before the separator\n =b\n" + file +
+                  ":3: key without \"=\", \":\" or blank and value\nkey\n" + file +
+                  ":5: backslash in the value before none of \"\\\", \":\", quote, blank and "
+                  "\"u\"\nb=\\x\n" +
+                  file + ":6: last line without a line end\nc=3\n" + stanzas +
+                  ":2: neither stanza header, comment nor key = value\nk\n^\n"
+                  "2 files checked, 2 invalid\n");
+}
+
+TEST_F(ZpropOnJavaFile, ConvertsBothWaysWhereNothingIsLost) {
+    writeFile(stanzas, "[server]\nhost = a b\nport =\n[log]\nlevel = \xC3\xA9:\n");
+    EXPECT_EQ(zprop({"convert", stanzas, dir.file("1.properties")}).err, "");
+    EXPECT_EQ(zprop({"get", dir.file("1.properties"), "server.host"}).out, "a b\n");
+    EXPECT_EQ(zprop({"convert", dir.file("1.properties"), dir.file("2.conf")}).err, "");
+    auto const dumped = [](std::string const& path) {
+        auto stanzaList = nlohmann::json::parse(zprop({"dump", path, "--json"}).out)["stanzas"];
+        for (auto& stanza : stanzaList)
+            std::sort(stanza["keys"].begin(), stanza["keys"].end());
+        std::sort(stanzaList.begin(), stanzaList.end());
+        return stanzaList;
+    };
+    EXPECT_EQ(dumped(dir.file("2.conf")), dumped(stanzas));
+    EXPECT_EQ(zprop({"convert", stanzas, dir.file("2.conf")}).status, 1);  // is there already
+
+    EXPECT_EQ(
+        zprop({"convert", file, dir.file("3.conf"), "--stanza", "all", "--drop-comments"}).err, "");
+    EXPECT_EQ(zprop({"get", dir.file("3.conf"), "all", "server.port"}).out, "80\n");
+}
+
+TEST_F(ZpropOnJavaFile, ConvertTellsWhatWouldBeLostAndDoesNothing) {
+    writeFile(stanzas,
+              "# c\n[a.b]\nk=1\n[s]\nm = 1\nm = 2\nx y = 1\nsmile = \xF0\x9F\x98\x80\n[e]\n");
+    writeFile(file, "# c\nplain=1\na.b=x \na.c=\\ud83d\na.d=\\u0000\na.e=\\q\na.f=1\n");
+    struct {
+        std::string source;
+        std::vector<std::string> told;
+    } const rows[] = {
+        {stanzas, {":1: comment", "\"a.b\"", "\"s.m\"", "\"s.x y\"", "\"s.smile\"", "\"e\""}},
+        {file, {":1: comment", "\"plain\"", "\"a.b\"", "\"a.c\"", "\"a.d\"", ":6: backslash"}},
+    };
+    for (auto const& row : rows) {
+        auto const result = zprop({"convert", row.source, dir.file("out")});
+        EXPECT_EQ(result.status, 1);
+        for (auto const& text : row.told)
+            EXPECT_NE(result.err.find(text), std::string::npos) << text << "\n" << result.err;
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 7) << result.err;
+        EXPECT_NE(access(dir.file("out").c_str(), F_OK), 0);
+    }
+}
+
 TEST(ZpropUsage, HelpHasAnExampleForEachCommandAndWrongUseIsTwo) {
-    for (auto const* command :
-         {"get", "set", "unset", "list", "dump", "check", "rewrite", "comment", "edit"}) {
+    for (auto const* command : {"get", "set", "unset", "list", "dump", "check", "rewrite",
+                                "comment", "edit", "convert"}) {
         auto const help = zprop({command, "--help"});
         EXPECT_EQ(help.status, 0) << command;
         EXPECT_NE(help.out.find("Example: "), std::string::npos) << help.out;

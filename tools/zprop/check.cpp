@@ -1,5 +1,6 @@
 #include <iostream>
 
+#include "zprop/java_commands.h"
 #include "zprop/read_commands.h"
 
 namespace zprop {
@@ -14,9 +15,10 @@ std::string caretLine(const std::string& line, std::size_t column) {
     return text + "^";
 }
 
-Exit checkOne(const std::string& file, double waitSeconds) {
+Exit checkOne(const std::string& file, std::optional<Format> format, double waitSeconds) {
     try {
         Deadline deadline(waitSeconds);
+        if (formatOf(file, format) == Format::java) return checkJava(file, deadline);
         auto const properties = openForReading(file, deadline);
         return Exit::done;
     } catch (ZPropertiesInvalidDataException& e) {
@@ -41,11 +43,12 @@ std::string counted(std::size_t count, const char* what) {
 
 }  // namespace
 
-Exit check(const std::vector<std::string>& files, double waitSeconds) {
+Exit check(const std::vector<std::string>& files, std::optional<Format> format,
+           double waitSeconds) {
     std::size_t invalid = 0;
     std::size_t unreadable = 0;
     for (auto const& file : files) {
-        Exit const result = checkOne(file, waitSeconds);
+        Exit const result = checkOne(file, format, waitSeconds);
         if (result == Exit::notThereOrInvalid) ++invalid;
         if (result == Exit::inputOutput) ++unreadable;
     }

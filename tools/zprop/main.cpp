@@ -1,9 +1,13 @@
-// zprop: reads, edits and checks stanza configuration files from the shell.
+// zprop: reads, edits and checks configuration files from the shell: stanza files, and properties
+// files in the manner of the Java platform.
 #include <CLI/CLI.hpp>
+#include <deque>
 #include <iostream>
 
 #include "common/datadir.h"
+#include "zprop/convert.h"
 #include "zprop/edits.h"
+#include "zprop/java_commands.h"
 #include "zprop/read_commands.h"
 
 namespace zprop {
@@ -16,18 +20,22 @@ constexpr char exitCodes[] =
 /// The command line: one object per subcommand, filled by CLI11, run afterwards.
 class CommandLine {
   public:
-    CommandLine() : app("Reads, edits and checks stanza configuration files.", "zprop") {
+    CommandLine() : app("Reads, edits and checks stanza files, and .properties files.", "zprop") {
         app.require_subcommand(1);
         app.footer(exitCodes);
         app.add_option("--wait", waitSeconds, "seconds to retry a file that is locked (default 5)")
             ->check(CLI::NonNegativeNumber);
+        app.add_option("--format", format,
+                       "format of the file; by default java for a name that ends in .properties")
+            ->transform(CLI::CheckedTransformer(
+                std::map<std::string, Format>{{"stanza", Format::stanza}, {"java", Format::java}}))
+            ->option_text("stanza|java");
         app.fallthrough();
         addGet();
         addList();
         addDump();
         addCheck();
-        addEdit("set", "Sets a value; creates the file if there is none.",
-                "zprop set app.conf server port 8080", Missing::create, setEdit);
+        addSet();
         addEdit("unset", "Removes a key, or a stanza with all it holds.",
                 "zprop unset app.conf server port", Missing::isAnError, unsetEdit);
         addEdit("comment", "Adds a comment line.",
@@ -35,6 +43,7 @@ class CommandLine {
                 Missing::isAnError, commentEdit);
         addEdits();
         addRewrite();
+        addConvert();
     }
 
     int parseAndRun(int argc, char** argv) {
@@ -57,15 +66,44 @@ class CommandLine {
 
     CLI::App* addWithFile(const char* name, const char* description, const char* example) {
         auto* const command = add(name, description, example);
-        requireText(command->add_option("FILE", file, "stanza file"))->required();
+        requireText(command->add_option("FILE", file, "stanza or .properties file"))->required();
         return command;
+    }
+
+    [[nodiscard]] bool isJava() const { return formatOf(file, format) == Format::java; }
+
+    /// For a command, or an option, that only stanza files have.
+    void requireStanzaFile(const char* what) const {
+        if (isJava()) throw Failure(Exit::wrongUsage, std::string(what) + " is for stanza files");
+    }
+
+    /// The words behind the file name. A .properties file has no STANZA: they move up by one.
+    void addWord(CLI::App& command, const char* name, const char* what) {
+        words.emplace_back();
+        command.add_option(name, words.back(), what);
+    }
+
+    /// Stanza, key and what else the command takes, `count` texts in all; an empty stanza for a
+    /// .properties file.
+    std::vector<std::string> takeWords(std::size_t count) const {
+        std::vector<std::string> taken;
+        if (isJava()) taken.emplace_back();
+        for (auto const& word : words) {
+            if (word) taken.push_back(*word);
+        }
+        bool const isStanzaMissing = !isJava() && !taken.empty() && taken.front().empty();
+        if (taken.size() != count || isStanzaMissing || taken[1].empty())
+            throw Failure(Exit::wrongUsage,
+                          file + ": needs " + (isJava() ? "KEY" : "STANZA and KEY") +
+                              (count > 2 ? " and VALUE" : "") + "; only a value may be empty");
+        return taken;
     }
 
     void addGet() {
         auto* const command = addWithFile("get", "Prints the value of a key.",
                                           "zprop get app.conf server port --type int --default 80");
-        requireText(command->add_option("STANZA", getRequest.stanza, "stanza"))->required();
-        requireText(command->add_option("KEY", getRequest.key, "key"))->required();
+        addWord(*command, "STANZA", noStanza);
+        addWord(*command, "KEY", "key");
         auto* const all = command->add_flag("--all", getRequest.all,
                                             "every value, one a line, instead of the last");
         command->add_option("--type", getRequest.type, "check and print as string, int or bool")
@@ -78,7 +116,7 @@ class CommandLine {
         command->add_flag("--reveal", getRequest.reveal, "show obfuscated values");
         command->final_callback([this] {
             getRequest.file = file;
-            action = [this](Deadline& deadline) { return get(getRequest, deadline); };
+            action = [this](Deadline& deadline) { return runGet(deadline); };
         });
     }
 
@@ -87,7 +125,10 @@ class CommandLine {
                                           "zprop list app.conf server");
         requireText(command->add_option("STANZA", stanza, "this stanza alone"));
         command->final_callback([this] {
-            action = [this](Deadline& deadline) { return list(file, stanza, deadline); };
+            action = [this](Deadline& deadline) {
+                if (!stanza.empty()) requireStanzaFile("STANZA");
+                return isJava() ? listJava(file, deadline) : list(file, stanza, deadline);
+            };
         });
     }
 
@@ -99,16 +140,59 @@ class CommandLine {
         command->add_flag("--reveal", dumpRequest.reveal, "show obfuscated values");
         command->final_callback([this] {
             dumpRequest.file = file;
-            action = [this](Deadline& deadline) { return dump(dumpRequest, deadline); };
+            action = [this](Deadline& deadline) {
+                if (!isJava()) return dump(dumpRequest, deadline);
+                return dumpRequest.json ? dumpJavaAsJson(file, deadline) : listJava(file, deadline);
+            };
         });
     }
 
     void addCheck() {
-        auto* const command = add("check", "Tells the first invalid line of each file.",
+        auto* const command = add("check",
+                                  "Tells the first invalid line of each stanza file, and every "
+                                  "line that is skipped in a .properties file.",
                                   "zprop check /etc/app/*.conf");
-        command->add_option("FILE", files, "stanza files")->required();
+        command->add_option("FILE", files, "files")->required();
         command->final_callback(
-            [this] { action = [this](Deadline&) { return check(files, waitSeconds); }; });
+            [this] { action = [this](Deadline&) { return check(files, format, waitSeconds); }; });
+    }
+
+    Exit runGet(Deadline& deadline) {
+        auto const place = takeWords(2);
+        getRequest.stanza = place[0];
+        getRequest.key = place[1];
+        if (!isJava()) return get(getRequest, deadline);
+        if (getRequest.all || getRequest.reveal || getRequest.type != ValueType::string)
+            requireStanzaFile("--all, --reveal or --type");
+        return getJava(file, getRequest.key, getRequest.fallback, deadline);
+    }
+
+    void addSet() {
+        auto* const command = addWithFile("set", "Sets a value; creates the file if there is none.",
+                                          "zprop set app.conf server port 8080\n"
+                                          "         zprop set app.properties server.port 8080");
+        addWord(*command, "STANZA", noStanza);
+        addWord(*command, "KEY", "key");
+        addWord(*command, "VALUE", "value; may be empty");
+        command->add_flag("--add", setEdit.add, "add one more value instead of replacing all");
+        command->add_flag("--obfuscate", setEdit.obfuscate,
+                          "keep the value out of the file, in its compressed companion");
+        command->final_callback(
+            [this] { action = [this](Deadline& deadline) { return runSet(deadline); }; });
+    }
+
+    Exit runSet(Deadline& deadline) {
+        auto const given = takeWords(3);
+        setEdit.stanza = given[0];
+        setEdit.key = given[1];
+        setEdit.value = given[2];
+        if (isJava()) {
+            if (setEdit.add || setEdit.obfuscate) requireStanzaFile("--add or --obfuscate");
+            return setJava(file, setEdit.key, setEdit.value, deadline);
+        }
+        editFile(file, Missing::create, Comments::keep, deadline,
+                 [&](ZStanzaFileProperties& properties) { apply(properties, file, setEdit); });
+        return Exit::done;
     }
 
     template <class Edit>
@@ -116,8 +200,9 @@ class CommandLine {
                  Edit& edit) {
         auto* const command = addWithFile(name, description, example);
         declare(*command, edit);
-        command->final_callback([this, missing, &edit] {
-            action = [this, missing, &edit](Deadline& deadline) {
+        command->final_callback([this, name, missing, &edit] {
+            action = [this, name, missing, &edit](Deadline& deadline) {
+                requireStanzaFile(name);
                 editFile(file, missing, Comments::keep, deadline,
                          [&](ZStanzaFileProperties& properties) { apply(properties, file, edit); });
                 return Exit::done;
@@ -135,6 +220,7 @@ class CommandLine {
                         "shell. When one edit cannot be made, none is.");
         command->final_callback([this] {
             action = [this](Deadline& deadline) {
+                requireStanzaFile("edit");
                 auto const changes = readChanges(std::cin);
                 editFile(file, Missing::create, Comments::keep, deadline,
                          [&](ZStanzaFileProperties& properties) {
@@ -153,9 +239,31 @@ class CommandLine {
         command->add_flag("--drop-comments", dropComments, "leave comments and blank lines out");
         command->final_callback([this] {
             action = [this](Deadline& deadline) {
+                requireStanzaFile("rewrite");
                 editFile(file, Missing::isAnError, dropComments ? Comments::drop : Comments::keep,
                          deadline, [](ZStanzaFileProperties&) {});
                 return Exit::done;
+            };
+        });
+    }
+
+    void addConvert() {
+        auto* const command = add("convert",
+                                  "Converts a stanza file into a .properties file or back, when "
+                                  "nothing is lost; else tells what would be.",
+                                  "zprop convert app.conf app.properties");
+        requireText(command->add_option("FROM", convertRequest.source, "file to read"))->required();
+        requireText(command->add_option("TO", convertRequest.target,
+                                        "file of the other format, which must not be there yet"))
+            ->required();
+        requireText(
+            command->add_option("--stanza", convertRequest.stanza,
+                                "holds all keys; else key \"a.b\" is key \"b\" of stanza \"a\""));
+        command->add_flag("--drop-comments", convertRequest.dropComments, "comments may get lost");
+        command->final_callback([this] {
+            action = [this](Deadline& deadline) {
+                convertRequest.from = formatOf(convertRequest.source, format);
+                return convert(convertRequest, deadline);
             };
         });
     }
@@ -185,13 +293,18 @@ class CommandLine {
     double waitSeconds = 5;
     std::string file;
     std::string stanza;
+    std::deque<std::optional<std::string>> words;  // of all commands
+    std::optional<Format> format;
     std::vector<std::string> files;
     GetRequest getRequest;
     DumpRequest dumpRequest;
     SetEdit setEdit;
     UnsetEdit unsetEdit;
     CommentEdit commentEdit;
+    ConvertRequest convertRequest;
     bool dropComments = false;
+
+    static constexpr char noStanza[] = "stanza; a .properties file has none: leave it out";
 };
 
 }  // namespace

@@ -151,21 +151,30 @@ Properties openForReading(const std::string& file, Deadline& deadline) {
     return load(file, Comments::keep, deadline);
 }
 
-void editFile(const std::string& file, Missing missing, Comments comments, Deadline& deadline,
-              const std::function<void(ZStanzaFileProperties&)>& edit) {
+void editWith(const std::string& file, Missing missing, Deadline& deadline,
+              const std::function<void()>& edit, const std::function<void()>& store) {
     EditedFile edited(file, missing, deadline);
     for (;;) {
         Stamp const before = edited.stamp();
-        Properties const properties = load(file, comments, deadline);
-        edit(*properties);
+        edit();
         if (edited.stamp() == before) {
-            retryWhileLocked(deadline, [&] { properties->store(nullptr); });
+            retryWhileLocked(deadline, store);
             edited.keep();
             return;
         }
         if (!deadline.pause())
             throw Failure(Exit::inputOutput, file + ": another program keeps rewriting it");
     }
+}
+
+void editFile(const std::string& file, Missing missing, Comments comments, Deadline& deadline,
+              const std::function<void(ZStanzaFileProperties&)>& edit) {
+    Properties properties;
+    auto const loadAndEdit = [&] {
+        properties = load(file, comments, deadline);
+        edit(*properties);
+    };
+    editWith(file, missing, deadline, loadAndEdit, [&] { properties->store(nullptr); });
 }
 
 }  // namespace zprop

@@ -35,10 +35,15 @@ using Properties = std::unique_ptr<ZStanzaFileProperties>;
 enum class Comments { keep, drop };
 enum class Missing { create, isAnError };
 
-/// Loads `file`, lets `edit` change it and stores it. Edits of several zprop processes wait for one
-/// another, and an edit is begun anew when another program rewrote the file under it, so that no
-/// change of either is lost. When `edit` throws, nothing is written, and a file that was made for
-/// it is removed again.
+/// Runs `edit`, which loads and changes the file in memory, then `store`. Edits of several zprop
+/// processes wait for one another, and `edit` runs anew when another program rewrote the file under
+/// it, so that no change of either is lost. When one of the two throws, a file that was made for
+/// them is removed again.
+void editWith(const std::string& file, Missing missing, Deadline& deadline,
+              const std::function<void()>& edit, const std::function<void()>& store);
+
+/// Loads `file`, lets `edit` change it and stores it, as editWith() does. When `edit` throws,
+/// nothing is written.
 void editFile(const std::string& file, Missing missing, Comments comments, Deadline& deadline,
               const std::function<void(ZStanzaFileProperties&)>& edit);
 

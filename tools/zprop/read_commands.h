@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "zprop/failure.h"
+#include "zprop/format.h"
 #include "zprop/open.h"
 
 namespace zprop {
@@ -34,9 +35,10 @@ Exit get(const GetRequest& request, Deadline& deadline);
 Exit list(const std::string& file, const std::string& stanza, Deadline& deadline);
 Exit dump(const DumpRequest& request, Deadline& deadline);
 
-/// Loads every file; prints "FILE:LINE: reason", the line and a caret for each invalid one, goes on
-/// with the next, and ends with a count.
-Exit check(const std::vector<std::string>& files, double waitSeconds);
+/// Loads every file, of the format given or each of its own; prints "FILE:LINE: reason", the line
+/// and a caret for each invalid one (as checkJava() for properties files), goes on with the next,
+/// and ends with a count.
+Exit check(const std::vector<std::string>& files, std::optional<Format> format, double waitSeconds);
 
 }  // namespace zprop
 

@@ -1,0 +1,30 @@
+/// The commands of zprop on properties files in the manner of the Java platform.
+#ifndef ZFC_TOOLS_ZPROP_JAVA_COMMANDS_H
+#define ZFC_TOOLS_ZPROP_JAVA_COMMANDS_H
+
+#include <optional>
+#include <string>
+
+#include "zprop/failure.h"
+#include "zprop/open.h"
+
+namespace zprop {
+
+// Each writes to standard output; Failure and the library's exceptions pass.
+Exit getJava(const std::string& file, const std::string& key,
+             const std::optional<std::string>& fallback, Deadline& deadline);
+Exit listJava(const std::string& file, Deadline& deadline);
+Exit dumpJavaAsJson(const std::string& file, Deadline& deadline);
+
+/// Sets a value, both in the local codeset. Refuses a pair that the file would not keep, and a file
+/// with lines that the reader passes over, since they would be lost. Comments go, which is said on
+/// standard error.
+Exit setJava(const std::string& file, const std::string& key, const std::string& value,
+             Deadline& deadline);
+
+/// Loads the file; prints "FILE:LINE: reason" and the line for each one that is passed over.
+Exit checkJava(const std::string& file, Deadline& deadline);
+
+}  // namespace zprop
+
+#endif

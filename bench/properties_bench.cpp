@@ -1,7 +1,9 @@
 // Stanza files beside GLib's GKeyFile, on the same file: whole operations of the public interface,
-// from 100 to 1000000 keys in stanzas of 1000, and peak memory.
+// from 100 to 1000000 keys in stanzas of 1000, and peak memory. Properties files in the manner of
+// the Java platform hold the same pairs, under "stanza.key".
 //
 // Every time is given per key (the counter ns_per_key), memory as bytes_per_key.
+#include "Z/ZJavaProperties.h"
 #include "Z/ZLCString.h"
 #include "Z/ZStanzaFileProperties.h"
 
@@ -40,11 +42,13 @@ class Sample {
         : path("/dev/shm/properties_bench." + std::to_string(getpid()) + "." +
                std::to_string(count)) {
         std::ofstream file(path);
+        std::ofstream java(javaPath);
         for (std::size_t i = 0; i < count; ++i) {
             Place place{"stanza" + std::to_string(i / keysPerStanza),
                         "setting" + std::to_string(i % keysPerStanza)};
             if (i % keysPerStanza == 0) file << "[" << place.stanza << "]\n";
             file << place.key << " = value " << i << "\n";
+            java << place.stanza << "." << place.key << " = value " << i << "\n";
             places.push_back(std::move(place));
             added.push_back({places.back().stanza, "new" + std::to_string(i)});
         }
@@ -52,9 +56,13 @@ class Sample {
     }
     Sample(const Sample&) = delete;
     Sample& operator=(const Sample&) = delete;
-    ~Sample() { std::remove(path.c_str()); }
+    ~Sample() {
+        std::remove(path.c_str());
+        std::remove(javaPath.c_str());
+    }
 
     std::string path;
+    std::string javaPath = path + ".properties";
     std::vector<Place> places;  // of the keys in the file
     std::vector<Place> added;   // of as many that are not
 };
@@ -66,7 +74,7 @@ Sample const& sampleOf(benchmark::State const& state) {
     return *sample;
 }
 
-// ----------------------------------------------------------------------------------- the two sides
+// -------------------------------------------------------------------------------------- the sides
 
 class Ours {
   public:
@@ -84,6 +92,30 @@ class Ours {
   private:
     ZStanzaFileProperties file;
     ZLCString value;
+};
+
+class OursInJava {
+  public:
+    explicit OursInJava(std::string const& path) {
+        if (file.load((path + ".properties").c_str()) != 1) std::abort();
+    }
+    std::size_t read(Place const& place) {
+        file.getValue(keyOf(place), value);
+        return value.getLength();
+    }
+    void append(Place const& place) { file.setValue(keyOf(place), ZLCString("some value")); }
+    void store(std::string const& path) { file.store(path.c_str()); }
+
+  private:
+    ZUTF8String const& keyOf(Place const& place) {
+        key = place.stanza.c_str();
+        key += ".";
+        return key += place.key.c_str();
+    }
+
+    ZJavaProperties file;
+    ZUTF8String key;
+    ZUTF8String value;
 };
 
 class Peer {
@@ -247,6 +279,10 @@ SIDE_BY_SIDE(read);
 SIDE_BY_SIDE(append);
 SIDE_BY_SIDE(store);
 BENCHMARK(walk)->Arg(1000)->Arg(100000)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_TEMPLATE(load, OursInJava)->Apply(sizes)->UseManualTime();
+BENCHMARK_TEMPLATE(read, OursInJava)->Apply(sizes)->UseManualTime();
+BENCHMARK_TEMPLATE(append, OursInJava)->Apply(sizes)->UseManualTime();
+BENCHMARK_TEMPLATE(store, OursInJava)->Apply(sizes)->UseManualTime();
 BENCHMARK_TEMPLATE(memory, Ours)->Apply(sizes)->Iterations(1);
 BENCHMARK_TEMPLATE(memory, Peer)->Apply(sizes)->Iterations(1);
 

@@ -87,6 +87,7 @@ const char* skip(const Codec& codec, const char* s, const CharacterSet<Codec>& s
         while (isAscii(static_cast<unsigned char>(*s)) &&
                set.contains(static_cast<unsigned char>(*s)) == (in == In::set))
             ++s;
+        if (static_cast<unsigned char>(*s) < 0x80) return s;
     }
     Walk<Codec> walk(codec, s);
     while (walk && set.contains(walk.code()) == (in == In::set))

@@ -78,8 +78,11 @@ bool ZStringTokenizer::hasMore() { return hasMore(*delimiters); }
 
 ZAbstractMutableString* ZStringTokenizer::getNext(const ZAbstractString& delims) {
     if (position == nullptr) return nullptr;
-    position += skipAll(delims);
-    unsigned int const size = skipOther(delims);
+    unsigned int size = skipOther(delims);
+    if (size == 0) {  // else hasMore() has passed the delimiters already
+        position += skipAll(delims);
+        size = skipOther(delims);
+    }
     target.clear();
     target.append(position, size);
     position += size;

@@ -45,15 +45,12 @@ TEST(Utf16Test, ConvertsEveryCharacterAndPassesLoneSurrogatesThrough) {
 }
 
 TEST(Utf16Test, StopsBeforeWhatDoesNotFit) {
-    Units const units{'a', 0xE9, 0x20AC, 0xD83D, 0xDE00};  // 1, 2, 3 and 4 bytes
-    std::string const whole = "aé€" + utf8Of(0x1F600);
-    for (std::size_t room = 0; room < 12; ++room) {
-        std::size_t const taken = room < 1 ? 0 : room < 3 ? 1 : room < 6 ? 2 : room < 10 ? 3 : 5;
-        std::size_t const bytes = taken * (taken + 1) / 2;
-        EXPECT_EQ(fromUtf16(units, room),
-                  taken == 5 ? whole : whole.substr(0, bytes) + "..." + std::to_string(taken));
+    std::string const whole = "aé€" + utf8Of(0x1F600);  // 1, 2, 3 and 4 bytes
+    for (std::size_t room = 0; room < 10; ++room) {
+        std::size_t const taken = room < 1 ? 0 : room < 3 ? 1 : room < 6 ? 2 : 3;
+        EXPECT_EQ(fromUtf16({'a', 0xE9, 0x20AC, 0xD83D, 0xDE00}, room),
+                  whole.substr(0, taken * (taken + 1) / 2) + "..." + std::to_string(taken));
     }
-    EXPECT_EQ(fromUtf16({}, 0), "");
 }
 
 void dump(const std::string& bytes, const char* title) {

@@ -18,9 +18,8 @@
 /// - "." without digits is no precision;
 /// - "#" gives octal numbers other than 0 one digit more than they have otherwise, a leading 0;
 /// - "%p" prints "0x" and hexadecimal digits, nothing for a null pointer;
-/// - a length before c, C, s, S, p or % has no meaning and no effect; "%lf" is an error, "%Lf"
-/// takes
-///   a long double; there is no "hh", and no n, a, A or F conversion;
+/// - a length before c, C, s, S, p or % has no meaning and no effect; "%lf" is an error, "%Lf" is
+///   for a long double; there is no "hh", and no n, a, A or F conversion;
 /// - "%%" takes flags, a width and a precision; the width counts;
 /// - a null pointer is empty text for s and S.
 ///
@@ -111,9 +110,8 @@ typedef struct ZFormatContext {
 } ZFormatContext;
 
 /// Reads `format` and fetches its arguments into `*ctx`, for zvsnprintf_render() as often as
-/// wanted; C and S convert to `codeset`. `format` and the text that arguments point at must live as
-/// long as
-/// `*ctx` is rendered. Returns 0, and zvsnprintf_done() is due; or -1, and nothing is.
+/// wanted; C and S convert to `codeset`. `format` and what the arguments point at must live until
+/// the last rendering. Returns 0, and zvsnprintf_done() is due; or -1, and nothing is.
 ZFC_API int zvsnprintf_parse(ZFormatContext* ctx, ZCodesetHandle codeset, const char* format,
                              va_list list);
 /// Writes a parsed format as zsnprintf() does.

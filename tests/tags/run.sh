@@ -21,12 +21,18 @@ quiet() {
     }
 }
 
-# shim LIBRARY_PREFIX NAME: a library of the test's own, built against the one in the prefix.
-shim() {
-    local flags
-    read -ra flags <<<"$(PKG_CONFIG_PATH=$1/lib/pkgconfig pkg-config --cflags --libs zfc)"
-    quiet "$cxx" "${compiler_flags[@]}" -std=c++17 -fPIC -fvisibility=hidden -shared -DSHIM="$2" \
-        "$here/shim.cpp" "${flags[@]}" "-Wl,-rpath,$1/lib" -o "$work/lib$2.so"
+# against PREFIX OUTPUT ARGUMENT...: compiles and links with the library in the prefix.
+against() {
+    local prefix=$1 output=$2 flags
+    shift 2
+    read -ra flags <<<"$(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config --cflags --libs zfc)"
+    quiet "$cxx" "${compiler_flags[@]}" -std=c++17 "$@" "${flags[@]}" "-Wl,-rpath,$prefix/lib" \
+        -o "$work/$output"
+}
+
+# library PREFIX NAME ARGUMENT...: the same for a library of the test's own.
+library() {
+    against "$1" "lib$2.so" -fPIC -fvisibility=hidden -shared "${@:3}"
 }
 
 compiler_flags=("$@")
@@ -38,10 +44,16 @@ quiet cmake --build "$other"
 quiet cmake --install "$build" --prefix "$work/this"
 quiet cmake --install "$other" --prefix "$work/other"
 
-shim "$work/this" first
-shim "$work/other" second
+library "$work/this" first -DSHIM=first "$here/shim.cpp"
+library "$work/other" second -DSHIM=second "$here/shim.cpp"
 quiet "$cxx" "$@" -std=c++17 "$here/both.cpp" -L"$work" -lfirst -lsecond \
     "-Wl,-rpath,$work" -o "$work/both"
+
+release=$(basename "$work"/this/lib/libzfc.so._*)
+# The example program loads a plug-in of its own release, and one of the other.
+against "$work/this" plugins -DZFC_DATA_DIR=\"unused\" "$source/examples/plugins.cpp"
+library "$work/this" ours "$source/examples/greeter.cpp"
+library "$work/other" theirs "$source/examples/greeter.cpp"
 
 # Both libraries lie in one directory without one replacing the other.
 quiet cmake --install "$other" --prefix "$work/this"
@@ -51,3 +63,12 @@ quiet cmake --install "$other" --prefix "$work/this"
 }
 
 "$work/both"
+# greets PLUGIN RELEASE
+greets() {
+    [[ $("$work/plugins" "$work/lib$1" Ada) == "Hello, Ada! (said with release $2)" ]] || {
+        echo "tags test: the plug-in lib$1.so does not greet with release $2" >&2
+        exit 1
+    }
+}
+greets ours "${release#libzfc.so.}"
+greets theirs _9_9_9

@@ -1,5 +1,5 @@
-// Any bytes as a stanza file: read or refused; and what was read is written as a file that reads
-// back as the same and is written as the same bytes.
+// Any bytes as a stanza file: read or refused; and what was read, edited or not, is written as a
+// file that reads back as the same stanzas, keys and values and is written as the same bytes.
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -7,8 +7,11 @@
 
 #include "Z/ZException.h"
 #include "Z/ZSCFData.h"
+#include "fuzz_input.h"
 
 namespace {
+
+using fuzz::expect;
 
 struct CloseFile {
     void operator()(FILE* stream) const { std::fclose(stream); }
@@ -60,19 +63,40 @@ void edit(ZSCFData& cache) {
     cache.remove(text.c_str(), "b");
 }
 
+/// Stanzas, keys and values in the order of the file.
+std::string contentOf(Cache const& cache) {
+    std::string content;
+    auto const append = [&](char const* text, unsigned int) { (content += text) += '\n'; };
+    cache.forEachStanza([&](char const* stanza, unsigned int) {
+        content += "stanza ";
+        append(stanza, 0);
+        cache.forEachKey(stanza, [&](char const* key, unsigned int) {
+            content += "key ";
+            append(key, 0);
+            cache.forEachValue(stanza, key, ZPCache::plainValues, append);
+        });
+    });
+    return content;
+}
+
+void checkRoundTrip(Cache& first) {
+    std::string once;
+    if (!write(first, once) || once.empty()) return;
+    Cache second;
+    std::string twice;
+    expect(read(second, once.substr(0, once.size() - 1)), "what was written is refused");
+    expect(contentOf(second) == contentOf(first), "another content comes back");
+    expect(write(second, twice) && once == twice, "other bytes are written");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    Cache first;
+    Cache cache;
     // What stood before an invalid line is kept and can be written.
-    read(first, std::string(reinterpret_cast<char const*>(data), size));
-    std::string once;
-    edit(first);
-    if (!write(first, once)) return 0;
-    Cache second;
-    std::string twice;
-    if (!read(second, once.substr(0, once.empty() ? 0 : once.size() - 1))) std::abort();
-    if (once.empty()) return 0;
-    if (!write(second, twice) || once != twice) std::abort();
+    read(cache, std::string(reinterpret_cast<char const*>(data), size));
+    checkRoundTrip(cache);
+    edit(cache);
+    checkRoundTrip(cache);
     return 0;
 }

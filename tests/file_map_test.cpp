@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <limits>
 #include <memory>
 #include <ostream>
@@ -38,96 +37,69 @@ class FileMapTest : public testing::Test {
     int const descriptors = openDescriptors();  // before a test opens any
 };
 
-TEST_F(FileMapTest, MapsAWholeFileToRead) {
-    std::string const bytes(100, 'x');
-    writeFile(path("file"), bytes);
-    ZUnixFileMap map(named("file"), readOnly, 0);
-    auto const* const memory = static_cast<char const*>(map.mapfile(&rc, 0));
-    ASSERT_NE(memory, nullptr);
-    EXPECT_EQ(rc, 0);
-    EXPECT_EQ(std::string(memory, bytes.size()), bytes);
-}
-
-TEST_F(FileMapTest, CreatesAMissingFileToWriteForItsOwnerAlone) {
-    ZUnixFileMap map(named("new"), readWrite, 0);
-    auto* const memory = static_cast<char*>(map.mapfile(&rc, 4096));
-    ASSERT_NE(memory, nullptr);
-    EXPECT_EQ(rc, 0);
-    std::memcpy(memory, "written", 7);
-    map.unmapfile(&rc);
-    std::string const bytes = readFile(path("new"));
-    EXPECT_EQ(bytes.size(), 4096U);
-    EXPECT_EQ(bytes.substr(0, 8), std::string("written\0", 8));
-    struct stat status {};
-    ASSERT_EQ(stat(path("new").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0600U);
-}
-
-TEST_F(FileMapTest, ExtendsAShorterFileAndLeavesALongerOne) {
-    writeFile(path("file"), "12345");
-    ZUnixFileMap map(named("file"), readWrite, 0);
-    auto* memory = static_cast<char*>(map.mapfile(&rc, 3));
-    ASSERT_NE(memory, nullptr);
-    memory[0] = 'A';
-    EXPECT_EQ(readFile(path("file")), "A2345");
-    memory = static_cast<char*>(map.mapfile(&rc, 8));
-    ASSERT_NE(memory, nullptr) << "maps anew";
-    memory[7] = 'Z';
-    EXPECT_EQ(readFile(path("file")), std::string("A2345\0\0Z", 8));
-    map.unmapfile(&rc);
-    EXPECT_EQ(openDescriptors(), descriptors);
-}
-
-TEST_F(FileMapTest, ANewFileAndAnEmptyOneAreTheSameToAWriteMap) {
-    writeFile(path("empty"), "");
-    for (char const* name : {"empty", "missing"}) {
-        ZUnixFileMap map(named(name), readWrite, 0);
-        EXPECT_NE(map.mapfile(&rc, 10), nullptr) << name;
-        EXPECT_EQ(rc, 0);
-        EXPECT_EQ(readFile(path(name)).size(), 10U);
-    }
-}
-
-TEST_F(FileMapTest, AnEmptyFileIsMappedToReadWhenALengthIsGiven) {
-    writeFile(path("empty"), "");
-    ZUnixFileMap map(named("empty"), readOnly, 0);
-    EXPECT_NE(map.mapfile(&rc, 10), nullptr);
-    EXPECT_EQ(rc, 0);
-}
-
-struct Refusal {
+struct Row {
     char const* name;
     ZAbstractFileMap::zmapmode mode;
     unsigned long length;
     int rc;
+    std::size_t mapped;  // bytes of the file that are seen, or that it has when it is written
 };
 
-std::ostream& operator<<(std::ostream& out, Refusal const& row) {
-    return out << row.name << " to " << (row.mode == readOnly ? "read" : "write");
+std::ostream& operator<<(std::ostream& out, Row const& row) {
+    return out << row.name << " to " << (row.mode == readOnly ? "read " : "write ") << row.length;
 }
 
-TEST_F(FileMapTest, AFailureIsACodeAndLeavesNothingOpen) {
+TEST_F(FileMapTest, MapsOrIsRefusedWithACodeAndLeavesNothingOpen) {
     writeFile(path("empty"), "");
+    writeFile(path("empty too"), "");
     writeFile(path("file"), "12345");
     ASSERT_EQ(symlink("loop", path("loop").c_str()), 0);
     ASSERT_EQ(mkdir(path("directory").c_str(), 0700), 0);
     ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
-    std::vector<Refusal> rows{
-        {"missing", readOnly, 0, EINVAL},   {"missing", readWrite, 0, EINVAL},
-        {"missing", readOnly, 10, ENOENT},  {"empty", readOnly, 0, EINVAL},
-        {"empty", readWrite, 0, EINVAL},    {"loop", readOnly, 10, ELOOP},
-        {"directory", readOnly, 0, ENODEV}, {"directory", readWrite, 0, EISDIR},
-        {"fifo", readWrite, 10, ESPIPE},    {"missing/file", readWrite, 10, ENOENT},
+    std::vector<Row> rows{
+        {"file", readOnly, 0, 0, 5},
+        {"file", readOnly, 3, 0, 3},
+        {"file", readWrite, 3, 0, 5},
+        {"file", readWrite, 8, 0, 8},
+        {"new", readWrite, 4096, 0, 4096},
+        {"empty", readOnly, 10, 0, 0},
+        {"empty too", readWrite, 10, 0, 10},
+        {"missing", readOnly, 0, EINVAL, 0},
+        {"missing", readWrite, 0, EINVAL, 0},
+        {"missing", readOnly, 10, ENOENT, 0},
+        {"empty", readOnly, 0, EINVAL, 0},
+        {"empty", readWrite, 0, EINVAL, 0},
+        {"loop", readOnly, 10, ELOOP, 0},
+        {"directory", readOnly, 0, ENODEV, 0},
+        {"directory", readWrite, 0, EISDIR, 0},
+        {"fifo", readWrite, 10, ESPIPE, 0},
+        {"missing/file", readWrite, 10, ENOENT, 0},
     };
     if constexpr (sizeof(unsigned long) > sizeof(unsigned int))
-        rows.push_back({"file", readOnly, std::numeric_limits<unsigned long>::max(), EOVERFLOW});
-    for (Refusal const& row : rows) {
+        rows.push_back({"file", readOnly, std::numeric_limits<unsigned long>::max(), EOVERFLOW, 0});
+    for (Row const& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row));
         ZUnixFileMap map(named(row.name), row.mode, 0);
-        EXPECT_EQ(map.mapfile(&rc, row.length), nullptr) << row;
-        EXPECT_EQ(rc, row.rc) << row;
-        EXPECT_EQ(openDescriptors(), descriptors) << row;
+        auto* const memory = static_cast<char*>(map.mapfile(&rc, row.length));
+        EXPECT_EQ(rc, row.rc);
+        ASSERT_EQ(memory != nullptr, row.rc == 0);
+        if (memory != nullptr && row.mode == readWrite) {
+            memory[row.length - 1] = 'Z';
+            map.unmapfile(&rc);
+            std::string const bytes = readFile(path(row.name));
+            EXPECT_EQ(bytes.size(), row.mapped);
+            EXPECT_EQ(bytes[row.length - 1], 'Z');
+        } else if (memory != nullptr) {
+            EXPECT_EQ(std::string(memory, row.mapped),
+                      readFile(path("file")).substr(0, row.mapped));
+            map.unmapfile(&rc);
+        }
+        EXPECT_EQ(openDescriptors(), descriptors);
     }
-    EXPECT_EQ(readFile(path("file")), "12345");
+    EXPECT_EQ(readFile(path("file")), std::string("12Z45\0\0Z", 8));
+    struct stat status {};
+    ASSERT_EQ(stat(path("new").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }
 
 TEST_F(FileMapTest, TheLimitOnFileSizesIsACodeToo) {
@@ -142,26 +114,21 @@ TEST_F(FileMapTest, TheLimitOnFileSizesIsACodeToo) {
               0);
 }
 
-TEST_F(FileMapTest, UnmappingTwiceAndMappingAgainAreFine) {
-    writeFile(path("file"), "12345");
-    ZUnixFileMap map(named("file"), readOnly, 0);
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_NE(map.mapfile(nullptr, 0), nullptr);
-        rc = 99;
-        map.unmapfile(&rc);
-        map.unmapfile(&rc);
-        EXPECT_EQ(rc, 99) << "written on failure only";
-    }
-    EXPECT_EQ(openDescriptors(), descriptors);
-}
-
-TEST_F(FileMapTest, ItsEndUnmaps) {
+TEST_F(FileMapTest, MappingAgainUnmappingTwiceAndTheEndLeaveNothingOpen) {
     writeFile(path("file"), "12345");
     {
         std::unique_ptr<ZAbstractFileMap> const map =
             std::make_unique<ZUnixFileMap>(named("file"), readOnly, 0);
-        ASSERT_NE(map->mapfile(&rc, 0), nullptr);
-        EXPECT_EQ(openDescriptors(), descriptors + 1);
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_NE(map->mapfile(nullptr, 0), nullptr);
+            EXPECT_NE(map->mapfile(nullptr, 3), nullptr) << "maps anew";
+            EXPECT_EQ(openDescriptors(), descriptors + 1);
+            rc = 99;
+            map->unmapfile(&rc);
+            map->unmapfile(&rc);
+            EXPECT_EQ(rc, 99) << "written on failure only";
+        }
+        EXPECT_NE(map->mapfile(&rc, 0), nullptr);
     }
     EXPECT_EQ(openDescriptors(), descriptors);
 }

@@ -92,35 +92,28 @@ TEST(SqueezeTest, DamagedInputIsNegativeAndFailuresLeaveTheLength) {
 }
 
 TEST(SqueezeTest, BadArgumentsAreStatuses) {
-    Bytes source = sample(10, 4);
-    Bytes dest(100);
-    unsigned long room = dest.size();
+    Bytes block = sample(10, 4);
+    unsigned long room = 10;
     ZSqueeze squeeze;
-    EXPECT_EQ(-2, squeeze.compress(dest.data(), nullptr, source.data(), 10));
-    EXPECT_EQ(-2, squeeze.uncompress(dest.data(), nullptr, source.data(), 10));
-    EXPECT_EQ(-2, squeeze.compress(nullptr, &room, source.data(), 10));
-    EXPECT_EQ(-2, squeeze.compress(dest.data(), &room, nullptr, 10));
+    for (bool const expands : {false, true}) {
+        auto const status = [&](auto... args) {
+            return expands ? squeeze.uncompress(args...) : squeeze.compress(args...);
+        };
+        EXPECT_EQ(-2, status(block.data(), nullptr, block.data(), 10UL));
+        EXPECT_EQ(-2, status(nullptr, &room, block.data(), 10UL));
+        EXPECT_EQ(-2, status(block.data(), &room, nullptr, 10UL));
+        if constexpr (sizeof room == sizeof(unsigned int)) continue;  // every length fits
+        unsigned long tooLong = std::numeric_limits<unsigned long>::max() - 9;
+        EXPECT_EQ(-5, status(block.data(), &room, block.data(), tooLong));
+        EXPECT_EQ(-5, status(block.data(), &tooLong, block.data(), 10UL));
+        squeeze.setSource(block.data(), tooLong);
+        EXPECT_EQ(
+            -5, expands ? squeeze.unsqueeze(block.data(), 10) : squeeze.squeeze(block.data(), 10));
+    }
+    EXPECT_EQ(10U, room);
     squeeze.setLevel(10);
-    EXPECT_EQ(-2, squeeze.compress(dest.data(), &room, source.data(), 10));
     ZSqueeze const copy(squeeze);
-    EXPECT_EQ(-2, copy.compress(dest.data(), &room, source.data(), 10));
-    EXPECT_EQ(dest.size(), room);
-}
-
-TEST(SqueezeTest, BlocksAbove4GiBAreRefusedUnread) {
-    constexpr unsigned long tooLong = std::numeric_limits<unsigned long>::max() - 9;
-    if (sizeof tooLong == sizeof(unsigned int)) GTEST_SKIP() << "every length fits";
-    Bytes block(10);
-    ZSqueeze squeeze;
-    unsigned long room = tooLong;
-    EXPECT_EQ(-5, squeeze.compress(block.data(), &room, block.data(), 10));
-    EXPECT_EQ(-5, squeeze.uncompress(block.data(), &room, block.data(), 10));
-    room = 10;
-    EXPECT_EQ(-5, squeeze.compress(block.data(), &room, block.data(), tooLong));
-    EXPECT_EQ(-5, squeeze.uncompress(block.data(), &room, block.data(), tooLong));
-    squeeze.setSource(block.data(), tooLong);
-    EXPECT_EQ(-5, squeeze.squeeze(block.data(), 10));
-    EXPECT_EQ(-5, squeeze.unsqueeze(block.data(), 10));
+    EXPECT_EQ(-2, copy.compress(block.data(), &room, block.data(), 10));
 }
 
 z_stream over(Bytes& in, Bytes& out) {
@@ -132,62 +125,54 @@ z_stream over(Bytes& in, Bytes& out) {
     return stream;
 }
 
-TEST(StreamTest, DictionaryIsAskedForAndWholeBlocksCallItCorrupt) {
-    Bytes source = sample(300, 4);
-    Bytes stream(400);
-    z_stream deflating = over(source, stream);
-    ASSERT_EQ(0, ZSqueeze::deflateInit_(&deflating, 9, ZSqueeze::zlibVersion(), sizeof deflating));
-    EXPECT_EQ(0, ZSqueeze::deflateSetDictionary(&deflating, source.data(), 300));
-    EXPECT_EQ(1, ZSqueeze::deflate(&deflating, Z_FINISH));
-    stream.resize(deflating.total_out);
-    EXPECT_EQ(0, ZSqueeze::deflateEnd(&deflating));
-
-    Bytes dest(source.size());
-    EXPECT_EQ(-3, unsqueezed(stream, dest));
-    z_stream inflating = over(stream, dest);
-    ASSERT_EQ(0, ZSqueeze::inflateInit_(&inflating, ZLIB_VERSION, sizeof inflating));
-    EXPECT_EQ(Z_NEED_DICT, ZSqueeze::inflate(&inflating, Z_FINISH));
-    EXPECT_EQ(0, ZSqueeze::inflateSetDictionary(&inflating, source.data(), 300));
-    EXPECT_EQ(1, ZSqueeze::inflate(&inflating, Z_FINISH));
-    EXPECT_EQ(0, ZSqueeze::inflateEnd(&inflating));
-    EXPECT_EQ(source, dest);
-}
-
-TEST(StreamTest, CopiedResetAndTunedStreamsGoOn) {
+TEST(StreamTest, FunctionsDoWhatZlibsOfTheSameNamesDo) {
+    using Z = ZSqueeze;
     Bytes source = sample(1000, 4);
-    Bytes out(3000);
-    z_stream stream = over(source, out);
-    ASSERT_EQ(0, ZSqueeze::deflateInit2_(&stream, 1, Z_DEFLATED, 15, 8, Z_DEFAULT_STRATEGY,
-                                         ZLIB_VERSION, sizeof stream));
-    z_stream copy{};
-    EXPECT_EQ(0, ZSqueeze::deflateCopy(&copy, &stream));
-    EXPECT_EQ(0, ZSqueeze::deflateParams(&stream, 9, Z_DEFAULT_STRATEGY));
-    EXPECT_EQ(1, ZSqueeze::deflate(&stream, Z_FINISH));
-    EXPECT_EQ(0, ZSqueeze::deflateReset(&stream));
-    EXPECT_EQ(0, ZSqueeze::deflateEnd(&stream));
-    EXPECT_EQ(1, ZSqueeze::deflate(&copy, Z_FINISH));
-    out.resize(copy.total_out);
-    EXPECT_EQ(0, ZSqueeze::deflateEnd(&copy));
-    Bytes dest(source.size());
-    EXPECT_EQ(1000, unsqueezed(out, dest));
-    EXPECT_EQ(source, dest);
-}
+    Bytes stream(3000);
+    z_stream deflating = over(source, stream);
+    ASSERT_EQ(0, Z::deflateInit_(&deflating, 9, Z::zlibVersion(), sizeof deflating));
+    EXPECT_EQ(0, Z::deflateSetDictionary(&deflating, source.data(), 300));
+    EXPECT_EQ(1, Z::deflate(&deflating, Z_FINISH));
+    stream.resize(deflating.total_out);
+    EXPECT_EQ(0, Z::deflateEnd(&deflating));
 
-TEST(StreamTest, RawStreamsStartAgainAndSynchronise) {
-    Bytes stream = squeezed(sample(1000, 4));
-    Bytes raw(stream.begin() + 2, stream.end() - 4);
-    Bytes dest(1000);
-    z_stream inflating = over(raw, dest);
-    ASSERT_EQ(0, ZSqueeze::inflateInit2_(&inflating, -15, ZLIB_VERSION, sizeof inflating));
-    EXPECT_EQ(0, ZSqueeze::inflateSyncPoint(&inflating));
-    EXPECT_EQ(1, ZSqueeze::inflate(&inflating, Z_FINISH));
-    EXPECT_EQ(sample(1000, 4), dest);
-    EXPECT_EQ(0, ZSqueeze::inflateReset(&inflating));
+    Bytes dest(source.size());
+    EXPECT_EQ(-3, unsqueezed(stream, dest)) << "a whole block has no dictionary";
+    z_stream inflating = over(stream, dest);
+    ASSERT_EQ(0, Z::inflateInit_(&inflating, ZLIB_VERSION, sizeof inflating));
+    EXPECT_EQ(Z_NEED_DICT, Z::inflate(&inflating, Z_FINISH));
+    EXPECT_EQ(0, Z::inflateSetDictionary(&inflating, source.data(), 300));
+    EXPECT_EQ(1, Z::inflate(&inflating, Z_FINISH));
+    EXPECT_EQ(0, Z::inflateEnd(&inflating));
+    EXPECT_EQ(source, dest);
+
+    // A raw stream, that of a copy; the first one is tuned and reset meanwhile.
+    stream.assign(3000, 0);
+    deflating = over(source, stream);
+    ASSERT_EQ(0, Z::deflateInit2_(&deflating, 1, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY,
+                                  ZLIB_VERSION, sizeof deflating));
+    z_stream copy{};
+    EXPECT_EQ(0, Z::deflateCopy(&copy, &deflating));
+    EXPECT_EQ(0, Z::deflateParams(&deflating, 9, Z_DEFAULT_STRATEGY));
+    EXPECT_EQ(1, Z::deflate(&deflating, Z_FINISH));
+    EXPECT_EQ(0, Z::deflateReset(&deflating));
+    EXPECT_EQ(0, Z::deflateEnd(&deflating));
+    EXPECT_EQ(1, Z::deflate(&copy, Z_FINISH));
+    stream.resize(copy.total_out);
+    EXPECT_EQ(0, Z::deflateEnd(&copy));
+
+    dest.assign(source.size(), 0);
+    inflating = over(stream, dest);
+    ASSERT_EQ(0, Z::inflateInit2_(&inflating, -15, ZLIB_VERSION, sizeof inflating));
+    EXPECT_EQ(0, Z::inflateSyncPoint(&inflating));
+    EXPECT_EQ(1, Z::inflate(&inflating, Z_FINISH));
+    EXPECT_EQ(source, dest);
+    EXPECT_EQ(0, Z::inflateReset(&inflating));
     Bytes nothing(8);
     inflating.next_in = nothing.data();
     inflating.avail_in = 8;
-    EXPECT_EQ(Z_DATA_ERROR, ZSqueeze::inflateSync(&inflating));
-    EXPECT_EQ(0, ZSqueeze::inflateEnd(&inflating));
+    EXPECT_EQ(Z_DATA_ERROR, Z::inflateSync(&inflating));
+    EXPECT_EQ(0, Z::inflateEnd(&inflating));
 }
 
 }  // namespace

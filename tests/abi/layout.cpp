@@ -2,280 +2,140 @@
 // nothing to run: the assertions hold when this file compiles with -m32 -fno-access-control.
 #include <cstddef>
 
+#include "Z/ZArray.h"
+#include "Z/ZBuffer.h"
+#include "Z/ZCondition.h"
+#include "Z/ZException.h"
+#include "Z/ZFileLock.h"
+#include "Z/ZFileMap.h"
+#include "Z/ZJavaProperties.h"
+#include "Z/ZKeyMap.h"
+#include "Z/ZLCConstString.h"
+#include "Z/ZLCString.h"
+#include "Z/ZList.h"
+#include "Z/ZLock.h"
+#include "Z/ZMap.h"
+#include "Z/ZMessage.h"
+#include "Z/ZObject.h"
+#include "Z/ZObserve.h"
+#include "Z/ZReadWriteLock.h"
+#include "Z/ZSharedLibrary.h"
+#include "Z/ZSqueeze.h"
+#include "Z/ZStringIterator.h"
+#include "Z/ZStringTokenizer.h"
+#include "Z/ZThread.h"
+#include "Z/ZUTF8ConstString.h"
+#include "Z/ZUTF8String.h"
+#include "Z/zpropc_handles.h"
+#include "Z/zproperties_c.h"
+#include "Z/zsnprintf.h"
+
 static_assert(sizeof(void*) == 4, "layouts are fixed for 32-bit x86 alone");
 
 // Classes with virtual functions have no standard layout; this compiler places their fields anyway.
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
 
-// A macro because offsetof takes names.
-#define FIELD(type, field, offset) \
-    static_assert(offsetof(type, field) == (offset), #type "::" #field " is misplaced")
-#define SIZE(type, size) static_assert(sizeof(type) == (size), #type " has another size")
+template <std::size_t size, class... Types>
+constexpr bool haveSize = ((sizeof(Types) == size) && ...);
 
-#include "Z/ZObject.h"
-SIZE(ZObject, 4);
+// Macros because offsetof takes names.
+#define AT(field, offset) (offsetof(T, field) == (offset))
+#define FIELDS(type, fields)                                        \
+    namespace fields_of_##type {                                    \
+        using T = type;                                             \
+        static_assert(fields, "a field of " #type " is misplaced"); \
+    }
+#define LAYOUT(type, size, fields) \
+    FIELDS(type, fields)           \
+    static_assert(haveSize<size, type>, #type " has another size")
 
-#include "Z/ZException.h"
-FIELD(ZException, code, 4);
-FIELD(ZException, name, 8);
-FIELD(ZException, file, 12);
-FIELD(ZException, line, 16);
-SIZE(ZException, 20);
-SIZE(ZZException, 20);
-SIZE(ZOutOfMemoryException, 20);
-SIZE(ZInvalidPlatformException, 20);
-SIZE(ZNotClonableException, 20);
-SIZE(ZInvalidParameterException, 20);
-SIZE(ZQCSMBLenException, 20);
-SIZE(ZNoQCSEnvironmentException, 20);
-SIZE(ZUnsupportedException, 20);
-SIZE(ZThreadException, 24);
-SIZE(ZConditionException, 24);
-SIZE(ZResourceException, 24);
-SIZE(ZCreateResourceException, 24);
-SIZE(ZLockResourceException, 24);
-SIZE(ZUnlockResourceException, 24);
-SIZE(ZReadResourceException, 24);
-SIZE(ZWriteResourceException, 24);
-SIZE(ZOpenResourceException, 24 + 112);
-SIZE(ZCloseResourceException, 24 + 112);
-SIZE(ZInvalidResourceStateException, 24 + 112);
-SIZE(ZAbstractNotImplementedException, 20 + 112);
-SIZE(ZConverterException, 20 + 3 * 112);
-SIZE(ZPropertiesException, 20 + 112);
-SIZE(ZPropertiesMissingPropertyException, 20 + 3 * 112);
-SIZE(ZPropertiesInvalidValueException, 20 + 4 * 112);
-SIZE(ZPropertiesInvalidNumValueException, 20 + 4 * 112);
-SIZE(ZPropertiesInvalidBoolValueException, 20 + 4 * 112);
-SIZE(ZPropertiesIteratorException, 20 + 112);
-SIZE(ZPropertiesIOException, 20 + 2 * 112 + 4);
-SIZE(ZPropertiesInvalidDataException, 20 + 2 * 112 + 4);
-SIZE(ZCodesetException, 20 + 2 * 112);
-SIZE(ZToUTF8Exception, 20 + 112);
-SIZE(ZFromUTF8Exception, 20 + 112);
-SIZE(ZSharedLibraryException, 20 + 2 * 112 + 4);
-SIZE(ZSharedLibraryLoadException, 20 + 3 * 112 + 4);
-SIZE(ZSharedLibraryResolveException, 20 + 3 * 112 + 4);
-SIZE(ZUnexpectedEndOfFile, 20 + 112);
-SIZE(ZJavaPropertyParseException, 20 + 112);
+constexpr std::size_t text = sizeof(ZLCString);
 
-#include "Z/ZMessage.h"
-SIZE(ZMessageService, 4);
-SIZE(ZDefaultMessageService, 8);
+static_assert(haveSize<4, ZObject, ZMessageService>);
+static_assert(haveSize<20, ZZException, ZOutOfMemoryException, ZInvalidPlatformException,
+                       ZNotClonableException, ZInvalidParameterException, ZQCSMBLenException,
+                       ZNoQCSEnvironmentException, ZUnsupportedException>);
+static_assert(haveSize<24, ZThreadException, ZConditionException, ZResourceException,
+                       ZCreateResourceException, ZLockResourceException, ZUnlockResourceException,
+                       ZReadResourceException, ZWriteResourceException>);
+static_assert(haveSize<24 + text, ZOpenResourceException, ZCloseResourceException,
+                       ZInvalidResourceStateException>);
+static_assert(haveSize<20 + text, ZAbstractNotImplementedException, ZPropertiesException,
+                       ZPropertiesIteratorException, ZToUTF8Exception, ZFromUTF8Exception,
+                       ZUnexpectedEndOfFile, ZJavaPropertyParseException>);
+static_assert(haveSize<20 + 3 * text, ZConverterException, ZPropertiesMissingPropertyException>);
+static_assert(haveSize<20 + 4 * text, ZPropertiesInvalidValueException,
+                       ZPropertiesInvalidNumValueException, ZPropertiesInvalidBoolValueException>);
+static_assert(haveSize<20 + 2 * text + 4, ZPropertiesIOException, ZPropertiesInvalidDataException,
+                       ZSharedLibraryException>);
+static_assert(haveSize<20 + 2 * text, ZCodesetException>);
+static_assert(
+    haveSize<20 + 3 * text + 4, ZSharedLibraryLoadException, ZSharedLibraryResolveException>);
+static_assert(haveSize<8, ZDefaultMessageService, ZResourceLock, Voyeur, ZStackReadWriteLock>);
+static_assert(haveSize<text, ZLCString, ZUTF8String>);
+static_assert(haveSize<12, ZLCConstString, ZUTF8ConstString>);
+static_assert(haveSize<28, ZArrayMap, ZFormatSpec>);
+static_assert(haveSize<280, ZStubProcessReadWriteLock>);
+static_assert(haveSize<16, ZFormatArg>);
+static_assert(haveSize<4 + 4 + 4 + text + text, ZPropertyChanged>);
 
-#include "Z/ZLCString.h"
-FIELD(ZAbstractMutableString, chars, 4);
-FIELD(ZAbstractMutableString, length, 8);
-FIELD(ZAbstractMutableString, capacity, 12);
-FIELD(ZAbstractMutableString, inlineBuffer, 16);
-SIZE(ZAbstractMutableString, 112);
-SIZE(ZLCString, 112);
-
-#include "Z/ZUTF8String.h"
-SIZE(ZUTF8String, 112);
-
-#include "Z/ZLCConstString.h"
-FIELD(ZAbstractConstString, chars, 4);
-FIELD(ZAbstractConstString, cachedLength, 8);
-SIZE(ZAbstractConstString, 12);
-SIZE(ZLCConstString, 12);
-
-#include "Z/ZUTF8ConstString.h"
-SIZE(ZUTF8ConstString, 12);
-
-#include "Z/ZStringIterator.h"
-FIELD(ZStringIterator, position, 8);
-FIELD(ZStringIterator, source, 12);
-FIELD(ZStringIterator, mbMax, 20);  // behind the reference `target`
-SIZE(ZStringIterator, 24);
-
-#include "Z/ZStringTokenizer.h"
-FIELD(ZStringTokenizer, position, 8);
-FIELD(ZStringTokenizer, source, 12);
-FIELD(ZStringTokenizer, delimiters, 20);  // behind the reference `target`
-FIELD(ZStringTokenizer, mbMax, 24);
-SIZE(ZStringTokenizer, 28);
-
-#include "Z/ZArray.h"
-FIELD(ZArray, data, 8);
-FIELD(ZArray, ownsMembers_, 12);
-FIELD(ZArray, length, 16);
-SIZE(ZArray, 20);
-
-#include "Z/ZList.h"
-FIELD(ZArrayList, capacity_, 8);
-FIELD(ZArrayList, data, 12);
-FIELD(ZArrayList, count, 16);
-FIELD(ZArrayList, ownsMembers_, 20);
-SIZE(ZArrayList, 24);
-FIELD(ZListIterator, list, 8);
-FIELD(ZListIterator, position, 12);
-SIZE(ZListIterator, 16);
-
-#include "Z/ZMap.h"
-FIELD(ZHashMap, buckets, 8);
-FIELD(ZHashMap, ownsMembers, 28);
-SIZE(ZHashMap, 32);
-SIZE(ZArrayMap, 28);
-
-#include "Z/ZKeyMap.h"
-FIELD(ZKeyEntry, key, 4);
-FIELD(ZKeyEntry, value, 8);
-FIELD(ZKeyEntry, copy, 12);
-FIELD(ZKeyEntry, hashValue, 16);
-SIZE(ZKeyEntry, 20);
-FIELD(ZHashKeyMap, copy, 40);
-SIZE(ZHashKeyMap, 44);
-
-#include "Z/ZBuffer.h"
-FIELD(ZBuffer, length, 8);
-FIELD(ZBuffer, buffer, 12);
-SIZE(ZBuffer, 16);
-FIELD(ZConstBuffer, length, 8);
-FIELD(ZConstBuffer, buffer, 12);
-SIZE(ZConstBuffer, 16);
-
-#include "Z/ZSqueeze.h"
-FIELD(ZSqueeze, source, 0);
-FIELD(ZSqueeze, sourceLength, 4);
-FIELD(ZSqueeze, level, 8);
-FIELD(ZSqueeze, flag, 12);
-SIZE(ZSqueeze, 16);
-
-#include "Z/ZLock.h"
-FIELD(ZLock, mutex, 8);
-FIELD(ZLock, owner, 12);
-FIELD(ZLock, count, 16);
-SIZE(ZLock, 20);
-SIZE(ZResourceLock, 8);
-
-#include "Z/ZCondition.h"
-FIELD(ZCondition, ownsLock, 16);
-FIELD(ZCondition, cond, 20);
-SIZE(ZCondition, 24);
-FIELD(ZBooleanCondition, condition, 24);
-SIZE(ZBooleanCondition, 28);
-
-#include "Z/ZObserve.h"
-SIZE(Voyeur, 8);
-FIELD(ZAbstractObservable, observers, 4);
-FIELD(ZAbstractObservable, observersLock, 28);
-SIZE(ZAbstractObservable, 48);
-
-#include "Z/ZReadWriteLock.h"
-FIELD(ZReadWriteLock, readerCount, 56);
-FIELD(ZReadWriteLock, state, 60);
-FIELD(ZReadWriteLock, owner, 64);
-FIELD(ZReadWriteLock, waiters, 68);
-FIELD(ZReadWriteLock, condition, 72);
-SIZE(ZReadWriteLock, 96);
-SIZE(ZStackReadWriteLock, 8);
-
-#include "Z/ZThread.h"
-FIELD(ZThread, threadId, 4);
-FIELD(ZThread, detached, 8);
-FIELD(ZThread, autoDelete, 12);
-FIELD(ZThread, pool, 16);
-SIZE(ZThread, 20);
-FIELD(ZSleeperThread, exitRequested, 20);
-FIELD(ZSleeperThread, workPending, 24);
-FIELD(ZSleeperThread, started, 28);
-FIELD(ZSleeperThread, interval, 32);
-FIELD(ZSleeperThread, startCondition, 36);
-FIELD(ZSleeperThread, wakeCondition, 60);
-SIZE(ZSleeperThread, 84);
-FIELD(ZThreadPool, idleThreads, 4);
-FIELD(ZThreadPool, activeCount, 36);
-FIELD(ZThreadPool, mutex, 40);
-FIELD(ZThreadPool, cond, 44);
-FIELD(ZThreadPool, maxThreads, 48);
-FIELD(ZThreadPool, maxIdle, 52);
-FIELD(ZThreadPool, idleCount, 56);
-SIZE(ZThreadPool, 60);
-
-#include "Z/ZFileLock.h"
-FIELD(ZSequenceUpdate, sequence, 4);
-FIELD(ZSequenceUpdate, lastSequence, 8);
-SIZE(ZSequenceUpdate, 12);
-FIELD(ZAbstractProcessReadWriteLock, lockState, 56);
-FIELD(ZAbstractProcessReadWriteLock, lockName, 60);
-FIELD(ZAbstractProcessReadWriteLock, sequence, 172);
-FIELD(ZAbstractProcessReadWriteLock, lastSequence, 176);
-FIELD(ZAbstractProcessReadWriteLock, update, 180);
-FIELD(ZAbstractProcessReadWriteLock, rwLock, 184);
-SIZE(ZAbstractProcessReadWriteLock, 280);
-SIZE(ZStubProcessReadWriteLock, 280);
-FIELD(ZAbstractProcessReadWriteFileLock, lockDirName, 280);
-FIELD(ZAbstractProcessReadWriteFileLock, lockFileName, 392);
-FIELD(ZAbstractProcessReadWriteFileLock, fileLock, 504);
-SIZE(ZAbstractProcessReadWriteFileLock, 524);
-FIELD(ZUnixProcessReadWriteFileLock, fileHandle, 524);
-SIZE(ZUnixProcessReadWriteFileLock, 528);
-FIELD(ZStubProcessReadWriteFileLock, stubSequence, 524);
-SIZE(ZStubProcessReadWriteFileLock, 528);
-
-#include "Z/ZFileMap.h"
-FIELD(ZAbstractFileMap, fileName, 4);
-FIELD(ZAbstractFileMap, mode, 116);
-FIELD(ZAbstractFileMap, flags, 120);
-FIELD(ZAbstractFileMap, address, 124);
-FIELD(ZAbstractFileMap, length, 128);
-SIZE(ZAbstractFileMap, 132);
-FIELD(ZUnixFileMap, fd, 132);
-SIZE(ZUnixFileMap, 136);
-
-#include "Z/ZSharedLibrary.h"
-FIELD(ZAbstractSharedLibrary, libraryName, 4);
-FIELD(ZAbstractSharedLibrary, primarySuffix, 116);
-FIELD(ZAbstractSharedLibrary, secondarySuffix, 228);
-FIELD(ZAbstractSharedLibrary, lastErrorNumber, 340);
-FIELD(ZAbstractSharedLibrary, lastErrorMessage, 344);
-FIELD(ZAbstractSharedLibrary, flags, 456);
-SIZE(ZAbstractSharedLibrary, 460);
-FIELD(ZSharedLibrary, handle, 460);
-SIZE(ZSharedLibrary, 464);
-
-#include "Z/ZJavaProperties.h"
-FIELD(ZJavaProperties, stateHandlers, 4);
-FIELD(ZJavaProperties, properties, 4 + 16 * 8);
-FIELD(ZJavaProperties, key, 132 + 44);
-FIELD(ZJavaProperties, value, 176 + 112);
-FIELD(ZJavaProperties, searchKey, 288 + 112);
-FIELD(ZJavaProperties, unicodeUnit, 400 + 112);
-SIZE(ZJavaProperties, 516);
-
-#include "Z/zsnprintf.h"
-SIZE(ZFormatSpec, 28);
-SIZE(ZFormatArg, 16);
-FIELD(ZFormatContext, specs, 280);
-FIELD(ZFormatContext, specCount, 284);
-FIELD(ZFormatContext, inlineArgs, 288);
-FIELD(ZFormatContext, args, 448);
-FIELD(ZFormatContext, format, 456);
-FIELD(ZFormatContext, codeset, 460);
-SIZE(ZFormatContext, 468);
-
-#include "Z/zproperties_c.h"
-FIELD(ZStzFileItem, type, 0);
-FIELD(ZStzFileItem, stanza, 4);
-FIELD(ZStzFileItem, key, 8);
-FIELD(ZStzFileItem, optional, 12);
-FIELD(ZStzFileItem, result, 16);
-SIZE(ZStzFileItem, 20);
-
-#include "Z/zpropc_handles.h"
-FIELD(ZAbstractProperties, propLock, 4);
-// The others stand behind the bases, one after the other.
-FIELD(ZProperties, fileName, offsetof(ZProperties, cache) + 4);
-FIELD(ZProperties, modified, offsetof(ZProperties, fileName) + 112);
-FIELD(ZProperties, loading, offsetof(ZProperties, modified) + 4);
-FIELD(ZProperties, fileTime, offsetof(ZProperties, loading) + 4);
-SIZE(ZPropertyChanged, 4 + 4 + 4 + 112 + 112);
-FIELD(ZPROP_handle, first, 4);
-FIELD(ZPROP_handle, mode, 8);
-FIELD(ZPROP_handle, second, 12);
-FIELD(ZPROP_stz_handle, properties, 16);
-FIELD(ZPROP_iter_handle, kind, 4);
-FIELD(ZPROP_iter_handle, first, 8);
-FIELD(ZPROP_iter_handle, second, 12);
-SIZE(ZPROP_iter_handle, 16);
+LAYOUT(ZException, 20, AT(code, 4) && AT(name, 8) && AT(file, 12) && AT(line, 16));
+LAYOUT(ZAbstractMutableString, 112,
+       AT(chars, 4) && AT(length, 8) && AT(capacity, 12) && AT(inlineBuffer, 16));
+LAYOUT(ZAbstractConstString, 12, AT(chars, 4) && AT(cachedLength, 8));
+LAYOUT(ZStringIterator, 24, AT(position, 8) && AT(source, 12) && AT(mbMax, 20));
+LAYOUT(ZStringTokenizer, 28,
+       AT(position, 8) && AT(source, 12) && AT(delimiters, 20) && AT(mbMax, 24));
+LAYOUT(ZArray, 20, AT(data, 8) && AT(ownsMembers_, 12) && AT(length, 16));
+LAYOUT(ZArrayList, 24, AT(capacity_, 8) && AT(data, 12) && AT(count, 16) && AT(ownsMembers_, 20));
+LAYOUT(ZListIterator, 16, AT(list, 8) && AT(position, 12));
+LAYOUT(ZHashMap, 32, AT(buckets, 8) && AT(ownsMembers, 28));
+LAYOUT(ZKeyEntry, 20, AT(key, 4) && AT(value, 8) && AT(copy, 12) && AT(hashValue, 16));
+LAYOUT(ZHashKeyMap, 44, AT(copy, 40));
+LAYOUT(ZBuffer, 16, AT(length, 8) && AT(buffer, 12));
+LAYOUT(ZConstBuffer, 16, AT(length, 8) && AT(buffer, 12));
+LAYOUT(ZSqueeze, 16, AT(source, 0) && AT(sourceLength, 4) && AT(level, 8) && AT(flag, 12));
+LAYOUT(ZLock, 20, AT(mutex, 8) && AT(owner, 12) && AT(count, 16));
+LAYOUT(ZCondition, 24, AT(ownsLock, 16) && AT(cond, 20));
+LAYOUT(ZBooleanCondition, 28, AT(condition, 24));
+LAYOUT(ZAbstractObservable, 48, AT(observers, 4) && AT(observersLock, 28));
+LAYOUT(ZReadWriteLock, 96,
+       AT(readerCount, 56) && AT(state, 60) && AT(owner, 64) && AT(waiters, 68) &&
+           AT(condition, 72));
+LAYOUT(ZThread, 20, AT(threadId, 4) && AT(detached, 8) && AT(autoDelete, 12) && AT(pool, 16));
+LAYOUT(ZSleeperThread, 84,
+       AT(exitRequested, 20) && AT(workPending, 24) && AT(started, 28) && AT(interval, 32) &&
+           AT(startCondition, 36) && AT(wakeCondition, 60));
+LAYOUT(ZThreadPool, 60,
+       AT(idleThreads, 4) && AT(activeCount, 36) && AT(mutex, 40) && AT(cond, 44) &&
+           AT(maxThreads, 48) && AT(maxIdle, 52) && AT(idleCount, 56));
+LAYOUT(ZSequenceUpdate, 12, AT(sequence, 4) && AT(lastSequence, 8));
+LAYOUT(ZAbstractProcessReadWriteLock, 280,
+       AT(lockState, 56) && AT(lockName, 60) && AT(sequence, 172) && AT(lastSequence, 176) &&
+           AT(update, 180) && AT(rwLock, 184));
+LAYOUT(ZAbstractProcessReadWriteFileLock, 524,
+       AT(lockDirName, 280) && AT(lockFileName, 392) && AT(fileLock, 504));
+LAYOUT(ZUnixProcessReadWriteFileLock, 528, AT(fileHandle, 524));
+LAYOUT(ZStubProcessReadWriteFileLock, 528, AT(stubSequence, 524));
+LAYOUT(ZAbstractFileMap, 132,
+       AT(fileName, 4) && AT(mode, 116) && AT(flags, 120) && AT(address, 124) && AT(length, 128));
+LAYOUT(ZUnixFileMap, 136, AT(fd, 132));
+LAYOUT(ZAbstractSharedLibrary, 460,
+       AT(libraryName, 4) && AT(primarySuffix, 116) && AT(secondarySuffix, 228) &&
+           AT(lastErrorNumber, 340) && AT(lastErrorMessage, 344) && AT(flags, 456));
+LAYOUT(ZSharedLibrary, 464, AT(handle, 460));
+LAYOUT(ZJavaProperties, 516,
+       AT(stateHandlers, 4) && AT(properties, 132) && AT(key, 176) && AT(value, 288) &&
+           AT(searchKey, 400) && AT(unicodeUnit, 512));
+LAYOUT(ZFormatContext, 468,
+       AT(specs, 280) && AT(specCount, 284) && AT(inlineArgs, 288) && AT(args, 448) &&
+           AT(format, 456) && AT(codeset, 460));
+LAYOUT(ZStzFileItem, 20,
+       AT(type, 0) && AT(stanza, 4) && AT(key, 8) && AT(optional, 12) && AT(result, 16));
+FIELDS(ZAbstractProperties, AT(propLock, 4))
+FIELDS(ZProperties,
+       AT(fileName, offsetof(T, cache) + 4) && AT(modified, offsetof(T, fileName) + 112) &&
+           AT(loading, offsetof(T, modified) + 4) && AT(fileTime, offsetof(T, loading) + 4))
+FIELDS(ZPROP_handle, AT(first, 4) && AT(mode, 8) && AT(second, 12))
+FIELDS(ZPROP_stz_handle, AT(properties, 16))
+LAYOUT(ZPROP_iter_handle, 16, AT(kind, 4) && AT(first, 8) && AT(second, 12));

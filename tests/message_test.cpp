@@ -8,10 +8,12 @@
 #include <regex>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "Z/ZException.h"
 #include "Z/ZUTF8String.h"
 #include "support/processes.h"
+#include "support/reports.h"
 
 namespace {
 
@@ -37,29 +39,19 @@ void dumpReport() {
     e.dumpException();
 }
 
-/// Remembers what it was asked to show.
-class RecordingService : public ZMessageService {
+/// Notes number and insert of a report and lets the default service write it.
+class NotingService : public testsupport::Reports {
   public:
-    void outputMessage(char const*, int, int number, int, ZLCString const*, ZLCString const*,
-                       ZLCString const*, ZLCString const*, ZLCString const*,
-                       ZLCString const*) const override {
-        shownNumber = number;
-    }
-    void outputMessageUTF8(char const*, int, int, int, ZUTF8String const*, ZUTF8String const*,
-                           ZUTF8String const*, ZUTF8String const*, ZUTF8String const*,
-                           ZUTF8String const*) const override {}
     void outputException(ZException& e) const override { e.print(); }
     void outputException(ZZException const* e, va_list args) const override {
-        shownNumber = static_cast<int>(e->getCode());
         va_list own;
         va_copy(own, args);
-        insert = va_arg(own, int);
+        noted = {e->getCode(), va_arg(own, int)};
         va_end(own);
         defaultMessageService()->outputException(e, args);
     }
 
-    mutable int shownNumber = 0;
-    mutable int insert = 0;
+    mutable std::pair<unsigned long, int> noted;
 };
 
 TEST(MessageService, MessageShowsAsManyTextsAsCounted) {
@@ -84,7 +76,7 @@ TEST(MessageService, MessageShowsAsManyTextsAsCounted) {
     }
 }
 
-TEST(MessageService, Utf8TextsBecomeEmptyLines) {
+TEST(MessageService, KeptUtf8TextsBecomeEmptyLines) {
     ZUTF8String const shown("secret");
     auto const text = errorOutputOf([&] {
         ZMessageService::messageService()->outputMessageUTF8(nullptr, 3, 4, 2, &shown, &shown,
@@ -94,11 +86,10 @@ TEST(MessageService, Utf8TextsBecomeEmptyLines) {
 }
 
 TEST(MessageService, AnInstalledServiceGetsEveryReportUntilNullRestoresTheDefault) {
-    RecordingService service;
-    auto const text = errorOutputOf([&service] {
-        ZMessageService::setMessageService(&service);
+    auto const text = errorOutputOf([] {
+        NotingService const service;  // installs itself
         dumpReport();
-        if (service.shownNumber != 17 || service.insert != 11) abort();
+        if (service.noted != std::pair(17UL, 11)) abort();
         ZMessageService::setMessageService(nullptr);
         if (ZMessageService::messageService() != ZMessageService::defaultMessageService()) abort();
     });

@@ -42,6 +42,9 @@ class Comparator : public ZSortCompare {
 class PlainList : public ZArrayList {
   public:
     using ZArrayList::ZArrayList;
+    void sortPart(unsigned int lo, unsigned int hi) {
+        quickSort(ZSortCompare::defaultSortCompare(), ascending, lo, hi);
+    }
 
   protected:
     void quickSort(ZSortCompare const& cmp, ZSortCompare::sortorder order, unsigned int lo,
@@ -94,6 +97,20 @@ TEST_F(SortTest, SortsWhateverOrderItIsGiven) {
             EXPECT_EQ(sorted(input, order), sortedByList<ZArrayList>(input, byValue, order));
             EXPECT_EQ(sorted(input, order), sortedByList<PlainList>(input, byValue, order));
         }
+    }
+}
+
+TEST_F(SortTest, PartIsSortedUpToItsLastIndex) {
+    struct Row {
+        unsigned int lo, hi;
+        Values expected;
+    };
+    for (Row const& row : {Row{1, 3, {5, 2, 3, 4, 1}}, Row{2, 9, {5, 4, 1, 2, 3}},
+                           Row{0, ~0U, {1, 2, 3, 4, 5}}, Row{4, 2, {5, 4, 3, 2, 1}}}) {
+        PlainList list(1, 1);
+        fill(list, {5, 4, 3, 2, 1});
+        list.sortPart(row.lo, row.hi);
+        EXPECT_EQ(row.expected, valuesOf(list));
     }
 }
 

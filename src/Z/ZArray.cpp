@@ -51,9 +51,7 @@ ZArray::ZArray(ZArray const& other) : ZArray(other.length, other.ownsMembers_) {
 
 ZArray& ZArray::operator=(ZArray const& other) {
     ZArray copy(other);
-    std::swap(data, copy.data);
-    std::swap(ownsMembers_, copy.ownsMembers_);
-    std::swap(length, copy.length);
+    zmembers::exchange(*this, copy, &ZArray::data, &ZArray::ownsMembers_, &ZArray::length);
     return *this;
 }
 

@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <typeinfo>
-#include <utility>
 
 #include "Z/zcontainer_members.h"
 
@@ -57,10 +56,8 @@ ZKeyEntry::ZKeyEntry(ZKeyEntry const& other) : ZKeyEntry(other.key, other.value,
 
 ZKeyEntry& ZKeyEntry::operator=(ZKeyEntry const& other) {
     ZKeyEntry same(other);
-    std::swap(key, same.key);
-    std::swap(value, same.value);
-    std::swap(copy, same.copy);
-    std::swap(hashValue, same.hashValue);
+    zmembers::exchange(*this, same, &ZKeyEntry::key, &ZKeyEntry::value, &ZKeyEntry::copy,
+                       &ZKeyEntry::hashValue);
     return *this;
 }
 

@@ -24,6 +24,14 @@ struct RowMembers {
     void swap(unsigned int i, unsigned int j) const { std::swap(row[i], row[j]); }
 };
 
+/// Sorts from index `lo` to index `hi`, which is cut to the last of `size` members.
+template <class Members>
+void sortRange(Members members, unsigned int size, ZSortCompare const& cmp,
+               ZSortCompare::sortorder order, unsigned int lo, unsigned int hi) {
+    unsigned int const end = hi < size ? hi + 1 : size;
+    if (lo < end) ZListSort<Members>(members, cmp, order)(lo, end);
+}
+
 }  // namespace
 
 ZList::~ZList() = default;
@@ -71,7 +79,7 @@ void ZAbstractList::sort(ZSortCompare const& cmp, ZSortCompare::sortorder order)
 
 void ZAbstractList::quickSort(ZSortCompare const& cmp, ZSortCompare::sortorder order,
                               unsigned int lo, unsigned int hi) {
-    ZListSort<ListMembers>(ListMembers{*this}, cmp, order)(lo, hi);
+    sortRange(ListMembers{*this}, size(), cmp, order, lo, hi);
 }
 
 void ZAbstractList::shuffle() {
@@ -96,10 +104,8 @@ ZArrayList::ZArrayList(ZArrayList const& other) : ZArrayList(other.capacity_, ot
 
 ZArrayList& ZArrayList::operator=(ZArrayList const& other) {
     ZArrayList copy(other);
-    std::swap(capacity_, copy.capacity_);
-    std::swap(data, copy.data);
-    std::swap(count, copy.count);
-    std::swap(ownsMembers_, copy.ownsMembers_);
+    zmembers::exchange(*this, copy, &ZArrayList::capacity_, &ZArrayList::data, &ZArrayList::count,
+                       &ZArrayList::ownsMembers_);
     return *this;
 }
 
@@ -174,7 +180,7 @@ void ZArrayList::swap(unsigned int i, unsigned int j) {
 
 void ZArrayList::quickSort(ZSortCompare const& cmp, ZSortCompare::sortorder order, unsigned int lo,
                            unsigned int hi) {
-    ZListSort<RowMembers>(RowMembers{data.get()}, cmp, order)(lo, std::min(hi, count));
+    sortRange(RowMembers{data.get()}, count, cmp, order, lo, hi);
 }
 
 // ------------------------------------------------------------------------------- ZListIterator

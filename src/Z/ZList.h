@@ -110,7 +110,7 @@ class ZFC_API ZAbstractList : public ZObject, public ZList {
     ZAbstractList(const ZAbstractList&) = default;
     ZAbstractList& operator=(const ZAbstractList&) = default;
 
-    /// Sorts the members from index `lo` up to but not including `hi`, which is at most size().
+    /// Sorts the members from index `lo` to index `hi`, which is cut to the last.
     virtual void quickSort(ZSortCompare const& cmp, ZSortCompare::sortorder order, unsigned int lo,
                            unsigned int hi);
 };

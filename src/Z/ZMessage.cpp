@@ -143,7 +143,8 @@ void ZDefaultMessageService::outputMessageUTF8(char const* file, int line, int n
                                                ZUTF8String const* /*s5*/,
                                                ZUTF8String const* /*s6*/) const {
     // Kept: the texts are not shown. A conversion may need the very codeset that a report is about.
-    outputMessage(file, line, number, count, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+    ZLCString const empty;
+    outputMessage(file, line, number, count, &empty, &empty, &empty, &empty, &empty, &empty);
 }
 
 void ZDefaultMessageService::outputException(ZException& e) const { e.print(); }

@@ -3,6 +3,7 @@
 #define Z_ZCONTAINER_MEMBERS_H
 
 #include <memory>
+#include <utility>
 
 #include "Z/ZList.h"
 #include "Z/ZObject.h"
@@ -25,6 +26,13 @@ void resizeRow(Row& row, unsigned int count);
 /// What an owning container stores for `object`: its clone, null for null. Throws
 /// ZNotClonableException when it has none.
 [[nodiscard]] std::unique_ptr<ZObject> cloneOf(ZObject const* object);
+
+/// Exchanges the named fields of two objects: what an assignment does with a copy of its source, so
+/// that it changes nothing when copying fails.
+template <class T, class... Fields>
+void exchange(T& one, T& other, Fields T::*... fields) noexcept {
+    (std::swap(one.*fields, other.*fields), ...);
+}
 
 /// Whether `probe->equals()` accepts `member`; null matches null alone.
 [[nodiscard]] bool matches(ZObject const* probe, ZObject const* member);

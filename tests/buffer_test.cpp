@@ -127,6 +127,10 @@ TEST(BufferTest, ShorterIsSmallerThenTheFirstDifferentByteDecides) {
         EXPECT_EQ(0, left.compare(ZConstBuffer(left.getLength(), left)));
     }
     EXPECT_NE(0, ZBuffer("a").compare(ZObject()));
+    ZConstBuffer none;
+    none.setLength(2);
+    EXPECT_EQ(-1, none.compare(ZBuffer("a")));
+    EXPECT_EQ(1, ZBuffer("a").compare(none));
 }
 
 TEST(BufferTest, ViewNeitherCopiesNorFrees) {

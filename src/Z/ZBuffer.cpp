@@ -35,8 +35,11 @@ int ZAbstractBuffer::compare(ZObject const& other) const {
     if (that == nullptr) return ZObject::compare(other);
     unsigned long const length = getLength();
     if (length != that->getLength()) return sign(length < that->getLength());
-    if (length == 0 || getBuffer() == that->getBuffer()) return 0;
-    int const difference = std::memcmp(getBuffer(), that->getBuffer(), length);
+    void const* const block = getBuffer();
+    void const* const thatBlock = that->getBuffer();
+    if (length == 0 || block == thatBlock) return 0;
+    if (block == nullptr || thatBlock == nullptr) return sign(block == nullptr);
+    int const difference = std::memcmp(block, thatBlock, length);
     return difference == 0 ? 0 : sign(difference < 0);
 }
 

@@ -37,8 +37,9 @@ class ZFC_API ZAbstractBuffer : public ZObject, public ZBufferInterface {
     // in slot order: do not sort
     ~ZAbstractBuffer() override;
     /// With a buffer: -1, 0 or 1; the shorter one is smaller, and of equal lengths the first
-    /// different byte (unsigned) decides. With any other object: by address. hash() stays that of
-    /// ZObject, so a buffer is no key for a hash map.
+    /// different byte (unsigned) decides; a view of no block is smaller than its equals in length.
+    /// With any other object: by address. hash() stays that of ZObject, so a buffer is no key for a
+    /// hash map.
     [[nodiscard]] int compare(ZObject const& other) const override;
 
     /// As getBuffer().

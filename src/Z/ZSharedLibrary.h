@@ -38,7 +38,7 @@ class ZFC_API ZAbstractSharedLibrary : public ZObject {
     virtual int initialize();
 
     [[nodiscard]] ZLCString const& getLibraryName() const { return libraryName; }
-    /// The loader's mode bits; 0 for its default mode.
+    /// The loader's mode bits; 0 for the default mode, RTLD_NOW | RTLD_GLOBAL.
     [[nodiscard]] int getFlags() const { return flags; }
     void setFlags(int mode) { flags = mode; }
     /// The error number of the last failure; 0 before any, or when the loader gave none.
@@ -94,7 +94,8 @@ class ZFC_API ZSharedLibrary : public ZAbstractSharedLibrary {
     /// The loader's handle; null while not loaded.
     [[nodiscard]] void* getHandle() const { return handle; }
     /// Whether other libraries can use the symbols of this one: 0 lets them (RTLD_GLOBAL), else
-    /// they are its own. For the next load.
+    /// they are its own. For the next load; as long as no resolution is set, the flags can become
+    /// 0 and then stand for the default mode, which is global.
     void setLocalScope(int local);
     /// Always 0.
     [[nodiscard]] int getLocalScope() const;

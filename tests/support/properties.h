@@ -14,6 +14,8 @@
 
 namespace testsupport {
 
+using Texts = std::vector<std::string>;
+
 /// What `body` throws, as an E; a failed test and nullptr when it throws nothing or something else.
 template <class E, class Body>
 std::unique_ptr<E> raisedBy(Body body) {
@@ -46,14 +48,14 @@ inline std::string valueOf(ZProperties const& properties, char const* stanza, ch
     return value.getChars();
 }
 
-inline std::vector<std::string> textsOf(ZArrayList const& list) {
-    std::vector<std::string> texts;
+inline Texts textsOf(ZArrayList const& list) {
+    Texts texts;
     for (unsigned int i = 0; i < list.size(); ++i)
         texts.emplace_back(dynamic_cast<ZAbstractString const&>(*list.get(i)).getChars());
     return texts;
 }
 
-inline std::vector<std::string> valuesOf(ZProperties const& properties, char const* stanza,
+inline Texts valuesOf(ZProperties const& properties, char const* stanza,
                                          char const* key) {
     ZArrayList values(1, 1);
     properties.getValues(stanza, key, values, zpropLocalCodeset);

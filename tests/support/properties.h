@@ -55,8 +55,7 @@ inline Texts textsOf(ZArrayList const& list) {
     return texts;
 }
 
-inline Texts valuesOf(ZProperties const& properties, char const* stanza,
-                                         char const* key) {
+inline Texts valuesOf(ZProperties const& properties, char const* stanza, char const* key) {
     ZArrayList values(1, 1);
     properties.getValues(stanza, key, values, zpropLocalCodeset);
     return textsOf(values);

@@ -20,7 +20,9 @@ using testsupport::ioText;
 using testsupport::openDescriptors;
 using testsupport::raisedBy;
 using testsupport::readFile;
+using testsupport::setTime;
 using testsupport::StanzaFile;
+using testsupport::statusOf;
 using testsupport::TempDir;
 using testsupport::Texts;
 using testsupport::valueOf;
@@ -29,17 +31,6 @@ using testsupport::writeFile;
 
 constexpr uid_t nobody = 65534;
 constexpr char sample[] = "# about\n\n[s]\nk = 1\nk = 2\n\n[t]\n# x = 1\n\ne =\n";
-
-struct stat statusOf(std::string const& path) {
-    struct stat status {};
-    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-    return status;
-}
-
-void setTime(std::string const& path, long seconds) {
-    timespec const times[] = {{seconds, 0}, {seconds, 0}};
-    EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
-}
 
 /// Runs `body` in a child that may do what anybody may.
 int asNobody(std::function<int()> const& body) {
@@ -52,26 +43,26 @@ int asNobody(std::function<int()> const& body) {
 // --------------------------------------------------------------------------------------- loading
 
 TEST(PropertiesLoadTest, refusesWhatIsNoReadableRegularFile) {
-    TempDir const directory;
-    std::string const pipe = directory.file("pipe");
-    std::string const none = directory.file("none");
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    ZStanzaFileProperties properties(1);
-    int const before = openDescriptors();
-    auto const load = [&](std::string const& path) {
-        return ioFailure([&] { properties.load(path.c_str()); });
-    };
-    EXPECT_EQ(load(directory.path()), ioText(directory.path(), "fopen(r)", EISDIR));
-    EXPECT_EQ(load(pipe), ioText(pipe, "fopen(r)", EINVAL));
-    EXPECT_EQ(load("/dev/zero"), ioText("/dev/zero", "fopen(r)", EINVAL));
-    EXPECT_EQ(load(none), ioText(none, "fopen(r)", ENOENT));
-    EXPECT_EQ(openDescriptors(), before);
-
     StanzaFile const file(sample);
+    std::string const directory = std::filesystem::path(file.path()).parent_path();
+    std::string const pipe = file.beside("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     ASSERT_EQ(chmod(file.path().c_str(), 0), 0);
-    ASSERT_EQ(chmod(std::filesystem::path(file.path()).parent_path().c_str(), 0755), 0);
+    ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
+    std::pair<std::string, int> const rows[] = {{directory, EISDIR},
+                                                {pipe, EINVAL},
+                                                {"/dev/zero", EINVAL},
+                                                {file.beside("none"), ENOENT},
+                                                {file.path(), EACCES}};
     EXPECT_EQ(asNobody([&] {
-                  return load(file.path()) == ioText(file.path(), "fopen(r)", EACCES) ? 0 : 1;
+                  ZStanzaFileProperties properties(1);
+                  int const before = openDescriptors();
+                  for (auto const& [path, error] : rows) {
+                      if (ioFailure([&, p = path] { properties.load(p.c_str()); }) !=
+                          ioText(path, "fopen(r)", error))
+                          return error;
+                  }
+                  return openDescriptors() - before;
               }),
               0);
 }

@@ -2,7 +2,9 @@
 #ifndef ZFC_TESTS_SUPPORT_PROPERTIES_H
 #define ZFC_TESTS_SUPPORT_PROPERTIES_H
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <string>
 #include <vector>
@@ -73,6 +75,17 @@ class StanzaFile {
   private:
     TempDir directory;
 };
+
+[[nodiscard]] inline struct stat statusOf(std::string const& path) {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status;
+}
+
+inline void setTime(std::string const& path, long seconds) {
+    timespec const times[] = {{seconds, 0}, {seconds, 0}};
+    EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+}
 
 }  // namespace testsupport
 

@@ -46,7 +46,7 @@ TEST(PropertiesLoadTest, refusesWhatIsNoReadableRegularFile) {
     StanzaFile const file(sample);
     std::string const directory = std::filesystem::path(file.path()).parent_path();
     std::string const pipe = file.beside("pipe");
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0644), 0);
     ASSERT_EQ(chmod(file.path().c_str(), 0), 0);
     ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
     std::pair<std::string, int> const rows[] = {{directory, EISDIR},

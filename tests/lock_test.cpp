@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <limits>
 #include <memory>
 #include <mutex>
@@ -69,6 +70,9 @@ TEST(LockTest, TryingDoesNotWaitAndReenters) {
         EXPECT_FALSE(lock.try_lock());
         for (long const milliseconds : {std::numeric_limits<long>::min(), -1L, 0L, 1L})
             EXPECT_FALSE(lock.lockFor(milliseconds)) << milliseconds;
+        auto const start = std::chrono::steady_clock::now();
+        EXPECT_FALSE(lock.lockFor(20));
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
     });
     EXPECT_EQ(unwind(lock), 3);
     EXPECT_TRUE(isFree(lock));

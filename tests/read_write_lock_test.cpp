@@ -186,14 +186,18 @@ TEST(ReadWriteLockTest, APromotionShutsReadersOutAndWaitsForThoseInside) {
     EXPECT_EQ(stateOf(lock), write) << "at once";
     EXPECT_EQ(lock.getReaderCount(), 2);
     EXPECT_FALSE(lock.tryReadLock()) << "no new reader";
-    Beside reader([&] { lock.readLock(); });
-    awaitWaits(before, 2);
+    Crew readers;
+    for (int i = 0; i < 2; ++i)
+        readers.add([&] { lock.readLock(); });
+    awaitWaits(before, 3);
     first.release();
     EXPECT_EQ(stateOf(lock), write);
     second.release();
     release.open();
     promoter.join();
-    reader.join();
+    readers.join();
+    EXPECT_EQ(lock.getReaderCount(), 2) << "one release lets both in";
+    lock.unlock();
     EXPECT_EQ(stateOf(lock), read);
     lock.unlock();
     EXPECT_EQ(stateOf(lock), unset);
@@ -276,17 +280,28 @@ TEST(ReadWriteLockTest, ACancelledWaitLeavesTheLockAsIfItHadNotBeenAskedFor) {
         Reports reports;
         ZReadWriteLock lock;
         Holder holder(lock, row.held);
+        Gate readerInside;
+        struct Protect {
+            ~Protect() {
+                readerInside.await();  // shut out by the promotion, let in when it is given up
+                EXPECT_EQ(stateOf(lock), protect);
+                lock.unlock();
+            }
+            ZReadWriteLock& lock;
+            Gate& readerInside;
+        };
         int const before = waitsBegun;
         Doomed const waiter([&] {
             if (row.requested != protect) return lock.lock(row.requested);
-            ZStackReadWriteLock guard(lock, 0);
-            guard.readWithIntentToWriteLock();
-            guard.promoteReadToWriteLock();
+            lock.readWithIntentToWriteLock();
+            Protect const held{lock, readerInside};
+            lock.promoteReadToWriteLock();
         });
         awaitWaits(before);
         bool const promotes = row.requested == protect;
-        Beside reader([&] {  // shut out by the promotion, and let in when it is given up
+        Beside reader([&] {
             if (promotes) lock.readLock();
+            readerInside.open();
         });
         if (promotes) awaitWaits(before, 2);
         EXPECT_TRUE(waiter.cancel());
@@ -342,47 +357,49 @@ TEST(ReadWriteLockTest, KeepsWritersApartAndReadersWhole) {
     EXPECT_EQ(stateOf(lock), unset);
 }
 
-/// Notes the calls of a guard.
-class NotingLock : public ZReadWriteLock {
+/// A lock that only notes what it is asked for.
+class NotingLock : public ZAbstractReadWriteLock {
   public:
-    void setUpdate(int update) override { calls += "setUpdate " + std::to_string(update) + ", "; }
+    using ZAbstractReadWriteLock::lock;
+    using ZAbstractReadWriteLock::unlock;
+    void lock(State mode) override { calls += "lock" + std::to_string(mode) + " "; }
+    void unlock(int update) override { calls += "unlock" + std::to_string(update) + " "; }
+    bool haveLock(State) const override { return false; }
+    bool ownWriteLock() const override { return false; }
     int getUpdate() const override { return 5; }
-    void unlock() override {
-        calls += "unlock";
-        ZReadWriteLock::unlock();
-    }
+    void setUpdate(int update) override { calls += "update" + std::to_string(update) + " "; }
+    void readLock() override { calls += "read "; }
+    void writeLock() override { calls += "write "; }
+    void readWithIntentToWriteLock() override { calls += "protect "; }
+    void promoteReadToWriteLock() override { calls += "promote "; }
 
     std::string calls;
 };
 
 TEST(StackReadWriteLockTest, ForwardsLocksNothingItselfAndUnlocksOnce) {
-    Reports reports;
     NotingLock lock;
     {
         ZStackReadWriteLock guard(lock, 1);
-        EXPECT_EQ(stateOf(lock), unset);
         EXPECT_EQ(&guard.getReadWriteLock(), &lock);
         EXPECT_EQ(guard.getUpdate(), 5);
+        EXPECT_EQ(lock.calls, "update1 ");
         guard.readLock();
-        EXPECT_EQ(stateOf(lock), read);
-        lock.ZReadWriteLock::unlock();
         guard.writeLock();
-        EXPECT_EQ(stateOf(lock), write);
-        lock.ZReadWriteLock::unlock();
         guard.readWithIntentToWriteLock();
-        EXPECT_EQ(stateOf(lock), protect);
         guard.promoteReadToWriteLock();
-        EXPECT_EQ(stateOf(lock), write);
         guard.setUpdate(0);
+        guard.unlock(2);
+        EXPECT_EQ(lock.calls, "update1 read write protect promote update0 unlock2 ");
+        lock.calls.clear();
     }
-    EXPECT_EQ(stateOf(lock), unset);
-    EXPECT_EQ(lock.calls, "setUpdate 1, setUpdate 0, unlock");
-    EXPECT_TRUE(reports.take().empty());
-    {
-        ZStackReadWriteLock guard(lock, 0);
-        guard.writeLock();
-        guard.unlock(0);
-    }
+    lock.lock();
+    EXPECT_EQ(lock.calls, "unlock5 lock3 ") << "by default with the update asked for, and to write";
+}
+
+TEST(StackReadWriteLockTest, ReportsAnUnlockWithNothingToRelease) {
+    Reports reports;
+    ZReadWriteLock lock;
+    { ZStackReadWriteLock const guard(lock, 0); }
     EXPECT_EQ(reports.take(), (std::vector<Report>{{"ZUnlockResourceException", 6, {}}}));
 }
 

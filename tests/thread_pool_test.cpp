@@ -220,8 +220,8 @@ TEST(ThreadPoolTest, WaitForExitEndsWorkersOfEveryKindIdleOrBusy) {
             auto worker =
                 std::make_unique<Worker>(tally, kind.detached, kind.autoDelete, kind.interval);
             if (kind.busy) worker->body = [&] { go.await(); };
+            worker->wakeUp();  // before it can be busy of itself
             pool.start(*worker);
-            worker->wakeUp();
             if (kind.autoDelete == deletesObject)
                 (void)worker.release();
             else

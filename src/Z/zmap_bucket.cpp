@@ -28,27 +28,27 @@ std::uint32_t hashOf(ZObject const* object) {
 
 PlaceIndex::PlaceIndex(PlaceIndex const& other) {
     if (!other.exists()) return;
-    slots = newSlots(other.mask + 1);
+    slots = newSlots(other.slotCount());
     mask = other.mask;
-    std::memcpy(slots.get(), other.slots.get(), (std::size_t{mask} + 1) * sizeof(Slot));
+    std::memcpy(slots.get(), other.slots.get(), slotCount() * sizeof(Slot));
 }
 
-PlaceIndex::Slots PlaceIndex::newSlots(std::uint32_t count) {
+PlaceIndex::Slots PlaceIndex::newSlots(std::size_t count) {
     void* const block = std::calloc(count, sizeof(Slot));
     if (block == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     return Slots(static_cast<Slot*>(block));
 }
 
 void PlaceIndex::reserve(unsigned int count) {
-    std::uint64_t const had = exists() ? std::uint64_t{mask} + 1 : 0;
+    std::size_t const had = slotCount();
     std::uint64_t wanted = had == 0 ? leastSlots : had;
     while (wanted < std::uint64_t{count} * 2)
         wanted *= 2;
     if (wanted == had) return;
     if (wanted > UINT32_MAX) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    Slots const old = std::exchange(slots, newSlots(static_cast<std::uint32_t>(wanted)));
+    Slots const old = std::exchange(slots, newSlots(static_cast<std::size_t>(wanted)));
     mask = static_cast<std::uint32_t>(wanted - 1);
-    for (std::uint64_t i = 0; i < had; ++i) {
+    for (std::size_t i = 0; i < had; ++i) {
         if (old[i].isUsed()) add(old[i].hash, old[i].number - 1);
     }
 }
@@ -65,7 +65,7 @@ void PlaceIndex::remove(std::uint32_t hash, unsigned int place) {
     while (slots[at].number != place + 1)
         at = next(at);
     closeGap(at);
-    for (std::uint64_t i = 0; i <= mask; ++i) {
+    for (std::size_t i = 0; i < slotCount(); ++i) {
         if (slots[i].number > place + 1) --slots[i].number;
     }
 }

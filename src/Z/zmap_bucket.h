@@ -47,7 +47,8 @@ class PlaceIndex {
     };
     using Slots = std::unique_ptr<Slot[], ZFree>;
 
-    [[nodiscard]] static Slots newSlots(std::uint32_t count);
+    [[nodiscard]] static Slots newSlots(std::size_t count);
+    [[nodiscard]] std::size_t slotCount() const { return exists() ? std::size_t{mask} + 1 : 0; }
     /// The hashes of one bucket have a remainder in common: their bits are mixed.
     [[nodiscard]] std::uint32_t home(std::uint32_t hash) const {
         return static_cast<std::uint32_t>((hash * std::uint64_t{0x9E3779B97F4A7C15}) >> 32) & mask;

@@ -6,6 +6,8 @@
 #include <memory>
 #include <numeric>
 #include <random>
+#include <string>
+#include <type_traits>
 #include <vector>
 
 #include "Z/ZArray.h"
@@ -40,7 +42,13 @@ Values membersOf(Row const& row) {
 template <class Row>
 class RowTest : public ObjectsTest {};
 using Rows = testing::Types<ZArray, ZArrayList>;
-TYPED_TEST_SUITE(RowTest, Rows);
+struct RowNames {
+    template <class Row>
+    static std::string GetName(int) {
+        return std::is_same_v<Row, ZArray> ? "Array" : "List";
+    }
+};
+TYPED_TEST_SUITE(RowTest, Rows, RowNames);
 
 TYPED_TEST(RowTest, OwningHoldsClonesAndDeletesWhatItDrops) {
     TypeParam row(3, 1);

@@ -343,24 +343,29 @@ TEST(ThreadFaultTest, ADetachedThreadThatCannotBeStartedStaysItsMakers) {
     });
 }
 
-TEST(ThreadFaultTest, AThreadThatIsBeingStartedOrJoinedIsNotJoined) {
+TEST(ThreadFaultTest, AThreadThatIsBeingStartedOrIsJoinedIsNotJoined) {
     Tally tally;
     Gate joining;
-    Report starting;
-    Report own;
     Task task(tally);
     auto const join = [&] { return thrownBy([&] { task.waitForExit(); }); };
-    beforeCreate = [&] { starting = onThread(join); };
+    auto const refusal = [](int rc) {
+        return Report{"ZThreadException", 20, {std::to_string(rc)}};
+    };
+    auto const expectUnasked = [&] {  // the system, whose id of the thread is not valid now
+        int const before = waitsBegun;
+        EXPECT_EQ(onThread(join), refusal(ESRCH));
+        EXPECT_EQ(waitsBegun, before);
+    };
+    beforeCreate = expectUnasked;
     task.body = [&] {
         joining.await();
-        own = join();
-        EXPECT_EQ(onThread(join), (Report{"ZThreadException", 20, {std::to_string(EINVAL)}}));
+        EXPECT_EQ(join(), refusal(EDEADLK));
+        EXPECT_EQ(onThread(join), refusal(EINVAL));
     };
     openedByWait = &joining;
     startAndEnd(task);
     openedByWait = nullptr;
-    EXPECT_EQ(starting, (Report{"ZThreadException", 20, {std::to_string(ESRCH)}}));
-    EXPECT_EQ(own, (Report{"ZThreadException", 20, {std::to_string(EDEADLK)}}));
+    expectUnasked();
 }
 
 // ------------------------------------------------------------------------------------------ pools

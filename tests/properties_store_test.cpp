@@ -169,6 +169,8 @@ TEST(PropertiesStoreTest, createsAFileAndTakesItsName) {
         EXPECT_EQ(properties.getFileName(), directory.file("new").c_str());
         EXPECT_EQ(readFile(directory.file(name)), "[s]\nk = v\n");
     }
+    ZStanzaFileProperties(1).store(directory.file("empty").c_str());
+    EXPECT_EQ(readFile(directory.file("empty")), "") << "it was stored, and stays";
 }
 
 TEST(PropertiesStoreTest, namesThePathThatDeniesAccess) {

@@ -82,6 +82,9 @@ class Twins {
         for (PropertyModel::Key const& key : stanza.keys) {
             ASSERT_EQ(valuesOf(name, key, ZPCache::plainValues), key.plain);
             ASSERT_EQ(valuesOf(name, key, ZPCache::obfuscatedValues), key.secret);
+            Texts const& seen = key.plain.empty() ? key.secret : key.plain;
+            for (auto i = static_cast<unsigned int>(seen.size()); i-- > 0;)
+                ASSERT_EQ(cache.valueAt(name, key.name.c_str(), i), seen[i]);
             values += cache.countValues(name, key.name.c_str());
         }
         ASSERT_EQ(values, cache.countValues(name));

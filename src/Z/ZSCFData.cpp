@@ -160,7 +160,7 @@ void Reader::readHeader(char* start) {
     if (records.findStanza(name) != none) raiseInvalid(__LINE__);
     if (name.size() + 2 > ZPCategoryBasedCache::maxLine) records.noteLongLine();
     stanza = records.adoptStanza(terminated(from, bracket));
-    records.placeStanza(stanza);
+    records.addStanzaLine(stanza);
     isDatabase = zpcache::namesCompanion(name, "file");
 }
 

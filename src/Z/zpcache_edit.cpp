@@ -76,7 +76,7 @@ void ZPCategoryBasedCache::edit(Change const& change) {
     if (!change.isStorable()) zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Edit const scope(*lists);
     Index const stanza = records->findOrAddStanza(change.stanza);
-    if (change.lines == Lines::place) records->placeStanza(stanza);
+    if (change.lines == Lines::place) records->addStanzaLine(stanza);
     if (!change.isOfStanza()) editKey(stanza, change);
     records->tidy();
 }

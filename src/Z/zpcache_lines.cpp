@@ -58,7 +58,7 @@ void Records::addBlankLine() {
 
 // ------------------------------------------------------------------------------------- placing
 
-void Records::placeStanza(Index stanza) {
+void Records::addStanzaLine(Index stanza) {
     Stanza& record = stanzas[stanza];
     if (record.header != none) return;
     record.header = newLine(ZPropLine::header, 0);
@@ -73,7 +73,7 @@ void Records::placeKey(Index key) {
     Index const line = keys[key].line;
     if (isPlaced(line)) return;
     Index const stanza = keys[key].stanza;
-    placeStanza(stanza);
+    addStanzaLine(stanza);
     Stanza& record = stanzas[stanza];
     Index const blank = blankBelowTemplate(stanza, key);
     Index const behind = blank != none ? lines[blank].prev : lastKeyLine(stanza);
@@ -205,7 +205,7 @@ void Records::addFileComment(std::string_view text) {
 }
 
 void Records::addStanzaComment(Index stanza, std::string_view text) {
-    placeStanza(stanza);
+    addStanzaLine(stanza);
     Stanza& record = stanzas[stanza];
     record.commentEnd = endOfComments(record.commentEnd);
     insertComment(stanza, text, record.commentEnd, 0);

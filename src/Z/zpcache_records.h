@@ -138,7 +138,7 @@ class Records : public Allocated {
     void removeStanza(Index stanza);
 
     /// Gives the stanza a header line at the end of the file, if it has none.
-    void placeStanza(Index stanza);
+    void addStanzaLine(Index stanza);
     /// Gives the key a line, and its stanza a header, where it has none: at the end of the block of
     /// the first comment that shows the key commented out, if a blank line ends that block; else
     /// behind the last key line of the stanza.

@@ -93,7 +93,7 @@ bool isLinkOrSpecial(char const* path) {
     return status && !status->isRegular();
 }
 
-void checkAccess(char const* path) {
+void checkFileAccess(char const* path) {
     if (access(path, R_OK | W_OK) == 0) return;
     if (errno != ENOENT)
         zraise(ZPropertiesIOException(path, "access()", errno), sourceName, __LINE__);

@@ -44,7 +44,7 @@ struct Status {
 
 /// An existing file must be readable and writable, else the directory of a new one must be:
 /// "access()" with the path that is not.
-void checkAccess(char const* path);
+void checkFileAccess(char const* path);
 
 enum class Purpose { load, store };
 

@@ -212,12 +212,12 @@ void ZProperties::store(char const* file) {
     ZLCString const name = resolved(file);
     char const* const path = name.getChars();
     history->refuseHalfRead(path, {});
-    zpropfile::checkAccess(path);
+    zpropfile::checkFileAccess(path);
 
     Stored stored(*cache, path);
     ZLCString const companionName = stored.companionName();
     bool const hasCompanion = !companionName.isEmpty();
-    if (hasCompanion) zpropfile::checkAccess(companionName.getChars());
+    if (hasCompanion) zpropfile::checkFileAccess(companionName.getChars());
     Image image;
     stored.values().be_write(path, image.getStream());
     image.finish();

@@ -5,7 +5,6 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <map>
@@ -179,13 +178,12 @@ class Model {
         state = c == '\n' || c == '\r' ? 1 : 3;
     }
     void act(Action action, char c) {
-        int const hex = std::isxdigit(static_cast<unsigned char>(c)) != 0
-                            ? std::stoi(std::string(1, c), nullptr, 16)
-                            : 0;
-        unit = action == firstDigit ? hex : unit * 16 + hex;
+        if (action == firstDigit) unit = 0;
+        if (action >= firstDigit)
+            unit = unit * 16 + static_cast<unsigned>(std::stoul(std::string(1, c), nullptr, 16));
         if (action == toKey) key += c;
         if (action == toValue) value += c;
-        if (action == lastDigit) value += utf8(static_cast<unsigned>(unit));
+        if (action == lastDigit) value += utf8(unit);
         bool const isWanted = searched.empty() || key == searched;
         if (action == ends || (action == endsContinued && isWanted)) pairs[key] = value;
         stopped = action == ends && key == searched;
@@ -200,7 +198,7 @@ class Model {
 
     std::string searched, key, value;
     int state = 1;
-    int unit = 0;
+    unsigned unit = 0;
     bool stopped = false;
 };
 

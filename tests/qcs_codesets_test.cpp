@@ -143,8 +143,8 @@ TEST(EveryCharacterTest, OfUtf8IsDecodedStrictly) {
             while (length <= 4 && !oracle.convert(text.substr(0, unsigned(length))))
                 ++length;
             ASSERT_EQ(lengthOf(comparison.cs, text), length <= 4 ? length : -1) << i;
-            // Where words are read at once, a few characters come before.
-            std::string const whole = std::string(i % 9, 'a') + text;
+            // Words are read at once: it stands at every place of one.
+            std::string const whole = std::string(i % 9, 'a') + text + "12345678";
             std::string const expected = oracle.convert(whole) ? whole : "failed";
             ASSERT_EQ(toUtf8(comparison.cs, whole), expected) << testing::PrintToString(whole);
             ASSERT_EQ(fromUtf8(comparison.cs, whole), expected);

@@ -75,10 +75,10 @@ class ZFC_API ZJavaProperties : public ZObject {
     /// lines are passed over without a word. 1 when done, also for a null or empty path, which
     /// reads nothing; else 0, and what read() throws went to the message service. Never waits.
     int load(const char* path);
-    /// Reads up to the end of the first line with this key, or all without one. A null or empty key
-    /// searches nothing. The last line counts here even without a line end, and a pair that ends on
-    /// a continuation line without text is taken only when it is the one searched.
-    int load(const char* path, const char* key);
+    /// Reads up to the end of the first line with the key `searched`, or all without one. A null or
+    /// empty key searches nothing. The last line counts here even without a line end, and a pair
+    /// that ends on a continuation line without text is taken only when it is the one searched.
+    int load(const char* path, const char* searched);
     /// As load(), but throws, and tells `lines`, when it is not null, of every line passed over.
     /// Throws ZPropertiesIOException (message 43) with "fopen(r)" when the file cannot be opened or
     /// is no regular file, and with "fcntl()" when another process writes it; ZUnexpectedEndOfFile
@@ -103,13 +103,13 @@ class ZFC_API ZJavaProperties : public ZObject {
     /// ZOutOfMemoryException (message 1).
     void store(const char* path) const;
 
-    /// Empties `value`, then gives it the value of the key, converted to its codeset; it stays
-    /// empty when there is no such key, or no such text in that codeset.
-    void getValue(const ZAbstractString& key, ZAbstractMutableString& value) const;
+    /// Empties `out`, then gives it the value of the key `wanted`, converted to its codeset; it
+    /// stays empty when there is no such key, or no such text in that codeset.
+    void getValue(const ZAbstractString& wanted, ZAbstractMutableString& out) const;
     /// Adds the pair, or replaces the one with the same key. Both are converted to UTF-8; malformed
     /// text raises ZToUTF8Exception (message 49). Throws ZOutOfMemoryException (message 1).
     void setValue(const ZAbstractString& key, const ZAbstractString& value);
-    [[nodiscard]] bool contains(const ZAbstractString& key) const;
+    [[nodiscard]] bool contains(const ZAbstractString& wanted) const;
     /// Appends every key, a ZUTF8String, with the list's add().
     void listKeys(ZList& out) const;
 

@@ -8,9 +8,6 @@
 
 namespace {
 
-using zpcache::isSpace;
-using zpcache::Obfuscated;
-
 constexpr std::size_t brackets = 2;   // around a stanza name
 constexpr std::size_t equalsEnd = 2;  // " =" behind a key
 constexpr std::size_t equalsMid = 3;  // " = " between key and value

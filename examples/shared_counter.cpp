@@ -68,6 +68,7 @@ class Counter : public ZObserverInterface {
 /// Runs `body` in another process; the process's id.
 template <class Body>
 pid_t inAnotherProcess(Body const& body) {
+    std::cout.flush();  // or the child has a copy of what is not written yet
     pid_t const child = fork();
     if (child < 0) throw std::runtime_error("no process can be started");
     if (child > 0) return child;

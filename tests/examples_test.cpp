@@ -1,6 +1,5 @@
 // The example programs do what their first lines say.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -22,16 +21,8 @@ struct Example {
 
 /// Runs an example program as from a shell.
 testsupport::Captured run(std::string const& name, std::vector<std::string> const& arguments) {
-    std::string const program = ZFC_TEST_EXAMPLES "/" + name;
-    std::vector<char*> argv{const_cast<char*>(program.c_str())};
-    for (auto const& argument : arguments)
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-    return captureChild([&] {
-        unsetenv("QCSDIR");
-        execv(program.c_str(), argv.data());
-        return 127;
-    });
+    return captureChild(
+        [&] { return testsupport::becomeProgram(ZFC_TEST_EXAMPLES "/" + name, arguments); });
 }
 
 class ExampleProgram : public testing::TestWithParam<Example> {};

@@ -18,15 +18,8 @@ using testsupport::Companion;
 using testsupport::lockWords;
 using Words = std::vector<std::string>;
 
-/// Becomes zlock with these arguments.
-int becomeZlock(Words arguments) {
-    std::vector<char*> argv{const_cast<char*>("zlock")};
-    for (auto& argument : arguments)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    unsetenv("QCSDIR");  // a user at the shell does not have it
-    execv(ZFC_TEST_ZLOCK, argv.data());
-    return 127;
+int becomeZlock(const Words& arguments) {
+    return testsupport::becomeProgram(ZFC_TEST_ZLOCK, arguments);
 }
 
 Captured zlock(const Words& arguments) {

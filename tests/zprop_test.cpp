@@ -22,19 +22,13 @@ using testsupport::TempDir;
 using testsupport::writeFile;
 
 /// Runs zprop with these arguments; `input` is its standard input.
-Captured zprop(std::vector<std::string> arguments, const std::string& input = {}) {
+Captured zprop(const std::vector<std::string>& arguments, const std::string& input = {}) {
     TempDir const dir;
     writeFile(dir.file("in"), input);
     return captureChild([&] {
         int const in = open(dir.file("in").c_str(), O_RDONLY);
         dup2(in, STDIN_FILENO);
-        std::vector<char*> argv{const_cast<char*>("zprop")};
-        for (auto& argument : arguments)
-            argv.push_back(argument.data());
-        argv.push_back(nullptr);
-        unsetenv("QCSDIR");  // a user at the shell does not have it
-        execv(ZFC_TEST_ZPROP, argv.data());
-        return 127;
+        return testsupport::becomeProgram(ZFC_TEST_ZPROP, arguments);
     });
 }
 

@@ -90,6 +90,17 @@ Captured captureChild(const std::function<int()>& body) {
     return captured;
 }
 
+int becomeProgram(const std::string& program, std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), std::filesystem::path(program).filename());
+    std::vector<char*> argv;
+    for (auto& argument : arguments)
+        argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    unsetenv("QCSDIR");
+    execv(program.c_str(), argv.data());
+    return 127;
+}
+
 Companion::Companion(const std::function<int(Companion&)>& body) {
     auto const down = makePipe();
     auto const up = makePipe();

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace testsupport {
 
@@ -20,6 +21,10 @@ struct Captured {
 
 /// As inChild(), with both output streams of the child collected.
 [[nodiscard]] Captured captureChild(const std::function<int()>& body);
+
+/// Becomes `program` with these arguments, as a user at the shell starts it: without QCSDIR.
+/// Returns 127 when there is no such program.
+int becomeProgram(const std::string& program, std::vector<std::string> arguments);
 
 /// A child process that runs beside its parent; the two talk through pipes, one byte a message.
 class Companion {

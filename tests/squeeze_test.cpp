@@ -2,6 +2,7 @@
 //
 // zlib comes along with the static library, and reads here what the class has written.
 #include "Z/ZSqueeze.h"
+#include "Z/zsqueeze_expand.h"
 
 // Behind the class, whose members have the names of zlib's functions.
 #include <zlib.h>
@@ -10,6 +11,7 @@
 
 #include <limits>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace {
@@ -89,6 +91,29 @@ TEST(SqueezeTest, DamagedInputIsNegativeAndFailuresLeaveTheLength) {
     unsigned long room = dest.size();
     EXPECT_EQ(-3, ZSqueeze().uncompress(dest.data(), &room, trailer.data(), trailer.size()));
     EXPECT_EQ(dest.size(), room);
+}
+
+TEST(SqueezeTest, ExpandsNothingButOneWholeStream) {
+    Bytes const bytes = sample(1000, 4);
+    Bytes stream = squeezed(bytes, 0);  // longer than what it expands to
+    std::size_t const length = stream.size();
+    stream.push_back(0);
+    // Its 32 bits alone would be those of the whole stream; on 32 bits there is no such length.
+    constexpr std::size_t tooLong = sizeof(std::size_t) > 4 ? (std::size_t{1} << 31) * 2 : 1;
+    struct {
+        std::size_t length;
+        std::size_t most;
+        int status;
+    } const rows[] = {
+        {length, 1000, 0}, {length, 999, -3}, {length + 1, 1000, -3}, {length - 1, 1000, -3},
+        {0, 0, -3},        {0, 1000, -3},     {1, 1000, -3},          {length + tooLong, 1000, -3}};
+    for (auto const& row : rows) {
+        zsqueeze::Expanded expanded;
+        EXPECT_EQ(row.status, zsqueeze::expand(stream.data(), row.length, row.most, expanded))
+            << row.length << " to " << row.most;
+        if (row.status != 0) continue;
+        EXPECT_EQ(std::string(bytes.begin(), bytes.end()), expanded.content());
+    }
 }
 
 TEST(SqueezeTest, BadArgumentsAreStatuses) {

@@ -4,6 +4,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 
@@ -192,10 +193,12 @@ class Expansion {
 }  // namespace
 
 int zsqueeze::expand(void const* source, std::size_t length, std::size_t most, Expanded& out) {
+    if (!fits(length)) return Z_DATA_ERROR;  // else its beginning might pass for the whole
     Expansion expansion(source, length);
-    std::size_t room = length;
+    std::size_t room = 0;
     while (expansion.needsRoom() && room < most) {
-        room = room > most / 2 ? most : room * 2;
+        std::size_t const half = std::max({room, length, std::size_t{1}});
+        room = half > most / 2 ? most : half * 2;
         if (!resize(out.block, room)) return Z_MEM_ERROR;
         expansion.goOn(out.block.get(), room);
     }

@@ -17,10 +17,10 @@ struct Expanded {
     [[nodiscard]] std::string_view content() const { return {block.get(), length}; }
 };
 
-/// Expands the stream `source` of `length` bytes, below 4 GiB, into `out`. It takes time and memory
-/// for what it expands to, not for what it could have been. 0, or a status of zlib: -4 no memory;
-/// -3 it is damaged, cut off or followed by anything, or expands to more than `most` bytes, below 4
-/// GiB; `out` is then void.
+/// Expands the stream `source` of `length` bytes into `out`. It takes time and memory for what it
+/// expands to, not for what it could have been. 0, or a status of zlib: -4 no memory; -3 it is
+/// damaged, cut off or followed by anything, has 4 GiB or more, or expands to more than `most`
+/// bytes, below 4 GiB; `out` is then void.
 [[nodiscard]] int expand(void const* source, std::size_t length, std::size_t most, Expanded& out);
 
 }  // namespace zsqueeze

@@ -6,8 +6,7 @@ include(${CMAKE_CURRENT_LIST_DIR}/public_headers.cmake)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zfc)
 
-zfc_public_headers(public_headers)
-install(FILES ${public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Z)
+install(FILES ${zfc_public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Z)
 install(DIRECTORY data/qcs/ DESTINATION ${CMAKE_INSTALL_DATADIR}/zfc/qcs
         PATTERN .gitkeep EXCLUDE)
 

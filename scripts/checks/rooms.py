@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Holds the includes of the tree against scripts/rooms.txt.
 
-Every file of src/Z belongs to a room; includes go downwards. Prints each violation as
-FILE:LINE: what is wrong, and what to do; exits 1 when there is any.
+A folder of src/Z is a room, and includes never point upwards; a folder inside of a room knows of the
+rest of that room its public headers alone. Prints each violation as FILE:LINE: what is wrong, and
+what to do; exits 1 when there is any.
 
 usage: rooms.py [TREE]    (default: the tree this script stands in)
 """
@@ -12,13 +13,10 @@ from pathlib import Path
 
 TREE = Path(sys.argv[1] if len(sys.argv) > 1 else Path(__file__).parents[2]).resolve()
 SRC = TREE / "src"
+TOP = SRC / "Z"
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^">]+)[">]')
-FAILURE = {"ZException.h", "ZMessage.h"}  # any source may include them
-STRINGS_ROOM = 2
-FAILURE_ROOM = 3
-# Reports and the first string need each other; the circle is closed in these sources alone.
-KNOT = {"ZObject.cpp", "zqcsutil.cpp", "ZMessage.cpp"}
-PUBLIC_WITH_UNDERSCORE = {"zproperties_c.h", "zinet_pton.h", "zinet_ntop.h"}
+FAILURE = {"Z/ZException.h", "Z/ZMessage.h"}  # any source may include them
+ZLIB_USERS = {"containers/ZSqueeze.cpp", "containers/expand.cpp"}
 
 complaints = []
 
@@ -27,27 +25,39 @@ def complain(path, line, text):
     complaints.append(f"{path.relative_to(TREE)}:{line}: {text}")
 
 
-def is_public(name):
-    return "_" not in name or name in PUBLIC_WITH_UNDERSCORE
+class Rooms:
+    """Who stands where, and how high."""
 
+    def __init__(self):
+        self.order, self.exceptions = [], {}
+        for line in (TREE / "scripts" / "rooms.txt").read_text().splitlines():
+            words = line.split("#")[0].split()
+            if len(words) == 1:
+                self.order.append(words[0])
+            elif words:
+                self.exceptions[words[0]] = words[1]
+        self.homes = {p.stem: self.folder(p) for p in TOP.rglob("*.cpp")}
 
-def read_rooms():
-    """Room number by file name."""
-    rooms = {}
-    listing = TREE / "scripts" / "rooms.txt"
-    for number, line in enumerate(listing.read_text().splitlines(), 1):
-        words = line.split("#")[0].split()
-        if not words:
-            continue
-        if len(words) != 2 or not words[0].isdigit():
-            complain(listing, number, 'a line reads "ROOM NAME"')
-            continue
-        room, name = int(words[0]), words[1]
-        for file in [name] if name.endswith((".h", ".cpp")) else [name + ".h", name + ".cpp"]:
-            if file in rooms:
-                complain(listing, number, f"{file} is listed twice")
-            rooms[file] = room
-    return rooms
+    @staticmethod
+    def folder(path):
+        return path.parent.relative_to(TOP).as_posix()
+
+    def room(self, path):
+        """The room of a file of src/Z; None when it has none."""
+        folder = self.folder(path)
+        if folder != ".":
+            return folder if folder.split("/")[0] in self.order else None
+        return self.exceptions.get(path.name) or self.homes.get(path.stem)
+
+    def height(self, folder):
+        return self.order.index(folder.split("/")[0])
+
+    def reach(self, source):
+        """How high the includes of a file may point."""
+        room = self.room(source)
+        if source.suffix == ".cpp":
+            room = self.exceptions.get(source.name, room)
+        return self.height(room)
 
 
 def includes(path):
@@ -60,9 +70,15 @@ def includes(path):
     return found
 
 
+def is_public(path):
+    return path.parent == TOP
+
+
 def own_header(source):
-    header = source.with_suffix(".h")
-    return "Z/" + header.name if header.exists() else None
+    for header in (TOP / (source.stem + ".h"), source.with_suffix(".h")):
+        if header.exists():
+            return header.relative_to(SRC).as_posix()
+    return None
 
 
 def check_first_include(path, found):
@@ -72,32 +88,31 @@ def check_first_include(path, found):
         own = own_header(path)
         if own and first != own:
             complain(path, line, f'a source includes its own header "{own}" first')
-    elif is_public(path.name) and path.name not in ("ztags.h", "zexport.h"):
+    elif is_public(path) and path.name not in ("ztags.h", "zexport.h"):
         if first != "Z/ztags.h":
             complain(path, line, 'a public header includes "Z/ztags.h" first')
 
 
 def check_z_include(path, line, target, rooms):
     """One include of a header of src/Z."""
-    name = target.removeprefix("Z/")
-    room = rooms[path.name]
-    if not (SRC / target).exists():
+    header = SRC / target
+    if not header.exists():
         complain(path, line, f"there is no src/{target}")
         return
-    if name not in rooms:
-        return  # complained about as a file
-    if path.suffix == ".cpp" and name in FAILURE:
+    room, target_room = rooms.room(path), rooms.room(header)
+    if target_room is None or (path.suffix == ".cpp" and target in FAILURE):
+        return  # a file without a room is complained about by itself
+    if rooms.height(target_room) > rooms.reach(path):
+        complain(path, line, f"{path.name} of {room} includes {target} of {target_room}, above it")
+    if is_public(header):
         return
-    if path.name in KNOT and rooms[name] <= FAILURE_ROOM:
-        return
-    if rooms[name] > room:
-        complain(path, line, f"{path.name} of room {room} includes {name} of room {rooms[name]}")
-    if path.suffix != ".h":
-        return
-    if name == "ZException.h" and room <= STRINGS_ROOM:
-        complain(path, line, "no header of rooms 0 to 2 includes ZException.h")
-    if is_public(path.name) and not is_public(name):
-        complain(path, line, f"a public header includes the private {name}, which is not installed")
+    if path.suffix == ".h" and is_public(path):
+        complain(path, line, f"a public header includes the private {target}, which is not installed")
+    if room.startswith(target_room + "/"):
+        complain(path, line, f"{room} knows the public headers of {target_room} alone, not {target}")
+    if room != target_room and not header.read_text().startswith("/// Shared."):
+        complain(path, line, f'{target} is private to {target_room}: its first line does not begin '
+                             '"/// Shared."')
 
 
 def check_file(path, rooms):
@@ -108,10 +123,11 @@ def check_file(path, rooms):
             check_z_include(path, line, target, rooms)
         elif quoted and not target.startswith("qcs/"):
             complain(path, line, f'"{target}" is neither "Z/..." nor "qcs/..."')
-        elif target.startswith("qcs/") and path.suffix == ".h" and is_public(path.name):
-            complain(path, line, "a public header includes the codeset layer, which is not installed")
-        elif target == "zlib.h" and path.stem != "ZSqueeze":
-            complain(path, line, "zlib.h defines macros over our names: ZSqueeze.cpp alone includes it")
+        elif target.startswith("qcs/") and path.suffix == ".h":
+            complain(path, line, "a header includes the codeset layer; only sources do")
+        elif target == "zlib.h" and path.relative_to(TOP).as_posix() not in ZLIB_USERS:
+            complain(path, line, "zlib.h defines macros over our names: " + ", ".join(
+                sorted(ZLIB_USERS)) + " alone include it")
 
 
 def check_cycles(headers):
@@ -146,20 +162,22 @@ def check_users():
     for folder in ("tools", "examples"):
         for path in sorted((TREE / folder).rglob("*.[ch]*")):
             for line, _, target in includes(path):
-                private = target.startswith("Z/") and not is_public(target.removeprefix("Z/"))
+                private = target.startswith("Z/") and target.count("/") > 1
                 if private or target.startswith("qcs/"):
                     complain(path, line, f"{folder} use public headers only, not {target}")
 
 
 def main():
-    rooms = read_rooms()
-    files = sorted(p for p in (SRC / "Z").iterdir() if p.suffix in (".h", ".cpp"))
+    rooms = Rooms()
+    files = sorted(p for p in TOP.rglob("*") if p.suffix in (".h", ".cpp"))
     for path in files:
-        if path.name in rooms:
+        if path.suffix == ".cpp" and is_public(path):
+            complain(path, 1, "the top of src/Z is for public headers; a source stands in its room")
+        elif rooms.room(path):
             check_file(path, rooms)
         else:
-            complain(path, 1, 'not in scripts/rooms.txt: add a line "ROOM NAME" for it')
-    check_cycles({"Z/" + p.name for p in files if p.suffix == ".h"})
+            complain(path, 1, "has no room: no folder of scripts/rooms.txt, or no source of its name")
+    check_cycles({p.relative_to(SRC).as_posix() for p in files if p.suffix == ".h"})
     check_codeset_layer()
     check_users()
     print(*complaints, sep="\n", end="\n" if complaints else "")

@@ -23,14 +23,20 @@ rejects() {
     }
 }
 
-mkdir -p "$work/tree/scripts" "$work/tree/src/Z" "$work/tree/src/qcs"
-printf '0 low\n1 high\n' >"$work/tree/scripts/rooms.txt"
-printf '#include "Z/ztags.h"\n#include "Z/high.h"\n' >"$work/tree/src/Z/low.h"
-printf '#include "Z/ztags.h"\n' | tee "$work/tree/src/Z/high.h" >"$work/tree/src/Z/stray.h"
-printf '#include "Z/low.h"\n' >"$work/tree/src/qcs/qcs.h"
-rejects 'low.h of room 0 includes high.h of room 1' "$checks/rooms.py" "$work/tree"
-rejects 'stray.h:1: not in scripts/rooms.txt' "$checks/rooms.py" "$work/tree"
+mkdir -p "$work/tree/scripts" "$work/tree/src/Z/low" "$work/tree/src/Z/high" "$work/tree/src/qcs"
+cd "$work/tree/src"
+printf 'low\nhigh\n' >../scripts/rooms.txt
+printf '#include "Z/ztags.h"\n#include "Z/high.h"\n' >Z/low.h
+printf '#include "Z/ztags.h"\n' | tee Z/high.h Z/stray.h >Z/misplaced.cpp
+printf '#include "Z/low.h"\n' | tee Z/low/low.cpp >qcs/qcs.h
+printf '#include "Z/high.h"\n#include "Z/low/hidden.h"\n' >Z/high/high.cpp
+printf '/// Of low alone.\n' >Z/low/hidden.h
+rejects 'low.h of low includes Z/high.h of high' "$checks/rooms.py" "$work/tree"
+rejects 'stray.h:1: has no room' "$checks/rooms.py" "$work/tree"
+rejects 'misplaced.cpp:1: the top of src/Z is for public headers' "$checks/rooms.py" "$work/tree"
+rejects 'hidden.h is private to low' "$checks/rooms.py" "$work/tree"
 rejects 'the codeset layer stands alone' "$checks/rooms.py" "$work/tree"
+cd "$root"
 
 # Two neighbours change places: two names, then two overloads of one name.
 sed '/^    who()$/{h;d}; /^    where()$/{G}' "$root/tests/abi/slots.txt" >"$work/names.txt"

@@ -26,7 +26,7 @@
 #include "Z/ZThread.h"
 #include "Z/ZUTF8ConstString.h"
 #include "Z/ZUTF8String.h"
-#include "Z/zpropc_handles.h"
+#include "Z/c_interface/handles.h"
 #include "Z/zproperties_c.h"
 #include "Z/zsnprintf.h"
 

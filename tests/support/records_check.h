@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <string_view>
 
-#include "Z/zpcache_records.h"
+#include "Z/config/cache/records.h"
 
 namespace zpcache {
 

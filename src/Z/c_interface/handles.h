@@ -1,0 +1,141 @@
+/// The records behind the handles of the C interface, and its one way of calling into C++.
+#ifndef Z_C_INTERFACE_HANDLES_H
+#define Z_C_INTERFACE_HANDLES_H
+
+#include "Z/ZException.h"
+#include "Z/ZLCString.h"
+#include "Z/ZStanzaFileProperties.h"
+#include "Z/zproperties_c.h"
+
+#include <cstdint>
+#include <exception>
+
+namespace zpropc {
+
+constexpr std::uint32_t firstMarker = 0xbeeff00d;
+constexpr std::uint32_t secondMarker = 0xd00ffeeb;
+
+/// A word of a record that tells a handle from other memory. Overwritten at its end, so that the
+/// freed memory is no handle any more; volatile, because a compiler may drop stores to a dying
+/// object.
+class Marker {
+  public:
+    explicit Marker(std::uint32_t value) : word(value) {}
+    ~Marker() { word = 0; }
+    Marker(const Marker&) = delete;
+    Marker& operator=(const Marker&) = delete;
+    [[nodiscard]] bool is(std::uint32_t value) const { return word == value; }
+
+  private:
+    volatile std::uint32_t word;
+};
+
+enum IteratorKind { overKeys = 1, overValues = 2 };
+
+}  // namespace zpropc
+
+/// A properties handle of any file format.
+struct ZPROP_handle {
+    explicit ZPROP_handle(ZPROPOpenMode openMode)
+        : first(zpropc::firstMarker), mode(openMode), second(zpropc::secondMarker) {}
+    virtual ~ZPROP_handle();
+    ZPROP_handle(const ZPROP_handle&) = delete;
+    ZPROP_handle& operator=(const ZPROP_handle&) = delete;
+
+    [[nodiscard]] bool isValid() const {
+        return first.is(zpropc::firstMarker) && second.is(zpropc::secondMarker);
+    }
+
+    zpropc::Marker first;
+    ZPROPOpenMode mode;
+    zpropc::Marker second;
+};
+
+struct ZPROP_stz_handle : ZPROP_handle {
+    ZPROP_stz_handle(char const* file, ZPROPOpenMode openMode);
+    ~ZPROP_stz_handle() override;
+
+    ZStanzaFileProperties properties;
+};
+
+/// What the iterators offer; what one does not raises ZPropertiesIteratorException (message 42), as
+/// does whatever needs a current entry where there is none.
+struct ZPROP_iter_handle {
+    explicit ZPROP_iter_handle(zpropc::IteratorKind iteratorKind)
+        : kind(iteratorKind), first(zpropc::firstMarker), second(zpropc::secondMarker) {}
+    virtual ~ZPROP_iter_handle();
+    ZPROP_iter_handle(const ZPROP_iter_handle&) = delete;
+    ZPROP_iter_handle& operator=(const ZPROP_iter_handle&) = delete;
+
+    virtual bool next() = 0;
+    virtual char const* key() = 0;
+    virtual char const* value() = 0;
+    virtual unsigned int numKeys() = 0;
+    virtual unsigned int numValues();
+    virtual void addValue(char const* text);
+    virtual void changeValue(char const* text);
+    virtual void removeValue();
+
+    [[nodiscard]] bool isValid() const {
+        return first.is(zpropc::firstMarker) && second.is(zpropc::secondMarker) &&
+               (kind == zpropc::overKeys || kind == zpropc::overValues);
+    }
+
+    int kind;  // a zpropc::IteratorKind
+    zpropc::Marker first;
+    zpropc::Marker second;
+};
+
+namespace zpropc {
+
+template <class Handle>
+[[nodiscard]] bool isHandle(Handle const* handle) {
+    return handle != nullptr && handle->isValid();
+}
+
+/// Runs `body` and tells by a code how it ended: `refused` for an argument that the library does
+/// not take, `otherwise` for what has no code of its own.
+template <class Body>
+[[nodiscard]] int guarded(int refused, int otherwise, Body body) {
+    try {
+        body();
+        return ZPROP_OK;
+    } catch (ZPropertiesMissingPropertyException const&) {
+        return ZPROP_MISSING_KEY;
+    } catch (ZPropertiesInvalidValueException const&) {
+        return ZPROP_INVALID_VALUE;
+    } catch (ZPropertiesIteratorException const&) {
+        return ZPROP_ITERATOR_ERROR;
+    } catch (ZInvalidParameterException const&) {
+        return refused;
+    } catch (...) {
+        // What is caught and is no C++ exception is the unwinding of a cancelled thread. It must
+        // not end here. (Catching it by its own type would bind a reference to no object.)
+        if (!std::current_exception()) throw;
+        return otherwise;
+    }
+}
+
+/// The same for an edit; whatever it fails with has one code, but for an iterator's.
+template <class Body>
+[[nodiscard]] int edited(bool isValid, Body body) {
+    if (!isValid) return ZPROP_INVALID_ARGUMENT;
+    return guarded(ZPROP_EDIT_ERROR, ZPROP_EDIT_ERROR, body);
+}
+
+/// The same for a question: what `body` returns, or with a code other than ZPROP_OK nothing.
+template <class Result, class Body>
+[[nodiscard]] Result answered(bool isValid, int* rc, Body body) {
+    Result result{};
+    int code = ZPROP_INVALID_ARGUMENT;
+    if (isValid) {
+        code = guarded(ZPROP_INVALID_ARGUMENT, ZPROP_IO_ERROR,
+                       [&] { result = static_cast<Result>(body()); });
+    }
+    if (rc != nullptr) *rc = code;
+    return code == ZPROP_OK ? result : Result{};
+}
+
+}  // namespace zpropc
+
+#endif

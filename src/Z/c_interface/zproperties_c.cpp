@@ -1,0 +1,130 @@
+#include "Z/zproperties_c.h"
+
+#include "Z/c_interface/handles.h"
+
+#include <cstring>
+#include <memory>
+
+using zpropc::answered;
+using zpropc::edited;
+using zpropc::guarded;
+using zpropc::isHandle;
+
+ZPROP_handle::~ZPROP_handle() = default;
+
+ZPROP_stz_handle::ZPROP_stz_handle(char const* file, ZPROPOpenMode openMode)
+    : ZPROP_handle(openMode), properties(file, 1) {}
+
+ZPROP_stz_handle::~ZPROP_stz_handle() = default;
+
+namespace {
+
+/// C code may pass any number as the enumeration; reading it as one would be undefined.
+bool isOpenMode(ZPROPOpenMode const& mode) {
+    int number = 0;
+    static_assert(sizeof number == sizeof mode);
+    std::memcpy(&number, &mode, sizeof number);
+    return number == ZPROP_OPEN_READ || number == ZPROP_OPEN_WRITE;
+}
+
+}  // namespace
+
+int zstzPropOpen(ZPROP_stz_handle** handle, const char* file, ZPROPOpenMode mode) {
+    if (handle == nullptr) return ZPROP_INVALID_ARGUMENT;
+    *handle = nullptr;
+    if (file == nullptr || !isOpenMode(mode)) return ZPROP_INVALID_ARGUMENT;
+    return guarded(ZPROP_IO_ERROR, ZPROP_IO_ERROR,
+                   [&] { *handle = new ZPROP_stz_handle(file, mode); });
+}
+
+int zstzPropClose(ZPROP_stz_handle* handle) {
+    if (!isHandle(handle)) return ZPROP_INVALID_ARGUMENT;
+    return guarded(ZPROP_IO_ERROR, ZPROP_IO_ERROR, [&] { delete handle; });
+}
+
+int zstzPropStore(ZPROP_stz_handle* handle, const char* file) {
+    if (!isHandle(handle)) return ZPROP_INVALID_ARGUMENT;
+    return guarded(ZPROP_IO_ERROR, ZPROP_IO_ERROR, [&] { handle->properties.store(file); });
+}
+
+// --------------------------------------------------------------------------------------- reading
+
+int zstzPropExists(ZPROP_stz_handle* handle, const char* stanza, const char* key, int* rc) {
+    return answered<int>(isHandle(handle) && stanza != nullptr, rc, [&] {
+        ZStanzaFileProperties const& properties = handle->properties;
+        return key == nullptr ? properties.exists(stanza) : properties.exists(stanza, key);
+    });
+}
+
+int zstzPropNumStanzas(ZPROP_stz_handle* handle, int* rc) {
+    return answered<int>(isHandle(handle), rc, [&] { return handle->properties.count(); });
+}
+
+int zstzPropNumKeys(ZPROP_stz_handle* handle, const char* stanza, int* rc) {
+    return answered<int>(isHandle(handle) && stanza != nullptr, rc,
+                         [&] { return handle->properties.count(stanza); });
+}
+
+int zstzPropNumValues(ZPROP_stz_handle* handle, const char* stanza, const char* key, int* rc) {
+    return answered<int>(isHandle(handle) && stanza != nullptr && key != nullptr, rc,
+                         [&] { return handle->properties.numValues(stanza, key); });
+}
+
+unsigned int zstzPropGetIntegerValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+                                     int required, int* rc) {
+    return answered<unsigned int>(isHandle(handle) && stanza != nullptr && key != nullptr, rc, [&] {
+        return handle->properties.getIntegerValue(stanza, key, required);
+    });
+}
+
+int zstzPropGetBooleanValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+                            int required, int* rc) {
+    return answered<int>(isHandle(handle) && stanza != nullptr && key != nullptr, rc,
+                         [&] { return handle->properties.getBooleanValue(stanza, key, required); });
+}
+
+// --------------------------------------------------------------------------------------- editing
+
+int zstzPropSetStringValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+                           const char* value) {
+    return edited(isHandle(handle) && stanza != nullptr && key != nullptr,
+                  [&] { handle->properties.setValue(stanza, key, value); });
+}
+
+int zstzPropSetIntegerValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+                            unsigned int value) {
+    return edited(isHandle(handle) && stanza != nullptr && key != nullptr,
+                  [&] { handle->properties.setIntegerValue(stanza, key, value); });
+}
+
+int zstzPropSetBooleanValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+                            int value) {
+    return edited(isHandle(handle) && stanza != nullptr && key != nullptr,
+                  [&] { handle->properties.setBooleanValue(stanza, key, value); });
+}
+
+int zstzPropRemoveKey(ZPROP_stz_handle* handle, const char* stanza, const char* key) {
+    return edited(isHandle(handle) && stanza != nullptr && key != nullptr,
+                  [&] { handle->properties.deleteKey(stanza, key); });
+}
+
+int zstzPropRemoveStanza(ZPROP_stz_handle* handle, const char* stanza) {
+    return edited(isHandle(handle) && stanza != nullptr,
+                  [&] { handle->properties.deleteStanza(stanza); });
+}
+
+int zstzPropAddFileComment(ZPROP_stz_handle* handle, const char* text) {
+    return edited(isHandle(handle) && text != nullptr,
+                  [&] { handle->properties.addFileComment(text); });
+}
+
+int zstzPropAddStanzaComment(ZPROP_stz_handle* handle, const char* stanza, const char* text) {
+    return edited(isHandle(handle) && stanza != nullptr && text != nullptr,
+                  [&] { handle->properties.addStanzaComment(stanza, text); });
+}
+
+int zstzPropAddLineComment(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+                           const char* text) {
+    return edited(isHandle(handle) && stanza != nullptr && key != nullptr && text != nullptr,
+                  [&] { handle->properties.addEntryComment(stanza, key, text); });
+}

@@ -1,0 +1,137 @@
+#include "Z/ZJavaProperties.h"
+
+#include <memory>
+#include <string_view>
+
+#include "Z/ZException.h"
+#include "Z/platform/locked_file.h"
+#include "Z/utility/cancellation_off.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZJavaProperties";
+
+struct CloseStream {
+    void operator()(FILE* stream) const noexcept { std::fclose(stream); }
+};
+using Stream = std::unique_ptr<FILE, CloseStream>;
+
+/// For properties kept in bytes: the stream over them.
+Stream streamOver(const ZUTF8String& bytes) {
+    Stream stream(fmemopen(const_cast<char*>(bytes.getChars()), bytes.getLength(), "r"));
+    if (!stream) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    return stream;
+}
+
+/// Raises ZToUTF8Exception where text would vanish.
+ZUTF8String converted(const ZAbstractString& text) {
+    ZUTF8String result(text);
+    if (result.isEmpty() && !text.isEmpty()) zraise(ZToUTF8Exception(), sourceName, __LINE__);
+    return result;
+}
+
+bool isEmpty(const char* text) { return text == nullptr || *text == '\0'; }
+
+}  // namespace
+
+ZJavaProperties::ZJavaProperties()
+    : stateHandlers{nullptr,
+                    &ZJavaProperties::doStartLineState,
+                    &ZJavaProperties::doStartLineBlanksState,
+                    &ZJavaProperties::doCommentLineState,
+                    &ZJavaProperties::doKeyCharsState,
+                    &ZJavaProperties::doKeyCharEscapeState,
+                    &ZJavaProperties::doKeyEndBlanksFirstState,
+                    &ZJavaProperties::doKeyEndBlanksFinalState,
+                    &ZJavaProperties::doValCharsState,
+                    &ZJavaProperties::doValEscapeState,
+                    &ZJavaProperties::doMultiLineValState,
+                    &ZJavaProperties::doUU0State,
+                    &ZJavaProperties::doUU1State,
+                    &ZJavaProperties::doUU2State,
+                    &ZJavaProperties::doUU3State,
+                    nullptr},
+      properties(10, 1) {}
+
+ZJavaProperties::~ZJavaProperties() = default;
+
+ZObject* ZJavaProperties::clone() const { return new ZJavaProperties(*this); }
+
+int ZJavaProperties::load(const char* path) {
+    try {
+        read(path, nullptr);
+        return 1;
+    } catch (ZException& e) {
+        e.print();
+        return 0;
+    }
+}
+
+int ZJavaProperties::load(const char* path, const char* searched) {
+    ZCancellationOff const untilTheKeyIsCleared;
+    searchKey = searched;
+    int const result = load(path);
+    searchKey.clear();
+    return result;
+}
+
+void ZJavaProperties::read(const char* path, SkippedLines* lines) {
+    if (isEmpty(path)) return;
+    ZCancellationOff const wholeFiles;
+    zpropfile::LockedFile source(path, zpropfile::Purpose::load);
+    Stream const stream(source.intoStream());
+    readFrom(stream.get(), path, lines);
+}
+
+bool ZJavaProperties::loadProperties(FILE* stream, const char* path) {
+    return readFrom(stream, path, nullptr);
+}
+
+void ZJavaProperties::store(const char* path) const {
+    if (isEmpty(path)) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    ZCancellationOff const wholeFiles;
+    ZUTF8String image;
+    write(image);
+    zpropfile::LockedFile target(path, zpropfile::Purpose::store, "fopen(wt)");
+    zpropfile::Rewrite rewrite(path, target.descriptor(), {image.getChars(), image.getLength()});
+    rewrite.apply();
+    if (target.status().size == 0) zpropfile::flushDirectory(path);
+    rewrite.keep();
+    target.keep();
+}
+
+void ZJavaProperties::getValue(const ZAbstractString& wanted, ZAbstractMutableString& out) const {
+    ZUTF8String const name(wanted);  // `out` may be the same object
+    out.clear();
+    ZObject const* const found = properties.getEntry(&name);
+    if (found != nullptr) out.setChars(static_cast<ZUTF8String const&>(*found));
+}
+
+void ZJavaProperties::setValue(const ZAbstractString& newKey, const ZAbstractString& newValue) {
+    ZUTF8String const name(converted(newKey));
+    ZUTF8String const text(converted(newValue));
+    properties.putEntry(&name, &text);
+}
+
+bool ZJavaProperties::contains(const ZAbstractString& wanted) const {
+    ZUTF8String const name(wanted);
+    return properties.contains(&name);
+}
+
+void ZJavaProperties::listKeys(ZList& out) const { properties.listKeys(out); }
+
+bool ZJavaProperties::isStorable(const ZAbstractString& key, const ZAbstractString& value) {
+    ZUTF8String const name(key);
+    ZUTF8String const text(value);
+    // What has no form in UTF-8 would be lost before it is written.
+    if (name.isEmpty() || (text.isEmpty() && !value.isEmpty())) return false;
+    ZJavaProperties written;
+    written.setValue(name, text);
+    ZUTF8String image;
+    written.write(image);
+    ZJavaProperties loaded;
+    loaded.loadProperties(streamOver(image).get(), "");
+    ZUTF8String again;
+    loaded.getValue(name, again);
+    return loaded.properties.size() == 1 && loaded.contains(name) && again == text;
+}

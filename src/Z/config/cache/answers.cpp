@@ -1,0 +1,267 @@
+// ZPCategoryBasedCache, what it answers: values, names, counts.
+#include "Z/ZException.h"
+#include "Z/ZList.h"
+#include "Z/ZPropertiesImpl.h"
+#include "Z/config/cache/handed_out.h"
+#include "Z/config/cache/lookup.h"
+#include "Z/config/cache/records.h"
+
+#include <cstdio>
+#include <string_view>
+
+using zpcache::findKey;
+using zpcache::findStanza;
+using zpcache::Index;
+using zpcache::none;
+using zpcache::Obfuscated;
+using zpcache::Records;
+
+namespace {
+
+std::uint32_t visibleCount(Records const& records, Index key) {
+    return zpcache::visibleKind(records, key) == Obfuscated::yes ? records.obfuscatedCount(key)
+                                                                 : records.plainCount(key);
+}
+
+template <class Visit>
+void eachValue(Records const& records, Index key, ZPCache::get_type_e type, Visit visit) {
+    bool const visible = type == ZPCache::plainElseObfuscated;
+    Obfuscated const kind = visible                        ? zpcache::visibleKind(records, key)
+                            : type == ZPCache::plainValues ? Obfuscated::no
+                                                           : Obfuscated::yes;
+    if (kind == Obfuscated::yes)
+        records.eachObfuscated(key, visit);
+    else
+        records.eachPlain(key, visit);
+}
+
+/// Appends an object to a list that may own its members.
+template <class Object, class... Arguments>
+void append(ZArrayList& list, Arguments... arguments) {
+    auto object = std::make_unique<Object>(arguments...);
+    list.addNoCopy(object.get());
+    (void)object.release();
+}
+
+std::unique_ptr<ZArrayList> valueList(Records const& records, Index key, ZPCache::get_type_e type) {
+    auto list = std::make_unique<ZArrayList>(0, 1);
+    eachValue(records, key, type,
+              [&](std::string_view value) { append<ZLCString>(*list, value.data()); });
+    return list;
+}
+
+std::unique_ptr<ZPKVList> keyMap(Records const& records, Index stanza, ZPCache::get_type_e type) {
+    auto map = std::make_unique<ZPKVList>();
+    records.eachKey(stanza, [&](Index key) {
+        map->putEntry(records.keyName(key).data(), *valueList(records, key, type));
+    });
+    return map;
+}
+
+void appendKeyNames(Records const& records, Index stanza, ZArrayList& out) {
+    records.eachKey(stanza,
+                    [&](Index key) { append<ZLCString>(out, records.keyName(key).data()); });
+}
+
+/// A line's text as ZPropLine holds it.
+char const* textOf(Records const& records, zpcache::Line const& line) {
+    switch (line.kind) {
+        case ZPropLine::comment:
+            return line.text;
+        case ZPropLine::header:
+            return records.stanzaName(line.owner).data();
+        case ZPropLine::key:
+            return records.keyName(line.owner).data();
+        default:
+            return "";
+    }
+}
+
+}  // namespace
+
+// ------------------------------------------------------------------------------ the object itself
+
+ZPCategoryBasedCache::ZPCategoryBasedCache() : records(new Records), lists(new Lists) {}
+
+ZPCategoryBasedCache::ZPCategoryBasedCache(const ZPCategoryBasedCache& other)
+    : ZPCache(other),
+      records(new Records(*other.records)),
+      lists(new Lists),
+      companionName(other.companionName),
+      attributes(other.attributes),
+      attributeData(other.attributeData) {}
+
+ZPCategoryBasedCache::~ZPCategoryBasedCache() = default;
+
+void ZPCategoryBasedCache::setAttributes(unsigned long bits, void* data) {
+    attributes |= bits;
+    attributeData = data;
+}
+
+void ZPCategoryBasedCache::makeKey(ZLCString& out, char const* stanza, char const* key) const {
+    ZLCString flat(stanza);
+    flat += ".";
+    flat += key;
+    out = flat;
+}
+
+// ------------------------------------------------------------------------------------- list
+// objects
+
+ZArrayList* ZPCategoryBasedCache::get(char const* stanza, char const* key, get_type_e type) {
+    Index const found = findKey(*records, stanza, key);
+    if (found == none) return nullptr;
+    auto& list = lists->values[Lists::numberOf(found, type)];
+    if (!list) list = valueList(*records, found, type);
+    return list.get();
+}
+
+ZPKVList* ZPCategoryBasedCache::get(char const* stanza, get_type_e type) {
+    Index const found = findStanza(*records, stanza);
+    if (found == none) return nullptr;
+    auto& map = lists->stanzas[Lists::numberOf(found, type)];
+    if (!map) map = keyMap(*records, found, type);
+    return map.get();
+}
+
+ZArrayList* ZPCategoryBasedCache::getNames(char const* stanza) {
+    Index const found = findStanza(*records, stanza);
+    if (found == none) return nullptr;
+    auto& list = lists->names[found];
+    if (list) return list.get();
+    auto fresh = std::make_unique<ZArrayList>(0, 1);
+    appendKeyNames(*records, found, *fresh);
+    list = std::move(fresh);
+    return list.get();
+}
+
+void ZPCategoryBasedCache::getNames(ZArrayList& out) const {
+    records->eachStanza(
+        [&](Index stanza) { append<ZLCString>(out, records->stanzaName(stanza).data()); });
+}
+
+void ZPCategoryBasedCache::getNames(char const* stanza, ZArrayList& out) const {
+    Index const found = findStanza(*records, stanza);
+    if (found != none) appendKeyNames(*records, found, out);
+}
+
+void ZPCategoryBasedCache::getLines(ZArrayList& out) const {
+    records->eachLine([&](zpcache::Line const& line) {
+        append<ZPropLine>(out, unsigned{line.kind}, textOf(*records, line));
+    });
+}
+
+void ZPCategoryBasedCache::getObfuscatedItems(ZArrayList& out) const {
+    records->eachObfuscatedKey([&](Index key) {
+        append<ZObfuscatedItem>(out, records->stanzaName(records->key(key).stanza).data(),
+                                records->keyName(key).data());
+    });
+}
+
+// ------------------------------------------------------------------------------------------ counts
+
+unsigned int ZPCategoryBasedCache::countValues(char const* stanza) const {
+    Index const found = findStanza(*records, stanza);
+    if (found == none) return 0;
+    unsigned int sum = 0;
+    records->eachKey(found, [&](Index key) { sum += visibleCount(*records, key); });
+    return sum;
+}
+
+unsigned int ZPCategoryBasedCache::countValues(char const* stanza, char const* key) const {
+    Index const found = findKey(*records, stanza, key);
+    return found == none ? 0 : visibleCount(*records, found);
+}
+
+unsigned int ZPCategoryBasedCache::keyCount(char const* stanza) const {
+    Index const found = findStanza(*records, stanza);
+    return found == none ? 0 : records->keyCount(found);
+}
+
+unsigned int ZPCategoryBasedCache::count() const { return records->stanzaCount(); }
+
+unsigned int ZPCategoryBasedCache::obfuscatedCount() const { return records->obfuscatedKeys(); }
+
+bool ZPCategoryBasedCache::contains(char const* stanza) const {
+    return findStanza(*records, stanza) != none;
+}
+
+bool ZPCategoryBasedCache::contains(char const* stanza, char const* key) const {
+    return findKey(*records, stanza, key) != none;
+}
+
+bool ZPCategoryBasedCache::isObfuscated(char const* stanza) const {
+    Index const found = findStanza(*records, stanza);
+    return found != none && records->stanza(found).obfuscatedKeys > 0;
+}
+
+bool ZPCategoryBasedCache::isObfuscated(char const* stanza, char const* key) const {
+    Index const found = findKey(*records, stanza, key);
+    return found != none && records->obfuscatedCount(found) > 0;
+}
+
+bool ZPCategoryBasedCache::isOfOtherKind(char const* stanza, char const* key,
+                                         int obfuscated) const {
+    Index const found = findKey(*records, stanza, key);
+    return found != none && (records->obfuscatedCount(found) > 0) != (obfuscated != 0);
+}
+
+// -------------------------------------------------------------------------- values without objects
+
+bool ZPCategoryBasedCache::lastValue(char const* stanza, char const* key, char const*& text,
+                                     unsigned int& length) const {
+    Index const found = findKey(*records, stanza, key);
+    if (found == none) return false;
+    std::string_view const value = records->lastValue(found, zpcache::visibleKind(*records, found));
+    if (value.data() == nullptr) return false;
+    text = value.data();
+    length = static_cast<unsigned int>(value.size());
+    return true;
+}
+
+char const* ZPCategoryBasedCache::valueAt(char const* stanza, char const* key,
+                                          unsigned int i) const {
+    Index const found = findKey(*records, stanza, key);
+    if (found == none) return nullptr;
+    return records->valueAt(found, zpcache::visibleKind(*records, found), i).data();
+}
+
+void ZPCategoryBasedCache::visitValues(char const* stanza, char const* key, get_type_e type,
+                                       Visit visit, void* visitor) const {
+    Index const found = findKey(*records, stanza, key);
+    if (found == none) return;
+    eachValue(*records, found, type, [&](std::string_view value) {
+        visit(visitor, value.data(), static_cast<unsigned int>(value.size()));
+    });
+}
+
+void ZPCategoryBasedCache::visitStanzas(Visit visit, void* visitor) const {
+    records->eachStanza([&](Index stanza) {
+        std::string_view const name = records->stanzaName(stanza);
+        visit(visitor, name.data(), static_cast<unsigned int>(name.size()));
+    });
+}
+
+void ZPCategoryBasedCache::visitKeys(char const* stanza, Visit visit, void* visitor) const {
+    Index const found = findStanza(*records, stanza);
+    if (found == none) return;
+    records->eachKey(found, [&](Index key) {
+        std::string_view const name = records->keyName(key);
+        visit(visitor, name.data(), static_cast<unsigned int>(name.size()));
+    });
+}
+
+// ----------------------------------------------------------------------------------------- listing
+
+void ZPCategoryBasedCache::list(FILE* out) const {
+    records->eachStanza([&](Index stanza) {
+        std::fprintf(out, "\n[%s]\n", records->stanzaName(stanza).data());
+        records->eachKey(stanza, [&](Index key) {
+            char const* const name = records->keyName(key).data();
+            if (records->plainCount(key) == 0) std::fprintf(out, "%s =\n", name);
+            records->eachPlain(key, [&](std::string_view value) {
+                std::fprintf(out, "%s = %s\n", name, value.data());
+            });
+        });
+    });
+}

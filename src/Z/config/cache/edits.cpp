@@ -1,0 +1,233 @@
+// ZPCategoryBasedCache, what changes it. Every edit is checked whole before it begins.
+#include "Z/ZException.h"
+#include "Z/ZPropertiesImpl.h"
+#include "Z/config/cache/handed_out.h"
+#include "Z/config/cache/lookup.h"
+#include "Z/config/cache/records.h"
+#include "Z/config/cache/storable.h"
+
+#include <string_view>
+
+using zpcache::findKey;
+using zpcache::findStanza;
+using zpcache::Index;
+using zpcache::none;
+using zpcache::Obfuscated;
+using zpcache::Records;
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZPropertiesImpl";
+
+bool isEmpty(char const* text) { return text == nullptr || *text == '\0'; }
+
+/// No text, empty and without data, for null.
+std::string_view viewOf(char const* text) {
+    return text == nullptr ? std::string_view() : std::string_view(text);
+}
+
+enum class Values { keep, replace };
+enum class Lines { leave, place };
+
+}  // namespace
+
+/// What an edit is asked to do.
+struct ZPCategoryBasedCache::Change {
+    std::string_view stanza;
+    std::string_view key;    // without data: the stanza alone
+    std::string_view value;  // empty: no value
+    Obfuscated kind;
+    Values values;
+    Lines lines;
+
+    Change(char const* ofStanza, char const* ofKey, char const* newValue, int obfuscated,
+           Values oldValues, Lines ofFile)
+        : stanza(viewOf(ofStanza)),
+          key(viewOf(ofKey)),
+          value(viewOf(newValue)),
+          kind(zpcache::kindOf(obfuscated)),
+          values(oldValues),
+          lines(ofFile) {}
+
+    [[nodiscard]] bool isOfStanza() const { return key.data() == nullptr; }
+    [[nodiscard]] bool isStorable() const {
+        if (!zpcache::isStorableStanza(stanza)) return false;
+        if (isOfStanza()) return value.empty();
+        if (!zpcache::isStorableKey(key)) return false;
+        return value.empty() || zpcache::isStorableValue(key, value, kind);
+    }
+};
+
+/// Drops the lists handed out when the edit is over: its arguments may lie in them.
+class ZPCategoryBasedCache::Edit {
+  public:
+    explicit Edit(Lists& handedOut) : lists(handedOut) {}
+    Edit(const Edit&) = delete;
+    Edit& operator=(const Edit&) = delete;
+    ~Edit() { lists.clear(); }
+
+  private:
+    Lists& lists;
+};
+
+// -------------------------------------------------------------------------------- values and lines
+
+void ZPCategoryBasedCache::edit(Change const& change) {
+    if (!change.isStorable()) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    Edit const scope(*lists);
+    Index const stanza = records->findOrAddStanza(change.stanza);
+    if (change.lines == Lines::place) records->addStanzaLine(stanza);
+    if (!change.isOfStanza()) editKey(stanza, change);
+    records->tidy();
+}
+
+void ZPCategoryBasedCache::editKey(unsigned int stanza, Change const& change) {
+    bool const hasValue = !change.value.empty();
+    // Copied before anything changes: no memory for a long value leaves the old ones.
+    std::string_view const value = hasValue ? records->copyText(change.value) : std::string_view();
+    Index const key = records->findOrAddKey(stanza, change.key);
+    if (change.values == Values::replace) records->clearValues(key);
+    if (hasValue) records->adoptValue(key, value, change.kind);
+    if (change.lines == Lines::place) records->placeKey(key);
+    if (zpcache::namesCompanion(change.stanza, change.key)) noteCompanion(key);
+}
+
+/// Keeps the name of the companion file up to date; it stays known when the key goes.
+void ZPCategoryBasedCache::noteCompanion(unsigned int key) {
+    std::string_view const value = records->lastValue(key, Obfuscated::no);
+    if (value.data() != nullptr) companionName = value.data();
+}
+
+void ZPCategoryBasedCache::add(char const* stanza, char const* key, char const* value,
+                               int obfuscated) {
+    edit({stanza, key, value, obfuscated, Values::keep, Lines::leave});
+}
+
+void ZPCategoryBasedCache::add(char const* stanza, char const* key, int obfuscated) {
+    edit({stanza, key, nullptr, obfuscated, Values::keep, Lines::leave});
+}
+
+void ZPCategoryBasedCache::set(char const* stanza, char const* key, char const* value) {
+    edit({stanza, key, value, 0, Values::replace, Lines::leave});
+}
+
+void ZPCategoryBasedCache::set(char const* stanza, char const* key) {
+    edit({stanza, key, nullptr, 0, Values::replace, Lines::leave});
+}
+
+void ZPCategoryBasedCache::setObfuscated(char const* stanza, char const* key, char const* value) {
+    edit({stanza, key, value, 1, Values::replace, Lines::leave});
+}
+
+void ZPCategoryBasedCache::setObfuscated(char const* stanza, char const* key) {
+    edit({stanza, key, nullptr, 1, Values::replace, Lines::leave});
+}
+
+void ZPCategoryBasedCache::addLine(char const* stanza, char const* key, char const* value,
+                                   int obfuscated) {
+    edit({stanza, key, value, obfuscated, Values::replace, Lines::place});
+}
+
+void ZPCategoryBasedCache::addLine(char const* stanza, char const* key, int obfuscated) {
+    edit({stanza, key, nullptr, obfuscated, Values::keep, Lines::place});
+}
+
+void ZPCategoryBasedCache::addValue(char const* stanza, char const* key, char const* value,
+                                    int obfuscated) {
+    if (key == nullptr || isEmpty(value))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    edit({stanza, key, value, obfuscated, Values::keep, Lines::place});
+}
+
+bool ZPCategoryBasedCache::changeValue(char const* stanza, char const* key, unsigned int i,
+                                       char const* value) {
+    Index const found = findKey(*records, stanza, key);
+    Obfuscated const kind = found == none ? Obfuscated::no : zpcache::visibleKind(*records, found);
+    if (isEmpty(value)) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    if (found == none || records->valueAt(found, kind, i).data() == nullptr) return false;
+    if (!isStorableValue(key, value, static_cast<int>(kind)))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    Edit const scope(*lists);
+    records->changeValue(found, kind, i, value);
+    if (zpcache::namesCompanion(stanza, key)) noteCompanion(found);
+    records->tidy();
+    return true;
+}
+
+bool ZPCategoryBasedCache::removeValue(char const* stanza, char const* key, unsigned int i) {
+    Index const found = findKey(*records, stanza, key);
+    if (found == none) return false;
+    Obfuscated const kind = zpcache::visibleKind(*records, found);
+    if (records->valueAt(found, kind, i).data() == nullptr) return false;
+    Edit const scope(*lists);
+    records->removeValue(found, kind, i);
+    if (zpcache::namesCompanion(stanza, key)) noteCompanion(found);
+    records->tidy();
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------- dropping
+
+void ZPCategoryBasedCache::remove(char const* stanza, char const* key) {
+    Index const found = findKey(*records, stanza, key);
+    if (found == none) return;
+    Edit const scope(*lists);
+    records->removeKey(found);
+    records->tidy();
+}
+
+void ZPCategoryBasedCache::remove(char const* stanza) {
+    Index const found = findStanza(*records, stanza);
+    if (found == none) return;
+    Edit const scope(*lists);
+    records->removeStanza(found);
+    records->tidy();
+}
+
+void ZPCategoryBasedCache::delLine(char const* stanza) {
+    Index const found = findStanza(*records, stanza);
+    if (found == none) return;
+    Edit const scope(*lists);
+    records->dropLines(found);
+    records->tidy();
+}
+
+void ZPCategoryBasedCache::delLine(char const* stanza, char const* key) {
+    Index const found = findKey(*records, stanza, key);
+    if (found == none) return;
+    Edit const scope(*lists);
+    records->dropLine(found);
+}
+
+void ZPCategoryBasedCache::clear() {
+    auto fresh = std::make_unique<Records>();
+    lists->clear();
+    records = std::move(fresh);
+    companionName.clear();
+}
+
+// ---------------------------------------------------------------------------------------- comments
+
+void ZPCategoryBasedCache::addFileComment(char const* text) {
+    if (text == nullptr || !isStorableComment(text))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    Edit const scope(*lists);
+    records->addFileComment(text);
+}
+
+void ZPCategoryBasedCache::addLineComment(char const* stanza, char const* text) {
+    Index const found = findStanza(*records, stanza);
+    if (found == none || text == nullptr || !isStorableComment(text) || !isStorableStanza(stanza))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    Edit const scope(*lists);
+    records->addStanzaComment(found, text);
+}
+
+void ZPCategoryBasedCache::addLineComment(char const* stanza, char const* key, char const* text) {
+    Index const found = findKey(*records, stanza, key);
+    if (found == none || text == nullptr || !isStorableComment(text) || !isStorableStanza(stanza) ||
+        !isStorableKey(key))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    Edit const scope(*lists);
+    records->addKeyComment(found, text);
+}

@@ -1,0 +1,18 @@
+/// What may be stored in a stanza file, for texts whose length is known. The rules are said at the
+/// isStorable functions of ZPCategoryBasedCache.
+#ifndef Z_CONFIG_CACHE_STORABLE_H
+#define Z_CONFIG_CACHE_STORABLE_H
+
+#include "Z/config/cache/records.h"
+
+#include <string_view>
+
+namespace zpcache {
+
+[[nodiscard]] bool isStorableStanza(std::string_view name);
+[[nodiscard]] bool isStorableKey(std::string_view name);
+[[nodiscard]] bool isStorableValue(std::string_view key, std::string_view value, Obfuscated kind);
+
+}  // namespace zpcache
+
+#endif

@@ -1,0 +1,61 @@
+#include "Z/config/cache/texts.h"
+
+#include "Z/ZException.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace zpcache {
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZPropertiesImpl";
+constexpr std::size_t longestText = 0xffffffff;  // lengths have 32 bits
+constexpr std::size_t smallestBlock = 1024;
+constexpr std::size_t largestBlock =
+    std::size_t{64} * 1024;  // but for a text that is larger itself
+
+}  // namespace
+
+Block allocateBlock(std::size_t bytes) {
+    Block block;
+    resizeBlock(block, bytes);
+    return block;
+}
+
+void resizeBlock(Block& block, std::size_t bytes) {
+    void* const resized = std::realloc(block.get(), std::max<std::size_t>(bytes, 1));
+    if (resized == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    (void)block.release();
+    block.reset(static_cast<char*>(resized));
+}
+
+std::string_view Texts::copy(std::string_view text) {
+    if (text.size() >= longestText) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    char* const place = take(text.size() + 1);
+    if (!text.empty()) std::memcpy(place, text.data(), text.size());
+    place[text.size()] = '\0';
+    return {place, text.size()};
+}
+
+char* Texts::take(std::size_t bytes) {
+    if (bytes > roomLeft)
+        reserve(std::max(bytes, std::clamp(held / 4, smallestBlock, largestBlock)));
+    roomLeft -= bytes;
+    return std::exchange(room, room + bytes);
+}
+
+void Texts::reserve(std::size_t bytes) {
+    Block block = allocateBlock(bytes);
+    char* const start = block.get();
+    adopt(std::move(block), bytes);
+    room = start;
+    roomLeft = bytes;
+}
+
+void Texts::adopt(Block block, std::size_t bytes) {
+    blocks.push_back(std::move(block));
+    held += bytes;
+}
+
+}  // namespace zpcache

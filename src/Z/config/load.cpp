@@ -1,0 +1,167 @@
+#include "Z/ZBuffer.h"
+#include "Z/ZException.h"
+#include "Z/ZFileMap.h"
+#include "Z/ZProperties.h"
+#include "Z/config/arguments.h"
+#include "Z/config/file_history.h"
+#include "Z/platform/locked_file.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZProperties";
+
+struct CloseStream {
+    void operator()(FILE* stream) const noexcept { std::fclose(stream); }
+};
+using Stream = std::unique_ptr<FILE, CloseStream>;
+
+class CompanionMap : public ZUnixFileMap {
+  public:
+    explicit CompanionMap(char const* path) : ZUnixFileMap(path, readOnly, 0) {}
+    [[nodiscard]] unsigned int getLength() const { return length; }
+};
+
+/// The bytes of a companion file. Copied at once: a mapped file that somebody cuts off ends the
+/// process that reads on.
+ZBuffer mappedBytes(char const* path) {
+    int rc = 0;
+    CompanionMap map(path);
+    void* const bytes = map.mapfile(&rc, 0);
+    if (bytes == nullptr)
+        zraise(ZPropertiesIOException(path, "mapFile()", rc), sourceName, __LINE__);
+    return ZBuffer(map.getLength(), bytes);
+}
+
+}  // namespace
+
+/// Set while a load runs.
+class ZProperties::LoadingFlag {
+  public:
+    explicit LoadingFlag(int& ofObject) : flag(ofObject) { flag = 1; }
+    ~LoadingFlag() { flag = 0; }
+    LoadingFlag(const LoadingFlag&) = delete;
+    LoadingFlag& operator=(const LoadingFlag&) = delete;
+
+  private:
+    int& flag;
+};
+
+void ZProperties::FileHistory::refuseHalfRead(char const* file,
+                                              zpropfile::Identity const& identity) const {
+    for (HalfRead const& half : halfReads) {
+        bool const isIt = half.file == file || (identity.inode != 0 && half.identity == identity);
+        if (!isIt) continue;
+        if (half.failure) half.failure->throwException(sourceName, __LINE__);
+        zraise(ZPropertiesInvalidDataException(file, "", 0), sourceName, __LINE__);
+    }
+}
+
+void ZProperties::FileHistory::enter(HalfReads& files, char const* file,
+                                     zpropfile::Identity const& identity) {
+    auto const isIt = [file](HalfRead const& half) { return half.file == file; };
+    auto const known = std::find_if(files.begin(), files.end(), isIt);
+    if (known == files.end()) {
+        files.push_back(HalfRead{file, identity, nullptr});
+    } else {
+        known->identity = identity;
+        known->failure.reset();
+    }
+}
+
+void ZProperties::FileHistory::failReading(ZException const& cause) {
+    for (HalfRead& half : halfReads) {
+        if (!half.failure) half.failure.reset(static_cast<ZException*>(cause.clone()));
+    }
+}
+
+void ZProperties::FileHistory::finishReading(char const* file) {
+    auto const isIt = [file](HalfRead const& half) { return half.file == file; };
+    halfReads.erase(std::remove_if(halfReads.begin(), halfReads.end(), isIt), halfReads.end());
+}
+
+void ZProperties::FileHistory::rememberCompanion(char const* name, char const* owner) {
+    companion = name;
+    companionOwner = owner;
+}
+
+ZLCString ZProperties::resolved(char const* file) const {
+    if (!zprop::isEmpty(file)) return file;
+    zprop::require(fileName.getChars(), sourceName, __LINE__);
+    return fileName;
+}
+
+void ZProperties::load(char const* file) {
+    ZCancellationOff const wholeFiles;
+    ZPropResourceLock const hold(propLock);
+    loadFrom(resolved(file), Values::kept);
+}
+
+void ZProperties::reload(char const* file) {
+    ZCancellationOff const wholeFiles;
+    ZPropResourceLock const hold(propLock);
+    loadFrom(resolved(file), Values::cleared);
+}
+
+void ZProperties::loadFrom(ZLCString const& file, Values values) {
+    char const* const path = file.getChars();
+    if (fileName.isEmpty()) fileName = file;
+    zpropfile::LockedFile source(path, zpropfile::Purpose::load);
+    zpropfile::Status const status = source.status();
+    // Open, and with it locked, until the companion is decoded.
+    Stream const stream(source.intoStream());
+    LoadingFlag const flag(loading);
+    if (values == Values::cleared) dropValues(path);
+    FileHistory::enter(history->halfReads, path, status.identity);
+    try {
+        cache->be_read(path, stream.get());
+        readCompanion(path);
+        postLoad(path);
+    } catch (ZException const& cause) {
+        history->failReading(cause);
+        throw;
+    }
+    if (values == Values::cleared) history->halfReads.clear();
+    history->finishReading(path);
+    settle(path, status.modified);
+}
+
+/// Empties the cache for `file`, which is about to be read. Should that fail, the values that go
+/// here are in their own file alone, and what is left of the other must not get there.
+void ZProperties::dropValues(char const* file) {
+    char const* const own = fileName.getChars();
+    auto const ownStatus = zpropfile::statusOf(own);
+    FileHistory::HalfReads files;
+    FileHistory::enter(files, file, {});
+    FileHistory::enter(files, own, ownStatus ? ownStatus->identity : zpropfile::Identity{});
+    cache->clear();
+    history->halfReads.swap(files);
+    history->rememberCompanion("", "");
+}
+
+void ZProperties::readCompanion(char const* file) {
+    ZLCString const name = cache->getCompanionName();
+    // One that was decoded before must not give its values twice.
+    if (name.isEmpty() || history->companion == name.getChars()) return;
+    ZBuffer bytes = mappedBytes(name.getChars());
+    cache->be_read_obfuscated(bytes);
+    history->rememberCompanion(name.getChars(), file);
+}
+
+/// The object and the file hold the same.
+void ZProperties::settle(char const* file, long time) {
+    modified = 0;
+    if (fileName == file) fileTime = time;
+}
+
+void ZProperties::refresh(int forceReload) {
+    ZPropResourceLock const hold(propLock);
+    if (forceReload == 0) {
+        auto const status = zpropfile::statusOf(fileName.getChars());
+        bool const isCurrent = status && status->modified == fileTime && history->halfReads.empty();
+        if (modified != 0 || loading != 0 || !status || isCurrent) return;
+    }
+    reload(nullptr);
+}

@@ -1,0 +1,68 @@
+#include "Z/ZException.h"
+#include "Z/ZKeyMap.h"
+#include "Z/ZList.h"
+#include "Z/ZProperties.h"
+#include "Z/config/arguments.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZProperties";
+constexpr unsigned int expectedFiles = 20;
+
+void deleteMembers(ZArrayList const& list) {
+    for (unsigned int i = 0; i < list.size(); ++i)
+        delete list.get(i);
+}
+
+}  // namespace
+
+ZLock& ZPropRegistry::registryLock() {
+    static ZLock& lock = *new ZLock;  // never destroyed: static factories outlive other statics
+    return lock;
+}
+
+ZPropRegistry::ZPropRegistry() : guard(registryLock()) {}
+
+ZPropRegistry::~ZPropRegistry() = default;
+
+ZPropertiesFactoryInterface::~ZPropertiesFactoryInterface() = default;
+
+ZAbstractPropertiesFactory::ZAbstractPropertiesFactory()
+    : objects(std::make_unique<ZHashKeyMap>(expectedFiles, 0)) {}
+
+ZAbstractPropertiesFactory::~ZAbstractPropertiesFactory() {
+    ZArrayList names(expectedFiles, 0);
+    ZArrayList made(expectedFiles, 0);
+    objects->listKeys(names);
+    objects->listObjects(made);
+    objects->removeAll();
+    deleteMembers(names);
+    deleteMembers(made);
+}
+
+ZProperties* ZAbstractPropertiesFactory::find(char const* file) const {
+    ZLCString const name(file);
+    return static_cast<ZProperties*>(objects->getEntry(&name));
+}
+
+void ZAbstractPropertiesFactory::enter(char const* file, std::unique_ptr<ZProperties> properties) {
+    auto name = std::make_unique<ZLCString>(file);
+    objects->putEntry(name.get(), properties.get());
+    (void)name.release();
+    (void)properties.release();
+}
+
+ZProperties* ZProperties::getPropertiesFor(char const* file, ZAbstractPropertiesFactory& factory,
+                                           int forceReload) {
+    zprop::require(file, sourceName, __LINE__);
+    ZPropRegistry const guard;
+    if (ZProperties* const known = factory.find(file)) {
+        known->refresh(forceReload);
+        return known;
+    }
+    std::unique_ptr<ZProperties> made(factory.makePropertiesInstance());
+    made->load(file);
+    ZProperties* const entered = made.get();
+    factory.enter(file, std::move(made));
+    return entered;
+}

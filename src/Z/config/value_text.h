@@ -1,0 +1,27 @@
+/// Values as numbers, truth, and text of the local codeset.
+#ifndef Z_CONFIG_VALUE_TEXT_H
+#define Z_CONFIG_VALUE_TEXT_H
+
+#include "Z/ZAbstractString.h"
+#include "Z/ZLCString.h"
+
+#include <optional>
+#include <string_view>
+
+namespace zprop {
+
+/// What `strtoul` (ISO C) with base 0 makes of the text where `unsigned long` has 32 bits: what is
+/// too large gives the greatest value, a minus sign wraps. 0 for empty text, nothing for text that
+/// is not a number to its end.
+[[nodiscard]] std::optional<unsigned int> parseNumber(std::string_view text);
+
+/// False for empty text, nothing for a word that is neither true nor false.
+[[nodiscard]] std::optional<bool> parseBoolean(char const* text);
+
+/// The text in the local codeset. ZInvalidParameterException (message 22) when it has a NUL inside,
+/// behind which it would be lost; ZFromUTF8Exception (message 50) when the codeset lacks it.
+[[nodiscard]] ZLCString localText(ZAbstractString const& text);
+
+}  // namespace zprop
+
+#endif

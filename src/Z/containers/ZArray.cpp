@@ -1,0 +1,82 @@
+#include "Z/ZArray.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Z/ZException.h"
+#include "Z/containers/members.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZArray";
+
+void checkIndex(unsigned int i, unsigned int size) {
+    if (i >= size) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+}
+
+}  // namespace
+
+ZArrayInterface::~ZArrayInterface() = default;
+
+// ------------------------------------------------------------------------------ ZAbstractArray
+
+ZAbstractArray::~ZAbstractArray() = default;
+
+void ZAbstractArray::set(unsigned int i, ZObject* obj) {
+    if (ownsMembers() == 0) return setNoCopy(i, obj);
+    auto copy = zmembers::cloneOf(obj);
+    setNoCopy(i, copy.get());
+    static_cast<void>(copy.release());
+}
+
+void ZAbstractArray::removeAll() {
+    for (unsigned int i = 0; i < size(); ++i)
+        remove(i);
+}
+
+bool ZAbstractArray::contains(ZObject const* obj) const { return indexOf(obj) != -1; }
+
+// -------------------------------------------------------------------------------------- ZArray
+
+ZArray::ZArray(unsigned int slots, int owns)
+    : data(zmembers::newRow(std::max(slots, 1U))),
+      ownsMembers_(owns),
+      length(std::max(slots, 1U)) {}
+
+// Delegates, so that the destructor takes the clones back when a later one fails.
+ZArray::ZArray(ZArray const& other) : ZArray(other.length, other.ownsMembers_) {
+    for (unsigned int i = 0; i < length; ++i)
+        ZAbstractArray::set(i, other.data[i]);
+}
+
+ZArray& ZArray::operator=(ZArray const& other) {
+    ZArray copy(other);
+    zmembers::exchange(*this, copy, &ZArray::data, &ZArray::ownsMembers_, &ZArray::length);
+    return *this;
+}
+
+ZArray::~ZArray() { ZAbstractArray::removeAll(); }
+
+ZObject* ZArray::clone() const { return new ZArray(*this); }
+
+ZObject* ZArray::get(unsigned int i) const {
+    checkIndex(i, length);
+    return data[i];
+}
+
+void ZArray::setNoCopy(unsigned int i, ZObject* obj) {
+    checkIndex(i, length);
+    ZObject* const old = std::exchange(data[i], obj);
+    if (ownsMembers_ != 0 && old != obj) delete old;
+}
+
+void ZArray::remove(unsigned int i) { ZArray::setNoCopy(i, nullptr); }
+
+void ZArray::swap(unsigned int i, unsigned int j) {
+    checkIndex(std::max(i, j), length);
+    std::swap(data[i], data[j]);
+}
+
+int ZArray::indexOf(ZObject const* obj) const { return zmembers::firstMatch(data, length, obj); }
+
+int ZArray::lastIndexOf(ZObject const* obj) const { return zmembers::lastMatch(data, length, obj); }

@@ -1,0 +1,128 @@
+#include "Z/ZKeyMap.h"
+
+#include <memory>
+#include <typeinfo>
+
+#include "Z/containers/members.h"
+
+namespace {
+
+/// `object` as an entry; null when it is none. The comparison of types spares the search through
+/// the class tree that a dynamic_cast makes at each step through a bucket.
+ZKeyEntry const* asEntry(ZObject const& object) {
+    if (typeid(object) == typeid(ZKeyEntry)) return static_cast<ZKeyEntry const*>(&object);
+    return dynamic_cast<ZKeyEntry const*>(&object);
+}
+
+/// Appends what `part` gives of each entry.
+void appendParts(ZHashMap const& map, ZList& out, ZObject* (ZKeyEntry::*part)() const) {
+    zmembers::Appending appending(out);
+    for (ZMapIterator entries(map); entries.hasMore();)
+        out.add((static_cast<ZKeyEntry*>(entries.getNext())->*part)());
+    appending.keep();
+}
+
+}  // namespace
+
+ZKeyMap::~ZKeyMap() = default;
+
+// ----------------------------------------------------------------------------- ZAbstractKeyMap
+
+ZAbstractKeyMap::~ZAbstractKeyMap() = default;
+
+bool ZAbstractKeyMap::isEmpty() const { return size() == 0; }
+
+void ZAbstractKeyMap::putAll(ZKeyMap const& other) {
+    ZArrayList keys(other.size(), 0);
+    other.listKeys(keys);
+    for (unsigned int i = 0; i < keys.size(); ++i)
+        putEntry(keys.get(i), other.getEntry(keys.get(i)));
+}
+
+// ----------------------------------------------------------------------------------- ZKeyEntry
+
+// An entry that does not copy gives the caller's own objects back, which the caller may change.
+ZKeyEntry::ZKeyEntry(ZObject const* keyGiven, ZObject const* valueGiven, int copyFlag)
+    : key(const_cast<ZObject*>(keyGiven)), value(const_cast<ZObject*>(valueGiven)), copy(copyFlag) {
+    if (copy == 0) return;
+    auto keyCopy = zmembers::cloneOf(keyGiven);
+    value = zmembers::cloneOf(valueGiven).release();
+    key = keyCopy.release();
+}
+
+ZKeyEntry::ZKeyEntry(ZKeyEntry const& other) : ZKeyEntry(other.key, other.value, other.copy) {
+    hashValue = other.hashValue;
+}
+
+ZKeyEntry& ZKeyEntry::operator=(ZKeyEntry const& other) {
+    ZKeyEntry same(other);
+    zmembers::exchange(*this, same, &ZKeyEntry::key, &ZKeyEntry::value, &ZKeyEntry::copy,
+                       &ZKeyEntry::hashValue);
+    return *this;
+}
+
+ZKeyEntry::~ZKeyEntry() {
+    if (copy == 0) return;
+    delete key;
+    delete value;
+}
+
+unsigned long ZKeyEntry::hash() const {
+    unsigned long const hash = key != nullptr ? key->hash() : 0;
+    hashValue = static_cast<unsigned int>(hash);
+    return hash;
+}
+
+int ZKeyEntry::compare(ZObject const& other) const {
+    ZKeyEntry const* const entry = asEntry(other);
+    if (entry == nullptr) return ZObject::compare(other);
+    if (key != nullptr && entry->key != nullptr) return key->compare(*entry->key);
+    return static_cast<int>(key != nullptr) - static_cast<int>(entry->key != nullptr);
+}
+
+ZObject* ZKeyEntry::clone() const { return new ZKeyEntry(*this); }
+
+bool ZKeyEntry::equals(ZObject const& other) const {
+    ZKeyEntry const* const entry = asEntry(other);
+    return entry != nullptr && entry->hashValue == hashValue && zmembers::matches(key, entry->key);
+}
+
+// --------------------------------------------------------------------------------- ZHashKeyMap
+
+ZHashKeyMap::ZHashKeyMap(unsigned int size, int copyFlag) : map(size, 1), copy(copyFlag) {}
+
+ZHashKeyMap::~ZHashKeyMap() = default;
+
+ZObject* ZHashKeyMap::clone() const { return new ZHashKeyMap(*this); }
+
+void ZHashKeyMap::putEntry(ZObject const* key, ZObject const* value) {
+    auto entry = std::make_unique<ZKeyEntry>(key, value, copy);
+    map.putEntryNoCopy(entry.get());
+    static_cast<void>(entry.release());
+}
+
+ZObject* ZHashKeyMap::getEntry(ZObject const* key) const {
+    ZKeyEntry const probe(key, nullptr, 0);
+    auto const* const found = static_cast<ZKeyEntry const*>(map.getEntry(&probe));
+    return found != nullptr ? found->getValue() : nullptr;
+}
+
+void ZHashKeyMap::removeEntry(ZObject const* key) {
+    ZKeyEntry probe(key, nullptr, 0);
+    map.removeEntry(&probe);
+}
+
+bool ZHashKeyMap::contains(ZObject const* key) const {
+    ZKeyEntry const probe(key, nullptr, 0);
+    return map.contains(&probe);
+}
+
+unsigned int ZHashKeyMap::size() const { return map.size(); }
+
+bool ZHashKeyMap::isEmpty() const { return map.isEmpty(); }
+
+void ZHashKeyMap::removeAll() { map.removeAll(); }
+
+void ZHashKeyMap::listKeys(ZList& out) const { appendParts(map, out, &ZKeyEntry::getKey); }
+
+void ZHashKeyMap::listObjects(ZList& out) const { appendParts(map, out, &ZKeyEntry::getValue); }

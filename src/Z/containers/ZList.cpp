@@ -1,0 +1,202 @@
+#include "Z/ZList.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <utility>
+
+#include "Z/containers/list_sort.h"
+#include "Z/containers/members.h"
+
+namespace {
+
+/// The members of any list, for sorting.
+struct ListMembers {
+    ZList& list;
+    [[nodiscard]] ZObject* get(unsigned int i) const { return list.get(i); }
+    void swap(unsigned int i, unsigned int j) const { list.swap(i, j); }
+};
+
+/// The members of a list in one row, without its virtual calls.
+struct RowMembers {
+    ZObject** row;
+    [[nodiscard]] ZObject* get(unsigned int i) const { return row[i]; }
+    void swap(unsigned int i, unsigned int j) const { std::swap(row[i], row[j]); }
+};
+
+/// Sorts from index `lo` to index `hi`, which is cut to the last of `size` members.
+template <class Members>
+void sortRange(Members members, unsigned int size, ZSortCompare const& cmp,
+               ZSortCompare::sortorder order, unsigned int lo, unsigned int hi) {
+    unsigned int const end = hi < size ? hi + 1 : size;
+    if (lo < end) ZListSort<Members>(members, cmp, order)(lo, end);
+}
+
+}  // namespace
+
+ZList::~ZList() = default;
+
+// ------------------------------------------------------------------------------- ZAbstractList
+
+ZAbstractList::~ZAbstractList() = default;
+
+bool ZAbstractList::isEmpty() const { return size() == 0; }
+
+void ZAbstractList::remove(ZObject const* obj) {
+    int const index = indexOf(obj);
+    if (index >= 0) remove(index);
+}
+
+void ZAbstractList::remove(ZListIterator& iterator) {
+    int const index = iterator.indexOf();
+    if (index < 0 || static_cast<unsigned int>(index) >= size() || !iterator.walks(*this)) return;
+    remove(index);
+    iterator.backUp();
+}
+
+void ZAbstractList::removeAll() {
+    while (size() > 0)
+        remove(size() - 1);
+}
+
+bool ZAbstractList::contains(ZObject const* obj) const { return indexOf(obj) != -1; }
+
+int ZAbstractList::indexOf(ZListIterator& iterator) const { return iterator.indexOf(); }
+
+void ZAbstractList::addList(ZList const& other) { other.subList(*this, 0, other.size()); }
+
+void ZAbstractList::subList(ZList& out, unsigned int from, unsigned int to) const {
+    unsigned int const end = std::min(to, size());  // taken first: `out` may be this list
+    zmembers::Appending appending(out);
+    for (unsigned int i = from; i < end; ++i)
+        out.add(get(i));
+    appending.keep();
+}
+
+void ZAbstractList::sort(ZSortCompare const& cmp, ZSortCompare::sortorder order) {
+    quickSort(cmp, order, 0, size());
+}
+
+void ZAbstractList::quickSort(ZSortCompare const& cmp, ZSortCompare::sortorder order,
+                              unsigned int lo, unsigned int hi) {
+    sortRange(ListMembers{*this}, size(), cmp, order, lo, hi);
+}
+
+void ZAbstractList::shuffle() {
+    // Kept: seeded at each call, so lists of one size shuffled in one second are shuffled alike.
+    std::srand(static_cast<unsigned int>(std::time(nullptr)));
+    for (unsigned int i = size(); i > 1; --i)
+        swap(i - 1, static_cast<unsigned>(std::rand()) % i);
+}
+
+// ---------------------------------------------------------------------------------- ZArrayList
+
+ZArrayList::ZArrayList(unsigned int room, int owns)
+    : capacity_(std::max(room, 1U)), ownsMembers_(owns) {
+    zmembers::resizeRow(data, capacity_);
+}
+
+// Delegates, so that the destructor takes the clones back when a later one fails.
+ZArrayList::ZArrayList(ZArrayList const& other) : ZArrayList(other.capacity_, other.ownsMembers_) {
+    for (unsigned int i = 0; i < other.count; ++i)
+        ZArrayList::add(other.data[i]);
+}
+
+ZArrayList& ZArrayList::operator=(ZArrayList const& other) {
+    ZArrayList copy(other);
+    zmembers::exchange(*this, copy, &ZArrayList::capacity_, &ZArrayList::data, &ZArrayList::count,
+                       &ZArrayList::ownsMembers_);
+    return *this;
+}
+
+ZArrayList::~ZArrayList() { ZArrayList::removeAll(); }
+
+ZObject* ZArrayList::clone() const { return new ZArrayList(*this); }
+
+void ZArrayList::grow() {
+    unsigned int const room = capacity_ + std::max(capacity_ / 2, 1U);
+    zmembers::resizeRow(data, room);
+    capacity_ = room;
+}
+
+void ZArrayList::set(unsigned int i, ZObject* obj) {
+    if (i >= count || ownsMembers_ == 0) return setNoCopy(i, obj);
+    setNoCopy(i, zmembers::cloneOf(obj).release());
+}
+
+void ZArrayList::setNoCopy(unsigned int i, ZObject* obj) {
+    if (i >= count) return;
+    ZObject* const old = std::exchange(data[i], obj);
+    if (ownsMembers_ != 0 && old != obj) delete old;
+}
+
+void ZArrayList::add(ZObject* obj) {
+    if (ownsMembers_ == 0) return ZArrayList::addNoCopy(obj);
+    auto copy = zmembers::cloneOf(obj);
+    ZArrayList::addNoCopy(copy.get());
+    static_cast<void>(copy.release());
+}
+
+void ZArrayList::add(unsigned int i, ZObject* obj) {
+    if (i > count || ownsMembers_ == 0) return ZArrayList::addNoCopy(i, obj);
+    auto copy = zmembers::cloneOf(obj);
+    ZArrayList::addNoCopy(i, copy.get());
+    static_cast<void>(copy.release());
+}
+
+void ZArrayList::addNoCopy(ZObject* obj) {
+    if (count == capacity_) grow();
+    data[count++] = obj;
+}
+
+void ZArrayList::addNoCopy(unsigned int i, ZObject* obj) {
+    if (i > count) return;
+    ZArrayList::addNoCopy(obj);
+    std::rotate(data.get() + i, data.get() + count - 1, data.get() + count);
+}
+
+void ZArrayList::remove(unsigned int i) {
+    if (i >= count) return;
+    ZObject* const old = data[i];
+    std::move(data.get() + i + 1, data.get() + count, data.get() + i);
+    --count;
+    if (ownsMembers_ != 0) delete old;
+}
+
+void ZArrayList::removeAll() {
+    if (ownsMembers_ != 0) ZAbstractList::removeAll();
+    count = 0;
+}
+
+int ZArrayList::indexOf(ZObject const* obj) const { return zmembers::firstMatch(data, count, obj); }
+
+int ZArrayList::lastIndexOf(ZObject const* obj) const {
+    return zmembers::lastMatch(data, count, obj);
+}
+
+void ZArrayList::swap(unsigned int i, unsigned int j) {
+    if (std::max(i, j) < count) std::swap(data[i], data[j]);
+}
+
+void ZArrayList::quickSort(ZSortCompare const& cmp, ZSortCompare::sortorder order, unsigned int lo,
+                           unsigned int hi) {
+    sortRange(RowMembers{data.get()}, count, cmp, order, lo, hi);
+}
+
+// ------------------------------------------------------------------------------- ZListIterator
+
+ZListIterator::~ZListIterator() = default;
+
+ZObject* ZListIterator::clone() const { return new ZListIterator(*this); }
+
+bool ZListIterator::hasMore() { return position < list->size(); }
+
+ZObject* ZListIterator::getNext() { return hasMore() ? list->get(position++) : nullptr; }
+
+void ZListIterator::reset() { position = 0; }
+
+void ZListIterator::backUp() {
+    if (position > 0) --position;
+}
+
+int ZListIterator::indexOf() const { return static_cast<int>(position) - 1; }

@@ -1,0 +1,185 @@
+#include "Z/ZMap.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <memory>
+
+#include "Z/containers/map_bucket.h"
+#include "Z/containers/members.h"
+
+namespace {
+
+using zmembers::Bucket;
+
+constexpr unsigned int leastSize = 2;
+
+/// A number of buckets above 32 bits stays above what an array can have, and is refused there.
+unsigned int bucketCount(unsigned int size) {
+    std::uint64_t const count = std::uint64_t{std::max(size, leastSize)} * 3 / 2;
+    return static_cast<unsigned int>(
+        std::min<std::uint64_t>(count, std::numeric_limits<unsigned int>::max()));
+}
+
+unsigned long hashOf(ZObject const* key) { return key != nullptr ? key->hash() : 0; }
+
+void putEntries(ZMap& from, ZMap& to) {
+    ZArrayList entries(from.size(), 0);
+    from.list(entries);
+    for (unsigned int i = 0; i < entries.size(); ++i)
+        to.putEntry(entries.get(i));
+}
+
+}  // namespace
+
+ZMap::~ZMap() = default;
+
+// -------------------------------------------------------------------------------- ZAbstractMap
+
+ZAbstractMap::~ZAbstractMap() = default;
+
+bool ZAbstractMap::isEmpty() const { return size() == 0; }
+
+void ZAbstractMap::putAll(ZMap& other) { putEntries(other, *this); }
+
+// ----------------------------------------------------------------------------------- ZArrayMap
+
+ZArrayMap::ZArrayMap(unsigned int room, int owns) : ZArrayList(room, owns) {}
+
+ZArrayMap::~ZArrayMap() = default;
+
+ZObject* ZArrayMap::clone() const { return new ZArrayMap(*this); }
+
+int ZArrayMap::getIndex(ZObject const* key) const { return indexOf(key); }
+
+void ZArrayMap::putEntry(ZObject* entry) {
+    int const index = getIndex(entry);
+    if (index < 0) return add(entry);
+    set(static_cast<unsigned int>(index), entry);
+}
+
+void ZArrayMap::putEntryNoCopy(ZObject* entry) {
+    int const index = getIndex(entry);
+    if (index < 0) return addNoCopy(entry);
+    setNoCopy(static_cast<unsigned int>(index), entry);
+}
+
+ZObject* ZArrayMap::getEntry(ZObject const* key) const {
+    return get(static_cast<unsigned int>(getIndex(key)));  // -1 is beyond the end: null
+}
+
+void ZArrayMap::removeEntry(ZObject* key) { ZArrayList::remove(static_cast<ZObject const*>(key)); }
+
+bool ZArrayMap::contains(ZObject const* key) const { return getIndex(key) != -1; }
+
+unsigned int ZArrayMap::size() const { return ZArrayList::size(); }
+
+bool ZArrayMap::isEmpty() const { return ZArrayList::isEmpty(); }
+
+void ZArrayMap::removeAll() { ZArrayList::removeAll(); }
+
+void ZArrayMap::putAll(ZMap& other) { putEntries(other, *this); }
+
+void ZArrayMap::list(ZList& out) const { out.addList(*this); }
+
+// ------------------------------------------------------------------------------------ ZHashMap
+
+ZHashMap::ZHashMap(unsigned int size, int owns)
+    : buckets(bucketCount(size), 1), ownsMembers(owns) {}
+
+ZHashMap::~ZHashMap() = default;
+
+ZObject* ZHashMap::clone() const { return new ZHashMap(*this); }
+
+unsigned int ZHashMap::bucketIndex(unsigned long hash) const {
+    return static_cast<unsigned int>(hash % buckets.size());
+}
+
+Bucket* ZHashMap::bucketAt(unsigned int index) const {
+    return static_cast<Bucket*>(buckets.get(index));
+}
+
+Bucket& ZHashMap::makeBucket(unsigned long hash) {
+    unsigned int const index = bucketIndex(hash);
+    if (Bucket* const present = bucketAt(index)) return *present;
+    auto bucket = std::make_unique<Bucket>(ownsMembers);
+    buckets.setNoCopy(index, bucket.get());
+    return *bucket.release();
+}
+
+void ZHashMap::putEntry(ZObject* entry) {
+    unsigned long const hash = hashOf(entry);
+    makeBucket(hash).put(entry, hash);
+}
+
+void ZHashMap::putEntryNoCopy(ZObject* entry) {
+    unsigned long const hash = hashOf(entry);
+    makeBucket(hash).putNoCopy(entry, hash);
+}
+
+ZObject* ZHashMap::getEntry(ZObject const* key) const {
+    unsigned long const hash = hashOf(key);
+    Bucket const* const bucket = bucketAt(bucketIndex(hash));
+    // -1 is beyond the end: null
+    return bucket != nullptr ? bucket->get(static_cast<unsigned int>(bucket->find(key, hash)))
+                             : nullptr;
+}
+
+void ZHashMap::removeEntry(ZObject* key) {
+    unsigned long const hash = hashOf(key);
+    if (Bucket* const bucket = bucketAt(bucketIndex(hash))) bucket->drop(key, hash);
+}
+
+bool ZHashMap::contains(ZObject const* key) const {
+    unsigned long const hash = hashOf(key);
+    Bucket const* const bucket = bucketAt(bucketIndex(hash));
+    return bucket != nullptr && bucket->find(key, hash) != -1;
+}
+
+unsigned int ZHashMap::size() const {
+    unsigned int entries = 0;
+    for (unsigned int i = 0; i < buckets.size(); ++i) {
+        if (Bucket const* const bucket = bucketAt(i)) entries += bucket->size();
+    }
+    return entries;
+}
+
+bool ZHashMap::isEmpty() const {
+    for (unsigned int i = 0; i < buckets.size(); ++i) {
+        Bucket const* const bucket = bucketAt(i);
+        if (bucket != nullptr && !bucket->isEmpty()) return false;
+    }
+    return true;
+}
+
+void ZHashMap::removeAll() {
+    for (unsigned int i = 0; i < buckets.size(); ++i) {
+        if (Bucket* const bucket = bucketAt(i)) bucket->removeAll();
+    }
+}
+
+void ZHashMap::list(ZList& out) const {
+    zmembers::Appending appending(out);
+    for (unsigned int i = 0; i < buckets.size(); ++i) {
+        if (Bucket const* const bucket = bucketAt(i)) bucket->list(out);
+    }
+    appending.keep();
+}
+
+// ----------------------------------------------------------------------------------- iterators
+
+ZMapIterator::ZMapIterator(ZMap const& map) : entries(map.size(), 0), iterator(entries) {
+    map.list(entries);
+}
+
+ZMapIterator::~ZMapIterator() = default;
+
+bool ZMapIterator::hasMore() { return iterator.hasMore(); }
+ZObject* ZMapIterator::getNext() { return iterator.getNext(); }
+void ZMapIterator::reset() { iterator.reset(); }
+
+ZArrayMapIterator::ZArrayMapIterator(ZArrayMap& map) : ZListIterator(map) {}
+
+ZArrayMapIterator::~ZArrayMapIterator() = default;
+
+ZObject* ZArrayMapIterator::clone() const { return new ZArrayMapIterator(*this); }

@@ -1,0 +1,114 @@
+#include "Z/ZStringTokenizer.h"
+
+#include "Z/ZException.h"
+#include "Z/ZLCString.h"
+#include "Z/ZUTF8String.h"
+#include "Z/utility/ascii.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZStringTokenizer";
+constexpr char defaultDelimiters[] = " \t\r\n";
+
+using OwnedString = std::unique_ptr<ZAbstractMutableString>;
+
+bool isUtf8(const ZAbstractString& string) { return string.getCodesetHandle() == zgetUTF8Handle(); }
+
+/// Greatest length of a character when the source is in the local codeset, else 0.
+int greatestLocal(const ZAbstractString& source) {
+    return source.getCodesetHandle() == zgetLCSHandle() ? zlcs_mb_max() : 0;
+}
+
+/// An empty string of the family of `source`, once the target is known to be of it too.
+OwnedString newDelimiters(const ZAbstractString& source, const ZAbstractString& target) {
+    if (source.getCodesetHandle() != target.getCodesetHandle())
+        zraise(ZUnsupportedException(), sourceName, __LINE__);
+    if (isUtf8(source)) return std::make_unique<ZUTF8String>();
+    return std::make_unique<ZLCString>();
+}
+
+/// A set that conversion has emptied would never split anything.
+void requireConverted(const ZAbstractString& converted, const ZAbstractString& original) {
+    if (!converted.isEmpty() || original.isEmpty()) return;
+    if (isUtf8(converted)) zraise(ZToUTF8Exception(), sourceName, __LINE__);
+    zraise(ZFromUTF8Exception(), sourceName, __LINE__);
+}
+
+}  // namespace
+
+ZStringTokenizer::ZStringTokenizer(const ZAbstractString& text, ZAbstractMutableString& token)
+    : position(text.getChars()),
+      source(&text),
+      target(token),
+      delimiters(newDelimiters(text, token)),
+      mbMax(greatestLocal(text)) {
+    delimiters->setChars(defaultDelimiters);
+}
+
+ZStringTokenizer::ZStringTokenizer(const ZAbstractString& text, ZAbstractMutableString& token,
+                                   const ZAbstractString& delims)
+    : position(text.getChars()),
+      source(&text),
+      target(token),
+      delimiters(newDelimiters(text, token)),
+      mbMax(greatestLocal(text)) {
+    delimiters->setChars(delims);
+    requireConverted(*delimiters, delims);
+}
+
+ZStringTokenizer::ZStringTokenizer(const ZStringTokenizer& other)
+    : ZAbstractIterator(other),
+      position(other.position),
+      source(other.source),
+      target(other.target),
+      delimiters(static_cast<ZAbstractMutableString*>(other.delimiters->clone())),
+      mbMax(other.mbMax) {}
+
+ZStringTokenizer::~ZStringTokenizer() = default;
+
+ZStringTokenizer* ZStringTokenizer::clone() const { return new ZStringTokenizer(*this); }
+
+bool ZStringTokenizer::hasMore(const ZAbstractString& delims) {
+    if (position == nullptr) return false;
+    position += skipAll(delims);
+    return *position != '\0';
+}
+
+bool ZStringTokenizer::hasMore() { return hasMore(*delimiters); }
+
+ZAbstractMutableString* ZStringTokenizer::getNext(const ZAbstractString& delims) {
+    if (position == nullptr) return nullptr;
+    unsigned int size = skipOther(delims);
+    if (size == 0) {  // else hasMore() has passed the delimiters already
+        position += skipAll(delims);
+        size = skipOther(delims);
+    }
+    target.clear();
+    target.append(position, size);
+    position += size;
+    return &target;
+}
+
+ZAbstractMutableString* ZStringTokenizer::getNext() { return getNext(*delimiters); }
+
+void ZStringTokenizer::reset() { position = source->getChars(); }
+
+/// Bytes of the delimiters from the position on.
+unsigned int ZStringTokenizer::skipAll(const ZAbstractString& delims) const {
+    return checkedStop(zstrspn(source->getCodesetHandle(), position, delims.getChars()));
+}
+
+/// Bytes of the token at the position.
+unsigned int ZStringTokenizer::skipOther(const ZAbstractString& delims) const {
+    return checkedStop(zstrcspn(source->getCodesetHandle(), position, delims.getChars()));
+}
+
+/// The bytes passed, once it is sure that no malformed character stopped the walk.
+unsigned int ZStringTokenizer::checkedStop(unsigned int passed) const {
+    const char* const stop = position + passed;
+    if (mbMax == 1 || zisAscii(*stop)) return passed;
+    auto const before = static_cast<unsigned int>(stop - source->getChars());
+    if (zmblen(source->getCodesetHandle(), stop, source->getLength() - before) < 0)
+        zraise(ZQCSMBLenException(), sourceName, __LINE__);
+    return passed;
+}

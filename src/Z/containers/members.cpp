@@ -1,0 +1,66 @@
+#include "Z/containers/members.h"
+
+#include <cstdlib>
+
+#include "Z/ZException.h"
+
+namespace zmembers {
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZArray";
+
+Row ownedRow(void* block) {
+    if (block == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    return Row(static_cast<ZObject**>(block));
+}
+
+void checkCount(unsigned int count) {
+    if (count > maxCount) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+}
+
+}  // namespace
+
+Row newRow(unsigned int count) {
+    checkCount(count);
+    return ownedRow(std::calloc(count, sizeof(ZObject*)));
+}
+
+void resizeRow(Row& row, unsigned int count) {
+    checkCount(count);
+    Row resized = ownedRow(reallocarray(row.get(), count, sizeof(ZObject*)));
+    static_cast<void>(row.release());  // realloc has freed it
+    row = std::move(resized);
+}
+
+std::unique_ptr<ZObject> cloneOf(ZObject const* object) {
+    if (object == nullptr) return nullptr;
+    std::unique_ptr<ZObject> copy(object->clone());
+    if (copy == nullptr) zraise(ZNotClonableException(), sourceName, __LINE__);
+    return copy;
+}
+
+bool matches(ZObject const* probe, ZObject const* member) {
+    if (probe == nullptr || member == nullptr) return probe == member;
+    return probe->equals(*member);
+}
+
+int firstMatch(Row const& row, unsigned int count, ZObject const* probe) {
+    for (unsigned int i = 0; i < count; ++i) {
+        if (matches(probe, row[i])) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+int lastMatch(Row const& row, unsigned int count, ZObject const* probe) {
+    for (unsigned int i = count; i-- > 0;) {
+        if (matches(probe, row[i])) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+Appending::~Appending() {
+    while (!kept && list.size() > size)
+        list.remove(list.size() - 1);
+}
+
+}  // namespace zmembers

@@ -1,0 +1,61 @@
+/// What arrays, lists and maps share in handling their members.
+#ifndef Z_CONTAINERS_MEMBERS_H
+#define Z_CONTAINERS_MEMBERS_H
+
+#include <memory>
+#include <utility>
+
+#include "Z/ZList.h"
+#include "Z/ZObject.h"
+#include "Z/zfree.h"
+
+namespace zmembers {
+
+/// Members side by side.
+using Row = std::unique_ptr<ZObject*[], ZFree>;
+
+/// The greatest number of members of a row: an index found is an `int`, -1 when there is none.
+constexpr unsigned int maxCount = 0x7fffffff;
+
+/// `count` null pointers; throws ZOutOfMemoryException, also above maxCount.
+[[nodiscard]] Row newRow(unsigned int count);
+/// Makes room for `count` members; what is new has no value. Throws as newRow(), and the row is
+/// then as it was.
+void resizeRow(Row& row, unsigned int count);
+
+/// What an owning container stores for `object`: its clone, null for null. Throws
+/// ZNotClonableException when it has none.
+[[nodiscard]] std::unique_ptr<ZObject> cloneOf(ZObject const* object);
+
+/// Exchanges the named fields of two objects: what an assignment does with a copy of its source, so
+/// that it changes nothing when copying fails.
+template <class T, class... Fields>
+void exchange(T& one, T& other, Fields T::*... fields) noexcept {
+    (std::swap(one.*fields, other.*fields), ...);
+}
+
+/// Whether `probe->equals()` accepts `member`; null matches null alone.
+[[nodiscard]] bool matches(ZObject const* probe, ZObject const* member);
+/// Index of the first (last) of `count` members that matches; -1 when there is none.
+[[nodiscard]] int firstMatch(Row const& row, unsigned int count, ZObject const* probe);
+[[nodiscard]] int lastMatch(Row const& row, unsigned int count, ZObject const* probe);
+
+/// Takes off what was appended to a list in its scope, unless keep() is called.
+class Appending {
+  public:
+    explicit Appending(ZList& changed) : list(changed), size(changed.size()) {}
+    ~Appending();
+    Appending(const Appending&) = delete;
+    Appending& operator=(const Appending&) = delete;
+
+    void keep() { kept = true; }
+
+  private:
+    ZList& list;
+    unsigned int const size;  // members before
+    bool kept = false;
+};
+
+}  // namespace zmembers
+
+#endif

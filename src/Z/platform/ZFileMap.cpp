@@ -1,0 +1,118 @@
+#include "Z/ZFileMap.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <limits>
+
+#include "Z/platform/descriptor.h"
+#include "Z/utility/cancellation_off.h"
+
+namespace {
+
+constexpr int noDescriptor = 0;
+constexpr mode_t ownerReadWrite = S_IRUSR | S_IWUSR;
+
+/// Size of the named file; 0 for one that is empty or cannot be asked.
+off_t sizeOf(char const* path) {
+    struct stat status {};
+    return stat(path, &status) == 0 ? status.st_size : 0;
+}
+
+/// Makes the file `size` bytes long by its last byte. 0 or an `errno` value.
+int extend(int fd, off_t size) {
+    if (zfile::exceedsSizeLimit(size)) return EFBIG;
+    char const zero = 0;
+    return zfile::uninterrupted([&] { return pwrite(fd, &zero, 1, size - 1); }) == 1 ? 0 : errno;
+}
+
+}  // namespace
+
+ZAbstractFileMap::ZAbstractFileMap(const ZLCString& name, zmapmode mapMode, int mapFlags)
+    : fileName(name), mode(mapMode), flags(mapFlags) {}
+ZAbstractFileMap::~ZAbstractFileMap() = default;
+
+ZUnixFileMap::ZUnixFileMap(const ZLCString& name, zmapmode mapMode, int mapFlags)
+    : ZAbstractFileMap(name, mapMode, mapFlags) {}
+
+ZUnixFileMap& ZUnixFileMap::operator=(const ZUnixFileMap& other) {
+    if (&other != this && other.address != nullptr) mapfile(nullptr, 0);
+    return *this;
+}
+
+ZUnixFileMap::~ZUnixFileMap() {
+    int ignored = 0;
+    ZUnixFileMap::unmapfile(&ignored);
+}
+
+/// 0 with `fd` set, or an `errno` value.
+int ZUnixFileMap::openFile(int extraFlags) {
+    int const access = mode == readWrite ? O_RDWR : O_RDONLY;
+    auto opened =
+        zfile::openFile(fileName.getChars(), access | extraFlags | O_NONBLOCK, ownerReadWrite);
+    if (!opened.isOpen()) return errno;
+    fd = opened.release();
+    return 0;
+}
+
+/// Sets `length`, and makes the open file that long in a write map. The file is measured anew: it
+/// may have been changed, or be another one, since its name was asked.
+int ZUnixFileMap::fit(unsigned long requested) {
+    struct stat status {};
+    if (fstat(fd, &status) != 0) return errno;
+    if (requested == 0 && status.st_size == 0) return EINVAL;
+    auto const bytes = requested == 0 ? static_cast<unsigned long long>(status.st_size) : requested;
+    if (bytes > std::numeric_limits<unsigned int>::max()) return EOVERFLOW;
+    length = static_cast<unsigned int>(bytes);
+    off_t const wanted = length;
+    return mode == readWrite && wanted > status.st_size ? extend(fd, wanted) : 0;
+}
+
+int ZUnixFileMap::mapOpened() {
+    int const protection = mode == readWrite ? PROT_READ | PROT_WRITE : PROT_READ;
+    void* const mapped = mmap(nullptr, length, protection, MAP_SHARED, fd, 0);
+    if (mapped == MAP_FAILED) return errno;
+    address = mapped;
+    return 0;
+}
+
+void* ZUnixFileMap::mapfile(int* rc, unsigned long requested) {
+    int scratch = 0;
+    int& result = rc == nullptr ? scratch : *rc;
+    result = 0;
+    unmapfile(&result);
+    if (result != 0) return nullptr;
+
+    // Kept: an empty file counts as missing, so that a write map of it passes O_CREAT and a map
+    // without a length refuses both alike.
+    bool const missing = sizeOf(fileName.getChars()) == 0;
+    if (missing && requested == 0) {
+        result = EINVAL;
+        return nullptr;
+    }
+    result = openFile(missing && mode == readWrite ? O_CREAT : 0);
+    if (result == 0) result = fit(requested);
+    if (result == 0) result = mapOpened();
+    if (result != 0) unmapfile(&scratch);
+    return address;
+}
+
+void ZUnixFileMap::unmapfile(int* rc) {
+    ZCancellationOff const whileClosing;  // close() is a cancellation point, and destructors close
+    int result = 0;
+    if (address != nullptr) {
+        if (munmap(address, length) == 0)
+            address = nullptr;
+        else
+            result = errno;
+    }
+    if (fd != noDescriptor) {
+        // Whatever close says, the number is given up: another thread may have it by now.
+        if (close(fd) != 0) result = errno;
+        fd = noDescriptor;
+    }
+    if (result != 0 && rc != nullptr) *rc = result;
+}

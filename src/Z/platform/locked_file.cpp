@@ -1,0 +1,156 @@
+#include "Z/platform/locked_file.h"
+
+#include "Z/ZException.h"
+#include "Z/ZLCString.h"
+#include "Z/platform/record_lock.h"
+
+#include <fcntl.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace zpropfile {
+namespace {
+
+using zfile::openFile;
+
+constexpr char sourceName[] = "src/Z/ZProperties";
+constexpr std::size_t workingDirectorySize = 1024;
+
+[[nodiscard]] Status fromSystem(struct statx const& raw) {
+    Status status;
+    status.identity = {makedev(raw.stx_dev_major, raw.stx_dev_minor), raw.stx_ino};
+    status.size = raw.stx_size;
+    status.mode = raw.stx_mode;
+    status.owner = raw.stx_uid;
+    status.group = raw.stx_gid;
+    status.modified = static_cast<long>(raw.stx_mtime.tv_sec);
+    return status;
+}
+
+/// statx(2) and not stat(2), whose 32-bit form fails for a file dated beyond 2038.
+[[nodiscard]] std::optional<Status> askSystem(int directory, char const* path, int flags) {
+    struct statx raw {};
+    if (statx(directory, path, flags, STATX_BASIC_STATS, &raw) != 0) return std::nullopt;
+    return fromSystem(raw);
+}
+
+/// The part before the last "/"; "/" itself when that is the first character.
+[[nodiscard]] ZLCString directoryOf(char const* path) {
+    char const* const slash = std::strrchr(path, '/');
+    if (slash != nullptr) {
+        auto const length = static_cast<unsigned int>(slash == path ? 1 : slash - path);
+        return {path, length};
+    }
+    char current[workingDirectorySize];
+    if (getcwd(current, sizeof current) == nullptr)
+        zraise(ZPropertiesIOException(path, "getcwd()", errno), sourceName, __LINE__);
+    return current;
+}
+
+constexpr int openFlags = O_NONBLOCK | O_NOCTTY;  // so that a pipe or a device does not hold us
+
+struct Opened {
+    zfile::Descriptor file;
+    bool isNew = false;  // it was not there before
+};
+
+/// No O_TRUNC: whatever there is stays until the lock is had.
+Opened openForStore(char const* path) {
+    constexpr int flags = O_RDWR | openFlags;
+    Opened opened{openFile(path, flags)};
+    if (opened.file.isOpen() || errno != ENOENT) return opened;
+    opened.file = openFile(path, flags | O_CREAT | O_EXCL, 0666);
+    opened.isNew = opened.file.isOpen();
+    if (opened.isNew || errno != EEXIST) return opened;
+    // Somebody was faster, or a link points to no file: one that is made there counts as found.
+    opened.file = openFile(path, flags | O_CREAT, 0666);
+    return opened;
+}
+
+Opened openRegular(char const* path, Purpose purpose, char const* api) {
+    bool const loads = purpose == Purpose::load;
+    Opened opened = loads ? Opened{openFile(path, O_RDONLY | openFlags)} : openForStore(path);
+    if (!opened.file.isOpen())
+        zraise(ZPropertiesIOException(path, api, errno), sourceName, __LINE__);
+    if (opened.isNew) return opened;
+    auto const status = statusOf(opened.file.get());
+    if (status && status->isRegular()) return opened;
+    int const error = !status ? errno : S_ISDIR(status->mode) ? EISDIR : EINVAL;
+    zraise(ZPropertiesIOException(path, api, error), sourceName, __LINE__);
+}
+
+}  // namespace
+
+std::optional<Status> statusOf(char const* path) { return askSystem(AT_FDCWD, path, 0); }
+
+std::optional<Status> statusOf(int fd) { return askSystem(fd, "", AT_EMPTY_PATH); }
+
+bool isLinkOrSpecial(char const* path) {
+    auto const status = askSystem(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
+    return status && !status->isRegular();
+}
+
+void checkFileAccess(char const* path) {
+    if (access(path, R_OK | W_OK) == 0) return;
+    if (errno != ENOENT)
+        zraise(ZPropertiesIOException(path, "access()", errno), sourceName, __LINE__);
+    ZLCString const directory = directoryOf(path);
+    if (access(directory.getChars(), R_OK | W_OK) == 0) return;
+    zraise(ZPropertiesIOException(directory.getChars(), "access()", errno), sourceName, __LINE__);
+}
+
+LockedFile::LockedFile(char const* filePath, Purpose purpose, char const* api) : path(filePath) {
+    // Somebody may put another file in this one's place between opening and locking, and what is
+    // stored would go with the old one. Nobody does it again and again.
+    constexpr int attempts = 10;
+    for (int i = 0; i < attempts; ++i) {
+        if (tryOpen(purpose, api)) return;
+    }
+    zraise(ZPropertiesIOException(path, "fcntl()", EAGAIN), sourceName, __LINE__);
+}
+
+bool LockedFile::tryOpen(Purpose purpose, char const* api) {
+    file.close();  // with its lock, which would refuse ours
+    Opened opened = openRegular(path, purpose, api);
+    file = std::move(opened.file);
+    auto const mode =
+        purpose == Purpose::load ? zfile::LockMode::shared : zfile::LockMode::exclusive;
+    int const rc = setRecordLock(file.get(), mode, zfile::wholeFile, zfile::LockWait::no);
+    if (rc != 0) zraise(ZPropertiesIOException(path, "fcntl()", rc), sourceName, __LINE__);
+    auto const held = statusOf(file.get());
+    auto const named = statusOf(path);
+    if (!held || !named || !(held->identity == named->identity)) return false;
+    found = *held;
+    isNew = opened.isNew;
+    return true;
+}
+
+/// Under the lock, which goes with the descriptor: whoever opened the file meanwhile sees, when it
+/// has locked it, that the name is gone.
+LockedFile::~LockedFile() {
+    if (!isNew) return;
+    auto const named = askSystem(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
+    if (named && named->identity == found.identity && named->size == 0) unlink(path);
+}
+
+FILE* LockedFile::intoStream() {
+    FILE* const stream = fdopen(file.get(), "r");
+    if (stream == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    (void)file.release();
+    return stream;
+}
+
+void flushDirectory(char const* path) noexcept {
+    try {
+        zfile::Descriptor const directory =
+            openFile(directoryOf(path).getChars(), O_RDONLY | O_DIRECTORY);
+        if (directory.isOpen()) fsync(directory.get());
+    } catch (ZException const&) {
+        return;  // no memory for the name
+    }
+}
+
+}  // namespace zpropfile

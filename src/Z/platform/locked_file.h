@@ -1,0 +1,121 @@
+/// Shared. The files of a properties object: checked, opened, locked, and rewritten so that a
+/// failure loses nothing. Failures are ZPropertiesIOException (message 43) with the file's name as
+/// it was given, the operation and its errno.
+#ifndef Z_PLATFORM_LOCKED_FILE_H
+#define Z_PLATFORM_LOCKED_FILE_H
+
+#include "Z/ZBuffer.h"
+#include "Z/platform/descriptor.h"
+
+#include <sys/stat.h>
+
+#include <optional>
+#include <string_view>
+
+namespace zpropfile {
+
+/// What identifies a file whatever its name.
+struct Identity {
+    unsigned long long device = 0;
+    unsigned long long inode = 0;  // 0: no file
+
+    friend bool operator==(Identity const& a, Identity const& b) {
+        return a.device == b.device && a.inode == b.inode;
+    }
+};
+
+struct Status {
+    Identity identity;
+    unsigned long long size = 0;
+    mode_t mode = 0;  // type and permissions
+    uid_t owner = 0;
+    gid_t group = 0;
+    long modified = 0;  // whole seconds; the low bits where `long` cannot hold them
+
+    [[nodiscard]] bool isRegular() const { return S_ISREG(mode); }
+};
+
+/// Nothing, with errno, when the file cannot be examined.
+[[nodiscard]] std::optional<Status> statusOf(char const* path);
+[[nodiscard]] std::optional<Status> statusOf(int fd);
+
+/// Whether the name is taken by anything but a regular file, a link among them.
+[[nodiscard]] bool isLinkOrSpecial(char const* path);
+
+/// An existing file must be readable and writable, else the directory of a new one must be:
+/// "access()" with the path that is not.
+void checkFileAccess(char const* path);
+
+enum class Purpose { load, store };
+
+/// A regular file, open and locked whole: shared to load it, exclusive to store it. A store creates
+/// a missing file, empty; nothing is ever cut off by opening. The path is used until the end.
+class LockedFile {
+  public:
+    /// "fopen(r)" or "fopen(r+)" for opening, "fcntl()" for the lock. Never waits.
+    LockedFile(char const* filePath, Purpose purpose)
+        : LockedFile(filePath, purpose, purpose == Purpose::load ? "fopen(r)" : "fopen(r+)") {}
+    /// What a failure to open is called is said with `api`.
+    LockedFile(char const* filePath, Purpose purpose, char const* api);
+    /// Removes a file that was created here and is still empty, unless keep() was called. One that
+    /// could not be locked stays: another process may be about to write it.
+    ~LockedFile();
+    LockedFile(const LockedFile&) = delete;
+    LockedFile& operator=(const LockedFile&) = delete;
+
+    void keep() noexcept { isNew = false; }
+    [[nodiscard]] int descriptor() const { return file.get(); }
+    /// As it was when the lock was had.
+    [[nodiscard]] Status const& status() const { return found; }
+    /// The file as a stream to read, which owns the descriptor from now on.
+    [[nodiscard]] FILE* intoStream();
+
+  private:
+    [[nodiscard]] bool tryOpen(Purpose purpose, char const* api);
+
+    char const* path;
+    zfile::Descriptor file;
+    Status found;
+    bool isNew = false;  // created here, and to be removed
+};
+
+/// New bytes for an open file. Until keep() is called, the destructor puts the old ones back.
+class Rewrite {
+  public:
+    /// Reads the old bytes ("fread()"). Name, descriptor and image are used until the end.
+    Rewrite(char const* filePath, int descriptor, std::string_view newImage);
+    ~Rewrite();
+    Rewrite(const Rewrite&) = delete;
+    Rewrite& operator=(const Rewrite&) = delete;
+
+    /// Makes the file hold the image, flushed to the device; a file that holds it already is not
+    /// written. Before a byte is overwritten, the space is reserved ("fallocate()"), the process's
+    /// file size limit looked at ("write()", EFBIG), and what is longer than the old bytes written
+    /// behind them: a file system that reserves nothing runs full there. Then "write()",
+    /// "ftruncate()", "fsync()".
+    void apply();
+    void keep() noexcept { stage = Stage::untouched; }
+
+  private:
+    enum class Stage { untouched, grown, overwritten };
+
+    [[nodiscard]] std::string_view oldBytes() const;
+    void checkSizeLimit() const;
+    void reserve() const;
+    void writeAt(std::size_t offset, std::string_view bytes) const;
+    void cutAndFlush() const;
+    void putBack() const noexcept;
+
+    char const* path;
+    int fd;
+    std::string_view image;
+    ZBuffer old;
+    Stage stage = Stage::untouched;  // what has to be undone
+};
+
+/// Flushes the directory entry of a new file. What fails here is not reported: the file is whole.
+void flushDirectory(char const* path) noexcept;
+
+}  // namespace zpropfile
+
+#endif

@@ -1,0 +1,292 @@
+#include "Z/ZFileLock.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Z/ZException.h"
+#include "Z/exceptions/report.h"
+#include "Z/process_locks/hold.h"
+#include "Z/process_locks/lock_file.h"
+#include "Z/process_locks/time_limit.h"
+#include "Z/threads/persistent_guard.h"
+#include "Z/utility/cancellation_off.h"
+
+namespace {
+
+using zprocess::dataRange;
+using zprocess::gateRange;
+using zprocess::TimeLimit;
+
+constexpr char sourceName[] = "src/Z/ZFileLock";
+
+static_assert(sizeof(unsigned int) == dataRange.length && sizeof(pid_t) == gateRange.length);
+
+bool isUsableDirectory(const char* path) {
+    struct stat status {};
+    return stat(path, &status) == 0 && S_ISDIR(status.st_mode) && (status.st_mode & S_IWUSR) != 0 &&
+           (status.st_mode & S_IXUSR) != 0;
+}
+
+}  // namespace
+
+// --------------------------------------------------------------------------------------- guards
+
+class ZAbstractProcessReadWriteFileLock::FileHold {
+  public:
+    explicit FileHold(ZAbstractProcessReadWriteFileLock& taken) : lock(taken) {}
+    ~FileHold() {
+        if (kept) return;
+        ZCancellationOff const inDestructors;
+        try {
+            lock.unlockFile();
+        } catch (ZException const&) {
+            // The request's own failure is told; this one would hide it, and the file is closed.
+        }
+        lock.lockState = zlockUnset;
+    }
+    FileHold(const FileHold&) = delete;
+    FileHold& operator=(const FileHold&) = delete;
+    void keep() { kept = true; }
+
+  private:
+    ZAbstractProcessReadWriteFileLock& lock;
+    bool kept = false;
+};
+
+class ZAbstractProcessReadWriteFileLock::Hold {
+  public:
+    Hold(ZAbstractProcessReadWriteFileLock& taken, zlockstate requested) : lock(taken) {
+        take(requested);
+    }
+    ~Hold() {
+        if (!held) return;
+        ZCancellationOff const inDestructors;
+        try {
+            // An observer may have unlocked, or forked.
+            if (lock.isHolder()) lock.dolock(zlockUnset);
+        } catch (ZException& exception) {
+            zreportException(exception);
+        }
+    }
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+    void take(zlockstate requested) {
+        lock.dolock(requested);
+        held = true;
+    }
+    void drop() {
+        lock.dolock(zlockUnset);
+        held = false;
+    }
+    void keep() { held = false; }
+
+  private:
+    ZAbstractProcessReadWriteFileLock& lock;
+    bool held = false;
+};
+
+// ------------------------------------------------------------------------------ making and names
+
+ZAbstractProcessReadWriteFileLock::ZAbstractProcessReadWriteFileLock(const char* name,
+                                                                     const char* directory)
+    : ZAbstractProcessReadWriteLock(name) {
+    ZAbstractProcessReadWriteFileLock::setLockDirName(directory);
+    enter();
+}
+
+ZAbstractProcessReadWriteFileLock::ZAbstractProcessReadWriteFileLock(const char* name)
+    : ZAbstractProcessReadWriteLock(name), lockDirName(".") {
+    enter();
+}
+
+ZAbstractProcessReadWriteFileLock::ZAbstractProcessReadWriteFileLock(
+    const ZAbstractProcessReadWriteFileLock& other)
+    : ZAbstractProcessReadWriteLock(other), lockDirName(other.lockDirName) {
+    enter();
+}
+
+ZAbstractProcessReadWriteFileLock::~ZAbstractProcessReadWriteFileLock() {
+    zprocess::recordOf(*this).fileLock = nullptr;
+}
+
+void ZAbstractProcessReadWriteFileLock::enter() {
+    ZAbstractProcessReadWriteFileLock::setLockFileName(getLockName().getChars());
+    zprocess::recordOf(*this).fileLock = &fileLock;
+}
+
+ZLCString const& ZAbstractProcessReadWriteFileLock::getLockDirName() const { return lockDirName; }
+
+void ZAbstractProcessReadWriteFileLock::setLockDirName(const char* directory) {
+    if (directory != nullptr && !isUsableDirectory(directory))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    ZLCString const name(directory);
+    if (name == lockDirName) return;
+    if (!haveLock(zlockUnset))
+        zraise(ZInvalidResourceStateException(getLockStateName(getLockState())), sourceName,
+               __LINE__);
+    lockDirName = name;
+    setLockFileName(getLockName().getChars());
+}
+
+ZLCString const& ZAbstractProcessReadWriteFileLock::getLockFileName() const { return lockFileName; }
+
+void ZAbstractProcessReadWriteFileLock::setLockFileName(const char* name) {
+    ZLCString path(lockDirName);
+    if (path.getLength() > 0) path += '/';
+    path += zprocess::filePrefix;
+    path += ZLCString(name);
+    lockFileName = path;
+}
+
+// -------------------------------------------------------------------------------------- the lock
+
+void ZAbstractProcessReadWriteFileLock::lock(zlockstate requested) {
+    if (requested == zlockUnset) return dolock(requested);
+    Hold hold(*this, requested);
+    if (getLastSequence() == invalidSequence) setLastSequence();
+    if (mustTell()) {
+        // Kept: protect counts as a reader here, though it is write in the file. Who asked for
+        // either is told after the number was read anew, and its release does not advance it.
+        if (requested != zlockWrite) {
+            hold.drop();
+            hold.take(zlockWrite);
+            setUpdate(0);
+        }
+        notifyLockObservers();
+    }
+    hold.keep();
+}
+
+bool ZAbstractProcessReadWriteFileLock::mustTell() const {
+    if (isCurrent() != 0 || countObservers() == 0) return false;
+    // A thread that reads below this request as well cannot write.
+    return zprocess::recordOf(*this).readers.own() <= 1;
+}
+
+/// With write held.
+void ZAbstractProcessReadWriteFileLock::notifyLockObservers() {
+    if (isCurrent() != 0 || countObservers() == 0) return;
+    notifyObservers(ZSequenceUpdate(getSequence(), getLastSequence()));
+}
+
+void ZAbstractProcessReadWriteFileLock::dolock(zlockstate requested) {
+    if (requested == zlockUnset) return release();
+    acquire(requested);
+}
+
+void ZAbstractProcessReadWriteFileLock::acquire(zlockstate requested) {
+    zlockstate const mode = InProcess::modeFor(requested);
+    InProcess inProcess(*this, mode);
+    takeFileLock();
+    ZPersistentGuard const guard(fileLock, std::adopt_lock);
+    if (mode == zlockWrite && !haveLock(zlockUnset))
+        zraise(ZInvalidResourceStateException(getLockStateName(getLockState())), sourceName,
+               __LINE__);
+    // Only the first reader of the process takes the file: more would not be more to the others.
+    if (haveLock(zlockUnset)) takeFile(mode);
+    if (inProcess.read() != nullptr) inProcess.read()->sharesFile = true;
+    inProcess.keep();
+}
+
+/// No longer than the request may take. Not analysed: a lock that could not be had is an exception.
+void ZAbstractProcessReadWriteFileLock::takeFileLock() ZNO_THREAD_SAFETY_ANALYSIS {
+    TimeLimit* const limit = TimeLimit::of(*this);
+    if (limit == nullptr) return fileLock.lock();
+    if (!fileLock.lockFor(limit->remaining()))
+        zraise(ZLockResourceException(33, limit->reach()), sourceName, __LINE__);
+}
+
+void ZAbstractProcessReadWriteFileLock::takeFile(zlockstate mode) {
+    FileHold file(*this);
+    lockFile(mode);
+    lockState = mode;
+    unsigned long number = 0;
+    readSequenceNumber(&number);
+    sequence = static_cast<unsigned int>(number);
+    file.keep();
+}
+
+void ZAbstractProcessReadWriteFileLock::release() {
+    ZCancellationOff const untilReleased;
+    requireHolder();
+    zprocess::Readers const& readers = zprocess::recordOf(*this).readers;
+    // Counting, the file and the in-process release are one section: of two last readers that leave
+    // together each would otherwise take the other for the last.
+    ZPersistentGuard const guard(fileLock);  // also behind the time limit of a request
+    zprocess::Read* const mine = readers.mine();
+    if (mine != nullptr) mine->sharesFile = false;
+    zprocess::AllOf steps;
+    // Not getReaderCount(): that knows of readers which still wait for this section, and which may
+    // give up without coming here.
+    if (!haveLock(zlockUnset) && readers.sharing() == 0) {
+        steps.run([&] { unlockFile(); });
+        lockState = zlockUnset;
+        setUpdate(0);
+    }
+    steps.run([&] { leaveProcess(mine); });
+    steps.finish();
+}
+
+unsigned long ZAbstractProcessReadWriteFileLock::incSequence() {
+    if (!ownWriteLock())
+        zraise(ZInvalidResourceStateException(getLockStateName(getLockState())), sourceName,
+               __LINE__);
+    unsigned int const next = sequenceAfter(sequence);
+    writeSequenceNumber(next);
+    sequence = next;
+    return next;
+}
+
+// ------------------------------------------------------------------------------ the file protocol
+
+void ZAbstractProcessReadWriteFileLock::lockFile(zlockstate mode) {
+    struct Gate {
+        explicit Gate(ZAbstractProcessReadWriteFileLock& taken) : lock(taken) {
+            lock.lockFileRange(zlockWrite, gateRange.start, gateRange.length);
+        }
+        ~Gate() {
+            if (kept) return;
+            ZCancellationOff const inDestructors;
+            try {
+                release();
+            } catch (ZException const&) {
+                // The failure of the request is told, not this one behind it.
+            }
+        }
+        Gate(const Gate&) = delete;
+        Gate& operator=(const Gate&) = delete;
+        void release() { lock.unlockFileRange(gateRange.start, gateRange.length); }
+        ZAbstractProcessReadWriteFileLock& lock;
+        bool kept = false;
+    };
+    Gate gate(*this);
+    writePid();
+    lockFileRange(mode, dataRange.start, dataRange.length);
+    gate.kept = true;  // a writer keeps it until it leaves: no new reader gets in front
+    if (mode == zlockRead) gate.release();
+}
+
+void ZAbstractProcessReadWriteFileLock::unlockFile() {
+    ZCancellationOff const untilReleased;
+    zprocess::AllOf steps;
+    steps.run([&] { unlockFileRange(dataRange.start, dataRange.length); });
+    if (getLockState() == zlockWrite)
+        steps.run([&] { unlockFileRange(gateRange.start, gateRange.length); });
+    steps.finish();
+}
+
+void ZAbstractProcessReadWriteFileLock::readSequenceNumber(unsigned long* number) {
+    auto stored = static_cast<unsigned int>(*number);
+    readBytes(&stored, dataRange.start, dataRange.length);
+    *number = stored;
+}
+
+void ZAbstractProcessReadWriteFileLock::writeSequenceNumber(unsigned long number) {
+    auto stored = static_cast<unsigned int>(number);
+    writeBytes(&stored, dataRange.start, dataRange.length);
+}
+
+void ZAbstractProcessReadWriteFileLock::writePid() {
+    pid_t pid = getpid();
+    writeBytes(&pid, gateRange.start, gateRange.length);
+}

@@ -1,0 +1,226 @@
+#include "Z/ZProcessLock.h"
+
+#include "Z/ZException.h"
+#include "Z/exceptions/report.h"
+#include "Z/process_locks/hold.h"
+#include "Z/process_locks/time_limit.h"
+#include "Z/threads/forked_child.h"
+#include "Z/threads/persistent_guard.h"
+#include "Z/utility/cancellation_off.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZFileLock";  // reports do not tell the files of process locks
+
+}  // namespace
+
+// ----------------------------------------------------------------------------------- the notice
+
+ZSequenceUpdate::ZSequenceUpdate()
+    : sequence(ZAbstractProcessReadWriteLock::invalidSequence),
+      lastSequence(ZAbstractProcessReadWriteLock::invalidSequence) {}
+
+ZSequenceUpdate::ZSequenceUpdate(unsigned long now, unsigned long last)
+    : sequence(static_cast<unsigned int>(now)), lastSequence(static_cast<unsigned int>(last)) {}
+
+ZSequenceUpdate::~ZSequenceUpdate() = default;
+
+int ZSequenceUpdate::compare(ZObject const& other) const {
+    auto const* const update = dynamic_cast<ZSequenceUpdate const*>(&other);
+    if (update == nullptr) return ZObject::compare(other);
+    if (sequence != update->sequence) return static_cast<int>(sequence - update->sequence);
+    return static_cast<int>(lastSequence - update->lastSequence);
+}
+
+ZObject* ZSequenceUpdate::clone() const { return new ZSequenceUpdate(*this); }
+unsigned long ZSequenceUpdate::getSequence() const { return sequence; }
+unsigned long ZSequenceUpdate::getLastSequence() const { return lastSequence; }
+
+// ------------------------------------------------------------------------------------- the base
+
+ZAbstractProcessReadWriteLock::ZAbstractProcessReadWriteLock(const char* name) : lockName(name) {
+    zprocess::enter(*this);
+}
+
+ZAbstractProcessReadWriteLock::ZAbstractProcessReadWriteLock(
+    const ZAbstractProcessReadWriteLock& other)
+    : ZAbstractReadWriteLock(other), lockName(other.lockName) {
+    zprocess::enter(*this);
+}
+
+ZAbstractProcessReadWriteLock::~ZAbstractProcessReadWriteLock() { zprocess::strike(*this); }
+
+int ZAbstractProcessReadWriteLock::isCurrent() const {
+    return getLastSequence() == getSequence() ? 1 : 0;
+}
+
+void ZAbstractProcessReadWriteLock::unlock(int bump) {
+    ZCancellationOff const untilReleased;  // a guard's destructor would end the program
+    requireHolder();
+    zprocess::AllOf steps;
+    steps.run([&] { sync(bump); });
+    steps.run([&] { lock(zlockUnset); });
+    steps.finish();
+}
+
+bool ZAbstractProcessReadWriteLock::haveLock(zlockstate state) const { return lockState == state; }
+bool ZAbstractProcessReadWriteLock::ownWriteLock() const { return lockState == zlockWrite; }
+int ZAbstractProcessReadWriteLock::getUpdate() const { return update; }
+void ZAbstractProcessReadWriteLock::setUpdate(int newUpdate) { update = newUpdate; }
+void ZAbstractProcessReadWriteLock::readLock() { lock(zlockRead); }
+void ZAbstractProcessReadWriteLock::writeLock() { lock(zlockWrite); }
+void ZAbstractProcessReadWriteLock::readWithIntentToWriteLock() { lock(zlockProtect); }
+void ZAbstractProcessReadWriteLock::promoteReadToWriteLock() {}
+
+ZReadWriteLockInterface::zlockstate ZAbstractProcessReadWriteLock::getLockState() const {
+    return lockState;
+}
+
+ZLCString const& ZAbstractProcessReadWriteLock::getLockName() const { return lockName; }
+
+void ZAbstractProcessReadWriteLock::setLockName(ZLCString& name) {
+    // Kept: only a lock that is held takes a new name, because who renames has to be its holder.
+    if (name == lockName || haveLock(zlockUnset)) return;
+    unlock();
+    lockName = name;
+}
+
+int ZAbstractProcessReadWriteLock::getReaderCount() { return rwLock.getReaderCount(); }
+
+unsigned long ZAbstractProcessReadWriteLock::getSequence() const { return sequence; }
+
+unsigned int ZAbstractProcessReadWriteLock::sequenceAfter(unsigned int number) {
+    unsigned int const next = number + 1;
+    return next == invalidSequence ? 0 : next;
+}
+
+unsigned long ZAbstractProcessReadWriteLock::incSequence() {
+    sequence = sequenceAfter(sequence);
+    return sequence;
+}
+
+unsigned long ZAbstractProcessReadWriteLock::getLastSequence() const { return lastSequence; }
+
+void ZAbstractProcessReadWriteLock::setLastSequence(unsigned long number) {
+    lastSequence = static_cast<unsigned int>(number);
+}
+
+void ZAbstractProcessReadWriteLock::setLastSequence() { setLastSequence(getSequence()); }
+
+void ZAbstractProcessReadWriteLock::sync(int bump) {
+    if (ownWriteLock() && bump != 0) incSequence();
+    if (!haveLock(zlockUnset)) setLastSequence();
+}
+
+bool ZAbstractProcessReadWriteLock::lockFor(zlockstate requested, long milliseconds) {
+    if (requested < zlockRead || requested > zlockWrite)
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    zprocess::TimeLimit const limit(*this, milliseconds);
+    try {
+        lock(requested);
+        return true;
+    } catch (ZLockResourceException const&) {
+        if (!limit.wasReached()) throw;
+        return false;
+    }
+}
+
+bool ZAbstractProcessReadWriteLock::isHolder() const {
+    if (zprocess::recordOf(*this).readers.own() > 0) return true;
+    return rwLock.haveLock(zlockWrite) && rwLock.ownWriteLock();
+}
+
+void ZAbstractProcessReadWriteLock::requireHolder() const {
+    if (!isHolder()) zraise(ZUnlockResourceException(6, 0), sourceName, __LINE__);
+}
+
+void ZAbstractProcessReadWriteLock::leaveProcess(zprocess::Read* read) {
+    auto const leave = [&] {
+        try {
+            rwLock.unlock();
+        } catch (ZConditionException const&) {
+            if (read != nullptr) read->end();  // released; only waking the others failed
+            throw;
+        }
+        if (read != nullptr) read->end();
+    };
+    try {
+        leave();
+    } catch (ZLockResourceException const&) {
+        leave();  // nothing was done; with a hold that nobody knows of others would wait for ever
+    }
+}
+
+/// In the child of a fork, before it has a second thread.
+void ZAbstractProcessReadWriteLock::forgetParent() noexcept {
+    lockState = zlockUnset;
+    update = 0;
+    ZForkedChild::release(rwLock);
+    ZForkedChild::release(static_cast<ZAbstractObservable&>(*this));
+}
+
+// ----------------------------------------------------------------------------- in-process holds
+
+ZAbstractProcessReadWriteLock::InProcess::InProcess(ZAbstractProcessReadWriteLock& lock,
+                                                    zlockstate mode)
+    : InProcess(lock, zprocess::recordOf(lock).readers, mode) {}
+
+ZAbstractProcessReadWriteLock::InProcess::InProcess(ZAbstractProcessReadWriteLock& lock,
+                                                    zprocess::Readers& readers, zlockstate mode)
+    : owner(lock), entry(readers, mode == zlockRead) {
+    if (mode == zlockWrite && readers.own() > 0)
+        zraise(ZInvalidResourceStateException(owner.getLockStateName(owner.getLockState())),
+               sourceName, __LINE__);
+    take(mode);
+    entry.keep();  // leaveProcess() removes it
+    updateBefore = owner.getUpdate();
+    owner.setUpdate(mode == zlockWrite ? 1 : 0);
+}
+
+ZAbstractProcessReadWriteLock::InProcess::~InProcess() {
+    if (kept) return;
+    ZCancellationOff const inDestructors;
+    try {
+        owner.setUpdate(updateBefore);
+        owner.leaveProcess(entry.get());
+    } catch (ZException& exception) {
+        zreportException(exception);
+    }
+}
+
+void ZAbstractProcessReadWriteLock::InProcess::take(zlockstate mode) {
+    zprocess::TimeLimit* const limit = zprocess::TimeLimit::of(owner);
+    if (limit == nullptr) return owner.rwLock.lock(mode);
+    if (!owner.rwLock.lockFor(mode, limit->remaining()))
+        zraise(ZLockResourceException(33, limit->reach()), sourceName, __LINE__);
+}
+
+// ------------------------------------------------------------------------------------- the stub
+
+ZStubProcessReadWriteLock::ZStubProcessReadWriteLock(const char* name)
+    : ZAbstractProcessReadWriteLock(name) {}
+ZStubProcessReadWriteLock::ZStubProcessReadWriteLock(const ZStubProcessReadWriteLock&) = default;
+ZStubProcessReadWriteLock::~ZStubProcessReadWriteLock() = default;
+
+ZObject* ZStubProcessReadWriteLock::clone() const { return new ZStubProcessReadWriteLock(*this); }
+
+void ZStubProcessReadWriteLock::lock() { writeLock(); }
+
+void ZStubProcessReadWriteLock::lock(zlockstate requested) {
+    if (requested == zlockUnset) return release();
+    InProcess inProcess(*this, InProcess::modeFor(requested));
+    ZPersistentGuard const guard(zprocess::recordOf(*this).transition);
+    lockState = requested;
+    inProcess.keep();
+}
+
+void ZStubProcessReadWriteLock::release() {
+    ZCancellationOff const untilReleased;
+    requireHolder();
+    // In one section with the release, so that of two last readers one sees that it is the last.
+    zprocess::Record& record = zprocess::recordOf(*this);
+    ZPersistentGuard const guard(record.transition);
+    if (rwLock.haveLock(zlockWrite)) setUpdate(0);
+    leaveProcess(record.readers.mine());
+    lockState = rwLock.getReaderCount() > 0 ? zlockRead : zlockUnset;
+}

@@ -1,0 +1,83 @@
+/// What process locks undo when a request fails.
+#ifndef Z_PROCESS_LOCKS_HOLD_H
+#define Z_PROCESS_LOCKS_HOLD_H
+
+#include <exception>
+
+#include "Z/ZProcessLock.h"
+#include "Z/process_locks/register.h"
+
+namespace zprocess {
+
+/// Runs steps that must all run, whatever one of them throws. Used where threads are not cancelled.
+class AllOf {
+  public:
+    template <class Step>
+    void run(Step const& step) {
+        try {
+            step();
+        } catch (...) {
+            if (!first) first = std::current_exception();
+        }
+    }
+    /// Throws what the first of the failed steps threw.
+    void finish() const {
+        if (first) std::rethrow_exception(first);
+    }
+
+  private:
+    std::exception_ptr first;
+};
+
+/// A read of the calling thread, noted from before it is waited for, and over at the end of the
+/// scope unless it is kept.
+class ReadEntry {
+  public:
+    /// Notes nothing when `isRead` is false.
+    ReadEntry(Readers& readers, bool isRead) : read(isRead ? &readers.add() : nullptr) {}
+    ~ReadEntry() {
+        if (read != nullptr && !kept) read->end();
+    }
+    ReadEntry(const ReadEntry&) = delete;
+    ReadEntry& operator=(const ReadEntry&) = delete;
+    void keep() { kept = true; }
+    /// Null for none.
+    [[nodiscard]] Read* get() const { return read; }
+
+  private:
+    Read* const read;
+    bool kept = false;
+};
+
+}  // namespace zprocess
+
+/// The in-process lock taken for reading or writing, and given back at the end of the scope unless
+/// it is kept.
+class ZAbstractProcessReadWriteLock::InProcess {
+  public:
+    /// Throws ZInvalidResourceStateException (message 32) when the calling thread reads and asks
+    /// for write, which it would wait for for ever, and as ZReadWriteLock::lock().
+    InProcess(ZAbstractProcessReadWriteLock& lock, zlockstate mode);
+    ~InProcess();
+    InProcess(const InProcess&) = delete;
+    InProcess& operator=(const InProcess&) = delete;
+    void keep() { kept = true; }
+    /// Null for a write.
+    [[nodiscard]] zprocess::Read* read() const { return entry.get(); }
+
+    /// The mode that serves a request: protect is taken as write.
+    [[nodiscard]] static zlockstate modeFor(zlockstate requested) {
+        return requested == zlockProtect ? zlockWrite : requested;
+    }
+
+  private:
+    InProcess(ZAbstractProcessReadWriteLock& lock, zprocess::Readers& readers, zlockstate mode);
+    void take(zlockstate mode);
+
+    ZAbstractProcessReadWriteLock& owner;
+    zprocess::ReadEntry entry;
+    int updateBefore = 0;
+    bool kept = false;
+};
+
+#endif

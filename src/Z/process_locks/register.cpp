@@ -1,0 +1,162 @@
+#include "Z/process_locks/register.h"
+
+#include <sched.h>
+#include <unistd.h>
+
+#include <new>
+#include <unordered_map>
+#include <utility>
+
+#include "Z/ZException.h"
+#include "Z/ZProcessLock.h"
+#include "Z/threads/forked_child.h"
+#include "Z/threads/persistent_guard.h"
+
+namespace zprocess {
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZFileLock";
+
+template <class Change>
+void orOutOfMemory(Change const& change) {
+    try {
+        change();
+    } catch (std::bad_alloc const&) {
+        zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    }
+}
+
+}  // namespace
+
+Readers::~Readers() {
+    for (Read* read = first(); read != nullptr;)
+        delete std::exchange(read, read->next);
+}
+
+Read& Readers::add() {
+    pthread_t const self = pthread_self();
+    for (Read* read = first(); read != nullptr; read = read->next) {
+        pthread_t expected = Read::nobody;
+        if (read->thread.compare_exchange_strong(expected, self)) return *read;
+    }
+    Read* fresh = nullptr;
+    orOutOfMemory([&] { fresh = new Read(self, first()); });
+    while (!head.compare_exchange_weak(fresh->next, fresh)) {
+    }
+    return *fresh;
+}
+
+Read* Readers::mine() const {
+    Read* read = first();
+    while (read != nullptr && read->thread.load(std::memory_order_relaxed) != pthread_self())
+        read = read->next;
+    return read;
+}
+
+template <class Counted>
+int Readers::count(Counted const& counted) const {
+    int found = 0;
+    for (Read const* read = first(); read != nullptr; read = read->next)
+        found += counted(*read) ? 1 : 0;
+    return found;
+}
+
+int Readers::own() const {
+    return count([self = pthread_self()](Read const& read) {
+        return read.thread.load(std::memory_order_relaxed) == self;
+    });
+}
+
+int Readers::sharing() const {
+    return count([](Read const& read) { return read.sharesFile; });
+}
+
+void Readers::forget() noexcept {
+    for (Read* read = first(); read != nullptr; read = read->next) {
+        read->sharesFile = false;
+        read->end();
+    }
+}
+
+class Register {
+  public:
+    /// Never destroyed: locks may outlive every static object.
+    static Register& instance() {
+        static Register& only = *new Register;
+        return only;
+    }
+
+    void enter(ZAbstractProcessReadWriteLock& lock) {
+        ZPersistentGuard const guard(lockOverAll);
+        records.try_emplace(&lock);
+    }
+    void strike(ZAbstractProcessReadWriteLock& lock) {
+        ZPersistentGuard const guard(lockOverAll);
+        records.erase(&lock);
+    }
+    Record& recordOf(ZAbstractProcessReadWriteLock const& lock) {
+        ZPersistentGuard const guard(lockOverAll);
+        return records.at(const_cast<ZAbstractProcessReadWriteLock*>(&lock));
+    }
+
+  private:
+    using Records = std::unordered_map<ZAbstractProcessReadWriteLock*, Record>;
+
+    // Around a fork nothing here is half done. What the handlers hold from one to the next is
+    // beyond the analysis.
+    Register() {
+        pthread_atfork([] { instance().stop(); }, [] { instance().goOn(); },
+                       [] { instance().beChild(); });
+    }
+
+    /// Holds everything. A change of state may come to ask for a record, in what a class of the
+    /// user's overrides, so one that is going on is waited for with nothing held.
+    void stop() ZNO_THREAD_SAFETY_ANALYSIS {
+        while (!tryStop())
+            sched_yield();
+    }
+    bool tryStop() ZNO_THREAD_SAFETY_ANALYSIS {
+        lockOverAll.lock();
+        for (auto at = records.begin(); at != records.end(); ++at) {
+            if (at->second.transition.try_lock()) continue;
+            letGo(at);
+            return false;
+        }
+        return true;
+    }
+    void goOn() ZNO_THREAD_SAFETY_ANALYSIS { letGo(records.end()); }
+    /// Ends a stop that holds the records before `end`.
+    void letGo(Records::iterator end) ZNO_THREAD_SAFETY_ANALYSIS {
+        for (auto at = records.begin(); at != end; ++at)
+            at->second.transition.unlock();
+        lockOverAll.unlock();
+    }
+    /// What the parent holds is not the child's. The descriptors are closed at once: with one of
+    /// them left open, the parent's locks would outlive the parent.
+    void beChild() ZNO_THREAD_SAFETY_ANALYSIS {
+        for (auto& [lock, record] : records) {
+            record.readers.forget();
+            if (record.fileLock != nullptr) ZForkedChild::release(*record.fileLock);
+            if (record.handle != nullptr) closeHandle(*record.handle);
+            lock->forgetParent();
+        }
+        goOn();
+    }
+    static void closeHandle(std::atomic<int>& handle) {
+        int const fd = handle.exchange(-1);
+        if (fd >= 0) ::close(fd);
+    }
+
+    ZLock lockOverAll;
+    Records records ZGUARDED_BY(lockOverAll);
+};
+
+void enter(ZAbstractProcessReadWriteLock& lock) {
+    orOutOfMemory([&] { Register::instance().enter(lock); });
+}
+void strike(ZAbstractProcessReadWriteLock& lock) noexcept { Register::instance().strike(lock); }
+Record& recordOf(ZAbstractProcessReadWriteLock const& lock) {
+    return Register::instance().recordOf(lock);
+}
+
+}  // namespace zprocess

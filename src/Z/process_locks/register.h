@@ -1,0 +1,86 @@
+/// All process locks of this process, with what each knows besides its fields: who reads under it,
+/// and what a forked child has to let go.
+#ifndef Z_PROCESS_LOCKS_REGISTER_H
+#define Z_PROCESS_LOCKS_REGISTER_H
+
+#include "Z/ztags.h"
+//
+#include <pthread.h>
+
+#include <atomic>
+
+#include "Z/ZLock.h"
+
+class ZAbstractProcessReadWriteLock;
+
+namespace zprocess {
+
+/// A read of one thread under a lock.
+class Read {
+  public:
+    /// The read is over; also where nothing may fail.
+    void end() noexcept { thread.store(nobody, std::memory_order_relaxed); }
+
+    /// Whether the file's lock stands for it. Changes under fileLock; false when the read is over.
+    bool sharesFile = false;
+
+  private:
+    friend class Readers;
+    static constexpr pthread_t nobody = static_cast<pthread_t>(-1);
+
+    Read(pthread_t reader, Read* behind) : thread(reader), next(behind) {}
+
+    // Relaxed: a thread finds its own id only where it wrote it itself, and any other value says no
+    // more than "not mine".
+    std::atomic<pthread_t> thread;  // nobody: over, and free for the next
+    Read* next;                     // null: the last; unchanged once the list has the read
+};
+
+/// The reads under one lock: a list that only grows, to the most there ever were at a time. It has
+/// no lock of its own, so noting the end of a read cannot fail.
+class Readers {
+  public:
+    Readers() = default;
+    ~Readers();
+    Readers(const Readers&) = delete;
+    Readers& operator=(const Readers&) = delete;
+
+    /// Notes one more read of the calling thread. Throws ZOutOfMemoryException (message 1).
+    [[nodiscard]] Read& add();
+    /// A read of the calling thread; null when it has none.
+    [[nodiscard]] Read* mine() const;
+    /// Reads of the calling thread.
+    [[nodiscard]] int own() const;
+    /// Reads that the file's lock stands for. Called under fileLock.
+    [[nodiscard]] int sharing() const;
+    /// Ends all reads: of threads that a forked child does not have.
+    void forget() noexcept;
+
+  private:
+    template <class Counted>
+    [[nodiscard]] int count(Counted const& counted) const;
+    [[nodiscard]] Read* first() const { return head.load(std::memory_order_acquire); }
+
+    std::atomic<Read*> head{nullptr};
+};
+
+/// What the register keeps of one lock.
+struct Record {
+    Readers readers;
+    ZLock transition;                    // a stub lock's changes of state; nobody waits under it
+    ZLock* fileLock = nullptr;           // of a file lock, else null
+    std::atomic<int>* handle = nullptr;  // its descriptor; null where there is none
+};
+
+/// Enters a lock under construction, and strikes it out. Throws ZOutOfMemoryException (message 1),
+/// and as ZLock().
+void enter(ZAbstractProcessReadWriteLock& lock);
+void strike(ZAbstractProcessReadWriteLock& lock) noexcept;
+
+/// The record of a lock that is entered; lives until the lock is struck out. Throws as
+/// ZLock::lock().
+[[nodiscard]] Record& recordOf(ZAbstractProcessReadWriteLock const& lock);
+
+}  // namespace zprocess
+
+#endif

@@ -1,0 +1,44 @@
+#include "Z/process_locks/time_limit.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace zprocess {
+namespace {
+
+thread_local TimeLimit* innermost = nullptr;
+
+/// So far away that nobody waits for it, and that no clock overflows on the way.
+constexpr std::chrono::hours longest{24 * 365 * 50};
+
+}  // namespace
+
+TimeLimit::TimeLimit(ZAbstractProcessReadWriteLock const& limited, long milliseconds)
+    : lock(limited), outer(innermost), end(Clock::now()) {
+    constexpr std::chrono::milliseconds none{0};
+    end += std::clamp<std::chrono::milliseconds>(std::chrono::milliseconds(milliseconds), none,
+                                                 longest);
+    innermost = this;
+}
+
+TimeLimit::~TimeLimit() { innermost = outer; }
+
+TimeLimit* TimeLimit::of(ZAbstractProcessReadWriteLock const& lock) {
+    // Of the innermost request alone: an observer that it calls may ask other locks without a
+    // limit.
+    return innermost != nullptr && &innermost->lock == &lock ? innermost : nullptr;
+}
+
+long TimeLimit::remaining() const {
+    auto const left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+    // On 32 bits the longest limit does not fit; who waits that long asks again.
+    constexpr long long most = 24LL * 3600 * 1000;
+    return static_cast<long>(std::clamp<long long>(left, 0, most));
+}
+
+int TimeLimit::reach() {
+    reached = true;
+    return ETIMEDOUT;
+}
+
+}  // namespace zprocess

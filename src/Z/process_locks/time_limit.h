@@ -1,0 +1,43 @@
+/// Time limits of requests for a process lock.
+#ifndef Z_PROCESS_LOCKS_TIME_LIMIT_H
+#define Z_PROCESS_LOCKS_TIME_LIMIT_H
+
+#include "Z/ztags.h"
+//
+#include <chrono>
+
+class ZAbstractProcessReadWriteLock;
+
+namespace zprocess {
+
+/// While it lives, requests of the calling thread for one lock, at any depth below, wait no longer
+/// than until its end. The operations in between have no room for an argument.
+class TimeLimit {
+  public:
+    TimeLimit(ZAbstractProcessReadWriteLock const& limited, long milliseconds);
+    ~TimeLimit();
+    TimeLimit(const TimeLimit&) = delete;
+    TimeLimit& operator=(const TimeLimit&) = delete;
+
+    /// The limit of the calling thread's request for `lock`; null when it waits without one.
+    [[nodiscard]] static TimeLimit* of(ZAbstractProcessReadWriteLock const& lock);
+
+    /// Milliseconds to the end, rounded up; 0 at the end and behind it.
+    [[nodiscard]] long remaining() const;
+    /// The request failed because its time was up.
+    [[nodiscard]] bool wasReached() const { return reached; }
+    /// Notes that the time is up; the code of the exception that ends the request.
+    [[nodiscard]] int reach();
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    ZAbstractProcessReadWriteLock const& lock;
+    TimeLimit* const outer;  // of the calling thread, for whatever lock; null for none
+    Clock::time_point end;
+    bool reached = false;
+};
+
+}  // namespace zprocess
+
+#endif

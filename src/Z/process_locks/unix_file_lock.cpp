@@ -1,0 +1,236 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+
+#include "Z/ZException.h"
+#include "Z/ZFileLock.h"
+#include "Z/platform/descriptor.h"
+#include "Z/platform/record_lock.h"
+#include "Z/process_locks/lock_file.h"
+#include "Z/process_locks/register.h"
+#include "Z/process_locks/time_limit.h"
+
+namespace {
+
+using zfile::Descriptor;
+using zfile::LockMode;
+using zfile::LockRange;
+using zfile::LockWait;
+using zfile::uninterrupted;
+using zprocess::dataRange;
+using zprocess::gateRange;
+using zprocess::TimeLimit;
+
+constexpr char sourceName[] = "src/Z/ZFileLock";
+
+// Set-group-id without group execute is the classic mark for mandatory locking, where there is any.
+constexpr mode_t lockFileMode = S_ISGID | S_IRUSR | S_IWUSR;
+
+/// A file that lost its last link since it was opened is found out once the gate is held.
+bool isPlain(struct stat const& status) { return S_ISREG(status.st_mode) && status.st_nlink <= 1; }
+
+LockMode modeOf(ZReadWriteLockInterface::zlockstate state) {
+    if (state == ZReadWriteLockInterface::zlockUnset) return LockMode::none;
+    return state == ZReadWriteLockInterface::zlockRead ? LockMode::shared : LockMode::exclusive;
+}
+
+LockRange recordRange(unsigned int start, unsigned int length) {
+    return {static_cast<off_t>(start), static_cast<off_t>(length)};
+}
+
+/// 0, or EINTR when a signal came first.
+int sleepFor(long milliseconds) {
+    constexpr long nanosecondsPerMillisecond = 1000000;
+    timespec const time{0, milliseconds * nanosecondsPerMillisecond};
+    return clock_nanosleep(CLOCK_MONOTONIC, 0, &time, nullptr);
+}
+
+/// Asks for the record lock until the limit; the longer it waits the less often.
+int pollRecordLock(int fd, LockMode mode, LockRange range, TimeLimit& limit) {
+    constexpr long firstPause = 1;
+    constexpr long longestPause = 50;
+    for (long pause = firstPause;; pause = std::min(2 * pause, longestPause)) {
+        if (int const rc = setRecordLock(fd, mode, range, LockWait::no); rc != EAGAIN) return rc;
+        long const left = limit.remaining();
+        if (left == 0) return limit.reach();
+        if (int const rc = sleepFor(std::min(pause, left))) return rc;
+    }
+}
+
+/// 0 when the file could be read, at the offset or behind its end; else the errno, -1 when it is
+/// cut off. An empty file leaves the buffer alone.
+int readAt(int fd, void* buffer, off_t offset, std::size_t length) {
+    errno = 0;
+    if (lseek(fd, offset, SEEK_SET) < 0) return errno;
+    ssize_t const got = uninterrupted([&] {
+        errno = 0;
+        return read(fd, buffer, length);
+    });
+    if (got == static_cast<ssize_t>(length)) return 0;
+    if (errno != 0) return errno;
+    struct stat status {};
+    if (fstat(fd, &status) != 0) return errno;
+    return status.st_size == 0 ? 0 : -1;
+}
+
+/// Whether the file has these few bytes already.
+bool isStored(int fd, void const* bytes, off_t offset, std::size_t length) {
+    std::array<char, dataRange.length + gateRange.length> found{};
+    return length <= found.size() &&
+           pread(fd, found.data(), length, offset) == static_cast<ssize_t>(length) &&
+           std::memcmp(found.data(), bytes, length) == 0;
+}
+
+/// Whether all was written; else errno says why, 0 when the system does not.
+bool writeAt(int fd, void const* buffer, off_t offset, std::size_t length) {
+    if (zfile::exceedsSizeLimit(offset + static_cast<off_t>(length))) {
+        errno = EFBIG;
+        return false;
+    }
+    errno = 0;
+    if (lseek(fd, offset, SEEK_SET) < 0) return false;
+    ssize_t const put = uninterrupted([&] {
+        errno = 0;
+        return write(fd, buffer, length);
+    });
+    return put == static_cast<ssize_t>(length);
+}
+
+}  // namespace
+
+ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock(const char* name,
+                                                             const char* directory)
+    : ZAbstractProcessReadWriteFileLock(name, directory) {
+    zprocess::recordOf(*this).handle = &fileHandle;
+}
+
+ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock(const char* name)
+    : ZAbstractProcessReadWriteFileLock(name) {
+    zprocess::recordOf(*this).handle = &fileHandle;
+}
+
+ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock(
+    const ZUnixProcessReadWriteFileLock& other)
+    : ZAbstractProcessReadWriteFileLock(other) {
+    zprocess::recordOf(*this).handle = &fileHandle;
+}
+
+ZUnixProcessReadWriteFileLock::~ZUnixProcessReadWriteFileLock() {
+    zprocess::recordOf(*this).handle = nullptr;
+    closeLockFile();
+}
+
+ZObject* ZUnixProcessReadWriteFileLock::clone() const {
+    return new ZUnixProcessReadWriteFileLock(*this);
+}
+
+void ZUnixProcessReadWriteFileLock::createLockFile() {
+    if (fileHandle >= 0) return;
+    Descriptor file =
+        zfile::openFile(getLockFileName().getChars(),
+                        O_RDWR | O_CREAT | O_SYNC | O_NOFOLLOW | O_NOCTTY, lockFileMode);
+    struct stat status {};
+    if (file.isOpen() && fstat(file.get(), &status) == 0 && isPlain(status))
+        fileHandle = file.release();
+}
+
+void ZUnixProcessReadWriteFileLock::closeLockFile() { Descriptor(fileHandle.exchange(-1)).close(); }
+
+void ZUnixProcessReadWriteFileLock::unlockFile() {
+    struct Closing {
+        ~Closing() { lock.closeLockFile(); }  // frees what could not be unlocked, too
+        ZUnixProcessReadWriteFileLock& lock;
+    };
+    Closing const closing{*this};
+    ZAbstractProcessReadWriteFileLock::unlockFile();
+}
+
+void ZUnixProcessReadWriteFileLock::lockFileRange(zlockstate mode, unsigned int start,
+                                                  unsigned int length) {
+    if (mode > zlockWrite)
+        zraise(ZInvalidResourceStateException(getLockStateName(mode)), sourceName, __LINE__);
+    bool const takesGate = mode != zlockUnset && start == gateRange.start;
+    int rc = requestRange(mode, start, length);
+    // Another process may have got its gate in the file that has the name now.
+    while (rc == 0 && takesGate && isReplaced()) {
+        closeLockFile();
+        rc = requestRange(mode, start, length);
+    }
+    if (rc == 0) return;
+    if (mode == zlockUnset) zraise(ZUnlockResourceException(34, rc), sourceName, __LINE__);
+    zraise(ZLockResourceException(33, rc), sourceName, __LINE__);
+}
+
+int ZUnixProcessReadWriteFileLock::requestRange(zlockstate mode, unsigned int start,
+                                                unsigned int length) {
+    createLockFile();
+    LockRange const range = recordRange(start, length);
+    TimeLimit* const limit = TimeLimit::of(*this);
+    if (limit != nullptr && mode != zlockUnset)
+        return pollRecordLock(fileHandle, modeOf(mode), range, *limit);
+    int rc = setRecordLock(fileHandle, modeOf(mode), range, LockWait::yes);
+    while (rc == EINTR && mode == zlockUnset)
+        rc = setRecordLock(fileHandle, modeOf(mode), range, LockWait::yes);
+    return rc;
+}
+
+bool ZUnixProcessReadWriteFileLock::isReplaced() const {
+    struct stat opened {};
+    struct stat named {};
+    if (fstat(fileHandle, &opened) != 0) return false;
+    if (lstat(getLockFileName().getChars(), &named) != 0) return errno == ENOENT;
+    return opened.st_dev != named.st_dev || opened.st_ino != named.st_ino;
+}
+
+void ZUnixProcessReadWriteFileLock::unlockFileRange(unsigned int start, unsigned int length) {
+    lockFileRange(zlockUnset, start, length);
+}
+
+void ZUnixProcessReadWriteFileLock::writeBytes(void* buffer, unsigned int offset,
+                                               unsigned int length) {
+    auto const start = static_cast<off_t>(offset);
+    // Each write waits for the disk (O_SYNC). A process that takes the lock again and again leaves
+    // its pid once.
+    if (isStored(fileHandle, buffer, start, length)) return;
+    if (writeAt(fileHandle, buffer, start, length)) return;
+    int const rc = errno;
+    sequence = 0;  // what the file has now is not known
+    // Kept: the message of a lock that could not be had, not the one for a failed write.
+    zraise(ZWriteResourceException(33, rc), sourceName, __LINE__);
+}
+
+void ZUnixProcessReadWriteFileLock::readBytes(void* buffer, unsigned int offset,
+                                              unsigned int length) {
+    if (int const rc = readAt(fileHandle, buffer, static_cast<off_t>(offset), length))
+        zraise(ZReadResourceException(35, rc), sourceName, __LINE__);
+}
+
+ZUnixProcessReadWriteFileLock::FileStatus ZUnixProcessReadWriteFileLock::fileStatus() const {
+    FileStatus status{0, 0, zlockUnset};
+    Descriptor const file = zfile::openFile(getLockFileName().getChars(),
+                                            O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK);
+    if (!file.isOpen() && errno == ENOENT) return status;
+    int rc = file.isOpen() ? 0 : errno;
+    struct stat kind {};
+    if (rc == 0 && fstat(file.get(), &kind) != 0) rc = errno;
+    if (rc == 0 && !isPlain(kind)) rc = -1;
+    struct {
+        unsigned int sequence;
+        int pid;
+    } stored{0, 0};
+    static_assert(sizeof stored == dataRange.length + gateRange.length);
+    if (rc == 0) rc = readAt(file.get(), &stored, 0, sizeof stored);
+    LockMode mode = LockMode::none;
+    if (rc == 0)
+        rc = findRecordLock(file.get(), recordRange(dataRange.start, dataRange.length), mode);
+    if (rc != 0) zraise(ZReadResourceException(35, rc), sourceName, __LINE__);
+    status = {stored.sequence, stored.pid, zlockUnset};
+    if (mode != LockMode::none) status.state = mode == LockMode::shared ? zlockRead : zlockWrite;
+    return status;
+}

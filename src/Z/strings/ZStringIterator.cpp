@@ -1,0 +1,55 @@
+#include "Z/ZStringIterator.h"
+
+#include "Z/ZException.h"
+#include "Z/ZLCConstString.h"
+#include "Z/ZLCString.h"
+#include "Z/ZUTF8ConstString.h"
+#include "Z/ZUTF8String.h"
+#include "Z/utility/ascii.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZStringIterator";
+
+}  // namespace
+
+ZStringIterator::ZStringIterator(const ZLCString& text, ZLCString& character)
+    : position(text.getChars()), source(&text), target(character), mbMax(zlcs_mb_max()) {}
+
+ZStringIterator::ZStringIterator(const ZLCConstString& text, ZLCString& character)
+    : position(text.getChars()), source(&text), target(character), mbMax(zlcs_mb_max()) {}
+
+ZStringIterator::ZStringIterator(const ZUTF8String& text, ZUTF8String& character)
+    : position(text.getChars()), source(&text), target(character), mbMax(0) {}
+
+ZStringIterator::ZStringIterator(const ZUTF8ConstString& text, ZUTF8String& character)
+    : position(text.getChars()), source(&text), target(character), mbMax(0) {}
+
+ZStringIterator::~ZStringIterator() = default;
+
+ZStringIterator* ZStringIterator::clone() const { return new ZStringIterator(*this); }
+
+bool ZStringIterator::hasMore() { return position != nullptr && *position != '\0'; }
+
+ZAbstractMutableString* ZStringIterator::getNext() {
+    if (position == nullptr) return nullptr;
+    unsigned int const size = characterLength();
+    target.clear();
+    if (size == 1)
+        target.append(*position);
+    else
+        target.append(position, size);
+    position += size;
+    return &target;
+}
+
+unsigned int ZStringIterator::characterLength() const {
+    if (*position == '\0') return 0;
+    if (mbMax == 1 || zisAscii(*position)) return 1;
+    auto const passed = static_cast<unsigned int>(position - source->getChars());
+    int const size = zmblen(source->getCodesetHandle(), position, source->getLength() - passed);
+    if (size < 0) zraise(ZQCSMBLenException(), sourceName, __LINE__);
+    return static_cast<unsigned int>(size);
+}
+
+void ZStringIterator::reset() { position = source->getChars(); }

@@ -1,0 +1,110 @@
+#include "Z/ZUTF8String.h"
+
+#include "Z/ZException.h"
+#include "Z/ZStringIterator.h"
+#include "Z/ZUTF8ConstString.h"
+#include "Z/utility/ascii.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZUTF8String";
+
+char lowerAscii(char byte) {
+    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
+}
+
+char upperAscii(char byte) {
+    return byte >= 'a' && byte <= 'z' ? static_cast<char>(byte - 'a' + 'A') : byte;
+}
+
+/// Maps leading ASCII in place; the place behind it.
+template <class Map>
+char* mapAscii(char* text, Map map) {
+    for (; *text != '\0' && zisAscii(*text); ++text)
+        *text = map(*text);
+    return text;
+}
+
+}  // namespace
+
+ZUTF8String::~ZUTF8String() = default;
+
+int ZUTF8String::compare(const ZObject& other) const {
+    if (const ZAbstractString* const foreign = foreignText(other)) {
+        ZUTF8String const converted(*foreign);
+        if (!converted.isEmpty() || foreign->isEmpty()) return compare(converted);
+    }
+    return ZAbstractString::compare(other);
+}
+
+ZUTF8String* ZUTF8String::clone() const { return new ZUTF8String(*this); }
+
+int ZUTF8String::compare(const char* other) const { return ZAbstractString::compare(other); }
+int ZUTF8String::compareignorecase(const char* other) const {
+    return ZAbstractString::compareignorecase(other);
+}
+int ZUTF8String::compare(const ZUTF8ConstString& other) const { return compare(other.getChars()); }
+int ZUTF8String::compareignorecase(const ZUTF8ConstString& other) const {
+    return compareignorecase(other.getChars());
+}
+
+ZCodesetHandle ZUTF8String::getCodesetHandle() const { return utf8Handle(); }
+
+ZUTF8String& ZUTF8String::lower() {
+    zstrlower(getCodesetHandle(), mapAscii(text(), lowerAscii));
+    return *this;
+}
+
+ZUTF8String& ZUTF8String::upper() {
+    zstrupper(getCodesetHandle(), mapAscii(text(), upperAscii));
+    return *this;
+}
+
+ZAbstractMutableString& ZUTF8String::replaceAll(const char* set, char to) {
+    if (set != nullptr && !std::all_of(set, set + strlen(set), zisAscii))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    return ZAbstractMutableString::replaceAll(set, to);
+}
+
+ZAbstractMutableString& ZUTF8String::replace(char from, char to) {
+    if (!zisAscii(from)) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    return ZAbstractMutableString::replace(from, to);
+}
+
+ZAbstractMutableString& ZUTF8String::replace(const char* from, const char* to) {
+    return ZAbstractMutableString::replace(from, to);
+}
+
+ZAbstractMutableString& ZUTF8String::replaceAll(const char* set, const char* to) {
+    ZUTF8String const characters(set);
+    ZUTF8String character;
+    ZStringIterator iterator(characters, character);
+    return replaceAllOf(iterator, to);
+}
+
+ZAbstractMutableString& ZUTF8String::replaceOther(const char* set, const char* to) {
+    replaceCharacters(Characters::notIn, set, to);
+    return *this;
+}
+
+ZUTF8String ZUTF8String::operator+(const char* text) const& { return ZUTF8String(*this) + text; }
+ZUTF8String ZUTF8String::operator+(const ZUTF8String& other) const& {
+    return ZUTF8String(*this) + other;
+}
+ZUTF8String ZUTF8String::operator+(const ZUTF8ConstString& other) const& {
+    return ZUTF8String(*this) + other;
+}
+ZUTF8String ZUTF8String::operator+(const ZUTF8ConstString& other) && {
+    return std::move(*this += other);
+}
+
+ZUTF8String ZUTF8String::subString(unsigned int start) const {
+    return subString(start, getLength());
+}
+
+ZUTF8String ZUTF8String::subString(unsigned int start, unsigned int count) const {
+    return start < getLength() ? ZUTF8String(getChars() + start, count) : ZUTF8String();
+}

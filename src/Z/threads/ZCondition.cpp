@@ -1,0 +1,175 @@
+#include "Z/ZCondition.h"
+
+#include <cerrno>
+#include <limits>
+
+#include "Z/ZException.h"
+#include "Z/exceptions/report.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZCondition";
+
+constexpr timespec noDeadline{0, 0};
+constexpr timespec firstDeadline{0, 1};
+constexpr timespec lastDeadline{std::numeric_limits<time_t>::max(), 0};
+
+bool isNoDeadline(timespec const& deadline) {
+    return deadline.tv_sec == noDeadline.tv_sec && deadline.tv_nsec == noDeadline.tv_nsec;
+}
+
+/// Never noDeadline: a time before the epoch has passed.
+timespec deadlineIn(long seconds) {
+    timespec deadline{};
+    if (__builtin_add_overflow(time(nullptr), seconds, &deadline.tv_sec))
+        return seconds < 0 ? firstDeadline : lastDeadline;
+    return deadline.tv_sec > 0 ? deadline : firstDeadline;
+}
+
+/// Kept: the failure is reported here and once more by whoever catches the exception, because the
+/// thread that meets a broken condition is often not the one whose catcher prints.
+[[noreturn]] void failed(int number, int rc, int line) {
+    zreportFailure(sourceName, line, number, rc);
+    zraise(ZConditionException(number, rc), sourceName, line);
+}
+
+}  // namespace
+
+/// The whole hold of a lock, from any depth, given up on paper for the time of a wait: the wait
+/// itself gives the mutex up and takes it back. The destructor restores owner and depth, also when
+/// the waiting thread is cancelled and unwinds.
+class ZLock::Suspension {
+  public:
+    explicit Suspension(ZLock& held) : lock(held), depth(held.count) { lock.hold(noOwner, 0); }
+    ~Suspension() { lock.hold(pthread_self(), depth); }
+    Suspension(const Suspension&) = delete;
+    Suspension& operator=(const Suspension&) = delete;
+
+  private:
+    ZLock& lock;
+    int const depth;
+};
+
+void ZCondition::CondDelete::operator()(pthread_cond_t* initialised) const noexcept {
+    if (int const rc = pthread_cond_destroy(initialised))
+        zreportFailure(sourceName, __LINE__, 8, rc);
+    ZObject::operator delete(initialised);
+}
+
+ZCondition::Cond ZCondition::createCond() {
+    struct Free {
+        void operator()(pthread_cond_t* block) const { ZObject::operator delete(block); }
+    };
+    std::unique_ptr<pthread_cond_t, Free> block(
+        static_cast<pthread_cond_t*>(ZObject::operator new(sizeof(pthread_cond_t))));
+    if (int const rc = pthread_cond_init(block.get(), nullptr))
+        zraise(ZConditionException(7, rc), sourceName, __LINE__);
+    return Cond(block.release());
+}
+
+ZCondition::ZCondition() : ZCondition(std::make_unique<ZLock>()) {}
+ZCondition::ZCondition(ZLock& l) : lock_(&l), ownsLock(0), cond(createCond()) {}
+ZCondition::ZCondition(std::unique_ptr<ZLock> own)
+    : lock_(own.get()), ownsLock(1), cond(createCond()) {
+    static_cast<void>(own.release());  // ours from here on
+}
+
+ZCondition::~ZCondition() {
+    cond.reset();
+    if (ownsLock != 0) delete lock_;
+}
+
+int ZCondition::wait() {
+    timespec deadline = noDeadline;
+    int timedOut = 0;
+    return wait(deadline, timedOut);
+}
+
+int ZCondition::wait(long seconds, int& timedOut) {
+    timespec deadline = deadlineIn(seconds);
+    return wait(deadline, timedOut);
+}
+
+/// One wait of the system; `deadline` null: without a limit.
+int ZCondition::waitOnce(timespec const* deadline) {
+    ZLock::Suspension const suspension(*lock_);
+    if (deadline == nullptr) return pthread_cond_wait(cond.get(), lock_->mutex.get());
+    return pthread_cond_timedwait(cond.get(), lock_->mutex.get(), deadline);
+}
+
+int ZCondition::wait(timespec& deadline, int& timedOut) {
+    validateLock();
+    timedOut = 0;
+    bool const limited = !isNoDeadline(deadline);
+    int const rc = waitOnce(limited ? &deadline : nullptr);
+    if (limited && rc == ETIMEDOUT) {
+        timedOut = 1;
+        waitTimedOut();
+    } else if (rc != 0) {
+        // Kept: number 9 also when a timed wait failed; administrators know this one number.
+        failed(9, rc, __LINE__);
+    }
+    return 0;
+}
+
+void ZCondition::signal() {
+    if (int const rc = pthread_cond_signal(cond.get())) failed(10, rc, __LINE__);
+}
+
+void ZCondition::broadcast() {
+    if (int const rc = pthread_cond_broadcast(cond.get())) failed(27, rc, __LINE__);
+}
+
+// The analysis takes the condition and its lock for two capabilities; they are one.
+void ZCondition::lock() ZNO_THREAD_SAFETY_ANALYSIS { lock_->lock(); }
+void ZCondition::unlock() ZNO_THREAD_SAFETY_ANALYSIS { lock_->unlock(); }
+
+ZLock* ZCondition::getResource() const { return lock_; }
+
+void ZCondition::waitTimedOut() {}
+
+void ZCondition::validateLock() {
+    // The depth is this thread's to read only when it is the owner.
+    if (!lock_->isHeldBy(pthread_self()) || lock_->count <= 0)
+        zraise(ZLockResourceException(5, 0), sourceName, __LINE__);
+}
+
+ZBooleanCondition::ZBooleanCondition() = default;
+ZBooleanCondition::ZBooleanCondition(ZLock& l) : ZCondition(l) {}
+ZBooleanCondition::~ZBooleanCondition() = default;
+
+// Both end in the looping form below, which is virtual.
+int ZBooleanCondition::wait() { return ZCondition::wait(); }
+int ZBooleanCondition::wait(long seconds, int& timedOut) {
+    return ZCondition::wait(seconds, timedOut);
+}
+
+int ZBooleanCondition::wait(timespec& deadline, int& timedOut) {
+    timedOut = 0;
+    int value = testCondition();
+    while (value == 0 && timedOut == 0) {
+        ZCondition::wait(deadline, timedOut);
+        value = testCondition();
+    }
+    return value;
+}
+
+// Kept: the predicate stays true after a time-out until initCondition(), so that whoever looks at
+// it alone, without timedOut, sees that the wait is over.
+void ZBooleanCondition::waitTimedOut() { setCondition(1); }
+
+void ZBooleanCondition::initCondition() {
+    validateLock();
+    condition = 0;
+}
+
+int ZBooleanCondition::testCondition() {
+    validateLock();
+    return condition;
+}
+
+int ZBooleanCondition::setCondition(int value) {
+    validateLock();
+    condition = value;
+    return 1;
+}

@@ -1,0 +1,125 @@
+#include "Z/ZLock.h"
+
+#include <cerrno>
+#include <ctime>
+
+#include "Z/ZException.h"
+#include "Z/exceptions/report.h"
+#include "Z/threads/deadline.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZLock";
+
+// The thread sanitizer of today's compilers does not know pthread_mutex_clocklock and would see a
+// race behind every timed lock; under it the wall clock has to serve.
+#if defined(__SANITIZE_THREAD__)
+#define ZFC_LOCK_BY_WALL_CLOCK 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define ZFC_LOCK_BY_WALL_CLOCK 1
+#endif
+#endif
+
+#if defined(ZFC_LOCK_BY_WALL_CLOCK)
+constexpr clockid_t lockClock = CLOCK_REALTIME;
+int lockUntil(pthread_mutex_t* mutex, timespec const& deadline) {
+    return pthread_mutex_timedlock(mutex, &deadline);
+}
+#else
+constexpr clockid_t lockClock = CLOCK_MONOTONIC;
+int lockUntil(pthread_mutex_t* mutex, timespec const& deadline) {
+    return pthread_mutex_clocklock(mutex, lockClock, &deadline);
+}
+#endif
+
+}  // namespace
+
+ZLockInterface::~ZLockInterface() = default;
+
+void ZLock::MutexDelete::operator()(pthread_mutex_t* initialised) const noexcept {
+    if (int const rc = pthread_mutex_destroy(initialised))
+        zreportFailure(sourceName, __LINE__, 4, rc);
+    ZObject::operator delete(initialised);
+}
+
+void ZLock::OwnerDelete::operator()(std::atomic<pthread_t>* word) const noexcept {
+    ZObject::operator delete(word);
+}
+
+ZLock::Mutex ZLock::createMutex() {
+    struct Free {
+        void operator()(pthread_mutex_t* block) const { ZObject::operator delete(block); }
+    };
+    std::unique_ptr<pthread_mutex_t, Free> block(
+        static_cast<pthread_mutex_t*>(ZObject::operator new(sizeof(pthread_mutex_t))));
+    if (int const rc = pthread_mutex_init(block.get(), nullptr))
+        zraise(ZCreateResourceException(3, rc), sourceName, __LINE__);
+    return Mutex(block.release());
+}
+
+ZLock::Owner ZLock::createOwner() {
+    void* const block = ZObject::operator new(sizeof(std::atomic<pthread_t>));
+    return Owner(::new (block) std::atomic<pthread_t>(noOwner));
+}
+
+ZLock::ZLock() : mutex(createMutex()), owner(createOwner()) {}
+ZLock::ZLock(const ZLock&) : ZLock() {}
+ZLock& ZLock::operator=(const ZLock&) { return *this; }
+ZLock::~ZLock() = default;
+
+void ZLock::deepen() {
+    if (count == maximumDepth) zraise(ZLockResourceException(5, EAGAIN), sourceName, __LINE__);
+    ++count;
+}
+
+/// The part of lock() that is more than counting.
+void ZLock::acquire(pthread_t self) {
+    if (isHeldBy(self)) return deepen();
+    if (int const rc = pthread_mutex_lock(mutex.get()))
+        zraise(ZLockResourceException(5, rc), sourceName, __LINE__);
+    hold(self, 1);
+}
+
+/// The part of unlock() that is more than counting.
+void ZLock::release(pthread_t self) {
+    if (!isHeldBy(self) || count <= 0) zraise(ZUnlockResourceException(6, 0), sourceName, __LINE__);
+    hold(noOwner, 0);
+    if (int const rc = pthread_mutex_unlock(mutex.get())) {
+        hold(self, 1);
+        zraise(ZUnlockResourceException(6, rc), sourceName, __LINE__);
+    }
+}
+
+bool ZLock::tookIt(int rc, int refusal, pthread_t self) {
+    if (rc == refusal) return false;
+    if (rc != 0) zraise(ZLockResourceException(5, rc), sourceName, __LINE__);
+    hold(self, 1);
+    return true;
+}
+
+// As in the header: the analysis does not know that a capability may be held at several depths.
+
+bool ZLock::try_lock() ZNO_THREAD_SAFETY_ANALYSIS {
+    pthread_t const self = pthread_self();
+    if (!isHeldBy(self)) return tookIt(pthread_mutex_trylock(mutex.get()), EBUSY, self);
+    deepen();
+    return true;
+}
+
+bool ZLock::lockFor(long milliseconds) ZNO_THREAD_SAFETY_ANALYSIS {
+    if (try_lock()) return true;
+    if (milliseconds <= 0) return false;
+    return tookIt(lockUntil(mutex.get(), zdeadlineIn(lockClock, milliseconds)), ETIMEDOUT,
+                  pthread_self());
+}
+
+ZResourceLock::~ZResourceLock() {
+    try {
+        resource.unlock();
+    } catch (ZException& exception) {
+        zreportException(exception);
+    } catch (...) {
+        zreportUnknownException(sourceName, __LINE__);
+    }
+}

@@ -1,0 +1,352 @@
+// Thread pools.
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+
+#include "Z/ZException.h"
+#include "Z/ZList.h"
+#include "Z/ZThread.h"
+#include "Z/exceptions/guarded.h"
+#include "Z/exceptions/report.h"
+#include "Z/threads/deadline.h"
+#include "Z/threads/thread_word.h"
+#include "Z/utility/cancellation_off.h"
+
+namespace {
+
+constexpr char sourceName[] = "src/Z/ZThread";
+
+constexpr int borrowed = 0;  // members of containers
+constexpr unsigned int usualIdle = 10;
+// A pool may be bounded by a number that nobody reaches; its map need not be made for that many.
+constexpr unsigned int largestMap = 4096;
+
+// Every change is signalled. Should the system refuse a signal, whoever waits still looks again.
+constexpr long longestWait = 200;  // milliseconds
+constexpr int someTries = 20;      // a millisecond each
+
+struct FreeBlock {
+    void operator()(void* block) const { ZObject::operator delete(block); }
+};
+
+/// Storage for a `T` that is not initialised.
+template <class T>
+std::unique_ptr<T, FreeBlock> allocate() {
+    return std::unique_ptr<T, FreeBlock>(static_cast<T*>(ZObject::operator new(sizeof(T))));
+}
+
+}  // namespace
+
+/// Holds a pool's mutex.
+class ZThreadPool::Lock {
+  public:
+    enum class Patience { none, some };
+
+    /// When the mutex cannot be locked: without patience, throws; with some, goes on without it
+    /// after a while, because a number would stay wrong for ever.
+    explicit Lock(ZThreadPool& locked, Patience shown = Patience::none)
+        : pool(locked), patience(shown) {
+        take();
+    }
+    ~Lock() {
+        if (!held) return;
+        if (int const rc = release()) zreportFailure(sourceName, __LINE__, 6, rc);
+    }
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+    /// What the system answered when patience was needed, else 0.
+    [[nodiscard]] int failure() const { return firstRc; }
+    [[nodiscard]] bool isHeld() const { return held; }
+
+    /// Throws when the mutex cannot be unlocked.
+    void unlock() {
+        if (int const rc = release()) zraise(ZThreadException(6, rc), sourceName, __LINE__);
+    }
+
+    /// Waits once. The wait may end without a reason. Throws, without patience, when the mutex
+    /// cannot be locked again.
+    void wait() {
+        timespec const deadline = zdeadlineIn(CLOCK_REALTIME, longestWait);
+        int const rc = pthread_cond_timedwait(pool.cond.get(), pool.mutex.get(), &deadline);
+        if (rc == 0 || rc == ETIMEDOUT) return;
+        zreportFailure(sourceName, __LINE__, 9, rc);
+        letOthersIn();
+    }
+
+  private:
+    static void pause() {
+        ZCancellationOff const inDestructors;  // nanosleep() is a cancellation point
+        timespec const time{0, 1000000};
+        nanosleep(&time, nullptr);
+    }
+
+    void take() {
+        for (int tries = 1; int const rc = pthread_mutex_lock(pool.mutex.get()); ++tries) {
+            if (patience == Patience::none) zraise(ZThreadException(5, rc), sourceName, __LINE__);
+            if (firstRc == 0) firstRc = rc;
+            if (tries == someTries) return;
+            pause();
+        }
+        held = true;
+    }
+
+    /// A wait that does not wait would shut out those whose change it waits for.
+    void letOthersIn() {
+        if (int const rc = release()) zreportFailure(sourceName, __LINE__, 6, rc);
+        pause();
+        take();
+    }
+
+    /// A refused unlock is tried once more: nobody else could ever free the mutex.
+    int release() noexcept {
+        held = false;
+        int const rc = pthread_mutex_unlock(pool.mutex.get());
+        if (rc != 0) pthread_mutex_unlock(pool.mutex.get());
+        return rc;
+    }
+
+    ZThreadPool& pool;
+    Patience const patience;
+    int firstRc = 0;
+    bool held = false;  // whether the destructor unlocks
+};
+
+class ZThreadPool::KeepNone {
+  public:
+    explicit KeepNone(ZThreadPool& emptied) : pool(emptied) {
+        Lock const lock(pool);
+        saved = pool.maxIdle.exchange(0);
+    }
+    ~KeepNone() {
+        if (saved == 0) return;  // somebody else waits too, and will put it back
+        Lock const lock(pool, Lock::Patience::some);
+        pool.maxIdle = saved;
+    }
+    KeepNone(const KeepNone&) = delete;
+    KeepNone& operator=(const KeepNone&) = delete;
+
+  private:
+    ZThreadPool& pool;
+    unsigned int saved = 0;
+};
+
+void ZThreadPool::MutexDelete::operator()(pthread_mutex_t* initialised) const noexcept {
+    if (int const rc = pthread_mutex_destroy(initialised))
+        zreportFailure(sourceName, __LINE__, 4, rc);
+    ZObject::operator delete(initialised);
+}
+
+void ZThreadPool::CondDelete::operator()(pthread_cond_t* initialised) const noexcept {
+    if (int const rc = pthread_cond_destroy(initialised))
+        zreportFailure(sourceName, __LINE__, 8, rc);
+    ZObject::operator delete(initialised);
+}
+
+ZThreadPool::Mutex ZThreadPool::createMutex() {
+    auto block = allocate<pthread_mutex_t>();
+    if (int const rc = pthread_mutex_init(block.get(), nullptr))
+        zraise(ZThreadException(3, rc), sourceName, __LINE__);
+    return Mutex(block.release());
+}
+
+ZThreadPool::Cond ZThreadPool::createCond() {
+    auto block = allocate<pthread_cond_t>();
+    if (int const rc = pthread_cond_init(block.get(), nullptr))
+        zraise(ZThreadException(7, rc), sourceName, __LINE__);
+    return Cond(block.release());
+}
+
+ZThreadPool::ZThreadPool(unsigned int a, unsigned int b)
+    : idleThreads(std::min(std::max(a, b), largestMap), borrowed),
+      activeCount(0),
+      mutex(createMutex()),
+      cond(createCond()),
+      maxThreads(std::max(a, b)),
+      maxIdle(std::min(a, b)),
+      idleCount(0) {}
+
+ZThreadPool::~ZThreadPool() = default;
+
+ZThread* ZThreadPool::createThread() { return nullptr; }
+
+// Kept: a start that fails is reported and not thrown, so that whoever feeds a pool from a queue
+// goes on with the next thread.
+void ZThreadPool::start(ZThread& t) {
+    struct Enrolment {
+        ~Enrolment() {
+            if (!isKept) pool.strike(thread);
+        }
+        ZThreadPool& pool;
+        ZThread& thread;
+        bool isKept;
+    };
+    enrol(t);
+    Enrolment enrolment{*this, t, false};
+    // The mutex is not held: a sleeper's start waits for its thread, and other threads' work may
+    // need the pool meanwhile.
+    enrolment.isKept = zreturned(sourceName, __LINE__, [&t] { t.start(); });
+}
+
+/// Counts the thread, and lets it know its pool, before it can run.
+void ZThreadPool::enrol(ZThread& t) {
+    if (maxThreads == 0) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    Lock lock(*this);
+    while (static_cast<unsigned int>(activeCount) >= maxThreads)
+        lock.wait();
+    dropIdle(t);  // left behind by an earlier end
+    t.threadId->lost = false;
+    ++activeCount;
+    t.pool = this;
+    try {
+        lock.unlock();
+    } catch (ZException&) {
+        strike(t);
+        throw;
+    }
+}
+
+/// Undoes enrol(), unless the thread ran all the same and has told its end itself.
+void ZThreadPool::strike(ZThread& t) noexcept {
+    Lock const lock(*this, Lock::Patience::some);
+    if (t.pool.exchange(nullptr) == nullptr) return;
+    if (lock.isHeld()) dropIdle(t);
+    --activeCount;
+    if (int const rc = pthread_cond_broadcast(cond.get()))
+        zreportFailure(sourceName, __LINE__, 10, rc);
+}
+
+/// Any of the idle workers that nobody is telling to exit, under the mutex; null when there is
+/// none.
+ZThread* ZThreadPool::findIdle() {
+    if (idleCount == 0) return nullptr;
+    ZArrayList idle(usualIdle, borrowed);
+    idleThreads.list(idle);
+    for (unsigned int i = 0; i < idle.size(); ++i) {
+        auto* const thread = static_cast<ZThread*>(idle.get(i));
+        if (!thread->threadId->told && !thread->threadId->lost) return thread;
+    }
+    return nullptr;
+}
+
+/// Under the mutex. The map finds a thread by its id, which a thread that has ended may share with
+/// one that runs.
+bool ZThreadPool::isIdle(ZThread const& t) const { return idleThreads.getEntry(&t) == &t; }
+
+/// Under the mutex. Does nothing for a thread that is not idle.
+void ZThreadPool::dropIdle(ZThread& t) {
+    if (!isIdle(t)) return;
+    idleThreads.removeEntry(&t);
+    --idleCount;
+    t.threadId->told = false;
+}
+
+void ZThreadPool::getAvailableIdleThread(ZThread*& t) {
+    t = nullptr;
+    if (maxIdle != 0) {
+        Lock lock(*this);
+        t = findIdle();
+        if (t != nullptr) dropIdle(*t);
+        lock.unlock();
+    }
+    if (t == nullptr) t = createThread();
+}
+
+void ZThreadPool::threadDoneNotification(ZThread& t, int& keep) {
+    keep = 0;
+    Lock lock(*this);
+    // A worker with an interval may be idle already when it has done more work.
+    bool stays = isIdle(t);
+    if (!stays && static_cast<unsigned int>(idleCount) < maxIdle) {
+        idleThreads.putEntry(&t);
+        ++idleCount;
+        stays = true;
+    }
+    lock.unlock();
+    keep = stays ? 1 : 0;
+}
+
+void ZThreadPool::threadDeathNotification(ZThread& t) {
+    Lock lock(*this, Lock::Patience::some);
+    if (lock.isHeld()) {
+        dropIdle(t);
+    } else {
+        t.threadId->lost = true;  // if it is idle, it stays in the map, but nobody looks at it
+    }
+    while (lock.isHeld() && t.threadId->pinned)
+        lock.wait();
+    --activeCount;
+    // All: those who wait for a place and those who wait for the end wait here alike, and a signal
+    // that reached the wrong one would be lost. Under the mutex: once it is free, the pool may be
+    // gone.
+    int const signalRc = pthread_cond_broadcast(cond.get());
+    if (int const rc = lock.failure()) zraise(ZThreadException(5, rc), sourceName, __LINE__);
+    if (signalRc != 0) zraise(ZThreadException(10, signalRc), sourceName, __LINE__);
+    lock.unlock();
+}
+
+/// An idle worker that has to be told to exit. It is offered to nobody meanwhile, and, if it
+/// deletes itself, does not end before it is unpinned.
+ZThread* ZThreadPool::nextToTell() {
+    Lock const lock(*this);
+    ZThread* const thread = findIdle();
+    if (thread == nullptr) return nullptr;
+    thread->threadId->told = true;
+    thread->threadId->pinned = thread->deletesItself();
+    return thread;
+}
+
+/// After a failure to tell `t`: whether it is, or could be, still idle.
+bool ZThreadPool::isStillIdle(ZThread& t) {
+    Lock const lock(*this, Lock::Patience::some);
+    bool const idle = lock.isHeld() ? isIdle(t) : !t.threadId->lost;
+    if (!idle) return false;
+    t.threadId->told = false;
+    pthread_cond_broadcast(cond.get());  // others who wait for the end may tell it
+    return true;
+}
+
+void ZThreadPool::unpin(ZThread& t) {
+    Lock const lock(*this, Lock::Patience::some);
+    t.threadId->pinned = false;
+    pthread_cond_broadcast(cond.get());
+}
+
+/// Without the mutex: telling waits for a worker's work, and the worker for the mutex.
+void ZThreadPool::tell(ZThread& t) {
+    struct Unpin {
+        ~Unpin() {
+            if (isPinned) pool.unpin(thread);
+        }
+        ZThreadPool& pool;
+        ZThread& thread;
+        bool const isPinned;
+    };
+    // Once it is told, a worker that is not pinned may be its owner's to delete.
+    Unpin const unpin{*this, t, t.deletesItself()};
+    try {
+        t.waitForExit();
+    } catch (...) {
+        if (isStillIdle(t)) throw;  // waiting for its end would be for ever
+        (void)zreturned(sourceName, __LINE__, [] { throw; });
+    }
+}
+
+/// Waits for a change unless no thread runs; whether none runs.
+bool ZThreadPool::awaitEnds() {
+    Lock lock(*this);
+    if (activeCount != 0) lock.wait();
+    bool const allEnded = activeCount == 0;
+    lock.unlock();
+    return allEnded;
+}
+
+void ZThreadPool::waitForExit() {
+    KeepNone const none(*this);
+    // Looked for again after each change: somebody else who waited for the end, and could not tell
+    // a worker, has made workers idle again by giving up.
+    do {
+        while (ZThread* const thread = nextToTell())
+            tell(*thread);
+    } while (!awaitEnds());
+}

@@ -1,0 +1,290 @@
+#include "Z/utility/format/records.h"
+
+#include "qcs/qcs.h"
+
+#include <climits>
+#include <cstdint>
+
+namespace zformat {
+namespace {
+
+/// The value of a "*" argument; false when it is no int, or INT_MIN, which has no other sign.
+bool starValue(ZFormatArg const& arg, int& value) {
+    long long wide = arg.value.integer;
+    // An int is fetched as unsigned when nothing but a width or a precision uses it.
+    if (arg.type == unsignedInt)
+        wide = static_cast<int>(wide);
+    else if (wide < 0 && !rowOf(arg.type).isSigned)
+        return false;
+    if (wide > INT_MAX || wide <= INT_MIN) return false;
+    value = static_cast<int>(wide);
+    return true;
+}
+
+bool resolveWidth(ZFormatSpec const& spec, ZFormatArg const* args, Field& field) {
+    if (!field.has(widthStar)) return true;
+    if (!starValue(args[spec.width], field.width)) return false;
+    if (field.width >= 0) return true;
+    field.width = -field.width;
+    field.flags = (field.flags | leftJustified) & ~zeroFilled;
+    return true;
+}
+
+bool resolvePrecision(ZFormatSpec const& spec, ZFormatArg const* args, Field& field) {
+    if (!field.has(precisionStar)) return true;
+    if (!starValue(args[spec.precision], field.precision)) return false;
+    if (field.precision < 0)
+        field.precision = noPrecision;
+    else if (spec.argType != address)
+        field.flags &= ~zeroFilled;
+    return true;
+}
+
+/// False when a width or precision is out of range.
+bool resolve(ZFormatSpec const& spec, ZFormatArg const* args, Field& field) {
+    bool const isGiven = (spec.flags & precisionDigits) != 0;
+    field = {spec.width, isGiven ? spec.precision : noPrecision, spec.flags};
+    return resolveWidth(spec, args, field) && resolvePrecision(spec, args, field);
+}
+
+/// "00" to "99", one behind the other: halves the divisions.
+constexpr std::array<char, 200> makePairs() {
+    std::array<char, 200> pairs{};
+    for (std::size_t i = 0; i < 100; ++i) {
+        pairs[2 * i] = static_cast<char>('0' + i / 10);
+        pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
+    }
+    return pairs;
+}
+constexpr auto digitPairs = makePairs();
+
+/// The digits of a number, built from the last one backwards.
+class Digits {
+  public:
+    void decimal(unsigned long long value) {
+        for (; value >= 100; value /= 100)
+            addPair(static_cast<std::size_t>(value % 100));
+        if (value >= 10)
+            addPair(static_cast<std::size_t>(value));
+        else
+            add(static_cast<char>('0' + value));
+    }
+
+    void powerOfTwo(unsigned long long value, int bits, char const* letters) {
+        unsigned const mask = (1U << bits) - 1;
+        do {
+            add(letters[value & mask]);
+            value >>= bits;
+        } while (value != 0);
+    }
+
+    [[nodiscard]] char const* data() const { return first; }
+    [[nodiscard]] std::size_t count() const {
+        return static_cast<std::size_t>(text + sizeof(text) - first);
+    }
+
+  private:
+    void add(char c) { *--first = c; }
+    void addPair(std::size_t number) {
+        first -= 2;
+        std::memcpy(first, &digitPairs[std::size_t{number} * 2], 2);
+    }
+
+    char text[24];  // 64 bits have 22 octal digits
+    char* first = text + sizeof(text);
+};
+
+/// What stands before the digits: a sign or the mark of the base.
+struct Prefix {
+    char const* text;
+    std::size_t length;
+};
+constexpr Prefix noPrefix{"", 0};
+
+Prefix signOf(bool isNegative, Field const& field) {
+    if (isNegative) return {"-", 1};
+    if (field.has(plusSign)) return {"+", 1};
+    return field.has(blankSign) ? Prefix{" ", 1} : noPrefix;
+}
+
+Prefix baseOf(unsigned long long value, Field const& field) {
+    if (value == 0 || !field.has(alternate)) return noPrefix;
+    if (field.has(hexadecimalUp)) return {"0X", 2};
+    return field.has(hexadecimal) ? Prefix{"0x", 2} : noPrefix;
+}
+
+void convert(Digits& digits, unsigned long long value, Field const& field) {
+    if (field.has(hexadecimalUp)) return digits.powerOfTwo(value, 4, "0123456789ABCDEF");
+    if (field.has(hexadecimal)) return digits.powerOfTwo(value, 4, "0123456789abcdef");
+    if (field.has(octal)) return digits.powerOfTwo(value, 3, "01234567");
+    digits.decimal(value);
+}
+
+/// Zeros before the digits that precision and "#" ask for.
+std::size_t leadingZeros(unsigned long long value, Field const& field, std::size_t count) {
+    auto const wanted = static_cast<std::size_t>(field.precision);
+    std::size_t const zeros = wanted > count ? wanted - count : 0;
+    // Kept: one more even when the precision has put a 0 there, which ISO C leaves.
+    return field.has(octal) && field.has(alternate) && value != 0 ? zeros + 1 : zeros;
+}
+
+/// Writes [blanks][prefix][zeros][digits][blanks]. The precision is set.
+void writeNumber(Sink& sink, Field const& field, Prefix prefix, unsigned long long value) {
+    Digits digits;
+    // Kept: no digits for 0 at precision 0, even with "#o", where ISO C writes "0".
+    if (value != 0 || field.precision != 0) convert(digits, value, field);
+    if (field.width == 0 && field.precision <= 1 && !field.has(alternate)) {  // the common case
+        sink.write(prefix.text, prefix.length);
+        return sink.write(digits.data(), digits.count());
+    }
+    std::size_t zeros = leadingZeros(value, field, digits.count());
+    std::size_t const padding = field.padding(prefix.length + zeros + digits.count());
+    bool const isLeft = field.has(leftJustified);
+    bool const fillsZeros = field.has(zeroFilled) && !isLeft;
+    if (fillsZeros) zeros += padding;
+    if (!isLeft && !fillsZeros) sink.fill(' ', padding);
+    sink.write(prefix.text, prefix.length);
+    sink.fill('0', zeros);
+    sink.write(digits.data(), digits.count());
+    if (isLeft) sink.fill(' ', padding);
+}
+
+void renderInteger(Sink& sink, int type, Field field, ZFormatArg const& arg) {
+    if (field.precision == noPrecision) field.precision = 1;
+    long long const value = narrowed(type, arg.value.integer);
+    auto const bits = static_cast<unsigned long long>(value);
+    if (!rowOf(type).isSigned) return writeNumber(sink, field, baseOf(bits, field), bits);
+    // Negated as unsigned, so that the least value has its magnitude.
+    writeNumber(sink, field, signOf(value < 0, field), value < 0 ? 0 - bits : bits);
+}
+
+void renderAddress(Sink& sink, Field field, ZFormatArg const& arg) {
+    // Kept: an address has precision 0 when none is given, so that a null pointer has no digits.
+    if (field.precision == noPrecision) field.precision = 0;
+    unsigned long long const value = reinterpret_cast<std::uintptr_t>(arg.value.pointer);
+    writeNumber(sink, field, baseOf(value, field), value);
+}
+
+/// Blanks on the side where they belong, around `count` bytes that `write` writes.
+template <class Write>
+void writePadded(Sink& sink, Field const& field, std::size_t count, Write write) {
+    std::size_t const padding = field.padding(count);
+    bool const isLeft = field.has(leftJustified);
+    if (!isLeft) sink.fill(' ', padding);
+    write();
+    if (isLeft) sink.fill(' ', padding);
+}
+
+void writeBytes(Sink& sink, Field const& field, char const* bytes, std::size_t count) {
+    writePadded(sink, field, count, [&] { sink.write(bytes, count); });
+}
+
+void renderText(Sink& sink, Field const& field, ZFormatArg const& arg) {
+    auto const* bytes = static_cast<char const*>(arg.value.pointer);
+    if (bytes == nullptr) bytes = "";
+    writeBytes(sink, field, bytes,
+               field.precision == noPrecision
+                   ? std::strlen(bytes)
+                   : strnlen(bytes, static_cast<std::size_t>(field.precision)));
+}
+
+void renderByte(Sink& sink, Field const& field, char byte) { writeBytes(sink, field, &byte, 1); }
+
+/// One wide character in a codeset.
+struct Character {
+    char bytes[8];
+    std::size_t count;
+};
+
+/// False when the codeset lacks it.
+bool encode(ZCodesetHandle codeset, ZWideChar wide, Character& to) {
+    int const length = qcs_wctomb(codeset, to.bytes, wide);
+    to.count = static_cast<std::size_t>(length);
+    return length >= 0 && to.count <= sizeof(to.bytes);
+}
+
+/// Gives `each` the characters of wide text, as many whole ones as have at most `limit` bytes, and
+/// reads nothing behind them. False when the codeset lacks one.
+template <class Each>
+bool forEachCharacter(ZCodesetHandle codeset, ZWideChar const* wide, std::size_t limit, Each each) {
+    Character character;
+    for (; limit > 0 && *wide != 0; ++wide) {
+        if (!encode(codeset, *wide, character)) return false;
+        if (character.count > limit) return true;
+        each(character);
+        limit -= character.count;
+    }
+    return true;
+}
+
+bool writeWide(Sink& sink, ZCodesetHandle codeset, Field const& field, ZWideChar const* wide) {
+    std::size_t const limit =
+        field.precision == noPrecision ? SIZE_MAX : static_cast<std::size_t>(field.precision);
+    std::size_t total = 0;
+    if (!forEachCharacter(codeset, wide, limit, [&](Character const& c) { total += c.count; }))
+        return false;
+    bool isWritten = false;
+    writePadded(sink, field, total, [&] {
+        isWritten = forEachCharacter(
+            codeset, wide, limit, [&](Character const& c) { sink.writeWhole(c.bytes, c.count); });
+    });
+    return isWritten;
+}
+
+bool renderWideText(Sink& sink, ZCodesetHandle codeset, Field const& field, ZFormatArg const& arg) {
+    static constexpr ZWideChar empty = 0;
+    auto const* const wide = static_cast<ZWideChar const*>(arg.value.pointer);
+    return writeWide(sink, codeset, field, wide == nullptr ? &empty : wide);
+}
+
+bool renderWideChar(Sink& sink, ZCodesetHandle codeset, Field const& field, ZFormatArg const& arg) {
+    Character c;
+    if (!encode(codeset, static_cast<ZWideChar>(arg.value.integer), c)) return false;
+    writePadded(sink, field, c.count, [&] { sink.writeWhole(c.bytes, c.count); });
+    return true;
+}
+
+bool renderSpec(Sink& sink, ZFormatContext const& ctx, ZFormatSpec const& spec) {
+    Field field{};
+    if (!resolve(spec, ctx.args, field)) return false;
+    ZFormatArg const& arg = ctx.args[spec.argPos];
+    switch (spec.argType) {
+        case byteChar:
+            renderByte(sink, field, static_cast<char>(arg.value.integer));
+            return true;
+        case percent:
+            renderByte(sink, field, '%');
+            return true;
+        case wideChar:
+            return renderWideChar(sink, ctx.codeset, field, arg);
+        case text:
+            renderText(sink, field, arg);
+            return true;
+        case wideText:
+            return renderWideText(sink, ctx.codeset, field, arg);
+        case address:
+            renderAddress(sink, field, arg);
+            return true;
+        default:
+            break;
+    }
+    if (spec.argType >= doubleE) return renderFloating(sink, spec.argType, field, arg);
+    renderInteger(sink, spec.argType, field, arg);
+    return true;
+}
+
+}  // namespace
+
+bool render(ZFormatContext const& ctx, Sink& sink) {
+    char const* literal = ctx.format;
+    for (int i = 0; i < ctx.specCount; ++i) {
+        ZFormatSpec const& spec = ctx.specs[i];
+        sink.write(literal, static_cast<std::size_t>(spec.start - literal));
+        if (!renderSpec(sink, ctx, spec)) return false;
+        literal = spec.end;
+    }
+    sink.write(literal, std::strlen(literal));
+    return true;
+}
+
+}  // namespace zformat

@@ -33,9 +33,9 @@ class Directory {
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);
     }
-    Directory(const Directory&) = delete;
-    Directory& operator=(const Directory&) = delete;
-    [[nodiscard]] const std::string& path() const { return path_; }
+    Directory(Directory const&) = delete;
+    Directory& operator=(Directory const&) = delete;
+    [[nodiscard]] std::string const& path() const { return path_; }
 
   private:
     std::string path_;
@@ -43,7 +43,7 @@ class Directory {
 
 // --------------------------------------------------------------------------------- the contenders
 
-int openIn(const std::string& directory) {
+int openIn(std::string const& directory) {
     return open((directory + "/bare").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
 }
 
@@ -57,7 +57,7 @@ void request(int fd, short type) {
 /// The least that does what the library's cycle does: open, lock, close.
 class BareOpenLockClose {
   public:
-    explicit BareOpenLockClose(const std::string& directory) : directory_(directory) {}
+    explicit BareOpenLockClose(std::string const& directory) : directory_(directory) {}
     void lock() {
         fd = openIn(directory_);
         request(fd, F_WRLCK);
@@ -72,10 +72,10 @@ class BareOpenLockClose {
 /// The floor for those that keep their file open.
 class BareKeptOpen {
   public:
-    explicit BareKeptOpen(const std::string& directory) : fd(openIn(directory)) {}
+    explicit BareKeptOpen(std::string const& directory) : fd(openIn(directory)) {}
     ~BareKeptOpen() { close(fd); }
-    BareKeptOpen(const BareKeptOpen&) = delete;
-    BareKeptOpen& operator=(const BareKeptOpen&) = delete;
+    BareKeptOpen(BareKeptOpen const&) = delete;
+    BareKeptOpen& operator=(BareKeptOpen const&) = delete;
     void lock() const { request(fd, F_WRLCK); }
     void unlock() const { request(fd, F_UNLCK); }
 
@@ -86,13 +86,13 @@ class BareKeptOpen {
 #if defined(ZFC_BENCH_INTERPROCESS)
 class BoostFileLock {
   public:
-    explicit BoostFileLock(const std::string& directory) : held(madeIn(directory).c_str()) {}
+    explicit BoostFileLock(std::string const& directory) : held(madeIn(directory).c_str()) {}
     void lock() { held.lock(); }
     void unlock() { held.unlock(); }
 
   private:
     /// The lock wants a file that is there.
-    static std::string madeIn(const std::string& directory) {
+    static std::string madeIn(std::string const& directory) {
         close(openIn(directory));
         return directory + "/bare";
     }
@@ -103,7 +103,7 @@ class BoostFileLock {
 
 class Library {
   public:
-    explicit Library(const std::string& directory) : held("bench", directory.c_str()) {}
+    explicit Library(std::string const& directory) : held("bench", directory.c_str()) {}
 
   protected:
     ZUnixProcessReadWriteFileLock held;
@@ -134,7 +134,7 @@ struct LibraryWriteUnchanged : Library {
 template <class Lock>
 class Rival {
   public:
-    explicit Rival(const std::string& directory) {
+    explicit Rival(std::string const& directory) {
         int ends[2];
         if (pipe(ends) != 0) abort();
         child = fork();
@@ -148,11 +148,11 @@ class Rival {
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
     }
-    Rival(const Rival&) = delete;
-    Rival& operator=(const Rival&) = delete;
+    Rival(Rival const&) = delete;
+    Rival& operator=(Rival const&) = delete;
 
   private:
-    [[noreturn]] static void compete(const std::string& directory, int ready) {
+    [[noreturn]] static void compete(std::string const& directory, int ready) {
         Lock lock(directory);
         for (bool told = false;;) {
             lock.lock();
@@ -165,7 +165,7 @@ class Rival {
 };
 
 template <class Lock>
-void measure(benchmark::State& state, const std::string& directory) {
+void measure(benchmark::State& state, std::string const& directory) {
     Lock lock(directory);
     for (auto _ : state) {
         lock.lock();

@@ -54,8 +54,8 @@ class Sample {
         }
         std::shuffle(places.begin(), places.end(), std::mt19937(1));
     }
-    Sample(const Sample&) = delete;
-    Sample& operator=(const Sample&) = delete;
+    Sample(Sample const&) = delete;
+    Sample& operator=(Sample const&) = delete;
     ~Sample() {
         std::remove(path.c_str());
         std::remove(javaPath.c_str());
@@ -126,8 +126,8 @@ class Peer {
             FALSE)
             std::abort();
     }
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
+    Peer(Peer const&) = delete;
+    Peer& operator=(Peer const&) = delete;
     ~Peer() { g_key_file_free(file); }
     std::size_t read(Place const& place) {
         char* const value =

@@ -17,7 +17,7 @@ using benchmark::State;
 
 /// Text of that many bytes, words of a line's length with a comma behind each.
 std::string textOf(std::int64_t bytes) {
-    static const char word[] = "connection-timeout,";
+    static char const word[] = "connection-timeout,";
     std::string text;
     while (text.size() < static_cast<std::size_t>(bytes))
         text += word;
@@ -31,7 +31,7 @@ void lengths(benchmark::internal::Benchmark* run) { run->Arg(12)->Arg(60)->Arg(1
 template <class String>
 void construct(State& state) {
     std::string const text = textOf(state.range(0));
-    const char* source = text.c_str();
+    char const* source = text.c_str();
     for (auto _ : state) {
         DoNotOptimize(source);
         String string(source);

@@ -9,7 +9,7 @@
 
 namespace {
 
-void showAndRaisePort(const char* file) {
+void showAndRaisePort(char const* file) {
     ZStanzaFileProperties settings(file, 1);  // 1: comments and blank lines are kept
 
     ZLCString host;

@@ -19,7 +19,7 @@ namespace {
 /// A number in a file, and this process's copy of it.
 class Counter : public ZObserverInterface {
   public:
-    explicit Counter(const std::string& directory)
+    explicit Counter(std::string const& directory)
         : file(directory + "/counter"), lock("counter", directory.c_str()) {
         lock.addObserver(this);
         lock.readLock();  // the first lock tells nobody: everything is new
@@ -27,8 +27,8 @@ class Counter : public ZObserverInterface {
         load();
     }
     ~Counter() { lock.deleteObserver(this); }
-    Counter(const Counter&) = delete;
-    Counter& operator=(const Counter&) = delete;
+    Counter(Counter const&) = delete;
+    Counter& operator=(Counter const&) = delete;
 
     long value() {
         lock.readLock();  // calls update() first when another process wrote
@@ -86,7 +86,7 @@ void awaitSuccess(pid_t child) {
         throw std::runtime_error("the other process failed");
 }
 
-void countTogether(const std::string& directory) {
+void countTogether(std::string const& directory) {
     Counter counter(directory);
     std::cout << "at first: " << counter.value() << "\n";
 

@@ -3,7 +3,7 @@
 #define Z_ZABSTRACTCONSTSTRING_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZAbstractString.h"
 #include "Z/zexport.h"
 
@@ -13,37 +13,37 @@ class ZFC_API ZAbstractConstString : public ZAbstractString {
   public:
     // in slot order: do not sort
     ~ZAbstractConstString() override;
-    [[nodiscard]] const char* getChars() const override;
+    [[nodiscard]] char const* getChars() const override;
     /// Shows the text of `other` from now on when it is in the same codeset. With any other string
     /// this does nothing at all: a view never converts.
-    void setChars(const ZAbstractString& other) override;
+    void setChars(ZAbstractString const& other) override;
     /// Measured once, when first asked for. A text that 32 bits cannot measure raises
     /// ZOutOfMemoryException (message 1).
     [[nodiscard]] unsigned int getLength() const override;
 
     /// Shows `text` from now on; null shows the empty text.
-    ZAbstractConstString& operator=(const char* text) {
+    ZAbstractConstString& operator=(char const* text) {
         chars = text != nullptr ? text : zemptyString;
         cachedLength = 0;
         return *this;
     }
     using ZAbstractString::operator=;
-    ZAbstractConstString& operator=(const ZAbstractConstString& other) {
+    ZAbstractConstString& operator=(ZAbstractConstString const& other) {
         ZAbstractString::operator=(other);
         return *this;
     }
 
   protected:
     ZAbstractConstString() = default;
-    explicit ZAbstractConstString(const char* text)
+    explicit ZAbstractConstString(char const* text)
         : chars(text != nullptr ? text : zemptyString) {}
-    ZAbstractConstString(const ZAbstractConstString& other) = default;
+    ZAbstractConstString(ZAbstractConstString const& other) = default;
 
     /// The empty text that stands in for null.
-    static const char* const zemptyString;
+    static char const* const zemptyString;
 
   private:
-    const char* chars = zemptyString;       // the text shown; never null, not owned
+    char const* chars = zemptyString;       // the text shown; never null, not owned
     mutable unsigned int cachedLength = 0;  // its length; 0: not measured yet, or empty
 };
 

@@ -3,7 +3,7 @@
 #define Z_ZABSTRACTMUTABLESTRING_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZAbstractString.h"
 #include "Z/zexport.h"
 
@@ -25,25 +25,25 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
   public:
     // in slot order: do not sort
     ~ZAbstractMutableString() override { release(); }
-    [[nodiscard]] const char* getChars() const override;
+    [[nodiscard]] char const* getChars() const override;
     /// Replaces the contents by the text of `other`, converted when it is in another codeset; what
     /// cannot be converted leaves an empty string.
-    void setChars(const ZAbstractString& other) override;
+    void setChars(ZAbstractString const& other) override;
     [[nodiscard]] unsigned int getLength() const override;
     /// Replaces every byte that occurs in `set` by `to`. Null and empty sets replace nothing.
-    virtual ZAbstractMutableString& replaceAll(const char* set, char to);
+    virtual ZAbstractMutableString& replaceAll(char const* set, char to);
     /// Replaces every byte `from` by `to`.
     virtual ZAbstractMutableString& replace(char from, char to);
     /// Replaces every occurrence of `from`, found from left to right and never inside a multibyte
     /// character, by `to`. Null or empty `from` replaces nothing; null `to` is empty text.
-    virtual ZAbstractMutableString& replace(const char* from, const char* to);
+    virtual ZAbstractMutableString& replace(char const* from, char const* to);
     /// Replaces every character that occurs in `set` by `to`. A malformed character in `set` raises
     /// ZQCSMBLenException (message 46). Null as for replace().
-    virtual ZAbstractMutableString& replaceAll(const char* set, const char* to) = 0;
+    virtual ZAbstractMutableString& replaceAll(char const* set, char const* to) = 0;
     /// Replaces every character that does not occur in `set` by `to`. A malformed character in this
     /// string or in `set` raises ZQCSMBLenException (message 46). A null `set` is empty: every
     /// character is replaced; null `to` is empty text.
-    virtual ZAbstractMutableString& replaceOther(const char* set, const char* to) = 0;
+    virtual ZAbstractMutableString& replaceOther(char const* set, char const* to) = 0;
     /// Removes leading (trailing) white space: single-byte characters for which ISO C isspace
     /// holds.
     virtual ZAbstractMutableString& stripLeading();
@@ -52,7 +52,7 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     /// changes nothing; one that cannot be converted leaves an empty string. The capacity becomes
     /// at least three times the source's bytes and one for UTF-8, twice and one for the local
     /// codeset.
-    virtual void convertFromCodeSet(const ZAbstractString& source);
+    virtual void convertFromCodeSet(ZAbstractString const& source);
 
     /// Back to a new string: empty, capacity 95, nothing on the heap.
     void init();
@@ -66,10 +66,10 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     unsigned int setCapacity(unsigned int bytes);
 
     /// Replaces the contents, no conversion; null empties.
-    void setChars(const char* text);
+    void setChars(char const* text);
 
-    ZAbstractMutableString& operator=(const char* text);
-    ZAbstractMutableString& operator=(const ZAbstractMutableString& other);
+    ZAbstractMutableString& operator=(char const* text);
+    ZAbstractMutableString& operator=(ZAbstractMutableString const& other);
     using ZAbstractString::operator=;
     ZAbstractMutableString& operator=(char c);
     /// Decimal text.
@@ -79,12 +79,12 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     ZAbstractMutableString& operator=(unsigned long number);
 
     /// Adds text at the end; null adds nothing. The buffer grows by about a fifth more than needed.
-    ZAbstractMutableString& append(const char* text) {
+    ZAbstractMutableString& append(char const* text) {
         if (text != nullptr) appendBytes(text, checkedLength(std::strlen(text)));
         return *this;
     }
     /// At most `count` bytes of `text`, none behind its NUL.
-    ZAbstractMutableString& append(const char* text, unsigned int count);
+    ZAbstractMutableString& append(char const* text, unsigned int count);
     ZAbstractMutableString& append(char c) {
         if (length == capacity) bump(checkedLength(std::uint64_t{length} + 1), 0);
         chars[length] = c;
@@ -92,13 +92,13 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
         return *this;
     }
     ZAbstractMutableString& operator+=(char c) { return append(c); }
-    ZAbstractMutableString& operator+=(const char* text) { return append(text); }
+    ZAbstractMutableString& operator+=(char const* text) { return append(text); }
     /// Adds the bytes of `other`, no conversion.
-    ZAbstractMutableString& operator+=(const ZAbstractString& other);
+    ZAbstractMutableString& operator+=(ZAbstractString const& other);
     /// Adds text in front; null adds nothing.
-    ZAbstractMutableString& prepend(const char* text);
+    ZAbstractMutableString& prepend(char const* text);
     /// Adds text at offset `position`; beyond the end, and with null, nothing happens.
-    ZAbstractMutableString& insert(unsigned int position, const char* text);
+    ZAbstractMutableString& insert(unsigned int position, char const* text);
     /// Removes `count` bytes from `start` on; a `count` of 0 cuts the string off at `start`. When
     /// start + count is beyond the end nothing happens.
     ZAbstractMutableString& remove(unsigned int start, unsigned int count);
@@ -106,11 +106,11 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     ZAbstractMutableString& trunc(unsigned int bytes);
 
     /// Calls replace(element, to) for every element that the iterator still yields.
-    ZAbstractMutableString& replaceAllOf(ZStringIterator& elements, const char* to);
+    ZAbstractMutableString& replaceAllOf(ZStringIterator& elements, char const* to);
     /// Replaces every character that the iterator still yields and that does not occur in `set` by
     /// `to`; a null `set` is empty. In one pass: what `to` brings in is not looked at again.
-    ZAbstractMutableString& replaceNoneOf(ZStringIterator& elements, const char* set,
-                                          const char* to);
+    ZAbstractMutableString& replaceNoneOf(ZStringIterator& elements, char const* set,
+                                          char const* to);
     /// stripLeading() and stripTrailing().
     ZAbstractMutableString& stripWhiteSpace();
     /// Case mapping in place, in this string's codeset; a character whose other case has another
@@ -119,7 +119,7 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     ZAbstractMutableString& upper();
     /// Replaces the contents by formatted text (zvsprintf()). The arguments may lie in this string.
     /// When formatting fails (a null or faulty format, no memory) the string stays as it was.
-    ZAbstractMutableString& format(const char* fmt, ...);
+    ZAbstractMutableString& format(char const* fmt, ...);
     /// Replaces the contents by the bytes up to the next line feed, carriage return or NUL, which
     /// is consumed and not stored, or up to the end of the stream. A non-zero `skipWhiteSpace` sets
     /// the stream's skipws flag, which stays set. Returns the stream. Waits as the stream does.
@@ -129,24 +129,24 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     enum class Characters { in, notIn };
 
     ZAbstractMutableString() { inlineBuffer[0] = '\0'; }
-    explicit ZAbstractMutableString(const char* text) : ZAbstractMutableString() {
+    explicit ZAbstractMutableString(char const* text) : ZAbstractMutableString() {
         if (text != nullptr) setBytes(text, checkedLength(std::strlen(text)));
     }
-    ZAbstractMutableString(const char* text, unsigned int maxLength);
+    ZAbstractMutableString(char const* text, unsigned int maxLength);
     explicit ZAbstractMutableString(char c);
     explicit ZAbstractMutableString(int number);
     explicit ZAbstractMutableString(unsigned int number);
     explicit ZAbstractMutableString(long number);
     explicit ZAbstractMutableString(unsigned long number);
-    ZAbstractMutableString(const ZAbstractMutableString& other);
+    ZAbstractMutableString(ZAbstractMutableString const& other);
     /// Takes the text of a string of the same family, which is empty afterwards.
     ZAbstractMutableString(ZAbstractMutableString&& other) noexcept;
     void take(ZAbstractMutableString& other) noexcept;
 
     /// Replaces every character that is (is not) in `set` by `to`, in one pass. Null is empty text.
-    void replaceCharacters(Characters which, const char* set, const char* to);
+    void replaceCharacters(Characters which, char const* set, char const* to);
     /// Whether `other`, of the same family, holds the same bytes.
-    [[nodiscard]] bool hasBytesOf(const ZAbstractMutableString& other) const {
+    [[nodiscard]] bool hasBytesOf(ZAbstractMutableString const& other) const {
         return length == other.length && std::memcmp(chars, other.chars, length) == 0;
     }
     /// The text, for editing in place.
@@ -162,7 +162,7 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     /// What a search finds: `count` copies of the new text take the place of `length` bytes at
     /// `place`; null when nothing is found.
     struct Hit {
-        const char* place;
+        char const* place;
         unsigned int length, count;
     };
 
@@ -176,22 +176,22 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
         chars[bytes] = '\0';
     }
     void reallocate(std::uint64_t bytes);
-    void setBytes(const char* bytes, unsigned int count) {
+    void setBytes(char const* bytes, unsigned int count) {
         if (count > capacity) bump(count, 1);  // then the bytes cannot lie in this string
         std::memmove(chars, bytes, count);
         setLength(count);
     }
-    void appendBytes(const char* bytes, unsigned int count) {
+    void appendBytes(char const* bytes, unsigned int count) {
         if (count > capacity - length) return appendGrowing(bytes, count);
         std::memcpy(chars + length, bytes, count);
         setLength(length + count);
     }
-    void appendGrowing(const char* bytes, unsigned int count);
-    void insertBytes(unsigned int position, const char* bytes, unsigned int count);
-    void convertBytes(const char* bytes, unsigned int count);
+    void appendGrowing(char const* bytes, unsigned int count);
+    void insertBytes(unsigned int position, char const* bytes, unsigned int count);
+    void convertBytes(char const* bytes, unsigned int count);
     template <class Number>
     void setNumber(Number number);
-    [[nodiscard]] bool holds(const char* address) const;
+    [[nodiscard]] bool holds(char const* address) const;
     [[nodiscard]] static unsigned int checkedLength(std::uint64_t bytes) {
         if (bytes > greatestLength) raiseTooLong();
         return static_cast<unsigned int>(bytes);
@@ -202,11 +202,11 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     [[nodiscard]] bool isSpaceByte(char byte) const;
     [[nodiscard]] unsigned int spaceEnd() const;
     [[nodiscard]] unsigned int textEnd() const;
-    [[nodiscard]] const char* findText(const char* from, const char* part) const;
-    [[nodiscard]] Hit findRun(const char* from, Characters which, const char* set) const;
-    unsigned int countCharacters(const char* bytes, unsigned int count) const;
+    [[nodiscard]] char const* findText(char const* from, char const* part) const;
+    [[nodiscard]] Hit findRun(char const* from, Characters which, char const* set) const;
+    unsigned int countCharacters(char const* bytes, unsigned int count) const;
     template <class Find>
-    void substitute(const Find& find, const char* to);
+    void substitute(Find const& find, char const* to);
 
     char* chars = inlineBuffer;             // the text: inlineBuffer, or an owned malloc block
     unsigned int length = 0;                // bytes in use; chars[length] is always NUL

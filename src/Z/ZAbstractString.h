@@ -3,7 +3,7 @@
 #define Z_ZABSTRACTSTRING_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZObject.h"
 #include "Z/zexport.h"
 #include "Z/zqcsutil.h"
@@ -28,20 +28,20 @@ class ZFC_API ZAbstractString : public ZObject {
     [[nodiscard]] unsigned long hash() const override;
     /// With a string: compare() of its text, which a concrete class converts first when it is of
     /// the other family. With any other object: ZObject::compare(), by address.
-    [[nodiscard]] int compare(const ZObject& other) const override;
+    [[nodiscard]] int compare(ZObject const& other) const override;
     [[nodiscard]] ZObject* clone() const override = 0;
     /// Whether `other` is a string of the same bytes, whatever its family. Never converts, so it
     /// agrees with hash().
-    [[nodiscard]] bool equals(const ZObject& other) const override;
+    [[nodiscard]] bool equals(ZObject const& other) const override;
     /// The collation order of the process's locale (POSIX strcoll): negative, 0 or positive. Null
     /// is empty text.
-    [[nodiscard]] virtual int compare(const char* other) const;
+    [[nodiscard]] virtual int compare(char const* other) const;
     /// As compare(), without regard to case (zstricmp() in this string's codeset).
-    [[nodiscard]] virtual int compareignorecase(const char* other) const;
+    [[nodiscard]] virtual int compareignorecase(char const* other) const;
     /// The text; never null. It belongs to the string and lives until its next change.
-    [[nodiscard]] virtual const char* getChars() const = 0;
+    [[nodiscard]] virtual char const* getChars() const = 0;
     /// Makes this string show the text of `other`; each class says how.
-    virtual void setChars(const ZAbstractString& other) = 0;
+    virtual void setChars(ZAbstractString const& other) = 0;
     /// Length in bytes.
     [[nodiscard]] virtual unsigned int getLength() const = 0;
     /// Number of characters up to the end or the first malformed one.
@@ -49,38 +49,38 @@ class ZFC_API ZAbstractString : public ZObject {
     /// Whether the byte `c` (the text `text`) occurs. False for null. These two and the
     /// four searches below compare bytes, as ISO C strchr and strstr do.
     [[nodiscard]] virtual bool contains(int c) const;
-    [[nodiscard]] virtual bool contains(const char* text) const;
+    [[nodiscard]] virtual bool contains(char const* text) const;
     /// Offset of the first hit at or after `from`, which is cut to the length; -1 when there is
     /// none, and for null. A `c` of 0 is found at the end. An offset above INT_MAX raises
     /// ZOutOfMemoryException (message 1).
     [[nodiscard]] virtual int indexOf(int c, unsigned int from = 0) const;
-    [[nodiscard]] virtual int indexOf(const char* text, unsigned int from = 0) const;
+    [[nodiscard]] virtual int indexOf(char const* text, unsigned int from = 0) const;
     /// Offset of the last hit, else as indexOf(). Searching a byte in a codeset with multibyte
     /// characters steps over the character at each hit; a malformed one there raises
     /// ZQCSMBLenException (message 46).
     [[nodiscard]] virtual int lastIndexOf(int c) const;
-    [[nodiscard]] virtual int lastIndexOf(const char* text) const;
+    [[nodiscard]] virtual int lastIndexOf(char const* text) const;
     /// True for null; false when this string is empty, even for empty `text`.
-    [[nodiscard]] virtual bool beginsWith(const char* text) const;
+    [[nodiscard]] virtual bool beginsWith(char const* text) const;
     /// True for null; false for empty `text`.
-    [[nodiscard]] virtual bool endsWith(const char* text) const;
+    [[nodiscard]] virtual bool endsWith(char const* text) const;
     /// Whether the bytes are the same; false for null.
-    [[nodiscard]] virtual bool equals(const char* other) const;
+    [[nodiscard]] virtual bool equals(char const* other) const;
     [[nodiscard]] virtual bool isEmpty() const;
     /// The same as getChars().
-    [[nodiscard]] virtual operator const char*() const;
-    [[nodiscard]] virtual const char* data() const;
+    [[nodiscard]] virtual operator char const*() const;
+    [[nodiscard]] virtual char const* data() const;
     /// The codeset of the text: the class-wide handle of this string's family.
     [[nodiscard]] virtual ZCodesetHandle getCodesetHandle() const = 0;
 
-    [[nodiscard]] bool beginsWith(const ZAbstractString& other) const;
-    [[nodiscard]] bool endsWith(const ZAbstractString& other) const;
+    [[nodiscard]] bool beginsWith(ZAbstractString const& other) const;
+    [[nodiscard]] bool endsWith(ZAbstractString const& other) const;
     /// Without regard to case (zstrnicmp() in this string's codeset); false when `other` is empty.
-    [[nodiscard]] bool beginsWithCaseIgnored(const ZAbstractString& other) const;
-    [[nodiscard]] bool endsWithCaseIgnored(const ZAbstractString& other) const;
+    [[nodiscard]] bool beginsWithCaseIgnored(ZAbstractString const& other) const;
+    [[nodiscard]] bool endsWithCaseIgnored(ZAbstractString const& other) const;
 
     /// setChars(); assigning a string to itself does nothing.
-    ZAbstractString& operator=(const ZAbstractString& other) {
+    ZAbstractString& operator=(ZAbstractString const& other) {
         if (this != &other) setChars(other);
         return *this;
     }
@@ -92,41 +92,41 @@ class ZFC_API ZAbstractString : public ZObject {
     using ZObject::operator<=;
     using ZObject::operator>=;
     /// By content: the same bytes in one family, else compare() after conversion.
-    [[nodiscard]] bool operator==(const ZAbstractString& other) const;
-    [[nodiscard]] bool operator!=(const ZAbstractString& other) const { return !(*this == other); }
-    [[nodiscard]] bool operator==(const char* other) const { return equals(other); }
-    [[nodiscard]] bool operator!=(const char* other) const { return !equals(other); }
+    [[nodiscard]] bool operator==(ZAbstractString const& other) const;
+    [[nodiscard]] bool operator!=(ZAbstractString const& other) const { return !(*this == other); }
+    [[nodiscard]] bool operator==(char const* other) const { return equals(other); }
+    [[nodiscard]] bool operator!=(char const* other) const { return !equals(other); }
     // The order is that of compare(). Text has operators of its own, since without them `s < "x"`
     // would compare addresses by way of the conversion.
-    [[nodiscard]] bool operator<(const ZAbstractString& other) const {
+    [[nodiscard]] bool operator<(ZAbstractString const& other) const {
         return ZObject::operator<(other);
     }
-    [[nodiscard]] bool operator>(const ZAbstractString& other) const {
+    [[nodiscard]] bool operator>(ZAbstractString const& other) const {
         return ZObject::operator>(other);
     }
-    [[nodiscard]] bool operator<=(const ZAbstractString& other) const {
+    [[nodiscard]] bool operator<=(ZAbstractString const& other) const {
         return ZObject::operator<=(other);
     }
-    [[nodiscard]] bool operator>=(const ZAbstractString& other) const {
+    [[nodiscard]] bool operator>=(ZAbstractString const& other) const {
         return ZObject::operator>=(other);
     }
-    [[nodiscard]] bool operator<(const char* other) const { return compare(other) < 0; }
-    [[nodiscard]] bool operator>(const char* other) const { return compare(other) > 0; }
-    [[nodiscard]] bool operator<=(const char* other) const { return compare(other) <= 0; }
-    [[nodiscard]] bool operator>=(const char* other) const { return compare(other) >= 0; }
-    [[nodiscard]] friend bool operator==(const char* a, const ZAbstractString& b) { return b == a; }
-    [[nodiscard]] friend bool operator!=(const char* a, const ZAbstractString& b) { return b != a; }
-    [[nodiscard]] friend bool operator<(const char* a, const ZAbstractString& b) { return b > a; }
-    [[nodiscard]] friend bool operator>(const char* a, const ZAbstractString& b) { return b < a; }
-    [[nodiscard]] friend bool operator<=(const char* a, const ZAbstractString& b) { return b >= a; }
-    [[nodiscard]] friend bool operator>=(const char* a, const ZAbstractString& b) { return b <= a; }
+    [[nodiscard]] bool operator<(char const* other) const { return compare(other) < 0; }
+    [[nodiscard]] bool operator>(char const* other) const { return compare(other) > 0; }
+    [[nodiscard]] bool operator<=(char const* other) const { return compare(other) <= 0; }
+    [[nodiscard]] bool operator>=(char const* other) const { return compare(other) >= 0; }
+    [[nodiscard]] friend bool operator==(char const* a, ZAbstractString const& b) { return b == a; }
+    [[nodiscard]] friend bool operator!=(char const* a, ZAbstractString const& b) { return b != a; }
+    [[nodiscard]] friend bool operator<(char const* a, ZAbstractString const& b) { return b > a; }
+    [[nodiscard]] friend bool operator>(char const* a, ZAbstractString const& b) { return b < a; }
+    [[nodiscard]] friend bool operator<=(char const* a, ZAbstractString const& b) { return b >= a; }
+    [[nodiscard]] friend bool operator>=(char const* a, ZAbstractString const& b) { return b <= a; }
 
   protected:
     ZAbstractString() {
         // Acquire pairs with the release that publishes both handles, this one last.
         if (utf8_handle_.load(std::memory_order_acquire) == 0) fetchHandles();
     }
-    ZAbstractString(const ZAbstractString& other) : ZObject(other) {}
+    ZAbstractString(ZAbstractString const& other) : ZObject(other) {}
 
     [[nodiscard]] static ZCodesetHandle utf8Handle() {
         return utf8_handle_.load(std::memory_order_relaxed);
@@ -135,7 +135,7 @@ class ZFC_API ZAbstractString : public ZObject {
         return lcs_handle_.load(std::memory_order_relaxed);
     }
     /// `other` as a string of another codeset than this one's; null when it is no such thing.
-    [[nodiscard]] const ZAbstractString* foreignText(const ZObject& other) const;
+    [[nodiscard]] ZAbstractString const* foreignText(ZObject const& other) const;
 
     static std::atomic<ZCodesetHandle> utf8_handle_;  // UTF-8; 0 before the first string
     static std::atomic<ZCodesetHandle> lcs_handle_;  // the local codeset; 0 before the first string

@@ -3,7 +3,7 @@
 #define Z_ZADLER32_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/zexport.h"
 
 class ZFC_API ZAdler32 {

@@ -3,7 +3,7 @@
 #define Z_ZARRAY_H
 
 #include "Z/ztags.h"
-//
+
 #include <memory>
 
 #include "Z/ZObject.h"
@@ -51,8 +51,8 @@ class ZFC_API ZArrayInterface {
 
   protected:
     ZArrayInterface() = default;
-    ZArrayInterface(const ZArrayInterface&) = default;
-    ZArrayInterface& operator=(const ZArrayInterface&) = default;
+    ZArrayInterface(ZArrayInterface const&) = default;
+    ZArrayInterface& operator=(ZArrayInterface const&) = default;
 };
 
 /// The part of an array that needs no knowledge of its storage.
@@ -66,8 +66,8 @@ class ZFC_API ZAbstractArray : public ZObject, public ZArrayInterface {
 
   protected:
     ZAbstractArray() = default;
-    ZAbstractArray(const ZAbstractArray&) = default;
-    ZAbstractArray& operator=(const ZAbstractArray&) = default;
+    ZAbstractArray(ZAbstractArray const&) = default;
+    ZAbstractArray& operator=(ZAbstractArray const&) = default;
 };
 
 /// An array that never grows or shrinks.

@@ -3,7 +3,7 @@
 #define Z_ZBUFFER_H
 
 #include "Z/ztags.h"
-//
+
 #include <memory>
 
 #include "Z/ZObject.h"
@@ -27,8 +27,8 @@ class ZFC_API ZBufferInterface {
 
   protected:
     ZBufferInterface() = default;
-    ZBufferInterface(const ZBufferInterface&) = default;
-    ZBufferInterface& operator=(const ZBufferInterface&) = default;
+    ZBufferInterface(ZBufferInterface const&) = default;
+    ZBufferInterface& operator=(ZBufferInterface const&) = default;
 };
 
 /// The part of a buffer that needs no knowledge of its storage.
@@ -47,8 +47,8 @@ class ZFC_API ZAbstractBuffer : public ZObject, public ZBufferInterface {
 
   protected:
     ZAbstractBuffer() = default;
-    ZAbstractBuffer(const ZAbstractBuffer&) = default;
-    ZAbstractBuffer& operator=(const ZAbstractBuffer&) = default;
+    ZAbstractBuffer(ZAbstractBuffer const&) = default;
+    ZAbstractBuffer& operator=(ZAbstractBuffer const&) = default;
 };
 
 /// Owns a block that it can grow.
@@ -99,8 +99,8 @@ class ZFC_API ZConstBuffer : public ZAbstractBuffer {
   public:
     ZConstBuffer() = default;
     ZConstBuffer(unsigned long length, void* data);
-    ZConstBuffer(const ZConstBuffer&) = default;
-    ZConstBuffer& operator=(const ZConstBuffer&) = default;
+    ZConstBuffer(ZConstBuffer const&) = default;
+    ZConstBuffer& operator=(ZConstBuffer const&) = default;
 
     // in slot order: do not sort
     ~ZConstBuffer() override;

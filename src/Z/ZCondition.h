@@ -30,7 +30,7 @@
 #define Z_ZCONDITION_H
 
 #include "Z/ztags.h"
-//
+
 #include <pthread.h>
 
 #include <ctime>
@@ -68,8 +68,8 @@ class ZFC_API ZCondition : public ZAbstractCondition {
     ZCondition();
     /// Waits with `l`, which is not owned and must outlive the condition. Throws as above.
     explicit ZCondition(ZLock& l);
-    ZCondition(const ZCondition&) = delete;
-    ZCondition& operator=(const ZCondition&) = delete;
+    ZCondition(ZCondition const&) = delete;
+    ZCondition& operator=(ZCondition const&) = delete;
 
     // in slot order: do not sort
     /// Nobody may be waiting. A failure of pthread_cond_destroy is reported (message 8), not

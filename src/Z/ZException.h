@@ -12,7 +12,7 @@
 #define Z_ZEXCEPTION_H
 
 #include "Z/ztags.h"
-//
+
 #include <exception>
 #include <type_traits>
 
@@ -24,8 +24,8 @@ class ZFC_API ZException : public ZObject {
   public:
     /// `name` is a static string: it is not copied.
     ZException(unsigned long code, char const* name);
-    ZException(const ZException&) = default;
-    ZException& operator=(const ZException&) = default;
+    ZException(ZException const&) = default;
+    ZException& operator=(ZException const&) = default;
 
     // in slot order: do not sort
     ~ZException() override;

@@ -37,7 +37,7 @@
 #define Z_ZFILELOCK_H
 
 #include "Z/ztags.h"
-//
+
 #include <atomic>
 
 #include "Z/ZLCString.h"
@@ -52,12 +52,12 @@
 class ZFC_API ZAbstractProcessReadWriteFileLock : public ZAbstractProcessReadWriteLock {
   public:
     /// The lock `name` in `directory`. Throws as setLockDirName(). Opens nothing.
-    ZAbstractProcessReadWriteFileLock(const char* name, const char* directory);
+    ZAbstractProcessReadWriteFileLock(char const* name, char const* directory);
     /// The lock `name` in the working directory, which is not looked at. Opens nothing.
-    explicit ZAbstractProcessReadWriteFileLock(const char* name);
+    explicit ZAbstractProcessReadWriteFileLock(char const* name);
     /// A lock of the same name and directory that is not held.
-    ZAbstractProcessReadWriteFileLock(const ZAbstractProcessReadWriteFileLock& other);
-    ZAbstractProcessReadWriteFileLock& operator=(const ZAbstractProcessReadWriteFileLock&) = delete;
+    ZAbstractProcessReadWriteFileLock(ZAbstractProcessReadWriteFileLock const& other);
+    ZAbstractProcessReadWriteFileLock& operator=(ZAbstractProcessReadWriteFileLock const&) = delete;
 
     using ZAbstractProcessReadWriteLock::lock;
     using ZAbstractProcessReadWriteLock::setLastSequence;
@@ -81,7 +81,7 @@ class ZFC_API ZAbstractProcessReadWriteFileLock : public ZAbstractProcessReadWri
     /// uses the lock. Throws ZInvalidParameterException (message 22) unless `directory` is one,
     /// with write and search permission for its owner, ZInvalidResourceStateException (message 32)
     /// while the lock is held.
-    virtual void setLockDirName(const char* directory);
+    virtual void setLockDirName(char const* directory);
     /// The path of the lock file.
     [[nodiscard]] virtual ZLCString const& getLockFileName() const;
     /// Takes gate and data for reading or, for the other modes, writing, and leaves a pid. Throws
@@ -93,7 +93,7 @@ class ZFC_API ZAbstractProcessReadWriteFileLock : public ZAbstractProcessReadWri
     /// lock() without a word to the observers.
     virtual void dolock(zlockstate requested);
     /// Makes the path of the lock file from the directory and `name`.
-    virtual void setLockFileName(const char* name);
+    virtual void setLockFileName(char const* name);
     /// Changes the record lock on a range to that for a state, waiting for other holders. Throws
     /// ZLockResourceException (message 33) or, for zlockUnset, ZUnlockResourceException (message
     /// 34) with the system's code, ZInvalidResourceStateException (message 32) for a number that is
@@ -136,9 +136,9 @@ class ZFC_API ZAbstractProcessReadWriteFileLock : public ZAbstractProcessReadWri
 class ZFC_API ZUnixProcessReadWriteFileLock : public ZAbstractProcessReadWriteFileLock {
   public:
     /// As the base's.
-    ZUnixProcessReadWriteFileLock(const char* name, const char* directory);
-    explicit ZUnixProcessReadWriteFileLock(const char* name);
-    ZUnixProcessReadWriteFileLock(const ZUnixProcessReadWriteFileLock& other);
+    ZUnixProcessReadWriteFileLock(char const* name, char const* directory);
+    explicit ZUnixProcessReadWriteFileLock(char const* name);
+    ZUnixProcessReadWriteFileLock(ZUnixProcessReadWriteFileLock const& other);
 
     // in slot order: do not sort
     /// Closes the file if it is open, and with it gives up what it holds there.
@@ -185,10 +185,10 @@ class ZFC_API ZUnixProcessReadWriteFileLock : public ZAbstractProcessReadWriteFi
 class ZFC_API ZStubProcessReadWriteFileLock : public ZAbstractProcessReadWriteFileLock {
   public:
     /// As the base's.
-    ZStubProcessReadWriteFileLock(const char* name, const char* directory);
-    explicit ZStubProcessReadWriteFileLock(const char* name);
+    ZStubProcessReadWriteFileLock(char const* name, char const* directory);
+    explicit ZStubProcessReadWriteFileLock(char const* name);
     /// The copy starts with the number of `other`.
-    ZStubProcessReadWriteFileLock(const ZStubProcessReadWriteFileLock& other);
+    ZStubProcessReadWriteFileLock(ZStubProcessReadWriteFileLock const& other);
 
     // in slot order: do not sort
     ~ZStubProcessReadWriteFileLock() override;

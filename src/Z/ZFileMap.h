@@ -11,7 +11,7 @@
 #define Z_ZFILEMAP_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZLCString.h"
 #include "Z/zexport.h"
 
@@ -23,8 +23,8 @@ class ZFC_API ZAbstractFileMap {
     enum zmapmode { readOnly = 0, readWrite = 1 };
 
     /// Opens nothing. `name` is copied.
-    ZAbstractFileMap(const ZLCString& name, zmapmode mapMode, int mapFlags);
-    ZAbstractFileMap(const ZAbstractFileMap&) = delete;
+    ZAbstractFileMap(ZLCString const& name, zmapmode mapMode, int mapFlags);
+    ZAbstractFileMap(ZAbstractFileMap const&) = delete;
 
     // in slot order: do not sort
     /// Maps `requested` bytes of the file, 0 for all it has, and returns where; null on failure.
@@ -43,7 +43,7 @@ class ZFC_API ZAbstractFileMap {
 
   protected:
     /// Changes nothing: name and mode are an object's own.
-    ZAbstractFileMap& operator=(const ZAbstractFileMap&) { return *this; }
+    ZAbstractFileMap& operator=(ZAbstractFileMap const&) { return *this; }
 
     ZLCString fileName;       // the path
     zmapmode mode;            // what the memory may be used for
@@ -55,11 +55,11 @@ class ZFC_API ZAbstractFileMap {
 /// The POSIX kind. Descriptors are closed on exec and never 0, 1 or 2.
 class ZFC_API ZUnixFileMap : public ZAbstractFileMap {
   public:
-    ZUnixFileMap(const ZLCString& name, zmapmode mapMode, int mapFlags);
-    ZUnixFileMap(const ZUnixFileMap&) = delete;
+    ZUnixFileMap(ZLCString const& name, zmapmode mapMode, int mapFlags);
+    ZUnixFileMap(ZUnixFileMap const&) = delete;
     /// When `other` is mapped and not this object, maps this object's own file, with its own mode,
     /// whole; a failure leaves it unmapped. Nothing is shared with `other`.
-    ZUnixFileMap& operator=(const ZUnixFileMap& other);
+    ZUnixFileMap& operator=(ZUnixFileMap const& other);
 
     // in slot order: do not sort
     void* mapfile(int* rc, unsigned long requested) override;

@@ -3,7 +3,7 @@
 #define Z_ZGETLOCALE_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZAbstractMutableString.h"
 #include "Z/zexport.h"
 

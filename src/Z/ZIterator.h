@@ -3,7 +3,7 @@
 #define Z_ZITERATOR_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZObject.h"
 #include "Z/zexport.h"
 
@@ -24,8 +24,8 @@ class ZFC_API ZIterator {
 
   protected:
     ZIterator() = default;
-    ZIterator(const ZIterator&) = default;
-    ZIterator& operator=(const ZIterator&) = default;
+    ZIterator(ZIterator const&) = default;
+    ZIterator& operator=(ZIterator const&) = default;
 };
 
 /// The part of an iterator that needs no knowledge of its source.
@@ -37,8 +37,8 @@ class ZFC_API ZAbstractIterator : public ZObject, public ZIterator {
 
   protected:
     ZAbstractIterator() = default;
-    ZAbstractIterator(const ZAbstractIterator&) = default;
-    ZAbstractIterator& operator=(const ZAbstractIterator&) = default;
+    ZAbstractIterator(ZAbstractIterator const&) = default;
+    ZAbstractIterator& operator=(ZAbstractIterator const&) = default;
 };
 
 #endif

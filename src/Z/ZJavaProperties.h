@@ -3,7 +3,7 @@
 #define Z_ZJAVAPROPERTIES_H
 
 #include "Z/ztags.h"
-//
+
 #include <cstdio>
 
 #include "Z/ZKeyMap.h"
@@ -64,8 +64,8 @@ class ZFC_API ZJavaProperties : public ZObject {
     /// Without pairs. Throws ZOutOfMemoryException (message 1).
     ZJavaProperties();
     /// A copy has copies of the pairs.
-    ZJavaProperties(const ZJavaProperties&) = default;
-    ZJavaProperties& operator=(const ZJavaProperties&) = default;
+    ZJavaProperties(ZJavaProperties const&) = default;
+    ZJavaProperties& operator=(ZJavaProperties const&) = default;
 
     // in slot order: do not sort
     ~ZJavaProperties() override;
@@ -74,21 +74,21 @@ class ZFC_API ZJavaProperties : public ZObject {
     /// Reads a file, whose pairs are added and take the place of those with the same keys. Bad
     /// lines are passed over without a word. 1 when done, also for a null or empty path, which
     /// reads nothing; else 0, and what read() throws went to the message service. Never waits.
-    int load(const char* path);
+    int load(char const* path);
     /// Reads up to the end of the first line with the key `searched`, or all without one. A null or
     /// empty key searches nothing. The last line counts here even without a line end, and a pair
     /// that ends on a continuation line without text is taken only when it is the one searched.
-    int load(const char* path, const char* searched);
+    int load(char const* path, char const* searched);
     /// As load(), but throws, and tells `lines`, when it is not null, of every line passed over.
     /// Throws ZPropertiesIOException (message 43) with "fopen(r)" when the file cannot be opened or
     /// is no regular file, and with "fcntl()" when another process writes it; ZUnexpectedEndOfFile
     /// (message 53) for a read error; ZOutOfMemoryException (message 1). Pairs read before a
     /// failure stay.
-    void read(const char* path, SkippedLines* lines);
+    void read(char const* path, SkippedLines* lines);
     /// Runs the reader over an open stream, to its end unless a key is searched; `path` is for
     /// messages. Always true: it ends in state 15. Throws ZUnexpectedEndOfFile (message 53) for a
     /// read error and ZOutOfMemoryException (message 1).
-    bool loadProperties(FILE* stream, const char* path);
+    bool loadProperties(FILE* stream, char const* path);
 
     /// Writes a line "#" and "key = value" for each pair, in the order of listKeys(). Keys are
     /// written as they are, so they must be simple. In values "\" and ":" get a backslash, and
@@ -101,20 +101,20 @@ class ZFC_API ZJavaProperties : public ZObject {
     /// ZInvalidParameterException (message 22) for a null or empty path, ZPropertiesIOException
     /// (message 43) with "fopen(wt)", "fcntl()" or the operation that failed, and
     /// ZOutOfMemoryException (message 1).
-    void store(const char* path) const;
+    void store(char const* path) const;
 
     /// Empties `out`, then gives it the value of the key `wanted`, converted to its codeset; it
     /// stays empty when there is no such key, or no such text in that codeset.
-    void getValue(const ZAbstractString& wanted, ZAbstractMutableString& out) const;
+    void getValue(ZAbstractString const& wanted, ZAbstractMutableString& out) const;
     /// Adds the pair, or replaces the one with the same key. Both are converted to UTF-8; malformed
     /// text raises ZToUTF8Exception (message 49). Throws ZOutOfMemoryException (message 1).
-    void setValue(const ZAbstractString& key, const ZAbstractString& value);
-    [[nodiscard]] bool contains(const ZAbstractString& wanted) const;
+    void setValue(ZAbstractString const& key, ZAbstractString const& value);
+    [[nodiscard]] bool contains(ZAbstractString const& wanted) const;
     /// Appends every key, a ZUTF8String, with the list's add().
     void listKeys(ZList& out) const;
 
     /// Whether the pair, stored and loaded again, is what it was.
-    [[nodiscard]] static bool isStorable(const ZAbstractString& key, const ZAbstractString& value);
+    [[nodiscard]] static bool isStorable(ZAbstractString const& key, ZAbstractString const& value);
     /// The value of a hexadecimal digit, upper or lower case; -1 for any other character.
     [[nodiscard]] static int hexConv(char digit);
 
@@ -140,7 +140,7 @@ class ZFC_API ZJavaProperties : public ZObject {
     using StateHandler = State (ZJavaProperties::*)(char c);
     class Reader;
 
-    bool readFrom(FILE* stream, const char* path, SkippedLines* lines);
+    bool readFrom(FILE* stream, char const* path, SkippedLines* lines);
     void write(ZUTF8String& image) const;
     void storePair();
     [[nodiscard]] bool isSearched() const { return key == searchKey; }

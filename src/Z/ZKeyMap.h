@@ -3,7 +3,7 @@
 #define Z_ZKEYMAP_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZList.h"
 #include "Z/ZMap.h"
 #include "Z/ZObject.h"
@@ -39,8 +39,8 @@ class ZFC_API ZKeyMap {
 
   protected:
     ZKeyMap() = default;
-    ZKeyMap(const ZKeyMap&) = default;
-    ZKeyMap& operator=(const ZKeyMap&) = default;
+    ZKeyMap(ZKeyMap const&) = default;
+    ZKeyMap& operator=(ZKeyMap const&) = default;
 };
 
 /// The part of a key-to-value map that needs no knowledge of its storage.
@@ -53,8 +53,8 @@ class ZFC_API ZAbstractKeyMap : public ZObject, public ZKeyMap {
 
   protected:
     ZAbstractKeyMap() = default;
-    ZAbstractKeyMap(const ZAbstractKeyMap&) = default;
-    ZAbstractKeyMap& operator=(const ZAbstractKeyMap&) = default;
+    ZAbstractKeyMap(ZAbstractKeyMap const&) = default;
+    ZAbstractKeyMap& operator=(ZAbstractKeyMap const&) = default;
 };
 
 /// A key and its value.
@@ -96,8 +96,8 @@ class ZFC_API ZHashKeyMap : public ZAbstractKeyMap {
     /// `size` as for ZHashMap; a `copy` that is not 0 makes a copying map.
     ZHashKeyMap(unsigned int size, int copy);
     /// A copy holds clones of the keys and values when `other` is a copying map, else the pointers.
-    ZHashKeyMap(const ZHashKeyMap&) = default;
-    ZHashKeyMap& operator=(const ZHashKeyMap&) = default;
+    ZHashKeyMap(ZHashKeyMap const&) = default;
+    ZHashKeyMap& operator=(ZHashKeyMap const&) = default;
 
     // in slot order: do not sort
     ~ZHashKeyMap() override;

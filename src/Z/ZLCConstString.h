@@ -3,7 +3,7 @@
 #define Z_ZLCCONSTSTRING_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZAbstractConstString.h"
 #include "Z/zexport.h"
 
@@ -16,43 +16,43 @@ class ZFC_API ZLCConstString : public ZAbstractConstString {
     /// Shows the empty text.
     ZLCConstString() = default;
     /// Null shows the empty text.
-    ZLCConstString(const char* text) : ZAbstractConstString(text) {}
-    ZLCConstString(const ZLCConstString& other) = default;
-    ZLCConstString(const ZLCString& other);
+    ZLCConstString(char const* text) : ZAbstractConstString(text) {}
+    ZLCConstString(ZLCConstString const& other) = default;
+    ZLCConstString(ZLCString const& other);
 
     // in slot order: do not sort
     ~ZLCConstString() override;
     /// A string of the other family is converted first; one that cannot be is compared as bytes.
-    [[nodiscard]] int compare(const ZObject& other) const override;
+    [[nodiscard]] int compare(ZObject const& other) const override;
     /// Another view of the same text.
     [[nodiscard]] ZLCConstString* clone() const override;
-    [[nodiscard]] int compare(const char* other) const override;
-    [[nodiscard]] int compareignorecase(const char* other) const override;
+    [[nodiscard]] int compare(char const* other) const override;
+    [[nodiscard]] int compareignorecase(char const* other) const override;
     [[nodiscard]] ZCodesetHandle getCodesetHandle() const override;
 
-    [[nodiscard]] int compare(const ZLCConstString& other) const {
+    [[nodiscard]] int compare(ZLCConstString const& other) const {
         return compare(other.getChars());
     }
-    [[nodiscard]] int compare(const ZLCString& other) const;
-    [[nodiscard]] int compareignorecase(const ZLCConstString& other) const {
+    [[nodiscard]] int compare(ZLCString const& other) const;
+    [[nodiscard]] int compareignorecase(ZLCConstString const& other) const {
         return compareignorecase(other.getChars());
     }
-    [[nodiscard]] int compareignorecase(const ZLCString& other) const;
+    [[nodiscard]] int compareignorecase(ZLCString const& other) const;
 
-    ZLCConstString& operator=(const ZLCConstString& other) = default;
-    ZLCConstString& operator=(const ZAbstractString& other) {
+    ZLCConstString& operator=(ZLCConstString const& other) = default;
+    ZLCConstString& operator=(ZAbstractString const& other) {
         ZAbstractString::operator=(other);
         return *this;
     }
-    ZLCConstString& operator=(const char* text) {
+    ZLCConstString& operator=(char const* text) {
         ZAbstractConstString::operator=(text);
         return *this;
     }
 
     /// A new string: this text followed by the other; null adds nothing.
-    [[nodiscard]] ZLCString operator+(const char* text) const;
-    [[nodiscard]] ZLCString operator+(const ZLCConstString& other) const;
-    [[nodiscard]] ZLCString operator+(const ZLCString& other) const;
+    [[nodiscard]] ZLCString operator+(char const* text) const;
+    [[nodiscard]] ZLCString operator+(ZLCConstString const& other) const;
+    [[nodiscard]] ZLCString operator+(ZLCString const& other) const;
 
     /// The bytes from `start` on, at most `count` of them; both are cut to the length. A copy,
     /// since a view of part of a text would not end in NUL.

@@ -3,7 +3,7 @@
 #define Z_ZLIST_H
 
 #include "Z/ztags.h"
-//
+
 #include <memory>
 
 #include "Z/ZIterator.h"
@@ -82,8 +82,8 @@ class ZFC_API ZList {
 
   protected:
     ZList() = default;
-    ZList(const ZList&) = default;
-    ZList& operator=(const ZList&) = default;
+    ZList(ZList const&) = default;
+    ZList& operator=(ZList const&) = default;
 };
 
 /// The part of a list that needs no knowledge of its storage.
@@ -107,8 +107,8 @@ class ZFC_API ZAbstractList : public ZObject, public ZList {
 
   protected:
     ZAbstractList() = default;
-    ZAbstractList(const ZAbstractList&) = default;
-    ZAbstractList& operator=(const ZAbstractList&) = default;
+    ZAbstractList(ZAbstractList const&) = default;
+    ZAbstractList& operator=(ZAbstractList const&) = default;
 
     /// Sorts the members from index `lo` to index `hi`, which is cut to the last.
     virtual void quickSort(ZSortCompare const& cmp, ZSortCompare::sortorder order, unsigned int lo,
@@ -172,8 +172,8 @@ class ZFC_API ZArrayList : public ZAbstractList {
 class ZFC_API ZListIterator : public ZAbstractIterator {
   public:
     explicit ZListIterator(ZList const& walked) : list(&walked) {}
-    ZListIterator(const ZListIterator&) = default;
-    ZListIterator& operator=(const ZListIterator&) = default;
+    ZListIterator(ZListIterator const&) = default;
+    ZListIterator& operator=(ZListIterator const&) = default;
 
     // in slot order: do not sort
     ~ZListIterator() override;

@@ -21,7 +21,7 @@
 #define Z_ZLOCK_H
 
 #include "Z/ztags.h"
-//
+
 #include <pthread.h>
 
 #include <atomic>
@@ -35,8 +35,8 @@
 class ZFC_API ZCAPABILITY("mutex") ZLockInterface {
   public:
     ZLockInterface() = default;
-    ZLockInterface(const ZLockInterface&) = default;
-    ZLockInterface& operator=(const ZLockInterface&) = default;
+    ZLockInterface(ZLockInterface const&) = default;
+    ZLockInterface& operator=(ZLockInterface const&) = default;
 
     // in slot order: do not sort
     virtual void lock() ZACQUIRE() = 0;
@@ -55,9 +55,9 @@ class ZFC_API ZLock : public ZAbstractLock, public ZObject {
     /// pthread_mutex_init, ZOutOfMemoryException (message 1).
     ZLock();
     /// A free lock that has nothing to do with `other`. Throws as ZLock().
-    ZLock(const ZLock& other);
+    ZLock(ZLock const& other);
     /// Does nothing: both locks stay as they are.
-    ZLock& operator=(const ZLock& other);
+    ZLock& operator=(ZLock const& other);
 
     // Counting is inline, because re-entry is frequent and costs more to call than to do. The
     // bodies are not analysed: the analysis does not know that a capability may be held at several
@@ -144,8 +144,8 @@ class ZFC_API ZSCOPED_CAPABILITY ZResourceLock : public ZObject {
     /// Calls `l.lock()` and throws what that throws; then nothing is held. `l` is not owned and
     /// must outlive the guard.
     [[nodiscard]] explicit ZResourceLock(ZLockInterface& l) ZACQUIRE(l) : resource(l) { l.lock(); }
-    ZResourceLock(const ZResourceLock&) = delete;
-    ZResourceLock& operator=(const ZResourceLock&) = delete;
+    ZResourceLock(ZResourceLock const&) = delete;
+    ZResourceLock& operator=(ZResourceLock const&) = delete;
     /// Calls `unlock()` of the lock; what that throws is reported, not thrown.
     ~ZResourceLock() override ZRELEASE();
 

@@ -3,14 +3,14 @@
 #define Z_ZMAP_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZArray.h"
 #include "Z/ZIterator.h"
 #include "Z/ZList.h"
 #include "Z/ZObject.h"
 #include "Z/zexport.h"
 
-namespace zmembers {
+namespace zfc::containers {
 class Bucket;
 }
 
@@ -45,8 +45,8 @@ class ZFC_API ZMap {
 
   protected:
     ZMap() = default;
-    ZMap(const ZMap&) = default;
-    ZMap& operator=(const ZMap&) = default;
+    ZMap(ZMap const&) = default;
+    ZMap& operator=(ZMap const&) = default;
 };
 
 /// The part of a map that needs no knowledge of its storage.
@@ -59,8 +59,8 @@ class ZFC_API ZAbstractMap : public ZObject, public ZMap {
 
   protected:
     ZAbstractMap() = default;
-    ZAbstractMap(const ZAbstractMap&) = default;
-    ZAbstractMap& operator=(const ZAbstractMap&) = default;
+    ZAbstractMap(ZAbstractMap const&) = default;
+    ZAbstractMap& operator=(ZAbstractMap const&) = default;
 };
 
 /// A map for few entries: a list searched from its beginning. Keeps the order of insertion.
@@ -68,8 +68,8 @@ class ZFC_API ZArrayMap : public ZArrayList, public ZMap {
   public:
     /// As the constructors of ZArrayList.
     ZArrayMap(unsigned int capacity, int ownsMembers);
-    ZArrayMap(const ZArrayMap&) = default;
-    ZArrayMap& operator=(const ZArrayMap&) = default;
+    ZArrayMap(ZArrayMap const&) = default;
+    ZArrayMap& operator=(ZArrayMap const&) = default;
 
     // in slot order: do not sort
     ~ZArrayMap() override;
@@ -99,8 +99,8 @@ class ZFC_API ZHashMap : public ZAbstractMap {
     /// of list(). Throws ZOutOfMemoryException (message 1), also for more than INT_MAX buckets.
     ZHashMap(unsigned int size, int ownsMembers);
     /// A copy has clones of the entries when `other` owns its own, else the same pointers.
-    ZHashMap(const ZHashMap&) = default;
-    ZHashMap& operator=(const ZHashMap&) = default;
+    ZHashMap(ZHashMap const&) = default;
+    ZHashMap& operator=(ZHashMap const&) = default;
 
     // in slot order: do not sort
     ~ZHashMap() override;
@@ -121,10 +121,11 @@ class ZFC_API ZHashMap : public ZAbstractMap {
 
   private:
     [[nodiscard]] unsigned int bucketIndex(unsigned long hash) const;
-    [[nodiscard]] zmembers::Bucket* bucketAt(unsigned int index) const;
-    [[nodiscard]] zmembers::Bucket& makeBucket(unsigned long hash);
+    [[nodiscard]] zfc::containers::Bucket* bucketAt(unsigned int index) const;
+    [[nodiscard]] zfc::containers::Bucket& makeBucket(unsigned long hash);
 
-    ZArray buckets;   // owns its members; each null or a zmembers::Bucket, which is a ZArrayMap
+    ZArray
+        buckets;  // owns its members; each null or a zfc::containers::Bucket, which is a ZArrayMap
     int ownsMembers;  // handed to every bucket: non-zero when it clones and deletes its entries
 };
 
@@ -134,8 +135,8 @@ class ZFC_API ZMapIterator : public ZAbstractIterator {
   public:
     /// Throws ZOutOfMemoryException (message 1).
     explicit ZMapIterator(ZMap const& map);
-    ZMapIterator(const ZMapIterator&) = delete;
-    ZMapIterator& operator=(const ZMapIterator&) = delete;
+    ZMapIterator(ZMapIterator const&) = delete;
+    ZMapIterator& operator=(ZMapIterator const&) = delete;
 
     // in slot order: do not sort
     ~ZMapIterator() override;
@@ -152,8 +153,8 @@ class ZFC_API ZMapIterator : public ZAbstractIterator {
 class ZFC_API ZArrayMapIterator : public ZListIterator {
   public:
     explicit ZArrayMapIterator(ZArrayMap& map);
-    ZArrayMapIterator(const ZArrayMapIterator&) = default;
-    ZArrayMapIterator& operator=(const ZArrayMapIterator&) = default;
+    ZArrayMapIterator(ZArrayMapIterator const&) = default;
+    ZArrayMapIterator& operator=(ZArrayMapIterator const&) = default;
 
     // in slot order: do not sort
     ~ZArrayMapIterator() override;

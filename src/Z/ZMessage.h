@@ -3,7 +3,7 @@
 #define Z_ZMESSAGE_H
 
 #include "Z/ztags.h"
-//
+
 #include <atomic>
 #include <cstdarg>
 

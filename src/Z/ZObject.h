@@ -3,7 +3,7 @@
 #define Z_ZOBJECT_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/zexport.h"
 
 #include <cstddef>
@@ -17,8 +17,8 @@
 class ZFC_API ZObject {
   public:
     ZObject() = default;
-    ZObject(const ZObject&) = default;
-    ZObject& operator=(const ZObject&) = default;
+    ZObject(ZObject const&) = default;
+    ZObject& operator=(ZObject const&) = default;
 
     // in slot order: do not sort
     virtual ~ZObject();

@@ -3,7 +3,7 @@
 #define Z_ZOBSERVE_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZList.h"
 #include "Z/ZLock.h"
 #include "Z/ZObject.h"
@@ -89,8 +89,8 @@ class ZFC_API ZAbstractObservable : public ZObservableInterface {
 
   protected:
     ZAbstractObservable();
-    ZAbstractObservable(const ZAbstractObservable& other);
-    ZAbstractObservable& operator=(const ZAbstractObservable& other);
+    ZAbstractObservable(ZAbstractObservable const& other);
+    ZAbstractObservable& operator=(ZAbstractObservable const& other);
     ~ZAbstractObservable();
 
   private:

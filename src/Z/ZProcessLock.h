@@ -45,7 +45,7 @@
 #define Z_ZPROCESSLOCK_H
 
 #include "Z/ztags.h"
-//
+
 #include <atomic>
 
 #include "Z/ZLCString.h"
@@ -53,10 +53,10 @@
 #include "Z/ZReadWriteLock.h"
 #include "Z/zexport.h"
 
-namespace zprocess {
+namespace zfc::process_locks {
 class Read;
 class Register;
-}  // namespace zprocess
+}  // namespace zfc::process_locks
 
 /// What the observers of a process lock are told: the number that the shared data has now, and the
 /// one that the process's own copy was current with.
@@ -94,10 +94,10 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     static constexpr unsigned int invalidSequence = 0xFFFFFFFF;
 
     /// A lock that is not held. `name` is copied; null is the empty name.
-    explicit ZAbstractProcessReadWriteLock(const char* name);
+    explicit ZAbstractProcessReadWriteLock(char const* name);
     /// A lock of the same name that is not held and was never current.
-    ZAbstractProcessReadWriteLock(const ZAbstractProcessReadWriteLock& other);
-    ZAbstractProcessReadWriteLock& operator=(const ZAbstractProcessReadWriteLock&) = delete;
+    ZAbstractProcessReadWriteLock(ZAbstractProcessReadWriteLock const& other);
+    ZAbstractProcessReadWriteLock& operator=(ZAbstractProcessReadWriteLock const&) = delete;
 
     using ZAbstractReadWriteLock::lock;
     using ZAbstractReadWriteLock::unlock;
@@ -169,7 +169,7 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     /// Throws ZUnlockResourceException (message 6, rc 0) when the calling thread holds nothing.
     void requireHolder() const;
     /// Ends the calling thread's hold of rwLock, which was noted as `read`; null for a write.
-    void leaveProcess(zprocess::Read* read);
+    void leaveProcess(zfc::process_locks::Read* read);
 
     // Atomic, because they are asked for without a lock; they change under the file lock's own
     // lock, or under the register's for a stub.
@@ -181,7 +181,7 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     mutable ZReadWriteLock rwLock;  // orders the threads of this process; taken first
 
   private:
-    friend class zprocess::Register;
+    friend class zfc::process_locks::Register;
 
     void forgetParent() noexcept;
 };
@@ -190,8 +190,8 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
 /// alone. Its state is protect, not write, when that was asked for.
 class ZFC_API ZStubProcessReadWriteLock : public ZAbstractProcessReadWriteLock {
   public:
-    explicit ZStubProcessReadWriteLock(const char* name);
-    ZStubProcessReadWriteLock(const ZStubProcessReadWriteLock& other);
+    explicit ZStubProcessReadWriteLock(char const* name);
+    ZStubProcessReadWriteLock(ZStubProcessReadWriteLock const& other);
 
     using ZAbstractProcessReadWriteLock::lock;
 

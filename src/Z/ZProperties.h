@@ -21,7 +21,7 @@
 #define Z_ZPROPERTIES_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZLCString.h"
 #include "Z/ZList.h"
 #include "Z/ZLock.h"
@@ -42,8 +42,8 @@ class ZUTF8String;
 class ZFC_API ZPropertiesInterface {
   public:
     ZPropertiesInterface() = default;
-    ZPropertiesInterface(const ZPropertiesInterface&) = default;
-    ZPropertiesInterface& operator=(const ZPropertiesInterface&) = default;
+    ZPropertiesInterface(ZPropertiesInterface const&) = default;
+    ZPropertiesInterface& operator=(ZPropertiesInterface const&) = default;
     virtual ~ZPropertiesInterface();
 
     /// Whether the key is present, with or without values.
@@ -104,8 +104,8 @@ class ZFC_API ZPropertiesInterface {
 class ZFC_API ZPropertiesMutableInterface {
   public:
     ZPropertiesMutableInterface() = default;
-    ZPropertiesMutableInterface(const ZPropertiesMutableInterface&) = default;
-    ZPropertiesMutableInterface& operator=(const ZPropertiesMutableInterface&) = default;
+    ZPropertiesMutableInterface(ZPropertiesMutableInterface const&) = default;
+    ZPropertiesMutableInterface& operator=(ZPropertiesMutableInterface const&) = default;
     virtual ~ZPropertiesMutableInterface();
 
     /// Sets one value; with `obfuscated` not 0 one that is kept out of the readable file.
@@ -178,16 +178,16 @@ class ZFC_API ZAbstractProperties : public ZObject {
       public:
         [[nodiscard]] explicit ZPropResourceLock(ZLockInterface& l) ZACQUIRE(l) : guard(l) {}
         ~ZPropResourceLock() ZRELEASE() = default;
-        ZPropResourceLock(const ZPropResourceLock&) = delete;
-        ZPropResourceLock& operator=(const ZPropResourceLock&) = delete;
+        ZPropResourceLock(ZPropResourceLock const&) = delete;
+        ZPropResourceLock& operator=(ZPropResourceLock const&) = delete;
 
       private:
         ZResourceLock guard;
     };
 
     ZAbstractProperties() = default;
-    ZAbstractProperties(const ZAbstractProperties&) = delete;
-    ZAbstractProperties& operator=(const ZAbstractProperties&) = delete;
+    ZAbstractProperties(ZAbstractProperties const&) = delete;
+    ZAbstractProperties& operator=(ZAbstractProperties const&) = delete;
     ~ZAbstractProperties() override;
 
   protected:
@@ -356,8 +356,8 @@ class ZFC_API ZSCOPED_CAPABILITY ZPropRegistry {
   public:
     [[nodiscard]] ZPropRegistry() ZACQUIRE(registryLock());
     ~ZPropRegistry() ZRELEASE();
-    ZPropRegistry(const ZPropRegistry&) = delete;
-    ZPropRegistry& operator=(const ZPropRegistry&) = delete;
+    ZPropRegistry(ZPropRegistry const&) = delete;
+    ZPropRegistry& operator=(ZPropRegistry const&) = delete;
 
     /// The lock itself, one in the process and never destroyed.
     [[nodiscard]] static ZLock& registryLock();
@@ -370,8 +370,8 @@ class ZFC_API ZSCOPED_CAPABILITY ZPropRegistry {
 class ZFC_API ZPropertiesFactoryInterface {
   public:
     ZPropertiesFactoryInterface() = default;
-    ZPropertiesFactoryInterface(const ZPropertiesFactoryInterface&) = default;
-    ZPropertiesFactoryInterface& operator=(const ZPropertiesFactoryInterface&) = default;
+    ZPropertiesFactoryInterface(ZPropertiesFactoryInterface const&) = default;
+    ZPropertiesFactoryInterface& operator=(ZPropertiesFactoryInterface const&) = default;
 
     // in slot order: do not sort
     virtual ~ZPropertiesFactoryInterface();
@@ -384,8 +384,8 @@ class ZFC_API ZPropertiesFactoryInterface {
 class ZFC_API ZAbstractPropertiesFactory : public ZObject, public ZPropertiesFactoryInterface {
   public:
     ZAbstractPropertiesFactory();
-    ZAbstractPropertiesFactory(const ZAbstractPropertiesFactory&) = delete;
-    ZAbstractPropertiesFactory& operator=(const ZAbstractPropertiesFactory&) = delete;
+    ZAbstractPropertiesFactory(ZAbstractPropertiesFactory const&) = delete;
+    ZAbstractPropertiesFactory& operator=(ZAbstractPropertiesFactory const&) = delete;
     ~ZAbstractPropertiesFactory() override;
 
   private:
@@ -408,8 +408,8 @@ class ZFC_API ZAbstractPropertiesFactory : public ZObject, public ZPropertiesFac
 class ZFC_API ZPropertiesIteratorInterface {
   public:
     ZPropertiesIteratorInterface() = default;
-    ZPropertiesIteratorInterface(const ZPropertiesIteratorInterface&) = default;
-    ZPropertiesIteratorInterface& operator=(const ZPropertiesIteratorInterface&) = default;
+    ZPropertiesIteratorInterface(ZPropertiesIteratorInterface const&) = default;
+    ZPropertiesIteratorInterface& operator=(ZPropertiesIteratorInterface const&) = default;
 
     // in slot order: do not sort
     virtual ~ZPropertiesIteratorInterface();
@@ -468,8 +468,8 @@ class ZFC_API ZPropertiesIterator : public ZAbstractPropertiesIterator {
 class ZFC_API ZPropertyValuesIteratorInterface {
   public:
     ZPropertyValuesIteratorInterface() = default;
-    ZPropertyValuesIteratorInterface(const ZPropertyValuesIteratorInterface&) = default;
-    ZPropertyValuesIteratorInterface& operator=(const ZPropertyValuesIteratorInterface&) = default;
+    ZPropertyValuesIteratorInterface(ZPropertyValuesIteratorInterface const&) = default;
+    ZPropertyValuesIteratorInterface& operator=(ZPropertyValuesIteratorInterface const&) = default;
 
     // in slot order: do not sort
     virtual ~ZPropertyValuesIteratorInterface();

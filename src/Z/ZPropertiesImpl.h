@@ -9,7 +9,7 @@
 #define Z_ZPROPERTIESIMPL_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZLCString.h"
 #include "Z/ZObject.h"
 #include "Z/zexport.h"
@@ -22,7 +22,7 @@ class ZArrayList;
 class ZBuffer;
 class ZList;
 
-namespace zpcache {
+namespace zfc::cache {
 class Records;
 }
 
@@ -80,8 +80,8 @@ class ZFC_API ZObfuscatedItem : public ZObject {
 class ZFC_API ZPKVList : public ZObject {
   public:
     ZPKVList();
-    ZPKVList(const ZPKVList&) = delete;
-    ZPKVList& operator=(const ZPKVList&) = delete;
+    ZPKVList(ZPKVList const&) = delete;
+    ZPKVList& operator=(ZPKVList const&) = delete;
     ~ZPKVList() override;
 
     /// Enters the key with a copy of the list's members; a key already there gets the new list.
@@ -108,8 +108,8 @@ class ZFC_API ZPropertiesKVList : public ZObject {
   public:
     /// Any other type than the two raises ZInvalidParameterException (message 22).
     explicit ZPropertiesKVList(ZPropertyStringType type = zpropLocalCodeset);
-    ZPropertiesKVList(const ZPropertiesKVList&) = delete;
-    ZPropertiesKVList& operator=(const ZPropertiesKVList&) = delete;
+    ZPropertiesKVList(ZPropertiesKVList const&) = delete;
+    ZPropertiesKVList& operator=(ZPropertiesKVList const&) = delete;
     ~ZPropertiesKVList() override;
 
     [[nodiscard]] ZPropertyStringType getType() const { return type; }
@@ -229,7 +229,7 @@ class ZFC_API ZPCache : public ZObject {
 class ZFC_API ZPCategoryBasedCache : public ZPCache {
   public:
     ZPCategoryBasedCache();
-    ZPCategoryBasedCache& operator=(const ZPCategoryBasedCache&) = delete;
+    ZPCategoryBasedCache& operator=(ZPCategoryBasedCache const&) = delete;
 
     // in slot order: do not sort
     ~ZPCategoryBasedCache() override;
@@ -345,14 +345,14 @@ class ZFC_API ZPCategoryBasedCache : public ZPCache {
 
   protected:
     /// Copies everything but the lists handed out.
-    ZPCategoryBasedCache(const ZPCategoryBasedCache& other);
+    ZPCategoryBasedCache(ZPCategoryBasedCache const& other);
 
     struct Lists;  // what get() and getNames() handed out since the last change
-    std::unique_ptr<zpcache::Records> records;  // stanzas, keys, values and lines; never null
-    std::unique_ptr<Lists> lists;               // never null
-    ZLCString companionName;                    // empty: none known
-    unsigned long attributes = 0;               // attribute bits
-    void* attributeData = nullptr;              // the caller's
+    std::unique_ptr<zfc::cache::Records> records;  // stanzas, keys, values and lines; never null
+    std::unique_ptr<Lists> lists;                  // never null
+    ZLCString companionName;                       // empty: none known
+    unsigned long attributes = 0;                  // attribute bits
+    void* attributeData = nullptr;                 // the caller's
 
   private:
     struct Change;

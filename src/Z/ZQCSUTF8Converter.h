@@ -3,7 +3,7 @@
 #define Z_ZQCSUTF8CONVERTER_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZBuffer.h"
 #include "Z/ZLCConstString.h"
 #include "Z/ZLCString.h"
@@ -15,17 +15,17 @@ class ZFC_API ZUTF8ConverterInterface {
   public:
     // in slot order: do not sort
     /// The name of the codeset that is not UTF-8; it lives as long as the converter.
-    [[nodiscard]] virtual const ZLCConstString& getLocalCodeSet() const = 0;
+    [[nodiscard]] virtual ZLCConstString const& getLocalCodeSet() const = 0;
     /// Converts `utf8` with its terminating NUL, which is the last byte of `out` then.
-    virtual void convertToLocal(const char* utf8, ZBuffer& out) = 0;
+    virtual void convertToLocal(char const* utf8, ZBuffer& out) = 0;
     /// Converts `local` with its terminating NUL, which is the last byte of `out` then.
-    virtual void convertToUTF8(const char* local, ZBuffer& out) = 0;
+    virtual void convertToUTF8(char const* local, ZBuffer& out) = 0;
     virtual ~ZUTF8ConverterInterface();
 
   protected:
     ZUTF8ConverterInterface() = default;
-    ZUTF8ConverterInterface(const ZUTF8ConverterInterface&) = default;
-    ZUTF8ConverterInterface& operator=(const ZUTF8ConverterInterface&) = default;
+    ZUTF8ConverterInterface(ZUTF8ConverterInterface const&) = default;
+    ZUTF8ConverterInterface& operator=(ZUTF8ConverterInterface const&) = default;
 };
 
 /// A converter that is an object.
@@ -35,8 +35,8 @@ class ZFC_API ZAbstractUTF8Converter : public ZUTF8ConverterInterface, public vi
 
   protected:
     ZAbstractUTF8Converter() = default;
-    ZAbstractUTF8Converter(const ZAbstractUTF8Converter&) = default;
-    ZAbstractUTF8Converter& operator=(const ZAbstractUTF8Converter&) = default;
+    ZAbstractUTF8Converter(ZAbstractUTF8Converter const&) = default;
+    ZAbstractUTF8Converter& operator=(ZAbstractUTF8Converter const&) = default;
 };
 
 /// Converts through the codeset layer, independently of the process's local codeset.
@@ -55,14 +55,14 @@ class ZFC_API ZQCSUTF8Converter : public ZAbstractUTF8Converter {
     /// `dir`, when it is not null, becomes the process's codeset data directory; otherwise an unset
     /// `QCSDIR` raises ZNoQCSEnvironmentException (message 45). An unknown name raises
     /// ZCodesetException (message 47); an empty one makes a converter without codeset.
-    ZQCSUTF8Converter(const char* codeset, const char* dir);
-    ZQCSUTF8Converter(const ZQCSUTF8Converter&) = delete;
-    ZQCSUTF8Converter& operator=(const ZQCSUTF8Converter&) = delete;
+    ZQCSUTF8Converter(char const* codeset, char const* dir);
+    ZQCSUTF8Converter(ZQCSUTF8Converter const&) = delete;
+    ZQCSUTF8Converter& operator=(ZQCSUTF8Converter const&) = delete;
 
     // in slot order: do not sort
-    [[nodiscard]] const ZLCConstString& getLocalCodeSet() const override;
-    void convertToLocal(const char* utf8, ZBuffer& out) override;
-    void convertToUTF8(const char* local, ZBuffer& out) override;
+    [[nodiscard]] ZLCConstString const& getLocalCodeSet() const override;
+    void convertToLocal(char const* utf8, ZBuffer& out) override;
+    void convertToUTF8(char const* local, ZBuffer& out) override;
     ~ZQCSUTF8Converter() override;
 
   private:

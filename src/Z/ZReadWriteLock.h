@@ -37,7 +37,7 @@
 #define Z_ZREADWRITELOCK_H
 
 #include "Z/ztags.h"
-//
+
 #include <pthread.h>
 
 #include "Z/ZCondition.h"
@@ -72,8 +72,8 @@ class ZFC_API ZReadWriteLockInterface {
 
   protected:
     ZReadWriteLockInterface() = default;
-    ZReadWriteLockInterface(const ZReadWriteLockInterface&) = default;
-    ZReadWriteLockInterface& operator=(const ZReadWriteLockInterface&) = default;
+    ZReadWriteLockInterface(ZReadWriteLockInterface const&) = default;
+    ZReadWriteLockInterface& operator=(ZReadWriteLockInterface const&) = default;
     ~ZReadWriteLockInterface() = default;  // locks are not deleted through this interface
 };
 
@@ -85,8 +85,8 @@ class ZFC_API ZAbstractReadWriteLock : public ZObject,
   public:
     ZAbstractReadWriteLock() = default;
     /// A lock without observers, whatever the other one has.
-    ZAbstractReadWriteLock(const ZAbstractReadWriteLock& other) = default;
-    ZAbstractReadWriteLock& operator=(const ZAbstractReadWriteLock&) = delete;
+    ZAbstractReadWriteLock(ZAbstractReadWriteLock const& other) = default;
+    ZAbstractReadWriteLock& operator=(ZAbstractReadWriteLock const&) = delete;
 
     // in slot order: do not sort
     ~ZAbstractReadWriteLock() override;
@@ -125,7 +125,7 @@ class ZFC_API ZReadWriteLock : public ZAbstractReadWriteLock {
     /// A free lock. Throws as ZCondition().
     ZReadWriteLock();
     /// A free lock that has nothing to do with `other`. Throws as ZCondition().
-    ZReadWriteLock(const ZReadWriteLock& other);
+    ZReadWriteLock(ZReadWriteLock const& other);
 
     // in slot order: do not sort
     ~ZReadWriteLock() override;
@@ -194,8 +194,8 @@ class ZFC_API ZStackReadWriteLock : public ZObject {
   public:
     /// Calls `l.setUpdate(update)` and locks nothing. `l` is not owned and must outlive the object.
     [[nodiscard]] ZStackReadWriteLock(ZAbstractReadWriteLock& l, int update);
-    ZStackReadWriteLock(const ZStackReadWriteLock&) = delete;
-    ZStackReadWriteLock& operator=(const ZStackReadWriteLock&) = delete;
+    ZStackReadWriteLock(ZStackReadWriteLock const&) = delete;
+    ZStackReadWriteLock& operator=(ZStackReadWriteLock const&) = delete;
     /// Calls `unlock()` once, whatever is locked; what that throws is reported, not thrown.
     ~ZStackReadWriteLock() override;
 

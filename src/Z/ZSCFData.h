@@ -3,7 +3,7 @@
 #define Z_ZSCFDATA_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZPropertiesImpl.h"
 #include "Z/zexport.h"
 
@@ -12,7 +12,7 @@
 class ZFC_API ZSCFData : public ZPCategoryBasedCache {
   public:
     ZSCFData() = default;
-    ZSCFData& operator=(const ZSCFData&) = delete;
+    ZSCFData& operator=(ZSCFData const&) = delete;
 
     // in slot order: do not sort
     ~ZSCFData() override;
@@ -40,7 +40,7 @@ class ZFC_API ZSCFData : public ZPCategoryBasedCache {
     void be_write_obfuscated(ZBuffer& out) override;
 
   private:
-    ZSCFData(const ZSCFData& other) = default;  // for clone()
+    ZSCFData(ZSCFData const& other) = default;  // for clone()
 };
 
 #endif

@@ -11,7 +11,7 @@
 #define Z_ZSHAREDLIBRARY_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZLCString.h"
 #include "Z/ZObject.h"
 #include "Z/zexport.h"

@@ -3,7 +3,7 @@
 #define Z_ZSORT_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/zexport.h"
 
 class ZDefaultSortCompare;
@@ -27,8 +27,8 @@ class ZFC_API ZSortCompare {
 
   protected:
     ZSortCompare() = default;
-    ZSortCompare(const ZSortCompare&) = default;
-    ZSortCompare& operator=(const ZSortCompare&) = default;
+    ZSortCompare(ZSortCompare const&) = default;
+    ZSortCompare& operator=(ZSortCompare const&) = default;
 
   private:
     static ZDefaultSortCompare const* dsc_;  // null before the first defaultSortCompare()

@@ -3,7 +3,7 @@
 #define Z_ZSQUEEZE_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/zexport.h"
 
 struct z_stream_s;  // zlib's stream record; a caller of the stream functions includes zlib.h
@@ -18,8 +18,8 @@ struct z_stream_s;  // zlib's stream record; a caller of the stream functions in
 class ZFC_API ZSqueeze {
   public:
     ZSqueeze() = default;
-    ZSqueeze(const ZSqueeze&) = default;
-    ZSqueeze& operator=(const ZSqueeze&) = default;
+    ZSqueeze(ZSqueeze const&) = default;
+    ZSqueeze& operator=(ZSqueeze const&) = default;
 
     /// Names the input of squeeze() and unsqueeze(), which stays the caller's and must live until
     /// they have been called.

@@ -3,7 +3,7 @@
 #define Z_ZSTACK_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZList.h"
 #include "Z/ZObject.h"
 #include "Z/zexport.h"
@@ -22,8 +22,8 @@ class ZFC_API ZStack {
 
   protected:
     ZStack() = default;
-    ZStack(const ZStack&) = default;
-    ZStack& operator=(const ZStack&) = default;
+    ZStack(ZStack const&) = default;
+    ZStack& operator=(ZStack const&) = default;
 };
 
 /// The part of a stack that needs no knowledge of its storage.
@@ -35,8 +35,8 @@ class ZFC_API ZAbstractStack : public ZStack {
 
   protected:
     ZAbstractStack() = default;
-    ZAbstractStack(const ZAbstractStack&) = default;
-    ZAbstractStack& operator=(const ZAbstractStack&) = default;
+    ZAbstractStack(ZAbstractStack const&) = default;
+    ZAbstractStack& operator=(ZAbstractStack const&) = default;
 };
 
 /// A list used as a stack: its last member is on top.
@@ -44,8 +44,8 @@ class ZFC_API ZArrayStack : public ZArrayList, public ZAbstractStack {
   public:
     /// Room for `room` members at first, as ZArrayList.
     explicit ZArrayStack(unsigned int room);
-    ZArrayStack(const ZArrayStack&) = default;
-    ZArrayStack& operator=(const ZArrayStack&) = default;
+    ZArrayStack(ZArrayStack const&) = default;
+    ZArrayStack& operator=(ZArrayStack const&) = default;
 
     // in slot order: do not sort
     ~ZArrayStack() override;

@@ -3,7 +3,7 @@
 #define Z_ZSTANZAFILEPROPERTIES_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZProperties.h"
 #include "Z/zexport.h"
 

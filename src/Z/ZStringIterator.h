@@ -3,7 +3,7 @@
 #define Z_ZSTRINGITERATOR_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZAbstractMutableString.h"
 #include "Z/ZIterator.h"
 #include "Z/zexport.h"
@@ -18,13 +18,13 @@ class ZUTF8String;
 class ZFC_API ZStringIterator : public ZAbstractIterator {
   public:
     // The families of source and target always match.
-    ZStringIterator(const ZLCString& source, ZLCString& target);
-    ZStringIterator(const ZLCConstString& source, ZLCString& target);
-    ZStringIterator(const ZUTF8String& source, ZUTF8String& target);
-    ZStringIterator(const ZUTF8ConstString& source, ZUTF8String& target);
+    ZStringIterator(ZLCString const& source, ZLCString& target);
+    ZStringIterator(ZLCConstString const& source, ZLCString& target);
+    ZStringIterator(ZUTF8String const& source, ZUTF8String& target);
+    ZStringIterator(ZUTF8ConstString const& source, ZUTF8String& target);
     /// Stands where the other one stands and shares its source and target.
-    ZStringIterator(const ZStringIterator& other) = default;
-    ZStringIterator& operator=(const ZStringIterator&) = delete;
+    ZStringIterator(ZStringIterator const& other) = default;
+    ZStringIterator& operator=(ZStringIterator const&) = delete;
 
     // in slot order: do not sort
     ~ZStringIterator() override;
@@ -41,8 +41,8 @@ class ZFC_API ZStringIterator : public ZAbstractIterator {
   private:
     [[nodiscard]] unsigned int characterLength() const;
 
-    const char* position;            // next character; null when the source had no text
-    const ZAbstractString* source;   // the string walked; not owned
+    char const* position;            // next character; null when the source had no text
+    ZAbstractString const* source;   // the string walked; not owned
     ZAbstractMutableString& target;  // receives each character; not owned
     int mbMax;  // greatest length of a character of the local codeset; 0 with UTF-8 strings
 };

@@ -3,7 +3,7 @@
 #define Z_ZSTRINGTOKENIZER_H
 
 #include "Z/ztags.h"
-//
+
 #include <memory>
 
 #include "Z/ZAbstractMutableString.h"
@@ -22,24 +22,24 @@ class ZFC_API ZStringTokenizer : public ZAbstractIterator {
   public:
     /// Splits at blanks, tabs, carriage returns and line feeds. A target of another codeset than
     /// the source's raises ZUnsupportedException (message 48).
-    ZStringTokenizer(const ZAbstractString& source, ZAbstractMutableString& target);
+    ZStringTokenizer(ZAbstractString const& source, ZAbstractMutableString& target);
     /// Splits at the characters of `delimiters`, which is copied, and converted when it is of the
     /// other family.
-    ZStringTokenizer(const ZAbstractString& source, ZAbstractMutableString& target,
-                     const ZAbstractString& delimiters);
+    ZStringTokenizer(ZAbstractString const& source, ZAbstractMutableString& target,
+                     ZAbstractString const& delimiters);
     /// Stands where the other one stands and shares its source and target.
-    ZStringTokenizer(const ZStringTokenizer& other);
-    ZStringTokenizer& operator=(const ZStringTokenizer&) = delete;
+    ZStringTokenizer(ZStringTokenizer const& other);
+    ZStringTokenizer& operator=(ZStringTokenizer const&) = delete;
 
     // in slot order: do not sort
     ~ZStringTokenizer() override;
     [[nodiscard]] ZStringTokenizer* clone() const override;
     /// Moves over delimiters and says whether a token is left. `delims` is in the source's codeset.
-    [[nodiscard]] virtual bool hasMore(const ZAbstractString& delims);
+    [[nodiscard]] virtual bool hasMore(ZAbstractString const& delims);
     [[nodiscard]] bool hasMore() override;
     /// The target, holding the next token; at the end, holding empty text. It stays the caller's
     /// and changes with the next call. `delims` is in the source's codeset.
-    virtual ZAbstractMutableString* getNext(const ZAbstractString& delims);
+    virtual ZAbstractMutableString* getNext(ZAbstractString const& delims);
     ZAbstractMutableString* getNext() override;
     /// Back to the beginning.
     void reset() override;
@@ -48,12 +48,12 @@ class ZFC_API ZStringTokenizer : public ZAbstractIterator {
     virtual void list(ZArrayList& out);
 
   private:
-    [[nodiscard]] unsigned int skipAll(const ZAbstractString& delims) const;
-    [[nodiscard]] unsigned int skipOther(const ZAbstractString& delims) const;
+    [[nodiscard]] unsigned int skipAll(ZAbstractString const& delims) const;
+    [[nodiscard]] unsigned int skipOther(ZAbstractString const& delims) const;
     [[nodiscard]] unsigned int checkedStop(unsigned int passed) const;
 
-    const char* position;                                // where the next search starts
-    const ZAbstractString* source;                       // the string split; not owned
+    char const* position;                                // where the next search starts
+    ZAbstractString const* source;                       // the string split; not owned
     ZAbstractMutableString& target;                      // receives each token; not owned
     std::unique_ptr<ZAbstractMutableString> delimiters;  // default set, of the source's family
     int mbMax;  // greatest length of a character where the source is in the local codeset; else 0

@@ -35,7 +35,7 @@
 #define Z_ZTHREAD_H
 
 #include "Z/ztags.h"
-//
+
 #include <pthread.h>
 
 #include <atomic>
@@ -57,8 +57,8 @@ class ZFC_API ZThread : public ZObject {
     /// Stands for a thread that somebody else started; both flags are 0. waitForExit() joins it,
     /// the destructor leaves it alone.
     explicit ZThread(pthread_t id);
-    ZThread(const ZThread&) = delete;
-    ZThread& operator=(const ZThread&) = delete;
+    ZThread(ZThread const&) = delete;
+    ZThread& operator=(ZThread const&) = delete;
 
     // in slot order: do not sort
     /// The thread must have ended, unless it does this itself. One that could be joined and was not
@@ -105,20 +105,20 @@ class ZFC_API ZThread : public ZObject {
   private:
     friend class ZSleeperThread;
     friend class ZThreadPool;
-    class Word;           // the id, shared with whoever is starting the thread
-    enum class Standing;  // whether it can be joined
-    class Farewell;       // the last steps of a thread
+    class State;           // the id, shared with whoever is starting the thread
+    enum class JoinState;  // whether it can be joined
+    class Farewell;        // the last steps of a thread
 
     [[nodiscard]] static void* entry(void* thread);
     void enter();
     void finish();
     void detachUnjoined();
-    [[nodiscard]] int joinRefusal(Standing standing) const;
+    [[nodiscard]] int joinRefusal(JoinState joinState) const;
     [[nodiscard]] bool deletesItself() const { return detached != 0 && autoDelete != 0; }
 
-    Word* threadId;  // never null; a share
-    int detached;    // 1: cannot be joined
-    int autoDelete;  // 1: deletes itself when it has ended, if it is detached too
+    State* threadId;  // never null; a share
+    int detached;     // 1: cannot be joined
+    int autoDelete;   // 1: deletes itself when it has ended, if it is detached too
     // Not owned; which counts the thread while it runs, else null. Who takes it out tells the pool.
     std::atomic<ZThreadPool*> pool;
 };
@@ -182,8 +182,8 @@ class ZFC_API ZThreadPool : public ZObject {
     /// that are kept. Throws ZThreadException with the system's code (message 3 for the mutex, 7
     /// for the condition), ZOutOfMemoryException (message 1).
     ZThreadPool(unsigned int a, unsigned int b);
-    ZThreadPool(const ZThreadPool&) = delete;
-    ZThreadPool& operator=(const ZThreadPool&) = delete;
+    ZThreadPool(ZThreadPool const&) = delete;
+    ZThreadPool& operator=(ZThreadPool const&) = delete;
 
     // in slot order: do not sort
     /// Does not wait: waitForExit() comes first. What the system refuses is reported (messages 8
@@ -230,8 +230,8 @@ class ZFC_API ZThreadPool : public ZObject {
 
     [[nodiscard]] static Mutex createMutex();
     [[nodiscard]] static Cond createCond();
-    void enrol(ZThread& t);
-    void strike(ZThread& t) noexcept;
+    void registerThread(ZThread& t);
+    void unregisterThread(ZThread& t) noexcept;
     [[nodiscard]] ZThread* findIdle();
     [[nodiscard]] bool isIdle(ZThread const& t) const;
     void dropIdle(ZThread& t);

@@ -3,7 +3,7 @@
 #define Z_ZUTF8CONSTSTRING_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZAbstractConstString.h"
 #include "Z/zexport.h"
 
@@ -16,43 +16,43 @@ class ZFC_API ZUTF8ConstString : public ZAbstractConstString {
     /// Shows the empty text.
     ZUTF8ConstString() = default;
     /// Null shows the empty text.
-    ZUTF8ConstString(const char* text) : ZAbstractConstString(text) {}
-    ZUTF8ConstString(const ZUTF8ConstString& other) = default;
-    ZUTF8ConstString(const ZUTF8String& other);
+    ZUTF8ConstString(char const* text) : ZAbstractConstString(text) {}
+    ZUTF8ConstString(ZUTF8ConstString const& other) = default;
+    ZUTF8ConstString(ZUTF8String const& other);
 
     // in slot order: do not sort
     ~ZUTF8ConstString() override;
     /// A string of the other family is converted first; one that cannot be is compared as bytes.
-    [[nodiscard]] int compare(const ZObject& other) const override;
+    [[nodiscard]] int compare(ZObject const& other) const override;
     /// Another view of the same text.
     [[nodiscard]] ZUTF8ConstString* clone() const override;
-    [[nodiscard]] int compare(const char* other) const override;
-    [[nodiscard]] int compareignorecase(const char* other) const override;
+    [[nodiscard]] int compare(char const* other) const override;
+    [[nodiscard]] int compareignorecase(char const* other) const override;
     [[nodiscard]] ZCodesetHandle getCodesetHandle() const override;
 
-    [[nodiscard]] int compare(const ZUTF8ConstString& other) const {
+    [[nodiscard]] int compare(ZUTF8ConstString const& other) const {
         return compare(other.getChars());
     }
-    [[nodiscard]] int compare(const ZUTF8String& other) const;
-    [[nodiscard]] int compareignorecase(const ZUTF8ConstString& other) const {
+    [[nodiscard]] int compare(ZUTF8String const& other) const;
+    [[nodiscard]] int compareignorecase(ZUTF8ConstString const& other) const {
         return compareignorecase(other.getChars());
     }
-    [[nodiscard]] int compareignorecase(const ZUTF8String& other) const;
+    [[nodiscard]] int compareignorecase(ZUTF8String const& other) const;
 
-    ZUTF8ConstString& operator=(const ZUTF8ConstString& other) = default;
-    ZUTF8ConstString& operator=(const ZAbstractString& other) {
+    ZUTF8ConstString& operator=(ZUTF8ConstString const& other) = default;
+    ZUTF8ConstString& operator=(ZAbstractString const& other) {
         ZAbstractString::operator=(other);
         return *this;
     }
-    ZUTF8ConstString& operator=(const char* text) {
+    ZUTF8ConstString& operator=(char const* text) {
         ZAbstractConstString::operator=(text);
         return *this;
     }
 
     /// A new string: this text followed by the other; null adds nothing.
-    [[nodiscard]] ZUTF8String operator+(const char* text) const;
-    [[nodiscard]] ZUTF8String operator+(const ZUTF8ConstString& other) const;
-    [[nodiscard]] ZUTF8String operator+(const ZUTF8String& other) const;
+    [[nodiscard]] ZUTF8String operator+(char const* text) const;
+    [[nodiscard]] ZUTF8String operator+(ZUTF8ConstString const& other) const;
+    [[nodiscard]] ZUTF8String operator+(ZUTF8String const& other) const;
 
     /// The bytes from `start` on, at most `count` of them; both are cut to the length. A copy,
     /// since a view of part of a text would not end in NUL.

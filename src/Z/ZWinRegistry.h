@@ -3,7 +3,7 @@
 #define Z_ZWINREGISTRY_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/ZLCString.h"
 #include "Z/ZObject.h"
 #include "Z/zexport.h"

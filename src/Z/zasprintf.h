@@ -4,7 +4,7 @@
 #define Z_ZASPRINTF_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/zexport.h"
 
 #include <stdarg.h>
@@ -15,9 +15,9 @@ extern "C" {
 
 /// Formats into a new block, which the caller releases with zasprintf_free(), and stores it in
 /// `*result`; null when the call fails. -1 also for a null `result`.
-ZFC_API int zasprintf(char** result, const char* format, ...);
+ZFC_API int zasprintf(char** result, char const* format, ...);
 /// As zasprintf(); the caller still ends `list`. -1 also for a null `list`.
-ZFC_API int zvasprintf(char** result, const char* format, va_list list);
+ZFC_API int zvasprintf(char** result, char const* format, va_list list);
 /// Releases a block of zasprintf() or zvasprintf(), as `free` does; null is fine.
 ZFC_API void zasprintf_free(char* text);
 

@@ -5,7 +5,7 @@
 /// Marks a class or function that the shared library exports; all others are hidden.
 #define ZFC_API __attribute__((visibility("default")))
 
-// Clang checks these words as errors; other compilers read past them.
+/// Clang checks these words as errors; other compilers read past them.
 #if defined(__clang__)
 #define ZFC_THREAD_SAFETY(word) __attribute__((word))
 #else

@@ -3,7 +3,7 @@
 #define Z_ZFILEINHERIT_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/zexport.h"
 
 #ifdef __cplusplus

@@ -3,7 +3,7 @@
 #define Z_ZFREE_H
 
 #include "Z/ztags.h"
-//
+
 #include <cstdlib>
 
 /// For `std::unique_ptr<T, ZFree>`, which stays one pointer wide.

@@ -3,7 +3,7 @@
 #define Z_ZINET_NTOP_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/zexport.h"
 
 #ifdef __cplusplus
@@ -13,7 +13,7 @@ extern "C" {
 /// POSIX inet_ntop: writes the address `src` (an in_addr or in6_addr, in network byte order) of
 /// family `af` into the `size` bytes of `dst` with its NUL. Returns `dst`; null with `errno` ENOSPC
 /// when it does not fit, EAFNOSUPPORT for another family. Throws nothing.
-ZFC_API const char* zinet_ntop(int af, const void* src, char* dst, unsigned int size);
+ZFC_API char const* zinet_ntop(int af, void const* src, char* dst, unsigned int size);
 
 #ifdef __cplusplus
 }

@@ -23,7 +23,7 @@
 #define Z_ZPROPERTIES_C_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/zexport.h"
 
 #ifdef __cplusplus
@@ -61,8 +61,8 @@ typedef enum ZPROPItemType {
 /// One request of zstzPropGetValues().
 typedef struct ZStzFileItem {
     int type;            ///< a ZPROPItemType
-    const char* stanza;  ///< required
-    const char* key;     ///< required
+    char const* stanza;  ///< required
+    char const* key;     ///< required
     int optional;        ///< 1: the key may be absent; anything else: it is required
     /// Where the answer goes; required. ZPROP_ITEM_BOOLEAN: an `int`, 1 or 0; absent 0.
     /// ZPROP_ITEM_INTEGER: an `int` of the number's 32 bits; absent 0. ZPROP_ITEM_STRING: a
@@ -77,36 +77,36 @@ typedef struct ZStzFileItem {
 /// the caller's, to be closed with zstzPropClose(); else it is null. `mode` is one of
 /// ZPROPOpenMode. ZPROP_IO_ERROR: the file is not there, not readable, locked, or not a valid
 /// stanza file.
-ZFC_API int zstzPropOpen(ZPROP_stz_handle** handle, const char* file, ZPROPOpenMode mode);
+ZFC_API int zstzPropOpen(ZPROP_stz_handle** handle, char const* file, ZPROPOpenMode mode);
 /// Releases the handle; edits that were not stored are lost.
 ZFC_API int zstzPropClose(ZPROP_stz_handle* handle);
 /// Writes all edits to `file`, or with null to the file that was opened, and flushes it to the
 /// device. ZPROP_IO_ERROR: nothing was written, the file is as it was, the edits are kept.
-ZFC_API int zstzPropStore(ZPROP_stz_handle* handle, const char* file);
+ZFC_API int zstzPropStore(ZPROP_stz_handle* handle, char const* file);
 
 // ------------------------------------------------------------------------------------- reading
 
 /// 1 when the key, or with a null `key` the stanza, is present, else 0.
-ZFC_API int zstzPropExists(ZPROP_stz_handle* handle, const char* stanza, const char* key, int* rc);
+ZFC_API int zstzPropExists(ZPROP_stz_handle* handle, char const* stanza, char const* key, int* rc);
 /// Number of stanzas.
 ZFC_API int zstzPropNumStanzas(ZPROP_stz_handle* handle, int* rc);
 /// Number of keys of the stanza; 0 when it is absent.
-ZFC_API int zstzPropNumKeys(ZPROP_stz_handle* handle, const char* stanza, int* rc);
+ZFC_API int zstzPropNumKeys(ZPROP_stz_handle* handle, char const* stanza, int* rc);
 /// Number of values of the key; 0 when it is absent.
-ZFC_API int zstzPropNumValues(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+ZFC_API int zstzPropNumValues(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                               int* rc);
 /// The key's last value: the caller's, to be released with zstzPropFree(). Null when the key is
 /// absent or has no value, with ZPROP_MISSING_KEY when `required` is not 0.
-ZFC_API char* zstzPropGetStringValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+ZFC_API char* zstzPropGetStringValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                                      int required, int* rc);
 /// The key's last value as a number, read as 32-bit strtoul() with base 0 does; 0 when it is
 /// absent. ZPROP_INVALID_VALUE: it is no number. ZPROP_MISSING_KEY: as above.
-ZFC_API unsigned int zstzPropGetIntegerValue(ZPROP_stz_handle* handle, const char* stanza,
-                                             const char* key, int required, int* rc);
+ZFC_API unsigned int zstzPropGetIntegerValue(ZPROP_stz_handle* handle, char const* stanza,
+                                             char const* key, int required, int* rc);
 /// 1 when the key's last value is yes, y, true, t or 1, in any case of letters; 0 when it is no, n,
 /// false, f or 0, or is absent. ZPROP_INVALID_VALUE: it is another word. ZPROP_MISSING_KEY: as
 /// above.
-ZFC_API int zstzPropGetBooleanValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+ZFC_API int zstzPropGetBooleanValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                                     int required, int* rc);
 /// Answers `count` requests in their order, with no change of the file's values between them.
 /// ZPROP_MISSING_KEY, ZPROP_INVALID_VALUE, ZPROP_INVALID_ARGUMENT (also an unknown type or no place
@@ -126,26 +126,26 @@ ZFC_API void zstzPropFree(char* text);
 
 /// Replaces all values of the key by `value`; stanza and key are created when absent. Null or empty
 /// text leaves the key without a value.
-ZFC_API int zstzPropSetStringValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
-                                   const char* value);
+ZFC_API int zstzPropSetStringValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
+                                   char const* value);
 /// The same with the number in decimal.
-ZFC_API int zstzPropSetIntegerValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+ZFC_API int zstzPropSetIntegerValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                                     unsigned int value);
 /// The same with "yes" for a value other than 0, else "no".
-ZFC_API int zstzPropSetBooleanValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+ZFC_API int zstzPropSetBooleanValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                                     int value);
 /// Removes the key with all its values; one that is absent changes nothing.
-ZFC_API int zstzPropRemoveKey(ZPROP_stz_handle* handle, const char* stanza, const char* key);
+ZFC_API int zstzPropRemoveKey(ZPROP_stz_handle* handle, char const* stanza, char const* key);
 /// Removes the stanza with all its lines; one that is absent changes nothing.
-ZFC_API int zstzPropRemoveStanza(ZPROP_stz_handle* handle, const char* stanza);
+ZFC_API int zstzPropRemoveStanza(ZPROP_stz_handle* handle, char const* stanza);
 /// Adds a comment behind those that open the file. In each comment a missing "#" is put in front.
-ZFC_API int zstzPropAddFileComment(ZPROP_stz_handle* handle, const char* text);
+ZFC_API int zstzPropAddFileComment(ZPROP_stz_handle* handle, char const* text);
 /// Adds a comment below the stanza's header and the comments there. The stanza must exist.
-ZFC_API int zstzPropAddStanzaComment(ZPROP_stz_handle* handle, const char* stanza,
-                                     const char* text);
+ZFC_API int zstzPropAddStanzaComment(ZPROP_stz_handle* handle, char const* stanza,
+                                     char const* text);
 /// Adds a comment directly above the key's line. The key must exist.
-ZFC_API int zstzPropAddLineComment(ZPROP_stz_handle* handle, const char* stanza, const char* key,
-                                   const char* text);
+ZFC_API int zstzPropAddLineComment(ZPROP_stz_handle* handle, char const* stanza, char const* key,
+                                   char const* text);
 
 // ----------------------------------------------------------------------------------- iterating
 // An iterator stands before its first entry until zstzPropIter_next() is called. It walks what was
@@ -154,26 +154,26 @@ ZFC_API int zstzPropAddLineComment(ZPROP_stz_handle* handle, const char* stanza,
 /// With a key an iterator over its values, with a null key one over the keys of the stanza; an
 /// absent stanza or key has none. On success `*iterator` is the caller's, to be closed with
 /// zstzPropIter_close(); else it is null.
-ZFC_API int zstzPropIter_init(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+ZFC_API int zstzPropIter_init(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                               ZPROP_iter_handle** iterator);
 /// Moves to the next entry: 1, or 0 when there is none.
 ZFC_API int zstzPropIter_next(ZPROP_iter_handle* iterator, int* rc);
 /// The current key's name; of an iterator over values the name of its key. Valid until the iterator
 /// moves or is closed. ZPROP_ITERATOR_ERROR: no current key.
-ZFC_API const char* zstzPropIter_getKey(ZPROP_iter_handle* iterator, int* rc);
+ZFC_API char const* zstzPropIter_getKey(ZPROP_iter_handle* iterator, int* rc);
 /// The current value; of an iterator over keys the first value of the current key, null when it has
 /// none. Valid until the iterator moves or is closed, whatever is edited. ZPROP_ITERATOR_ERROR: no
 /// current entry.
-ZFC_API const char* zstzPropIter_getValue(ZPROP_iter_handle* iterator, int* rc);
+ZFC_API char const* zstzPropIter_getValue(ZPROP_iter_handle* iterator, int* rc);
 /// Number of keys in the stanza; 1 for an iterator over values.
 ZFC_API int zstzPropIter_numKeys(ZPROP_iter_handle* iterator, int* rc);
 /// Number of values of the key. ZPROP_ITERATOR_ERROR: an iterator over keys, as below.
 ZFC_API int zstzPropIter_numValues(ZPROP_iter_handle* iterator, int* rc);
 /// Adds a value behind the key's others; the walk will come to it.
-ZFC_API int zstzPropIter_addValue(ZPROP_iter_handle* iterator, const char* value);
+ZFC_API int zstzPropIter_addValue(ZPROP_iter_handle* iterator, char const* value);
 /// Replaces the current value. ZPROP_ITERATOR_ERROR: no current value, or the key's values were
 /// changed by somebody else.
-ZFC_API int zstzPropIter_chgValue(ZPROP_iter_handle* iterator, const char* value);
+ZFC_API int zstzPropIter_chgValue(ZPROP_iter_handle* iterator, char const* value);
 /// Removes the current value; zstzPropIter_next() moves to the one behind it.
 ZFC_API int zstzPropIter_rmvValue(ZPROP_iter_handle* iterator);
 /// Releases the iterator.

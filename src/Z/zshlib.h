@@ -4,7 +4,7 @@
 #define Z_ZSHLIB_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/zexport.h"
 
 #ifdef __cplusplus

@@ -40,7 +40,7 @@
 #define Z_ZSNPRINTF_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/zexport.h"
 #include "Z/zqcsutil.h"
 
@@ -54,20 +54,20 @@ extern "C" {
 /// text needs, so the text was cut when it is not below `size`. A negative `size` counts as 0.
 /// `out` may be null, then nothing is written. After a failure `out` holds some text,
 /// NUL-terminated, or, when the format was bad, what it held before.
-ZFC_API int zsnprintf(char* out, int size, const char* format, ...);
+ZFC_API int zsnprintf(char* out, int size, char const* format, ...);
 /// As zsnprintf(); the caller still ends `list`.
-ZFC_API int zvsnprintf(char* out, int size, const char* format, va_list list);
+ZFC_API int zvsnprintf(char* out, int size, char const* format, va_list list);
 
 /// Formats into a new block, which the caller frees with `free`, and stores it in `*result`; null
 /// when the call fails. -1 also for a null `result`.
-ZFC_API int zsprintf(char** result, const char* format, ...);
+ZFC_API int zsprintf(char** result, char const* format, ...);
 /// As zsprintf(); the caller still ends `list`. -1 also for a null `list`.
-ZFC_API int zvsprintf(char** result, const char* format, va_list list);
+ZFC_API int zvsprintf(char** result, char const* format, va_list list);
 
 /// One conversion specification. The words behind `end` are the engine's own.
 typedef struct ZFormatSpec {
-    const char* start;  ///< its "%"
-    const char* end;    ///< behind its conversion character
+    char const* start;  ///< its "%"
+    char const* end;    ///< behind its conversion character
     int argType;        ///< how its argument is fetched and rendered
     unsigned flags;
     int argPos;     ///< number of the argument converted
@@ -104,7 +104,7 @@ typedef struct ZFormatContext {
     ZFormatArg inlineArgs[ZFORMAT_INLINE_ARGS];
     ZFormatArg* args;  ///< inlineArgs or a heap block
     int reserved;
-    const char* format;
+    char const* format;
     ZCodesetHandle codeset;
     int reservedLast;
 } ZFormatContext;
@@ -112,10 +112,10 @@ typedef struct ZFormatContext {
 /// Reads `format` and fetches its arguments into `*ctx`, for zvsnprintf_render() as often as
 /// wanted; C and S convert to `codeset`. `format` and what the arguments point at must live until
 /// the last rendering. Returns 0, and zvsnprintf_done() is due; or -1, and nothing is.
-ZFC_API int zvsnprintf_parse(ZFormatContext* ctx, ZCodesetHandle codeset, const char* format,
+ZFC_API int zvsnprintf_parse(ZFormatContext* ctx, ZCodesetHandle codeset, char const* format,
                              va_list list);
 /// Writes a parsed format as zsnprintf() does.
-ZFC_API int zvsnprintf_render(const ZFormatContext* ctx, char* out, int size);
+ZFC_API int zvsnprintf_render(ZFormatContext const* ctx, char* out, int size);
 /// Frees what parsing allocated. A parsed context may be done more than once.
 ZFC_API void zvsnprintf_done(ZFormatContext* ctx);
 

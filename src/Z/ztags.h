@@ -14,7 +14,7 @@
 #define ZFC_TAG _6_1_1
 #endif
 
-// Two steps, so that the tag is expanded before it is joined.
+/// Two steps, so that the tag is expanded before it is joined.
 #define ZFC_JOIN_(name, tag) name##tag
 #define ZFC_JOIN(name, tag) ZFC_JOIN_(name, tag)
 #define ZFC_TAGGED(name) ZFC_JOIN(name, ZFC_TAG)

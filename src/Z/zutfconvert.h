@@ -3,7 +3,7 @@
 #define Z_ZUTFCONVERT_H
 
 #include "Z/ztags.h"
-//
+
 #include "Z/zexport.h"
 
 #ifdef __cplusplus
@@ -15,7 +15,7 @@ extern "C" {
 /// surrogate is written as if it were a character, in three bytes. Never waits, throws nothing.
 /// Returns 0 when all was converted, 2 when the next character does not fit: both pointers then
 /// stand at it, and a further call with more room goes on from there.
-ZFC_API int zconvert_UTF16_to_UTF8(const unsigned short** src, const unsigned short* srcEnd,
+ZFC_API int zconvert_UTF16_to_UTF8(unsigned short const** src, unsigned short const* srcEnd,
                                    unsigned char** dst, unsigned char* dstEnd);
 
 #ifdef __cplusplus

@@ -3,7 +3,7 @@
 #define Z_ZUTILS_H
 
 #include "Z/ztags.h"
-//
+
 #include <stdio.h>
 
 #include "Z/zexport.h"
@@ -18,7 +18,7 @@ extern "C" {
 /// null) only the title and a line feed. Waits for dumps of other threads: all dumps of a process
 /// are written one after the other. Throws nothing: when their lock fails that is reported, and
 /// nothing is written.
-ZFC_API void zhex_dump(FILE* out, int length, const unsigned char* data, const char* title);
+ZFC_API void zhex_dump(FILE* out, int length, unsigned char const* data, char const* title);
 
 #ifdef __cplusplus
 }

@@ -29,7 +29,7 @@ typedef unsigned short qcs_wchar;
 /// Names the codeset data directory, whose file "aliases" may add names of codesets and locales.
 /// It is read when a name is looked up next; a missing directory or file is no error. In
 /// set-user-id programs it is not read. Null is ignored.
-void qcs_set_dir(const char* dir);
+void qcs_set_dir(char const* dir);
 
 /// Name of the locale that the environment asks for: the first of LC_ALL, LC_CTYPE and LANG that is
 /// set and not empty; "C" when there is none or it is no locale name (letters, digits and "-_.:",
@@ -40,14 +40,14 @@ int qcs_os_lang_name(char* buffer, unsigned int size);
 int qcs_os_cs_name(char* buffer, unsigned int size);
 /// The canonical spelling of a locale name ("de_DE.utf8" gives "de_DE.UTF-8"). 0 on success, -1
 /// when it is no locale name or does not fit `size` bytes.
-int qcs_canonical_loc(const char* name, char* out, unsigned int size);
+int qcs_canonical_loc(char const* name, char* out, unsigned int size);
 
 /// A locale by name; 0 when the system has none of that name. The same name gives the same handle;
 /// it lives as long as the process.
-qcs_loc_handle qcs_loc_new(const char* name);
+qcs_loc_handle qcs_loc_new(char const* name);
 /// A codeset by name; 0 when there is none of that name. Letter case and punctuation do not matter.
 /// The same codeset gives the same handle.
-qcs_cs_handle qcs_cs_new(const char* name);
+qcs_cs_handle qcs_cs_new(char const* name);
 /// Gives back what one qcs_cs_new() gave; when all have been, the handle is none until the codeset
 /// is asked for again. Freeing none does nothing. The tables are kept for the next asker.
 void qcs_cs_free(qcs_cs_handle cs);
@@ -55,17 +55,17 @@ void qcs_cs_free(qcs_cs_handle cs);
 /// Whole-text conversion: bytes written, -1 when the input is malformed, cut off or has a character
 /// that the target lacks, or when `outLen` bytes do not hold the result (`out` then holds part of
 /// it). At most `inLen` bytes are read; a NUL among them is converted and ends the text.
-int qcs_to_utf8(qcs_cs_handle cs, const char* in, unsigned int inLen, char* out,
+int qcs_to_utf8(qcs_cs_handle cs, char const* in, unsigned int inLen, char* out,
                 unsigned int outLen);
-int qcs_from_utf8(qcs_cs_handle cs, const char* in, unsigned int inLen, char* out,
+int qcs_from_utf8(qcs_cs_handle cs, char const* in, unsigned int inLen, char* out,
                   unsigned int outLen);
 
 /// Greatest bytes of one character; 1 for a handle that is none.
 int qcs_mb_max(qcs_cs_handle cs);
 /// Length of the character at `p`, which has `n` bytes left: 0 at NUL or `n` 0, -1 if malformed.
-int qcs_mblen(qcs_cs_handle cs, const char* p, unsigned int n);
+int qcs_mblen(qcs_cs_handle cs, char const* p, unsigned int n);
 /// One character to wide: its length, 0 at NUL or `n` 0, -1 if malformed or without wide form.
-int qcs_mbtowc(qcs_cs_handle cs, qcs_wchar* wide, const char* p, unsigned int n);
+int qcs_mbtowc(qcs_cs_handle cs, qcs_wchar* wide, char const* p, unsigned int n);
 /// One wide character to bytes (`out` has room for 8): bytes written, -1 when the codeset lacks it
 /// or it is a surrogate. 0 gives one NUL.
 int qcs_wctomb(qcs_cs_handle cs, char* out, qcs_wchar wide);
@@ -84,31 +84,31 @@ int qcs_iswalnum(qcs_wchar wide);
 // taken by bytes from there on, so that no text is lost or taken for another.
 
 /// Number of characters.
-unsigned int qcs_strcount(qcs_cs_handle cs, const char* s);
+unsigned int qcs_strcount(qcs_cs_handle cs, char const* s);
 /// The ISO C functions of the same stem. `wide` is a wide character; 0 finds the end of the text.
-char* qcs_strchr(qcs_cs_handle cs, const char* s, int wide);
-char* qcs_strrchr(qcs_cs_handle cs, const char* s, int wide);
-char* qcs_strstr(qcs_cs_handle cs, const char* s, const char* sub);
-char* qcs_strpbrk(qcs_cs_handle cs, const char* s, const char* set);
-unsigned int qcs_strspn(qcs_cs_handle cs, const char* s, const char* set);
-unsigned int qcs_strcspn(qcs_cs_handle cs, const char* s, const char* set);
+char* qcs_strchr(qcs_cs_handle cs, char const* s, int wide);
+char* qcs_strrchr(qcs_cs_handle cs, char const* s, int wide);
+char* qcs_strstr(qcs_cs_handle cs, char const* s, char const* sub);
+char* qcs_strpbrk(qcs_cs_handle cs, char const* s, char const* set);
+unsigned int qcs_strspn(qcs_cs_handle cs, char const* s, char const* set);
+unsigned int qcs_strcspn(qcs_cs_handle cs, char const* s, char const* set);
 /// As POSIX strtok_r.
-char* qcs_strtok(qcs_cs_handle cs, char* s, const char* delims, char** state);
+char* qcs_strtok(qcs_cs_handle cs, char* s, char const* delims, char** state);
 /// As in ISO C, `n` counting bytes, but a character that would not go in whole is left out.
 /// qcs_strncat() writes a NUL behind the text; qcs_strncpy() writes exactly `n` bytes, NULs behind
 /// the text, so there is no NUL when the text takes all of them. `dst` and `src` do not overlap.
-char* qcs_strncat(qcs_cs_handle cs, char* dst, const char* src, unsigned int n);
-char* qcs_strncpy(qcs_cs_handle cs, char* dst, const char* src, unsigned int n);
+char* qcs_strncat(qcs_cs_handle cs, char* dst, char const* src, unsigned int n);
+char* qcs_strncpy(qcs_cs_handle cs, char* dst, char const* src, unsigned int n);
 /// Comparison by characters without regard to case; `n` counts bytes of either text. Case is that
 /// of the C.UTF-8 locale in every locale.
-int qcs_stricmp(qcs_cs_handle cs, qcs_loc_handle loc, const char* a, const char* b);
-int qcs_strnicmp(qcs_cs_handle cs, qcs_loc_handle loc, const char* a, const char* b,
+int qcs_stricmp(qcs_cs_handle cs, qcs_loc_handle loc, char const* a, char const* b);
+int qcs_strnicmp(qcs_cs_handle cs, qcs_loc_handle loc, char const* a, char const* b,
                  unsigned int n);
 /// Case mapping in place; a character whose other case has another byte length stays. Returns `s`.
 char* qcs_strupper(qcs_cs_handle cs, qcs_loc_handle loc, char* s);
 char* qcs_strlower(qcs_cs_handle cs, qcs_loc_handle loc, char* s);
 /// As POSIX strptime, with the names of the locale; with those of C when `loc` is none.
-char* qcs_strptime(qcs_cs_handle cs, qcs_loc_handle loc, const char* s, const char* format,
+char* qcs_strptime(qcs_cs_handle cs, qcs_loc_handle loc, char const* s, char const* format,
                    struct tm* tm);
 
 #ifdef __cplusplus

@@ -16,13 +16,13 @@ namespace {
 class File {
   public:
     // Non-blocking, so that a FIFO in the file's place is passed over, not waited for.
-    explicit File(const std::string& path)
+    explicit File(std::string const& path)
         : descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
     ~File() {
         if (descriptor >= 0) close(descriptor);
     }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
+    File(File const&) = delete;
+    File& operator=(File const&) = delete;
 
     [[nodiscard]] bool isRegular() const {
         struct stat status {};
@@ -59,7 +59,7 @@ std::string_view takeWord(std::string_view& line) {
     return word;
 }
 
-std::string found(const std::unordered_map<std::string, std::string>& in, std::string_view alias) {
+std::string found(std::unordered_map<std::string, std::string> const& in, std::string_view alias) {
     auto const at = in.find(nameKey(alias));
     return at == in.end() ? std::string() : at->second;
 }
@@ -74,7 +74,7 @@ std::string nameKey(std::string_view name) {
     return key;
 }
 
-AliasTable AliasTable::load(const std::string& path) {
+AliasTable AliasTable::load(std::string const& path) {
     AliasTable table;
     File const file(path);
     if (!file.isRegular()) return table;

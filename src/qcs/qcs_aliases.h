@@ -18,7 +18,7 @@ class AliasTable {
   public:
     /// Reads the file; an empty table when it is no readable regular file of at most `maxFileSize`
     /// bytes. Does not wait.
-    static AliasTable load(const std::string& path);
+    static AliasTable load(std::string const& path);
 
     /// The name that an alias stands for; empty when it is no alias.
     [[nodiscard]] std::string codeset(std::string_view alias) const;

@@ -16,8 +16,8 @@ class CancellationOff {
         int ignored = 0;
         pthread_setcancelstate(before, &ignored);
     }
-    CancellationOff(const CancellationOff&) = delete;
-    CancellationOff& operator=(const CancellationOff&) = delete;
+    CancellationOff(CancellationOff const&) = delete;
+    CancellationOff& operator=(CancellationOff const&) = delete;
 
   private:
     int before = PTHREAD_CANCEL_ENABLE;  // the state to go back to

@@ -13,7 +13,7 @@ constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
 
 /// One of two texts that are compared, at most `left` more bytes of it.
 struct Side {
-    const char* at;
+    char const* at;
     std::size_t left;
 
     [[nodiscard]] bool ended() const { return left == 0 || *at == 0; }
@@ -24,18 +24,18 @@ struct Side {
 };
 
 template <class Codec>
-Character lookAt(const Codec& codec, const Side& side) {
+Character lookAt(Codec const& codec, Side const& side) {
     return side.ended() ? malformed : characterAt(codec, side.at, side.left);
 }
 
-int compareBytes(const Side& a, const Side& b) {
+int compareBytes(Side const& a, Side const& b) {
     if (a.ended() || b.ended()) return static_cast<int>(b.ended()) - static_cast<int>(a.ended());
     return strncmp(a.at, b.at, std::min(a.left, b.left));
 }
 
 /// Where either text is at its end or malformed, the bytes decide.
 template <class Codec>
-int compareIgnoringCase(const Codec& codec, Side a, Side b) {
+int compareIgnoringCase(Codec const& codec, Side a, Side b) {
     for (;;) {
         Character const first = lookAt(codec, a);
         Character const second = lookAt(codec, b);
@@ -50,7 +50,7 @@ int compareIgnoringCase(const Codec& codec, Side a, Side b) {
     }
 }
 
-int compared(qcs_cs_handle cs, const char* a, const char* b, std::size_t n) {
+int compared(qcs_cs_handle cs, char const* a, char const* b, std::size_t n) {
     Side const first{a != nullptr ? a : "", n};
     Side const second{b != nullptr ? b : "", n};
     if (findCodeset(cs) == nullptr) return compareBytes(first, second);
@@ -61,7 +61,7 @@ int compared(qcs_cs_handle cs, const char* a, const char* b, std::size_t n) {
 using CaseMapping = CodePoint (*)(CodePoint);
 
 template <class Codec>
-void mapCase(const Codec& codec, char* s, CaseMapping mapping) {
+void mapCase(Codec const& codec, char* s, CaseMapping mapping) {
     std::array<char, longestCharacter> mapped{};
     for (Walk<Codec> walk(codec, s); walk; walk.step()) {
         CodePoint const other = mapping(walk.code());
@@ -82,11 +82,11 @@ char* mapped(qcs_cs_handle cs, char* s, CaseMapping mapping) {
 }  // namespace
 }  // namespace qcs
 
-int qcs_stricmp(qcs_cs_handle cs, qcs_loc_handle, const char* a, const char* b) {
+int qcs_stricmp(qcs_cs_handle cs, qcs_loc_handle, char const* a, char const* b) {
     return qcs::compared(cs, a, b, qcs::unlimited);
 }
 
-int qcs_strnicmp(qcs_cs_handle cs, qcs_loc_handle, const char* a, const char* b, unsigned int n) {
+int qcs_strnicmp(qcs_cs_handle cs, qcs_loc_handle, char const* a, char const* b, unsigned int n) {
     return qcs::compared(cs, a, b, n);
 }
 

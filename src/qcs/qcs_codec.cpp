@@ -2,7 +2,7 @@
 
 namespace qcs {
 
-bool isUtf8(const char* p, std::size_t n) {
+bool isUtf8(char const* p, std::size_t n) {
     for (std::size_t at = 0;;) {
         at += asciiRun(p + at, n - at);
         if (at == n) return true;
@@ -26,7 +26,7 @@ std::array<char, 4> FourByteBlock::bytesOf(std::uint32_t index) {
             static_cast<char>(0x81 + index / 10 % 126), static_cast<char>(0x30 + index % 10)};
 }
 
-Character FourByteBlock::decode(const char* p, std::size_t n) const {
+Character FourByteBlock::decode(char const* p, std::size_t n) const {
     static constexpr std::array<unsigned, 4> first{0x81, 0x30, 0x81, 0x30};
     static constexpr std::array<unsigned, 4> base{126, 10, 126, 10};
     std::uint32_t index = 0;

@@ -31,7 +31,7 @@ constexpr Character malformed{0, 0};
 constexpr bool isSurrogate(CodePoint code) { return (code & 0xFFFFF800U) == 0xD800; }
 
 /// Number of leading bytes below 0x80 among the `n` at `p`.
-inline std::size_t asciiRun(const char* p, std::size_t n) {
+inline std::size_t asciiRun(char const* p, std::size_t n) {
     constexpr std::uint64_t highBits = 0x8080808080808080U;
     std::size_t run = 0;
     for (std::uint64_t word = 0; n - run >= sizeof word; run += sizeof word) {
@@ -50,7 +50,7 @@ class Utf8Codec {
     static constexpr bool isOneToOne() { return true; }
 
     /// The character at `p`, which has `n` (at least 1) bytes left.
-    static Character decode(const char* p, std::size_t n) {
+    static Character decode(char const* p, std::size_t n) {
         auto const lead = static_cast<unsigned char>(*p);
         if (lead < 0x80) return {lead, 1};
         if (lead < 0xC2) return malformed;
@@ -78,16 +78,16 @@ class Utf8Codec {
         return static_cast<unsigned char>(byte) & mask;
     }
 
-    static Character decodeTwo(const char* p, std::size_t n) {
+    static Character decodeTwo(char const* p, std::size_t n) {
         if (n < 2 || !isTrail(p[1])) return malformed;
         return {bits(p[0], 0x1F) << 6 | bits(p[1], 0x3F), 2};
     }
-    static Character decodeThree(const char* p, std::size_t n) {
+    static Character decodeThree(char const* p, std::size_t n) {
         if (n < 3 || !isTrail(p[1]) || !isTrail(p[2])) return malformed;
         CodePoint const code = bits(p[0], 0x0F) << 12 | bits(p[1], 0x3F) << 6 | bits(p[2], 0x3F);
         return code < 0x800 || isSurrogate(code) ? malformed : Character{code, 3};
     }
-    static Character decodeFour(const char* p, std::size_t n) {
+    static Character decodeFour(char const* p, std::size_t n) {
         if (n < 4 || !isTrail(p[1]) || !isTrail(p[2]) || !isTrail(p[3])) return malformed;
         CodePoint const code = bits(p[0], 0x07) << 18 | bits(p[1], 0x3F) << 12 |
                                bits(p[2], 0x3F) << 6 | bits(p[3], 0x3F);
@@ -96,7 +96,7 @@ class Utf8Codec {
 };
 
 /// True when the `n` bytes at `p` are whole UTF-8 characters.
-bool isUtf8(const char* p, std::size_t n);
+bool isUtf8(char const* p, std::size_t n);
 
 /// Bytes of a character packed into a number, first byte highest. Only NUL begins with a zero byte,
 /// so the number tells their length; 0 is none.
@@ -124,7 +124,7 @@ class FourByteBlock {
     static constexpr std::uint32_t bmpCount = 39420;
     static constexpr std::uint32_t supplementaryStart = 189000;
 
-    [[nodiscard]] Character decode(const char* p, std::size_t n) const;
+    [[nodiscard]] Character decode(char const* p, std::size_t n) const;
     /// Writes a code point above U+FFFF.
     static unsigned encodeSupplementary(CodePoint code, char* out);
     static std::array<char, 4> bytesOf(std::uint32_t index);
@@ -149,7 +149,7 @@ class TableCodec {
 
     /// The character at `p`, which has `n` (at least 1) bytes left. A character that stands for
     /// several code points at once has a code from `firstCluster` on.
-    [[nodiscard]] Character decode(const char* p, std::size_t n) const {
+    [[nodiscard]] Character decode(char const* p, std::size_t n) const {
         std::uint32_t entry = nodes[0][static_cast<unsigned char>(*p)];
         for (unsigned length = 1;; ++length) {
             if ((entry & branchFlag) == 0) return {entry, length};
@@ -164,7 +164,7 @@ class TableCodec {
     unsigned encode(CodePoint code, char* out) const;
 
     /// True when the other one's tables are the same, hence its codeset.
-    [[nodiscard]] bool decodesAs(const TableCodec& other) const {
+    [[nodiscard]] bool decodesAs(TableCodec const& other) const {
         return nodes == other.nodes && fourByte.bmp == other.fourByte.bmp;
     }
 

@@ -17,7 +17,7 @@ std::array<std::atomic<Codeset*>, 512> slots{};
 /// Guards the making of codesets and what names they were asked by.
 class Registry {
   public:
-    qcs_cs_handle acquire(const char* name) {
+    qcs_cs_handle acquire(char const* name) {
         std::lock_guard<std::mutex> const guard(mutex);
         qcs_cs_handle const cs = handleOf(name);
         if (cs != 0) slots[cs - 1].load(std::memory_order_relaxed)->references.fetch_add(1);
@@ -32,7 +32,7 @@ class Registry {
     }
 
   private:
-    qcs_cs_handle handleOf(const std::string& name) {
+    qcs_cs_handle handleOf(std::string const& name) {
         std::string const canonical = canonicalCodeset(name);
         auto const known = handles.find(canonical);
         if (known != handles.end()) return known->second;
@@ -42,18 +42,18 @@ class Registry {
         return cs;
     }
 
-    qcs_cs_handle make(const std::string& name) {
+    qcs_cs_handle make(std::string const& name) {
         if (name == "UTF-8") return add(name, nullptr);
         auto table = compileCodeset(name);
         if (table == nullptr) return 0;
         for (qcs_cs_handle cs = 1; cs <= used; ++cs) {
-            const Codeset* const other = slots[cs - 1].load(std::memory_order_relaxed);
+            Codeset const* const other = slots[cs - 1].load(std::memory_order_relaxed);
             if (other->table != nullptr && other->table->decodesAs(*table)) return cs;
         }
         return add(name, std::move(table));
     }
 
-    qcs_cs_handle add(const std::string& name, std::unique_ptr<TableCodec> table) {
+    qcs_cs_handle add(std::string const& name, std::unique_ptr<TableCodec> table) {
         if (used == slots.size()) return 0;
         auto codeset = std::make_unique<Codeset>();
         codeset->iconvName = name;
@@ -74,9 +74,9 @@ Registry& registry() {
 
 }  // namespace
 
-const Codeset* findCodeset(qcs_cs_handle cs) {
+Codeset const* findCodeset(qcs_cs_handle cs) {
     if (cs == 0 || cs > slots.size()) return nullptr;
-    const Codeset* const codeset = slots[cs - 1].load(std::memory_order_acquire);
+    Codeset const* const codeset = slots[cs - 1].load(std::memory_order_acquire);
     bool const isHeld =
         codeset != nullptr && codeset->references.load(std::memory_order_relaxed) > 0;
     return isHeld ? codeset : nullptr;
@@ -84,7 +84,7 @@ const Codeset* findCodeset(qcs_cs_handle cs) {
 
 }  // namespace qcs
 
-qcs_cs_handle qcs_cs_new(const char* name) {
+qcs_cs_handle qcs_cs_new(char const* name) {
     if (name == nullptr || !qcs::isName(name)) return 0;
     qcs::CancellationOff const wholeCodesets;
     try {

@@ -19,12 +19,12 @@ struct Codeset {
 };
 
 /// The codeset of a handle, null when it is none. Never waits.
-const Codeset* findCodeset(qcs_cs_handle cs);
+Codeset const* findCodeset(qcs_cs_handle cs);
 
 /// Gives the codec of a handle to `body`, or answers `otherwise` when the handle is none.
 template <class Result, class Body>
 Result withCodec(qcs_cs_handle cs, Result otherwise, Body&& body) {
-    const Codeset* const codeset = findCodeset(cs);
+    Codeset const* const codeset = findCodeset(cs);
     if (codeset == nullptr) return otherwise;
     return codeset->table == nullptr ? body(Utf8Codec()) : body(*codeset->table);
 }

@@ -18,18 +18,18 @@ constexpr int maxProbes = 4000000;  // twice what the largest codeset takes
 /// An iconv descriptor of its own.
 class Conversion {
   public:
-    Conversion(const char* to, const char* from) : descriptor(iconv_open(to, from)) {}
+    Conversion(char const* to, char const* from) : descriptor(iconv_open(to, from)) {}
     ~Conversion() {
         if (isOpen()) iconv_close(descriptor);
     }
-    Conversion(const Conversion&) = delete;
-    Conversion& operator=(const Conversion&) = delete;
+    Conversion(Conversion const&) = delete;
+    Conversion& operator=(Conversion const&) = delete;
 
     [[nodiscard]] bool isOpen() const { return descriptor != reinterpret_cast<iconv_t>(-1); }
 
     /// Converts until the input is used up or something stops it: 0, or the errno. Pointers and
     /// lengths are advanced.
-    int run(const char*& in, std::size_t& inLen, char*& out, std::size_t& outLen) {
+    int run(char const*& in, std::size_t& inLen, char*& out, std::size_t& outLen) {
         std::size_t const rc = iconv(descriptor, const_cast<char**>(&in), &inLen, &out, &outLen);
         return rc == static_cast<std::size_t>(-1) ? errno : 0;
     }
@@ -69,9 +69,9 @@ struct Prefix {
     }
 };
 
-Probe probe(Conversion& conversion, const Prefix& sequence) {
+Probe probe(Conversion& conversion, Prefix const& sequence) {
     Probe result{Probe::Kind::invalid, {}, 0, false};
-    const char* in = sequence.bytes.data();
+    char const* in = sequence.bytes.data();
     std::size_t inLen = sequence.length;
     char* out = reinterpret_cast<char*>(result.codes.data());
     std::size_t outLen = sizeof result.codes;
@@ -87,7 +87,7 @@ Probe probe(Conversion& conversion, const Prefix& sequence) {
 
 class Compiler {
   public:
-    explicit Compiler(const std::string& name)
+    explicit Compiler(std::string const& name)
         : iconvName(name), decoding(wideName, name.c_str()) {}
 
     /// Null when the codeset cannot be served.
@@ -101,14 +101,14 @@ class Compiler {
 
   private:
     bool addAscii();
-    std::uint32_t entryFor(const Prefix& sequence);
-    std::uint32_t branchFor(const Prefix& prefix);
-    std::uint32_t addCharacter(const Probe& found, PackedBytes bytes);
-    bool isFourByteDigit(const Prefix& sequence);
+    std::uint32_t entryFor(Prefix const& sequence);
+    std::uint32_t branchFor(Prefix const& prefix);
+    std::uint32_t addCharacter(Probe const& found, PackedBytes bytes);
+    bool isFourByteDigit(Prefix const& sequence);
     void addFourByteBlock();
     void settlePreferences();
 
-    const std::string& iconvName;
+    std::string const& iconvName;
     Conversion decoding;
     std::unique_ptr<TableCodec> codec = std::make_unique<TableCodec>();
     std::vector<CodePoint> ambiguous;  // code points of several byte sequences
@@ -138,7 +138,7 @@ bool Compiler::addAscii() {
     return true;
 }
 
-std::uint32_t Compiler::entryFor(const Prefix& sequence) {
+std::uint32_t Compiler::entryFor(Prefix const& sequence) {
     isBeyondTables = isBeyondTables || ++probes > maxProbes;
     if (isBeyondTables) return TableCodec::invalidEntry;
     Probe const found = probe(decoding, sequence);
@@ -150,7 +150,7 @@ std::uint32_t Compiler::entryFor(const Prefix& sequence) {
 }
 
 /// The node behind the bytes of a character's beginning, or nothing when no character begins so.
-std::uint32_t Compiler::branchFor(const Prefix& prefix) {
+std::uint32_t Compiler::branchFor(Prefix const& prefix) {
     isBeyondTables = isBeyondTables || prefix.length == longestCharacter;
     if (isBeyondTables) return TableCodec::invalidEntry;
     TableCodec::Node node;
@@ -166,7 +166,7 @@ std::uint32_t Compiler::branchFor(const Prefix& prefix) {
     return TableCodec::branchFlag | static_cast<std::uint32_t>(codec->nodes.size() - 1);
 }
 
-std::uint32_t Compiler::addCharacter(const Probe& found, PackedBytes bytes) {
+std::uint32_t Compiler::addCharacter(Probe const& found, PackedBytes bytes) {
     if (found.heldBack || found.count > 1) codec->composes = true;
     if (found.count > 1) return TableCodec::firstCluster + clusters++;
     auto const code = static_cast<CodePoint>(found.codes[0]);
@@ -180,7 +180,7 @@ std::uint32_t Compiler::addCharacter(const Probe& found, PackedBytes bytes) {
 
 /// A digit as the second byte begins a four-byte character of GB18030, alone of all codesets: there
 /// 0x81308130 is U+0080.
-bool Compiler::isFourByteDigit(const Prefix& sequence) {
+bool Compiler::isFourByteDigit(Prefix const& sequence) {
     auto const second = static_cast<unsigned char>(sequence.bytes[1]);
     if (sequence.length != 2 || second < '0' || second > '9') return false;
     Probe const first = probe(decoding, {FourByteBlock::bytesOf(0), longestCharacter});
@@ -207,7 +207,7 @@ void Compiler::settlePreferences() {
     Conversion encoding(iconvName.c_str(), wideName);
     for (CodePoint const code : ambiguous) {
         auto const wide = static_cast<char32_t>(code);
-        const char* in = reinterpret_cast<const char*>(&wide);
+        char const* in = reinterpret_cast<char const*>(&wide);
         std::size_t inLen = sizeof wide;
         Prefix written{{}, 0};
         char* out = written.bytes.data();
@@ -220,15 +220,15 @@ void Compiler::settlePreferences() {
 
 }  // namespace
 
-std::unique_ptr<TableCodec> compileCodeset(const std::string& iconvName) {
+std::unique_ptr<TableCodec> compileCodeset(std::string const& iconvName) {
     return Compiler(iconvName).compile();
 }
 
-int convertByIconv(const char* to, const char* from, const char* in, std::size_t inLen, char* out,
+int convertByIconv(char const* to, char const* from, char const* in, std::size_t inLen, char* out,
                    std::size_t outLen) {
     Conversion conversion(to, from);
     if (!conversion.isOpen()) return -1;
-    const char* const start = out;
+    char const* const start = out;
     if (conversion.run(in, inLen, out, outLen) != 0 || conversion.finish(out, outLen) != 0)
         return -1;
     std::ptrdiff_t const written = out - start;

@@ -12,10 +12,10 @@ namespace {
 class Source {
   public:
     /// The text ends behind its NUL, if there is one among the `length` bytes.
-    Source(const char* text, std::size_t length)
+    Source(char const* text, std::size_t length)
         : at(text), left(std::min(strnlen(text, length) + 1, length)) {}
 
-    [[nodiscard]] const char* data() const { return at; }
+    [[nodiscard]] char const* data() const { return at; }
     [[nodiscard]] std::size_t size() const { return left; }
     void advance(std::size_t bytes) {
         at += bytes;
@@ -23,7 +23,7 @@ class Source {
     }
 
   private:
-    const char* at;
+    char const* at;
     std::size_t left;
 };
 
@@ -33,7 +33,7 @@ class Sink {
     Sink(char* out, std::size_t size)
         : start(out), at(out), left(std::min<std::size_t>(size, INT_MAX)) {}
 
-    [[nodiscard]] bool put(const char* bytes, std::size_t length) {
+    [[nodiscard]] bool put(char const* bytes, std::size_t length) {
         if (length > left) return false;
         std::memcpy(at, bytes, length);
         at += length;
@@ -43,7 +43,7 @@ class Sink {
     [[nodiscard]] int written() const { return static_cast<int>(at - start); }
 
   private:
-    const char* start;
+    char const* start;
     char* at;
     std::size_t left;
 };
@@ -59,7 +59,7 @@ bool moveAscii(Source& in, Sink& out) {
 enum class Outcome { done, failed, lacking };  // lacking: the tables have no such character
 
 template <class From, class To>
-Outcome convert(const From& from, const To& to, bool sameAscii, Source in, Sink& out) {
+Outcome convert(From const& from, To const& to, bool sameAscii, Source in, Sink& out) {
     std::array<char, longestCharacter> bytes{};
     while (in.size() > 0) {
         bool const ascii = sameAscii && static_cast<unsigned char>(*in.data()) < 0x80;
@@ -79,7 +79,7 @@ int copyUtf8(Source in, Sink out) {
     return isUtf8(in.data(), in.size()) && out.put(in.data(), in.size()) ? out.written() : -1;
 }
 
-int tablesToUtf8(const Codeset& codeset, Source in, char* out, std::size_t outLen) {
+int tablesToUtf8(Codeset const& codeset, Source in, char* out, std::size_t outLen) {
     auto const& table = *codeset.table;
     if (table.composes)
         return convertByIconv("UTF-8", codeset.iconvName.c_str(), in.data(), in.size(), out,
@@ -91,7 +91,7 @@ int tablesToUtf8(const Codeset& codeset, Source in, char* out, std::size_t outLe
 
 /// A character that the tables lack may still have a substitute that iconv knows, one that reads
 /// back as another character: a Japanese codeset's full-width minus for U+2212, say.
-int tablesFromUtf8(const Codeset& codeset, Source in, char* out, std::size_t outLen) {
+int tablesFromUtf8(Codeset const& codeset, Source in, char* out, std::size_t outLen) {
     auto const& table = *codeset.table;
     Sink sink(out, outLen);
     Outcome outcome = Outcome::lacking;
@@ -102,7 +102,7 @@ int tablesFromUtf8(const Codeset& codeset, Source in, char* out, std::size_t out
 }
 
 /// The substitute, as above, for a single character.
-int substitute(const Codeset& codeset, CodePoint code, char* out) {
+int substitute(Codeset const& codeset, CodePoint code, char* out) {
     constexpr std::size_t room = 8;
     std::array<char, longestCharacter> utf8{};
     unsigned const length = Utf8Codec::encode(code, utf8.data());
@@ -110,9 +110,9 @@ int substitute(const Codeset& codeset, CodePoint code, char* out) {
 }
 
 template <class Convert>
-int convertText(qcs_cs_handle cs, const char* in, unsigned inLen, char* out, unsigned outLen,
+int convertText(qcs_cs_handle cs, char const* in, unsigned inLen, char* out, unsigned outLen,
                 Convert&& byTables) {
-    const Codeset* const codeset = findCodeset(cs);
+    Codeset const* const codeset = findCodeset(cs);
     if (codeset == nullptr) return -1;
     if (in == nullptr || inLen == 0) return 0;
     if (out == nullptr) return -1;
@@ -121,30 +121,30 @@ int convertText(qcs_cs_handle cs, const char* in, unsigned inLen, char* out, uns
     return byTables(*codeset, source, out, outLen);
 }
 
-Character decodeAt(qcs_cs_handle cs, const char* p, unsigned n) {
+Character decodeAt(qcs_cs_handle cs, char const* p, unsigned n) {
     return withCodec(cs, malformed, [=](auto const& codec) { return codec.decode(p, n); });
 }
 
 }  // namespace
 }  // namespace qcs
 
-int qcs_to_utf8(qcs_cs_handle cs, const char* in, unsigned int inLen, char* out,
+int qcs_to_utf8(qcs_cs_handle cs, char const* in, unsigned int inLen, char* out,
                 unsigned int outLen) {
     return qcs::convertText(cs, in, inLen, out, outLen, qcs::tablesToUtf8);
 }
 
-int qcs_from_utf8(qcs_cs_handle cs, const char* in, unsigned int inLen, char* out,
+int qcs_from_utf8(qcs_cs_handle cs, char const* in, unsigned int inLen, char* out,
                   unsigned int outLen) {
     return qcs::convertText(cs, in, inLen, out, outLen, qcs::tablesFromUtf8);
 }
 
-int qcs_mblen(qcs_cs_handle cs, const char* p, unsigned int n) {
+int qcs_mblen(qcs_cs_handle cs, char const* p, unsigned int n) {
     if (p == nullptr || n == 0 || *p == 0) return 0;
     auto const length = static_cast<int>(qcs::decodeAt(cs, p, n).length);
     return length > 0 ? length : -1;
 }
 
-int qcs_mbtowc(qcs_cs_handle cs, qcs_wchar* wide, const char* p, unsigned int n) {
+int qcs_mbtowc(qcs_cs_handle cs, qcs_wchar* wide, char const* p, unsigned int n) {
     bool const isEnd = p == nullptr || n == 0 || *p == 0;
     qcs::Character const here = isEnd ? qcs::Character{0, 0} : qcs::decodeAt(cs, p, n);
     if (!isEnd && (here.length == 0 || here.code > 0xFFFF)) return -1;
@@ -154,7 +154,7 @@ int qcs_mbtowc(qcs_cs_handle cs, qcs_wchar* wide, const char* p, unsigned int n)
 
 int qcs_wctomb(qcs_cs_handle cs, char* out, qcs_wchar wide) {
     if (out == nullptr || qcs::isSurrogate(wide)) return -1;
-    const qcs::Codeset* const codeset = qcs::findCodeset(cs);
+    qcs::Codeset const* const codeset = qcs::findCodeset(cs);
     if (codeset == nullptr) return -1;
     if (codeset->table == nullptr) return static_cast<int>(qcs::Utf8Codec::encode(wide, out));
     auto const length = static_cast<int>(codeset->table->encode(wide, out));

@@ -16,7 +16,7 @@
 namespace qcs {
 namespace {
 
-locale_t makeLocale(int mask, const char* name) {
+locale_t makeLocale(int mask, char const* name) {
     locale_t const handle = newlocale(mask, name, nullptr);
     return handle != nullptr ? handle : newlocale(mask, "C", nullptr);
 }
@@ -32,7 +32,7 @@ std::array<std::atomic<locale_t>, 256> slots{};
 
 class Locales {
   public:
-    qcs_loc_handle handleOf(const std::string& name) {
+    qcs_loc_handle handleOf(std::string const& name) {
         std::lock_guard<std::mutex> const guard(mutex);
         auto const known = std::find(names.begin(), names.end(), name);
         if (known != names.end()) return static_cast<qcs_loc_handle>(known - names.begin()) + 1;
@@ -99,7 +99,7 @@ CodePoint lowerCase(CodePoint code) {
 
 }  // namespace qcs
 
-void qcs_set_dir(const char* dir) {
+void qcs_set_dir(char const* dir) {
     if (dir == nullptr) return;
     qcs::CancellationOff const wholeNames;
     try {
@@ -116,12 +116,12 @@ int qcs_os_cs_name(char* buffer, unsigned int size) {
     return qcs::delivered(buffer, size, [] { return qcs::environmentCodeset(); });
 }
 
-int qcs_canonical_loc(const char* name, char* out, unsigned int size) {
+int qcs_canonical_loc(char const* name, char* out, unsigned int size) {
     if (name == nullptr) return -1;
     return qcs::delivered(out, size, [=] { return qcs::canonicalLocale(name); });
 }
 
-qcs_loc_handle qcs_loc_new(const char* name) {
+qcs_loc_handle qcs_loc_new(char const* name) {
     if (name == nullptr) return 0;
     qcs::CancellationOff const wholeLocales;
     try {
@@ -132,7 +132,7 @@ qcs_loc_handle qcs_loc_new(const char* name) {
     }
 }
 
-char* qcs_strptime(qcs_cs_handle, qcs_loc_handle loc, const char* s, const char* format,
+char* qcs_strptime(qcs_cs_handle, qcs_loc_handle loc, char const* s, char const* format,
                    struct tm* tm) {
     if (s == nullptr || format == nullptr || tm == nullptr) return nullptr;
     return strptime_l(s, format, tm, qcs::findLocale(loc));

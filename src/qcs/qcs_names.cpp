@@ -21,7 +21,7 @@ struct Spelling {
     std::string_view name;
 };
 
-// Codesets that users spell in ways that iconv does not know, or whose spelling is shown.
+/// Codesets that users spell in ways that iconv does not know, or whose spelling is shown.
 constexpr std::array<Spelling, 40> spellings{{
     {"646", "US-ASCII"},
     {"ansix341968", "US-ASCII"},
@@ -85,8 +85,8 @@ bool isDigits(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-std::string builtInCodeset(const std::string& key) {
-    auto const same = [&](const Spelling& s) { return s.key == key; };
+std::string builtInCodeset(std::string const& key) {
+    auto const same = [&](Spelling const& s) { return s.key == key; };
     auto const at = std::find_if(spellings.begin(), spellings.end(), same);
     if (at != spellings.end()) return std::string(at->name);
     for (auto const& family : families) {
@@ -101,7 +101,7 @@ std::string builtInCodeset(const std::string& key) {
 /// The alias table of the data directory that was named last, read when it is first needed.
 class Aliases {
   public:
-    void setDirectory(const char* dir) {
+    void setDirectory(char const* dir) {
         std::lock_guard<std::mutex> const guard(mutex);
         path = std::string(dir) + "/aliases";
         isLoaded = false;
@@ -116,7 +116,7 @@ class Aliases {
     }
 
   private:
-    const AliasTable& loaded() {
+    AliasTable const& loaded() {
         // Whoever starts a set-user-id program chooses its environment, but not its files.
         bool const readable = !path.empty() && getauxval(AT_SECURE) == 0;
         if (!isLoaded) table = readable ? AliasTable::load(path) : AliasTable();
@@ -161,7 +161,7 @@ bool isLocaleName(std::string_view name) {
 }
 
 /// The system's name for the codeset of a locale; empty when it has no such locale.
-std::string systemCodeset(const std::string& locale) {
+std::string systemCodeset(std::string const& locale) {
     locale_t const handle = newlocale(LC_CTYPE_MASK, locale.c_str(), nullptr);
     if (handle == nullptr) return {};
     std::string codeset = nl_langinfo_l(CODESET, handle);
@@ -198,8 +198,8 @@ std::string canonicalLocale(std::string_view name) {
 }
 
 std::string environmentLocale() {
-    for (const char* const variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
-        const char* const value = getenv(variable);
+    for (char const* const variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+        char const* const value = getenv(variable);
         if (value != nullptr && *value != 0) return isLocaleName(value) ? value : "C";
     }
     return "C";
@@ -214,6 +214,6 @@ std::string environmentCodeset() {
     return codeset.empty() ? "US-ASCII" : canonicalCodeset(codeset);
 }
 
-void setAliasDirectory(const char* dir) { aliases().setDirectory(dir); }
+void setAliasDirectory(char const* dir) { aliases().setDirectory(dir); }
 
 }  // namespace qcs

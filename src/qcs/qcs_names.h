@@ -24,7 +24,7 @@ std::string environmentLocale();
 std::string environmentCodeset();
 
 /// Names the directory of the alias table, which is read at the next look-up that needs it.
-void setAliasDirectory(const char* dir);
+void setAliasDirectory(char const* dir);
 
 }  // namespace qcs
 

@@ -8,21 +8,21 @@
 namespace qcs {
 namespace {
 
-const char* textOf(const char* s) { return s != nullptr ? s : ""; }
+char const* textOf(char const* s) { return s != nullptr ? s : ""; }
 
-char* writable(const char* place) {  // as ISO C does: const text in, plain pointer out
+char* writable(char const* place) {  // as ISO C does: const text in, plain pointer out
     return const_cast<char*>(place);
 }
 
 template <class Body>
 char* found(qcs_cs_handle cs, Body&& body) {
-    const char* const none = nullptr;
+    char const* const none = nullptr;
     return writable(withCodec(cs, none, body));
 }
 
 template <class Codec>
-unsigned countCharacters(const Codec& codec, const char* s) {
-    const char* const end = s + strlen(s);
+unsigned countCharacters(Codec const& codec, char const* s) {
+    char const* const end = s + strlen(s);
     unsigned count = 0;
     for (;;) {
         auto const run = static_cast<unsigned>(asciiRun(s, static_cast<std::size_t>(end - s)));
@@ -36,10 +36,10 @@ unsigned countCharacters(const Codec& codec, const char* s) {
 
 /// The bytes are looked for as such; a hit counts where a character begins.
 template <class Codec>
-const char* findText(const Codec& codec, const char* s, const char* sub) {
-    const char* const subEnd = sub + strlen(sub);
+char const* findText(Codec const& codec, char const* s, char const* sub) {
+    char const* const subEnd = sub + strlen(sub);
     if (walkTo(codec, sub, subEnd) != subEnd) return nullptr;
-    const char* hit = strstr(s, sub);
+    char const* hit = strstr(s, sub);
     while (hit != nullptr) {
         s = walkTo(codec, s, hit);
         if (s == nullptr || s == hit) return s;
@@ -49,8 +49,8 @@ const char* findText(const Codec& codec, const char* s, const char* sub) {
 }
 
 template <class Codec>
-const char* findLast(const Codec& codec, const char* s, CodePoint code) {
-    const char* last = nullptr;
+char const* findLast(Codec const& codec, char const* s, CodePoint code) {
+    char const* last = nullptr;
     Walk<Codec> walk(codec, s);
     for (; walk; walk.step()) {
         if (walk.code() == code) last = walk.place();
@@ -59,7 +59,7 @@ const char* findLast(const Codec& codec, const char* s, CodePoint code) {
 }
 
 template <class Codec>
-const char* findFirst(const Codec& codec, const char* s, CodePoint code) {
+char const* findFirst(Codec const& codec, char const* s, CodePoint code) {
     std::array<char, longestCharacter + 1> bytes{};
     if (code != 0 && codec.isOneToOne())
         return codec.encode(code, bytes.data()) > 0 ? findText(codec, s, bytes.data()) : nullptr;
@@ -81,7 +81,7 @@ enum class In { set, complement };
 
 /// The first place from `s` on whose character is not in the set (its complement).
 template <class Codec>
-const char* skip(const Codec& codec, const char* s, const CharacterSet<Codec>& set, In in) {
+char const* skip(Codec const& codec, char const* s, CharacterSet<Codec> const& set, In in) {
     if constexpr (std::is_same_v<Codec, Utf8Codec>) {  // its ASCII needs no decoding
         auto const isAscii = [](unsigned char byte) { return byte > 0 && byte < 0x80; };
         while (isAscii(static_cast<unsigned char>(*s)) &&
@@ -96,16 +96,16 @@ const char* skip(const Codec& codec, const char* s, const CharacterSet<Codec>& s
 }
 
 template <class Codec>
-unsigned spanLength(const Codec& codec, const char* s, const char* set, In in) {
+unsigned spanLength(Codec const& codec, char const* s, char const* set, In in) {
     return static_cast<unsigned>(skip(codec, s, CharacterSet<Codec>(codec, set), in) - s);
 }
 
 /// Cuts the next token off the front of `rest`.
 template <class Codec>
-char* takeToken(const Codec& codec, char*& rest, const char* delims) {
+char* takeToken(Codec const& codec, char*& rest, char const* delims) {
     CharacterSet<Codec> const set(codec, delims);
     char* const token = writable(skip(codec, rest, set, In::set));
-    const char* const end = skip(codec, token, set, In::complement);
+    char const* const end = skip(codec, token, set, In::complement);
     Walk<Codec> const delimiter(codec, end);
     rest = writable(end);
     if (delimiter) {
@@ -119,7 +119,7 @@ char* takeToken(const Codec& codec, char*& rest, const char* delims) {
 
 /// Bytes of `s` that a copy of at most `n` takes without cutting a character.
 template <class Codec>
-std::size_t wholeBytes(const Codec& codec, const char* s, std::size_t n) {
+std::size_t wholeBytes(Codec const& codec, char const* s, std::size_t n) {
     std::size_t const length = strnlen(s, n);
     std::size_t taken = asciiRun(s, length);
     while (taken < length) {
@@ -130,7 +130,7 @@ std::size_t wholeBytes(const Codec& codec, const char* s, std::size_t n) {
     return taken;
 }
 
-std::size_t copiedBytes(qcs_cs_handle cs, const char* src, unsigned n) {
+std::size_t copiedBytes(qcs_cs_handle cs, char const* src, unsigned n) {
     return withCodec(cs, strnlen(src, n),
                      [=](auto const& codec) { return wholeBytes(codec, src, n); });
 }
@@ -138,45 +138,45 @@ std::size_t copiedBytes(qcs_cs_handle cs, const char* src, unsigned n) {
 }  // namespace
 }  // namespace qcs
 
-unsigned int qcs_strcount(qcs_cs_handle cs, const char* s) {
+unsigned int qcs_strcount(qcs_cs_handle cs, char const* s) {
     s = qcs::textOf(s);
     return qcs::withCodec(cs, 0U,
                           [=](auto const& codec) { return qcs::countCharacters(codec, s); });
 }
 
-char* qcs_strchr(qcs_cs_handle cs, const char* s, int wide) {
+char* qcs_strchr(qcs_cs_handle cs, char const* s, int wide) {
     return qcs::findWide(cs, wide, [s](auto const& codec, qcs::CodePoint code) {
         return qcs::findFirst(codec, qcs::textOf(s), code);
     });
 }
 
-char* qcs_strrchr(qcs_cs_handle cs, const char* s, int wide) {
+char* qcs_strrchr(qcs_cs_handle cs, char const* s, int wide) {
     return qcs::findWide(cs, wide, [s](auto const& codec, qcs::CodePoint code) {
         return qcs::findLast(codec, qcs::textOf(s), code);
     });
 }
 
-char* qcs_strstr(qcs_cs_handle cs, const char* s, const char* sub) {
+char* qcs_strstr(qcs_cs_handle cs, char const* s, char const* sub) {
     s = qcs::textOf(s);
     sub = qcs::textOf(sub);
     return qcs::found(cs, [=](auto const& codec) { return qcs::findText(codec, s, sub); });
 }
 
-char* qcs_strpbrk(qcs_cs_handle cs, const char* s, const char* set) {
+char* qcs_strpbrk(qcs_cs_handle cs, char const* s, char const* set) {
     s = qcs::textOf(s);
     unsigned const span = qcs_strcspn(cs, s, set);
     return qcs::found(
         cs, [=](auto const& codec) { return qcs::Walk(codec, s + span) ? s + span : nullptr; });
 }
 
-unsigned int qcs_strspn(qcs_cs_handle cs, const char* s, const char* set) {
+unsigned int qcs_strspn(qcs_cs_handle cs, char const* s, char const* set) {
     s = qcs::textOf(s);
     set = qcs::textOf(set);
     return qcs::withCodec(
         cs, 0U, [=](auto const& codec) { return qcs::spanLength(codec, s, set, qcs::In::set); });
 }
 
-unsigned int qcs_strcspn(qcs_cs_handle cs, const char* s, const char* set) {
+unsigned int qcs_strcspn(qcs_cs_handle cs, char const* s, char const* set) {
     s = qcs::textOf(s);
     set = qcs::textOf(set);
     return qcs::withCodec(cs, 0U, [=](auto const& codec) {
@@ -184,7 +184,7 @@ unsigned int qcs_strcspn(qcs_cs_handle cs, const char* s, const char* set) {
     });
 }
 
-char* qcs_strtok(qcs_cs_handle cs, char* s, const char* delims, char** state) {
+char* qcs_strtok(qcs_cs_handle cs, char* s, char const* delims, char** state) {
     if (state == nullptr) return nullptr;
     if (s == nullptr) s = *state;
     if (s == nullptr) return nullptr;
@@ -198,7 +198,7 @@ char* qcs_strtok(qcs_cs_handle cs, char* s, const char* delims, char** state) {
     return token;
 }
 
-char* qcs_strncat(qcs_cs_handle cs, char* dst, const char* src, unsigned int n) {
+char* qcs_strncat(qcs_cs_handle cs, char* dst, char const* src, unsigned int n) {
     if (dst == nullptr || src == nullptr) return dst;
     std::size_t const bytes = qcs::copiedBytes(cs, src, n);
     char* const end = dst + strlen(dst);
@@ -207,7 +207,7 @@ char* qcs_strncat(qcs_cs_handle cs, char* dst, const char* src, unsigned int n) 
     return dst;
 }
 
-char* qcs_strncpy(qcs_cs_handle cs, char* dst, const char* src, unsigned int n) {
+char* qcs_strncpy(qcs_cs_handle cs, char* dst, char const* src, unsigned int n) {
     if (dst == nullptr) return dst;
     src = qcs::textOf(src);
     std::size_t const bytes = qcs::copiedBytes(cs, src, n);

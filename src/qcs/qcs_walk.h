@@ -14,7 +14,7 @@ constexpr CodePoint firstUndefinedByte = 0x200000;
 
 /// The character at `p`, which has `n` bytes left, no NUL the first of them.
 template <class Codec>
-Character characterAt(const Codec& codec, const char* p, std::size_t n) {
+Character characterAt(Codec const& codec, char const* p, std::size_t n) {
     Character const here = codec.decode(p, n);
     if (here.length != 0 || codec.maxLength() > 1) return here;
     return {firstUndefinedByte + static_cast<unsigned char>(*p), 1};
@@ -25,10 +25,10 @@ Character characterAt(const Codec& codec, const char* p, std::size_t n) {
 template <class Codec>
 class Walk {
   public:
-    Walk(const Codec& textCodec, const char* text) : codec(textCodec), at(text) { look(); }
+    Walk(Codec const& textCodec, char const* text) : codec(textCodec), at(text) { look(); }
 
     explicit operator bool() const { return here.length != 0; }
-    [[nodiscard]] const char* place() const { return at; }
+    [[nodiscard]] char const* place() const { return at; }
     [[nodiscard]] CodePoint code() const { return here.code; }
     [[nodiscard]] unsigned length() const { return here.length; }
     void step() {
@@ -39,8 +39,8 @@ class Walk {
   private:
     void look() { here = *at == 0 ? malformed : characterAt(codec, at, longestCharacter); }
 
-    const Codec& codec;
-    const char* at;
+    Codec const& codec;
+    char const* at;
     Character here = malformed;
 };
 
@@ -48,7 +48,7 @@ class Walk {
 template <class Codec>
 class CharacterSet {
   public:
-    CharacterSet(const Codec& setCodec, const char* set) : codec(setCodec), text(set) {
+    CharacterSet(Codec const& setCodec, char const* set) : codec(setCodec), text(set) {
         for (Walk<Codec> walk(codec, text); walk; walk.step()) {
             if (walk.code() < ascii.size())
                 ascii.set(walk.code());
@@ -67,8 +67,8 @@ class CharacterSet {
     }
 
   private:
-    const Codec& codec;
-    const char* text;
+    Codec const& codec;
+    char const* text;
     std::bitset<128> ascii;
     bool hasOthers = false;
 };
@@ -76,7 +76,7 @@ class CharacterSet {
 /// Steps over whole characters from `from` until `target` is reached or passed, both in one text
 /// and `from` where a character begins. Null when a malformed character is met on the way.
 template <class Codec>
-const char* walkTo(const Codec& codec, const char* from, const char* target) {
+char const* walkTo(Codec const& codec, char const* from, char const* target) {
     if (codec.maxLength() == 1) return target;
     while (from < target) {
         from += asciiRun(from, static_cast<std::size_t>(target - from));

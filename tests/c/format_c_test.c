@@ -7,13 +7,13 @@
 
 static int failures = 0;
 
-static void expect(int isGood, const char* what) {
+static void expect(int isGood, char const* what) {
     if (isGood) return;
     fprintf(stderr, "failed: %s\n", what);
     ++failures;
 }
 
-static void throughLists(const char* format, ...) {
+static void throughLists(char const* format, ...) {
     ZFormatContext ctx;
     char room[16];
     va_list list;

@@ -11,19 +11,19 @@
 static int failures = 0;
 static char path[64];
 
-static void fail(const char* what, int line) {
+static void fail(char const* what, int line) {
     fprintf(stderr, "%s:%d: %s\n", __FILE__, line, what);
     ++failures;
 }
 #define CHECK(condition) ((condition) ? (void)0 : fail(#condition, __LINE__))
 #define CHECK_TEXT(text, expected) CHECK((text) != NULL && strcmp((text), (expected)) == 0)
 
-static void write_file(const char* bytes) {
+static void write_file(char const* bytes) {
     FILE* file = fopen(path, "w");
     if (file == NULL || fputs(bytes, file) < 0 || fclose(file) != 0) exit(99);
 }
 
-static void check_file(const char* expected, int line) {
+static void check_file(char const* expected, int line) {
     char bytes[1024] = "";
     FILE* file = fopen(path, "r");
     if (file == NULL) exit(99);
@@ -32,7 +32,7 @@ static void check_file(const char* expected, int line) {
     if (strcmp(bytes, expected) != 0) fail(bytes, line);
 }
 
-static ZPROP_stz_handle* open_file(const char* bytes) {
+static ZPROP_stz_handle* open_file(char const* bytes) {
     ZPROP_stz_handle* handle = NULL;
     write_file(bytes);
     CHECK(zstzPropOpen(&handle, path, ZPROP_OPEN_READ) == ZPROP_OK);
@@ -40,12 +40,12 @@ static ZPROP_stz_handle* open_file(const char* bytes) {
     return handle;
 }
 
-static const char sample[] =
+static char const sample[] =
     "# about\n[net]\nport = 0x50\nhost = a\nhost = b\nempty =\nword = maybe\nfast = Yes\n";
 
 static void test_opening(void) {
     static const struct {
-        const char* name;
+        char const* name;
         int mode;
         int code;
     } rows[] = {{path, 0, ZPROP_INVALID_ARGUMENT},
@@ -193,7 +193,7 @@ static void test_walking_keys(void) {
     CHECK(zstzPropIter_rmvValue(keys) == ZPROP_ITERATOR_ERROR);
     CHECK(zstzPropIter_next(keys, NULL) == 1);
     CHECK_TEXT(zstzPropIter_getKey(keys, &rc), "host");
-    const char* const first = zstzPropIter_getValue(keys, &rc);
+    char const* const first = zstzPropIter_getValue(keys, &rc);
     CHECK(zstzPropSetStringValue(handle, "net", "host", "c") == ZPROP_OK);
     CHECK_TEXT(zstzPropIter_getValue(keys, &rc), "c");
     CHECK_TEXT(first, "a"); /* until the iterator moves */
@@ -224,7 +224,7 @@ static void test_walking_values(void) {
     CHECK(zstzPropIter_rmvValue(values) == ZPROP_OK);
     CHECK(zstzPropIter_rmvValue(values) == ZPROP_ITERATOR_ERROR);
     CHECK(zstzPropIter_next(values, &rc) == 1);
-    const char* const old = zstzPropIter_getValue(values, &rc);
+    char const* const old = zstzPropIter_getValue(values, &rc);
     CHECK(zstzPropIter_chgValue(values, "two") == ZPROP_OK);
     CHECK_TEXT(old, "2");
     CHECK(zstzPropIter_chgValue(values, "a\nb") == ZPROP_EDIT_ERROR);

@@ -60,7 +60,7 @@ TEST(StanzaHandleTest, isKnownByBothMarkers) {
     std::uint32_t const markers[] = {0xbeeff00dU, 0xd00ffeebU};
     std::size_t i = 0;
     expectRefused(nullptr);
-    for (zpropc::Marker* const marker : {&handle->first, &handle->second}) {
+    for (zfc::c_interface::Marker* const marker : {&handle->first, &handle->second}) {
         auto* const word = reinterpret_cast<std::uint32_t volatile*>(marker);
         EXPECT_EQ(*word, markers[i]);
         *word = markers[i] ^ 1U;
@@ -76,7 +76,7 @@ TEST(StanzaHandleTest, isKnownByBothMarkers) {
         EXPECT_EQ(rc, ZPROP_INVALID_ARGUMENT);
         EXPECT_EQ(zstzPropIter_close(iterator), ZPROP_INVALID_ARGUMENT);
     }
-    iterator->kind = zpropc::overKeys;
+    iterator->kind = zfc::c_interface::overKeys;
     EXPECT_EQ(zstzPropIter_close(iterator), ZPROP_OK);
 }
 
@@ -84,7 +84,7 @@ TEST(StanzaHandleTest, isNoHandleAnyMoreWhenItsMemoryIsFreed) {
     StanzaFile const file(sample);
     alignas(ZPROP_stz_handle) unsigned char memory[sizeof(ZPROP_stz_handle)];
     auto* const handle = new (memory) ZPROP_stz_handle(file.path().c_str(), ZPROP_OPEN_READ);
-    EXPECT_TRUE(zpropc::isHandle(handle));
+    EXPECT_TRUE(zfc::c_interface::isHandle(handle));
     void const* const markers[] = {&handle->first, &handle->second};
     handle->~ZPROP_stz_handle();
     for (void const* const marker : markers) {
@@ -129,7 +129,8 @@ TEST(StanzaHandleTest, letsACancelledThreadEnd) {
     });
     opened.handle->properties.addObserver(&observer);
     auto const edit = [](void* handle) -> void* {
-        (void)zstzPropSetStringValue(static_cast<ZPROP_stz_handle*>(handle), "s", "k", "v");
+        static_cast<void>(
+            zstzPropSetStringValue(static_cast<ZPROP_stz_handle*>(handle), "s", "k", "v"));
         return nullptr;
     };
     pthread_t thread{};

@@ -213,7 +213,7 @@ TEST(PropertiesFailureTest, aStoreToANewNameThatFailsLeavesNoFiles) {
 TEST(PropertiesFailureTest, aLoadThatFailsAnywhereCanBeRepeated) {
     int const places = failEverywhere([](Scene& scene, int, auto underFault) {
         ZStanzaFileProperties properties(1);
-        (void)underFault([&] { properties.load(scene.file.path().c_str()); });
+        static_cast<void>(underFault([&] { properties.load(scene.file.path().c_str()); }));
         properties.reload(scene.file.path().c_str());
         EXPECT_EQ(valueOf(properties, "s", "secret"), "first");
     });

@@ -64,12 +64,14 @@ TEST(PropertiesReadTest, namesTheRequiredKeyThatIsMissingAndTakesNoDefaultForIt)
         ASSERT_TRUE(e);
         EXPECT_EQ(e->propFile(), scene.file.path());
         EXPECT_EQ(e->category() + "/"s + e->key(), "net/"s + key);
-        EXPECT_THROW((void)properties.getIntegerValue("net", key, 1), Missing);
-        EXPECT_THROW((void)properties.getBooleanValue("net", key, 1), Missing);
+        EXPECT_THROW(static_cast<void>(properties.getIntegerValue("net", key, 1)), Missing);
+        EXPECT_THROW(static_cast<void>(properties.getBooleanValue("net", key, 1)), Missing);
     }
     EXPECT_THROW(properties.getValue("net", "port", out, 1, ""), ZInvalidParameterException);
-    EXPECT_THROW((void)properties.getIntegerValue("net", "port", 1, 1), ZInvalidParameterException);
-    EXPECT_THROW((void)properties.getBooleanValue("net", "port", 1, 1), ZInvalidParameterException);
+    EXPECT_THROW(static_cast<void>(properties.getIntegerValue("net", "port", 1, 1)),
+                 ZInvalidParameterException);
+    EXPECT_THROW(static_cast<void>(properties.getBooleanValue("net", "port", 1, 1)),
+                 ZInvalidParameterException);
     EXPECT_EQ(out, "kept");
 }
 
@@ -97,7 +99,7 @@ TEST(PropertiesReadTest, readsNumbersAs32BitStrtoul) {
          {"7 ", "09", "0x", "0xg", "--1", "- 1", "+", "1.5", "0b1", "4294967296x", "ten", "  "}) {
         properties.setValue("s", "k", text);
         auto const e = raisedBy<ZPropertiesInvalidNumValueException>(
-            [&] { (void)properties.getIntegerValue("s", "k"); });
+            [&] { static_cast<void>(properties.getIntegerValue("s", "k")); });
         ASSERT_TRUE(e) << text;
         EXPECT_EQ(e->getCode(), 40U);
         EXPECT_EQ(e->category() + "/"s + e->key() + "/" + e->value(), "s/k/"s + text);
@@ -117,7 +119,7 @@ TEST(PropertiesReadTest, readsTruthInAnyCaseOfLetters) {
     for (char const* const word : {"on", "yess", "2", " yes", "00"}) {
         properties.setValue("s", "k", word);
         auto const e = raisedBy<ZPropertiesInvalidBoolValueException>(
-            [&] { (void)properties.getBooleanValue("s", "k"); });
+            [&] { static_cast<void>(properties.getBooleanValue("s", "k")); });
         ASSERT_TRUE(e) << word;
         EXPECT_EQ(e->getCode(), 41U);
         EXPECT_STREQ(e->value(), word);
@@ -164,13 +166,13 @@ TEST(PropertiesArgumentTest, refusesMissingNamesEverywhere) {
     static ZArrayList list(1, 1);
     static ZPropertiesKVList pairs;
     Call const keyCalls[] = {
-        [](auto& p, auto s, auto k) { (void)p.exists(s, k); },
-        [](auto& p, auto s, auto k) { (void)p.isObfuscated(s, k); },
+        [](auto& p, auto s, auto k) { static_cast<void>(p.exists(s, k)); },
+        [](auto& p, auto s, auto k) { static_cast<void>(p.isObfuscated(s, k)); },
         [](auto& p, auto s, auto k) { p.getValue(s, k, out); },
-        [](auto& p, auto s, auto k) { (void)p.getIntegerValue(s, k); },
-        [](auto& p, auto s, auto k) { (void)p.getBooleanValue(s, k); },
+        [](auto& p, auto s, auto k) { static_cast<void>(p.getIntegerValue(s, k)); },
+        [](auto& p, auto s, auto k) { static_cast<void>(p.getBooleanValue(s, k)); },
         [](auto& p, auto s, auto k) { p.getValues(s, k, list, zpropLocalCodeset); },
-        [](auto& p, auto s, auto k) { (void)p.numValues(s, k); },
+        [](auto& p, auto s, auto k) { static_cast<void>(p.numValues(s, k)); },
         [](auto& p, auto s, auto k) { p.setValue(s, k, "v"); },
         [](auto& p, auto s, auto k) { p.setIntegerValue(s, k, 1); },
         [](auto& p, auto s, auto k) { p.setBooleanValue(s, k, 1); },
@@ -181,15 +183,15 @@ TEST(PropertiesArgumentTest, refusesMissingNamesEverywhere) {
         [](auto& p, auto s, auto k) { ZStanzaValueIterator const walk(p, s, k); },
     };
     Call const stanzaCalls[] = {
-        [](auto& p, auto s, auto) { (void)p.exists(s); },
-        [](auto& p, auto s, auto) { (void)p.isObfuscated(s); },
-        [](auto& p, auto s, auto) { (void)p.numValues(s); },
-        [](auto& p, auto s, auto) { (void)p.count(s); },
+        [](auto& p, auto s, auto) { static_cast<void>(p.exists(s)); },
+        [](auto& p, auto s, auto) { static_cast<void>(p.isObfuscated(s)); },
+        [](auto& p, auto s, auto) { static_cast<void>(p.numValues(s)); },
+        [](auto& p, auto s, auto) { static_cast<void>(p.count(s)); },
         [](auto& p, auto s, auto) { p.addStanza(s); },
         [](auto& p, auto s, auto) { p.deleteStanza(s); },
         [](auto& p, auto s, auto) { p.addStanzaComment(s, "c"); },
         [](auto& p, auto s, auto) { p.getStanza(s, pairs); },
-        [](auto& p, auto s, auto) { (void)p.getKeys(s); },
+        [](auto& p, auto s, auto) { static_cast<void>(p.getKeys(s)); },
         [](auto& p, auto s, auto) { ZPropertiesIterator const walk(p, s); },
         [](auto& p, auto s, auto) { ZStanzaIterator const walk(p, s); },
     };
@@ -330,17 +332,18 @@ TEST(PropertiesIteratorTest, walksASnapshotOfNames) {
     ZStanzaIterator entries(properties, "net");
     properties.addStanza("later");
     for (int round = 0; round < 2; ++round) {
-        auto const e = raisedBy<ZPropertiesIteratorException>([&] { (void)stanzas.getName(); });
+        auto const e =
+            raisedBy<ZPropertiesIteratorException>([&] { static_cast<void>(stanzas.getName()); });
         ASSERT_TRUE(e);
         EXPECT_EQ(e->propFile(), scene.file.path());
         EXPECT_EQ(namesOf(stanzas), (Texts{"net", "db"}));
         EXPECT_FALSE(stanzas.hasMore());
-        EXPECT_THROW((void)stanzas.getName(), ZPropertiesIteratorException);
+        EXPECT_THROW(static_cast<void>(stanzas.getName()), ZPropertiesIteratorException);
         stanzas.reset();
         EXPECT_TRUE(stanzas.hasMore());
     }
     EXPECT_EQ(stanzas.size(), 2U);
-    EXPECT_THROW((void)entries.getValue(), ZPropertiesIteratorException);
+    EXPECT_THROW(static_cast<void>(entries.getValue()), ZPropertiesIteratorException);
     ASSERT_TRUE(entries.next() && entries.next());
     EXPECT_STREQ(entries.getValue(), "a");
     properties.deleteKey("net", "host");
@@ -371,7 +374,7 @@ TEST(PropertiesIteratorTest, valuesAreEditedInPlace) {
         for (int i = 0; i < 2; ++i) {
             ASSERT_TRUE(walk.next());
             walk.removeValue();
-            EXPECT_THROW((void)walk.getValue(), ZPropertiesIteratorException);
+            EXPECT_THROW(static_cast<void>(walk.getValue()), ZPropertiesIteratorException);
             EXPECT_THROW(walk.removeValue(), ZPropertiesIteratorException);
         }
         walk.addValue("6");
@@ -379,7 +382,7 @@ TEST(PropertiesIteratorTest, valuesAreEditedInPlace) {
         walk.changeValue("four");
         EXPECT_EQ(rest(walk), (Texts{"5", "6"}));
         EXPECT_FALSE(walk.hasMore());
-        EXPECT_THROW((void)walk.getValue(), ZPropertiesIteratorException);
+        EXPECT_THROW(static_cast<void>(walk.getValue()), ZPropertiesIteratorException);
         walk.addValue("7");
         EXPECT_EQ(rest(walk), Texts{"7"});
         EXPECT_EQ(walk.size(), 5U);

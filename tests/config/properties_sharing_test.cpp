@@ -196,7 +196,7 @@ TEST(PropertiesRegistryTest, handsOutOneObjectForEachFileAndFactory) {
     EXPECT_NE(byName(scene.file.beside("./settings").c_str()), byName(scene.file.path().c_str()))
         << "names are compared as they are given";
     for (char const* const none : {static_cast<char const*>(nullptr), ""})
-        EXPECT_THROW((void)byName(none), ZInvalidParameterException);
+        EXPECT_THROW(static_cast<void>(byName(none)), ZInvalidParameterException);
 }
 
 TEST(PropertiesRegistryTest, reloadsWhatOthersHaveChanged) {
@@ -223,17 +223,17 @@ TEST(PropertiesRegistryTest, aFailedLoadIsTriedAgain) {
     using Invalid = ZPropertiesInvalidDataException;
     RegistryScene scene;
     writeFile(scene.file.path(), "nonsense\n");
-    EXPECT_THROW((void)scene.get(), Invalid);
+    EXPECT_THROW(static_cast<void>(scene.get()), Invalid);
     scene.change("1", once);
     ZProperties* const properties = scene.get();
     scene.change("2\nnonsense again", once + 1);
     for (int i = 0; i < 2; ++i)
-        EXPECT_THROW((void)scene.get(), Invalid);
+        EXPECT_THROW(static_cast<void>(scene.get()), Invalid);
     scene.change("3", once + 1);
     EXPECT_EQ(scene.get(), properties);
     scene.change("4\nnonsense", once + 1);
-    EXPECT_THROW((void)scene.get(1), Invalid);
-    EXPECT_THROW((void)scene.get(), Invalid) << "the time has not moved";
+    EXPECT_THROW(static_cast<void>(scene.get(1)), Invalid);
+    EXPECT_THROW(static_cast<void>(scene.get()), Invalid) << "the time has not moved";
     scene.change("5", once + 1);
     EXPECT_EQ(valueOf(*scene.get(), "s", "k"), "5");
     ASSERT_EQ(unlink(scene.file.path().c_str()), 0);

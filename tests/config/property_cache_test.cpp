@@ -23,7 +23,7 @@ struct Cache : ZSCFData {
     std::string written() {
         return testsupport::writtenBy([this](FILE* out) { be_write("f", out); });
     }
-    [[nodiscard]] zpcache::Records const& inner() const { return *records; }
+    [[nodiscard]] zfc::cache::Records const& inner() const { return *records; }
 };
 
 char const* charsAt(ZArrayList const& list, unsigned int i) {
@@ -162,7 +162,7 @@ TEST(PropertyCacheTest, refusesWhatWouldNotReadBackAndChangesNothing) {
     expectRefused([&] { cache.setObfuscated("s", "a=b", "v"); });
     for (char const* const value : {"", static_cast<char const*>(nullptr), "a\nb"}) {
         expectRefused([&] { cache.addValue("s", "k", value, 0); });
-        expectRefused([&] { (void)cache.changeValue("s", "k", 0, value); });
+        expectRefused([&] { static_cast<void>(cache.changeValue("s", "k", 0, value)); });
     }
     std::string const tooLong = "#" + x8189 + "x";
     for (char const* const comment :
@@ -202,7 +202,7 @@ TEST(PropertyCacheTest, yearsOfEditsDoNotGrowIt) {
         cache.remove("s", key.c_str());
         cache.remove(key.c_str());
     }
-    zpcache::RecordsCheck const check(cache.inner());
+    zfc::cache::RecordsCheck const check(cache.inner());
     EXPECT_LT(check.bytesHeld(), 200000U);
     EXPECT_EQ(cache.valueAt("s", "key", 0), value + "19999");
 }

@@ -19,11 +19,11 @@ using testsupport::fileOf;
 using testsupport::PropertyModel;
 using testsupport::Texts;
 using testsupport::writtenBy;
-using zpcache::RecordsCheck;
+using zfc::cache::RecordsCheck;
 
 struct Cache : ZSCFData {
     Cache() { setAttributes(keepComments, nullptr); }
-    [[nodiscard]] zpcache::Records const& inner() const { return *records; }
+    [[nodiscard]] zfc::cache::Records const& inner() const { return *records; }
 };
 
 /// Does the same to a cache and to the model, at random, and compares them.

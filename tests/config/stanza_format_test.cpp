@@ -184,8 +184,8 @@ TEST(StanzaFormatTest, refusesToWriteALineThatNoReaderGetsBackWhole) {
             EXPECT_TRUE(file.written() == "[s]\n" + c.written + "\n") << c.line.size();
             continue;
         }
-        auto const e =
-            testsupport::raisedBy<ZPropertiesInvalidDataException>([&] { (void)file.written(); });
+        auto const e = testsupport::raisedBy<ZPropertiesInvalidDataException>(
+            [&] { static_cast<void>(file.written()); });
         ASSERT_TRUE(e);
         EXPECT_EQ(e->badline(), 2);
         EXPECT_EQ(*e->baddata(), c.line.front());

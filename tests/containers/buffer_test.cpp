@@ -1,5 +1,5 @@
 // link: static
-//
+
 // zlib comes along with the static library: the checksum is compared with its own, and their
 // headers fit into one source in any order.
 #include <zlib.h>

@@ -1,6 +1,6 @@
 // link: static
 // wrap: calloc,realloc,reallocarray
-//
+
 // Containers and buffers while memory is short.
 #include <cstdlib>
 #include <functional>

@@ -1,5 +1,5 @@
 // link: static
-//
+
 // zlib comes along with the static library, and reads here what the class has written.
 #include "Z/ZSqueeze.h"
 #include "Z/containers/expand.h"
@@ -108,8 +108,9 @@ TEST(SqueezeTest, ExpandsNothingButOneWholeStream) {
         {length, 1000, 0}, {length, 999, -3}, {length + 1, 1000, -3}, {length - 1, 1000, -3},
         {0, 0, -3},        {0, 1000, -3},     {1, 1000, -3},          {length + tooLong, 1000, -3}};
     for (auto const& row : rows) {
-        zsqueeze::Expanded expanded;
-        EXPECT_EQ(row.status, zsqueeze::expand(stream.data(), row.length, row.most, expanded))
+        zfc::containers::Expanded expanded;
+        EXPECT_EQ(row.status,
+                  zfc::containers::expand(stream.data(), row.length, row.most, expanded))
             << row.length << " to " << row.most;
         if (row.status != 0) continue;
         EXPECT_EQ(std::string(bytes.begin(), bytes.end()), expanded.content());

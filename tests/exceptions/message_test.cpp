@@ -20,7 +20,7 @@ namespace {
 using testsupport::captureChild;
 
 /// What `body` writes to standard error, with "#" for the numbers of threads.
-std::string errorOutputOf(const std::function<void()>& body) {
+std::string errorOutputOf(std::function<void()> const& body) {
     auto const captured = captureChild([&body] {
         body();
         return 0;

@@ -1,6 +1,6 @@
 // link: static
 // wrap: gethostname,gethostbyname_r,malloc
-//
+
 // The host's name with a resolver of the test's own, and what this platform has not.
 #include <gtest/gtest.h>
 #include <netdb.h>

@@ -1,6 +1,6 @@
 // link: static
 // wrap: dlopen
-//
+
 // Real plug-ins loaded by the real loader, which is asked to tell the names that it is given.
 #include "Z/ZSharedLibrary.h"
 

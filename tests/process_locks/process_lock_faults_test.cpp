@@ -2,7 +2,7 @@
 // wrap: fcntl64,open64,lseek64,read,write,pread64,pthread_mutex_lock,pthread_mutex_unlock
 // wrap: pthread_mutex_trylock,pthread_mutex_clocklock,pthread_mutex_timedlock,pthread_cond_wait
 // wrap: pthread_cond_timedwait,pthread_cond_broadcast
-//
+
 // What process locks do when the system's calls fail: the N-th of an operation, once or from there
 // on, for every N until the operation runs untouched.
 #include <fcntl.h>
@@ -116,8 +116,8 @@ using testsupport::thrownBy;
 Report const notHeld{"ZUnlockResourceException", 6, {"0"}};
 
 /// Runs the operation with the planned failures, and with none before and after.
-Report thrownWith(Plan const& planned, const std::function<void()>& operation,
-                  const decltype(beforeCall)& before = nullptr) {
+Report thrownWith(Plan const& planned, std::function<void()> const& operation,
+                  std::function<bool(std::string_view)> const& before = nullptr) {
     plan = planned;
     seen = 0;
     lastFailed.clear();
@@ -254,14 +254,14 @@ class ProcessLockFailureTest : public testsupport::WithProcessLock {
     /// What is thrown when the `nth` call of this name fails, on a new lock file; `run` is the
     /// operation, `prepare` what it needs done before.
     Report thrownAt(
-        char const* name, int nth, Plan planned, const std::function<void()>& run,
-        const std::function<void()>& prepare = [] {}) {
+        char const* name, int nth, Plan planned, std::function<void()> const& run,
+        std::function<void()> const& prepare = [] {}) {
         planned.first = callOf(name, nth, run, prepare);
         return onNewFile(planned, run, prepare);
     }
     /// Tries to read, in vain, and leaves nothing locked; `isBusy` says whether a try for a lock
     /// inside finds another holder.
-    void triesToRead(const std::function<bool()>& isBusy) {
+    void triesToRead(std::function<bool()> const& isBusy) {
         auto const run = [&] { EXPECT_FALSE(lock.tryReadLock()); };
         auto const atTry = [&](std::string_view call) {
             return call == "pthread_mutex_trylock" && isBusy();
@@ -276,14 +276,14 @@ class ProcessLockFailureTest : public testsupport::WithProcessLock {
     std::function<void()> const unlock = [this] { lock.unlock(); };
 
   private:
-    Report onNewFile(Plan const& planned, const std::function<void()>& run,
-                     const std::function<void()>& prepare) {
+    Report onNewFile(Plan const& planned, std::function<void()> const& run,
+                     std::function<void()> const& prepare) {
         remove(path.c_str());
         prepare();
         return thrownWith(planned, run);
     }
-    long callOf(char const* name, int nth, const std::function<void()>& run,
-                const std::function<void()>& prepare) {
+    long callOf(char const* name, int nth, std::function<void()> const& run,
+                std::function<void()> const& prepare) {
         for (long n = 1; n < 1000; ++n) {
             onNewFile({n, 1}, run, prepare);
             static_cast<void>(thrownBy(unlock));  // what a failure of this kind left

@@ -56,13 +56,13 @@ struct Board {
 };
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free && sizeof(Board) == 56);
 
-int openFile(const std::string& path) {
+int openFile(std::string const& path) {
     int const fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (fd < 0) abort();
     return fd;
 }
 
-Board& mapBoard(const std::string& directory) {
+Board& mapBoard(std::string const& directory) {
     int const fd = openFile(directory + "/board");
     void* memory = MAP_FAILED;
     if (ftruncate(fd, sizeof(Board)) == 0)
@@ -86,10 +86,10 @@ std::uint32_t millisecondsSince(Clock::time_point start) {
 /// whoever is let in wrongly finds half a change.
 class CounterFile {
   public:
-    explicit CounterFile(const std::string& directory) : fd(openFile(directory + "/counter")) {}
+    explicit CounterFile(std::string const& directory) : fd(openFile(directory + "/counter")) {}
     ~CounterFile() { close(fd); }
-    CounterFile(const CounterFile&) = delete;
-    CounterFile& operator=(const CounterFile&) = delete;
+    CounterFile(CounterFile const&) = delete;
+    CounterFile& operator=(CounterFile const&) = delete;
 
     void write(std::uint32_t number) const {
         Piece piece{};
@@ -130,7 +130,7 @@ class Reloader : public ZObserverInterface {
 
 class Worker {
   public:
-    Worker(const std::string& directory, unsigned int seed)
+    Worker(std::string const& directory, unsigned int seed)
         : board(mapBoard(directory)),
           counter(directory),
           lock("stress", directory.c_str()),
@@ -138,8 +138,8 @@ class Worker {
         if (seed % 2 != 0) lock.addObserver(&observer);
     }
     ~Worker() { lock.deleteObservers(); }
-    Worker(const Worker&) = delete;
-    Worker& operator=(const Worker&) = delete;
+    Worker(Worker const&) = delete;
+    Worker& operator=(Worker const&) = delete;
 
     void run() {
         std::vector<std::thread> threads;

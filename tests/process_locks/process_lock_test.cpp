@@ -356,7 +356,7 @@ TEST_F(ProcessLockTest, ForkedChildrenDoNotKeepTheLockOfADeadParent) {
 // --------------------------------------------------------------------------------- cancellation
 
 /// Runs `body` in a thread that cancels itself first; whether the thread was then cancelled.
-bool isCancelledIn(const std::function<void()>& body) {
+bool isCancelledIn(std::function<void()> const& body) {
     pthread_t thread{};
     auto const run = [](void* argument) -> void* {
         pthread_cancel(pthread_self());

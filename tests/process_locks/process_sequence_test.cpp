@@ -47,8 +47,8 @@ class Reloader : public ZObserverInterface {
   public:
     explicit Reloader(Lock& observed) : lock(observed) { lock.addObserver(this); }
     ~Reloader() { lock.deleteObserver(this); }
-    Reloader(const Reloader&) = delete;
-    Reloader& operator=(const Reloader&) = delete;
+    Reloader(Reloader const&) = delete;
+    Reloader& operator=(Reloader const&) = delete;
     void update(ZAbstractObservable* /*source*/, ZObservedParm const& parm) override {
         auto const& notice = dynamic_cast<ZSequenceUpdate const&>(parm);
         told.emplace_back(notice.getSequence(), notice.getLastSequence());

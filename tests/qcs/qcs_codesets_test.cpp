@@ -15,37 +15,37 @@ namespace {
 using testsupport::Iconv;
 using testsupport::utf8Of;
 
-unsigned size(const std::string& text) { return static_cast<unsigned>(text.size()); }
+unsigned size(std::string const& text) { return static_cast<unsigned>(text.size()); }
 
-std::string converted(decltype(qcs_to_utf8)* convert, qcs_cs_handle cs, const std::string& text) {
+std::string converted(decltype(qcs_to_utf8)* convert, qcs_cs_handle cs, std::string const& text) {
     std::string out(text.size() * 4 + 8, '#');
     int const written = convert(cs, text.data(), size(text), out.data(), size(out));
     return written < 0 ? "failed" : out.substr(0, static_cast<std::size_t>(written));
 }
 
-std::string toUtf8(qcs_cs_handle cs, const std::string& text) {
+std::string toUtf8(qcs_cs_handle cs, std::string const& text) {
     return converted(qcs_to_utf8, cs, text);
 }
 
-std::string fromUtf8(qcs_cs_handle cs, const std::string& text) {
+std::string fromUtf8(qcs_cs_handle cs, std::string const& text) {
     return converted(qcs_from_utf8, cs, text);
 }
 
-int lengthOf(qcs_cs_handle cs, const std::string& text) {
+int lengthOf(qcs_cs_handle cs, std::string const& text) {
     return qcs_mblen(cs, text.data(), size(text));
 }
 
 /// A codeset beside iconv's view of it, one byte sequence after the other.
 class Comparison {
   public:
-    explicit Comparison(const std::string& name)
+    explicit Comparison(std::string const& name)
         : cs(qcs_cs_new(name.c_str())), decoding("UTF-8", name), encoding(name, "UTF-8") {}
     ~Comparison() { qcs_cs_free(cs); }
-    Comparison(const Comparison&) = delete;
-    Comparison& operator=(const Comparison&) = delete;
+    Comparison(Comparison const&) = delete;
+    Comparison& operator=(Comparison const&) = delete;
 
     /// Checks every character of at most `most` bytes that begins with `prefix`.
-    void checkBehind(const std::string& prefix, std::size_t most) {
+    void checkBehind(std::string const& prefix, std::size_t most) {
         for (int byte = prefix.size() < 2 ? 1 : 0x80; byte < 256; ++byte) {
             std::string const bytes = prefix + static_cast<char>(byte);
             auto const utf8 = decoding.convert(bytes);
@@ -59,7 +59,7 @@ class Comparison {
         }
     }
 
-    void checkCharacter(const std::string& bytes, const std::string& utf8) {
+    void checkCharacter(std::string const& bytes, std::string const& utf8) {
         auto const length = static_cast<int>(bytes.size());
         longest = std::max(longest, length);
         ASSERT_EQ(lengthOf(cs, bytes), length);
@@ -86,7 +86,7 @@ class Comparison {
 };
 
 TEST(EveryCharacterTest, IsWhatIconvSays) {
-    for (const char* const name :
+    for (char const* const name :
          {"US-ASCII",   "ISO8859-1",  "ISO8859-2",  "ISO8859-3",  "ISO8859-4",  "ISO8859-5",
           "ISO8859-6",  "ISO8859-7",  "ISO8859-8",  "ISO8859-9",  "ISO8859-10", "ISO8859-11",
           "ISO8859-13", "ISO8859-14", "ISO8859-15", "ISO8859-16", "CP1250",     "CP1251",
@@ -117,7 +117,7 @@ TEST(EveryCharacterTest, Gb18030HoldsEveryCodePoint) {
         if (decoding.convert(*local) == utf8) comparison.checkCharacter(*local, utf8);
     }
     EXPECT_EQ(qcs_mb_max(comparison.cs), 4);
-    for (const char* const wrong :
+    for (char const* const wrong :
          {"\x81\x30", "\x81\x30\x81", "\x81\x30\x81\x3A", "\x85\x30\x81\x30", "\xE3\x32\x9A\x36",
           "\xFF\x30\x81\x30", "\x81\x30\x80\x30"})
         EXPECT_EQ(lengthOf(comparison.cs, wrong), -1) << testing::PrintToString(wrong);
@@ -155,7 +155,7 @@ TEST(EveryCharacterTest, OfUtf8IsDecodedStrictly) {
 TEST(SingleCharacterTest, NeitherReadsNorFailsAtNul) {
     qcs_cs_handle const utf8 = qcs_cs_new("UTF-8");
     EXPECT_EQ(qcs_mblen(utf8, "", 1) + qcs_mblen(utf8, "a", 0) + qcs_mblen(utf8, nullptr, 4), 0);
-    for (const char* const cut : {"\xC3", "\xE2\x82", "\xF0\x9F\x98"})
+    for (char const* const cut : {"\xC3", "\xE2\x82", "\xF0\x9F\x98"})
         EXPECT_EQ(qcs_mblen(utf8, cut, 4), -1);
     qcs_wchar wide = 7;
     EXPECT_EQ(qcs_mbtowc(utf8, &wide, "", 1), 0);
@@ -169,7 +169,7 @@ TEST(SingleCharacterTest, NeitherReadsNorFailsAtNul) {
 }
 
 TEST(CodesetNameTest, UsersSpellingsGiveTheSameHandle) {
-    std::vector<const char*> const rows[] = {
+    std::vector<char const*> const rows[] = {
         {"UTF-8", "UTF8", "utf-8", "Utf_8", "CP65001"},
         {"US-ASCII", "ascii", "ANSI_X3.4-1968", "646", "us_ascii"},
         {"ISO-8859-1", "ISO8859-1", "iso88591", "ISO_8859-1", "latin1", "8859-1", "iso8859_1"},
@@ -182,13 +182,13 @@ TEST(CodesetNameTest, UsersSpellingsGiveTheSameHandle) {
     for (auto const& spellings : rows) {
         qcs_cs_handle const cs = qcs_cs_new(spellings[0]);
         EXPECT_NE(cs, 0U) << spellings[0];
-        for (const char* const spelling : spellings)
+        for (char const* const spelling : spellings)
             EXPECT_EQ(qcs_cs_new(spelling), cs) << spelling;
     }
 }
 
 TEST(CodesetNameTest, RefusesWhatCannotStandInTextAndWhatIsNoName) {
-    for (const char* const name :
+    for (char const* const name :
          {"UTF-16", "UCS-2", "UTF-32", "UCS-4", "UTF-7", "ISO-2022-JP", "ISO-2022-CN-EXT", "IBM037",
           "EBCDIC-US", "IBM930", "ISO646-DE", "WCHAR_T", "T.61", "", "no-such-codeset",
           "UTF-8//IGNORE", "../UTF-8", "UTF 8", "Ä"})
@@ -233,7 +233,7 @@ TEST(CodesetHandleTest, ServesSeveralThreads) {
 }
 
 TEST(ConversionTest, UsesTheSystemsSubstitutesAndCompositions) {
-    std::pair<const char*, std::string> const rows[] = {
+    std::pair<char const*, std::string> const rows[] = {
         {"CP932", utf8Of(0x2212) + utf8Of(0x301C)},    // minus, wave dash
         {"SHIFT_JIS", "C:\\dir~1"},                    // no backslash in JIS X 0201
         {"EUC-KR", "10 " + utf8Of(0x20A9)},            // won sign
@@ -260,7 +260,7 @@ TEST(ConversionTest, UsesTheSystemsSubstitutesAndCompositions) {
 }
 
 TEST(ConversionTest, EndsBehindTheFirstNulAndNeverWritesBeyondItsRoom) {
-    for (const char* const name : {"UTF-8", "ISO8859-1", "EUC-JP", "CP1258", "GB18030"}) {
+    for (char const* const name : {"UTF-8", "ISO8859-1", "EUC-JP", "CP1258", "GB18030"}) {
         qcs_cs_handle const cs = qcs_cs_new(name);
         std::string const ended("ab\0\xFF\xFF", 5);
         EXPECT_EQ(toUtf8(cs, ended), std::string("ab\0", 3)) << name;

@@ -17,11 +17,11 @@ std::string named(Function* function, Name... name) {
     std::array<char, 512> room{};
     return function(name..., room.data(), room.size()) == 0 ? room.data() : "failed";
 }
-std::string canonical(const char* locale) { return named(qcs_canonical_loc, locale); }
+std::string canonical(char const* locale) { return named(qcs_canonical_loc, locale); }
 
 /// Null leaves a variable unset.
-void setEnvironment(const char* all, const char* ctype, const char* lang) {
-    std::pair<const char*, const char*> const variables[] = {
+void setEnvironment(char const* all, char const* ctype, char const* lang) {
+    std::pair<char const*, char const*> const variables[] = {
         {"LC_ALL", all}, {"LC_CTYPE", ctype}, {"LANG", lang}};
     for (auto const& [name, value] : variables)
         value == nullptr ? unsetenv(name) : setenv(name, value, 1);
@@ -30,7 +30,7 @@ void setEnvironment(const char* all, const char* ctype, const char* lang) {
 TEST(EnvironmentTest, NamesTheLocaleAndItsCodeset) {
     std::string const endless(100000, 'x');
     struct {
-        const char *all, *ctype, *lang, *locale, *codeset;
+        char const *all, *ctype, *lang, *locale, *codeset;
     } const rows[] = {
         {"C.UTF-8", "xx_XX.KOI8-R", "xx_XX.GBK", "C.UTF-8", "UTF-8"},  // the first that is set
         {"", "xx_XX.KOI8-R", "xx_XX.GBK", "xx_XX.KOI8-R", "KOI8-R"},
@@ -65,7 +65,7 @@ TEST(EnvironmentTest, NamesTheLocaleAndItsCodeset) {
 }
 
 TEST(LocaleNameTest, HasACanonicalSpelling) {
-    std::pair<const char*, const char*> const rows[] = {
+    std::pair<char const*, char const*> const rows[] = {
         {"de_DE.utf8", "de_DE.UTF-8"},
         {"de_DE.iso88591@euro", "de_DE.ISO-8859-1@euro"},
         {"de_DE.ISO_8859-15:1998", "de_DE.ISO_8859-15:1998"},
@@ -83,14 +83,14 @@ TEST(LocaleNameTest, HasACanonicalSpelling) {
     qcs_loc_handle const locale = qcs_loc_new("C.UTF-8");
     EXPECT_NE(locale, 0U);
     EXPECT_EQ(qcs_loc_new("C.utf8"), locale);
-    for (const char* const none : {"xx_XX.UTF-8", "../C.UTF-8", static_cast<const char*>(nullptr)})
+    for (char const* const none : {"xx_XX.UTF-8", "../C.UTF-8", static_cast<char const*>(nullptr)})
         EXPECT_EQ(qcs_loc_new(none), 0U);
 }
 
 class AliasTest : public testing::Test {
   protected:
     ~AliasTest() override { qcs_set_dir("/nonexistent"); }
-    void write(const std::string& aliases) {
+    void write(std::string const& aliases) {
         testsupport::writeFile(path, aliases);
         use();
     }

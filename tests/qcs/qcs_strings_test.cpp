@@ -19,11 +19,11 @@ using testsupport::utf8Of;
 using Bytes = std::vector<std::string>;
 
 /// Offset of `place` in `text`, -1 when it is null.
-int at(const char* text, const char* place) {
+int at(char const* text, char const* place) {
     return place == nullptr ? -1 : static_cast<int>(place - text);
 }
 
-std::string tokens(ZCodesetHandle cs, std::string text, const char* delims) {
+std::string tokens(ZCodesetHandle cs, std::string text, char const* delims) {
     std::string joined;
     char* state = nullptr;
     char* token = zstrtok(cs, text.data(), delims, &state);
@@ -38,17 +38,17 @@ std::string tokens(ZCodesetHandle cs, std::string text, const char* delims) {
 /// them: what the standard string finds is what has to be found.
 class Alphabet {
   public:
-    Alphabet(const char* codeset, Bytes set)
+    Alphabet(char const* codeset, Bytes set)
         : cs(qcs_cs_new(codeset)), characters(std::move(set)) {}
 
-    [[nodiscard]] std::string bytesOf(const std::string& model) const {
+    [[nodiscard]] std::string bytesOf(std::string const& model) const {
         std::string bytes;
         for (char const letter : model)
             bytes += characters[static_cast<std::size_t>(letter - 'a')];
         return bytes;
     }
     /// Bytes of the first `letters` letters; -1 for npos.
-    [[nodiscard]] int offset(const std::string& model, std::size_t letters) const {
+    [[nodiscard]] int offset(std::string const& model, std::size_t letters) const {
         if (letters == std::string::npos) return -1;
         return static_cast<int>(bytesOf(model.substr(0, letters)).size());
     }
@@ -59,10 +59,10 @@ class Alphabet {
         return model;
     }
 
-    void checkSearches(const std::string& model, const std::string& part) const {
+    void checkSearches(std::string const& model, std::string const& part) const {
         std::string const text = bytesOf(model);
         std::string const sub = bytesOf(part);
-        const char* const s = text.c_str();
+        char const* const s = text.c_str();
         std::size_t const end = model.size();
         EXPECT_EQ(zstrcount(cs, s), static_cast<int>(end));
         EXPECT_EQ(at(s, zstrstr(cs, s, sub.c_str())), offset(model, model.find(part)));
@@ -79,7 +79,7 @@ class Alphabet {
                   offset(model, findsEnd ? end : model.rfind(part[0])));
     }
 
-    void checkTokens(const std::string& model, const std::string& delims) const {
+    void checkTokens(std::string const& model, std::string const& delims) const {
         std::string expected;
         for (std::size_t start = model.find_first_not_of(delims); start < model.size();) {
             std::size_t const end = std::min(model.size(), model.find_first_of(delims, start));
@@ -89,7 +89,7 @@ class Alphabet {
         EXPECT_EQ(tokens(cs, bytesOf(model), bytesOf(delims).c_str()), expected);
     }
 
-    void checkCopies(const std::string& model, unsigned room) const {
+    void checkCopies(std::string const& model, unsigned room) const {
         std::string expected;
         for (std::size_t letters = 0; letters <= model.size(); ++letters)
             if (offset(model, letters) <= static_cast<int>(room))
@@ -111,7 +111,7 @@ class Alphabet {
 };
 
 TEST(CharacterWalkTest, SearchesSplitsAndCopiesAsTheStandardStringDoesLetters) {
-    std::pair<const char*, Bytes> const rows[] = {
+    std::pair<char const*, Bytes> const rows[] = {
         {"UTF-8", {"a", "=", "é", "\xC2\xA9", "€", "\xF0\x9F\x98\x80"}},
         // In Shift_JIS the second byte of a character may be a letter, the backslash, or the first
         // of another one.
@@ -138,7 +138,7 @@ TEST(CharacterWalkTest, FindsNoPartsOfCharactersAndEverySequenceOfOne) {
     ZCodesetHandle const sjis = qcs_cs_new("CP932");
     EXPECT_EQ(zstrstr(sjis, "\x83\x5C", "\x83"), nullptr);
     EXPECT_EQ(zstrstr(sjis, "\x83\x41\x83\x80", "\x41\x83\x80"), nullptr);
-    for (const char* const because : {"a\x81\xE6", "a\x87\x9A", "a\xFA\x5B"})  // all U+2235
+    for (char const* const because : {"a\x81\xE6", "a\x87\x9A", "a\xFA\x5B"})  // all U+2235
         EXPECT_EQ(at(because, zstrchr(sjis, because, 0x2235)), 1);
     ZCodesetHandle const utf8 = qcs_cs_new("UTF-8");
     for (int const noCharacter : {0xD83D, -23, 0x1F600})
@@ -147,7 +147,7 @@ TEST(CharacterWalkTest, FindsNoPartsOfCharactersAndEverySequenceOfOne) {
 
 TEST(CharacterWalkTest, EndsAtAMalformedCharacterAndLosesNothing) {
     ZCodesetHandle const utf8 = qcs_cs_new("UTF-8");
-    const char* const s = "a=b\xFFx=y;\xE2\x82";
+    char const* const s = "a=b\xFFx=y;\xE2\x82";
     EXPECT_EQ(at(s, zstrchr(utf8, s, '=')), 1);
     EXPECT_EQ(at(s, zstrrchr(utf8, s, '=')), 1);
     for (auto* const found : {zstrchr(utf8, s, ';'), zstrchr(utf8, s, 0), zstrrchr(utf8, s, 0),
@@ -203,7 +203,7 @@ TEST(CharacterClassTest, ComesFromUnicodeNotFromTheLocale) {
 }
 
 TEST(CaseTest, MapsInPlaceInEveryCodeset) {
-    std::vector<const char*> const rows[] = {
+    std::vector<char const*> const rows[] = {
         // codeset, text, upper and lower case
         {"UTF-8", "ab\xFFzz", "AB\xFFzz", "ab\xFFzz"},
         {"ISO8859-1", "\xE4\xD6\xFF\xB5", "\xC4\xD6\xFF\xB5", "\xE4\xF6\xFF\xB5"},
@@ -223,7 +223,7 @@ int sign(int value) { return (value > 0) - (value < 0); }
 
 TEST(CaseTest, ComparesByCharacter) {
     struct {
-        const char *codeset, *a, *b;
+        char const *codeset, *a, *b;
         unsigned n;
         int order;
     } const rows[] = {
@@ -252,7 +252,7 @@ TEST(CaseTest, ComparesByCharacter) {
 
 TEST(TimeTest, ParsesWithTheNamesOfTheLocale) {
     struct tm time {};
-    const char* const text = "5 Mar 2024 rest";
+    char const* const text = "5 Mar 2024 rest";
     for (qcs_loc_handle const locale : {qcs_loc_new("C"), 0U})
         EXPECT_EQ(at(text, qcs_strptime(0, locale, text, "%d %b %Y", &time)), 10);
     EXPECT_EQ(time.tm_mon, 2);

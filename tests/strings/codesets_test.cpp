@@ -37,7 +37,7 @@ constexpr char eucJp[] = "ja_JP.eucJP";
 
 /// Runs expectations in a child whose environment names `locale`, and `directory` as the data
 /// directory unless it is null.
-testsupport::Captured inLocale(const char* locale, const char* directory, const Body& body) {
+testsupport::Captured inLocale(char const* locale, char const* directory, Body const& body) {
     return testsupport::captureChild([&] {
         setenv("LC_ALL", locale, 1);
         directory == nullptr ? unsetenv("QCSDIR") : setenv("QCSDIR", directory, 1);
@@ -47,13 +47,13 @@ testsupport::Captured inLocale(const char* locale, const char* directory, const 
 }
 
 /// Expects that all holds in the child, and nothing is reported.
-void holdsUnder(const char* locale, const Body& body) {
+void holdsUnder(char const* locale, Body const& body) {
     auto const child = inLocale(locale, getenv("QCSDIR"), body);
     EXPECT_EQ(child.status, 0) << locale << child.out;
     EXPECT_EQ(child.err, "") << locale;
 }
 
-int occurrences(const std::string& text, const std::string& sub) {
+int occurrences(std::string const& text, std::string const& sub) {
     int count = 0;
     for (auto at = text.find(sub); at != std::string::npos; at = text.find(sub, at + 1))
         ++count;
@@ -64,7 +64,7 @@ constexpr char noDirectory[] = "The QCSDIR environment variable is not set.";
 
 TEST(CodesetSetUpTest, TakesTheCodesetOfTheEnvironment) {
     struct {
-        const char *locale, *name, *codeset;
+        char const *locale, *name, *codeset;
         int greatest;
     } const rows[] = {{"C.UTF-8", "C.UTF-8", "UTF-8", 4},
                       {"C", "C", "US-ASCII", 1},
@@ -88,7 +88,7 @@ TEST(CodesetSetUpTest, TakesTheCodesetOfTheEnvironment) {
 
 TEST(NoCodesetTest, IsReportedOnceAndAborts) {
     struct {
-        const char *locale, *directory;
+        char const *locale, *directory;
         Body body;
         std::string exception, message;
     } const rows[] = {
@@ -182,7 +182,7 @@ TEST(LocalCodesetTest, ConvertsWithinItsRoomAndTakesEveryByteForACharacter) {
 
 TEST(StringCodesetTest, ConvertsBetweenTheFamilies) {
     struct {
-        const char *locale, *local, *utf8;
+        char const *locale, *local, *utf8;
     } const rows[] = {
         {latin1, "a\xE9z", "a\xC3\xA9z"},
         {shiftJis, "\x83\x5C\xB1!", "\xE3\x82\xBD\xEF\xBD\xB1!"},
@@ -264,9 +264,9 @@ TEST(StringCodesetTest, EditsByWholeCharacters) {
     // In Shift_JIS, 83 5C is one character whose second byte is a backslash; 81 40 is a blank that
     // is no single byte, 83 41 a character that ends in "A".
     struct {
-        const char *locale, *before;
+        char const *locale, *before;
         std::function<void(S)> edit;
-        const char* after;
+        char const* after;
     } const rows[] = {
         {shiftJis, "\x83\\|\\", [](S s) { s.replace("\\", "/"); }, "\x83\\|/"},
         {shiftJis, "A\x83\x41", [](S s) { s.replaceAll("A", "b"); }, "b\x83\x41"},

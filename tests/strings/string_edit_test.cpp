@@ -48,12 +48,12 @@ TYPED_TEST_SUITE(StringEditTest, Families, );  // the comma: clang wants an argu
 
 // What the functions of a row are given.
 using S = ZAbstractMutableString&;
-const char* const none = nullptr;
+char const* const none = nullptr;
 
 const struct {
-    const char* before;
+    char const* before;
     std::function<void(S)> edit;
-    const char* after;
+    char const* after;
 } editRows[] = {
     {"abc", [](S s) { s.clear(); }, ""},
     {"abc", [](S s) { s.init(); }, ""},
@@ -103,22 +103,22 @@ TYPED_TEST(StringEditTest, EditsAsDescribed) {
 }
 
 // Arguments of every editing operation may lie in the string itself.
-const std::vector<std::function<void(S, const char*)>> textEdits = {
-    [](S s, const char* text) { s = text; },
-    [](S s, const char* text) { s.append(text, 2); },
-    [](S s, const char* text) { s.prepend(text); },
-    [](S s, const char* text) { s.insert(s.getLength() / 2, text); },
-    [](S s, const char* text) { s.replace("b", text); },
-    [](S s, const char* text) { s.replace(text, text + strlen(text) / 2); },
-    [](S s, const char* text) { s.replaceAll(text, 'x'); },
-    [](S s, const char* text) { s.replaceAll("cb", text); },
-    [](S s, const char* text) { s.replaceAll(text + strlen(text) / 2, "-"); },
-    [](S s, const char* text) { s.replaceOther(text, "xyz"); },
-    [](S s, const char* text) { s.replaceOther("ac", text); },
-    [](S s, const char* text) { s.format("%s<%s>", text, s.getChars()); },
-    [](S s, const char* text) { s.setChars(ZLCConstString(text)); },
-    [](S s, const char* text) { s.convertFromCodeSet(ZUTF8ConstString(text)); },
-    [](S s, const char* text) { s += ZLCConstString(text); },
+const std::vector<std::function<void(S, char const*)>> textEdits = {
+    [](S s, char const* text) { s = text; },
+    [](S s, char const* text) { s.append(text, 2); },
+    [](S s, char const* text) { s.prepend(text); },
+    [](S s, char const* text) { s.insert(s.getLength() / 2, text); },
+    [](S s, char const* text) { s.replace("b", text); },
+    [](S s, char const* text) { s.replace(text, text + strlen(text) / 2); },
+    [](S s, char const* text) { s.replaceAll(text, 'x'); },
+    [](S s, char const* text) { s.replaceAll("cb", text); },
+    [](S s, char const* text) { s.replaceAll(text + strlen(text) / 2, "-"); },
+    [](S s, char const* text) { s.replaceOther(text, "xyz"); },
+    [](S s, char const* text) { s.replaceOther("ac", text); },
+    [](S s, char const* text) { s.format("%s<%s>", text, s.getChars()); },
+    [](S s, char const* text) { s.setChars(ZLCConstString(text)); },
+    [](S s, char const* text) { s.convertFromCodeSet(ZUTF8ConstString(text)); },
+    [](S s, char const* text) { s += ZLCConstString(text); },
 };
 
 TYPED_TEST(StringEditTest, TakesArgumentsOutOfItself) {
@@ -147,7 +147,7 @@ TYPED_TEST(StringEditTest, TakesArgumentsOutOfItself) {
     }
 }
 
-void replaceIn(std::string& model, const std::string& from, const std::string& to) {
+void replaceIn(std::string& model, std::string const& from, std::string const& to) {
     for (auto at = model.find(from); at != std::string::npos; at = model.find(from, at + to.size()))
         model.replace(at, from.size(), to);
 }
@@ -205,7 +205,7 @@ TYPED_TEST(StringEditTest, IsMadeOfNumbersAndBoundedText) {
 TYPED_TEST(StringEditTest, MovesInsteadOfCopying) {
     for (std::size_t const length : {3U, 300U}) {
         TypeParam source(std::string(length, 'm').c_str());
-        const char* const block = source.getChars();
+        char const* const block = source.getChars();
         TypeParam made(std::move(source));
         EXPECT_EQ(made.getChars() == block, length > TypeParam::getDefaultLength());
         TypeParam assigned(std::string(150, 'o').c_str());

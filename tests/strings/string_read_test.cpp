@@ -28,7 +28,7 @@ class StringReadTest : public testing::Test {};
 using Classes = testing::Types<ZLCString, ZUTF8String, ZLCConstString, ZUTF8ConstString>;
 TYPED_TEST_SUITE(StringReadTest, Classes, );  // the comma: clang wants an argument for the dots
 
-const char* const none = nullptr;
+char const* const none = nullptr;
 
 int sign(int result) { return (result > 0) - (result < 0); }
 
@@ -52,7 +52,7 @@ TYPED_TEST(StringReadTest, SearchesAsTheStandardStringDoes) {
         TypeParam const string(whole.c_str());
         auto const from = static_cast<unsigned int>(random() % (whole.size() + 3));
         auto const start = std::min<std::size_t>(from, whole.size());
-        const char* const sub = part.c_str();
+        char const* const sub = part.c_str();
         EXPECT_EQ(string.getLength(), whole.size());
         EXPECT_EQ(string.isEmpty(), whole.empty());
         EXPECT_EQ(string.indexOf(sub), offset(model.find(part)));
@@ -79,7 +79,7 @@ TYPED_TEST(StringReadTest, SearchesAsTheStandardStringDoes) {
 }
 
 TYPED_TEST(StringReadTest, AnswersNullArguments) {
-    for (const char* const text : {"abc", ""}) {
+    for (char const* const text : {"abc", ""}) {
         TypeParam const string(text);
         EXPECT_FALSE(string.contains(none) || string.equals(none) || string == none);
         EXPECT_TRUE(string.beginsWith(none) && string.endsWith(none));
@@ -99,8 +99,8 @@ TYPED_TEST(StringReadTest, CountsCharactersAndHashesBytes) {
 }
 
 TYPED_TEST(StringReadTest, ComparesByCollation) {
-    for (const char* const left : {"", "a", "ab", "z", "é"}) {
-        for (const char* const right : {"", "a", "ab", "z", "é"}) {
+    for (char const* const left : {"", "a", "ab", "z", "é"}) {
+        for (char const* const right : {"", "a", "ab", "z", "é"}) {
             TypeParam const a(left);
             TypeParam const b(right);
             int const expected = sign(strcoll(left, right));
@@ -120,7 +120,7 @@ TYPED_TEST(StringReadTest, IgnoresCase) {
     EXPECT_EQ(string.compareignorecase(TypeParam("Abä-z")), 0);
     EXPECT_LT(string.compareignorecase("b"), 0);
     struct {
-        const char* part;
+        char const* part;
         bool begins, ends;
     } const rows[] = {{"", false, false},
                       {"ABä", true, false},
@@ -212,7 +212,7 @@ TYPED_TEST(StringWalkTest, YieldsWholeCharacters) {
 
 /// Rows of text, delimiters (null: the default ones) and tokens.
 struct TokenRow {
-    const char *text, *delimiters;
+    char const *text, *delimiters;
     Parts tokens;
 };
 const TokenRow tokenRows[] = {

@@ -14,16 +14,16 @@ namespace testsupport {
 /// One direction of iconv, each call from the initial state.
 class Iconv {
   public:
-    Iconv(const std::string& to, const std::string& from)
+    Iconv(std::string const& to, std::string const& from)
         : descriptor(iconv_open(to.c_str(), from.c_str())) {
         if (descriptor == reinterpret_cast<iconv_t>(-1)) abort();  // a wrong name in a test
     }
     ~Iconv() { iconv_close(descriptor); }
-    Iconv(const Iconv&) = delete;
-    Iconv& operator=(const Iconv&) = delete;
+    Iconv(Iconv const&) = delete;
+    Iconv& operator=(Iconv const&) = delete;
 
     /// The converted text; nothing when iconv takes it for malformed, cut off or not convertible.
-    [[nodiscard]] std::optional<std::string> convert(const std::string& text) {
+    [[nodiscard]] std::optional<std::string> convert(std::string const& text) {
         std::string result(text.size() * 4 + 16, '\0');
         char* in = const_cast<char*>(text.data());
         std::size_t inLen = text.size();

@@ -15,7 +15,7 @@ struct LockWords {
     int pid = 0;
 };
 
-[[nodiscard]] inline LockWords lockWords(const std::string& path) {
+[[nodiscard]] inline LockWords lockWords(std::string const& path) {
     LockWords words;
     std::string const bytes = readFile(path);
     if (bytes.size() == sizeof words) std::memcpy(&words, bytes.data(), sizeof words);
@@ -23,7 +23,7 @@ struct LockWords {
 }
 
 /// Makes a lock file with this number.
-inline void writeSequence(const std::string& path, unsigned int sequence) {
+inline void writeSequence(std::string const& path, unsigned int sequence) {
     std::string bytes(2 * sizeof sequence, '\0');
     std::memcpy(bytes.data(), &sequence, sizeof sequence);
     writeFile(path, bytes);

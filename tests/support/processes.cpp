@@ -25,7 +25,7 @@ int waitFor(pid_t child) {
     return decoded(status);
 }
 
-[[noreturn]] void runAndLeave(const std::function<int()>& body) {
+[[noreturn]] void runAndLeave(std::function<int()> const& body) {
     int status = 99;
     try {
         status = body();
@@ -61,14 +61,14 @@ void collect(int out, int err, Captured& captured) {
 
 }  // namespace
 
-int inChild(const std::function<int()>& body) {
+int inChild(std::function<int()> const& body) {
     fflush(stdout);
     pid_t const child = fork();
     if (child == 0) runAndLeave(body);
     return waitFor(child);
 }
 
-Captured captureChild(const std::function<int()>& body) {
+Captured captureChild(std::function<int()> const& body) {
     auto const out = makePipe();
     auto const err = makePipe();
     fflush(stdout);
@@ -90,7 +90,7 @@ Captured captureChild(const std::function<int()>& body) {
     return captured;
 }
 
-int becomeProgram(const std::string& program, std::vector<std::string> arguments) {
+int becomeProgram(std::string const& program, std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), std::filesystem::path(program).filename());
     std::vector<char*> argv;
     for (auto& argument : arguments)
@@ -101,7 +101,7 @@ int becomeProgram(const std::string& program, std::vector<std::string> arguments
     return 127;
 }
 
-Companion::Companion(const std::function<int(Companion&)>& body) {
+Companion::Companion(std::function<int(Companion&)> const& body) {
     auto const down = makePipe();
     auto const up = makePipe();
     fflush(stdout);
@@ -151,13 +151,13 @@ TempDir::~TempDir() {
     std::filesystem::remove_all(directory, ignored);
 }
 
-std::string readFile(const std::string& path) {
+std::string readFile(std::string const& path) {
     std::ifstream file(path, std::ios::binary);
     EXPECT_TRUE(file.is_open()) << path;
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-void writeFile(const std::string& path, const std::string& bytes) {
+void writeFile(std::string const& path, std::string const& bytes) {
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file << bytes;
     file.close();

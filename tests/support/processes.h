@@ -10,7 +10,7 @@ namespace testsupport {
 
 /// Runs `body` in a forked child and returns its wait status decoded: the exit status, or the
 /// negated signal number. The child leaves with `_exit(body())`; an escaping exception exits 99.
-[[nodiscard]] int inChild(const std::function<int()>& body);
+[[nodiscard]] int inChild(std::function<int()> const& body);
 
 /// What a child printed and how it ended.
 struct Captured {
@@ -20,20 +20,20 @@ struct Captured {
 };
 
 /// As inChild(), with both output streams of the child collected.
-[[nodiscard]] Captured captureChild(const std::function<int()>& body);
+[[nodiscard]] Captured captureChild(std::function<int()> const& body);
 
 /// Becomes `program` with these arguments, as a user at the shell starts it: without QCSDIR.
 /// Returns 127 when there is no such program.
-int becomeProgram(const std::string& program, std::vector<std::string> arguments);
+int becomeProgram(std::string const& program, std::vector<std::string> arguments);
 
 /// A child process that runs beside its parent; the two talk through pipes, one byte a message.
 class Companion {
   public:
     /// Starts `body` in a child; `body` gets this object for await() and signal().
-    explicit Companion(const std::function<int(Companion&)>& body);
+    explicit Companion(std::function<int(Companion&)> const& body);
     ~Companion();
-    Companion(const Companion&) = delete;
-    Companion& operator=(const Companion&) = delete;
+    Companion(Companion const&) = delete;
+    Companion& operator=(Companion const&) = delete;
 
     /// Sends one byte to the other side.
     void signal();
@@ -54,19 +54,19 @@ class TempDir {
   public:
     TempDir();
     ~TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-    [[nodiscard]] const std::string& path() const { return directory; }
+    TempDir(TempDir const&) = delete;
+    TempDir& operator=(TempDir const&) = delete;
+    [[nodiscard]] std::string const& path() const { return directory; }
     /// The path of `name` inside the directory.
-    [[nodiscard]] std::string file(const std::string& name) const { return directory + "/" + name; }
+    [[nodiscard]] std::string file(std::string const& name) const { return directory + "/" + name; }
 
   private:
     std::string directory;
 };
 
 /// The bytes of a file; a missing or unreadable file fails the test and reads as empty.
-[[nodiscard]] std::string readFile(const std::string& path);
-void writeFile(const std::string& path, const std::string& bytes);
+[[nodiscard]] std::string readFile(std::string const& path);
+void writeFile(std::string const& path, std::string const& bytes);
 /// Number of open descriptors of this process.
 [[nodiscard]] int openDescriptors();
 

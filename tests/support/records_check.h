@@ -9,7 +9,7 @@
 
 #include "Z/config/cache/records.h"
 
-namespace zpcache {
+namespace zfc::cache {
 
 /// Fails the test for what in `records` does not fit together and no answer of the cache tells:
 /// texts and keys that are held and not reached, counts, and what is noted for placing lines.
@@ -90,6 +90,6 @@ struct RecordsCheck {
     }
 };
 
-}  // namespace zpcache
+}  // namespace zfc::cache
 
 #endif

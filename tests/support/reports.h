@@ -21,13 +21,13 @@ struct Report {
     int number;
     std::vector<std::string> inserts;  ///< of a message
 
-    bool operator==(const Report& other) const {
+    bool operator==(Report const& other) const {
         return what == other.what && number == other.number && inserts == other.inserts;
     }
-    bool operator!=(const Report& other) const { return !(*this == other); }
+    bool operator!=(Report const& other) const { return !(*this == other); }
 };
 
-inline std::ostream& operator<<(std::ostream& out, const Report& report) {
+inline std::ostream& operator<<(std::ostream& out, Report const& report) {
     out << report.what << ' ' << report.number;
     for (auto const& insert : report.inserts)
         out << " \"" << insert << '"';
@@ -39,8 +39,8 @@ class Silence : public ZMessageService {
   public:
     Silence() : before(messageService()) { setMessageService(this); }
     ~Silence() { setMessageService(before); }
-    Silence(const Silence&) = delete;
-    Silence& operator=(const Silence&) = delete;
+    Silence(Silence const&) = delete;
+    Silence& operator=(Silence const&) = delete;
 
     void outputMessage(char const*, int, int, int, ZLCString const*, ZLCString const*,
                        ZLCString const*, ZLCString const*, ZLCString const*,
@@ -60,8 +60,8 @@ class Reports : public ZMessageService {
   public:
     Reports() : before(messageService()) { setMessageService(this); }
     ~Reports() { setMessageService(before); }
-    Reports(const Reports&) = delete;
-    Reports& operator=(const Reports&) = delete;
+    Reports(Reports const&) = delete;
+    Reports& operator=(Reports const&) = delete;
 
     /// All reports since the last call.
     [[nodiscard]] std::vector<Report> take() {

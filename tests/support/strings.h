@@ -11,14 +11,14 @@
 namespace testsupport {
 
 /// The bytes of a string, those behind a NUL included.
-inline std::string bytesOf(const ZAbstractString& string) {
+inline std::string bytesOf(ZAbstractString const& string) {
     return {string.getChars(), string.getLength()};
 }
 
 /// Expects what every operation keeps true.
-inline void checkString(const ZAbstractMutableString& string) {
-    auto const* const object = reinterpret_cast<const char*>(&string);
-    const char* const text = string.getChars();
+inline void checkString(ZAbstractMutableString const& string) {
+    auto const* const object = reinterpret_cast<char const*>(&string);
+    char const* const text = string.getChars();
     bool const isInside = text > object && text < object + sizeof string;
     EXPECT_EQ(text[string.getLength()], '\0');
     EXPECT_LE(string.getLength(), string.getCapacity());

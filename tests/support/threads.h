@@ -46,8 +46,8 @@ class Beside {
     ~Beside() {
         if (thread.joinable()) thread.join();
     }
-    Beside(const Beside&) = delete;
-    Beside& operator=(const Beside&) = delete;
+    Beside(Beside const&) = delete;
+    Beside& operator=(Beside const&) = delete;
 
     /// Waits for the end of `body` and throws what it threw.
     void join() {
@@ -56,7 +56,7 @@ class Beside {
     }
 
   private:
-    void run(const std::function<void()>& body) {
+    void run(std::function<void()> const& body) {
         try {
             body();
         } catch (...) {

@@ -9,7 +9,7 @@ namespace {
 
 int failures = 0;
 
-void check(bool good, const char* what) {
+void check(bool good, char const* what) {
     if (good) return;
     std::fprintf(stderr, "tags test: %s\n", what);
     ++failures;

@@ -9,7 +9,7 @@
 #define JOIN(a, b) JOIN_(a, b)
 #define SHIM_API extern "C" __attribute__((visibility("default")))
 
-SHIM_API void JOIN(SHIM, _compose)(const char* word, char* out, unsigned int size) {
+SHIM_API void JOIN(SHIM, _compose)(char const* word, char* out, unsigned int size) {
     ZLCString text(word);
     text.append(" and ");
     text += word;
@@ -24,7 +24,7 @@ SHIM_API void JOIN(SHIM, _throw)() {
 SHIM_API int JOIN(SHIM, _catch)(Throw thrower) {
     try {
         thrower();
-    } catch (const ZException& e) {
+    } catch (ZException const& e) {
         return e.who() != nullptr && e.where() > 0 ? 1 : 0;
     } catch (...) {
         return 2;

@@ -28,7 +28,7 @@ TEST(ConditionTest, EveryOperationThatNeedsTheLockRefusesWithoutIt) {
         EXPECT_EQ(thrownBy([&] { condition.ZCondition::wait(deadline, timedOut); }), lockRefused);
         EXPECT_EQ(thrownBy([&] { condition.validateLock(); }), lockRefused);
         EXPECT_EQ(thrownBy([&] { condition.initCondition(); }), lockRefused);
-        EXPECT_EQ(thrownBy([&] { (void)condition.testCondition(); }), lockRefused);
+        EXPECT_EQ(thrownBy([&] { static_cast<void>(condition.testCondition()); }), lockRefused);
         EXPECT_EQ(thrownBy([&] { condition.setCondition(1); }), lockRefused);
     };
     expectRefusals();

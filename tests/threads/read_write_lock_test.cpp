@@ -57,8 +57,8 @@ class Holder {
         inside.await();
     }
     ~Holder() { leave.open(); }
-    Holder(const Holder&) = delete;
-    Holder& operator=(const Holder&) = delete;
+    Holder(Holder const&) = delete;
+    Holder& operator=(Holder const&) = delete;
     void release() {
         leave.open();
         thread.join();
@@ -142,7 +142,7 @@ TEST(ReadWriteLockTest, RefusesTheHolderOfProtectOrWriteInEveryMode) {
         lock.lock(held);
         for (State const requested : {read, protect, write}) {
             EXPECT_EQ(thrownBy([&] { lock.lock(requested); }), lockRefused) << held << requested;
-            EXPECT_EQ(thrownBy([&] { (void)lock.tryLock(requested); }), lockRefused);
+            EXPECT_EQ(thrownBy([&] { static_cast<void>(lock.tryLock(requested)); }), lockRefused);
         }
         EXPECT_EQ(stateOf(lock), held);
         EXPECT_EQ(lock.getReaderCount(), 0);
@@ -242,7 +242,7 @@ TEST(ReadWriteLockTest, NamesItsStatesAndRefusesOtherNumbers) {
     EXPECT_EQ(lock.getLockStateName(noState), nullptr);
     EXPECT_EQ(thrownBy([&] { lock.lock(noState); }), invalidParameter);
     for (State const state : {unset, noState})
-        EXPECT_EQ(thrownBy([&] { (void)lock.tryLock(state); }), invalidParameter);
+        EXPECT_EQ(thrownBy([&] { static_cast<void>(lock.tryLock(state)); }), invalidParameter);
     EXPECT_EQ(stateOf(lock), unset);
 }
 

@@ -4,7 +4,7 @@
 // wrap: pthread_cond_timedwait,pthread_cond_signal,pthread_cond_broadcast,pthread_create
 // wrap: pthread_join,pthread_attr_init,pthread_attr_destroy,pthread_attr_setdetachstate
 // wrap: pthread_key_create,pthread_setspecific
-//
+
 // What locks, conditions, threads and pools do when the system's calls fail: one that is planted,
 // or the N-th of an operation, once or from there on, for every N until it runs untouched.
 #include <gtest/gtest.h>
@@ -48,7 +48,7 @@ struct Held {
 void makeLock(Held&) { ZLock const lock; }
 void makeCondition(Held&) { ZCondition const condition; }
 void lock(Held& held) { held.other.lock(); }
-void tryLock(Held& held) { (void)held.other.try_lock(); }
+void tryLock(Held& held) { static_cast<void>(held.other.try_lock()); }
 void lockAndUnlock(Held& held) {
     held.other.lock();
     held.other.unlock();
@@ -72,7 +72,7 @@ void startAndEnd(ZThread& thread) {
 void startAndEnd(int isDetached) {
     struct Last {
         ~Last() {
-            (void)thrownBy([&] { thread.waitForExit(); });
+            static_cast<void>(thrownBy([&] { thread.waitForExit(); }));
         }
         ZThread& thread;
     };
@@ -153,7 +153,7 @@ TEST(FaultTest, IsThrownOrReportedAndLeavesEveryHoldAsItWas) {
         EXPECT_EQ(reports.take(), std::vector<Report>(row.reported ? 1 : 0, reported));
         EXPECT_FALSE(isFree(held.lock));
         EXPECT_EQ(unwind(held.lock), 2);
-        (void)unwind(held.other);  // held by an unlock that failed
+        static_cast<void>(unwind(held.other));  // held by an unlock that failed
         EXPECT_TRUE(isFree(held.other));
     }
 }

@@ -223,7 +223,7 @@ TEST(ThreadPoolTest, WaitForExitEndsWorkersOfEveryKindIdleOrBusy) {
             worker->wakeUp();  // before it can be busy of itself
             pool.start(*worker);
             if (kind.autoDelete == deletesObject)
-                (void)worker.release();
+                static_cast<void>(worker.release());
             else
                 kept.push_back(std::move(worker));
         }

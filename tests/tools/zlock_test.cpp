@@ -18,23 +18,23 @@ using testsupport::Companion;
 using testsupport::lockWords;
 using Words = std::vector<std::string>;
 
-int becomeZlock(const Words& arguments) {
+int becomeZlock(Words const& arguments) {
     return testsupport::becomeProgram(ZFC_TEST_ZLOCK, arguments);
 }
 
-Captured zlock(const Words& arguments) {
+Captured zlock(Words const& arguments) {
     return captureChild([&] { return becomeZlock(arguments); });
 }
 
 class ZlockTest : public testsupport::WithProcessLock {
   protected:
     /// The options, this test's lock, and the command.
-    [[nodiscard]] Words onLock(Words words, const Words& command) const {
+    [[nodiscard]] Words onLock(Words words, Words const& command) const {
         words.insert(words.end(), {"--dir", directory.path(), "config", "--"});
         words.insert(words.end(), command.begin(), command.end());
         return words;
     }
-    [[nodiscard]] Captured run(const Words& options, const Words& command) const {
+    [[nodiscard]] Captured run(Words const& options, Words const& command) const {
         return zlock(onLock(options, command));
     }
     [[nodiscard]] std::string status() const {

@@ -22,7 +22,7 @@ using testsupport::TempDir;
 using testsupport::writeFile;
 
 /// Runs zprop with these arguments; `input` is its standard input.
-Captured zprop(const std::vector<std::string>& arguments, const std::string& input = {}) {
+Captured zprop(std::vector<std::string> const& arguments, std::string const& input = {}) {
     TempDir const dir;
     writeFile(dir.file("in"), input);
     return captureChild([&] {

@@ -20,11 +20,11 @@ using testsupport::utf8Of;
 using Units = std::vector<unsigned short>;
 
 /// Converts into `room` bytes; what comes out and, if that is not all, "..." and the units taken.
-std::string fromUtf16(const Units& units, std::size_t room) {
+std::string fromUtf16(Units const& units, std::size_t room) {
     std::vector<unsigned char> out(room);
-    const unsigned short* src = units.data();
+    unsigned short const* src = units.data();
     unsigned char* dst = out.data();
-    const unsigned short* const end = src + units.size();
+    unsigned short const* const end = src + units.size();
     int const result = zconvert_UTF16_to_UTF8(&src, end, &dst, out.data() + room);
     EXPECT_EQ(result, src == end ? 0 : 2);
     std::string const bytes(out.data(), dst);
@@ -53,12 +53,12 @@ TEST(Utf16Test, StopsBeforeWhatDoesNotFit) {
     }
 }
 
-void dump(const std::string& bytes, const char* title) {
+void dump(std::string const& bytes, char const* title) {
     zhex_dump(nullptr, static_cast<int>(bytes.size()),
-              reinterpret_cast<const unsigned char*>(bytes.data()), title);
+              reinterpret_cast<unsigned char const*>(bytes.data()), title);
 }
 
-std::string dumpOf(const std::string& bytes, const char* title) {
+std::string dumpOf(std::string const& bytes, char const* title) {
     return testsupport::captureChild([&] { return dump(bytes, title), 0; }).err;
 }
 

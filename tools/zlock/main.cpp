@@ -1,4 +1,4 @@
-// zlock: runs a command under a read-write lock that processes share, or tells how it is held.
+/// zlock: runs a command under a read-write lock that processes share, or tells how it is held.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
@@ -72,12 +72,12 @@ class CommandLine {
     }
 
   private:
-    static std::string isFileName(const std::string& name) {
+    static std::string isFileName(std::string const& name) {
         bool const good = !name.empty() && name.find('/') == std::string::npos;
         return good ? std::string() : "a name is not empty and has no \"/\"";
     }
 
-    CLI::Option* addMode(const char* flag, Lock::zlockstate mode, const char* help) {
+    CLI::Option* addMode(char const* flag, Lock::zlockstate mode, char const* help) {
         return app.add_flag_callback(
             flag, [this, mode] { request.mode = mode; }, help);
     }
@@ -95,7 +95,7 @@ class CommandLine {
         }
     }
 
-    static std::string isDuration(const std::string& text) {
+    static std::string isDuration(std::string const& text) {
         char* end = nullptr;
         double const seconds = std::strtod(text.c_str(), &end);
         bool const good = !text.empty() && *end == '\0' && seconds >= 0;  // no number is not
@@ -117,13 +117,13 @@ class CommandLine {
     CLI::App app{description, "zlock"};
 };
 
-int complain(const std::string& text) {
+int complain(std::string const& text) {
     std::cerr << "zlock: " << text << "\n";
     return failed;
 }
 
 /// Why the library gave up.
-std::string reasonOf(const ZException& e, const Request& request) {
+std::string reasonOf(ZException const& e, Request const& request) {
     if (dynamic_cast<ZInvalidParameterException const*>(&e) != nullptr)
         return request.directory + ": no directory that its owner may write and search";
     auto const* const resource = dynamic_cast<ZResourceException const*>(&e);
@@ -136,7 +136,7 @@ std::string reasonOf(const ZException& e, const Request& request) {
     return file + std::strerror(resource->resourceRc());
 }
 
-bool take(Lock& lock, const Request& request) {
+bool take(Lock& lock, Request const& request) {
     constexpr double millisecondsPerSecond = 1000;
     constexpr double longest = std::numeric_limits<int>::max();
     if (request.noWait) return lock.tryLock(request.mode);
@@ -148,7 +148,7 @@ bool take(Lock& lock, const Request& request) {
                                           request.waitSeconds * millisecondsPerSecond, longest)));
 }
 
-int run(const Request& request, char* const* command) {
+int run(Request const& request, char* const* command) {
     Lock lock(request.name.c_str(), request.directory.c_str());
     if (!take(lock, request)) return request.conflictExit;
     setenv("ZLOCK_SEQUENCE", std::to_string(lock.getSequence()).c_str(), 1);
@@ -164,12 +164,12 @@ int run(const Request& request, char* const* command) {
 
 bool isAlive(int pid) { return kill(pid, 0) == 0 || errno == EPERM; }
 
-const char* stateName(Lock::zlockstate state) {
+char const* stateName(Lock::zlockstate state) {
     if (state == Lock::zlockUnset) return "free";
     return state == Lock::zlockRead ? "read" : "written";
 }
 
-int tellStatus(const Request& request) {
+int tellStatus(Request const& request) {
     Lock const lock(request.name.c_str(), request.directory.c_str());
     Lock::FileStatus const status = lock.fileStatus();
     std::cout << "sequence: " << status.sequence << "\n";

@@ -27,14 +27,14 @@ sigset_t signalsToWaitFor() {
 /// Keeps the signals pending until they are waited for.
 class Blocked {
   public:
-    explicit Blocked(const sigset_t& set) {
+    explicit Blocked(sigset_t const& set) {
         signal(SIGCHLD, SIG_DFL);  // a caller that ignores it would take the command's status away
         sigprocmask(SIG_BLOCK, &set, &before);
     }
     ~Blocked() { sigprocmask(SIG_SETMASK, &before, nullptr); }
-    Blocked(const Blocked&) = delete;
-    Blocked& operator=(const Blocked&) = delete;
-    [[nodiscard]] const sigset_t& maskBefore() const { return before; }
+    Blocked(Blocked const&) = delete;
+    Blocked& operator=(Blocked const&) = delete;
+    [[nodiscard]] sigset_t const& maskBefore() const { return before; }
 
   private:
     sigset_t before{};
@@ -42,21 +42,21 @@ class Blocked {
 
 class SpawnAttributes {
   public:
-    explicit SpawnAttributes(const sigset_t& mask) {
+    explicit SpawnAttributes(sigset_t const& mask) {
         posix_spawnattr_init(&attributes);
         posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
         posix_spawnattr_setsigmask(&attributes, &mask);
     }
     ~SpawnAttributes() { posix_spawnattr_destroy(&attributes); }
-    SpawnAttributes(const SpawnAttributes&) = delete;
-    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
-    [[nodiscard]] const posix_spawnattr_t* get() const { return &attributes; }
+    SpawnAttributes(SpawnAttributes const&) = delete;
+    SpawnAttributes& operator=(SpawnAttributes const&) = delete;
+    [[nodiscard]] posix_spawnattr_t const* get() const { return &attributes; }
 
   private:
     posix_spawnattr_t attributes{};
 };
 
-pid_t start(char* const* command, const sigset_t& mask) {
+pid_t start(char* const* command, sigset_t const& mask) {
     SpawnAttributes const attributes(mask);
     pid_t child = 0;
     if (int const rc =
@@ -73,7 +73,7 @@ bool hasEnded(pid_t child, int& status) {
     return true;
 }
 
-void forward(const siginfo_t& info, pid_t child) {
+void forward(siginfo_t const& info, pid_t child) {
     bool const fromTerminal = info.si_code == SI_KERNEL;
     if (info.si_signo != SIGCHLD && !fromTerminal) kill(child, info.si_signo);
 }

@@ -7,7 +7,7 @@ namespace zprop {
 namespace {
 
 /// The caret's line: tabs stay tabs, so that it stands below the fault on any terminal.
-std::string caretLine(const std::string& line, std::size_t column) {
+std::string caretLine(std::string const& line, std::size_t column) {
     std::string text = line.substr(0, column);
     for (char& c : text) {
         if (c != '\t') c = ' ';
@@ -15,7 +15,7 @@ std::string caretLine(const std::string& line, std::size_t column) {
     return text + "^";
 }
 
-Exit checkOne(const std::string& file, std::optional<Format> format, double waitSeconds) {
+Exit checkOne(std::string const& file, std::optional<Format> format, double waitSeconds) {
     try {
         Deadline deadline(waitSeconds);
         if (formatOf(file, format) == Format::java) return checkJava(file, deadline);
@@ -37,13 +37,13 @@ Exit checkOne(const std::string& file, std::optional<Format> format, double wait
     }
 }
 
-std::string counted(std::size_t count, const char* what) {
+std::string counted(std::size_t count, char const* what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
 }  // namespace
 
-Exit check(const std::vector<std::string>& files, std::optional<Format> format,
+Exit check(std::vector<std::string> const& files, std::optional<Format> format,
            double waitSeconds) {
     std::size_t invalid = 0;
     std::size_t unreadable = 0;

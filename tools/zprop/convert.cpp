@@ -18,11 +18,11 @@ class Losses {
   public:
     explicit Losses(std::string file) : source(std::move(file)) {}
 
-    void add(const std::string& what) { lines.push_back(source + ": " + what); }
-    void addKey(const std::string& key, const std::string& why) {
+    void add(std::string const& what) { lines.push_back(source + ": " + what); }
+    void addKey(std::string const& key, std::string const& why) {
         add("key \"" + key + "\": " + why);
     }
-    void addLine(std::size_t number, const std::string& why) {
+    void addLine(std::size_t number, std::string const& why) {
         lines.push_back(source + ":" + std::to_string(number) + ": " + why);
     }
     /// Throws when there are any, behind a line for each.
@@ -47,20 +47,20 @@ struct Place {
 };
 
 /// Where a key goes; an empty stanza when it has none.
-Place placeOf(const std::string& key, const ConvertRequest& request) {
+Place placeOf(std::string const& key, ConvertRequest const& request) {
     if (!request.stanza.empty()) return {request.stanza, key};
     std::size_t const dot = key.find('.');
     if (dot == std::string::npos || dot + 1 == key.size()) return {"", key};
     return {key.substr(0, dot), key.substr(dot + 1)};
 }
 
-bool hasBlanksAround(const std::string& text) {
+bool hasBlanksAround(std::string const& text) {
     return !text.empty() && (std::string(blanks).find(text.front()) != std::string::npos ||
                              std::string(blanks).find(text.back()) != std::string::npos);
 }
 
 /// Sets the pair, or tells why it cannot be kept; null when it is.
-const char* put(ZStanzaFileProperties& properties, const Place& place, const std::string& value) {
+char const* put(ZStanzaFileProperties& properties, Place const& place, std::string const& value) {
     if (place.stanza.empty()) return "no stanza before a \".\"; --stanza puts all keys into one";
     if (hasBlanksAround(value)) return "blanks around its value";
     if (value.find('\0') != std::string::npos) return "a NUL in its value";
@@ -72,8 +72,8 @@ const char* put(ZStanzaFileProperties& properties, const Place& place, const std
     }
 }
 
-const char* putPair(ZStanzaFileProperties& properties, const ConvertRequest& request,
-                    const JavaPair& pair) {
+char const* putPair(ZStanzaFileProperties& properties, ConvertRequest const& request,
+                    JavaPair const& pair) {
     if (hasLoneSurrogate(pair.value)) return "half a surrogate pair in its value";
     try {
         return put(properties, placeOf(inLocal(pair.key), request), inLocal(pair.value));
@@ -83,7 +83,7 @@ const char* putPair(ZStanzaFileProperties& properties, const ConvertRequest& req
 }
 
 /// The pairs of the source as stanzas.
-std::unique_ptr<ZStanzaFileProperties> asStanzas(const ConvertRequest& request,
+std::unique_ptr<ZStanzaFileProperties> asStanzas(ConvertRequest const& request,
                                                  Deadline& deadline) {
     JavaFile const opened = openJavaFile(request.source, deadline);
     Losses losses(request.source);
@@ -95,7 +95,7 @@ std::unique_ptr<ZStanzaFileProperties> asStanzas(const ConvertRequest& request,
     }
     auto properties = std::make_unique<ZStanzaFileProperties>(1);
     for (auto const& pair : opened.pairs()) {
-        const char* const why = putPair(*properties, request, pair);
+        char const* const why = putPair(*properties, request, pair);
         if (why != nullptr) losses.addKey(pair.key, why);
     }
     losses.refuse();
@@ -105,7 +105,7 @@ std::unique_ptr<ZStanzaFileProperties> asStanzas(const ConvertRequest& request,
 // -------------------------------------------------------------------------- to a properties file
 
 /// Tells the comment lines of a stanza file.
-void addComments(const std::string& file, Losses& losses) {
+void addComments(std::string const& file, Losses& losses) {
     std::ifstream stream(file, std::ios::binary);
     std::string line;
     for (std::size_t number = 1; std::getline(stream, line); ++number) {
@@ -117,7 +117,7 @@ void addComments(const std::string& file, Losses& losses) {
 
 class JavaWriter {
   public:
-    JavaWriter(const ConvertRequest& asked, const ZStanzaFileProperties& from)
+    JavaWriter(ConvertRequest const& asked, ZStanzaFileProperties const& from)
         : request(asked), source(from), losses(asked.source) {}
 
     ZJavaProperties convert() {
@@ -130,7 +130,7 @@ class JavaWriter {
     }
 
   private:
-    void addStanza(const std::string& stanza) {
+    void addStanza(std::string const& stanza) {
         bool const isWhole = stanza == request.stanza;
         if (!request.stanza.empty() && !isWhole)
             return losses.add("stanza \"" + stanza + "\": not the one of --stanza");
@@ -143,7 +143,7 @@ class JavaWriter {
         if (!hasKeys) losses.add("stanza \"" + stanza + "\": has no keys");
     }
 
-    void addKey(const std::string& stanza, const std::string& key, const std::string& prefix) {
+    void addKey(std::string const& stanza, std::string const& key, std::string const& prefix) {
         if (source.isObfuscated(stanza.c_str(), key.c_str()))
             return losses.addKey(prefix + key, "its value is obfuscated");
         ZArrayList values(1, 1);
@@ -151,21 +151,21 @@ class JavaWriter {
         if (values.size() > 1) return losses.addKey(prefix + key, "has several values");
         ZUTF8String const name{ZLCString((prefix + key).c_str())};
         ZUTF8String text;
-        if (values.size() == 1) text = static_cast<const ZUTF8String&>(*values.get(0));
+        if (values.size() == 1) text = static_cast<ZUTF8String const&>(*values.get(0));
         if (!ZJavaProperties::isStorable(name, text))
             return losses.addKey(prefix + key,
                                  "key or value would not read back from a properties file");
         target.setValue(name, text);
     }
 
-    const ConvertRequest& request;
-    const ZStanzaFileProperties& source;
+    ConvertRequest const& request;
+    ZStanzaFileProperties const& source;
     Losses losses;
     ZJavaProperties target;
 };
 
 /// Makes the target with `store`; nothing is left when that fails.
-void write(const std::string& target, Deadline& deadline, const std::function<void()>& store) {
+void write(std::string const& target, Deadline& deadline, std::function<void()> const& store) {
     if (access(target.c_str(), F_OK) == 0)
         throw Failure(Exit::notThereOrInvalid, target + ": is there already");
     editWith(
@@ -174,7 +174,7 @@ void write(const std::string& target, Deadline& deadline, const std::function<vo
 
 }  // namespace
 
-Exit convert(const ConvertRequest& request, Deadline& deadline) {
+Exit convert(ConvertRequest const& request, Deadline& deadline) {
     if (request.from == Format::java) {
         auto const properties = asStanzas(request, deadline);
         write(request.target, deadline, [&] { properties->store(request.target.c_str()); });

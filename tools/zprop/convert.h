@@ -20,7 +20,7 @@ struct ConvertRequest {
 
 /// Writes the target in the other format. When something would be lost, each loss is a line on
 /// standard error, and nothing is written.
-Exit convert(const ConvertRequest& request, Deadline& deadline);
+Exit convert(ConvertRequest const& request, Deadline& deadline);
 
 }  // namespace zprop
 

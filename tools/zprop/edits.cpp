@@ -9,13 +9,13 @@
 namespace zprop {
 namespace {
 
-std::string place(const std::string& stanza, const std::string& key) {
+std::string place(std::string const& stanza, std::string const& key) {
     std::string text = "stanza \"" + stanza + "\"";
     return key.empty() ? text : "key \"" + key + "\" in " + text;
 }
 
-void requirePresent(ZStanzaFileProperties& properties, const std::string& file,
-                    const std::string& stanza, const std::string& key) {
+void requirePresent(ZStanzaFileProperties& properties, std::string const& file,
+                    std::string const& stanza, std::string const& key) {
     bool const present = key.empty() ? properties.exists(stanza.c_str())
                                      : properties.exists(stanza.c_str(), key.c_str());
     if (!present)
@@ -24,7 +24,7 @@ void requirePresent(ZStanzaFileProperties& properties, const std::string& file,
 
 /// Runs an edit of the library; a refused one says what was asked and `reason`.
 template <class Edit>
-void guarded(const std::string& file, const std::string& what, const std::string& reason,
+void guarded(std::string const& file, std::string const& what, std::string const& reason,
              Edit edit) {
     try {
         edit();
@@ -34,7 +34,7 @@ void guarded(const std::string& file, const std::string& what, const std::string
 }
 
 /// Why the library refuses to set a value; it looks at the key's kind before the text.
-std::string refusalOf(ZStanzaFileProperties& properties, const SetEdit& edit) {
+std::string refusalOf(ZStanzaFileProperties& properties, SetEdit const& edit) {
     bool const exists = properties.exists(edit.stanza.c_str(), edit.key.c_str());
     if (exists && !edit.value.empty()) {
         bool const obfuscated = properties.isObfuscated(edit.stanza.c_str(), edit.key.c_str());
@@ -66,8 +66,8 @@ class EditLine {
 
   private:
     template <class Edit>
-    static Change changeOf(const Edit& edit) {
-        return [edit](ZStanzaFileProperties& properties, const std::string& file) {
+    static Change changeOf(Edit const& edit) {
+        return [edit](ZStanzaFileProperties& properties, std::string const& file) {
             apply(properties, file, edit);
         };
     }
@@ -78,7 +78,7 @@ class EditLine {
     CommentEdit comment;
 };
 
-Change readChange(const std::vector<std::string>& words) {
+Change readChange(std::vector<std::string> const& words) {
     try {
         return EditLine().parse(words);
     } catch (CLI::ParseError& e) {
@@ -88,7 +88,7 @@ Change readChange(const std::vector<std::string>& words) {
 
 }  // namespace
 
-void apply(ZStanzaFileProperties& properties, const std::string& file, const SetEdit& edit) {
+void apply(ZStanzaFileProperties& properties, std::string const& file, SetEdit const& edit) {
     std::string const reason = refusalOf(properties, edit);
     guarded(file, "cannot set " + place(edit.stanza, edit.key), reason, [&] {
         int const obfuscated = edit.obfuscate ? 1 : 0;
@@ -101,7 +101,7 @@ void apply(ZStanzaFileProperties& properties, const std::string& file, const Set
     });
 }
 
-void apply(ZStanzaFileProperties& properties, const std::string& file, const UnsetEdit& edit) {
+void apply(ZStanzaFileProperties& properties, std::string const& file, UnsetEdit const& edit) {
     requirePresent(properties, file, edit.stanza, edit.key);
     if (edit.key.empty())
         properties.deleteStanza(edit.stanza.c_str());
@@ -109,7 +109,7 @@ void apply(ZStanzaFileProperties& properties, const std::string& file, const Uns
         properties.deleteKey(edit.stanza.c_str(), edit.key.c_str());
 }
 
-void apply(ZStanzaFileProperties& properties, const std::string& file, const CommentEdit& edit) {
+void apply(ZStanzaFileProperties& properties, std::string const& file, CommentEdit const& edit) {
     if (!edit.stanza.empty()) requirePresent(properties, file, edit.stanza, edit.key);
     guarded(file, "cannot add the comment", "it would not read back from the file as given", [&] {
         if (edit.stanza.empty())
@@ -123,7 +123,7 @@ void apply(ZStanzaFileProperties& properties, const std::string& file, const Com
 
 CLI::Option* requireText(CLI::Option* option) {
     return option->check(
-        [](const std::string& text) {
+        [](std::string const& text) {
             return text.empty() ? std::string("may not be empty") : std::string();
         },
         "");

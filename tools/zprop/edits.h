@@ -35,10 +35,10 @@ struct CommentEdit {
     std::string key;     // empty: a comment of the stanza
 };
 
-// Each changes the object in memory, or throws Failure and changes nothing.
-void apply(ZStanzaFileProperties& properties, const std::string& file, const SetEdit& edit);
-void apply(ZStanzaFileProperties& properties, const std::string& file, const UnsetEdit& edit);
-void apply(ZStanzaFileProperties& properties, const std::string& file, const CommentEdit& edit);
+/// Each changes the object in memory, or throws Failure and changes nothing.
+void apply(ZStanzaFileProperties& properties, std::string const& file, SetEdit const& edit);
+void apply(ZStanzaFileProperties& properties, std::string const& file, UnsetEdit const& edit);
+void apply(ZStanzaFileProperties& properties, std::string const& file, CommentEdit const& edit);
 
 /// Refuses an empty text: a shell variable that is not set must not widen what a command does.
 CLI::Option* requireText(CLI::Option* option);
@@ -50,7 +50,7 @@ void declare(CLI::App& command, UnsetEdit& edit);
 void declare(CLI::App& command, CommentEdit& edit);
 
 /// One change of a file, as a command line or a line of `zprop edit` asks for it.
-using Change = std::function<void(ZStanzaFileProperties&, const std::string& file)>;
+using Change = std::function<void(ZStanzaFileProperties&, std::string const& file)>;
 
 /// Reads the commands of `zprop edit`, one a line; blank lines and "#" comments are passed over.
 /// Throws Failure with the line's number for a command that cannot be read.

@@ -8,14 +8,14 @@ namespace {
 
 constexpr char blanks[] = " \t\v\f\r";
 
-std::string quoted(const char* text) { return std::string("\"") + text + "\""; }
+std::string quoted(char const* text) { return std::string("\"") + text + "\""; }
 
-std::string place(const char* stanza, const char* key) {
+std::string place(char const* stanza, char const* key) {
     return "key " + quoted(key) + " in stanza " + quoted(stanza);
 }
 
 /// The bytes of a file's line as they are; the error shows them up to the first NUL only.
-std::string rawLine(const char* file, int number) {
+std::string rawLine(char const* file, int number) {
     std::ifstream stream(file, std::ios::binary);
     std::string line;
     for (int i = 0; i < number; ++i) {
@@ -24,13 +24,13 @@ std::string rawLine(const char* file, int number) {
     return line;
 }
 
-LineFault headerFault(const std::string& line, std::size_t bracket) {
+LineFault headerFault(std::string const& line, std::size_t bracket) {
     if (line.find(']', bracket) == std::string::npos)
         return {"stanza header without \"]\"", line.size()};
     return {"this stanza stands in the file already", bracket + 1};
 }
 
-LineFault keyFault(const std::string& line, std::size_t start) {
+LineFault keyFault(std::string const& line, std::size_t start) {
     std::size_t const equals = line.find('=', start);
     if (equals == start) return {"no key before \"=\"", start};
     if (equals == std::string::npos)
@@ -40,7 +40,7 @@ LineFault keyFault(const std::string& line, std::size_t start) {
 
 }  // namespace
 
-LineFault faultOf(const ZPropertiesInvalidDataException& e) {
+LineFault faultOf(ZPropertiesInvalidDataException const& e) {
     std::string const line = e.baddata();
     if (e.badline() == 0) return {"the companion file of obfuscated values is damaged", 0};
     std::size_t const nul = rawLine(e.propFile(), e.badline()).find('\0');

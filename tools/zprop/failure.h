@@ -14,7 +14,7 @@ enum class Exit : int { done = 0, notThereOrInvalid = 1, wrongUsage = 2, inputOu
 /// Ends a command; `what()` is the message, without the program's name.
 class Failure : public std::runtime_error {
   public:
-    Failure(Exit status, const std::string& message) : std::runtime_error(message), code(status) {}
+    Failure(Exit status, std::string const& message) : std::runtime_error(message), code(status) {}
     [[nodiscard]] Exit exitCode() const { return code; }
 
   private:
@@ -32,7 +32,7 @@ struct LineFault {
 };
 
 /// Tells the fault of the line that an invalid-data error shows.
-[[nodiscard]] LineFault faultOf(const ZPropertiesInvalidDataException& e);
+[[nodiscard]] LineFault faultOf(ZPropertiesInvalidDataException const& e);
 
 }  // namespace zprop
 

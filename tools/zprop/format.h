@@ -10,7 +10,7 @@ namespace zprop {
 enum class Format { stanza, java };
 
 /// The format given, else the one that the file's name says: ".properties" or any other ending.
-[[nodiscard]] inline Format formatOf(const std::string& file, std::optional<Format> given) {
+[[nodiscard]] inline Format formatOf(std::string const& file, std::optional<Format> given) {
     constexpr char ending[] = ".properties";
     constexpr std::size_t length = sizeof ending - 1;
     if (given) return *given;

@@ -11,21 +11,21 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string quoted(const std::string& text) { return "\"" + text + "\""; }
+std::string quoted(std::string const& text) { return "\"" + text + "\""; }
 
-std::string atLine(const std::string& file, const PassedLine& line) {
+std::string atLine(std::string const& file, PassedLine const& line) {
     return file + ":" + std::to_string(line.number) + ": " + line.reason();
 }
 
-ZUTF8String inUtf8(const std::string& local) {
+ZUTF8String inUtf8(std::string const& local) {
     ZUTF8String text{ZLCString(local.c_str())};
     if (text.isEmpty() && !local.empty()) zraise(ZToUTF8Exception(), "zprop", __LINE__);
     return text;
 }
 
 /// Throws when the file would not give back what is to be set.
-void requireStorable(const std::string& file, const std::string& keyText, const ZUTF8String& key,
-                     const ZUTF8String& value) {
+void requireStorable(std::string const& file, std::string const& keyText, ZUTF8String const& key,
+                     ZUTF8String const& value) {
     if (ZJavaProperties::isStorable(key, value)) return;
     bool const isKey = !ZJavaProperties::isStorable(key, ZUTF8String());
     throw Failure(Exit::notThereOrInvalid, file + ": cannot set key " + quoted(keyText) + ": " +
@@ -33,14 +33,14 @@ void requireStorable(const std::string& file, const std::string& keyText, const 
                                                " would not read back from the file as given");
 }
 
-void requireNothingLost(const JavaFile& opened) {
+void requireNothingLost(JavaFile const& opened) {
     auto const faults = opened.faults();
     if (faults.empty()) return;
     throw Failure(Exit::notThereOrInvalid,
                   atLine(opened.name, faults.front()) + "; storing would lose this line");
 }
 
-void sayCommentsWent(const std::string& file, std::size_t count) {
+void sayCommentsWent(std::string const& file, std::size_t count) {
     if (count == 0) return;
     std::cerr << "zprop: " << file << ": " << count << (count == 1 ? " comment" : " comments")
               << " not kept, as this format keeps none\n";
@@ -48,8 +48,8 @@ void sayCommentsWent(const std::string& file, std::size_t count) {
 
 }  // namespace
 
-Exit getJava(const std::string& file, const std::string& key,
-             const std::optional<std::string>& fallback, Deadline& deadline) {
+Exit getJava(std::string const& file, std::string const& key,
+             std::optional<std::string> const& fallback, Deadline& deadline) {
     JavaFile const opened = openJavaFile(file, deadline);
     auto const value = opened.valueOf(inUtf8(key));
     if (!value && !fallback)
@@ -58,7 +58,7 @@ Exit getJava(const std::string& file, const std::string& key,
     return Exit::done;
 }
 
-Exit listJava(const std::string& file, Deadline& deadline) {
+Exit listJava(std::string const& file, Deadline& deadline) {
     for (auto const& pair : openJavaFile(file, deadline).pairs()) {
         std::string const value = inLocal(pair.value);
         std::cout << inLocal(pair.key) << (value.empty() ? " =" : " = ") << value << "\n";
@@ -66,7 +66,7 @@ Exit listJava(const std::string& file, Deadline& deadline) {
     return Exit::done;
 }
 
-Exit dumpJavaAsJson(const std::string& file, Deadline& deadline) {
+Exit dumpJavaAsJson(std::string const& file, Deadline& deadline) {
     Json pairs = Json::array();
     for (auto const& pair : openJavaFile(file, deadline).pairs())
         pairs.push_back({{"key", pair.key}, {"value", pair.value}});
@@ -79,7 +79,7 @@ Exit dumpJavaAsJson(const std::string& file, Deadline& deadline) {
     return Exit::done;
 }
 
-Exit setJava(const std::string& file, const std::string& keyText, const std::string& valueText,
+Exit setJava(std::string const& file, std::string const& keyText, std::string const& valueText,
              Deadline& deadline) {
     ZUTF8String const key = inUtf8(keyText);
     ZUTF8String const value = inUtf8(valueText);
@@ -97,7 +97,7 @@ Exit setJava(const std::string& file, const std::string& keyText, const std::str
     return Exit::done;
 }
 
-Exit checkJava(const std::string& file, Deadline& deadline) {
+Exit checkJava(std::string const& file, Deadline& deadline) {
     auto const faults = openJavaFile(file, deadline).faults();
     if (faults.empty()) return Exit::done;
     auto const lines = javaLines(file);

@@ -10,20 +10,20 @@
 
 namespace zprop {
 
-// Each writes to standard output; Failure and the library's exceptions pass.
-Exit getJava(const std::string& file, const std::string& key,
-             const std::optional<std::string>& fallback, Deadline& deadline);
-Exit listJava(const std::string& file, Deadline& deadline);
-Exit dumpJavaAsJson(const std::string& file, Deadline& deadline);
+/// Each writes to standard output; Failure and the library's exceptions pass.
+Exit getJava(std::string const& file, std::string const& key,
+             std::optional<std::string> const& fallback, Deadline& deadline);
+Exit listJava(std::string const& file, Deadline& deadline);
+Exit dumpJavaAsJson(std::string const& file, Deadline& deadline);
 
 /// Sets a value, both in the local codeset. Refuses a pair that the file would not keep, and a file
 /// with lines that the reader passes over, since they would be lost. Comments go, which is said on
 /// standard error.
-Exit setJava(const std::string& file, const std::string& key, const std::string& value,
+Exit setJava(std::string const& file, std::string const& key, std::string const& value,
              Deadline& deadline);
 
 /// Loads the file; prints "FILE:LINE: reason" and the line for each one that is passed over.
-Exit checkJava(const std::string& file, Deadline& deadline);
+Exit checkJava(std::string const& file, Deadline& deadline);
 
 }  // namespace zprop
 

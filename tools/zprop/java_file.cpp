@@ -21,10 +21,10 @@ class PassedLines : public ZJavaProperties::SkippedLines {
     std::vector<PassedLine>& lines;
 };
 
-std::string bytesOf(const ZUTF8String& text) { return {text.getChars(), text.getLength()}; }
+std::string bytesOf(ZUTF8String const& text) { return {text.getChars(), text.getLength()}; }
 
 /// The surrogate that stands at `at` in three bytes of its own; 0 when there is none.
-unsigned int surrogateAt(const std::string& text, std::size_t at) {
+unsigned int surrogateAt(std::string const& text, std::size_t at) {
     auto const byte = [&](std::size_t i) { return static_cast<unsigned char>(text[at + i]); };
     if (at + 3 > text.size() || byte(0) != 0xED || byte(1) < 0xA0) return 0;
     return 0xD000U | (byte(1) & 0x3FU) << 6 | (byte(2) & 0x3FU);
@@ -37,7 +37,7 @@ std::string fourBytes(unsigned int code) {
 }
 
 /// The library keeps the two \u escapes of a character as they are; everybody else wants one.
-std::string joined(const std::string& text) {
+std::string joined(std::string const& text) {
     std::string result;
     for (std::size_t at = 0; at < text.size(); ++at) {
         unsigned int const high = surrogateAt(text, at);
@@ -53,13 +53,13 @@ std::string joined(const std::string& text) {
     return result;
 }
 
-bool hasText(const std::string& comment) {
+bool hasText(std::string const& comment) {
     return comment.find_first_not_of(" \t\v\f#!") != std::string::npos;
 }
 
 }  // namespace
 
-const char* PassedLine::reason() const {
+char const* PassedLine::reason() const {
     switch (what) {
         case Skipped::comment:
             return "comment";
@@ -85,14 +85,14 @@ std::vector<JavaPair> JavaFile::pairs() const {
     properties.listKeys(keys);
     ZUTF8String value;
     for (unsigned int i = 0; i < keys.size(); ++i) {
-        auto const& key = static_cast<const ZUTF8String&>(*keys.get(i));
+        auto const& key = static_cast<ZUTF8String const&>(*keys.get(i));
         properties.getValue(key, value);
         list.push_back({joined(bytesOf(key)), joined(bytesOf(value))});
     }
     return list;
 }
 
-std::optional<std::string> JavaFile::valueOf(const ZUTF8String& key) const {
+std::optional<std::string> JavaFile::valueOf(ZUTF8String const& key) const {
     if (!properties.contains(key)) return std::nullopt;
     ZUTF8String value;
     properties.getValue(key, value);
@@ -115,7 +115,7 @@ std::vector<PassedLine> JavaFile::faults() const {
     return list;
 }
 
-JavaFile openJavaFile(const std::string& file, Deadline& deadline) {
+JavaFile openJavaFile(std::string const& file, Deadline& deadline) {
     JavaFile opened;
     opened.name = file;
     retryWhileLocked(deadline, [&] {
@@ -126,14 +126,14 @@ JavaFile openJavaFile(const std::string& file, Deadline& deadline) {
     return opened;
 }
 
-bool hasLoneSurrogate(const std::string& text) {
+bool hasLoneSurrogate(std::string const& text) {
     for (std::size_t at = 0; at < text.size(); ++at) {
         if (surrogateAt(text, at) != 0) return true;
     }
     return false;
 }
 
-std::vector<std::string> javaLines(const std::string& file) {
+std::vector<std::string> javaLines(std::string const& file) {
     std::ifstream stream(file, std::ios::binary);
     std::vector<std::string> lines(1);
     for (char c = '\0'; stream.get(c);) {
@@ -148,7 +148,7 @@ std::vector<std::string> javaLines(const std::string& file) {
     return lines;
 }
 
-std::string inLocal(const std::string& utf8) {
+std::string inLocal(std::string const& utf8) {
     ZUTF8String text;
     for (char const c : utf8)  // a NUL would end what is taken at once
         text.append(c);

@@ -17,7 +17,7 @@ struct PassedLine {
     ZJavaProperties::Skipped what;
 
     [[nodiscard]] bool isComment() const { return what == ZJavaProperties::Skipped::comment; }
-    [[nodiscard]] const char* reason() const;
+    [[nodiscard]] char const* reason() const;
 };
 
 /// A key and its value in UTF-8, where the two halves of a surrogate pair are one character.
@@ -33,7 +33,7 @@ struct JavaFile {
     std::vector<PassedLine> passed;  // in the order of the file
 
     /// The value in UTF-8, as in pairs(); nothing when there is no such key.
-    [[nodiscard]] std::optional<std::string> valueOf(const ZUTF8String& key) const;
+    [[nodiscard]] std::optional<std::string> valueOf(ZUTF8String const& key) const;
     /// In the order that the file is written in.
     [[nodiscard]] std::vector<JavaPair> pairs() const;
     /// Those of `passed` that are comments with text.
@@ -43,16 +43,16 @@ struct JavaFile {
 };
 
 /// Loads `file`; throws what the library throws.
-[[nodiscard]] JavaFile openJavaFile(const std::string& file, Deadline& deadline);
+[[nodiscard]] JavaFile openJavaFile(std::string const& file, Deadline& deadline);
 
 /// Whether text of a JavaPair has half a surrogate pair, which is no character.
-[[nodiscard]] bool hasLoneSurrogate(const std::string& text);
+[[nodiscard]] bool hasLoneSurrogate(std::string const& text);
 
 /// The lines of a file, as the reader counts them, without their ends.
-[[nodiscard]] std::vector<std::string> javaLines(const std::string& file);
+[[nodiscard]] std::vector<std::string> javaLines(std::string const& file);
 
 /// Text of UTF-8 in the local codeset; throws ZFromUTF8Exception for what has no form there.
-[[nodiscard]] std::string inLocal(const std::string& utf8);
+[[nodiscard]] std::string inLocal(std::string const& utf8);
 
 }  // namespace zprop
 

@@ -1,5 +1,5 @@
-// zprop: reads, edits and checks configuration files from the shell: stanza files, and properties
-// files in the manner of the Java platform.
+/// zprop: reads, edits and checks configuration files from the shell: stanza files, and properties
+/// files in the manner of the Java platform.
 #include <CLI/CLI.hpp>
 #include <deque>
 #include <iostream>
@@ -58,13 +58,13 @@ class CommandLine {
     }
 
   private:
-    CLI::App* add(const char* name, const char* description, const char* example) {
+    CLI::App* add(char const* name, char const* description, char const* example) {
         auto* const command = app.add_subcommand(name, description);
         command->footer(std::string("Example: ") + example);
         return command;
     }
 
-    CLI::App* addWithFile(const char* name, const char* description, const char* example) {
+    CLI::App* addWithFile(char const* name, char const* description, char const* example) {
         auto* const command = add(name, description, example);
         requireText(command->add_option("FILE", file, "stanza or .properties file"))->required();
         return command;
@@ -73,12 +73,12 @@ class CommandLine {
     [[nodiscard]] bool isJava() const { return formatOf(file, format) == Format::java; }
 
     /// For a command, or an option, that only stanza files have.
-    void requireStanzaFile(const char* what) const {
+    void requireStanzaFile(char const* what) const {
         if (isJava()) throw Failure(Exit::wrongUsage, std::string(what) + " is for stanza files");
     }
 
     /// The words behind the file name. A .properties file has no STANZA: they move up by one.
-    void addWord(CLI::App& command, const char* name, const char* what) {
+    void addWord(CLI::App& command, char const* name, char const* what) {
         words.emplace_back();
         command.add_option(name, words.back(), what);
     }
@@ -196,7 +196,7 @@ class CommandLine {
     }
 
     template <class Edit>
-    void addEdit(const char* name, const char* description, const char* example, Missing missing,
+    void addEdit(char const* name, char const* description, char const* example, Missing missing,
                  Edit& edit) {
         auto* const command = addWithFile(name, description, example);
         declare(*command, edit);
@@ -283,7 +283,7 @@ class CommandLine {
         }
     }
 
-    static Exit report(const Failure& failure) {
+    static Exit report(Failure const& failure) {
         std::cerr << "zprop: " << failure.what() << "\n";
         return failure.exitCode();
     }

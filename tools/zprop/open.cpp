@@ -16,11 +16,11 @@
 namespace zprop {
 namespace {
 
-[[noreturn]] void failIO(const std::string& file, const char* operation) {
+[[noreturn]] void failIO(std::string const& file, char const* operation) {
     throw Failure(Exit::inputOutput, file + ": " + operation + ": " + std::strerror(errno));
 }
 
-bool isLocked(const ZPropertiesIOException& e) {
+bool isLocked(ZPropertiesIOException const& e) {
     return std::strcmp(e.api(), "fcntl()") == 0 &&
            (e.excerrno() == EAGAIN || e.excerrno() == EACCES);
 }
@@ -32,7 +32,7 @@ struct Stamp {
     off_t size;
     timespec modified;
 
-    bool operator==(const Stamp& other) const {
+    bool operator==(Stamp const& other) const {
         return device == other.device && inode == other.inode && size == other.size &&
                modified.tv_sec == other.modified.tv_sec &&
                modified.tv_nsec == other.modified.tv_nsec;
@@ -43,7 +43,7 @@ struct Stamp {
 /// the kind that the library's record locks do not meet, so the library can lock the file as usual.
 class EditedFile {
   public:
-    EditedFile(const std::string& path, Missing missing, Deadline& deadline) : file(path) {
+    EditedFile(std::string const& path, Missing missing, Deadline& deadline) : file(path) {
         do {
             closeDescriptor();
             openDescriptor(missing);
@@ -58,8 +58,8 @@ class EditedFile {
         if (created && !kept && isEmpty()) unlink(file.c_str());
         closeDescriptor();
     }
-    EditedFile(const EditedFile&) = delete;
-    EditedFile& operator=(const EditedFile&) = delete;
+    EditedFile(EditedFile const&) = delete;
+    EditedFile& operator=(EditedFile const&) = delete;
 
     [[nodiscard]] Stamp stamp() const {
         struct stat status {};
@@ -108,7 +108,7 @@ class EditedFile {
     bool kept = false;
 };
 
-Properties load(const std::string& file, Comments comments, Deadline& deadline) {
+Properties load(std::string const& file, Comments comments, Deadline& deadline) {
     Properties properties;
     retryWhileLocked(deadline, [&] {
         properties = std::make_unique<ZStanzaFileProperties>(file.c_str(),
@@ -133,7 +133,7 @@ bool Deadline::pause() {
     return true;
 }
 
-void retryWhileLocked(Deadline& deadline, const std::function<void()>& body) {
+void retryWhileLocked(Deadline& deadline, std::function<void()> const& body) {
     for (;;) {
         try {
             body();
@@ -147,12 +147,12 @@ void retryWhileLocked(Deadline& deadline, const std::function<void()>& body) {
     }
 }
 
-Properties openForReading(const std::string& file, Deadline& deadline) {
+Properties openForReading(std::string const& file, Deadline& deadline) {
     return load(file, Comments::keep, deadline);
 }
 
-void editWith(const std::string& file, Missing missing, Deadline& deadline,
-              const std::function<void()>& edit, const std::function<void()>& store) {
+void editWith(std::string const& file, Missing missing, Deadline& deadline,
+              std::function<void()> const& edit, std::function<void()> const& store) {
     EditedFile edited(file, missing, deadline);
     for (;;) {
         Stamp const before = edited.stamp();
@@ -167,8 +167,8 @@ void editWith(const std::string& file, Missing missing, Deadline& deadline,
     }
 }
 
-void editFile(const std::string& file, Missing missing, Comments comments, Deadline& deadline,
-              const std::function<void(ZStanzaFileProperties&)>& edit) {
+void editFile(std::string const& file, Missing missing, Comments comments, Deadline& deadline,
+              std::function<void(ZStanzaFileProperties&)> const& edit) {
     Properties properties;
     auto const loadAndEdit = [&] {
         properties = load(file, comments, deadline);

@@ -25,12 +25,12 @@ class Deadline {
 };
 
 /// Runs `body`, again while it fails because another process has the file locked and time is left.
-void retryWhileLocked(Deadline& deadline, const std::function<void()>& body);
+void retryWhileLocked(Deadline& deadline, std::function<void()> const& body);
 
 using Properties = std::unique_ptr<ZStanzaFileProperties>;
 
 /// Loads `file`; throws what the library throws.
-[[nodiscard]] Properties openForReading(const std::string& file, Deadline& deadline);
+[[nodiscard]] Properties openForReading(std::string const& file, Deadline& deadline);
 
 enum class Comments { keep, drop };
 enum class Missing { create, isAnError };
@@ -39,13 +39,13 @@ enum class Missing { create, isAnError };
 /// processes wait for one another, and `edit` runs anew when another program rewrote the file under
 /// it, so that no change of either is lost. When one of the two throws, a file that was made for
 /// them is removed again.
-void editWith(const std::string& file, Missing missing, Deadline& deadline,
-              const std::function<void()>& edit, const std::function<void()>& store);
+void editWith(std::string const& file, Missing missing, Deadline& deadline,
+              std::function<void()> const& edit, std::function<void()> const& store);
 
 /// Loads `file`, lets `edit` change it and stores it, as editWith() does. When `edit` throws,
 /// nothing is written.
-void editFile(const std::string& file, Missing missing, Comments comments, Deadline& deadline,
-              const std::function<void(ZStanzaFileProperties&)>& edit);
+void editFile(std::string const& file, Missing missing, Comments comments, Deadline& deadline,
+              std::function<void(ZStanzaFileProperties&)> const& edit);
 
 }  // namespace zprop
 

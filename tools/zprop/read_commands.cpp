@@ -14,8 +14,8 @@ constexpr char hidden[] = "(obfuscated)";
 using Json = nlohmann::ordered_json;
 
 /// The values of a key in order, in the codeset of `type`.
-std::vector<std::string> valuesOf(const ZStanzaFileProperties& properties, const char* stanza,
-                                  const char* key, ZPropertyStringType type) {
+std::vector<std::string> valuesOf(ZStanzaFileProperties const& properties, char const* stanza,
+                                  char const* key, ZPropertyStringType type) {
     ZArrayList list(1, 1);
     properties.getValues(stanza, key, list, type);
     std::vector<std::string> values;
@@ -25,7 +25,7 @@ std::vector<std::string> valuesOf(const ZStanzaFileProperties& properties, const
 }
 
 /// The names of a stanza's keys; the nameless stanza has none.
-std::vector<std::string> keysOf(const ZStanzaFileProperties& properties, const char* stanza) {
+std::vector<std::string> keysOf(ZStanzaFileProperties const& properties, char const* stanza) {
     std::vector<std::string> names;
     if (*stanza == '\0') return names;
     ZPropertiesIterator keys(properties, stanza);
@@ -35,14 +35,14 @@ std::vector<std::string> keysOf(const ZStanzaFileProperties& properties, const c
 }
 
 /// Names go into JSON as UTF-8; one that has no UTF-8 form is an error, not an empty name.
-std::string inUtf8(const char* local) {
+std::string inUtf8(char const* local) {
     ZUTF8String const text{ZLCString(local)};
     if (text.isEmpty() && *local != '\0') zraise(ZToUTF8Exception(), "zprop", __LINE__);
     return text.getChars();
 }
 
 /// The value of a key that has one, as its type prints it.
-std::string typedValue(const ZStanzaFileProperties& properties, const char* stanza, const char* key,
+std::string typedValue(ZStanzaFileProperties const& properties, char const* stanza, char const* key,
                        ValueType type) {
     if (type == ValueType::integer)
         return std::to_string(properties.getIntegerValue(stanza, key, 1, 0));
@@ -54,7 +54,7 @@ std::string typedValue(const ZStanzaFileProperties& properties, const char* stan
 }
 
 /// The default as a typed read prints it; text that is not of the type is wrong usage.
-std::string typedFallback(const GetRequest& request) {
+std::string typedFallback(GetRequest const& request) {
     std::string const& text = *request.fallback;
     if (request.type == ValueType::string || text.empty()) return text;
     try {
@@ -67,10 +67,10 @@ std::string typedFallback(const GetRequest& request) {
 }
 
 /// What `get` prints for a key that has values.
-std::vector<std::string> answers(const ZStanzaFileProperties& properties,
-                                 const GetRequest& request) {
-    const char* const stanza = request.stanza.c_str();
-    const char* const key = request.key.c_str();
+std::vector<std::string> answers(ZStanzaFileProperties const& properties,
+                                 GetRequest const& request) {
+    char const* const stanza = request.stanza.c_str();
+    char const* const key = request.key.c_str();
     bool const isHidden = !request.reveal && properties.isObfuscated(stanza, key);
     if (request.all) {
         auto values = valuesOf(properties, stanza, key, zpropLocalCodeset);
@@ -82,13 +82,13 @@ std::vector<std::string> answers(const ZStanzaFileProperties& properties,
 }
 
 /// Prints "key = value" for each value, or "key =" where there is none.
-void printKey(const std::string& key, const std::vector<std::string>& values) {
+void printKey(std::string const& key, std::vector<std::string> const& values) {
     if (values.empty()) std::cout << key << " =\n";
     for (auto const& value : values)
         std::cout << key << " = " << value << "\n";
 }
 
-void dumpAsText(const ZStanzaFileProperties& properties, bool reveal) {
+void dumpAsText(ZStanzaFileProperties const& properties, bool reveal) {
     ZPropertiesIterator stanzas(properties);
     while (stanzas.next()) {
         std::cout << "[" << stanzas.getName() << "]\n";
@@ -101,7 +101,7 @@ void dumpAsText(const ZStanzaFileProperties& properties, bool reveal) {
     }
 }
 
-Json keyAsJson(const ZStanzaFileProperties& properties, const char* stanza, const char* key,
+Json keyAsJson(ZStanzaFileProperties const& properties, char const* stanza, char const* key,
                bool reveal) {
     bool const obfuscated = properties.isObfuscated(stanza, key);
     Json values;
@@ -109,7 +109,7 @@ Json keyAsJson(const ZStanzaFileProperties& properties, const char* stanza, cons
     return {{"name", inUtf8(key)}, {"values", values}, {"obfuscated", obfuscated}};
 }
 
-void dumpAsJson(const ZStanzaFileProperties& properties, const DumpRequest& request) {
+void dumpAsJson(ZStanzaFileProperties const& properties, DumpRequest const& request) {
     Json stanzaList = Json::array();
     ZPropertiesIterator stanzas(properties);
     while (stanzas.next()) {
@@ -128,7 +128,7 @@ void dumpAsJson(const ZStanzaFileProperties& properties, const DumpRequest& requ
 }
 
 /// The cache's listing of one stanza: plain values alone.
-void listStanza(const ZStanzaFileProperties& properties, const char* stanza) {
+void listStanza(ZStanzaFileProperties const& properties, char const* stanza) {
     std::cout << "\n[" << stanza << "]\n";
     for (auto const& key : keysOf(properties, stanza)) {
         std::vector<std::string> values;
@@ -140,7 +140,7 @@ void listStanza(const ZStanzaFileProperties& properties, const char* stanza) {
 
 }  // namespace
 
-Exit get(const GetRequest& request, Deadline& deadline) {
+Exit get(GetRequest const& request, Deadline& deadline) {
     std::string const fallback = request.fallback ? typedFallback(request) : std::string();
     Properties const properties = openForReading(request.file, deadline);
     if (properties->numValues(request.stanza.c_str(), request.key.c_str()) == 0) {
@@ -156,7 +156,7 @@ Exit get(const GetRequest& request, Deadline& deadline) {
     return Exit::done;
 }
 
-Exit list(const std::string& file, const std::string& stanza, Deadline& deadline) {
+Exit list(std::string const& file, std::string const& stanza, Deadline& deadline) {
     Properties const properties = openForReading(file, deadline);
     if (stanza.empty()) {
         properties->list();
@@ -168,7 +168,7 @@ Exit list(const std::string& file, const std::string& stanza, Deadline& deadline
     return Exit::done;
 }
 
-Exit dump(const DumpRequest& request, Deadline& deadline) {
+Exit dump(DumpRequest const& request, Deadline& deadline) {
     Properties const properties = openForReading(request.file, deadline);
     if (request.json)
         dumpAsJson(*properties, request);

@@ -30,15 +30,15 @@ struct DumpRequest {
     bool reveal = false;
 };
 
-// Each writes to standard output; Failure and the library's exceptions pass.
-Exit get(const GetRequest& request, Deadline& deadline);
-Exit list(const std::string& file, const std::string& stanza, Deadline& deadline);
-Exit dump(const DumpRequest& request, Deadline& deadline);
+/// Each writes to standard output; Failure and the library's exceptions pass.
+Exit get(GetRequest const& request, Deadline& deadline);
+Exit list(std::string const& file, std::string const& stanza, Deadline& deadline);
+Exit dump(DumpRequest const& request, Deadline& deadline);
 
 /// Loads every file, of the format given or each of its own; prints "FILE:LINE: reason", the line
 /// and a caret for each invalid one (as checkJava() for properties files), goes on with the next,
 /// and ends with a count.
-Exit check(const std::vector<std::string>& files, std::optional<Format> format, double waitSeconds);
+Exit check(std::vector<std::string> const& files, std::optional<Format> format, double waitSeconds);
 
 }  // namespace zprop
 

@@ -8,7 +8,7 @@ namespace {
 /// Reads one word at a time from a line.
 class WordReader {
   public:
-    explicit WordReader(const std::string& text) : line(text) {}
+    explicit WordReader(std::string const& text) : line(text) {}
 
     /// Whether another word follows; stands at its first character then.
     bool findWord() {
@@ -60,13 +60,13 @@ class WordReader {
         return line[at++];
     }
 
-    const std::string& line;
+    std::string const& line;
     std::size_t at = 0;
 };
 
 }  // namespace
 
-std::vector<std::string> splitWords(const std::string& line) {
+std::vector<std::string> splitWords(std::string const& line) {
     std::vector<std::string> words;
     WordReader reader(line);
     while (reader.findWord())

@@ -11,7 +11,7 @@ namespace zprop {
 /// literal; in "..." a backslash protects a double quote and a backslash; elsewhere it protects any
 /// character. "#" at the start of a word begins a comment. Throws Failure (wrong usage) for an open
 /// quote or a trailing backslash.
-[[nodiscard]] std::vector<std::string> splitWords(const std::string& line);
+[[nodiscard]] std::vector<std::string> splitWords(std::string const& line);
 
 }  // namespace zprop
 

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <exception>
 
-namespace zpropc {
+namespace zfc::c_interface {
 
 constexpr std::uint32_t firstMarker = 0xbeeff00d;
 constexpr std::uint32_t secondMarker = 0xd00ffeeb;
@@ -22,8 +22,8 @@ class Marker {
   public:
     explicit Marker(std::uint32_t value) : word(value) {}
     ~Marker() { word = 0; }
-    Marker(const Marker&) = delete;
-    Marker& operator=(const Marker&) = delete;
+    Marker(Marker const&) = delete;
+    Marker& operator=(Marker const&) = delete;
     [[nodiscard]] bool is(std::uint32_t value) const { return word == value; }
 
   private:
@@ -32,23 +32,25 @@ class Marker {
 
 enum IteratorKind { overKeys = 1, overValues = 2 };
 
-}  // namespace zpropc
+}  // namespace zfc::c_interface
 
 /// A properties handle of any file format.
 struct ZPROP_handle {
     explicit ZPROP_handle(ZPROPOpenMode openMode)
-        : first(zpropc::firstMarker), mode(openMode), second(zpropc::secondMarker) {}
+        : first(zfc::c_interface::firstMarker),
+          mode(openMode),
+          second(zfc::c_interface::secondMarker) {}
     virtual ~ZPROP_handle();
-    ZPROP_handle(const ZPROP_handle&) = delete;
-    ZPROP_handle& operator=(const ZPROP_handle&) = delete;
+    ZPROP_handle(ZPROP_handle const&) = delete;
+    ZPROP_handle& operator=(ZPROP_handle const&) = delete;
 
     [[nodiscard]] bool isValid() const {
-        return first.is(zpropc::firstMarker) && second.is(zpropc::secondMarker);
+        return first.is(zfc::c_interface::firstMarker) && second.is(zfc::c_interface::secondMarker);
     }
 
-    zpropc::Marker first;
+    zfc::c_interface::Marker first;
     ZPROPOpenMode mode;
-    zpropc::Marker second;
+    zfc::c_interface::Marker second;
 };
 
 struct ZPROP_stz_handle : ZPROP_handle {
@@ -61,11 +63,13 @@ struct ZPROP_stz_handle : ZPROP_handle {
 /// What the iterators offer; what one does not raises ZPropertiesIteratorException (message 42), as
 /// does whatever needs a current entry where there is none.
 struct ZPROP_iter_handle {
-    explicit ZPROP_iter_handle(zpropc::IteratorKind iteratorKind)
-        : kind(iteratorKind), first(zpropc::firstMarker), second(zpropc::secondMarker) {}
+    explicit ZPROP_iter_handle(zfc::c_interface::IteratorKind iteratorKind)
+        : kind(iteratorKind),
+          first(zfc::c_interface::firstMarker),
+          second(zfc::c_interface::secondMarker) {}
     virtual ~ZPROP_iter_handle();
-    ZPROP_iter_handle(const ZPROP_iter_handle&) = delete;
-    ZPROP_iter_handle& operator=(const ZPROP_iter_handle&) = delete;
+    ZPROP_iter_handle(ZPROP_iter_handle const&) = delete;
+    ZPROP_iter_handle& operator=(ZPROP_iter_handle const&) = delete;
 
     virtual bool next() = 0;
     virtual char const* key() = 0;
@@ -77,16 +81,17 @@ struct ZPROP_iter_handle {
     virtual void removeValue();
 
     [[nodiscard]] bool isValid() const {
-        return first.is(zpropc::firstMarker) && second.is(zpropc::secondMarker) &&
-               (kind == zpropc::overKeys || kind == zpropc::overValues);
+        return first.is(zfc::c_interface::firstMarker) &&
+               second.is(zfc::c_interface::secondMarker) &&
+               (kind == zfc::c_interface::overKeys || kind == zfc::c_interface::overValues);
     }
 
-    int kind;  // a zpropc::IteratorKind
-    zpropc::Marker first;
-    zpropc::Marker second;
+    int kind;  // a zfc::c_interface::IteratorKind
+    zfc::c_interface::Marker first;
+    zfc::c_interface::Marker second;
 };
 
-namespace zpropc {
+namespace zfc::c_interface {
 
 template <class Handle>
 [[nodiscard]] bool isHandle(Handle const* handle) {
@@ -136,6 +141,6 @@ template <class Result, class Body>
     return code == ZPROP_OK ? result : Result{};
 }
 
-}  // namespace zpropc
+}  // namespace zfc::c_interface
 
 #endif

@@ -5,10 +5,10 @@
 
 namespace {
 
-using zpropc::answered;
-using zpropc::edited;
-using zpropc::guarded;
-using zpropc::isHandle;
+using zfc::c_interface::answered;
+using zfc::c_interface::edited;
+using zfc::c_interface::guarded;
+using zfc::c_interface::isHandle;
 
 constexpr char sourceName[] = "src/Z/zproperties_c";
 
@@ -50,7 +50,7 @@ void ZPROP_iter_handle::removeValue() { raiseNotOffered(); }
 /// Over the keys of one stanza.
 struct ZPROP_stz_iter_handle : ZPROP_iter_handle {
     ZPROP_stz_iter_handle(ZStanzaFileProperties& properties, char const* stanza)
-        : ZPROP_iter_handle(zpropc::overKeys), iterator(properties, stanza) {}
+        : ZPROP_iter_handle(zfc::c_interface::overKeys), iterator(properties, stanza) {}
 
     bool next() override {
         values.clear();
@@ -68,7 +68,7 @@ struct ZPROP_stz_iter_handle : ZPROP_iter_handle {
 struct ZPROP_stzvalue_iter_handle : ZPROP_iter_handle {
     ZPROP_stzvalue_iter_handle(ZStanzaFileProperties& properties, char const* stanza,
                                char const* ofKey)
-        : ZPROP_iter_handle(zpropc::overValues),
+        : ZPROP_iter_handle(zfc::c_interface::overValues),
           iterator(properties, stanza, ofKey),
           keyName(ofKey) {}
 
@@ -80,7 +80,7 @@ struct ZPROP_stzvalue_iter_handle : ZPROP_iter_handle {
     }
     char const* key() override { return keyName.getChars(); }
     char const* value() override {
-        (void)iterator.getValue();  // raises where there is none
+        static_cast<void>(iterator.getValue());  // raises where there is none
         return values.give(current.getChars());
     }
     unsigned int numKeys() override { return 1; }
@@ -98,7 +98,7 @@ struct ZPROP_stzvalue_iter_handle : ZPROP_iter_handle {
     HandedOut values;
 };
 
-int zstzPropIter_init(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+int zstzPropIter_init(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                       ZPROP_iter_handle** iterator) {
     if (iterator == nullptr) return ZPROP_INVALID_ARGUMENT;
     *iterator = nullptr;
@@ -116,11 +116,11 @@ int zstzPropIter_next(ZPROP_iter_handle* iterator, int* rc) {
     return answered<int>(isHandle(iterator), rc, [&] { return iterator->next(); });
 }
 
-const char* zstzPropIter_getKey(ZPROP_iter_handle* iterator, int* rc) {
+char const* zstzPropIter_getKey(ZPROP_iter_handle* iterator, int* rc) {
     return answered<char const*>(isHandle(iterator), rc, [&] { return iterator->key(); });
 }
 
-const char* zstzPropIter_getValue(ZPROP_iter_handle* iterator, int* rc) {
+char const* zstzPropIter_getValue(ZPROP_iter_handle* iterator, int* rc) {
     return answered<char const*>(isHandle(iterator), rc, [&] { return iterator->value(); });
 }
 
@@ -132,11 +132,11 @@ int zstzPropIter_numValues(ZPROP_iter_handle* iterator, int* rc) {
     return answered<int>(isHandle(iterator), rc, [&] { return iterator->numValues(); });
 }
 
-int zstzPropIter_addValue(ZPROP_iter_handle* iterator, const char* value) {
+int zstzPropIter_addValue(ZPROP_iter_handle* iterator, char const* value) {
     return edited(isHandle(iterator) && value != nullptr, [&] { iterator->addValue(value); });
 }
 
-int zstzPropIter_chgValue(ZPROP_iter_handle* iterator, const char* value) {
+int zstzPropIter_chgValue(ZPROP_iter_handle* iterator, char const* value) {
     return edited(isHandle(iterator) && value != nullptr, [&] { iterator->changeValue(value); });
 }
 

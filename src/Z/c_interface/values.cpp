@@ -6,9 +6,9 @@
 
 namespace {
 
-using zpropc::answered;
-using zpropc::guarded;
-using zpropc::isHandle;
+using zfc::c_interface::answered;
+using zfc::c_interface::guarded;
+using zfc::c_interface::isHandle;
 
 constexpr char sourceName[] = "src/Z/zproperties_c";
 constexpr std::uint32_t guardWord = 0xc0ffeeee;
@@ -38,7 +38,7 @@ void freeList(ZStzFileItem const& item) {
 
 }  // namespace
 
-char* zstzPropGetStringValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+char* zstzPropGetStringValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                              int required, int* rc) {
     return answered<char*>(isHandle(handle) && stanza != nullptr && key != nullptr, rc, [&] {
         ZLCString text;

@@ -5,10 +5,10 @@
 #include <cstring>
 #include <memory>
 
-using zpropc::answered;
-using zpropc::edited;
-using zpropc::guarded;
-using zpropc::isHandle;
+using zfc::c_interface::answered;
+using zfc::c_interface::edited;
+using zfc::c_interface::guarded;
+using zfc::c_interface::isHandle;
 
 ZPROP_handle::~ZPROP_handle() = default;
 
@@ -29,7 +29,7 @@ bool isOpenMode(ZPROPOpenMode const& mode) {
 
 }  // namespace
 
-int zstzPropOpen(ZPROP_stz_handle** handle, const char* file, ZPROPOpenMode mode) {
+int zstzPropOpen(ZPROP_stz_handle** handle, char const* file, ZPROPOpenMode mode) {
     if (handle == nullptr) return ZPROP_INVALID_ARGUMENT;
     *handle = nullptr;
     if (file == nullptr || !isOpenMode(mode)) return ZPROP_INVALID_ARGUMENT;
@@ -42,14 +42,14 @@ int zstzPropClose(ZPROP_stz_handle* handle) {
     return guarded(ZPROP_IO_ERROR, ZPROP_IO_ERROR, [&] { delete handle; });
 }
 
-int zstzPropStore(ZPROP_stz_handle* handle, const char* file) {
+int zstzPropStore(ZPROP_stz_handle* handle, char const* file) {
     if (!isHandle(handle)) return ZPROP_INVALID_ARGUMENT;
     return guarded(ZPROP_IO_ERROR, ZPROP_IO_ERROR, [&] { handle->properties.store(file); });
 }
 
 // --------------------------------------------------------------------------------------- reading
 
-int zstzPropExists(ZPROP_stz_handle* handle, const char* stanza, const char* key, int* rc) {
+int zstzPropExists(ZPROP_stz_handle* handle, char const* stanza, char const* key, int* rc) {
     return answered<int>(isHandle(handle) && stanza != nullptr, rc, [&] {
         ZStanzaFileProperties const& properties = handle->properties;
         return key == nullptr ? properties.exists(stanza) : properties.exists(stanza, key);
@@ -60,24 +60,24 @@ int zstzPropNumStanzas(ZPROP_stz_handle* handle, int* rc) {
     return answered<int>(isHandle(handle), rc, [&] { return handle->properties.count(); });
 }
 
-int zstzPropNumKeys(ZPROP_stz_handle* handle, const char* stanza, int* rc) {
+int zstzPropNumKeys(ZPROP_stz_handle* handle, char const* stanza, int* rc) {
     return answered<int>(isHandle(handle) && stanza != nullptr, rc,
                          [&] { return handle->properties.count(stanza); });
 }
 
-int zstzPropNumValues(ZPROP_stz_handle* handle, const char* stanza, const char* key, int* rc) {
+int zstzPropNumValues(ZPROP_stz_handle* handle, char const* stanza, char const* key, int* rc) {
     return answered<int>(isHandle(handle) && stanza != nullptr && key != nullptr, rc,
                          [&] { return handle->properties.numValues(stanza, key); });
 }
 
-unsigned int zstzPropGetIntegerValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+unsigned int zstzPropGetIntegerValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                                      int required, int* rc) {
     return answered<unsigned int>(isHandle(handle) && stanza != nullptr && key != nullptr, rc, [&] {
         return handle->properties.getIntegerValue(stanza, key, required);
     });
 }
 
-int zstzPropGetBooleanValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+int zstzPropGetBooleanValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                             int required, int* rc) {
     return answered<int>(isHandle(handle) && stanza != nullptr && key != nullptr, rc,
                          [&] { return handle->properties.getBooleanValue(stanza, key, required); });
@@ -85,46 +85,46 @@ int zstzPropGetBooleanValue(ZPROP_stz_handle* handle, const char* stanza, const 
 
 // --------------------------------------------------------------------------------------- editing
 
-int zstzPropSetStringValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
-                           const char* value) {
+int zstzPropSetStringValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
+                           char const* value) {
     return edited(isHandle(handle) && stanza != nullptr && key != nullptr,
                   [&] { handle->properties.setValue(stanza, key, value); });
 }
 
-int zstzPropSetIntegerValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+int zstzPropSetIntegerValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                             unsigned int value) {
     return edited(isHandle(handle) && stanza != nullptr && key != nullptr,
                   [&] { handle->properties.setIntegerValue(stanza, key, value); });
 }
 
-int zstzPropSetBooleanValue(ZPROP_stz_handle* handle, const char* stanza, const char* key,
+int zstzPropSetBooleanValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                             int value) {
     return edited(isHandle(handle) && stanza != nullptr && key != nullptr,
                   [&] { handle->properties.setBooleanValue(stanza, key, value); });
 }
 
-int zstzPropRemoveKey(ZPROP_stz_handle* handle, const char* stanza, const char* key) {
+int zstzPropRemoveKey(ZPROP_stz_handle* handle, char const* stanza, char const* key) {
     return edited(isHandle(handle) && stanza != nullptr && key != nullptr,
                   [&] { handle->properties.deleteKey(stanza, key); });
 }
 
-int zstzPropRemoveStanza(ZPROP_stz_handle* handle, const char* stanza) {
+int zstzPropRemoveStanza(ZPROP_stz_handle* handle, char const* stanza) {
     return edited(isHandle(handle) && stanza != nullptr,
                   [&] { handle->properties.deleteStanza(stanza); });
 }
 
-int zstzPropAddFileComment(ZPROP_stz_handle* handle, const char* text) {
+int zstzPropAddFileComment(ZPROP_stz_handle* handle, char const* text) {
     return edited(isHandle(handle) && text != nullptr,
                   [&] { handle->properties.addFileComment(text); });
 }
 
-int zstzPropAddStanzaComment(ZPROP_stz_handle* handle, const char* stanza, const char* text) {
+int zstzPropAddStanzaComment(ZPROP_stz_handle* handle, char const* stanza, char const* text) {
     return edited(isHandle(handle) && stanza != nullptr && text != nullptr,
                   [&] { handle->properties.addStanzaComment(stanza, text); });
 }
 
-int zstzPropAddLineComment(ZPROP_stz_handle* handle, const char* stanza, const char* key,
-                           const char* text) {
+int zstzPropAddLineComment(ZPROP_stz_handle* handle, char const* stanza, char const* key,
+                           char const* text) {
     return edited(isHandle(handle) && stanza != nullptr && key != nullptr && text != nullptr,
                   [&] { handle->properties.addEntryComment(stanza, key, text); });
 }

@@ -17,20 +17,20 @@ struct CloseStream {
 using Stream = std::unique_ptr<FILE, CloseStream>;
 
 /// For properties kept in bytes: the stream over them.
-Stream streamOver(const ZUTF8String& bytes) {
+Stream streamOver(ZUTF8String const& bytes) {
     Stream stream(fmemopen(const_cast<char*>(bytes.getChars()), bytes.getLength(), "r"));
     if (!stream) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     return stream;
 }
 
 /// Raises ZToUTF8Exception where text would vanish.
-ZUTF8String converted(const ZAbstractString& text) {
+ZUTF8String converted(ZAbstractString const& text) {
     ZUTF8String result(text);
     if (result.isEmpty() && !text.isEmpty()) zraise(ZToUTF8Exception(), sourceName, __LINE__);
     return result;
 }
 
-bool isEmpty(const char* text) { return text == nullptr || *text == '\0'; }
+bool isEmpty(char const* text) { return text == nullptr || *text == '\0'; }
 
 }  // namespace
 
@@ -57,7 +57,7 @@ ZJavaProperties::~ZJavaProperties() = default;
 
 ZObject* ZJavaProperties::clone() const { return new ZJavaProperties(*this); }
 
-int ZJavaProperties::load(const char* path) {
+int ZJavaProperties::load(char const* path) {
     try {
         read(path, nullptr);
         return 1;
@@ -67,7 +67,7 @@ int ZJavaProperties::load(const char* path) {
     }
 }
 
-int ZJavaProperties::load(const char* path, const char* searched) {
+int ZJavaProperties::load(char const* path, char const* searched) {
     ZCancellationOff const untilTheKeyIsCleared;
     searchKey = searched;
     int const result = load(path);
@@ -75,52 +75,53 @@ int ZJavaProperties::load(const char* path, const char* searched) {
     return result;
 }
 
-void ZJavaProperties::read(const char* path, SkippedLines* lines) {
+void ZJavaProperties::read(char const* path, SkippedLines* lines) {
     if (isEmpty(path)) return;
     ZCancellationOff const wholeFiles;
-    zpropfile::LockedFile source(path, zpropfile::Purpose::load);
+    zfc::platform::LockedFile source(path, zfc::platform::Purpose::load);
     Stream const stream(source.intoStream());
     readFrom(stream.get(), path, lines);
 }
 
-bool ZJavaProperties::loadProperties(FILE* stream, const char* path) {
+bool ZJavaProperties::loadProperties(FILE* stream, char const* path) {
     return readFrom(stream, path, nullptr);
 }
 
-void ZJavaProperties::store(const char* path) const {
+void ZJavaProperties::store(char const* path) const {
     if (isEmpty(path)) zraise(ZInvalidParameterException(), sourceName, __LINE__);
     ZCancellationOff const wholeFiles;
     ZUTF8String image;
     write(image);
-    zpropfile::LockedFile target(path, zpropfile::Purpose::store, "fopen(wt)");
-    zpropfile::Rewrite rewrite(path, target.descriptor(), {image.getChars(), image.getLength()});
+    zfc::platform::LockedFile target(path, zfc::platform::Purpose::store, "fopen(wt)");
+    zfc::platform::Rewrite rewrite(path, target.descriptor(),
+                                   {image.getChars(), image.getLength()});
     rewrite.apply();
-    if (target.status().size == 0) zpropfile::flushDirectory(path);
+    if (target.status().size == 0) zfc::platform::flushDirectory(path);
     rewrite.keep();
     target.keep();
 }
 
-void ZJavaProperties::getValue(const ZAbstractString& wanted, ZAbstractMutableString& out) const {
+void ZJavaProperties::getValue(ZAbstractString const& wanted, ZAbstractMutableString& out) const {
     ZUTF8String const name(wanted);  // `out` may be the same object
     out.clear();
     ZObject const* const found = properties.getEntry(&name);
     if (found != nullptr) out.setChars(static_cast<ZUTF8String const&>(*found));
 }
 
-void ZJavaProperties::setValue(const ZAbstractString& newKey, const ZAbstractString& newValue) {
+void ZJavaProperties::setValue(ZAbstractString const& newKey, ZAbstractString const& newValue) {
     ZUTF8String const name(converted(newKey));
     ZUTF8String const text(converted(newValue));
     properties.putEntry(&name, &text);
 }
 
-bool ZJavaProperties::contains(const ZAbstractString& wanted) const {
+bool ZJavaProperties::contains(ZAbstractString const& wanted) const {
     ZUTF8String const name(wanted);
     return properties.contains(&name);
 }
 
 void ZJavaProperties::listKeys(ZList& out) const { properties.listKeys(out); }
 
-bool ZJavaProperties::isStorable(const ZAbstractString& key, const ZAbstractString& value) {
+bool ZJavaProperties::isStorable(ZAbstractString const& key, ZAbstractString const& value) {
     ZUTF8String const name(key);
     ZUTF8String const text(value);
     // What has no form in UTF-8 would be lost before it is written.

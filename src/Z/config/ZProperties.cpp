@@ -13,13 +13,13 @@
 
 namespace {
 
-using zprop::isEmpty;
+using zfc::config::isEmpty;
 
 constexpr char sourceName[] = "src/Z/ZProperties";
 
 void requireKey(char const* stanza, char const* key) {
-    zprop::require(stanza, sourceName, __LINE__);
-    zprop::require(key, sourceName, __LINE__);
+    zfc::config::require(stanza, sourceName, __LINE__);
+    zfc::config::require(key, sourceName, __LINE__);
 }
 
 /// A required key has no default.
@@ -37,7 +37,7 @@ void copyText(char const* text, ZAbstractMutableString& out) {
 template <class String>
 void appendNew(ZArrayList& list, std::unique_ptr<String> text) {
     list.addNoCopy(text.get());
-    (void)text.release();
+    static_cast<void>(text.release());
 }
 
 /// Takes off what a failed operation appended to an empty list, owned or not.
@@ -72,7 +72,7 @@ bool ZProperties::exists(char const* stanza, char const* key) const {
 }
 
 bool ZProperties::exists(char const* stanza) const {
-    zprop::require(stanza, sourceName, __LINE__);
+    zfc::config::require(stanza, sourceName, __LINE__);
     ZPropResourceLock const hold(propLock);
     return cache->contains(stanza);
 }
@@ -84,7 +84,7 @@ bool ZProperties::isObfuscated(char const* stanza, char const* key) const {
 }
 
 bool ZProperties::isObfuscated(char const* stanza) const {
-    zprop::require(stanza, sourceName, __LINE__);
+    zfc::config::require(stanza, sourceName, __LINE__);
     ZPropResourceLock const hold(propLock);
     return cache->isObfuscated(stanza);
 }
@@ -118,7 +118,7 @@ unsigned int ZProperties::getIntegerValue(char const* stanza, char const* key, i
     ZPropResourceLock const hold(propLock);
     LastValue const value = lastValue(stanza, key, required);
     if (value.text == nullptr) return defaultValue;
-    if (auto const number = zprop::parseNumber({value.text, value.length})) return *number;
+    if (auto const number = zfc::config::parseNumber({value.text, value.length})) return *number;
     zraise(ZPropertiesInvalidNumValueException(fileName.getChars(), stanza, key, value.text),
            sourceName, __LINE__);
 }
@@ -130,7 +130,7 @@ int ZProperties::getBooleanValue(char const* stanza, char const* key, int requir
     ZPropResourceLock const hold(propLock);
     LastValue const value = lastValue(stanza, key, required);
     if (value.text == nullptr) return defaultValue;
-    if (auto const truth = zprop::parseBoolean(value.text)) return *truth ? 1 : 0;
+    if (auto const truth = zfc::config::parseBoolean(value.text)) return *truth ? 1 : 0;
     zraise(ZPropertiesInvalidBoolValueException(fileName.getChars(), stanza, key, value.text),
            sourceName, __LINE__);
 }
@@ -157,7 +157,7 @@ void ZProperties::getValues(char const* stanza, char const* key, ZArrayList& val
 }
 
 unsigned int ZProperties::numValues(char const* stanza) const {
-    zprop::require(stanza, sourceName, __LINE__);
+    zfc::config::require(stanza, sourceName, __LINE__);
     ZPropResourceLock const hold(propLock);
     return cache->countValues(stanza);
 }
@@ -174,7 +174,7 @@ unsigned int ZProperties::count() const {
 }
 
 unsigned int ZProperties::count(char const* stanza) const {
-    zprop::require(stanza, sourceName, __LINE__);
+    zfc::config::require(stanza, sourceName, __LINE__);
     ZPropResourceLock const hold(propLock);
     return cache->keyCount(stanza);
 }
@@ -211,7 +211,7 @@ void ZProperties::setValue(char const* stanza, char const* key, char const* valu
 
 template <class Text>
 void ZProperties::setText(char const* stanza, char const* key, Text const& value, int obfuscated) {
-    setValue(stanza, key, zprop::localText(value).getChars(), obfuscated);
+    setValue(stanza, key, zfc::config::localText(value).getChars(), obfuscated);
 }
 
 void ZProperties::setValue(char const* stanza, char const* key, ZLCString const& value,

@@ -20,7 +20,7 @@ int ordered(int difference) { return difference < 0 ? -1 : static_cast<int>(diff
 /// Appends to a list that owns its members.
 void appendOwned(ZArrayList& list, std::unique_ptr<ZObject> object) {
     list.addNoCopy(object.get());
-    (void)object.release();
+    static_cast<void>(object.release());
 }
 
 std::unique_ptr<ZObject> stringOf(ZPropertyStringType type, char const* text) {
@@ -33,7 +33,7 @@ std::unique_ptr<ZObject> stringOf(ZPropertyStringType type, char const* text) {
 }
 
 struct NameHash {
-    std::size_t operator()(std::string_view name) const { return zpcache::hashName(name); }
+    std::size_t operator()(std::string_view name) const { return zfc::cache::hashName(name); }
 };
 
 }  // namespace
@@ -56,11 +56,11 @@ int ZObfuscatedItem::compare(ZObject const& other) const {
 
 // ---------------------------------------------------------------------------------------- ZPKVList
 
-struct ZPKVList::Index : zpcache::Allocated {
+struct ZPKVList::Index : zfc::cache::Allocated {
     using Entry = std::pair<std::string_view const, std::unique_ptr<ZArrayList>>;
     // The names lie in the objects of `keys`.
     std::unordered_map<std::string_view, std::unique_ptr<ZArrayList>, NameHash, std::equal_to<>,
-                       zpcache::Allocator<Entry>>
+                       zfc::cache::Allocator<Entry>>
         values;
 };
 

@@ -16,14 +16,14 @@
 
 namespace {
 
-using zpcache::Block;
-using zpcache::Index;
-using zpcache::isSpace;
-using zpcache::Line;
-using zpcache::none;
-using zpcache::Obfuscated;
-using zpcache::Records;
-using zpcache::String;
+using zfc::cache::Block;
+using zfc::cache::Index;
+using zfc::cache::isSpace;
+using zfc::cache::Line;
+using zfc::cache::none;
+using zfc::cache::Obfuscated;
+using zfc::cache::Records;
+using zfc::cache::String;
 
 constexpr char sourceName[] = "src/Z/ZSCFData";
 constexpr std::size_t blockSize = std::size_t{64} * 1024;
@@ -66,16 +66,16 @@ std::size_t readBlock(char const* fileName, FILE* stream, char* buffer, std::siz
 
 Image readImage(char const* fileName, FILE* stream) {
     std::size_t capacity = sizeHint(stream) + 2;  // a NUL, and a byte that shows the end
-    Image image{zpcache::allocateBlock(capacity), 0};
+    Image image{zfc::cache::allocateBlock(capacity), 0};
     for (;;) {
         std::size_t const room = capacity - 1 - image.length;
         image.length += readBlock(fileName, stream, image.bytes.get() + image.length, room);
         if (image.length < capacity - 1) break;
         if (capacity > SIZE_MAX / 2) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
         capacity *= 2;
-        zpcache::resizeBlock(image.bytes, capacity);
+        zfc::cache::resizeBlock(image.bytes, capacity);
     }
-    zpcache::resizeBlock(image.bytes, image.length + 1);
+    zfc::cache::resizeBlock(image.bytes, image.length + 1);
     return image;
 }
 
@@ -161,7 +161,7 @@ void Reader::readHeader(char* start) {
     if (name.size() + 2 > ZPCategoryBasedCache::maxLine) records.noteLongLine();
     stanza = records.adoptStanza(terminated(from, bracket));
     records.addStanzaLine(stanza);
-    isDatabase = zpcache::namesCompanion(name, "file");
+    isDatabase = zfc::cache::namesCompanion(name, "file");
 }
 
 void Reader::readKey(char* start) {
@@ -268,7 +268,7 @@ class LengthCheck {
 class BlockWriter {
   public:
     BlockWriter(char const* name, FILE* target)
-        : fileName(name), stream(target), block(zpcache::allocateBlock(blockSize)) {}
+        : fileName(name), stream(target), block(zfc::cache::allocateBlock(blockSize)) {}
 
     void put(std::string_view text) {
         if (text.size() > blockSize - used) flush();

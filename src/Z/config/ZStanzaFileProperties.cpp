@@ -18,7 +18,7 @@ ZArrayList localTexts(ZArrayList const& values) {
         auto const* const value = dynamic_cast<ZAbstractString const*>(values.get(i));
         if (value == nullptr || value->isEmpty())
             zraise(ZInvalidParameterException(), sourceName, __LINE__);
-        ZLCString text = zprop::localText(*value);
+        ZLCString text = zfc::config::localText(*value);
         texts.add(&text);
     }
     return texts;
@@ -44,7 +44,7 @@ ZStanzaFileProperties::~ZStanzaFileProperties() = default;
 void ZStanzaFileProperties::addValue(char const* stanza, char const* key, char const* value,
                                      int obfuscated) {
     for (char const* const text : {stanza, key, value})
-        zprop::require(text, sourceName, __LINE__);
+        zfc::config::require(text, sourceName, __LINE__);
     edit(ZPropertyChanged::valueSet, stanza, key, [&](ZPCategoryBasedCache& data) {
         checkAccess(stanza, key, obfuscated);
         data.addValue(stanza, key, value, obfuscated);
@@ -55,7 +55,7 @@ void ZStanzaFileProperties::addValue(char const* stanza, char const* key, char c
 void ZStanzaFileProperties::addValues(char const* stanza, char const* key, ZArrayList const& values,
                                       int obfuscated) {
     for (char const* const text : {stanza, key})
-        zprop::require(text, sourceName, __LINE__);
+        zfc::config::require(text, sourceName, __LINE__);
     ZArrayList const texts = localTexts(values);
     for (unsigned int i = 0; i < texts.size(); ++i) {
         if (!ZPCategoryBasedCache::isStorableValue(key, textAt(texts, i), obfuscated))
@@ -70,7 +70,7 @@ void ZStanzaFileProperties::addValues(char const* stanza, char const* key, ZArra
 }
 
 void ZStanzaFileProperties::addStanza(char const* stanza) {
-    zprop::require(stanza, sourceName, __LINE__);
+    zfc::config::require(stanza, sourceName, __LINE__);
     edit(ZPropertyChanged::stanzaAdded, stanza, nullptr, [&](ZPCategoryBasedCache& data) {
         if (data.contains(stanza)) return false;
         data.addLine(stanza, nullptr, nullptr, 0);
@@ -79,7 +79,7 @@ void ZStanzaFileProperties::addStanza(char const* stanza) {
 }
 
 void ZStanzaFileProperties::deleteStanza(char const* stanza) {
-    zprop::require(stanza, sourceName, __LINE__);
+    zfc::config::require(stanza, sourceName, __LINE__);
     edit(ZPropertyChanged::deleted, stanza, nullptr, [&](ZPCategoryBasedCache& data) {
         if (!data.contains(stanza)) return false;
         data.remove(stanza);
@@ -88,14 +88,14 @@ void ZStanzaFileProperties::deleteStanza(char const* stanza) {
 }
 
 void ZStanzaFileProperties::addStanzaComment(char const* stanza, char const* text) {
-    zprop::require(stanza, sourceName, __LINE__);
+    zfc::config::require(stanza, sourceName, __LINE__);
     addComment(text, [&](ZPCategoryBasedCache& data, char const* comment) {
         data.addLineComment(stanza, comment);
     });
 }
 
 void ZStanzaFileProperties::getStanza(char const* stanza, ZPropertiesKVList& pairs) const {
-    zprop::require(stanza, sourceName, __LINE__);
+    zfc::config::require(stanza, sourceName, __LINE__);
     ZPropResourceLock const hold(propLock);
     ZPCategoryBasedCache const& data = values();
     data.forEachKey(stanza, [&](char const* key, unsigned int) {
@@ -106,7 +106,7 @@ void ZStanzaFileProperties::getStanza(char const* stanza, ZPropertiesKVList& pai
 }
 
 std::unique_ptr<ZArrayList> ZStanzaFileProperties::getKeys(char const* stanza) const {
-    zprop::require(stanza, sourceName, __LINE__);
+    zfc::config::require(stanza, sourceName, __LINE__);
     auto keys = std::make_unique<ZArrayList>(expectedKeys, 1);
     ZPropResourceLock const hold(propLock);
     values().getNames(stanza, *keys);

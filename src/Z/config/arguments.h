@@ -4,7 +4,7 @@
 
 #include "Z/ZException.h"
 
-namespace zprop {
+namespace zfc::config {
 
 [[nodiscard]] inline bool isEmpty(char const* text) { return text == nullptr || *text == '\0'; }
 
@@ -13,6 +13,6 @@ inline void require(char const* text, char const* source, int line) {
     if (isEmpty(text)) zraise(ZInvalidParameterException(), source, line);
 }
 
-}  // namespace zprop
+}  // namespace zfc::config
 
 #endif

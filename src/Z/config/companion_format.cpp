@@ -1,4 +1,4 @@
-// The companion file of a stanza file: its obfuscated values, as records in a zlib stream.
+/// The companion file of a stanza file: its obfuscated values, as records in a zlib stream.
 #include "Z/ZBuffer.h"
 #include "Z/ZException.h"
 #include "Z/ZSCFData.h"
@@ -15,10 +15,10 @@
 
 namespace {
 
-using zpcache::Index;
-using zpcache::Obfuscated;
-using zpcache::Records;
-using zpcache::String;
+using zfc::cache::Index;
+using zfc::cache::Obfuscated;
+using zfc::cache::Records;
+using zfc::cache::String;
 
 constexpr char sourceName[] = "src/Z/ZSCFData";
 constexpr int outOfMemory = -4;                    // zlib's status
@@ -98,9 +98,9 @@ void ZSCFData::be_write_obfuscated(ZBuffer& out) {
 
 void ZSCFData::be_read_obfuscated(ZBuffer& in) {
     auto const most = std::min(in.getLength() * greatestExpansion, largestBlock);
-    zsqueeze::Expanded expanded;
-    int const status =
-        zsqueeze::expand(in.getBuffer(), in.getLength(), static_cast<std::size_t>(most), expanded);
+    zfc::containers::Expanded expanded;
+    int const status = zfc::containers::expand(in.getBuffer(), in.getLength(),
+                                               static_cast<std::size_t>(most), expanded);
     if (status == outOfMemory) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     auto const nothing = [](std::string_view, std::string_view, std::string_view) {};
     if (status != 0 || !eachRecord(expanded.content(), nothing))

@@ -16,10 +16,10 @@ struct ZProperties::FileHistory : public ZObject {
     /// dropped for such a file.
     struct HalfRead {
         ZLCString file;
-        zpropfile::Identity identity;         // the same, whatever its name
+        zfc::platform::Identity identity;     // the same, whatever its name
         std::unique_ptr<ZException> failure;  // of the load; null: it could not be kept
     };
-    using HalfReads = zpcache::Vector<HalfRead>;
+    using HalfReads = zfc::cache::Vector<HalfRead>;
 
     HalfReads halfReads;       // each name once
     ZLCString companion;       // decoded or written by this object; empty: none
@@ -27,9 +27,9 @@ struct ZProperties::FileHistory : public ZObject {
 
     /// Raises the failure again when the file, known by its name or by its identity (0: not known
     /// yet), is one that must not be written.
-    void refuseHalfRead(char const* file, zpropfile::Identity const& identity) const;
+    void refuseHalfRead(char const* file, zfc::platform::Identity const& identity) const;
     /// Enters a file before it is read, so that a failure needs no memory to be known.
-    static void enter(HalfReads& files, char const* file, zpropfile::Identity const& identity);
+    static void enter(HalfReads& files, char const* file, zfc::platform::Identity const& identity);
     /// Gives the failure to the files that have none yet.
     void failReading(ZException const& cause);
     void finishReading(char const* file);

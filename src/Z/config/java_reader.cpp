@@ -1,4 +1,4 @@
-// How a properties file is read: the machine whose table stands in the header.
+/// How a properties file is read: the machine whose table stands in the header.
 #include <array>
 #include <string_view>
 
@@ -165,7 +165,7 @@ class ZJavaProperties::Reader {
     char lineEnd = '\0';  // the line end read last, when the other one would belong to it
 };
 
-bool ZJavaProperties::readFrom(FILE* stream, const char* path, SkippedLines* lines) {
+bool ZJavaProperties::readFrom(FILE* stream, char const* path, SkippedLines* lines) {
     key.clear();
     return Reader(*this, stream, path, lines).run() == stop;
 }
@@ -284,7 +284,7 @@ ZJavaProperties::State ZJavaProperties::doUU3State(char c) {
     if (next == error) return error;
     unsigned char bytes[8];
     unsigned char* end = bytes;
-    const unsigned short* from = &unicodeUnit;
+    unsigned short const* from = &unicodeUnit;
     if (zconvert_UTF16_to_UTF8(&from, from + 1, &end, bytes + sizeof bytes) != 0)
         zraise(ZToUTF8Exception(), sourceName, __LINE__);
     for (unsigned char const* byte = bytes; byte < end; ++byte)

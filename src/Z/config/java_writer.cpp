@@ -1,4 +1,4 @@
-// How pairs are written to a properties file.
+/// How pairs are written to a properties file.
 #include <algorithm>
 #include <string_view>
 

@@ -42,15 +42,15 @@ class ZProperties::LoadingFlag {
   public:
     explicit LoadingFlag(int& ofObject) : flag(ofObject) { flag = 1; }
     ~LoadingFlag() { flag = 0; }
-    LoadingFlag(const LoadingFlag&) = delete;
-    LoadingFlag& operator=(const LoadingFlag&) = delete;
+    LoadingFlag(LoadingFlag const&) = delete;
+    LoadingFlag& operator=(LoadingFlag const&) = delete;
 
   private:
     int& flag;
 };
 
 void ZProperties::FileHistory::refuseHalfRead(char const* file,
-                                              zpropfile::Identity const& identity) const {
+                                              zfc::platform::Identity const& identity) const {
     for (HalfRead const& half : halfReads) {
         bool const isIt = half.file == file || (identity.inode != 0 && half.identity == identity);
         if (!isIt) continue;
@@ -60,7 +60,7 @@ void ZProperties::FileHistory::refuseHalfRead(char const* file,
 }
 
 void ZProperties::FileHistory::enter(HalfReads& files, char const* file,
-                                     zpropfile::Identity const& identity) {
+                                     zfc::platform::Identity const& identity) {
     auto const isIt = [file](HalfRead const& half) { return half.file == file; };
     auto const known = std::find_if(files.begin(), files.end(), isIt);
     if (known == files.end()) {
@@ -88,8 +88,8 @@ void ZProperties::FileHistory::rememberCompanion(char const* name, char const* o
 }
 
 ZLCString ZProperties::resolved(char const* file) const {
-    if (!zprop::isEmpty(file)) return file;
-    zprop::require(fileName.getChars(), sourceName, __LINE__);
+    if (!zfc::config::isEmpty(file)) return file;
+    zfc::config::require(fileName.getChars(), sourceName, __LINE__);
     return fileName;
 }
 
@@ -108,8 +108,8 @@ void ZProperties::reload(char const* file) {
 void ZProperties::loadFrom(ZLCString const& file, Values values) {
     char const* const path = file.getChars();
     if (fileName.isEmpty()) fileName = file;
-    zpropfile::LockedFile source(path, zpropfile::Purpose::load);
-    zpropfile::Status const status = source.status();
+    zfc::platform::LockedFile source(path, zfc::platform::Purpose::load);
+    zfc::platform::Status const status = source.status();
     // Open, and with it locked, until the companion is decoded.
     Stream const stream(source.intoStream());
     LoadingFlag const flag(loading);
@@ -132,10 +132,10 @@ void ZProperties::loadFrom(ZLCString const& file, Values values) {
 /// here are in their own file alone, and what is left of the other must not get there.
 void ZProperties::dropValues(char const* file) {
     char const* const own = fileName.getChars();
-    auto const ownStatus = zpropfile::statusOf(own);
+    auto const ownStatus = zfc::platform::statusOf(own);
     FileHistory::HalfReads files;
     FileHistory::enter(files, file, {});
-    FileHistory::enter(files, own, ownStatus ? ownStatus->identity : zpropfile::Identity{});
+    FileHistory::enter(files, own, ownStatus ? ownStatus->identity : zfc::platform::Identity{});
     cache->clear();
     history->halfReads.swap(files);
     history->rememberCompanion("", "");
@@ -159,7 +159,7 @@ void ZProperties::settle(char const* file, long time) {
 void ZProperties::refresh(int forceReload) {
     ZPropResourceLock const hold(propLock);
     if (forceReload == 0) {
-        auto const status = zpropfile::statusOf(fileName.getChars());
+        auto const status = zfc::platform::statusOf(fileName.getChars());
         bool const isCurrent = status && status->modified == fileTime && history->halfReads.empty();
         if (modified != 0 || loading != 0 || !status || isCurrent) return;
     }

@@ -23,7 +23,7 @@ void ZProperties::edit(ZPropertyChanged::PropertyChangeType type, char const* st
 /// is no setting.
 template <class Add>
 void ZProperties::addComment(char const* text, Add add) {
-    zprop::require(text, "src/Z/ZProperties", __LINE__);
+    zfc::config::require(text, "src/Z/ZProperties", __LINE__);
     ZLCString comment(text);
     ZPropResourceLock const hold(propLock);
     checkComment(comment);

@@ -28,7 +28,7 @@ ZAbstractPropertiesIterator::ZAbstractPropertiesIterator(ZProperties const& prop
     if (stanza == nullptr) {
         properties.cache->forEachStanza(add);
     } else {
-        zprop::require(stanza, sourceName, __LINE__);
+        zfc::config::require(stanza, sourceName, __LINE__);
         properties.cache->forEachKey(stanza, add);
     }
 }

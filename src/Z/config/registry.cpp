@@ -48,13 +48,13 @@ ZProperties* ZAbstractPropertiesFactory::find(char const* file) const {
 void ZAbstractPropertiesFactory::enter(char const* file, std::unique_ptr<ZProperties> properties) {
     auto name = std::make_unique<ZLCString>(file);
     objects->putEntry(name.get(), properties.get());
-    (void)name.release();
-    (void)properties.release();
+    static_cast<void>(name.release());
+    static_cast<void>(properties.release());
 }
 
 ZProperties* ZProperties::getPropertiesFor(char const* file, ZAbstractPropertiesFactory& factory,
                                            int forceReload) {
-    zprop::require(file, sourceName, __LINE__);
+    zfc::config::require(file, sourceName, __LINE__);
     ZPropRegistry const guard;
     if (ZProperties* const known = factory.find(file)) {
         known->refresh(forceReload);

@@ -30,8 +30,8 @@ class Texts {
             std::free(*text);
         std::free(array);
     }
-    Texts(const Texts&) = delete;
-    Texts& operator=(const Texts&) = delete;
+    Texts(Texts const&) = delete;
+    Texts& operator=(Texts const&) = delete;
 
     void add(char const* text) { array[used++] = copyOf(text); }
     [[nodiscard]] char** release() { return std::exchange(array, nullptr); }

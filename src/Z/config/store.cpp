@@ -14,9 +14,9 @@
 
 namespace {
 
-using zfile::Descriptor;
-using zpropfile::Rewrite;
-using zpropfile::Status;
+using zfc::platform::Descriptor;
+using zfc::platform::Rewrite;
+using zfc::platform::Status;
 
 constexpr char sourceName[] = "src/Z/ZProperties";
 constexpr char companionStanza[] = "configuration-database";
@@ -34,8 +34,8 @@ class Image {
         if (stream != nullptr) std::fclose(stream);
         std::free(block);
     }
-    Image(const Image&) = delete;
-    Image& operator=(const Image&) = delete;
+    Image(Image const&) = delete;
+    Image& operator=(Image const&) = delete;
 
     [[nodiscard]] FILE* getStream() const { return stream; }
     /// Ends the writing.
@@ -62,14 +62,14 @@ class Companion {
     ~Companion() {
         if (isNew) ::unlink(path);
     }
-    Companion(const Companion&) = delete;
-    Companion& operator=(const Companion&) = delete;
+    Companion(Companion const&) = delete;
+    Companion& operator=(Companion const&) = delete;
 
     void write(std::string_view image, Status const& mainFile) {
         rewrite.emplace(path, file.get(), image);
         rewrite->apply();
         giveTo(mainFile);
-        if (isNew) zpropfile::flushDirectory(path);
+        if (isNew) zfc::platform::flushDirectory(path);
     }
     void keep() noexcept {
         rewrite->keep();
@@ -81,15 +81,15 @@ class Companion {
     static constexpr int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
 
     void open() {
-        file = zfile::openFile(path, flags);
+        file = zfc::platform::openFile(path, flags);
         if (!file.isOpen() && errno == ENOENT) return;
         if (!file.isOpen()) refuse(errno);
-        auto const status = zpropfile::statusOf(file.get());
+        auto const status = zfc::platform::statusOf(file.get());
         if (!status) refuse(errno);
         if (!status->isRegular()) refuse(EINVAL);
     }
     void create() {
-        file = zfile::openFile(path, flags | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
+        file = zfc::platform::openFile(path, flags | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
         if (!file.isOpen()) refuse(errno);
         isNew = true;
     }
@@ -103,7 +103,7 @@ class Companion {
         bool const isGiven = fchown(file.get(), mainFile.owner, mainFile.group) == 0 ||
                              fchown(file.get(), static_cast<uid_t>(-1), mainFile.group) == 0;
         if (!isGiven) permissions &= ~static_cast<mode_t>(S_IRWXG);
-        (void)fchmod(file.get(), permissions);
+        static_cast<void>(fchmod(file.get(), permissions));
     }
 
     char const* path;
@@ -185,20 +185,20 @@ std::string_view bytesOf(ZBuffer const& buffer) {
 }
 
 /// Both files, or neither; the time that the main file has then.
-long writeFiles(char const* path, zpropfile::LockedFile& target, std::string_view image,
+long writeFiles(char const* path, zfc::platform::LockedFile& target, std::string_view image,
                 std::optional<Companion>& companion, std::string_view companionImage) {
     if (companion) companion->write(companionImage, target.status());
     Rewrite rewrite(path, target.descriptor(), image);
     rewrite.apply();
-    if (target.status().size == 0) zpropfile::flushDirectory(path);
+    if (target.status().size == 0) zfc::platform::flushDirectory(path);
     rewrite.keep();
     target.keep();
     if (companion) companion->keep();
-    return zpropfile::statusOf(target.descriptor()).value_or(target.status()).modified;
+    return zfc::platform::statusOf(target.descriptor()).value_or(target.status()).modified;
 }
 
 void removeCompanion(char const* path) {
-    if (zpropfile::isLinkOrSpecial(path))
+    if (zfc::platform::isLinkOrSpecial(path))
         zraise(ZPropertiesIOException(path, "unlink()", EINVAL), sourceName, __LINE__);
     if (unlink(path) != 0 && errno != ENOENT)
         zraise(ZPropertiesIOException(path, "unlink()", errno), sourceName, __LINE__);
@@ -212,19 +212,19 @@ void ZProperties::store(char const* file) {
     ZLCString const name = resolved(file);
     char const* const path = name.getChars();
     history->refuseHalfRead(path, {});
-    zpropfile::checkFileAccess(path);
+    zfc::platform::checkFileAccess(path);
 
     Stored stored(*cache, path);
     ZLCString const companionName = stored.companionName();
     bool const hasCompanion = !companionName.isEmpty();
-    if (hasCompanion) zpropfile::checkFileAccess(companionName.getChars());
+    if (hasCompanion) zfc::platform::checkFileAccess(companionName.getChars());
     Image image;
     stored.values().be_write(path, image.getStream());
     image.finish();
     ZBuffer companionImage;
     stored.values().be_write_obfuscated(companionImage);
 
-    zpropfile::LockedFile target(path, zpropfile::Purpose::store);
+    zfc::platform::LockedFile target(path, zfc::platform::Purpose::store);
     history->refuseHalfRead(path, target.status().identity);
     std::optional<Companion> companion;
     if (hasCompanion)

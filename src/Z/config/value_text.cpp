@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace zprop {
+namespace zfc::config {
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZProperties";
@@ -67,4 +67,4 @@ ZLCString localText(ZAbstractString const& text) {
     return local;
 }
 
-}  // namespace zprop
+}  // namespace zfc::config

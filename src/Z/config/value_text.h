@@ -8,7 +8,7 @@
 #include <optional>
 #include <string_view>
 
-namespace zprop {
+namespace zfc::config {
 
 /// What `strtoul` (ISO C) with base 0 makes of the text where `unsigned long` has 32 bits: what is
 /// too large gives the greatest value, a minus sign wraps. 0 for empty text, nothing for text that
@@ -22,6 +22,6 @@ namespace zprop {
 /// behind which it would be lost; ZFromUTF8Exception (message 50) when the codeset lacks it.
 [[nodiscard]] ZLCString localText(ZAbstractString const& text);
 
-}  // namespace zprop
+}  // namespace zfc::config
 
 #endif

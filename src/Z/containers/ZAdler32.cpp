@@ -9,7 +9,7 @@ constexpr std::uint32_t base = 65521;       // the largest prime below 2^16
 constexpr unsigned int reduceAfter = 5552;  // most bytes that keep the second sum in 32 bits
 constexpr unsigned int lanes = 16;          // bytes summed side by side
 
-// Side by side is faster in vector registers alone, and there from a few steps on.
+/// Side by side is faster in vector registers alone, and there from a few steps on.
 #if defined(__SSE2__) || defined(__ARM_NEON)
 constexpr unsigned int leastForLanes = 4 * lanes;
 #else

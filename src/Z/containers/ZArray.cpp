@@ -24,7 +24,7 @@ ZAbstractArray::~ZAbstractArray() = default;
 
 void ZAbstractArray::set(unsigned int i, ZObject* obj) {
     if (ownsMembers() == 0) return setNoCopy(i, obj);
-    auto copy = zmembers::cloneOf(obj);
+    auto copy = zfc::containers::cloneOf(obj);
     setNoCopy(i, copy.get());
     static_cast<void>(copy.release());
 }
@@ -39,11 +39,11 @@ bool ZAbstractArray::contains(ZObject const* obj) const { return indexOf(obj) !=
 // -------------------------------------------------------------------------------------- ZArray
 
 ZArray::ZArray(unsigned int slots, int owns)
-    : data(zmembers::newRow(std::max(slots, 1U))),
+    : data(zfc::containers::newRow(std::max(slots, 1U))),
       ownsMembers_(owns),
       length(std::max(slots, 1U)) {}
 
-// Delegates, so that the destructor takes the clones back when a later one fails.
+/// Delegates, so that the destructor takes the clones back when a later one fails.
 ZArray::ZArray(ZArray const& other) : ZArray(other.length, other.ownsMembers_) {
     for (unsigned int i = 0; i < length; ++i)
         ZAbstractArray::set(i, other.data[i]);
@@ -51,7 +51,7 @@ ZArray::ZArray(ZArray const& other) : ZArray(other.length, other.ownsMembers_) {
 
 ZArray& ZArray::operator=(ZArray const& other) {
     ZArray copy(other);
-    zmembers::exchange(*this, copy, &ZArray::data, &ZArray::ownsMembers_, &ZArray::length);
+    zfc::containers::exchange(*this, copy, &ZArray::data, &ZArray::ownsMembers_, &ZArray::length);
     return *this;
 }
 
@@ -77,6 +77,10 @@ void ZArray::swap(unsigned int i, unsigned int j) {
     std::swap(data[i], data[j]);
 }
 
-int ZArray::indexOf(ZObject const* obj) const { return zmembers::firstMatch(data, length, obj); }
+int ZArray::indexOf(ZObject const* obj) const {
+    return zfc::containers::firstMatch(data, length, obj);
+}
 
-int ZArray::lastIndexOf(ZObject const* obj) const { return zmembers::lastMatch(data, length, obj); }
+int ZArray::lastIndexOf(ZObject const* obj) const {
+    return zfc::containers::lastMatch(data, length, obj);
+}

@@ -16,7 +16,7 @@ ZKeyEntry const* asEntry(ZObject const& object) {
 
 /// Appends what `part` gives of each entry.
 void appendParts(ZHashMap const& map, ZList& out, ZObject* (ZKeyEntry::*part)() const) {
-    zmembers::Appending appending(out);
+    zfc::containers::Appending appending(out);
     for (ZMapIterator entries(map); entries.hasMore();)
         out.add((static_cast<ZKeyEntry*>(entries.getNext())->*part)());
     appending.keep();
@@ -41,12 +41,12 @@ void ZAbstractKeyMap::putAll(ZKeyMap const& other) {
 
 // ----------------------------------------------------------------------------------- ZKeyEntry
 
-// An entry that does not copy gives the caller's own objects back, which the caller may change.
+/// An entry that does not copy gives the caller's own objects back, which the caller may change.
 ZKeyEntry::ZKeyEntry(ZObject const* keyGiven, ZObject const* valueGiven, int copyFlag)
     : key(const_cast<ZObject*>(keyGiven)), value(const_cast<ZObject*>(valueGiven)), copy(copyFlag) {
     if (copy == 0) return;
-    auto keyCopy = zmembers::cloneOf(keyGiven);
-    value = zmembers::cloneOf(valueGiven).release();
+    auto keyCopy = zfc::containers::cloneOf(keyGiven);
+    value = zfc::containers::cloneOf(valueGiven).release();
     key = keyCopy.release();
 }
 
@@ -56,8 +56,8 @@ ZKeyEntry::ZKeyEntry(ZKeyEntry const& other) : ZKeyEntry(other.key, other.value,
 
 ZKeyEntry& ZKeyEntry::operator=(ZKeyEntry const& other) {
     ZKeyEntry same(other);
-    zmembers::exchange(*this, same, &ZKeyEntry::key, &ZKeyEntry::value, &ZKeyEntry::copy,
-                       &ZKeyEntry::hashValue);
+    zfc::containers::exchange(*this, same, &ZKeyEntry::key, &ZKeyEntry::value, &ZKeyEntry::copy,
+                              &ZKeyEntry::hashValue);
     return *this;
 }
 
@@ -84,7 +84,8 @@ ZObject* ZKeyEntry::clone() const { return new ZKeyEntry(*this); }
 
 bool ZKeyEntry::equals(ZObject const& other) const {
     ZKeyEntry const* const entry = asEntry(other);
-    return entry != nullptr && entry->hashValue == hashValue && zmembers::matches(key, entry->key);
+    return entry != nullptr && entry->hashValue == hashValue &&
+           zfc::containers::matches(key, entry->key);
 }
 
 // --------------------------------------------------------------------------------- ZHashKeyMap

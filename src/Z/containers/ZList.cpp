@@ -67,7 +67,7 @@ void ZAbstractList::addList(ZList const& other) { other.subList(*this, 0, other.
 
 void ZAbstractList::subList(ZList& out, unsigned int from, unsigned int to) const {
     unsigned int const end = std::min(to, size());  // taken first: `out` may be this list
-    zmembers::Appending appending(out);
+    zfc::containers::Appending appending(out);
     for (unsigned int i = from; i < end; ++i)
         out.add(get(i));
     appending.keep();
@@ -93,10 +93,10 @@ void ZAbstractList::shuffle() {
 
 ZArrayList::ZArrayList(unsigned int room, int owns)
     : capacity_(std::max(room, 1U)), ownsMembers_(owns) {
-    zmembers::resizeRow(data, capacity_);
+    zfc::containers::resizeRow(data, capacity_);
 }
 
-// Delegates, so that the destructor takes the clones back when a later one fails.
+/// Delegates, so that the destructor takes the clones back when a later one fails.
 ZArrayList::ZArrayList(ZArrayList const& other) : ZArrayList(other.capacity_, other.ownsMembers_) {
     for (unsigned int i = 0; i < other.count; ++i)
         ZArrayList::add(other.data[i]);
@@ -104,8 +104,8 @@ ZArrayList::ZArrayList(ZArrayList const& other) : ZArrayList(other.capacity_, ot
 
 ZArrayList& ZArrayList::operator=(ZArrayList const& other) {
     ZArrayList copy(other);
-    zmembers::exchange(*this, copy, &ZArrayList::capacity_, &ZArrayList::data, &ZArrayList::count,
-                       &ZArrayList::ownsMembers_);
+    zfc::containers::exchange(*this, copy, &ZArrayList::capacity_, &ZArrayList::data,
+                              &ZArrayList::count, &ZArrayList::ownsMembers_);
     return *this;
 }
 
@@ -115,13 +115,13 @@ ZObject* ZArrayList::clone() const { return new ZArrayList(*this); }
 
 void ZArrayList::grow() {
     unsigned int const room = capacity_ + std::max(capacity_ / 2, 1U);
-    zmembers::resizeRow(data, room);
+    zfc::containers::resizeRow(data, room);
     capacity_ = room;
 }
 
 void ZArrayList::set(unsigned int i, ZObject* obj) {
     if (i >= count || ownsMembers_ == 0) return setNoCopy(i, obj);
-    setNoCopy(i, zmembers::cloneOf(obj).release());
+    setNoCopy(i, zfc::containers::cloneOf(obj).release());
 }
 
 void ZArrayList::setNoCopy(unsigned int i, ZObject* obj) {
@@ -132,14 +132,14 @@ void ZArrayList::setNoCopy(unsigned int i, ZObject* obj) {
 
 void ZArrayList::add(ZObject* obj) {
     if (ownsMembers_ == 0) return ZArrayList::addNoCopy(obj);
-    auto copy = zmembers::cloneOf(obj);
+    auto copy = zfc::containers::cloneOf(obj);
     ZArrayList::addNoCopy(copy.get());
     static_cast<void>(copy.release());
 }
 
 void ZArrayList::add(unsigned int i, ZObject* obj) {
     if (i > count || ownsMembers_ == 0) return ZArrayList::addNoCopy(i, obj);
-    auto copy = zmembers::cloneOf(obj);
+    auto copy = zfc::containers::cloneOf(obj);
     ZArrayList::addNoCopy(i, copy.get());
     static_cast<void>(copy.release());
 }
@@ -168,10 +168,12 @@ void ZArrayList::removeAll() {
     count = 0;
 }
 
-int ZArrayList::indexOf(ZObject const* obj) const { return zmembers::firstMatch(data, count, obj); }
+int ZArrayList::indexOf(ZObject const* obj) const {
+    return zfc::containers::firstMatch(data, count, obj);
+}
 
 int ZArrayList::lastIndexOf(ZObject const* obj) const {
-    return zmembers::lastMatch(data, count, obj);
+    return zfc::containers::lastMatch(data, count, obj);
 }
 
 void ZArrayList::swap(unsigned int i, unsigned int j) {

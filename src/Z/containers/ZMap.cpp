@@ -10,7 +10,7 @@
 
 namespace {
 
-using zmembers::Bucket;
+using zfc::containers::Bucket;
 
 constexpr unsigned int leastSize = 2;
 
@@ -159,7 +159,7 @@ void ZHashMap::removeAll() {
 }
 
 void ZHashMap::list(ZList& out) const {
-    zmembers::Appending appending(out);
+    zfc::containers::Appending appending(out);
     for (unsigned int i = 0; i < buckets.size(); ++i) {
         if (Bucket const* const bucket = bucketAt(i)) bucket->list(out);
     }

@@ -13,18 +13,18 @@ namespace {
 
 constexpr char sourceName[] = "src/Z/ZQCSUTF8Converter";
 
-using Conversion = int (*)(qcs_cs_handle, const char*, unsigned int, char*, unsigned int);
+using Conversion = int (*)(qcs_cs_handle, char const*, unsigned int, char*, unsigned int);
 
 /// Chooses the directory and gives `codeset` back. Comes before the first member is made: a string
 /// would end the process where this throws.
-const char* withDirectory(const char* codeset, const char* dir) {
+char const* withDirectory(char const* codeset, char const* dir) {
     if (dir == nullptr && getenv("QCSDIR") == nullptr)
         zraise(ZNoQCSEnvironmentException(), sourceName, __LINE__);
     zset_cs_dir(dir);
     return codeset;
 }
 
-void convert(ZCodesetHandle codeset, Conversion conversion, unsigned int factor, const char* text,
+void convert(ZCodesetHandle codeset, Conversion conversion, unsigned int factor, char const* text,
              ZBuffer& out) {
     if (text == nullptr) text = "";
     std::uint64_t const length = strlen(text);
@@ -44,7 +44,7 @@ ZAbstractUTF8Converter::~ZAbstractUTF8Converter() = default;
 
 ZQCSUTF8Converter::ZQCSUTF8Converter() : localCodeSetName(withDirectory("", nullptr)) {}
 
-ZQCSUTF8Converter::ZQCSUTF8Converter(const char* codeset, const char* dir)
+ZQCSUTF8Converter::ZQCSUTF8Converter(char const* codeset, char const* dir)
     : localCodeSetName(withDirectory(codeset, dir)) {
     std::array<char, 32> name{};
     if (codeset == nullptr && qcs_os_cs_name(name.data(), name.size()) == 0)
@@ -59,12 +59,12 @@ ZQCSUTF8Converter::~ZQCSUTF8Converter() {
     if (codesetHandle != 0) qcs_cs_free(codesetHandle);
 }
 
-const ZLCConstString& ZQCSUTF8Converter::getLocalCodeSet() const { return localCodeSetView; }
+ZLCConstString const& ZQCSUTF8Converter::getLocalCodeSet() const { return localCodeSetView; }
 
-void ZQCSUTF8Converter::convertToUTF8(const char* local, ZBuffer& out) {
+void ZQCSUTF8Converter::convertToUTF8(char const* local, ZBuffer& out) {
     convert(codesetHandle, qcs_to_utf8, 3, local, out);
 }
 
-void ZQCSUTF8Converter::convertToLocal(const char* utf8, ZBuffer& out) {
+void ZQCSUTF8Converter::convertToLocal(char const* utf8, ZBuffer& out) {
     convert(codesetHandle, qcs_from_utf8, 2, utf8, out);
 }

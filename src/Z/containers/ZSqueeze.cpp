@@ -159,8 +159,8 @@ class Expansion {
         status = inflateInit(&stream);
     }
     ~Expansion() { inflateEnd(&stream); }
-    Expansion(const Expansion&) = delete;
-    Expansion& operator=(const Expansion&) = delete;
+    Expansion(Expansion const&) = delete;
+    Expansion& operator=(Expansion const&) = delete;
 
     /// Goes on until the stream or its input ends, or the block of `room` bytes is full. The block
     /// may have moved since the last call, with its bytes.
@@ -185,14 +185,15 @@ class Expansion {
 [[nodiscard]] bool resize(std::unique_ptr<char, ZFree>& block, std::size_t bytes) {
     void* const resized = std::realloc(block.get(), bytes);
     if (resized == nullptr) return false;
-    (void)block.release();
+    static_cast<void>(block.release());
     block.reset(static_cast<char*>(resized));
     return true;
 }
 
 }  // namespace
 
-int zsqueeze::expand(void const* source, std::size_t length, std::size_t most, Expanded& out) {
+int zfc::containers::expand(void const* source, std::size_t length, std::size_t most,
+                            Expanded& out) {
     if (!fits(length)) return Z_DATA_ERROR;  // else its beginning might pass for the whole
     Expansion expansion(source, length);
     std::size_t room = 0;

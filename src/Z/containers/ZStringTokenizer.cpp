@@ -12,15 +12,15 @@ constexpr char defaultDelimiters[] = " \t\r\n";
 
 using OwnedString = std::unique_ptr<ZAbstractMutableString>;
 
-bool isUtf8(const ZAbstractString& string) { return string.getCodesetHandle() == zgetUTF8Handle(); }
+bool isUtf8(ZAbstractString const& string) { return string.getCodesetHandle() == zgetUTF8Handle(); }
 
 /// Greatest length of a character when the source is in the local codeset, else 0.
-int greatestLocal(const ZAbstractString& source) {
+int greatestLocal(ZAbstractString const& source) {
     return source.getCodesetHandle() == zgetLCSHandle() ? zlcs_mb_max() : 0;
 }
 
 /// An empty string of the family of `source`, once the target is known to be of it too.
-OwnedString newDelimiters(const ZAbstractString& source, const ZAbstractString& target) {
+OwnedString newDelimiters(ZAbstractString const& source, ZAbstractString const& target) {
     if (source.getCodesetHandle() != target.getCodesetHandle())
         zraise(ZUnsupportedException(), sourceName, __LINE__);
     if (isUtf8(source)) return std::make_unique<ZUTF8String>();
@@ -28,7 +28,7 @@ OwnedString newDelimiters(const ZAbstractString& source, const ZAbstractString& 
 }
 
 /// A set that conversion has emptied would never split anything.
-void requireConverted(const ZAbstractString& converted, const ZAbstractString& original) {
+void requireConverted(ZAbstractString const& converted, ZAbstractString const& original) {
     if (!converted.isEmpty() || original.isEmpty()) return;
     if (isUtf8(converted)) zraise(ZToUTF8Exception(), sourceName, __LINE__);
     zraise(ZFromUTF8Exception(), sourceName, __LINE__);
@@ -36,7 +36,7 @@ void requireConverted(const ZAbstractString& converted, const ZAbstractString& o
 
 }  // namespace
 
-ZStringTokenizer::ZStringTokenizer(const ZAbstractString& text, ZAbstractMutableString& token)
+ZStringTokenizer::ZStringTokenizer(ZAbstractString const& text, ZAbstractMutableString& token)
     : position(text.getChars()),
       source(&text),
       target(token),
@@ -45,8 +45,8 @@ ZStringTokenizer::ZStringTokenizer(const ZAbstractString& text, ZAbstractMutable
     delimiters->setChars(defaultDelimiters);
 }
 
-ZStringTokenizer::ZStringTokenizer(const ZAbstractString& text, ZAbstractMutableString& token,
-                                   const ZAbstractString& delims)
+ZStringTokenizer::ZStringTokenizer(ZAbstractString const& text, ZAbstractMutableString& token,
+                                   ZAbstractString const& delims)
     : position(text.getChars()),
       source(&text),
       target(token),
@@ -56,7 +56,7 @@ ZStringTokenizer::ZStringTokenizer(const ZAbstractString& text, ZAbstractMutable
     requireConverted(*delimiters, delims);
 }
 
-ZStringTokenizer::ZStringTokenizer(const ZStringTokenizer& other)
+ZStringTokenizer::ZStringTokenizer(ZStringTokenizer const& other)
     : ZAbstractIterator(other),
       position(other.position),
       source(other.source),
@@ -68,7 +68,7 @@ ZStringTokenizer::~ZStringTokenizer() = default;
 
 ZStringTokenizer* ZStringTokenizer::clone() const { return new ZStringTokenizer(*this); }
 
-bool ZStringTokenizer::hasMore(const ZAbstractString& delims) {
+bool ZStringTokenizer::hasMore(ZAbstractString const& delims) {
     if (position == nullptr) return false;
     position += skipAll(delims);
     return *position != '\0';
@@ -76,7 +76,7 @@ bool ZStringTokenizer::hasMore(const ZAbstractString& delims) {
 
 bool ZStringTokenizer::hasMore() { return hasMore(*delimiters); }
 
-ZAbstractMutableString* ZStringTokenizer::getNext(const ZAbstractString& delims) {
+ZAbstractMutableString* ZStringTokenizer::getNext(ZAbstractString const& delims) {
     if (position == nullptr) return nullptr;
     unsigned int size = skipOther(delims);
     if (size == 0) {  // else hasMore() has passed the delimiters already
@@ -94,18 +94,18 @@ ZAbstractMutableString* ZStringTokenizer::getNext() { return getNext(*delimiters
 void ZStringTokenizer::reset() { position = source->getChars(); }
 
 /// Bytes of the delimiters from the position on.
-unsigned int ZStringTokenizer::skipAll(const ZAbstractString& delims) const {
+unsigned int ZStringTokenizer::skipAll(ZAbstractString const& delims) const {
     return checkedStop(zstrspn(source->getCodesetHandle(), position, delims.getChars()));
 }
 
 /// Bytes of the token at the position.
-unsigned int ZStringTokenizer::skipOther(const ZAbstractString& delims) const {
+unsigned int ZStringTokenizer::skipOther(ZAbstractString const& delims) const {
     return checkedStop(zstrcspn(source->getCodesetHandle(), position, delims.getChars()));
 }
 
 /// The bytes passed, once it is sure that no malformed character stopped the walk.
 unsigned int ZStringTokenizer::checkedStop(unsigned int passed) const {
-    const char* const stop = position + passed;
+    char const* const stop = position + passed;
     if (mbMax == 1 || zisAscii(*stop)) return passed;
     auto const before = static_cast<unsigned int>(stop - source->getChars());
     if (zmblen(source->getCodesetHandle(), stop, source->getLength() - before) < 0)

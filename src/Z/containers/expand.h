@@ -8,7 +8,7 @@
 #include <memory>
 #include <string_view>
 
-namespace zsqueeze {
+namespace zfc::containers {
 
 struct Expanded {
     std::unique_ptr<char, ZFree> block;
@@ -23,6 +23,6 @@ struct Expanded {
 /// bytes, below 4 GiB; `out` is then void.
 [[nodiscard]] int expand(void const* source, std::size_t length, std::size_t most, Expanded& out);
 
-}  // namespace zsqueeze
+}  // namespace zfc::containers
 
 #endif

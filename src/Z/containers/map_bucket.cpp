@@ -7,7 +7,7 @@
 #include "Z/ZException.h"
 #include "Z/containers/members.h"
 
-namespace zmembers {
+namespace zfc::containers {
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZMap";
@@ -138,4 +138,4 @@ void Bucket::removeAll() {
     ZArrayMap::removeAll();
 }
 
-}  // namespace zmembers
+}  // namespace zfc::containers

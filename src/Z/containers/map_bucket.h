@@ -8,7 +8,7 @@
 #include "Z/ZMap.h"
 #include "Z/zfree.h"
 
-namespace zmembers {
+namespace zfc::containers {
 
 /// The places of hashed members in a row: an open-addressing table that is at most half full.
 class PlaceIndex {
@@ -84,6 +84,6 @@ class Bucket : public ZArrayMap {
     PlaceIndex index;  // none while the bucket is small
 };
 
-}  // namespace zmembers
+}  // namespace zfc::containers
 
 #endif

@@ -4,7 +4,7 @@
 
 #include "Z/ZException.h"
 
-namespace zmembers {
+namespace zfc::containers {
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZArray";
@@ -63,4 +63,4 @@ Appending::~Appending() {
         list.remove(list.size() - 1);
 }
 
-}  // namespace zmembers
+}  // namespace zfc::containers

@@ -9,7 +9,7 @@
 #include "Z/ZObject.h"
 #include "Z/zfree.h"
 
-namespace zmembers {
+namespace zfc::containers {
 
 /// Members side by side.
 using Row = std::unique_ptr<ZObject*[], ZFree>;
@@ -45,8 +45,8 @@ class Appending {
   public:
     explicit Appending(ZList& changed) : list(changed), size(changed.size()) {}
     ~Appending();
-    Appending(const Appending&) = delete;
-    Appending& operator=(const Appending&) = delete;
+    Appending(Appending const&) = delete;
+    Appending& operator=(Appending const&) = delete;
 
     void keep() { kept = true; }
 
@@ -56,6 +56,6 @@ class Appending {
     bool kept = false;
 };
 
-}  // namespace zmembers
+}  // namespace zfc::containers
 
 #endif

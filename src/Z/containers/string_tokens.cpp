@@ -1,4 +1,4 @@
-// Collecting the tokens of a string in a list: apart, because lists stand above strings.
+/// Collecting the tokens of a string in a list: apart, because lists stand above strings.
 #include <memory>
 
 #include "Z/ZList.h"

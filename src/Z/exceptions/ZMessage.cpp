@@ -20,8 +20,8 @@ class ReportStream {
   public:
     ReportStream() { flockfile(stderr); }
     ~ReportStream() { funlockfile(stderr); }
-    ReportStream(const ReportStream&) = delete;
-    ReportStream& operator=(const ReportStream&) = delete;
+    ReportStream(ReportStream const&) = delete;
+    ReportStream& operator=(ReportStream const&) = delete;
 };
 
 char const* shown(char const* text) { return text == nullptr ? "(null)" : text; }
@@ -38,8 +38,8 @@ class InsertWriter {
         va_copy(args, values);
     }
     ~InsertWriter() { va_end(args); }
-    InsertWriter(const InsertWriter&) = delete;
-    InsertWriter& operator=(const InsertWriter&) = delete;
+    InsertWriter(InsertWriter const&) = delete;
+    InsertWriter& operator=(InsertWriter const&) = delete;
 
     void writeNext(ZZException::InsertKind wanted) {
         if (inserts != nullptr && next == inserts->count) return;

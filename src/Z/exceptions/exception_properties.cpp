@@ -1,4 +1,4 @@
-// The properties family of the exception tree: configuration files.
+/// The properties family of the exception tree: configuration files.
 #include "Z/ZException.h"
 
 ZPropertiesException::ZPropertiesException(int number, char const* className, char const* propFile)

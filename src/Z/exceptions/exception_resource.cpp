@@ -1,4 +1,4 @@
-// The resource family of the exception tree: locks and lock files.
+/// The resource family of the exception tree: locks and lock files.
 #include "Z/ZException.h"
 
 ZResourceException::ZResourceException(int number, int result)

@@ -60,8 +60,8 @@ std::array<char const*, ZDefaultMessageService::NUM_MSGS> const ZDefaultMsgs = {
 
 namespace {
 
-// In the static block of thread storage: reached without the allocation that a library loaded late
-// would need for its first access, so that a report of exhausted memory still works.
+/// In the static block of thread storage: reached without the allocation that a library loaded late
+/// would need for its first access, so that a report of exhausted memory still works.
 [[gnu::tls_model("initial-exec")]] thread_local ZReportInserts const* currentInserts = nullptr;
 
 }  // namespace

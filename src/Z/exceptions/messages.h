@@ -23,8 +23,8 @@ class ZReportScope {
   public:
     explicit ZReportScope(ZReportInserts const& inserts) noexcept;
     ~ZReportScope();
-    ZReportScope(const ZReportScope&) = delete;
-    ZReportScope& operator=(const ZReportScope&) = delete;
+    ZReportScope(ZReportScope const&) = delete;
+    ZReportScope& operator=(ZReportScope const&) = delete;
 
     /// The inserts announced for `exception`; null when it is printed without an announcement.
     [[nodiscard]] static ZReportInserts const* find(ZZException const* exception) noexcept;

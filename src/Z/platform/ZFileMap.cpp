@@ -24,21 +24,23 @@ off_t sizeOf(char const* path) {
 
 /// Makes the file `size` bytes long by its last byte. 0 or an `errno` value.
 int extend(int fd, off_t size) {
-    if (zfile::exceedsSizeLimit(size)) return EFBIG;
+    if (zfc::platform::exceedsSizeLimit(size)) return EFBIG;
     char const zero = 0;
-    return zfile::uninterrupted([&] { return pwrite(fd, &zero, 1, size - 1); }) == 1 ? 0 : errno;
+    return zfc::platform::uninterrupted([&] { return pwrite(fd, &zero, 1, size - 1); }) == 1
+               ? 0
+               : errno;
 }
 
 }  // namespace
 
-ZAbstractFileMap::ZAbstractFileMap(const ZLCString& name, zmapmode mapMode, int mapFlags)
+ZAbstractFileMap::ZAbstractFileMap(ZLCString const& name, zmapmode mapMode, int mapFlags)
     : fileName(name), mode(mapMode), flags(mapFlags) {}
 ZAbstractFileMap::~ZAbstractFileMap() = default;
 
-ZUnixFileMap::ZUnixFileMap(const ZLCString& name, zmapmode mapMode, int mapFlags)
+ZUnixFileMap::ZUnixFileMap(ZLCString const& name, zmapmode mapMode, int mapFlags)
     : ZAbstractFileMap(name, mapMode, mapFlags) {}
 
-ZUnixFileMap& ZUnixFileMap::operator=(const ZUnixFileMap& other) {
+ZUnixFileMap& ZUnixFileMap::operator=(ZUnixFileMap const& other) {
     if (&other != this && other.address != nullptr) mapfile(nullptr, 0);
     return *this;
 }
@@ -51,8 +53,8 @@ ZUnixFileMap::~ZUnixFileMap() {
 /// 0 with `fd` set, or an `errno` value.
 int ZUnixFileMap::openFile(int extraFlags) {
     int const access = mode == readWrite ? O_RDWR : O_RDONLY;
-    auto opened =
-        zfile::openFile(fileName.getChars(), access | extraFlags | O_NONBLOCK, ownerReadWrite);
+    auto opened = zfc::platform::openFile(fileName.getChars(), access | extraFlags | O_NONBLOCK,
+                                          ownerReadWrite);
     if (!opened.isOpen()) return errno;
     fd = opened.release();
     return 0;

@@ -16,13 +16,13 @@ namespace {
 
 constexpr char sourceName[] = "src/Z/ZLocalHostName";
 
-// The lines that reports name; programs that read reports know them.
+/// The lines that reports name; programs that read reports know them.
 constexpr int lineOfMemory = 50;
 constexpr int lineOfHostName = 69;
 constexpr int lineOfLookUp = 82;
 
 constexpr std::size_t nameSize = 256;
-// Of what the resolver stores beside the name: all aliases and addresses of the machine.
+/// Of what the resolver stores beside the name: all aliases and addresses of the machine.
 constexpr std::size_t firstEntrySize = 1024;
 constexpr std::size_t largestEntrySize = 1U << 24U;
 

@@ -4,7 +4,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-namespace zfile {
+namespace zfc::platform {
 
 void Descriptor::close() noexcept {
     if (!isOpen()) return;
@@ -27,4 +27,4 @@ bool exceedsSizeLimit(off_t size) {
            static_cast<rlim_t>(size) > limit.rlim_cur;
 }
 
-}  // namespace zfile
+}  // namespace zfc::platform

@@ -9,7 +9,7 @@
 
 #include "Z/utility/cancellation_off.h"
 
-namespace zfile {
+namespace zfc::platform {
 
 /// An open descriptor, closed with the object.
 class Descriptor {
@@ -55,6 +55,6 @@ auto uninterrupted(Call systemCall) {
 
 using CancellationOff = ZCancellationOff;
 
-}  // namespace zfile
+}  // namespace zfc::platform
 
 #endif

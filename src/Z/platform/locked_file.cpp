@@ -11,10 +11,10 @@
 #include <cstdio>
 #include <cstring>
 
-namespace zpropfile {
+namespace zfc::platform {
 namespace {
 
-using zfile::openFile;
+using zfc::platform::openFile;
 
 constexpr char sourceName[] = "src/Z/ZProperties";
 constexpr std::size_t workingDirectorySize = 1024;
@@ -53,7 +53,7 @@ constexpr std::size_t workingDirectorySize = 1024;
 constexpr int openFlags = O_NONBLOCK | O_NOCTTY;  // so that a pipe or a device does not hold us
 
 struct Opened {
-    zfile::Descriptor file;
+    zfc::platform::Descriptor file;
     bool isNew = false;  // it was not there before
 };
 
@@ -116,9 +116,10 @@ bool LockedFile::tryOpen(Purpose purpose, char const* api) {
     file.close();  // with its lock, which would refuse ours
     Opened opened = openRegular(path, purpose, api);
     file = std::move(opened.file);
-    auto const mode =
-        purpose == Purpose::load ? zfile::LockMode::shared : zfile::LockMode::exclusive;
-    int const rc = setRecordLock(file.get(), mode, zfile::wholeFile, zfile::LockWait::no);
+    auto const mode = purpose == Purpose::load ? zfc::platform::LockMode::shared
+                                               : zfc::platform::LockMode::exclusive;
+    int const rc =
+        setRecordLock(file.get(), mode, zfc::platform::wholeFile, zfc::platform::LockWait::no);
     if (rc != 0) zraise(ZPropertiesIOException(path, "fcntl()", rc), sourceName, __LINE__);
     auto const held = statusOf(file.get());
     auto const named = statusOf(path);
@@ -139,13 +140,13 @@ LockedFile::~LockedFile() {
 FILE* LockedFile::intoStream() {
     FILE* const stream = fdopen(file.get(), "r");
     if (stream == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    (void)file.release();
+    static_cast<void>(file.release());
     return stream;
 }
 
 void flushDirectory(char const* path) noexcept {
     try {
-        zfile::Descriptor const directory =
+        zfc::platform::Descriptor const directory =
             openFile(directoryOf(path).getChars(), O_RDONLY | O_DIRECTORY);
         if (directory.isOpen()) fsync(directory.get());
     } catch (ZException const&) {
@@ -153,4 +154,4 @@ void flushDirectory(char const* path) noexcept {
     }
 }
 
-}  // namespace zpropfile
+}  // namespace zfc::platform

@@ -12,7 +12,7 @@
 #include <optional>
 #include <string_view>
 
-namespace zpropfile {
+namespace zfc::platform {
 
 /// What identifies a file whatever its name.
 struct Identity {
@@ -60,8 +60,8 @@ class LockedFile {
     /// Removes a file that was created here and is still empty, unless keep() was called. One that
     /// could not be locked stays: another process may be about to write it.
     ~LockedFile();
-    LockedFile(const LockedFile&) = delete;
-    LockedFile& operator=(const LockedFile&) = delete;
+    LockedFile(LockedFile const&) = delete;
+    LockedFile& operator=(LockedFile const&) = delete;
 
     void keep() noexcept { isNew = false; }
     [[nodiscard]] int descriptor() const { return file.get(); }
@@ -74,7 +74,7 @@ class LockedFile {
     [[nodiscard]] bool tryOpen(Purpose purpose, char const* api);
 
     char const* path;
-    zfile::Descriptor file;
+    zfc::platform::Descriptor file;
     Status found;
     bool isNew = false;  // created here, and to be removed
 };
@@ -85,8 +85,8 @@ class Rewrite {
     /// Reads the old bytes ("fread()"). Name, descriptor and image are used until the end.
     Rewrite(char const* filePath, int descriptor, std::string_view newImage);
     ~Rewrite();
-    Rewrite(const Rewrite&) = delete;
-    Rewrite& operator=(const Rewrite&) = delete;
+    Rewrite(Rewrite const&) = delete;
+    Rewrite& operator=(Rewrite const&) = delete;
 
     /// Makes the file hold the image, flushed to the device; a file that holds it already is not
     /// written. Before a byte is overwritten, the space is reserved ("fallocate()"), the process's
@@ -116,6 +116,6 @@ class Rewrite {
 /// Flushes the directory entry of a new file. What fails here is not reported: the file is whole.
 void flushDirectory(char const* path) noexcept;
 
-}  // namespace zpropfile
+}  // namespace zfc::platform
 
 #endif

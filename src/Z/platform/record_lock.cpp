@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-namespace zfile {
+namespace zfc::platform {
 namespace {
 
 short systemType(LockMode mode) {
@@ -57,4 +57,4 @@ int findRecordLock(int fd, LockRange range, LockMode& mode) {
     return 0;
 }
 
-}  // namespace zfile
+}  // namespace zfc::platform

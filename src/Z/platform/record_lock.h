@@ -8,7 +8,7 @@
 
 #include <sys/types.h>
 
-namespace zfile {
+namespace zfc::platform {
 
 /// Bytes of a file; length 0 reaches to the end, wherever that will be.
 struct LockRange {
@@ -28,6 +28,6 @@ enum class LockWait { no, yes };
 /// LockMode::none when there is none. 0 when found out, else the errno.
 [[nodiscard]] int findRecordLock(int fd, LockRange range, LockMode& mode);
 
-}  // namespace zfile
+}  // namespace zfc::platform
 
 #endif

@@ -6,10 +6,10 @@
 
 #include <algorithm>
 
-namespace zpropfile {
+namespace zfc::platform {
 namespace {
 
-using zfile::uninterrupted;
+using zfc::platform::uninterrupted;
 
 constexpr char sourceName[] = "src/Z/ZProperties";
 
@@ -77,7 +77,7 @@ void Rewrite::apply() {
 }
 
 void Rewrite::checkSizeLimit() const {
-    if (zfile::exceedsSizeLimit(static_cast<off_t>(image.size())))
+    if (zfc::platform::exceedsSizeLimit(static_cast<off_t>(image.size())))
         zraise(ZPropertiesIOException(path, "write()", EFBIG), sourceName, __LINE__);
 }
 
@@ -109,12 +109,12 @@ void Rewrite::putBack() const noexcept {
     std::string_view const bytes = oldBytes();
     auto const size = static_cast<off_t>(bytes.size());
     // A file that was longer than the limit has not grown; what was cut off it cannot be written.
-    bool const isTooLong = zfile::exceedsSizeLimit(size);
+    bool const isTooLong = zfc::platform::exceedsSizeLimit(size);
     if (stage == Stage::overwritten)
-        (void)writeAll(fd, 0, isTooLong ? bytes.substr(0, image.size()) : bytes);
+        static_cast<void>(writeAll(fd, 0, isTooLong ? bytes.substr(0, image.size()) : bytes));
     // Also gives back what was reserved behind the end.
-    if (!isTooLong) (void)uninterrupted([&] { return ftruncate(fd, size); });
+    if (!isTooLong) static_cast<void>(uninterrupted([&] { return ftruncate(fd, size); }));
     fsync(fd);
 }
 
-}  // namespace zpropfile
+}  // namespace zfc::platform

@@ -13,15 +13,15 @@
 
 namespace {
 
-using zprocess::dataRange;
-using zprocess::gateRange;
-using zprocess::TimeLimit;
+using zfc::process_locks::dataRange;
+using zfc::process_locks::gateRange;
+using zfc::process_locks::TimeLimit;
 
 constexpr char sourceName[] = "src/Z/ZFileLock";
 
 static_assert(sizeof(unsigned int) == dataRange.length && sizeof(pid_t) == gateRange.length);
 
-bool isUsableDirectory(const char* path) {
+bool isUsableDirectory(char const* path) {
     struct stat status {};
     return stat(path, &status) == 0 && S_ISDIR(status.st_mode) && (status.st_mode & S_IWUSR) != 0 &&
            (status.st_mode & S_IXUSR) != 0;
@@ -44,8 +44,8 @@ class ZAbstractProcessReadWriteFileLock::FileHold {
         }
         lock.lockState = zlockUnset;
     }
-    FileHold(const FileHold&) = delete;
-    FileHold& operator=(const FileHold&) = delete;
+    FileHold(FileHold const&) = delete;
+    FileHold& operator=(FileHold const&) = delete;
     void keep() { kept = true; }
 
   private:
@@ -68,8 +68,8 @@ class ZAbstractProcessReadWriteFileLock::Hold {
             zreportException(exception);
         }
     }
-    Hold(const Hold&) = delete;
-    Hold& operator=(const Hold&) = delete;
+    Hold(Hold const&) = delete;
+    Hold& operator=(Hold const&) = delete;
     void take(zlockstate requested) {
         lock.dolock(requested);
         held = true;
@@ -87,36 +87,36 @@ class ZAbstractProcessReadWriteFileLock::Hold {
 
 // ------------------------------------------------------------------------------ making and names
 
-ZAbstractProcessReadWriteFileLock::ZAbstractProcessReadWriteFileLock(const char* name,
-                                                                     const char* directory)
+ZAbstractProcessReadWriteFileLock::ZAbstractProcessReadWriteFileLock(char const* name,
+                                                                     char const* directory)
     : ZAbstractProcessReadWriteLock(name) {
     ZAbstractProcessReadWriteFileLock::setLockDirName(directory);
     enter();
 }
 
-ZAbstractProcessReadWriteFileLock::ZAbstractProcessReadWriteFileLock(const char* name)
+ZAbstractProcessReadWriteFileLock::ZAbstractProcessReadWriteFileLock(char const* name)
     : ZAbstractProcessReadWriteLock(name), lockDirName(".") {
     enter();
 }
 
 ZAbstractProcessReadWriteFileLock::ZAbstractProcessReadWriteFileLock(
-    const ZAbstractProcessReadWriteFileLock& other)
+    ZAbstractProcessReadWriteFileLock const& other)
     : ZAbstractProcessReadWriteLock(other), lockDirName(other.lockDirName) {
     enter();
 }
 
 ZAbstractProcessReadWriteFileLock::~ZAbstractProcessReadWriteFileLock() {
-    zprocess::recordOf(*this).fileLock = nullptr;
+    zfc::process_locks::recordOf(*this).fileLock = nullptr;
 }
 
 void ZAbstractProcessReadWriteFileLock::enter() {
     ZAbstractProcessReadWriteFileLock::setLockFileName(getLockName().getChars());
-    zprocess::recordOf(*this).fileLock = &fileLock;
+    zfc::process_locks::recordOf(*this).fileLock = &fileLock;
 }
 
 ZLCString const& ZAbstractProcessReadWriteFileLock::getLockDirName() const { return lockDirName; }
 
-void ZAbstractProcessReadWriteFileLock::setLockDirName(const char* directory) {
+void ZAbstractProcessReadWriteFileLock::setLockDirName(char const* directory) {
     if (directory != nullptr && !isUsableDirectory(directory))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
     ZLCString const name(directory);
@@ -130,10 +130,10 @@ void ZAbstractProcessReadWriteFileLock::setLockDirName(const char* directory) {
 
 ZLCString const& ZAbstractProcessReadWriteFileLock::getLockFileName() const { return lockFileName; }
 
-void ZAbstractProcessReadWriteFileLock::setLockFileName(const char* name) {
+void ZAbstractProcessReadWriteFileLock::setLockFileName(char const* name) {
     ZLCString path(lockDirName);
     if (path.getLength() > 0) path += '/';
-    path += zprocess::filePrefix;
+    path += zfc::process_locks::filePrefix;
     path += ZLCString(name);
     lockFileName = path;
 }
@@ -160,7 +160,7 @@ void ZAbstractProcessReadWriteFileLock::lock(zlockstate requested) {
 bool ZAbstractProcessReadWriteFileLock::mustTell() const {
     if (isCurrent() != 0 || countObservers() == 0) return false;
     // A thread that reads below this request as well cannot write.
-    return zprocess::recordOf(*this).readers.own() <= 1;
+    return zfc::process_locks::recordOf(*this).readers.own() <= 1;
 }
 
 /// With write held.
@@ -209,13 +209,13 @@ void ZAbstractProcessReadWriteFileLock::takeFile(zlockstate mode) {
 void ZAbstractProcessReadWriteFileLock::release() {
     ZCancellationOff const untilReleased;
     requireHolder();
-    zprocess::Readers const& readers = zprocess::recordOf(*this).readers;
+    zfc::process_locks::Readers const& readers = zfc::process_locks::recordOf(*this).readers;
     // Counting, the file and the in-process release are one section: of two last readers that leave
     // together each would otherwise take the other for the last.
     ZPersistentGuard const guard(fileLock);  // also behind the time limit of a request
-    zprocess::Read* const mine = readers.mine();
+    zfc::process_locks::Read* const mine = readers.mine();
     if (mine != nullptr) mine->sharesFile = false;
-    zprocess::AllOf steps;
+    zfc::process_locks::AllOf steps;
     // Not getReaderCount(): that knows of readers which still wait for this section, and which may
     // give up without coming here.
     if (!haveLock(zlockUnset) && readers.sharing() == 0) {
@@ -253,8 +253,8 @@ void ZAbstractProcessReadWriteFileLock::lockFile(zlockstate mode) {
                 // The failure of the request is told, not this one behind it.
             }
         }
-        Gate(const Gate&) = delete;
-        Gate& operator=(const Gate&) = delete;
+        Gate(Gate const&) = delete;
+        Gate& operator=(Gate const&) = delete;
         void release() { lock.unlockFileRange(gateRange.start, gateRange.length); }
         ZAbstractProcessReadWriteFileLock& lock;
         bool kept = false;
@@ -268,7 +268,7 @@ void ZAbstractProcessReadWriteFileLock::lockFile(zlockstate mode) {
 
 void ZAbstractProcessReadWriteFileLock::unlockFile() {
     ZCancellationOff const untilReleased;
-    zprocess::AllOf steps;
+    zfc::process_locks::AllOf steps;
     steps.run([&] { unlockFileRange(dataRange.start, dataRange.length); });
     if (getLockState() == zlockWrite)
         steps.run([&] { unlockFileRange(gateRange.start, gateRange.length); });

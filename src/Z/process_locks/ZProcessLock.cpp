@@ -38,17 +38,19 @@ unsigned long ZSequenceUpdate::getLastSequence() const { return lastSequence; }
 
 // ------------------------------------------------------------------------------------- the base
 
-ZAbstractProcessReadWriteLock::ZAbstractProcessReadWriteLock(const char* name) : lockName(name) {
-    zprocess::enter(*this);
+ZAbstractProcessReadWriteLock::ZAbstractProcessReadWriteLock(char const* name) : lockName(name) {
+    zfc::process_locks::registerLock(*this);
 }
 
 ZAbstractProcessReadWriteLock::ZAbstractProcessReadWriteLock(
-    const ZAbstractProcessReadWriteLock& other)
+    ZAbstractProcessReadWriteLock const& other)
     : ZAbstractReadWriteLock(other), lockName(other.lockName) {
-    zprocess::enter(*this);
+    zfc::process_locks::registerLock(*this);
 }
 
-ZAbstractProcessReadWriteLock::~ZAbstractProcessReadWriteLock() { zprocess::strike(*this); }
+ZAbstractProcessReadWriteLock::~ZAbstractProcessReadWriteLock() {
+    zfc::process_locks::unregisterLock(*this);
+}
 
 int ZAbstractProcessReadWriteLock::isCurrent() const {
     return getLastSequence() == getSequence() ? 1 : 0;
@@ -57,7 +59,7 @@ int ZAbstractProcessReadWriteLock::isCurrent() const {
 void ZAbstractProcessReadWriteLock::unlock(int bump) {
     ZCancellationOff const untilReleased;  // a guard's destructor would end the program
     requireHolder();
-    zprocess::AllOf steps;
+    zfc::process_locks::AllOf steps;
     steps.run([&] { sync(bump); });
     steps.run([&] { lock(zlockUnset); });
     steps.finish();
@@ -115,7 +117,7 @@ void ZAbstractProcessReadWriteLock::sync(int bump) {
 bool ZAbstractProcessReadWriteLock::lockFor(zlockstate requested, long milliseconds) {
     if (requested < zlockRead || requested > zlockWrite)
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
-    zprocess::TimeLimit const limit(*this, milliseconds);
+    zfc::process_locks::TimeLimit const limit(*this, milliseconds);
     try {
         lock(requested);
         return true;
@@ -126,7 +128,7 @@ bool ZAbstractProcessReadWriteLock::lockFor(zlockstate requested, long milliseco
 }
 
 bool ZAbstractProcessReadWriteLock::isHolder() const {
-    if (zprocess::recordOf(*this).readers.own() > 0) return true;
+    if (zfc::process_locks::recordOf(*this).readers.own() > 0) return true;
     return rwLock.haveLock(zlockWrite) && rwLock.ownWriteLock();
 }
 
@@ -134,7 +136,7 @@ void ZAbstractProcessReadWriteLock::requireHolder() const {
     if (!isHolder()) zraise(ZUnlockResourceException(6, 0), sourceName, __LINE__);
 }
 
-void ZAbstractProcessReadWriteLock::leaveProcess(zprocess::Read* read) {
+void ZAbstractProcessReadWriteLock::leaveProcess(zfc::process_locks::Read* read) {
     auto const leave = [&] {
         try {
             rwLock.unlock();
@@ -163,10 +165,11 @@ void ZAbstractProcessReadWriteLock::forgetParent() noexcept {
 
 ZAbstractProcessReadWriteLock::InProcess::InProcess(ZAbstractProcessReadWriteLock& lock,
                                                     zlockstate mode)
-    : InProcess(lock, zprocess::recordOf(lock).readers, mode) {}
+    : InProcess(lock, zfc::process_locks::recordOf(lock).readers, mode) {}
 
 ZAbstractProcessReadWriteLock::InProcess::InProcess(ZAbstractProcessReadWriteLock& lock,
-                                                    zprocess::Readers& readers, zlockstate mode)
+                                                    zfc::process_locks::Readers& readers,
+                                                    zlockstate mode)
     : owner(lock), entry(readers, mode == zlockRead) {
     if (mode == zlockWrite && readers.own() > 0)
         zraise(ZInvalidResourceStateException(owner.getLockStateName(owner.getLockState())),
@@ -189,7 +192,7 @@ ZAbstractProcessReadWriteLock::InProcess::~InProcess() {
 }
 
 void ZAbstractProcessReadWriteLock::InProcess::take(zlockstate mode) {
-    zprocess::TimeLimit* const limit = zprocess::TimeLimit::of(owner);
+    zfc::process_locks::TimeLimit* const limit = zfc::process_locks::TimeLimit::of(owner);
     if (limit == nullptr) return owner.rwLock.lock(mode);
     if (!owner.rwLock.lockFor(mode, limit->remaining()))
         zraise(ZLockResourceException(33, limit->reach()), sourceName, __LINE__);
@@ -197,9 +200,9 @@ void ZAbstractProcessReadWriteLock::InProcess::take(zlockstate mode) {
 
 // ------------------------------------------------------------------------------------- the stub
 
-ZStubProcessReadWriteLock::ZStubProcessReadWriteLock(const char* name)
+ZStubProcessReadWriteLock::ZStubProcessReadWriteLock(char const* name)
     : ZAbstractProcessReadWriteLock(name) {}
-ZStubProcessReadWriteLock::ZStubProcessReadWriteLock(const ZStubProcessReadWriteLock&) = default;
+ZStubProcessReadWriteLock::ZStubProcessReadWriteLock(ZStubProcessReadWriteLock const&) = default;
 ZStubProcessReadWriteLock::~ZStubProcessReadWriteLock() = default;
 
 ZObject* ZStubProcessReadWriteLock::clone() const { return new ZStubProcessReadWriteLock(*this); }
@@ -209,7 +212,7 @@ void ZStubProcessReadWriteLock::lock() { writeLock(); }
 void ZStubProcessReadWriteLock::lock(zlockstate requested) {
     if (requested == zlockUnset) return release();
     InProcess inProcess(*this, InProcess::modeFor(requested));
-    ZPersistentGuard const guard(zprocess::recordOf(*this).transition);
+    ZPersistentGuard const guard(zfc::process_locks::recordOf(*this).transition);
     lockState = requested;
     inProcess.keep();
 }
@@ -218,7 +221,7 @@ void ZStubProcessReadWriteLock::release() {
     ZCancellationOff const untilReleased;
     requireHolder();
     // In one section with the release, so that of two last readers one sees that it is the last.
-    zprocess::Record& record = zprocess::recordOf(*this);
+    zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
     ZPersistentGuard const guard(record.transition);
     if (rwLock.haveLock(zlockWrite)) setUpdate(0);
     leaveProcess(record.readers.mine());

@@ -7,7 +7,7 @@
 #include "Z/ZProcessLock.h"
 #include "Z/process_locks/register.h"
 
-namespace zprocess {
+namespace zfc::process_locks {
 
 /// Runs steps that must all run, whatever one of them throws. Used where threads are not cancelled.
 class AllOf {
@@ -38,8 +38,8 @@ class ReadEntry {
     ~ReadEntry() {
         if (read != nullptr && !kept) read->end();
     }
-    ReadEntry(const ReadEntry&) = delete;
-    ReadEntry& operator=(const ReadEntry&) = delete;
+    ReadEntry(ReadEntry const&) = delete;
+    ReadEntry& operator=(ReadEntry const&) = delete;
     void keep() { kept = true; }
     /// Null for none.
     [[nodiscard]] Read* get() const { return read; }
@@ -49,7 +49,7 @@ class ReadEntry {
     bool kept = false;
 };
 
-}  // namespace zprocess
+}  // namespace zfc::process_locks
 
 /// The in-process lock taken for reading or writing, and given back at the end of the scope unless
 /// it is kept.
@@ -59,11 +59,11 @@ class ZAbstractProcessReadWriteLock::InProcess {
     /// for write, which it would wait for for ever, and as ZReadWriteLock::lock().
     InProcess(ZAbstractProcessReadWriteLock& lock, zlockstate mode);
     ~InProcess();
-    InProcess(const InProcess&) = delete;
-    InProcess& operator=(const InProcess&) = delete;
+    InProcess(InProcess const&) = delete;
+    InProcess& operator=(InProcess const&) = delete;
     void keep() { kept = true; }
     /// Null for a write.
-    [[nodiscard]] zprocess::Read* read() const { return entry.get(); }
+    [[nodiscard]] zfc::process_locks::Read* read() const { return entry.get(); }
 
     /// The mode that serves a request: protect is taken as write.
     [[nodiscard]] static zlockstate modeFor(zlockstate requested) {
@@ -71,11 +71,12 @@ class ZAbstractProcessReadWriteLock::InProcess {
     }
 
   private:
-    InProcess(ZAbstractProcessReadWriteLock& lock, zprocess::Readers& readers, zlockstate mode);
+    InProcess(ZAbstractProcessReadWriteLock& lock, zfc::process_locks::Readers& readers,
+              zlockstate mode);
     void take(zlockstate mode);
 
     ZAbstractProcessReadWriteLock& owner;
-    zprocess::ReadEntry entry;
+    zfc::process_locks::ReadEntry entry;
     int updateBefore = 0;
     bool kept = false;
 };

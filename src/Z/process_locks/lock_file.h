@@ -2,7 +2,7 @@
 #ifndef Z_PROCESS_LOCKS_LOCK_FILE_H
 #define Z_PROCESS_LOCKS_LOCK_FILE_H
 
-namespace zprocess {
+namespace zfc::process_locks {
 
 /// Bytes of the lock file, as the lock's operations take them.
 struct FileRange {
@@ -14,6 +14,6 @@ constexpr FileRange gateRange{4, 4};  // the pid; and queue here first
 
 constexpr char filePrefix[] = "._zpl";
 
-}  // namespace zprocess
+}  // namespace zfc::process_locks
 
 #endif

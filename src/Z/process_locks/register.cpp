@@ -12,7 +12,7 @@
 #include "Z/threads/forked_child.h"
 #include "Z/threads/persistent_guard.h"
 
-namespace zprocess {
+namespace zfc::process_locks {
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZFileLock";
@@ -86,11 +86,11 @@ class Register {
         return only;
     }
 
-    void enter(ZAbstractProcessReadWriteLock& lock) {
+    void registerLock(ZAbstractProcessReadWriteLock& lock) {
         ZPersistentGuard const guard(lockOverAll);
         records.try_emplace(&lock);
     }
-    void strike(ZAbstractProcessReadWriteLock& lock) {
+    void unregisterLock(ZAbstractProcessReadWriteLock& lock) {
         ZPersistentGuard const guard(lockOverAll);
         records.erase(&lock);
     }
@@ -151,12 +151,14 @@ class Register {
     Records records ZGUARDED_BY(lockOverAll);
 };
 
-void enter(ZAbstractProcessReadWriteLock& lock) {
-    orOutOfMemory([&] { Register::instance().enter(lock); });
+void registerLock(ZAbstractProcessReadWriteLock& lock) {
+    orOutOfMemory([&] { Register::instance().registerLock(lock); });
 }
-void strike(ZAbstractProcessReadWriteLock& lock) noexcept { Register::instance().strike(lock); }
+void unregisterLock(ZAbstractProcessReadWriteLock& lock) noexcept {
+    Register::instance().unregisterLock(lock);
+}
 Record& recordOf(ZAbstractProcessReadWriteLock const& lock) {
     return Register::instance().recordOf(lock);
 }
 
-}  // namespace zprocess
+}  // namespace zfc::process_locks

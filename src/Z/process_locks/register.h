@@ -4,7 +4,7 @@
 #define Z_PROCESS_LOCKS_REGISTER_H
 
 #include "Z/ztags.h"
-//
+
 #include <pthread.h>
 
 #include <atomic>
@@ -13,7 +13,7 @@
 
 class ZAbstractProcessReadWriteLock;
 
-namespace zprocess {
+namespace zfc::process_locks {
 
 /// A read of one thread under a lock.
 class Read {
@@ -42,8 +42,8 @@ class Readers {
   public:
     Readers() = default;
     ~Readers();
-    Readers(const Readers&) = delete;
-    Readers& operator=(const Readers&) = delete;
+    Readers(Readers const&) = delete;
+    Readers& operator=(Readers const&) = delete;
 
     /// Notes one more read of the calling thread. Throws ZOutOfMemoryException (message 1).
     [[nodiscard]] Read& add();
@@ -72,15 +72,15 @@ struct Record {
     std::atomic<int>* handle = nullptr;  // its descriptor; null where there is none
 };
 
-/// Enters a lock under construction, and strikes it out. Throws ZOutOfMemoryException (message 1),
-/// and as ZLock().
-void enter(ZAbstractProcessReadWriteLock& lock);
-void strike(ZAbstractProcessReadWriteLock& lock) noexcept;
+/// Registers a lock under construction, and unregisters it. Throws ZOutOfMemoryException (message
+/// 1), and as ZLock().
+void registerLock(ZAbstractProcessReadWriteLock& lock);
+void unregisterLock(ZAbstractProcessReadWriteLock& lock) noexcept;
 
-/// The record of a lock that is entered; lives until the lock is struck out. Throws as
+/// The record of a registered lock; lives until the lock is unregistered. Throws as
 /// ZLock::lock().
 [[nodiscard]] Record& recordOf(ZAbstractProcessReadWriteLock const& lock);
 
-}  // namespace zprocess
+}  // namespace zfc::process_locks
 
 #endif

@@ -1,12 +1,12 @@
 #include "Z/ZFileLock.h"
 
-ZStubProcessReadWriteFileLock::ZStubProcessReadWriteFileLock(const char* name,
-                                                             const char* directory)
+ZStubProcessReadWriteFileLock::ZStubProcessReadWriteFileLock(char const* name,
+                                                             char const* directory)
     : ZAbstractProcessReadWriteFileLock(name, directory) {}
-ZStubProcessReadWriteFileLock::ZStubProcessReadWriteFileLock(const char* name)
+ZStubProcessReadWriteFileLock::ZStubProcessReadWriteFileLock(char const* name)
     : ZAbstractProcessReadWriteFileLock(name) {}
 ZStubProcessReadWriteFileLock::ZStubProcessReadWriteFileLock(
-    const ZStubProcessReadWriteFileLock& other)
+    ZStubProcessReadWriteFileLock const& other)
     : ZAbstractProcessReadWriteFileLock(other), stubSequence(other.stubSequence.load()) {}
 ZStubProcessReadWriteFileLock::~ZStubProcessReadWriteFileLock() = default;
 

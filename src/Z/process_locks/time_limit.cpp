@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 
-namespace zprocess {
+namespace zfc::process_locks {
 namespace {
 
 thread_local TimeLimit* innermost = nullptr;
@@ -41,4 +41,4 @@ int TimeLimit::reach() {
     return ETIMEDOUT;
 }
 
-}  // namespace zprocess
+}  // namespace zfc::process_locks

@@ -3,12 +3,12 @@
 #define Z_PROCESS_LOCKS_TIME_LIMIT_H
 
 #include "Z/ztags.h"
-//
+
 #include <chrono>
 
 class ZAbstractProcessReadWriteLock;
 
-namespace zprocess {
+namespace zfc::process_locks {
 
 /// While it lives, requests of the calling thread for one lock, at any depth below, wait no longer
 /// than until its end. The operations in between have no room for an argument.
@@ -16,8 +16,8 @@ class TimeLimit {
   public:
     TimeLimit(ZAbstractProcessReadWriteLock const& limited, long milliseconds);
     ~TimeLimit();
-    TimeLimit(const TimeLimit&) = delete;
-    TimeLimit& operator=(const TimeLimit&) = delete;
+    TimeLimit(TimeLimit const&) = delete;
+    TimeLimit& operator=(TimeLimit const&) = delete;
 
     /// The limit of the calling thread's request for `lock`; null when it waits without one.
     [[nodiscard]] static TimeLimit* of(ZAbstractProcessReadWriteLock const& lock);
@@ -38,6 +38,6 @@ class TimeLimit {
     bool reached = false;
 };
 
-}  // namespace zprocess
+}  // namespace zfc::process_locks
 
 #endif

@@ -18,18 +18,19 @@
 
 namespace {
 
-using zfile::Descriptor;
-using zfile::LockMode;
-using zfile::LockRange;
-using zfile::LockWait;
-using zfile::uninterrupted;
-using zprocess::dataRange;
-using zprocess::gateRange;
-using zprocess::TimeLimit;
+using zfc::platform::Descriptor;
+using zfc::platform::LockMode;
+using zfc::platform::LockRange;
+using zfc::platform::LockWait;
+using zfc::platform::uninterrupted;
+using zfc::process_locks::dataRange;
+using zfc::process_locks::gateRange;
+using zfc::process_locks::TimeLimit;
 
 constexpr char sourceName[] = "src/Z/ZFileLock";
 
-// Set-group-id without group execute is the classic mark for mandatory locking, where there is any.
+/// Set-group-id without group execute is the classic mark for mandatory locking, where there is
+/// any.
 constexpr mode_t lockFileMode = S_ISGID | S_IRUSR | S_IWUSR;
 
 /// A file that lost its last link since it was opened is found out once the gate is held.
@@ -89,7 +90,7 @@ bool isStored(int fd, void const* bytes, off_t offset, std::size_t length) {
 
 /// Whether all was written; else errno says why, 0 when the system does not.
 bool writeAt(int fd, void const* buffer, off_t offset, std::size_t length) {
-    if (zfile::exceedsSizeLimit(offset + static_cast<off_t>(length))) {
+    if (zfc::platform::exceedsSizeLimit(offset + static_cast<off_t>(length))) {
         errno = EFBIG;
         return false;
     }
@@ -104,25 +105,25 @@ bool writeAt(int fd, void const* buffer, off_t offset, std::size_t length) {
 
 }  // namespace
 
-ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock(const char* name,
-                                                             const char* directory)
+ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock(char const* name,
+                                                             char const* directory)
     : ZAbstractProcessReadWriteFileLock(name, directory) {
-    zprocess::recordOf(*this).handle = &fileHandle;
+    zfc::process_locks::recordOf(*this).handle = &fileHandle;
 }
 
-ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock(const char* name)
+ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock(char const* name)
     : ZAbstractProcessReadWriteFileLock(name) {
-    zprocess::recordOf(*this).handle = &fileHandle;
+    zfc::process_locks::recordOf(*this).handle = &fileHandle;
 }
 
 ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock(
-    const ZUnixProcessReadWriteFileLock& other)
+    ZUnixProcessReadWriteFileLock const& other)
     : ZAbstractProcessReadWriteFileLock(other) {
-    zprocess::recordOf(*this).handle = &fileHandle;
+    zfc::process_locks::recordOf(*this).handle = &fileHandle;
 }
 
 ZUnixProcessReadWriteFileLock::~ZUnixProcessReadWriteFileLock() {
-    zprocess::recordOf(*this).handle = nullptr;
+    zfc::process_locks::recordOf(*this).handle = nullptr;
     closeLockFile();
 }
 
@@ -133,8 +134,8 @@ ZObject* ZUnixProcessReadWriteFileLock::clone() const {
 void ZUnixProcessReadWriteFileLock::createLockFile() {
     if (fileHandle >= 0) return;
     Descriptor file =
-        zfile::openFile(getLockFileName().getChars(),
-                        O_RDWR | O_CREAT | O_SYNC | O_NOFOLLOW | O_NOCTTY, lockFileMode);
+        zfc::platform::openFile(getLockFileName().getChars(),
+                                O_RDWR | O_CREAT | O_SYNC | O_NOFOLLOW | O_NOCTTY, lockFileMode);
     struct stat status {};
     if (file.isOpen() && fstat(file.get(), &status) == 0 && isPlain(status))
         fileHandle = file.release();
@@ -213,8 +214,8 @@ void ZUnixProcessReadWriteFileLock::readBytes(void* buffer, unsigned int offset,
 
 ZUnixProcessReadWriteFileLock::FileStatus ZUnixProcessReadWriteFileLock::fileStatus() const {
     FileStatus status{0, 0, zlockUnset};
-    Descriptor const file = zfile::openFile(getLockFileName().getChars(),
-                                            O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK);
+    Descriptor const file = zfc::platform::openFile(getLockFileName().getChars(),
+                                                    O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK);
     if (!file.isOpen() && errno == ENOENT) return status;
     int rc = file.isOpen() ? 0 : errno;
     struct stat kind {};

@@ -11,13 +11,13 @@ constexpr char sourceName[] = "src/Z/ZAbstractConstString";
 
 }  // namespace
 
-const char* const ZAbstractConstString::zemptyString = "";
+char const* const ZAbstractConstString::zemptyString = "";
 
 ZAbstractConstString::~ZAbstractConstString() = default;
 
-const char* ZAbstractConstString::getChars() const { return chars; }
+char const* ZAbstractConstString::getChars() const { return chars; }
 
-void ZAbstractConstString::setChars(const ZAbstractString& other) {
+void ZAbstractConstString::setChars(ZAbstractString const& other) {
     // Kept: text of another codeset is refused without a word, since a view cannot convert.
     if (other.getCodesetHandle() != getCodesetHandle()) return;
     *this = other.getChars();

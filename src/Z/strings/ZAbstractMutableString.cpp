@@ -20,7 +20,7 @@ void ZAbstractMutableString::raiseTooLong() {
     zraise(ZOutOfMemoryException(), sourceName, __LINE__);
 }
 
-ZAbstractMutableString::ZAbstractMutableString(const char* text, unsigned int maxLength)
+ZAbstractMutableString::ZAbstractMutableString(char const* text, unsigned int maxLength)
     : ZAbstractMutableString() {
     if (text != nullptr) setBytes(text, checkedLength(strnlen(text, maxLength)));
 }
@@ -45,7 +45,7 @@ ZAbstractMutableString::ZAbstractMutableString(unsigned long number) : ZAbstract
     setNumber(number);
 }
 
-ZAbstractMutableString::ZAbstractMutableString(const ZAbstractMutableString& other)
+ZAbstractMutableString::ZAbstractMutableString(ZAbstractMutableString const& other)
     : ZAbstractString(other) {
     inlineBuffer[0] = '\0';
     setBytes(other.chars, other.length);
@@ -83,7 +83,7 @@ void ZAbstractMutableString::reset() {
     clear();
 }
 
-const char* ZAbstractMutableString::getChars() const { return chars; }
+char const* ZAbstractMutableString::getChars() const { return chars; }
 unsigned int ZAbstractMutableString::getLength() const { return length; }
 
 unsigned int ZAbstractMutableString::setCapacity(unsigned int bytes) {
@@ -110,7 +110,7 @@ void ZAbstractMutableString::reallocate(std::uint64_t bytes) {
     capacity = static_cast<unsigned int>(bytes);
 }
 
-bool ZAbstractMutableString::holds(const char* address) const {
+bool ZAbstractMutableString::holds(char const* address) const {
     std::less<> const before;  // ordered for unrelated pointers too
     return address != nullptr && !before(address, chars) && !before(chars + length, address);
 }
@@ -121,12 +121,12 @@ void ZAbstractMutableString::setNumber(Number number) {
         static_cast<unsigned int>(std::to_chars(chars, chars + defaultLength, number).ptr - chars));
 }
 
-void ZAbstractMutableString::setChars(const char* text) {
+void ZAbstractMutableString::setChars(char const* text) {
     if (text == nullptr) return clear();
     setBytes(text, checkedLength(strlen(text)));
 }
 
-void ZAbstractMutableString::setChars(const ZAbstractString& other) {
+void ZAbstractMutableString::setChars(ZAbstractString const& other) {
     if (other.getCodesetHandle() == getCodesetHandle()) {
         setBytes(other.getChars(), other.getLength());
     } else if (other.isEmpty()) {
@@ -136,12 +136,12 @@ void ZAbstractMutableString::setChars(const ZAbstractString& other) {
     }
 }
 
-ZAbstractMutableString& ZAbstractMutableString::operator=(const char* text) {
+ZAbstractMutableString& ZAbstractMutableString::operator=(char const* text) {
     setChars(text);
     return *this;
 }
 
-ZAbstractMutableString& ZAbstractMutableString::operator=(const ZAbstractMutableString& other) {
+ZAbstractMutableString& ZAbstractMutableString::operator=(ZAbstractMutableString const& other) {
     ZAbstractString::operator=(other);
     return *this;
 }
@@ -171,9 +171,9 @@ ZAbstractMutableString& ZAbstractMutableString::operator=(unsigned long number) 
     return *this;
 }
 
-void ZAbstractMutableString::convertFromCodeSet(const ZAbstractString& source) {
+void ZAbstractMutableString::convertFromCodeSet(ZAbstractString const& source) {
     if (source.isEmpty()) return;
-    const char* const bytes = source.getChars();
+    char const* const bytes = source.getChars();
     unsigned int const count = source.getLength();
     if (source.getCodesetHandle() == getCodesetHandle()) {
         setBytes(bytes, count);
@@ -184,7 +184,7 @@ void ZAbstractMutableString::convertFromCodeSet(const ZAbstractString& source) {
     }
 }
 
-void ZAbstractMutableString::convertBytes(const char* bytes, unsigned int count) {
+void ZAbstractMutableString::convertBytes(char const* bytes, unsigned int count) {
     bool const toUtf8 = getCodesetHandle() == utf8Handle();
     // A local byte becomes at most three of UTF-8, a UTF-8 byte at most two local ones.
     unsigned int const room = checkedLength(std::uint64_t{count} * (toUtf8 ? 3 : 2) + 1);

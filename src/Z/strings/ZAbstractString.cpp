@@ -13,18 +13,18 @@ namespace {
 constexpr char sourceName[] = "src/Z/ZAbstractString";
 
 /// `other` as a string; null when it is none. Objects of one class need no search in the tree.
-const ZAbstractString* asString(const ZAbstractString& like, const ZObject& other) {
-    if (typeid(like) == typeid(other)) return static_cast<const ZAbstractString*>(&other);
-    return dynamic_cast<const ZAbstractString*>(&other);
+ZAbstractString const* asString(ZAbstractString const& like, ZObject const& other) {
+    if (typeid(like) == typeid(other)) return static_cast<ZAbstractString const*>(&other);
+    return dynamic_cast<ZAbstractString const*>(&other);
 }
 
-bool sameBytes(const ZAbstractString& a, const ZAbstractString& b) {
+bool sameBytes(ZAbstractString const& a, ZAbstractString const& b) {
     unsigned int const length = a.getLength();
     return length == b.getLength() && memcmp(a.getChars(), b.getChars(), length) == 0;
 }
 
 /// The offset as searches give it: -1 for a null `hit`.
-int offsetIn(const char* text, const char* hit) {
+int offsetIn(char const* text, char const* hit) {
     if (hit == nullptr) return -1;
     std::ptrdiff_t const offset = hit - text;
     if (offset > INT_MAX) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
@@ -32,13 +32,13 @@ int offsetIn(const char* text, const char* hit) {
 }
 
 /// The place in the text where a search from offset `from` begins.
-const char* startAt(const ZAbstractString& string, unsigned int from) {
+char const* startAt(ZAbstractString const& string, unsigned int from) {
     if (from == 0) return string.getChars();  // needs no length, which a view has to measure
     unsigned int const length = string.getLength();
     return string.getChars() + (from < length ? from : length);
 }
 
-bool hasTail(const ZAbstractString& string, const char* tail, std::size_t tailLength) {
+bool hasTail(ZAbstractString const& string, char const* tail, std::size_t tailLength) {
     unsigned int const length = string.getLength();
     return tailLength <= length &&
            memcmp(string.getChars() + (length - tailLength), tail, tailLength) == 0;
@@ -59,14 +59,14 @@ void ZAbstractString::fetchHandles() {
     utf8_handle_.store(utf8, std::memory_order_release);
 }
 
-const ZAbstractString* ZAbstractString::foreignText(const ZObject& other) const {
-    const ZAbstractString* const string = asString(*this, other);
+ZAbstractString const* ZAbstractString::foreignText(ZObject const& other) const {
+    ZAbstractString const* const string = asString(*this, other);
     bool const isForeign = string != nullptr && string->getCodesetHandle() != getCodesetHandle();
     return isForeign ? string : nullptr;
 }
 
 unsigned long ZAbstractString::hash() const {
-    const char* const text = getChars();
+    char const* const text = getChars();
     unsigned int const length = getLength();
     unsigned int h = 5381;
     for (unsigned int i = 0; i < length; ++i)
@@ -74,26 +74,26 @@ unsigned long ZAbstractString::hash() const {
     return h;
 }
 
-int ZAbstractString::compare(const ZObject& other) const {
-    const ZAbstractString* const string = asString(*this, other);
+int ZAbstractString::compare(ZObject const& other) const {
+    ZAbstractString const* const string = asString(*this, other);
     return string != nullptr ? compare(string->getChars()) : ZObject::compare(other);
 }
 
-bool ZAbstractString::equals(const ZObject& other) const {
-    const ZAbstractString* const string = asString(*this, other);
+bool ZAbstractString::equals(ZObject const& other) const {
+    ZAbstractString const* const string = asString(*this, other);
     return string != nullptr && sameBytes(*this, *string);
 }
 
-bool ZAbstractString::operator==(const ZAbstractString& other) const {
+bool ZAbstractString::operator==(ZAbstractString const& other) const {
     bool const isForeign = other.getCodesetHandle() != getCodesetHandle();
-    return isForeign ? compare(static_cast<const ZObject&>(other)) == 0 : sameBytes(*this, other);
+    return isForeign ? compare(static_cast<ZObject const&>(other)) == 0 : sameBytes(*this, other);
 }
 
-int ZAbstractString::compare(const char* other) const {
+int ZAbstractString::compare(char const* other) const {
     return strcoll(getChars(), other != nullptr ? other : "");
 }
 
-int ZAbstractString::compareignorecase(const char* other) const {
+int ZAbstractString::compareignorecase(char const* other) const {
     return zstricmp(getCodesetHandle(), getChars(), other);
 }
 
@@ -101,7 +101,7 @@ int ZAbstractString::getCharCount() const { return zstrcount(getCodesetHandle(),
 
 bool ZAbstractString::contains(int c) const { return strchr(getChars(), c) != nullptr; }
 
-bool ZAbstractString::contains(const char* text) const {
+bool ZAbstractString::contains(char const* text) const {
     return text != nullptr && strstr(getChars(), text) != nullptr;
 }
 
@@ -109,7 +109,7 @@ int ZAbstractString::indexOf(int c, unsigned int from) const {
     return offsetIn(getChars(), strchr(startAt(*this, from), c));
 }
 
-int ZAbstractString::indexOf(const char* text, unsigned int from) const {
+int ZAbstractString::indexOf(char const* text, unsigned int from) const {
     if (text == nullptr) return -1;
     return offsetIn(getChars(), strstr(startAt(*this, from), text));
 }
@@ -137,48 +137,48 @@ int ZAbstractString::lastCharacter(int c) const {
     return last;
 }
 
-int ZAbstractString::lastIndexOf(const char* text) const {
+int ZAbstractString::lastIndexOf(char const* text) const {
     if (text == nullptr) return -1;
     std::string_view const whole(getChars(), getLength());
     std::size_t const at = whole.rfind(text);
     return at == std::string_view::npos ? -1 : offsetIn(whole.data(), whole.data() + at);
 }
 
-bool ZAbstractString::beginsWith(const char* text) const {
+bool ZAbstractString::beginsWith(char const* text) const {
     if (text == nullptr) return true;
     return !isEmpty() && strncmp(getChars(), text, strlen(text)) == 0;
 }
 
-bool ZAbstractString::endsWith(const char* text) const {
+bool ZAbstractString::endsWith(char const* text) const {
     if (text == nullptr) return true;
     return *text != '\0' && hasTail(*this, text, strlen(text));
 }
 
-bool ZAbstractString::equals(const char* other) const {
+bool ZAbstractString::equals(char const* other) const {
     return other != nullptr && strcmp(getChars(), other) == 0;
 }
 
 bool ZAbstractString::isEmpty() const { return getLength() == 0; }
 
-ZAbstractString::operator const char*() const { return getChars(); }
-const char* ZAbstractString::data() const { return getChars(); }
+ZAbstractString::operator char const*() const { return getChars(); }
+char const* ZAbstractString::data() const { return getChars(); }
 
-bool ZAbstractString::beginsWith(const ZAbstractString& other) const {
+bool ZAbstractString::beginsWith(ZAbstractString const& other) const {
     return beginsWith(other.getChars());
 }
 
-bool ZAbstractString::endsWith(const ZAbstractString& other) const {
+bool ZAbstractString::endsWith(ZAbstractString const& other) const {
     return endsWith(other.getChars());
 }
 
-bool ZAbstractString::beginsWithCaseIgnored(const ZAbstractString& other) const {
+bool ZAbstractString::beginsWithCaseIgnored(ZAbstractString const& other) const {
     if (isEmpty() || other.isEmpty()) return false;
     return zstrnicmp(getCodesetHandle(), getChars(), other.getChars(), other.getLength()) == 0;
 }
 
-bool ZAbstractString::endsWithCaseIgnored(const ZAbstractString& other) const {
+bool ZAbstractString::endsWithCaseIgnored(ZAbstractString const& other) const {
     unsigned int const count = other.getLength();
     if (count == 0 || count > getLength()) return false;
-    const char* const tail = getChars() + (getLength() - count);
+    char const* const tail = getChars() + (getLength() - count);
     return zstrnicmp(getCodesetHandle(), tail, other.getChars(), count) == 0;
 }

@@ -2,33 +2,33 @@
 
 #include "Z/ZLCString.h"
 
-ZLCConstString::ZLCConstString(const ZLCString& other) : ZAbstractConstString(other.getChars()) {}
+ZLCConstString::ZLCConstString(ZLCString const& other) : ZAbstractConstString(other.getChars()) {}
 
 ZLCConstString::~ZLCConstString() = default;
 
-int ZLCConstString::compare(const ZObject& other) const {
+int ZLCConstString::compare(ZObject const& other) const {
     return foreignText(other) != nullptr ? ZLCString(*this).compare(other)
                                          : ZAbstractString::compare(other);
 }
 
 ZLCConstString* ZLCConstString::clone() const { return new ZLCConstString(*this); }
 
-int ZLCConstString::compare(const char* other) const { return ZAbstractString::compare(other); }
-int ZLCConstString::compareignorecase(const char* other) const {
+int ZLCConstString::compare(char const* other) const { return ZAbstractString::compare(other); }
+int ZLCConstString::compareignorecase(char const* other) const {
     return ZAbstractString::compareignorecase(other);
 }
-int ZLCConstString::compare(const ZLCString& other) const { return compare(other.getChars()); }
-int ZLCConstString::compareignorecase(const ZLCString& other) const {
+int ZLCConstString::compare(ZLCString const& other) const { return compare(other.getChars()); }
+int ZLCConstString::compareignorecase(ZLCString const& other) const {
     return compareignorecase(other.getChars());
 }
 
 ZCodesetHandle ZLCConstString::getCodesetHandle() const { return localHandle(); }
 
-ZLCString ZLCConstString::operator+(const char* text) const { return ZLCString(*this) + text; }
-ZLCString ZLCConstString::operator+(const ZLCConstString& other) const {
+ZLCString ZLCConstString::operator+(char const* text) const { return ZLCString(*this) + text; }
+ZLCString ZLCConstString::operator+(ZLCConstString const& other) const {
     return ZLCString(*this) + other;
 }
-ZLCString ZLCConstString::operator+(const ZLCString& other) const {
+ZLCString ZLCConstString::operator+(ZLCString const& other) const {
     return ZLCString(*this) + other;
 }
 

@@ -5,8 +5,8 @@
 
 ZLCString::~ZLCString() = default;
 
-int ZLCString::compare(const ZObject& other) const {
-    if (const ZAbstractString* const foreign = foreignText(other)) {
+int ZLCString::compare(ZObject const& other) const {
+    if (ZAbstractString const* const foreign = foreignText(other)) {
         ZLCString const converted(*foreign);
         if (!converted.isEmpty() || foreign->isEmpty()) return compare(converted);
     }
@@ -15,39 +15,39 @@ int ZLCString::compare(const ZObject& other) const {
 
 ZLCString* ZLCString::clone() const { return new ZLCString(*this); }
 
-int ZLCString::compare(const char* other) const { return ZAbstractString::compare(other); }
-int ZLCString::compareignorecase(const char* other) const {
+int ZLCString::compare(char const* other) const { return ZAbstractString::compare(other); }
+int ZLCString::compareignorecase(char const* other) const {
     return ZAbstractString::compareignorecase(other);
 }
-int ZLCString::compare(const ZLCConstString& other) const { return compare(other.getChars()); }
-int ZLCString::compareignorecase(const ZLCConstString& other) const {
+int ZLCString::compare(ZLCConstString const& other) const { return compare(other.getChars()); }
+int ZLCString::compareignorecase(ZLCConstString const& other) const {
     return compareignorecase(other.getChars());
 }
 
 ZCodesetHandle ZLCString::getCodesetHandle() const { return localHandle(); }
 
-ZAbstractMutableString& ZLCString::replaceAll(const char* set, char to) {
+ZAbstractMutableString& ZLCString::replaceAll(char const* set, char to) {
     return ZAbstractMutableString::replaceAll(set, to);
 }
 
-ZAbstractMutableString& ZLCString::replaceAll(const char* set, const char* to) {
+ZAbstractMutableString& ZLCString::replaceAll(char const* set, char const* to) {
     ZLCString const characters(set);
     ZLCString character;
     ZStringIterator iterator(characters, character);
     return replaceAllOf(iterator, to);
 }
 
-ZAbstractMutableString& ZLCString::replaceOther(const char* set, const char* to) {
+ZAbstractMutableString& ZLCString::replaceOther(char const* set, char const* to) {
     replaceCharacters(Characters::notIn, set, to);
     return *this;
 }
 
-ZLCString ZLCString::operator+(const char* text) const& { return ZLCString(*this) + text; }
-ZLCString ZLCString::operator+(const ZLCString& other) const& { return ZLCString(*this) + other; }
-ZLCString ZLCString::operator+(const ZLCConstString& other) const& {
+ZLCString ZLCString::operator+(char const* text) const& { return ZLCString(*this) + text; }
+ZLCString ZLCString::operator+(ZLCString const& other) const& { return ZLCString(*this) + other; }
+ZLCString ZLCString::operator+(ZLCConstString const& other) const& {
     return ZLCString(*this) + other;
 }
-ZLCString ZLCString::operator+(const ZLCConstString& other) && { return std::move(*this += other); }
+ZLCString ZLCString::operator+(ZLCConstString const& other) && { return std::move(*this += other); }
 
 ZLCString ZLCString::subString(unsigned int start) const { return subString(start, getLength()); }
 

@@ -13,16 +13,16 @@ constexpr char sourceName[] = "src/Z/ZStringIterator";
 
 }  // namespace
 
-ZStringIterator::ZStringIterator(const ZLCString& text, ZLCString& character)
+ZStringIterator::ZStringIterator(ZLCString const& text, ZLCString& character)
     : position(text.getChars()), source(&text), target(character), mbMax(zlcs_mb_max()) {}
 
-ZStringIterator::ZStringIterator(const ZLCConstString& text, ZLCString& character)
+ZStringIterator::ZStringIterator(ZLCConstString const& text, ZLCString& character)
     : position(text.getChars()), source(&text), target(character), mbMax(zlcs_mb_max()) {}
 
-ZStringIterator::ZStringIterator(const ZUTF8String& text, ZUTF8String& character)
+ZStringIterator::ZStringIterator(ZUTF8String const& text, ZUTF8String& character)
     : position(text.getChars()), source(&text), target(character), mbMax(0) {}
 
-ZStringIterator::ZStringIterator(const ZUTF8ConstString& text, ZUTF8String& character)
+ZStringIterator::ZStringIterator(ZUTF8ConstString const& text, ZUTF8String& character)
     : position(text.getChars()), source(&text), target(character), mbMax(0) {}
 
 ZStringIterator::~ZStringIterator() = default;

@@ -2,36 +2,36 @@
 
 #include "Z/ZUTF8String.h"
 
-ZUTF8ConstString::ZUTF8ConstString(const ZUTF8String& other)
+ZUTF8ConstString::ZUTF8ConstString(ZUTF8String const& other)
     : ZAbstractConstString(other.getChars()) {}
 
 ZUTF8ConstString::~ZUTF8ConstString() = default;
 
-int ZUTF8ConstString::compare(const ZObject& other) const {
+int ZUTF8ConstString::compare(ZObject const& other) const {
     return foreignText(other) != nullptr ? ZUTF8String(*this).compare(other)
                                          : ZAbstractString::compare(other);
 }
 
 ZUTF8ConstString* ZUTF8ConstString::clone() const { return new ZUTF8ConstString(*this); }
 
-int ZUTF8ConstString::compare(const char* other) const { return ZAbstractString::compare(other); }
-int ZUTF8ConstString::compareignorecase(const char* other) const {
+int ZUTF8ConstString::compare(char const* other) const { return ZAbstractString::compare(other); }
+int ZUTF8ConstString::compareignorecase(char const* other) const {
     return ZAbstractString::compareignorecase(other);
 }
-int ZUTF8ConstString::compare(const ZUTF8String& other) const { return compare(other.getChars()); }
-int ZUTF8ConstString::compareignorecase(const ZUTF8String& other) const {
+int ZUTF8ConstString::compare(ZUTF8String const& other) const { return compare(other.getChars()); }
+int ZUTF8ConstString::compareignorecase(ZUTF8String const& other) const {
     return compareignorecase(other.getChars());
 }
 
 ZCodesetHandle ZUTF8ConstString::getCodesetHandle() const { return utf8Handle(); }
 
-ZUTF8String ZUTF8ConstString::operator+(const char* text) const {
+ZUTF8String ZUTF8ConstString::operator+(char const* text) const {
     return ZUTF8String(*this) + text;
 }
-ZUTF8String ZUTF8ConstString::operator+(const ZUTF8ConstString& other) const {
+ZUTF8String ZUTF8ConstString::operator+(ZUTF8ConstString const& other) const {
     return ZUTF8String(*this) + other;
 }
-ZUTF8String ZUTF8ConstString::operator+(const ZUTF8String& other) const {
+ZUTF8String ZUTF8ConstString::operator+(ZUTF8String const& other) const {
     return ZUTF8String(*this) + other;
 }
 

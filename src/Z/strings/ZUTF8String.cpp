@@ -32,8 +32,8 @@ char* mapAscii(char* text, Map map) {
 
 ZUTF8String::~ZUTF8String() = default;
 
-int ZUTF8String::compare(const ZObject& other) const {
-    if (const ZAbstractString* const foreign = foreignText(other)) {
+int ZUTF8String::compare(ZObject const& other) const {
+    if (ZAbstractString const* const foreign = foreignText(other)) {
         ZUTF8String const converted(*foreign);
         if (!converted.isEmpty() || foreign->isEmpty()) return compare(converted);
     }
@@ -42,12 +42,12 @@ int ZUTF8String::compare(const ZObject& other) const {
 
 ZUTF8String* ZUTF8String::clone() const { return new ZUTF8String(*this); }
 
-int ZUTF8String::compare(const char* other) const { return ZAbstractString::compare(other); }
-int ZUTF8String::compareignorecase(const char* other) const {
+int ZUTF8String::compare(char const* other) const { return ZAbstractString::compare(other); }
+int ZUTF8String::compareignorecase(char const* other) const {
     return ZAbstractString::compareignorecase(other);
 }
-int ZUTF8String::compare(const ZUTF8ConstString& other) const { return compare(other.getChars()); }
-int ZUTF8String::compareignorecase(const ZUTF8ConstString& other) const {
+int ZUTF8String::compare(ZUTF8ConstString const& other) const { return compare(other.getChars()); }
+int ZUTF8String::compareignorecase(ZUTF8ConstString const& other) const {
     return compareignorecase(other.getChars());
 }
 
@@ -63,7 +63,7 @@ ZUTF8String& ZUTF8String::upper() {
     return *this;
 }
 
-ZAbstractMutableString& ZUTF8String::replaceAll(const char* set, char to) {
+ZAbstractMutableString& ZUTF8String::replaceAll(char const* set, char to) {
     if (set != nullptr && !std::all_of(set, set + strlen(set), zisAscii))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
     return ZAbstractMutableString::replaceAll(set, to);
@@ -74,30 +74,30 @@ ZAbstractMutableString& ZUTF8String::replace(char from, char to) {
     return ZAbstractMutableString::replace(from, to);
 }
 
-ZAbstractMutableString& ZUTF8String::replace(const char* from, const char* to) {
+ZAbstractMutableString& ZUTF8String::replace(char const* from, char const* to) {
     return ZAbstractMutableString::replace(from, to);
 }
 
-ZAbstractMutableString& ZUTF8String::replaceAll(const char* set, const char* to) {
+ZAbstractMutableString& ZUTF8String::replaceAll(char const* set, char const* to) {
     ZUTF8String const characters(set);
     ZUTF8String character;
     ZStringIterator iterator(characters, character);
     return replaceAllOf(iterator, to);
 }
 
-ZAbstractMutableString& ZUTF8String::replaceOther(const char* set, const char* to) {
+ZAbstractMutableString& ZUTF8String::replaceOther(char const* set, char const* to) {
     replaceCharacters(Characters::notIn, set, to);
     return *this;
 }
 
-ZUTF8String ZUTF8String::operator+(const char* text) const& { return ZUTF8String(*this) + text; }
-ZUTF8String ZUTF8String::operator+(const ZUTF8String& other) const& {
+ZUTF8String ZUTF8String::operator+(char const* text) const& { return ZUTF8String(*this) + text; }
+ZUTF8String ZUTF8String::operator+(ZUTF8String const& other) const& {
     return ZUTF8String(*this) + other;
 }
-ZUTF8String ZUTF8String::operator+(const ZUTF8ConstString& other) const& {
+ZUTF8String ZUTF8String::operator+(ZUTF8ConstString const& other) const& {
     return ZUTF8String(*this) + other;
 }
-ZUTF8String ZUTF8String::operator+(const ZUTF8ConstString& other) && {
+ZUTF8String ZUTF8String::operator+(ZUTF8ConstString const& other) && {
     return std::move(*this += other);
 }
 

@@ -1,5 +1,5 @@
-// Editing a string in place: adding, removing, white space, case, formatted text, lines of a
-// stream. Its storage is in ZAbstractMutableString.cpp.
+/// Editing a string in place: adding, removing, white space, case, formatted text, lines of a
+/// stream. Its storage is in ZAbstractMutableString.cpp.
 #include <algorithm>
 #include <cctype>
 #include <cstdarg>
@@ -12,7 +12,7 @@
 #include "Z/zfree.h"
 #include "Z/zsnprintf.h"
 
-void ZAbstractMutableString::appendGrowing(const char* bytes, unsigned int count) {
+void ZAbstractMutableString::appendGrowing(char const* bytes, unsigned int count) {
     unsigned int const newLength = checkedLength(std::uint64_t{length} + count);
     bool const isOwn = holds(bytes);
     std::ptrdiff_t const offset = isOwn ? bytes - chars : 0;
@@ -20,7 +20,7 @@ void ZAbstractMutableString::appendGrowing(const char* bytes, unsigned int count
     appendBytes(isOwn ? chars + offset : bytes, count);
 }
 
-void ZAbstractMutableString::insertBytes(unsigned int position, const char* bytes,
+void ZAbstractMutableString::insertBytes(unsigned int position, char const* bytes,
                                          unsigned int count) {
     unsigned int const newLength = checkedLength(std::uint64_t{length} + count);
     bool const isOwn = holds(bytes);
@@ -38,21 +38,21 @@ void ZAbstractMutableString::insertBytes(unsigned int position, const char* byte
     setLength(newLength);
 }
 
-ZAbstractMutableString& ZAbstractMutableString::append(const char* text, unsigned int count) {
+ZAbstractMutableString& ZAbstractMutableString::append(char const* text, unsigned int count) {
     if (text != nullptr) appendBytes(text, checkedLength(strnlen(text, count)));
     return *this;
 }
 
-ZAbstractMutableString& ZAbstractMutableString::operator+=(const ZAbstractString& other) {
+ZAbstractMutableString& ZAbstractMutableString::operator+=(ZAbstractString const& other) {
     appendBytes(other.getChars(), other.getLength());
     return *this;
 }
 
-ZAbstractMutableString& ZAbstractMutableString::prepend(const char* text) {
+ZAbstractMutableString& ZAbstractMutableString::prepend(char const* text) {
     return insert(0, text);
 }
 
-ZAbstractMutableString& ZAbstractMutableString::insert(unsigned int position, const char* text) {
+ZAbstractMutableString& ZAbstractMutableString::insert(unsigned int position, char const* text) {
     if (text != nullptr && position <= length)
         insertBytes(position, text, checkedLength(strlen(text)));
     return *this;
@@ -137,7 +137,7 @@ ZAbstractMutableString& ZAbstractMutableString::upper() {
     return *this;
 }
 
-ZAbstractMutableString& ZAbstractMutableString::format(const char* fmt, ...) {
+ZAbstractMutableString& ZAbstractMutableString::format(char const* fmt, ...) {
     char* formatted = nullptr;
     va_list list;
     va_start(list, fmt);

@@ -1,4 +1,4 @@
-// Replacing in a string. Its storage is in ZAbstractMutableString.cpp.
+/// Replacing in a string. Its storage is in ZAbstractMutableString.cpp.
 #include <algorithm>
 #include <bitset>
 #include <climits>
@@ -13,7 +13,7 @@ namespace {
 
 constexpr char sourceName[] = "src/Z/ZAbstractMutableString";
 
-const char* textOf(const char* text) { return text != nullptr ? text : ""; }
+char const* textOf(char const* text) { return text != nullptr ? text : ""; }
 
 }  // namespace
 
@@ -22,9 +22,9 @@ ZAbstractMutableString& ZAbstractMutableString::replace(char from, char to) {
     return *this;
 }
 
-ZAbstractMutableString& ZAbstractMutableString::replaceAll(const char* set, char to) {
+ZAbstractMutableString& ZAbstractMutableString::replaceAll(char const* set, char to) {
     std::bitset<UCHAR_MAX + 1> wanted;
-    for (const char* byte = textOf(set); *byte != '\0'; ++byte)
+    for (char const* byte = textOf(set); *byte != '\0'; ++byte)
         wanted.set(static_cast<unsigned char>(*byte));
     std::replace_if(
         chars, chars + length, [&](char byte) { return wanted[static_cast<unsigned char>(byte)]; },
@@ -38,7 +38,7 @@ ZAbstractMutableString& ZAbstractMutableString::replaceAll(const char* set, char
 /// the second the text is moved up as far as the result ever gets ahead of it; the result is then
 /// written from the front and never overtakes what is still to be read.
 template <class Find>
-void ZAbstractMutableString::substitute(const Find& find, const char* to) {
+void ZAbstractMutableString::substitute(Find const& find, char const* to) {
     auto const toLength = checkedLength(strlen(to));
     Hit const first = find(chars);
     if (first.place == nullptr) return;
@@ -52,8 +52,8 @@ void ZAbstractMutableString::substitute(const Find& find, const char* to) {
     bump(checkedLength(greatest), 1);
 
     unsigned int const shift = static_cast<unsigned int>(greatest) - length;
-    const char* const end = chars + length + shift;
-    const char* read = chars + shift;
+    char const* const end = chars + length + shift;
+    char const* read = chars + shift;
     char* write = chars;
     memmove(chars + shift, chars, length + 1);
     for (Hit hit = find(read); hit.place != nullptr; hit = find(read)) {
@@ -66,20 +66,20 @@ void ZAbstractMutableString::substitute(const Find& find, const char* to) {
     setLength(static_cast<unsigned int>(newLength));
 }
 
-const char* ZAbstractMutableString::findText(const char* from, const char* part) const {
+char const* ZAbstractMutableString::findText(char const* from, char const* part) const {
     return bytesAreCharacters() ? strstr(from, part) : zstrstr(getCodesetHandle(), from, part);
 }
 
-ZAbstractMutableString& ZAbstractMutableString::replace(const char* from, const char* to) {
+ZAbstractMutableString& ZAbstractMutableString::replace(char const* from, char const* to) {
     if (from == nullptr || *from == '\0') return *this;
     if (holds(from) || holds(to))
         return replace(ZLCString(from).getChars(), ZLCString(to).getChars());
     auto const fromLength = checkedLength(strlen(from));
-    substitute([&](const char* at) { return Hit{findText(at, from), fromLength, 1}; }, textOf(to));
+    substitute([&](char const* at) { return Hit{findText(at, from), fromLength, 1}; }, textOf(to));
     return *this;
 }
 
-unsigned int ZAbstractMutableString::countCharacters(const char* bytes, unsigned int count) const {
+unsigned int ZAbstractMutableString::countCharacters(char const* bytes, unsigned int count) const {
     unsigned int characters = 0;
     for (unsigned int at = 0; at < count; ++characters) {
         int const size = zmblen(getCodesetHandle(), bytes + at, count - at);
@@ -90,27 +90,27 @@ unsigned int ZAbstractMutableString::countCharacters(const char* bytes, unsigned
 }
 
 /// The next run of characters that are, or are not, in the set.
-ZAbstractMutableString::Hit ZAbstractMutableString::findRun(const char* from, Characters which,
-                                                            const char* set) const {
+ZAbstractMutableString::Hit ZAbstractMutableString::findRun(char const* from, Characters which,
+                                                            char const* set) const {
     auto const skip = which == Characters::in ? zstrcspn : zstrspn;
     auto const match = which == Characters::in ? zstrspn : zstrcspn;
-    const char* const place = from + skip(getCodesetHandle(), from, set);
+    char const* const place = from + skip(getCodesetHandle(), from, set);
     if (*place == '\0') return {nullptr, 0, 0};
     unsigned int const run = match(getCodesetHandle(), place, set);
     if (run == 0) zraise(ZQCSMBLenException(), sourceName, __LINE__);  // a malformed character
     return {place, run, countCharacters(place, run)};
 }
 
-void ZAbstractMutableString::replaceCharacters(Characters which, const char* set, const char* to) {
+void ZAbstractMutableString::replaceCharacters(Characters which, char const* set, char const* to) {
     if (holds(set) || holds(to))
         return replaceCharacters(which, ZLCString(set).getChars(), ZLCString(to).getChars());
     set = textOf(set);
     countCharacters(set, checkedLength(strlen(set)));  // none of them malformed
-    substitute([&](const char* at) { return findRun(at, which, set); }, textOf(to));
+    substitute([&](char const* at) { return findRun(at, which, set); }, textOf(to));
 }
 
 ZAbstractMutableString& ZAbstractMutableString::replaceAllOf(ZStringIterator& elements,
-                                                             const char* to) {
+                                                             char const* to) {
     if (holds(to)) return replaceAllOf(elements, ZLCString(to).getChars());
     while (elements.hasMore())
         replace(elements.getNext()->getChars(), to);
@@ -118,11 +118,11 @@ ZAbstractMutableString& ZAbstractMutableString::replaceAllOf(ZStringIterator& el
 }
 
 ZAbstractMutableString& ZAbstractMutableString::replaceNoneOf(ZStringIterator& elements,
-                                                              const char* set, const char* to) {
+                                                              char const* set, char const* to) {
     ZCodesetHandle const codeset = getCodesetHandle();
     ZLCString wanted;  // bytes of this string's codeset: each character once
     while (elements.hasMore()) {
-        const char* const element = elements.getNext()->getChars();
+        char const* const element = elements.getNext()->getChars();
         if (zstrspn(codeset, element, set) == 0 &&
             zstrspn(codeset, element, wanted.getChars()) == 0)
             wanted.append(element);

@@ -42,8 +42,8 @@ class ZLock::Suspension {
   public:
     explicit Suspension(ZLock& held) : lock(held), depth(held.count) { lock.hold(noOwner, 0); }
     ~Suspension() { lock.hold(pthread_self(), depth); }
-    Suspension(const Suspension&) = delete;
-    Suspension& operator=(const Suspension&) = delete;
+    Suspension(Suspension const&) = delete;
+    Suspension& operator=(Suspension const&) = delete;
 
   private:
     ZLock& lock;
@@ -120,7 +120,7 @@ void ZCondition::broadcast() {
     if (int const rc = pthread_cond_broadcast(cond.get())) failed(27, rc, __LINE__);
 }
 
-// The analysis takes the condition and its lock for two capabilities; they are one.
+/// The analysis takes the condition and its lock for two capabilities; they are one.
 void ZCondition::lock() ZNO_THREAD_SAFETY_ANALYSIS { lock_->lock(); }
 void ZCondition::unlock() ZNO_THREAD_SAFETY_ANALYSIS { lock_->unlock(); }
 
@@ -138,7 +138,7 @@ ZBooleanCondition::ZBooleanCondition() = default;
 ZBooleanCondition::ZBooleanCondition(ZLock& l) : ZCondition(l) {}
 ZBooleanCondition::~ZBooleanCondition() = default;
 
-// Both end in the looping form below, which is virtual.
+/// Both end in the looping form below, which is virtual.
 int ZBooleanCondition::wait() { return ZCondition::wait(); }
 int ZBooleanCondition::wait(long seconds, int& timedOut) {
     return ZCondition::wait(seconds, timedOut);

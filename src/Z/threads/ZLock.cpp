@@ -11,8 +11,8 @@ namespace {
 
 constexpr char sourceName[] = "src/Z/ZLock";
 
-// The thread sanitizer of today's compilers does not know pthread_mutex_clocklock and would see a
-// race behind every timed lock; under it the wall clock has to serve.
+/// The thread sanitizer of today's compilers does not know pthread_mutex_clocklock and would see a
+/// race behind every timed lock; under it the wall clock has to serve.
 #if defined(__SANITIZE_THREAD__)
 #define ZFC_LOCK_BY_WALL_CLOCK 1
 #elif defined(__has_feature)
@@ -64,8 +64,8 @@ ZLock::Owner ZLock::createOwner() {
 }
 
 ZLock::ZLock() : mutex(createMutex()), owner(createOwner()) {}
-ZLock::ZLock(const ZLock&) : ZLock() {}
-ZLock& ZLock::operator=(const ZLock&) { return *this; }
+ZLock::ZLock(ZLock const&) : ZLock() {}
+ZLock& ZLock::operator=(ZLock const&) { return *this; }
 ZLock::~ZLock() = default;
 
 void ZLock::deepen() {

@@ -29,8 +29,8 @@ int Voyeur::compare(ZObject const& other) const {
 ZObject* Voyeur::clone() const { return new Voyeur(*this); }
 
 ZAbstractObservable::ZAbstractObservable() : observers(usualObservers, owned) {}
-ZAbstractObservable::ZAbstractObservable(const ZAbstractObservable&) : ZAbstractObservable() {}
-ZAbstractObservable& ZAbstractObservable::operator=(const ZAbstractObservable&) { return *this; }
+ZAbstractObservable::ZAbstractObservable(ZAbstractObservable const&) : ZAbstractObservable() {}
+ZAbstractObservable& ZAbstractObservable::operator=(ZAbstractObservable const&) { return *this; }
 ZAbstractObservable::~ZAbstractObservable() = default;
 
 void ZAbstractObservable::addObserver(ZObserverInterface* o) {

@@ -51,7 +51,7 @@ class ZReadWriteLock::Deadline {
     bool passed;    // nothing is waited for
 };
 
-// Made and destroyed under the guard, which the analysis cannot see from here.
+/// Made and destroyed under the guard, which the analysis cannot see from here.
 class ZReadWriteLock::Promotion {
   public:
     explicit Promotion(ZReadWriteLock& promoted) ZNO_THREAD_SAFETY_ANALYSIS : lock(promoted) {
@@ -66,8 +66,8 @@ class ZReadWriteLock::Promotion {
             zreportException(exception);
         }
     }
-    Promotion(const Promotion&) = delete;
-    Promotion& operator=(const Promotion&) = delete;
+    Promotion(Promotion const&) = delete;
+    Promotion& operator=(Promotion const&) = delete;
 
     bool complete = false;
 
@@ -76,7 +76,7 @@ class ZReadWriteLock::Promotion {
 };
 
 ZReadWriteLock::ZReadWriteLock() : owner(noOwner) {}
-ZReadWriteLock::ZReadWriteLock(const ZReadWriteLock&) : ZReadWriteLock() {}
+ZReadWriteLock::ZReadWriteLock(ZReadWriteLock const&) : ZReadWriteLock() {}
 ZReadWriteLock::~ZReadWriteLock() = default;
 
 ZObject* ZReadWriteLock::clone() const { return new ZReadWriteLock(*this); }
@@ -204,8 +204,8 @@ bool ZReadWriteLock::wait(Deadline const& deadline) {
     struct Waiter {
         explicit Waiter(int& number) : waiters(number) { ++waiters; }
         ~Waiter() { --waiters; }  // the lock is held again, however the wait ended
-        Waiter(const Waiter&) = delete;
-        Waiter& operator=(const Waiter&) = delete;
+        Waiter(Waiter const&) = delete;
+        Waiter& operator=(Waiter const&) = delete;
         int& waiters;
     };
     if (deadline.passed) return false;

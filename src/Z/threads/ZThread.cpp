@@ -5,7 +5,7 @@
 #include "Z/ZException.h"
 #include "Z/exceptions/guarded.h"
 #include "Z/exceptions/report.h"
-#include "Z/threads/thread_word.h"
+#include "Z/threads/thread_state.h"
 #include "Z/utility/cancellation_off.h"
 
 namespace {
@@ -22,8 +22,8 @@ class Attributes {
         if (detached) detach();
     }
     ~Attributes() { destroy(); }
-    Attributes(const Attributes&) = delete;
-    Attributes& operator=(const Attributes&) = delete;
+    Attributes(Attributes const&) = delete;
+    Attributes& operator=(Attributes const&) = delete;
     [[nodiscard]] pthread_attr_t const* get() const { return &attributes; }
 
   private:
@@ -46,7 +46,7 @@ extern "C" void deleteThreadObject(void* value) { delete static_cast<ZObject*>(v
 
 }  // namespace
 
-/// What is left to do in a thread whose object has had its last word: the pool is told, and an
+/// What is left to do in a thread whose object has had its last state: the pool is told, and an
 /// object that owns itself is deleted. Flags and pool are read first: once the pool knows, the
 /// owner of any other object may delete it.
 class ZThread::Farewell {
@@ -58,8 +58,8 @@ class ZThread::Farewell {
         bool const isForgotten = pool == nullptr || tellPool();
         if (deletes && isForgotten) delete &thread;
     }
-    Farewell(const Farewell&) = delete;
-    Farewell& operator=(const Farewell&) = delete;
+    Farewell(Farewell const&) = delete;
+    Farewell& operator=(Farewell const&) = delete;
 
   private:
     /// False when the pool could not lock its mutex: it may still have a pointer to the thread,
@@ -81,13 +81,13 @@ class ZThread::Farewell {
 };
 
 ZThread::ZThread(int isDetached, int deletes)
-    : threadId(new Word(noThread, Standing::none)),
+    : threadId(new State(noThread, JoinState::none)),
       detached(isDetached),
       autoDelete(deletes),
       pool(nullptr) {}
 
 ZThread::ZThread(pthread_t id)
-    : threadId(new Word(id, Standing::foreign)), detached(0), autoDelete(0), pool(nullptr) {}
+    : threadId(new State(id, JoinState::foreign)), detached(0), autoDelete(0), pool(nullptr) {}
 
 ZThread::~ZThread() {
     detachUnjoined();
@@ -97,8 +97,8 @@ ZThread::~ZThread() {
 /// There is no report for a refusal: only a thread that somebody detached behind our back can cause
 /// one, and then nothing is left behind.
 void ZThread::detachUnjoined() {
-    auto expected = Standing::mine;
-    if (threadId->standing.compare_exchange_strong(expected, Standing::none))
+    auto expected = JoinState::mine;
+    if (threadId->joinState.compare_exchange_strong(expected, JoinState::none))
         pthread_detach(threadId->id);
 }
 
@@ -119,28 +119,28 @@ pthread_t ZThread::getPThreadID() const { return threadId->id; }
 
 void ZThread::start() {
     struct Share {
-        explicit Share(Word& shared) : word(shared) { word.share(); }
-        ~Share() { word.release(); }
-        Share(const Share&) = delete;
-        Share& operator=(const Share&) = delete;
-        Word& word;
+        explicit Share(State& shared) : state(shared) { state.share(); }
+        ~Share() { state.release(); }
+        Share(Share const&) = delete;
+        Share& operator=(Share const&) = delete;
+        State& state;
     };
     detachUnjoined();
     Attributes const attributes(detached != 0);
     Share const share(*threadId);
-    Word& word = share.word;
-    pthread_t const before = word.id;
-    word.standing = detached != 0 ? Standing::none : Standing::starting;
+    State& state = share.state;
+    pthread_t const before = state.id;
+    state.joinState = detached != 0 ? JoinState::none : JoinState::starting;
     pthread_t created{};
     if (int const rc = pthread_create(&created, attributes.get(), entry, this)) {
-        word.standing = Standing::none;
+        state.joinState = JoinState::none;
         zraise(ZThreadException(17, rc), sourceName, __LINE__);
     }
     // From here on the object may be gone, or even be started once more. The thread notes its id
     // itself as well; whoever is first is right.
     pthread_t expected = before;
-    word.id.compare_exchange_strong(expected, created);
-    word.noteStarted();
+    state.id.compare_exchange_strong(expected, created);
+    state.noteStarted();
 }
 
 void* ZThread::entry(void* thread) {
@@ -157,42 +157,42 @@ void ZThread::enter() {
     threadId->id = pthread_self();
     threadId->noteStarted();
     Finish const finish{*this};
-    (void)zreturned(sourceName, __LINE__, [this] { run(); });
+    static_cast<void>(zreturned(sourceName, __LINE__, [this] { run(); }));
 }
 
 void ZThread::finish() {
     ZCancellationOff const steps;  // each of them has to be done
     Farewell const farewell(*this);
-    (void)zreturned(sourceName, __LINE__, [this] { exit(); });
+    static_cast<void>(zreturned(sourceName, __LINE__, [this] { exit(); }));
 }
 
 void ZThread::exit() {}
 
-/// The code of what speaks against joining a thread of this standing; 0: nothing.
-int ZThread::joinRefusal(Standing standing) const {
-    bool const runs = standing == Standing::mine || standing == Standing::foreign ||
-                      standing == Standing::joining;
+/// The code of what speaks against joining a thread in this state; 0: nothing.
+int ZThread::joinRefusal(JoinState joinState) const {
+    bool const runs = joinState == JoinState::mine || joinState == JoinState::foreign ||
+                      joinState == JoinState::joining;
     if (!runs) return ESRCH;
     if (pthread_equal(threadId->id, pthread_self())) return EDEADLK;
-    return standing == Standing::joining ? EINVAL : 0;
+    return joinState == JoinState::joining ? EINVAL : 0;
 }
 
 void ZThread::waitForExit() {
     struct Join {
-        ~Join() { word.standing = standing; }
-        Word& word;
-        Standing standing;  // what it is afterwards
+        ~Join() { state.joinState = joinState; }
+        State& state;
+        JoinState joinState;  // what it is afterwards
     };
     if (detached != 0) return;
-    auto standing = threadId->standing.load();
+    auto joinState = threadId->joinState.load();
     do {
-        if (int const rc = joinRefusal(standing))
+        if (int const rc = joinRefusal(joinState))
             zraise(ZThreadException(20, rc), sourceName, __LINE__);
-    } while (!threadId->standing.compare_exchange_weak(standing, Standing::joining));
-    Join join{*threadId, standing};
+    } while (!threadId->joinState.compare_exchange_weak(joinState, JoinState::joining));
+    Join join{*threadId, joinState};
     if (int const rc = pthread_join(threadId->id, nullptr))
         zraise(ZThreadException(20, rc), sourceName, __LINE__);
-    join.standing = Standing::joined;
+    join.joinState = JoinState::joined;
 }
 
 void ZThread::createThreadKey(unsigned int& key) {

@@ -21,8 +21,8 @@ class ZSCOPED_CAPABILITY ZPersistentGuard {
     ~ZPersistentGuard() ZRELEASE() {
         if (!release()) release();
     }
-    ZPersistentGuard(const ZPersistentGuard&) = delete;
-    ZPersistentGuard& operator=(const ZPersistentGuard&) = delete;
+    ZPersistentGuard(ZPersistentGuard const&) = delete;
+    ZPersistentGuard& operator=(ZPersistentGuard const&) = delete;
 
   private:
     // Not analysed: the destructor says that it releases.

@@ -1,4 +1,4 @@
-// Sleeper threads.
+/// Sleeper threads.
 #include <algorithm>
 #include <climits>
 #include <ctime>
@@ -11,7 +11,7 @@
 
 namespace {
 
-// Values of `started`, in the order in which they come.
+/// Values of `started`, in the order in which they come.
 constexpr int notStarted = 0;
 constexpr int awaited = 3;  // start() waits for the thread
 constexpr int arrived = 2;  // the thread runs, and start() has not noticed yet
@@ -73,8 +73,8 @@ class ZSleeperThread::Arrival {
         ZCancellationOff const waiting;
         if (isAwaited) awaitOn(thread.startCondition, thread.started, arrived);
     }
-    Arrival(const Arrival&) = delete;
-    Arrival& operator=(const Arrival&) = delete;
+    Arrival(Arrival const&) = delete;
+    Arrival& operator=(Arrival const&) = delete;
 
   private:
     ZSleeperThread& thread;

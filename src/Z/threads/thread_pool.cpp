@@ -1,4 +1,4 @@
-// Thread pools.
+/// Thread pools.
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
@@ -9,7 +9,7 @@
 #include "Z/exceptions/guarded.h"
 #include "Z/exceptions/report.h"
 #include "Z/threads/deadline.h"
-#include "Z/threads/thread_word.h"
+#include "Z/threads/thread_state.h"
 #include "Z/utility/cancellation_off.h"
 
 namespace {
@@ -18,10 +18,10 @@ constexpr char sourceName[] = "src/Z/ZThread";
 
 constexpr int borrowed = 0;  // members of containers
 constexpr unsigned int usualIdle = 10;
-// A pool may be bounded by a number that nobody reaches; its map need not be made for that many.
+/// A pool may be bounded by a number that nobody reaches; its map need not be made for that many.
 constexpr unsigned int largestMap = 4096;
 
-// Every change is signalled. Should the system refuse a signal, whoever waits still looks again.
+/// Every change is signalled. Should the system refuse a signal, whoever waits still looks again.
 constexpr long longestWait = 200;  // milliseconds
 constexpr int someTries = 20;      // a millisecond each
 
@@ -52,8 +52,8 @@ class ZThreadPool::Lock {
         if (!held) return;
         if (int const rc = release()) zreportFailure(sourceName, __LINE__, 6, rc);
     }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
+    Lock(Lock const&) = delete;
+    Lock& operator=(Lock const&) = delete;
 
     /// What the system answered when patience was needed, else 0.
     [[nodiscard]] int failure() const { return firstRc; }
@@ -123,8 +123,8 @@ class ZThreadPool::KeepNone {
         Lock const lock(pool, Lock::Patience::some);
         pool.maxIdle = saved;
     }
-    KeepNone(const KeepNone&) = delete;
-    KeepNone& operator=(const KeepNone&) = delete;
+    KeepNone(KeepNone const&) = delete;
+    KeepNone& operator=(KeepNone const&) = delete;
 
   private:
     ZThreadPool& pool;
@@ -173,23 +173,23 @@ ZThread* ZThreadPool::createThread() { return nullptr; }
 // Kept: a start that fails is reported and not thrown, so that whoever feeds a pool from a queue
 // goes on with the next thread.
 void ZThreadPool::start(ZThread& t) {
-    struct Enrolment {
-        ~Enrolment() {
-            if (!isKept) pool.strike(thread);
+    struct Registration {
+        ~Registration() {
+            if (!isKept) pool.unregisterThread(thread);
         }
         ZThreadPool& pool;
         ZThread& thread;
         bool isKept;
     };
-    enrol(t);
-    Enrolment enrolment{*this, t, false};
+    registerThread(t);
+    Registration registration{*this, t, false};
     // The mutex is not held: a sleeper's start waits for its thread, and other threads' work may
     // need the pool meanwhile.
-    enrolment.isKept = zreturned(sourceName, __LINE__, [&t] { t.start(); });
+    registration.isKept = zreturned(sourceName, __LINE__, [&t] { t.start(); });
 }
 
 /// Counts the thread, and lets it know its pool, before it can run.
-void ZThreadPool::enrol(ZThread& t) {
+void ZThreadPool::registerThread(ZThread& t) {
     if (maxThreads == 0) zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Lock lock(*this);
     while (static_cast<unsigned int>(activeCount) >= maxThreads)
@@ -201,13 +201,13 @@ void ZThreadPool::enrol(ZThread& t) {
     try {
         lock.unlock();
     } catch (ZException&) {
-        strike(t);
+        unregisterThread(t);
         throw;
     }
 }
 
-/// Undoes enrol(), unless the thread ran all the same and has told its end itself.
-void ZThreadPool::strike(ZThread& t) noexcept {
+/// Undoes registerThread(), unless the thread ran all the same and has told its end itself.
+void ZThreadPool::unregisterThread(ZThread& t) noexcept {
     Lock const lock(*this, Lock::Patience::some);
     if (t.pool.exchange(nullptr) == nullptr) return;
     if (lock.isHeld()) dropIdle(t);
@@ -328,7 +328,7 @@ void ZThreadPool::tell(ZThread& t) {
         t.waitForExit();
     } catch (...) {
         if (isStillIdle(t)) throw;  // waiting for its end would be for ever
-        (void)zreturned(sourceName, __LINE__, [] { throw; });
+        static_cast<void>(zreturned(sourceName, __LINE__, [] { throw; }));
     }
 }
 

@@ -19,7 +19,7 @@ void writeGap(FILE* out, int column) {
     if (column % (lineSize / 2) == 0) fputc(' ', out);
 }
 
-void writeBytes(FILE* out, const unsigned char* line, int count) {
+void writeBytes(FILE* out, unsigned char const* line, int count) {
     for (int column = 0; column < lineSize; ++column) {
         writeGap(out, column);
         if (column < count)
@@ -29,7 +29,7 @@ void writeBytes(FILE* out, const unsigned char* line, int count) {
     }
 }
 
-void writeText(FILE* out, const unsigned char* line, int count) {
+void writeText(FILE* out, unsigned char const* line, int count) {
     fputs("  *", out);
     for (int column = 0; column < count; ++column) {
         // Kept: what shows such a dump knows the codeset of the bytes, so all but controls are
@@ -40,7 +40,7 @@ void writeText(FILE* out, const unsigned char* line, int count) {
     fputc('*', out);
 }
 
-void dump(FILE* out, int length, const unsigned char* data, const char* title) {
+void dump(FILE* out, int length, unsigned char const* data, char const* title) {
     if (title != nullptr) fprintf(out, "\n\t%s\n", title);
     for (int offset = 0; length > 0; offset += lineSize, length -= lineSize) {
         int const count = std::min(length, lineSize);
@@ -53,7 +53,7 @@ void dump(FILE* out, int length, const unsigned char* data, const char* title) {
 
 }  // namespace
 
-void zhex_dump(FILE* out, int length, const unsigned char* data, const char* title) try {
+void zhex_dump(FILE* out, int length, unsigned char const* data, char const* title) try {
     ZResourceLock const guard(dumpLock());
     dump(out != nullptr ? out : stderr, data != nullptr ? length : 0, data, title);
 } catch (ZException& e) {  // out of memory, or the lock failed

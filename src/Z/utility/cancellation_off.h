@@ -14,8 +14,8 @@ class ZCancellationOff {
         int ignored = 0;
         pthread_setcancelstate(before, &ignored);
     }
-    ZCancellationOff(const ZCancellationOff&) = delete;
-    ZCancellationOff& operator=(const ZCancellationOff&) = delete;
+    ZCancellationOff(ZCancellationOff const&) = delete;
+    ZCancellationOff& operator=(ZCancellationOff const&) = delete;
 
   private:
     int before = PTHREAD_CANCEL_ENABLE;  // the state to go back to

@@ -2,6 +2,6 @@
 
 #include <arpa/inet.h>
 
-const char* zinet_ntop(int af, const void* src, char* dst, unsigned int size) {
+char const* zinet_ntop(int af, void const* src, char* dst, unsigned int size) {
     return inet_ntop(af, src, dst, size);
 }

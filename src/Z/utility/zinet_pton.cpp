@@ -2,6 +2,6 @@
 
 #include <arpa/inet.h>
 
-int zinet_pton(int af, const char* src, void* dst) {
+int zinet_pton(int af, char const* src, void* dst) {
     return inet_pton(af, src != nullptr ? src : "", dst);
 }

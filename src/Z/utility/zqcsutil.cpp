@@ -19,16 +19,16 @@ constexpr char defaultDirectory[] = "/opt/Quorvane/nls/QCS";
 /// Why there are no codesets.
 enum class Failure { none, noDirectory, noLocalCodeset, noUtf8 };
 
-// Written by zonce_init() alone. What is atomic is stored only when all is well, so a getter that
-// finds a value need not ask whether the initialisation has run.
+/// Written by zonce_init() alone. What is atomic is stored only when all is well, so a getter that
+/// finds a value need not ask whether the initialisation has run.
 pthread_once_t qcs_once = PTHREAD_ONCE_INIT;
-const char* qcsdir_ = nullptr;       // value of QCSDIR; null: unset
+char const* qcsdir_ = nullptr;       // value of QCSDIR; null: unset
 std::array<char, 512> localeName{};  // canonical name of the locale; empty: unknown
 std::array<char, 32> codesetName{};  // name of the local codeset; empty: unknown
 Failure failure = Failure::none;
 int qcs_rc = 0;                                       // last return code of the codeset layer
-std::atomic<const char*> locstring_{nullptr};         // localeName; null: not set up
-std::atomic<const char*> csname_{nullptr};            // codesetName; null: not set up
+std::atomic<char const*> locstring_{nullptr};         // localeName; null: not set up
+std::atomic<char const*> csname_{nullptr};            // codesetName; null: not set up
 std::atomic<qcs_loc_handle> local_locale_handle_{0};  // 0: none is installed, or not set up
 std::atomic<int> localGreatest{1};                    // bytes of the longest local character
 std::atomic<ZCodesetHandle> zutf8_codeset_{0};        // 0: not set up
@@ -73,16 +73,16 @@ Failure setUp() {
 
 void zonce_init() { failure = setUp(); }
 
-// The exceptions and the message service hold strings, and strings ask for handles. While this
-// thread makes the report that there are none, it is given none instead of another report.
+/// The exceptions and the message service hold strings, and strings ask for handles. While this
+/// thread makes the report that there are none, it is given none instead of another report.
 thread_local bool isReporting = false;
 
 class ReportScope {
   public:
     ReportScope() { isReporting = true; }
     ~ReportScope() { isReporting = false; }
-    ReportScope(const ReportScope&) = delete;
-    ReportScope& operator=(const ReportScope&) = delete;
+    ReportScope(ReportScope const&) = delete;
+    ReportScope& operator=(ReportScope const&) = delete;
 };
 
 void report(ZZException&& exception, int line) {
@@ -107,13 +107,13 @@ bool commonInit() {
 
 /// What `value` holds once the codesets are set up; its empty value when they cannot be.
 template <class Value>
-Value afterInit(const std::atomic<Value>& value) {
+Value afterInit(std::atomic<Value> const& value) {
     Value const known = value.load(std::memory_order_acquire);
     if (known != Value{} || isReporting) return known;
     return commonInit() ? value.load(std::memory_order_acquire) : Value{};
 }
 
-ZCodesetHandle handleOrAbort(const std::atomic<ZCodesetHandle>& handle) {
+ZCodesetHandle handleOrAbort(std::atomic<ZCodesetHandle> const& handle) {
     ZCodesetHandle const known = afterInit(handle);
     if (known == 0 && !isReporting) abort();
     return known;
@@ -123,7 +123,7 @@ qcs_loc_handle localLocale() { return local_locale_handle_.load(std::memory_orde
 
 using Classification = int (*)(qcs_wchar);
 
-int lengthIf(Classification isOfClass, ZCodesetHandle cs, const char* p, unsigned int n) {
+int lengthIf(Classification isOfClass, ZCodesetHandle cs, char const* p, unsigned int n) {
     qcs_wchar wide = 0;
     int const length = qcs_mbtowc(cs, &wide, p, n);
     return length > 0 && isOfClass(wide) != 0 ? length : 0;
@@ -133,21 +133,21 @@ int lengthIf(Classification isOfClass, ZCodesetHandle cs, const char* p, unsigne
 
 ZCodesetHandle zgetLCSHandle() { return handleOrAbort(zlocal_codeset_); }
 ZCodesetHandle zgetUTF8Handle() { return handleOrAbort(zutf8_codeset_); }
-const char* zgetLocalCodesetName() { return afterInit(csname_); }
-const char* zgetlocale() { return afterInit(locstring_); }
+char const* zgetLocalCodesetName() { return afterInit(csname_); }
+char const* zgetlocale() { return afterInit(locstring_); }
 
-void zset_cs_dir(const char* dir) {
+void zset_cs_dir(char const* dir) {
     if (dir == nullptr) return;
     directoryChosen = true;
     qcs_set_dir(dir);
 }
 
-int zlcs_to_utf8(const char* in, unsigned int inLen, char* out, unsigned int outLen) {
+int zlcs_to_utf8(char const* in, unsigned int inLen, char* out, unsigned int outLen) {
     if (in == nullptr || inLen == 0 || out == nullptr || outLen == 0) return 0;
     return qcs_to_utf8(zgetLCSHandle(), in, inLen, out, outLen);
 }
 
-int zlcs_from_utf8(const char* in, unsigned int inLen, char* out, unsigned int outLen) {
+int zlcs_from_utf8(char const* in, unsigned int inLen, char* out, unsigned int outLen) {
     if (in == nullptr || inLen == 0 || out == nullptr || outLen == 0) return 0;
     return qcs_from_utf8(zgetLCSHandle(), in, inLen, out, outLen);
 }
@@ -157,24 +157,24 @@ int zlcs_mb_max() {
     return localGreatest.load(std::memory_order_acquire);
 }
 
-int zmblen(ZCodesetHandle cs, const char* p, unsigned int n) {
+int zmblen(ZCodesetHandle cs, char const* p, unsigned int n) {
     if (p == nullptr || n == 0 || *p == 0) return 0;
     bool const isLocal = cs != 0 && cs == zlocal_codeset_.load(std::memory_order_acquire);
     if (isLocal && localGreatest.load(std::memory_order_acquire) == 1) return 1;
     return qcs_mblen(cs, p, n);
 }
 
-int zstrcount(ZCodesetHandle cs, const char* s) { return static_cast<int>(qcs_strcount(cs, s)); }
+int zstrcount(ZCodesetHandle cs, char const* s) { return static_cast<int>(qcs_strcount(cs, s)); }
 
-int zmbtowc(ZCodesetHandle cs, ZWideChar* wide, const char* p, unsigned int n) {
+int zmbtowc(ZCodesetHandle cs, ZWideChar* wide, char const* p, unsigned int n) {
     return qcs_mbtowc(cs, wide, p, n);
 }
 
-int zisspace(ZCodesetHandle cs, const char* p, unsigned int n) {
+int zisspace(ZCodesetHandle cs, char const* p, unsigned int n) {
     return lengthIf(qcs_iswspace, cs, p, n);
 }
 
-int zisalpha(ZCodesetHandle cs, const char* p, unsigned int n) {
+int zisalpha(ZCodesetHandle cs, char const* p, unsigned int n) {
     return lengthIf(qcs_iswalpha, cs, p, n);
 }
 
@@ -185,46 +185,46 @@ int ziswdigit(ZWideChar wide) { return qcs_iswdigit(wide); }
 int ziswalpha(ZWideChar wide) { return qcs_iswalpha(wide); }
 int ziswalnum(ZWideChar wide) { return qcs_iswalnum(wide); }
 
-char* zstrchr(ZCodesetHandle cs, const char* s, int c) { return qcs_strchr(cs, s, c); }
-char* zstrrchr(ZCodesetHandle cs, const char* s, int c) { return qcs_strrchr(cs, s, c); }
+char* zstrchr(ZCodesetHandle cs, char const* s, int c) { return qcs_strchr(cs, s, c); }
+char* zstrrchr(ZCodesetHandle cs, char const* s, int c) { return qcs_strrchr(cs, s, c); }
 
-char* zstrstr(ZCodesetHandle cs, const char* s, const char* sub) { return qcs_strstr(cs, s, sub); }
+char* zstrstr(ZCodesetHandle cs, char const* s, char const* sub) { return qcs_strstr(cs, s, sub); }
 
-char* zstrpbrk(ZCodesetHandle cs, const char* s, const char* set) {
+char* zstrpbrk(ZCodesetHandle cs, char const* s, char const* set) {
     return qcs_strpbrk(cs, s, set);
 }
 
-unsigned int zstrspn(ZCodesetHandle cs, const char* s, const char* set) {
+unsigned int zstrspn(ZCodesetHandle cs, char const* s, char const* set) {
     return qcs_strspn(cs, s, set);
 }
 
-unsigned int zstrcspn(ZCodesetHandle cs, const char* s, const char* set) {
+unsigned int zstrcspn(ZCodesetHandle cs, char const* s, char const* set) {
     return qcs_strcspn(cs, s, set);
 }
 
-char* zstrtok(ZCodesetHandle cs, char* s, const char* delims, char** state) {
+char* zstrtok(ZCodesetHandle cs, char* s, char const* delims, char** state) {
     return qcs_strtok(cs, s, delims, state);
 }
 
-char* zstrncat(ZCodesetHandle cs, char* dst, const char* src, unsigned int n) {
+char* zstrncat(ZCodesetHandle cs, char* dst, char const* src, unsigned int n) {
     return qcs_strncat(cs, dst, src, n);
 }
 
-char* zstrncpy(ZCodesetHandle cs, char* dst, const char* src, unsigned int n) {
+char* zstrncpy(ZCodesetHandle cs, char* dst, char const* src, unsigned int n) {
     return qcs_strncpy(cs, dst, src, n);
 }
 
-int zstricmp(ZCodesetHandle cs, const char* a, const char* b) {
+int zstricmp(ZCodesetHandle cs, char const* a, char const* b) {
     return qcs_stricmp(cs, localLocale(), a, b);
 }
 
-int zstrnicmp(ZCodesetHandle cs, const char* a, const char* b, unsigned int n) {
+int zstrnicmp(ZCodesetHandle cs, char const* a, char const* b, unsigned int n) {
     return qcs_strnicmp(cs, localLocale(), a, b, n);
 }
 
 char* zstrupper(ZCodesetHandle cs, char* s) { return qcs_strupper(cs, localLocale(), s); }
 char* zstrlower(ZCodesetHandle cs, char* s) { return qcs_strlower(cs, localLocale(), s); }
 
-char* zstrptime(ZCodesetHandle cs, const char* s, const char* format, struct tm* tm) {
+char* zstrptime(ZCodesetHandle cs, char const* s, char const* format, struct tm* tm) {
     return qcs_strptime(cs, localLocale(), s, format, tm);
 }

@@ -15,7 +15,7 @@ struct Unit16Character {
     int units;
 };
 
-Unit16Character characterAt(const unsigned short* at, const unsigned short* end) {
+Unit16Character characterAt(unsigned short const* at, unsigned short const* end) {
     unsigned const first = at[0];
     // Kept: a lone surrogate passes through, for callers that carry ill-formed UTF-16 faithfully.
     if (!isHigh(first) || end - at < 2 || !isLow(at[1])) return {first, 1};
@@ -35,7 +35,7 @@ void encode(unsigned code, std::ptrdiff_t length, unsigned char* out) {
 
 }  // namespace
 
-int zconvert_UTF16_to_UTF8(const unsigned short** src, const unsigned short* srcEnd,
+int zconvert_UTF16_to_UTF8(unsigned short const** src, unsigned short const* srcEnd,
                            unsigned char** dst, unsigned char* dstEnd) {
     while (*src < srcEnd) {
         Unit16Character const next = characterAt(*src, srcEnd);

@@ -8,7 +8,7 @@ namespace {
 bool catchesTheLibrarysExceptions() {
     try {
         ZInvalidParameterException().throwException(__FILE__, __LINE__);
-    } catch (const ZException& e) {
+    } catch (ZException const& e) {
         return e.where() > 0;
     }
     return false;

@@ -1,4 +1,4 @@
-// ZPCategoryBasedCache, what it answers: values, names, counts.
+/// ZPCategoryBasedCache, what it answers: values, names, counts.
 #include "Z/ZException.h"
 #include "Z/ZList.h"
 #include "Z/ZPropertiesImpl.h"
@@ -9,24 +9,24 @@
 #include <cstdio>
 #include <string_view>
 
-using zpcache::findKey;
-using zpcache::findStanza;
-using zpcache::Index;
-using zpcache::none;
-using zpcache::Obfuscated;
-using zpcache::Records;
+using zfc::cache::findKey;
+using zfc::cache::findStanza;
+using zfc::cache::Index;
+using zfc::cache::none;
+using zfc::cache::Obfuscated;
+using zfc::cache::Records;
 
 namespace {
 
 std::uint32_t visibleCount(Records const& records, Index key) {
-    return zpcache::visibleKind(records, key) == Obfuscated::yes ? records.obfuscatedCount(key)
-                                                                 : records.plainCount(key);
+    return zfc::cache::visibleKind(records, key) == Obfuscated::yes ? records.obfuscatedCount(key)
+                                                                    : records.plainCount(key);
 }
 
 template <class Visit>
 void eachValue(Records const& records, Index key, ZPCache::get_type_e type, Visit visit) {
     bool const visible = type == ZPCache::plainElseObfuscated;
-    Obfuscated const kind = visible                        ? zpcache::visibleKind(records, key)
+    Obfuscated const kind = visible                        ? zfc::cache::visibleKind(records, key)
                             : type == ZPCache::plainValues ? Obfuscated::no
                                                            : Obfuscated::yes;
     if (kind == Obfuscated::yes)
@@ -40,7 +40,7 @@ template <class Object, class... Arguments>
 void append(ZArrayList& list, Arguments... arguments) {
     auto object = std::make_unique<Object>(arguments...);
     list.addNoCopy(object.get());
-    (void)object.release();
+    static_cast<void>(object.release());
 }
 
 std::unique_ptr<ZArrayList> valueList(Records const& records, Index key, ZPCache::get_type_e type) {
@@ -64,7 +64,7 @@ void appendKeyNames(Records const& records, Index stanza, ZArrayList& out) {
 }
 
 /// A line's text as ZPropLine holds it.
-char const* textOf(Records const& records, zpcache::Line const& line) {
+char const* textOf(Records const& records, zfc::cache::Line const& line) {
     switch (line.kind) {
         case ZPropLine::comment:
             return line.text;
@@ -83,7 +83,7 @@ char const* textOf(Records const& records, zpcache::Line const& line) {
 
 ZPCategoryBasedCache::ZPCategoryBasedCache() : records(new Records), lists(new Lists) {}
 
-ZPCategoryBasedCache::ZPCategoryBasedCache(const ZPCategoryBasedCache& other)
+ZPCategoryBasedCache::ZPCategoryBasedCache(ZPCategoryBasedCache const& other)
     : ZPCache(other),
       records(new Records(*other.records)),
       lists(new Lists),
@@ -146,7 +146,7 @@ void ZPCategoryBasedCache::getNames(char const* stanza, ZArrayList& out) const {
 }
 
 void ZPCategoryBasedCache::getLines(ZArrayList& out) const {
-    records->eachLine([&](zpcache::Line const& line) {
+    records->eachLine([&](zfc::cache::Line const& line) {
         append<ZPropLine>(out, unsigned{line.kind}, textOf(*records, line));
     });
 }
@@ -212,7 +212,8 @@ bool ZPCategoryBasedCache::lastValue(char const* stanza, char const* key, char c
                                      unsigned int& length) const {
     Index const found = findKey(*records, stanza, key);
     if (found == none) return false;
-    std::string_view const value = records->lastValue(found, zpcache::visibleKind(*records, found));
+    std::string_view const value =
+        records->lastValue(found, zfc::cache::visibleKind(*records, found));
     if (value.data() == nullptr) return false;
     text = value.data();
     length = static_cast<unsigned int>(value.size());
@@ -223,7 +224,7 @@ char const* ZPCategoryBasedCache::valueAt(char const* stanza, char const* key,
                                           unsigned int i) const {
     Index const found = findKey(*records, stanza, key);
     if (found == none) return nullptr;
-    return records->valueAt(found, zpcache::visibleKind(*records, found), i).data();
+    return records->valueAt(found, zfc::cache::visibleKind(*records, found), i).data();
 }
 
 void ZPCategoryBasedCache::visitValues(char const* stanza, char const* key, get_type_e type,

@@ -1,4 +1,4 @@
-// ZPCategoryBasedCache, what changes it. Every edit is checked whole before it begins.
+/// ZPCategoryBasedCache, what changes it. Every edit is checked whole before it begins.
 #include "Z/ZException.h"
 #include "Z/ZPropertiesImpl.h"
 #include "Z/config/cache/handed_out.h"
@@ -8,12 +8,12 @@
 
 #include <string_view>
 
-using zpcache::findKey;
-using zpcache::findStanza;
-using zpcache::Index;
-using zpcache::none;
-using zpcache::Obfuscated;
-using zpcache::Records;
+using zfc::cache::findKey;
+using zfc::cache::findStanza;
+using zfc::cache::Index;
+using zfc::cache::none;
+using zfc::cache::Obfuscated;
+using zfc::cache::Records;
 
 namespace {
 
@@ -45,16 +45,16 @@ struct ZPCategoryBasedCache::Change {
         : stanza(viewOf(ofStanza)),
           key(viewOf(ofKey)),
           value(viewOf(newValue)),
-          kind(zpcache::kindOf(obfuscated)),
+          kind(zfc::cache::kindOf(obfuscated)),
           values(oldValues),
           lines(ofFile) {}
 
     [[nodiscard]] bool isOfStanza() const { return key.data() == nullptr; }
     [[nodiscard]] bool isStorable() const {
-        if (!zpcache::isStorableStanza(stanza)) return false;
+        if (!zfc::cache::isStorableStanza(stanza)) return false;
         if (isOfStanza()) return value.empty();
-        if (!zpcache::isStorableKey(key)) return false;
-        return value.empty() || zpcache::isStorableValue(key, value, kind);
+        if (!zfc::cache::isStorableKey(key)) return false;
+        return value.empty() || zfc::cache::isStorableValue(key, value, kind);
     }
 };
 
@@ -62,8 +62,8 @@ struct ZPCategoryBasedCache::Change {
 class ZPCategoryBasedCache::Edit {
   public:
     explicit Edit(Lists& handedOut) : lists(handedOut) {}
-    Edit(const Edit&) = delete;
-    Edit& operator=(const Edit&) = delete;
+    Edit(Edit const&) = delete;
+    Edit& operator=(Edit const&) = delete;
     ~Edit() { lists.clear(); }
 
   private:
@@ -89,7 +89,7 @@ void ZPCategoryBasedCache::editKey(unsigned int stanza, Change const& change) {
     if (change.values == Values::replace) records->clearValues(key);
     if (hasValue) records->adoptValue(key, value, change.kind);
     if (change.lines == Lines::place) records->placeKey(key);
-    if (zpcache::namesCompanion(change.stanza, change.key)) noteCompanion(key);
+    if (zfc::cache::namesCompanion(change.stanza, change.key)) noteCompanion(key);
 }
 
 /// Keeps the name of the companion file up to date; it stays known when the key goes.
@@ -142,14 +142,15 @@ void ZPCategoryBasedCache::addValue(char const* stanza, char const* key, char co
 bool ZPCategoryBasedCache::changeValue(char const* stanza, char const* key, unsigned int i,
                                        char const* value) {
     Index const found = findKey(*records, stanza, key);
-    Obfuscated const kind = found == none ? Obfuscated::no : zpcache::visibleKind(*records, found);
+    Obfuscated const kind =
+        found == none ? Obfuscated::no : zfc::cache::visibleKind(*records, found);
     if (isEmpty(value)) zraise(ZInvalidParameterException(), sourceName, __LINE__);
     if (found == none || records->valueAt(found, kind, i).data() == nullptr) return false;
     if (!isStorableValue(key, value, static_cast<int>(kind)))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Edit const scope(*lists);
     records->changeValue(found, kind, i, value);
-    if (zpcache::namesCompanion(stanza, key)) noteCompanion(found);
+    if (zfc::cache::namesCompanion(stanza, key)) noteCompanion(found);
     records->tidy();
     return true;
 }
@@ -157,11 +158,11 @@ bool ZPCategoryBasedCache::changeValue(char const* stanza, char const* key, unsi
 bool ZPCategoryBasedCache::removeValue(char const* stanza, char const* key, unsigned int i) {
     Index const found = findKey(*records, stanza, key);
     if (found == none) return false;
-    Obfuscated const kind = zpcache::visibleKind(*records, found);
+    Obfuscated const kind = zfc::cache::visibleKind(*records, found);
     if (records->valueAt(found, kind, i).data() == nullptr) return false;
     Edit const scope(*lists);
     records->removeValue(found, kind, i);
-    if (zpcache::namesCompanion(stanza, key)) noteCompanion(found);
+    if (zfc::cache::namesCompanion(stanza, key)) noteCompanion(found);
     records->tidy();
     return true;
 }

@@ -11,14 +11,14 @@
 #include <utility>
 
 /// Made when they are asked for, kept until the cache changes.
-struct ZPCategoryBasedCache::Lists : zpcache::Allocated {
+struct ZPCategoryBasedCache::Lists : zfc::cache::Allocated {
     template <class Object>
     using ByNumber = std::unordered_map<
         std::uint64_t, std::unique_ptr<Object>, std::hash<std::uint64_t>, std::equal_to<>,
-        zpcache::Allocator<std::pair<std::uint64_t const, std::unique_ptr<Object>>>>;
+        zfc::cache::Allocator<std::pair<std::uint64_t const, std::unique_ptr<Object>>>>;
 
     /// Record and kind of list in one number.
-    static std::uint64_t numberOf(zpcache::Index record, get_type_e type) {
+    static std::uint64_t numberOf(zfc::cache::Index record, get_type_e type) {
         return std::uint64_t{record} * 4 + type;
     }
     void clear() {

@@ -1,9 +1,9 @@
-// The lines of the file: where headers, keys and comments stand, and where new ones go.
+/// The lines of the file: where headers, keys and comments stand, and where new ones go.
 #include "Z/config/cache/records.h"
 
 #include <algorithm>
 
-namespace zpcache {
+namespace zfc::cache {
 
 Index Records::newLine(std::uint16_t kind, std::uint32_t segment) {
     Index const i = lines.allocate();
@@ -218,4 +218,4 @@ void Records::addKeyComment(Index key, std::string_view text) {
     insertComment(keys[key].stanza, text, line.prev, line.segment);
 }
 
-}  // namespace zpcache
+}  // namespace zfc::cache

@@ -4,7 +4,7 @@
 
 #include "Z/config/cache/records.h"
 
-namespace zpcache {
+namespace zfc::cache {
 
 /// None for null.
 [[nodiscard]] inline Index findStanza(Records const& records, char const* stanza) {
@@ -27,6 +27,6 @@ namespace zpcache {
     return stanza == "configuration-database" && key == "file";
 }
 
-}  // namespace zpcache
+}  // namespace zfc::cache
 
 #endif

@@ -9,7 +9,7 @@
 #include <memory>
 #include <type_traits>
 
-namespace zpcache {
+namespace zfc::cache {
 
 /// Raises ZOutOfMemoryException (message 1): the numbers are used up.
 [[noreturn]] void raiseFull();
@@ -100,6 +100,6 @@ void unlink(Pool<Record>& pool, Chain& chain, Index i) {
     (next == none ? chain.last : pool[next].prev) = prev;
 }
 
-}  // namespace zpcache
+}  // namespace zfc::cache
 
 #endif

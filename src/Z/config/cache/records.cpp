@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace zpcache {
+namespace zfc::cache {
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZPropertiesImpl";
@@ -36,12 +36,12 @@ Records::Records(Records const& other)
       obfuscatedKeyCount(other.obfuscatedKeyCount),
       openingEnd(other.openingEnd),
       longLines(other.longLines) {
-    rehome(other.texts.bytesUsed());
+    compact(other.texts.bytesUsed());
 }
 
 /// Copies every text in use into one block of `bytes`. That block is all that can fail, so the
 /// texts move together or not at all.
-void Records::rehome(std::size_t bytes) {
+void Records::compact(std::size_t bytes) {
     Texts fresh;
     fresh.reserve(bytes);
     for (Index i = file.first; i != none; i = lines[i].next) {
@@ -49,7 +49,7 @@ void Records::rehome(std::size_t bytes) {
     }
     eachStanza([&](Index i) {
         moveText(fresh, stanzas[i].name, stanzas[i].nameLength);
-        eachKey(i, [&](Index key) { rehomeKey(fresh, key); });
+        eachKey(i, [&](Index key) { compactKey(fresh, key); });
     });
     texts = std::move(fresh);
 }
@@ -57,21 +57,21 @@ void Records::rehome(std::size_t bytes) {
 void Records::tidy() {
     if (!texts.isWasteful()) return;
     try {
-        rehome(texts.bytesUsed());
+        compact(texts.bytesUsed());
     } catch (ZOutOfMemoryException const&) {
         return;  // what was asked for is done; the garbage can wait
     }
 }
 
-void Records::rehomeKey(Texts& fresh, Index key) {
+void Records::compactKey(Texts& fresh, Index key) {
     Key& record = keys[key];
     moveText(fresh, record.name, record.nameLength);
     if (record.value != nullptr) moveText(fresh, record.value, record.valueLength);
-    rehomeValues(fresh, record.more);
-    rehomeValues(fresh, record.obfuscated);
+    compactValues(fresh, record.more);
+    compactValues(fresh, record.obfuscated);
 }
 
-void Records::rehomeValues(Texts& fresh, Index list) {
+void Records::compactValues(Texts& fresh, Index list) {
     if (list == none) return;
     for (Index i = lists[list].first; i != none; i = values[i].next)
         moveText(fresh, values[i].text, values[i].length);
@@ -164,4 +164,4 @@ void Records::removeStanza(Index stanza) {
     stanzas.release(stanza);
 }
 
-}  // namespace zpcache
+}  // namespace zfc::cache

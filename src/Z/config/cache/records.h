@@ -16,7 +16,7 @@
 #include <unordered_map>
 #include <utility>
 
-namespace zpcache {
+namespace zfc::cache {
 
 enum class Obfuscated : bool { no, yes };
 [[nodiscard]] constexpr Obfuscated kindOf(int obfuscated) {
@@ -235,9 +235,9 @@ class Records : public Allocated {
     void insertComment(Index stanza, std::string_view text, Index behind, std::uint32_t segment);
     [[nodiscard]] Index endOfComments(Index line) const;
 
-    void rehome(std::size_t bytes);
-    void rehomeKey(Texts& fresh, Index key);
-    void rehomeValues(Texts& fresh, Index list);
+    void compact(std::size_t bytes);
+    void compactKey(Texts& fresh, Index key);
+    void compactValues(Texts& fresh, Index list);
 
     Texts texts;
     Pool<Stanza> stanzas;
@@ -312,6 +312,6 @@ void Records::eachObfuscatedKey(Visit visit) const {
         visit(lists[i].key);
 }
 
-}  // namespace zpcache
+}  // namespace zfc::cache
 
 #endif

@@ -1,4 +1,4 @@
-// What may be stored in a stanza file: the rules that keep a file readable as what was written.
+/// What may be stored in a stanza file: the rules that keep a file readable as what was written.
 #include "Z/config/cache/storable.h"
 
 #include "Z/ZPropertiesImpl.h"
@@ -20,31 +20,31 @@ bool fitsLine(std::size_t bytes) { return bytes <= ZPCategoryBasedCache::maxLine
 
 }  // namespace
 
-bool zpcache::isStorableStanza(std::string_view name) {
+bool zfc::cache::isStorableStanza(std::string_view name) {
     return !name.empty() && !holds(name, ']') && !holds(name, '\n') &&
            fitsLine(name.size() + brackets);
 }
 
-bool zpcache::isStorableKey(std::string_view name) {
+bool zfc::cache::isStorableKey(std::string_view name) {
     if (name.empty() || holds(name, '=') || holds(name, '\n')) return false;
     if (name.front() == '#' || name.front() == '[') return false;
     if (isSpace(name.front()) || isSpace(name.back())) return false;
     return fitsLine(name.size() + equalsEnd);
 }
 
-bool zpcache::isStorableValue(std::string_view key, std::string_view value, Obfuscated kind) {
+bool zfc::cache::isStorableValue(std::string_view key, std::string_view value, Obfuscated kind) {
     if (kind == Obfuscated::yes) return true;
     return !holds(value, '\n') && fitsLine(key.size() + equalsMid + value.size());
 }
 
 bool ZPCategoryBasedCache::isStorableStanza(char const* stanza) {
-    return zpcache::isStorableStanza(stanza);
+    return zfc::cache::isStorableStanza(stanza);
 }
 
-bool ZPCategoryBasedCache::isStorableKey(char const* key) { return zpcache::isStorableKey(key); }
+bool ZPCategoryBasedCache::isStorableKey(char const* key) { return zfc::cache::isStorableKey(key); }
 
 bool ZPCategoryBasedCache::isStorableValue(char const* key, char const* value, int obfuscated) {
-    return zpcache::isStorableValue(key, value, zpcache::kindOf(obfuscated));
+    return zfc::cache::isStorableValue(key, value, zfc::cache::kindOf(obfuscated));
 }
 
 bool ZPCategoryBasedCache::isStorableComment(char const* text) {

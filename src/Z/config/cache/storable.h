@@ -7,12 +7,12 @@
 
 #include <string_view>
 
-namespace zpcache {
+namespace zfc::cache {
 
 [[nodiscard]] bool isStorableStanza(std::string_view name);
 [[nodiscard]] bool isStorableKey(std::string_view name);
 [[nodiscard]] bool isStorableValue(std::string_view key, std::string_view value, Obfuscated kind);
 
-}  // namespace zpcache
+}  // namespace zfc::cache
 
 #endif

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <ctime>
 
-namespace zpcache {
+namespace zfc::cache {
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZPropertiesImpl";
@@ -113,4 +113,4 @@ void Table::erase(std::uint32_t hash, Index number) {
     --count;
 }
 
-}  // namespace zpcache
+}  // namespace zfc::cache

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace zpcache {
+namespace zfc::cache {
 
 /// The number of a record in its pool.
 using Index = std::uint32_t;
@@ -82,6 +82,6 @@ class Table {
     std::uint32_t count = 0;  // entries
 };
 
-}  // namespace zpcache
+}  // namespace zfc::cache
 
 #endif

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <utility>
 
-namespace zpcache {
+namespace zfc::cache {
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZPropertiesImpl";
@@ -26,7 +26,7 @@ Block allocateBlock(std::size_t bytes) {
 void resizeBlock(Block& block, std::size_t bytes) {
     void* const resized = std::realloc(block.get(), std::max<std::size_t>(bytes, 1));
     if (resized == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    (void)block.release();
+    static_cast<void>(block.release());
     block.reset(static_cast<char*>(resized));
 }
 
@@ -58,4 +58,4 @@ void Texts::adopt(Block block, std::size_t bytes) {
     held += bytes;
 }
 
-}  // namespace zpcache
+}  // namespace zfc::cache

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zpcache {
+namespace zfc::cache {
 
 // Exhaustion is reported as everywhere in the library (ZOutOfMemoryException, message 1).
 
@@ -42,7 +42,7 @@ using String = std::basic_string<char, std::char_traits<char>, Allocator<char>>;
 
 /// A block from malloc.
 using Block = std::unique_ptr<char, ZFree>;
-// Both raise ZOutOfMemoryException (message 1) when there is none.
+/// Both raise ZOutOfMemoryException (message 1) when there is none.
 [[nodiscard]] Block allocateBlock(std::size_t bytes);
 /// The bytes that fit are kept; a block that cannot be resized stays as it is.
 void resizeBlock(Block& block, std::size_t bytes);
@@ -82,6 +82,6 @@ class Texts {
     std::size_t used = 0;      // bytes of the texts in use, their NULs counted
 };
 
-}  // namespace zpcache
+}  // namespace zfc::cache
 
 #endif

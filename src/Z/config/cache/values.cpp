@@ -1,7 +1,7 @@
-// The values of keys: the first plain one stands in the key's record, all others in lists.
+/// The values of keys: the first plain one stands in the key's record, all others in lists.
 #include "Z/config/cache/records.h"
 
-namespace zpcache {
+namespace zfc::cache {
 // ------------------------------------------------------------------------------------- reading
 
 std::uint32_t Records::plainCount(Index key) const {
@@ -208,4 +208,4 @@ void Records::clearValues(Index key) {
     clearObfuscated(key);
 }
 
-}  // namespace zpcache
+}  // namespace zfc::cache

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-namespace zformat {
+namespace zfc::format {
 namespace {
 
 /// Hands out argument numbers, in the order in which specifications take them.
@@ -163,4 +163,4 @@ void fetchArguments(ZFormatContext& ctx, int count, va_list list) {
     }
 }
 
-}  // namespace zformat
+}  // namespace zfc::format

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <memory>
 
-namespace zformat {
+namespace zfc::format {
 namespace {
 
 /// The specification that the C library gets: flags, "*.*" and the conversion.
@@ -142,4 +142,4 @@ bool renderFloating(Sink& sink, int type, Field const& field, ZFormatArg const& 
     return true;
 }
 
-}  // namespace zformat
+}  // namespace zfc::format

@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <cstdlib>
 
-namespace zformat {
+namespace zfc::format {
 namespace {
 
-// Six times this, the highest argument number there can be, is still an int.
+/// Six times this, the highest argument number there can be, is still an int.
 constexpr int maxSpecs = INT_MAX / 6;
 
 /// What a conversion character means: a type for each length, and the flags it adds.
@@ -255,4 +255,4 @@ bool readSpecs(ZFormatContext& ctx) {
     return true;
 }
 
-}  // namespace zformat
+}  // namespace zfc::format

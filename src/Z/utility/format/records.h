@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace zformat {
+namespace zfc::format {
 
 /// Bits of ZFormatSpec::flags.
 enum Flag : unsigned {
@@ -230,6 +230,6 @@ void fetchArguments(ZFormatContext& ctx, int count, va_list list);
 /// Renders one double or long double. False when the C library cannot.
 [[nodiscard]] bool renderFloating(Sink& sink, int type, Field const& field, ZFormatArg const& arg);
 
-}  // namespace zformat
+}  // namespace zfc::format
 
 #endif

@@ -5,7 +5,7 @@
 #include <climits>
 #include <cstdint>
 
-namespace zformat {
+namespace zfc::format {
 namespace {
 
 /// The value of a "*" argument; false when it is no int, or INT_MIN, which has no other sign.
@@ -287,4 +287,4 @@ bool render(ZFormatContext const& ctx, Sink& sink) {
     return true;
 }
 
-}  // namespace zformat
+}  // namespace zfc::format

@@ -4,11 +4,11 @@
 
 #include <cstdlib>
 
-int zvasprintf(char** result, const char* format, va_list list) {
+int zvasprintf(char** result, char const* format, va_list list) {
     return zvsprintf(result, format, list);
 }
 
-int zasprintf(char** result, const char* format, ...) {
+int zasprintf(char** result, char const* format, ...) {
     va_list list;
     va_start(list, format);
     int const length = zvasprintf(result, format, list);

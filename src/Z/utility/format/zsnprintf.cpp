@@ -28,12 +28,12 @@ void done(ZFormatContext& ctx) {
 
 bool parse(ZFormatContext& ctx, ZCodesetHandle codeset, char const* format, va_list list) {
     prepare(ctx, codeset, format);
-    int const count = zformat::readSpecs(ctx) ? zformat::numberArguments(ctx) : -1;
+    int const count = zfc::format::readSpecs(ctx) ? zfc::format::numberArguments(ctx) : -1;
     if (count < 0) {
         done(ctx);
         return false;
     }
-    zformat::fetchArguments(ctx, count, list);
+    zfc::format::fetchArguments(ctx, count, list);
     return true;
 }
 
@@ -57,8 +57,8 @@ class ParsedFormat {
 };
 
 int renderInto(ZFormatContext const& ctx, char* out, std::size_t size) {
-    zformat::Sink sink(out, size);
-    bool const isRendered = zformat::render(ctx, sink);
+    zfc::format::Sink sink(out, size);
+    bool const isRendered = zfc::format::render(ctx, sink);
     sink.terminate();
     return isRendered && sink.counted() <= INT_MAX ? static_cast<int>(sink.counted()) : -1;
 }
@@ -88,13 +88,13 @@ int formatInto(char* out, int size, char const* format, va_list list) {
 
 }  // namespace
 
-int zvsnprintf_parse(ZFormatContext* ctx, ZCodesetHandle codeset, const char* format,
+int zvsnprintf_parse(ZFormatContext* ctx, ZCodesetHandle codeset, char const* format,
                      va_list list) {
     if (ctx == nullptr || format == nullptr) return -1;
     return parse(*ctx, codeset, format, list) ? 0 : -1;
 }
 
-int zvsnprintf_render(const ZFormatContext* ctx, char* out, int size) {
+int zvsnprintf_render(ZFormatContext const* ctx, char* out, int size) {
     if (ctx == nullptr) return -1;
     return renderInto(*ctx, out, size > 0 ? static_cast<std::size_t>(size) : 0);
 }
@@ -103,11 +103,11 @@ void zvsnprintf_done(ZFormatContext* ctx) {
     if (ctx != nullptr) done(*ctx);
 }
 
-int zvsnprintf(char* out, int size, const char* format, va_list list) {
+int zvsnprintf(char* out, int size, char const* format, va_list list) {
     return formatInto(out, size, format, list);
 }
 
-int zsnprintf(char* out, int size, const char* format, ...) {
+int zsnprintf(char* out, int size, char const* format, ...) {
     va_list list;
     va_start(list, format);
     int const length = formatInto(out, size, format, list);
@@ -115,7 +115,7 @@ int zsnprintf(char* out, int size, const char* format, ...) {
     return length;
 }
 
-int zvsprintf(char** result, const char* format, va_list list) {
+int zvsprintf(char** result, char const* format, va_list list) {
     if (result == nullptr) return -1;
     *result = nullptr;
     if (list == nullptr) return -1;
@@ -123,7 +123,7 @@ int zvsprintf(char** result, const char* format, va_list list) {
     return parsed.context() == nullptr ? -1 : renderAllocated(*parsed.context(), result);
 }
 
-int zsprintf(char** result, const char* format, ...) {
+int zsprintf(char** result, char const* format, ...) {
     va_list list;
     va_start(list, format);
     int const length = zvsprintf(result, format, list);

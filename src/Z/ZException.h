@@ -4,7 +4,7 @@
 /// name, the place that threw it, and the values that the text inserts. Exceptions are thrown by
 /// value and caught by reference. A throw site reads
 ///
-///     zraise(ZThreadException(17, rc), sourceName, __LINE__);
+///     zraise(ZThreadException(number, rc), sourceName, __LINE__);
 ///
 /// Text arguments of the constructors are `char const*` in the local codeset; they are copied, and
 /// null counts as empty. What a text accessor returns lives as long as the exception.
@@ -211,7 +211,7 @@ class ZFC_API ZResourceException : public ZZException {
     int rc;
 };
 
-/// (message 3)
+/// A lock could not be made (message 3).
 class ZFC_API ZCreateResourceException : public ZResourceException {
   public:
     ZCreateResourceException(int number, int rc);
@@ -219,7 +219,7 @@ class ZFC_API ZCreateResourceException : public ZResourceException {
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
-/// (messages 5, 33)
+/// A lock could not be had (message 5; for a lock file 33).
 class ZFC_API ZLockResourceException : public ZResourceException {
   public:
     ZLockResourceException(int number, int rc);
@@ -227,7 +227,8 @@ class ZFC_API ZLockResourceException : public ZResourceException {
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
-/// (messages 6, 34)
+/// A lock could not be released, or is not the caller's to release (message 6; for a lock file
+/// 34).
 class ZFC_API ZUnlockResourceException : public ZResourceException {
   public:
     ZUnlockResourceException(int number, int rc);
@@ -235,7 +236,7 @@ class ZFC_API ZUnlockResourceException : public ZResourceException {
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
-/// (message 35)
+/// A lock file could not be read (message 35).
 class ZFC_API ZReadResourceException : public ZResourceException {
   public:
     ZReadResourceException(int number, int rc);
@@ -243,7 +244,7 @@ class ZFC_API ZReadResourceException : public ZResourceException {
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
-/// (message 33)
+/// A lock file could not be written. Kept: its message is 33, that of a lock that could not be had.
 class ZFC_API ZWriteResourceException : public ZResourceException {
   public:
     ZWriteResourceException(int number, int rc);

@@ -3,8 +3,8 @@
 #include <cstdarg>
 #include <cstdlib>
 
-#include "Z/ZMessage.h"
 #include "Z/exceptions/messages.h"
+#include "Z/exceptions/report.h"
 #include "Z/zqcsutil.h"
 
 // ------------------------------------------------------------------------------------- the roots
@@ -47,22 +47,26 @@ void ZZException::route(ZZException const* self, InsertKind const* kinds, int co
 
 // ------------------------------------------------------------------------------- without inserts
 
-ZOutOfMemoryException::ZOutOfMemoryException() : ZZException(1, "ZOutOfMemoryException") {}
+ZOutOfMemoryException::ZOutOfMemoryException()
+    : ZZException(numberOf(Message::outOfMemory), "ZOutOfMemoryException") {}
 
 ZInvalidPlatformException::ZInvalidPlatformException()
-    : ZZException(11, "ZInvalidPlatformException") {}
+    : ZZException(numberOf(Message::wrongPlatform), "ZInvalidPlatformException") {}
 
-ZNotClonableException::ZNotClonableException() : ZZException(14, "ZNotClonableException") {}
+ZNotClonableException::ZNotClonableException()
+    : ZZException(numberOf(Message::notCloneable), "ZNotClonableException") {}
 
 ZInvalidParameterException::ZInvalidParameterException()
-    : ZZException(22, "ZInvalidParameterException") {}
+    : ZZException(numberOf(Message::invalidParameter), "ZInvalidParameterException") {}
 
 ZNoQCSEnvironmentException::ZNoQCSEnvironmentException()
-    : ZZException(45, "ZNoQCSEnvironmentException") {}
+    : ZZException(numberOf(Message::noCodesetDirectory), "ZNoQCSEnvironmentException") {}
 
-ZQCSMBLenException::ZQCSMBLenException() : ZZException(46, "ZQCSMBLenException") {}
+ZQCSMBLenException::ZQCSMBLenException()
+    : ZZException(numberOf(Message::malformedCharacter), "ZQCSMBLenException") {}
 
-ZUnsupportedException::ZUnsupportedException() : ZZException(48, "ZUnsupportedException") {}
+ZUnsupportedException::ZUnsupportedException()
+    : ZZException(numberOf(Message::unsupported), "ZUnsupportedException") {}
 
 // ---------------------------------------------------------------------------- threads, general
 
@@ -74,8 +78,48 @@ ZConditionException::ZConditionException(int number, int result)
     : ZZException(number, "ZConditionException"), rc(result) {}
 void ZConditionException::print() { printinternal(this, rc); }
 
+// ------------------------------------------------------------------------ locks and lock files
+
+ZResourceException::ZResourceException(int number, int result)
+    : ZResourceException(number, "ZResourceException", result) {}
+ZResourceException::ZResourceException(int number, char const* className, int result)
+    : ZZException(number, className), rc(result) {}
+void ZResourceException::print() { printinternal(this, rc); }
+
+ZCreateResourceException::ZCreateResourceException(int number, int result)
+    : ZResourceException(number, "ZCreateResourceException", result) {}
+
+ZLockResourceException::ZLockResourceException(int number, int result)
+    : ZResourceException(number, "ZLockResourceException", result) {}
+
+ZUnlockResourceException::ZUnlockResourceException(int number, int result)
+    : ZResourceException(number, "ZUnlockResourceException", result) {}
+
+ZReadResourceException::ZReadResourceException(int number, int result)
+    : ZResourceException(number, "ZReadResourceException", result) {}
+
+ZWriteResourceException::ZWriteResourceException(int number, int result)
+    : ZResourceException(number, "ZWriteResourceException", result) {}
+
+ZOpenResourceException::ZOpenResourceException(int number, int result, char const* lockFileName)
+    : ZResourceException(number, "ZOpenResourceException", result), lockFile(lockFileName) {}
+void ZOpenResourceException::print() { printinternal(this, rc, lockFile.getChars()); }
+
+ZCloseResourceException::ZCloseResourceException(int number, int result, char const* lockFileName)
+    : ZResourceException(number, "ZCloseResourceException", result), lockFile(lockFileName) {}
+void ZCloseResourceException::print() { printinternal(this, rc, lockFile.getChars()); }
+
+ZInvalidResourceStateException::ZInvalidResourceStateException(char const* stateName)
+    : ZResourceException(numberOf(Message::unexpectedLockState), "ZInvalidResourceStateException",
+                         -1),
+      state(stateName) {}
+void ZInvalidResourceStateException::print() { printinternal(this, state.getChars()); }
+
+// ------------------------------------------------------------------------ general, with inserts
+
 ZAbstractNotImplementedException::ZAbstractNotImplementedException(char const* operation)
-    : ZZException(31, "ZAbstractNotImplementedException"), what(operation) {}
+    : ZZException(numberOf(Message::notImplemented), "ZAbstractNotImplementedException"),
+      what(operation) {}
 void ZAbstractNotImplementedException::print() { printinternal(this, what.getChars()); }
 
 // Kept: no print() of its own, so its texts show no values.
@@ -86,23 +130,28 @@ ZConverterException::ZConverterException(int number, int result, char const* fro
       toCodepage(to) {}
 
 ZCodesetException::ZCodesetException(char const* codesetName)
-    : ZZException(47, "ZCodesetException"), codeset(codesetName), qcsdir(getenv("QCSDIR")) {}
+    : ZZException(numberOf(Message::codesetHandleFailed), "ZCodesetException"),
+      codeset(codesetName),
+      qcsdir(getenv("QCSDIR")) {}
 void ZCodesetException::print() { printinternal(this, codeset.getChars(), qcsdir.getChars()); }
 
 ZToUTF8Exception::ZToUTF8Exception()
-    : ZZException(49, "ZToUTF8Exception"), codeset(zgetLocalCodesetName()) {}
+    : ZZException(numberOf(Message::toUTF8Failed), "ZToUTF8Exception"),
+      codeset(zgetLocalCodesetName()) {}
 void ZToUTF8Exception::print() { printinternal(this, codeset.getChars()); }
 
 ZFromUTF8Exception::ZFromUTF8Exception()
-    : ZZException(50, "ZFromUTF8Exception"), codeset(zgetLocalCodesetName()) {}
+    : ZZException(numberOf(Message::fromUTF8Failed), "ZFromUTF8Exception"),
+      codeset(zgetLocalCodesetName()) {}
 void ZFromUTF8Exception::print() { printinternal(this, codeset.getChars()); }
 
 ZUnexpectedEndOfFile::ZUnexpectedEndOfFile(char const* filePath)
-    : ZZException(53, "ZUnexpectedEndOfFile"), path(filePath) {}
+    : ZZException(numberOf(Message::unexpectedEndOfFile), "ZUnexpectedEndOfFile"), path(filePath) {}
 void ZUnexpectedEndOfFile::print() { printinternal(this, path.getChars()); }
 
 ZJavaPropertyParseException::ZJavaPropertyParseException(char const* filePath)
-    : ZZException(54, "ZJavaPropertyParseException"), path(filePath) {}
+    : ZZException(numberOf(Message::javaParserFailed), "ZJavaPropertyParseException"),
+      path(filePath) {}
 void ZJavaPropertyParseException::print() { printinternal(this, path.getChars()); }
 
 // ------------------------------------------------------------------------------ shared libraries
@@ -115,7 +164,8 @@ void ZSharedLibraryException::print() { printinternal(this, rc, errorText.getCha
 
 ZSharedLibraryLoadException::ZSharedLibraryLoadException(char const* libraryName, char const* text,
                                                          int result)
-    : ZSharedLibraryException(51, "ZSharedLibraryLoadException", libraryName, text, result) {}
+    : ZSharedLibraryException(numberOf(Message::libraryLoadFailed), "ZSharedLibraryLoadException",
+                              libraryName, text, result) {}
 void ZSharedLibraryLoadException::print() {
     printinternal(this, library.getChars(), rc, errorText.getChars());
 }
@@ -123,8 +173,76 @@ void ZSharedLibraryLoadException::print() {
 ZSharedLibraryResolveException::ZSharedLibraryResolveException(char const* libraryName,
                                                                char const* symbolName,
                                                                char const* text, int result)
-    : ZSharedLibraryException(52, "ZSharedLibraryResolveException", libraryName, text, result),
+    : ZSharedLibraryException(numberOf(Message::symbolResolveFailed),
+                              "ZSharedLibraryResolveException", libraryName, text, result),
       symbol(symbolName) {}
 void ZSharedLibraryResolveException::print() {
     printinternal(this, library.getChars(), symbol.getChars(), rc, errorText.getChars());
+}
+
+// ----------------------------------------------------------------------------- configuration files
+
+ZPropertiesException::ZPropertiesException(int number, char const* className, char const* propFile)
+    : ZZException(number, className), file_(propFile) {}
+void ZPropertiesException::print() { printinternal(this, propFile()); }
+
+ZPropertiesMissingPropertyException::ZPropertiesMissingPropertyException(char const* propFile,
+                                                                         char const* category,
+                                                                         char const* key)
+    : ZPropertiesException(numberOf(Message::missingProperty),
+                           "ZPropertiesMissingPropertyException", propFile),
+      category_(category),
+      key_(key) {}
+void ZPropertiesMissingPropertyException::print() {
+    printinternal(this, propFile(), key(), category());
+}
+
+ZPropertiesInvalidValueException::ZPropertiesInvalidValueException(char const* propFile,
+                                                                   char const* category,
+                                                                   char const* key,
+                                                                   char const* value)
+    : ZPropertiesException(numberOf(Message::invalidValue), "ZPropertiesInvalidValueException",
+                           propFile),
+      category_(category),
+      key_(key),
+      value_(value) {}
+void ZPropertiesInvalidValueException::print() {
+    printinternal(this, propFile(), value(), key(), category());
+}
+
+// Kept: both subclasses change the number alone; reports show their base's name.
+ZPropertiesInvalidNumValueException::ZPropertiesInvalidNumValueException(char const* propFile,
+                                                                         char const* category,
+                                                                         char const* key,
+                                                                         char const* value)
+    : ZPropertiesInvalidValueException(propFile, category, key, value) {
+    code = numberOf(Message::invalidNumber);
+}
+
+ZPropertiesInvalidBoolValueException::ZPropertiesInvalidBoolValueException(char const* propFile,
+                                                                           char const* category,
+                                                                           char const* key,
+                                                                           char const* value)
+    : ZPropertiesInvalidValueException(propFile, category, key, value) {
+    code = numberOf(Message::invalidBoolean);
+}
+
+ZPropertiesIteratorException::ZPropertiesIteratorException(char const* propFile)
+    : ZPropertiesException(numberOf(Message::invalidIterator), "ZPropertiesIteratorException",
+                           propFile) {}
+
+ZPropertiesIOException::ZPropertiesIOException(char const* propFile, char const* api, int result)
+    : ZPropertiesException(numberOf(Message::fileAccessFailed), "ZPropertiesIOException", propFile),
+      api_(api),
+      error(result) {}
+void ZPropertiesIOException::print() { printinternal(this, propFile(), api(), error); }
+
+ZPropertiesInvalidDataException::ZPropertiesInvalidDataException(char const* propFile,
+                                                                 char const* badData, int number)
+    : ZPropertiesException(numberOf(Message::invalidData), "ZPropertiesInvalidDataException",
+                           propFile),
+      data(badData),
+      lineNumber(number) {}
+void ZPropertiesInvalidDataException::print() {
+    printinternal(this, propFile(), badline(), baddata());
 }

@@ -10,6 +10,7 @@
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/exceptions/messages.h"
+#include "Z/exceptions/report.h"
 
 namespace {
 
@@ -69,10 +70,6 @@ void printText(char const* text, InsertWriter& inserts) {
     }
 }
 
-char const* textOf(unsigned long number) {
-    return number < ZDefaultMsgs.size() ? ZDefaultMsgs[number] : nullptr;
-}
-
 }  // namespace
 
 std::atomic<ZMessageService const*> ZMessageService::ms_{nullptr};
@@ -113,7 +110,7 @@ void ZDefaultMessageService::outputException(ZZException const* e, va_list args)
             shown(e->who()), e->where(), static_cast<int>(e->getCode()));
     printThread();
     fprintf(stderr, "NUM_MSGS = %d\n", NUM_MSGS);
-    char const* const text = textOf(e->getCode());
+    char const* const text = defaultText(e->getCode());
     if (text == nullptr) {
         fputs("No default text defined in ZMessage.cpp for the exception\n", stderr);
         return;

@@ -1,36 +1,76 @@
-/// The default message texts, and what the default service knows of the inserts of a report.
+/// Shared. The messages of the library: a name for every number, and the text that goes with it.
+///
+/// A new message is one line in the enumeration, one row in the table of messages.cpp, and one more
+/// in ZDefaultMessageService::NUM_MSGS.
 #ifndef Z_EXCEPTIONS_MESSAGES_H
 #define Z_EXCEPTIONS_MESSAGES_H
 
-#include <array>
-
-#include "Z/ZException.h"
 #include "Z/ZMessage.h"
 
-/// Indexed by message number; the placeholders are "%s" and "%d" alone. Null where there is no
-/// text.
-extern std::array<char const*, ZDefaultMessageService::NUM_MSGS> const ZDefaultMsgs;
-
-/// The kinds of the inserts that the calling thread is handing to the message service.
-struct ZReportInserts {
-    ZZException const* exception;  // whose inserts they are
-    ZZException::InsertKind const* kinds;
-    int count;
+/// In the order of their numbers, which users know and programs compare: never sorted, never
+/// reused.
+enum class Message : int {
+    none,
+    outOfMemory,
+    converterOpenFailed,
+    mutexInitFailed,
+    mutexDestroyFailed,
+    mutexLockFailed,
+    mutexUnlockFailed,
+    conditionInitFailed,
+    conditionDestroyFailed,
+    conditionWaitFailed,
+    conditionSignalFailed,
+    wrongPlatform,
+    registryOpenFailed,
+    registryReadFailed,
+    notCloneable,
+    attributesInitFailed,
+    detachStateFailed,
+    threadCreateFailed,
+    attributesDestroyFailed,
+    unknownException,
+    threadJoinFailed,
+    conditionTimedWaitFailed,
+    invalidParameter,
+    unassigned,
+    socketsStartFailed,
+    hostNameFailed,
+    hostLookUpFailed,
+    conditionBroadcastFailed,
+    missingProperty,
+    threadKeyCreateFailed,
+    threadValueFailed,
+    notImplemented,
+    unexpectedLockState,
+    processLockFailed,
+    processUnlockFailed,
+    lockFileReadFailed,
+    lockFileWriteFailed,
+    lockFileCreateFailed,
+    lockFileCloseFailed,
+    invalidValue,
+    invalidNumber,
+    invalidBoolean,
+    invalidIterator,
+    fileAccessFailed,
+    invalidData,
+    noCodesetDirectory,
+    malformedCharacter,
+    codesetHandleFailed,
+    unsupported,
+    toUTF8Failed,
+    fromUTF8Failed,
+    libraryLoadFailed,
+    symbolResolveFailed,
+    unexpectedEndOfFile,
+    javaParserFailed,
 };
 
-/// Announces `inserts` to the default service for the scope's life; scopes of a thread nest.
-class ZReportScope {
-  public:
-    explicit ZReportScope(ZReportInserts const& inserts) noexcept;
-    ~ZReportScope();
-    ZReportScope(ZReportScope const&) = delete;
-    ZReportScope& operator=(ZReportScope const&) = delete;
+/// What exceptions and reports carry.
+constexpr int numberOf(Message message) { return static_cast<int>(message); }
 
-    /// The inserts announced for `exception`; null when it is printed without an announcement.
-    [[nodiscard]] static ZReportInserts const* find(ZZException const* exception) noexcept;
-
-  private:
-    ZReportInserts const* outer;
-};
+/// The default text, whose placeholders are "%s" and "%d" alone. Null for a number without one.
+[[nodiscard]] char const* defaultText(unsigned long number) noexcept;
 
 #endif

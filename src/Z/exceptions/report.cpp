@@ -1,7 +1,6 @@
 #include "Z/exceptions/report.h"
 
-#include "Z/ZException.h"
-#include "Z/ZMessage.h"
+#include "Z/ZLCString.h"
 #include "Z/utility/cancellation_off.h"
 
 namespace {
@@ -17,25 +16,41 @@ void undisturbed(Report const& report) noexcept {
 }
 
 /// `insert` may be null: then the message has none.
-void outputMessage(char const* source, int line, int number, ZLCString const* insert) {
+void outputMessage(char const* source, int line, Message message, ZLCString const* insert) {
     int const inserts = insert == nullptr ? 0 : 1;
-    ZMessageService::messageService()->outputMessage(source, line, number, inserts, insert, nullptr,
-                                                     nullptr, nullptr, nullptr, nullptr);
+    ZMessageService::messageService()->outputMessage(source, line, numberOf(message), inserts,
+                                                     insert, nullptr, nullptr, nullptr, nullptr,
+                                                     nullptr);
 }
+
+// In the static block of thread storage: reached without the allocation that a library loaded late
+// would need for its first access, so that a report of exhausted memory still works.
+[[gnu::tls_model("initial-exec")]] thread_local ZReportInserts const* currentInserts = nullptr;
 
 }  // namespace
 
-void zreportFailure(char const* source, int line, int number, int rc) noexcept {
+void zreportFailure(char const* source, int line, Message message, int rc) noexcept {
     undisturbed([&] {
         ZLCString const code(rc);
-        outputMessage(source, line, number, &code);
+        outputMessage(source, line, message, &code);
     });
 }
 
 void zreportUnknownException(char const* source, int line) noexcept {
-    undisturbed([&] { outputMessage(source, line, 19, nullptr); });
+    undisturbed([&] { outputMessage(source, line, Message::unknownException, nullptr); });
 }
 
 void zreportException(ZException& exception) noexcept {
     undisturbed([&] { exception.dumpException(); });
+}
+
+ZReportScope::ZReportScope(ZReportInserts const& inserts) noexcept : outer(currentInserts) {
+    currentInserts = &inserts;
+}
+
+ZReportScope::~ZReportScope() { currentInserts = outer; }
+
+ZReportInserts const* ZReportScope::find(ZZException const* exception) noexcept {
+    if (currentInserts == nullptr || currentInserts->exception != exception) return nullptr;
+    return currentInserts;
 }

@@ -9,7 +9,7 @@
 #include <memory>
 
 #include "Z/ZException.h"
-#include "Z/ZMessage.h"
+#include "Z/exceptions/report.h"
 #include "Z/zfree.h"
 
 namespace {
@@ -32,12 +32,6 @@ Block allocate(std::size_t size) {
     Block block(static_cast<char*>(std::malloc(size)));
     if (!block) zraise(ZOutOfMemoryException(), sourceName, lineOfMemory);
     return block;
-}
-
-void report(int line, int number, int error) {
-    ZLCString const text(error);
-    ZMessageService::messageService()->outputMessage(sourceName, line, number, 1, &text, nullptr,
-                                                     nullptr, nullptr, nullptr, nullptr);
 }
 
 /// Sets `out` to the official name of the host; false, with the `errno` in `error`, when the
@@ -65,8 +59,8 @@ ZLCString ZLocalHostName::getLocalHostName() {
     int error = 0;
     Block const host = allocate(nameSize);
     if (gethostname(host.get(), nameSize) != 0)
-        report(lineOfHostName, 25, errno);
+        zreportFailure(sourceName, lineOfHostName, Message::hostNameFailed, errno);
     else if (!lookUp(host.get(), official, error))
-        report(lineOfLookUp, 26, error);
+        zreportFailure(sourceName, lineOfLookUp, Message::hostLookUpFailed, error);
     return official;
 }

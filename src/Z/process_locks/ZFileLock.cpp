@@ -193,7 +193,8 @@ void ZAbstractProcessReadWriteFileLock::takeFileLock() ZNO_THREAD_SAFETY_ANALYSI
     TimeLimit* const limit = TimeLimit::of(*this);
     if (limit == nullptr) return fileLock.lock();
     if (!fileLock.lockFor(limit->remaining()))
-        zraise(ZLockResourceException(33, limit->reach()), sourceName, __LINE__);
+        zraise(ZLockResourceException(numberOf(Message::processLockFailed), limit->reach()),
+               sourceName, __LINE__);
 }
 
 void ZAbstractProcessReadWriteFileLock::takeFile(zlockstate mode) {

@@ -133,7 +133,9 @@ bool ZAbstractProcessReadWriteLock::isHolder() const {
 }
 
 void ZAbstractProcessReadWriteLock::requireHolder() const {
-    if (!isHolder()) zraise(ZUnlockResourceException(6, 0), sourceName, __LINE__);
+    if (!isHolder())
+        zraise(ZUnlockResourceException(numberOf(Message::mutexUnlockFailed), 0), sourceName,
+               __LINE__);
 }
 
 void ZAbstractProcessReadWriteLock::leaveProcess(zfc::process_locks::Read* read) {
@@ -195,7 +197,8 @@ void ZAbstractProcessReadWriteLock::InProcess::take(zlockstate mode) {
     zfc::process_locks::TimeLimit* const limit = zfc::process_locks::TimeLimit::of(owner);
     if (limit == nullptr) return owner.rwLock.lock(mode);
     if (!owner.rwLock.lockFor(mode, limit->remaining()))
-        zraise(ZLockResourceException(33, limit->reach()), sourceName, __LINE__);
+        zraise(ZLockResourceException(numberOf(Message::processLockFailed), limit->reach()),
+               sourceName, __LINE__);
 }
 
 // ------------------------------------------------------------------------------------- the stub

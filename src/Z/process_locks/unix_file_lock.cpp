@@ -10,6 +10,7 @@
 
 #include "Z/ZException.h"
 #include "Z/ZFileLock.h"
+#include "Z/exceptions/messages.h"
 #include "Z/platform/descriptor.h"
 #include "Z/platform/record_lock.h"
 #include "Z/process_locks/lock_file.h"
@@ -164,8 +165,10 @@ void ZUnixProcessReadWriteFileLock::lockFileRange(zlockstate mode, unsigned int 
         rc = requestRange(mode, start, length);
     }
     if (rc == 0) return;
-    if (mode == zlockUnset) zraise(ZUnlockResourceException(34, rc), sourceName, __LINE__);
-    zraise(ZLockResourceException(33, rc), sourceName, __LINE__);
+    if (mode == zlockUnset)
+        zraise(ZUnlockResourceException(numberOf(Message::processUnlockFailed), rc), sourceName,
+               __LINE__);
+    zraise(ZLockResourceException(numberOf(Message::processLockFailed), rc), sourceName, __LINE__);
 }
 
 int ZUnixProcessReadWriteFileLock::requestRange(zlockstate mode, unsigned int start,
@@ -203,13 +206,14 @@ void ZUnixProcessReadWriteFileLock::writeBytes(void* buffer, unsigned int offset
     int const rc = errno;
     sequence = 0;  // what the file has now is not known
     // Kept: the message of a lock that could not be had, not the one for a failed write.
-    zraise(ZWriteResourceException(33, rc), sourceName, __LINE__);
+    zraise(ZWriteResourceException(numberOf(Message::processLockFailed), rc), sourceName, __LINE__);
 }
 
 void ZUnixProcessReadWriteFileLock::readBytes(void* buffer, unsigned int offset,
                                               unsigned int length) {
     if (int const rc = readAt(fileHandle, buffer, static_cast<off_t>(offset), length))
-        zraise(ZReadResourceException(35, rc), sourceName, __LINE__);
+        zraise(ZReadResourceException(numberOf(Message::lockFileReadFailed), rc), sourceName,
+               __LINE__);
 }
 
 ZUnixProcessReadWriteFileLock::FileStatus ZUnixProcessReadWriteFileLock::fileStatus() const {
@@ -230,7 +234,9 @@ ZUnixProcessReadWriteFileLock::FileStatus ZUnixProcessReadWriteFileLock::fileSta
     LockMode mode = LockMode::none;
     if (rc == 0)
         rc = findRecordLock(file.get(), recordRange(dataRange.start, dataRange.length), mode);
-    if (rc != 0) zraise(ZReadResourceException(35, rc), sourceName, __LINE__);
+    if (rc != 0)
+        zraise(ZReadResourceException(numberOf(Message::lockFileReadFailed), rc), sourceName,
+               __LINE__);
     status = {stored.sequence, stored.pid, zlockUnset};
     if (mode != LockMode::none) status.state = mode == LockMode::shared ? zlockRead : zlockWrite;
     return status;

@@ -28,9 +28,9 @@ timespec deadlineIn(long seconds) {
 
 /// Kept: the failure is reported here and once more by whoever catches the exception, because the
 /// thread that meets a broken condition is often not the one whose catcher prints.
-[[noreturn]] void failed(int number, int rc, int line) {
-    zreportFailure(sourceName, line, number, rc);
-    zraise(ZConditionException(number, rc), sourceName, line);
+[[noreturn]] void failed(Message message, int rc, int line) {
+    zreportFailure(sourceName, line, message, rc);
+    zraise(ZConditionException(numberOf(message), rc), sourceName, line);
 }
 
 }  // namespace
@@ -52,7 +52,7 @@ class ZLock::Suspension {
 
 void ZCondition::CondDelete::operator()(pthread_cond_t* initialised) const noexcept {
     if (int const rc = pthread_cond_destroy(initialised))
-        zreportFailure(sourceName, __LINE__, 8, rc);
+        zreportFailure(sourceName, __LINE__, Message::conditionDestroyFailed, rc);
     ZObject::operator delete(initialised);
 }
 
@@ -63,7 +63,8 @@ ZCondition::Cond ZCondition::createCond() {
     std::unique_ptr<pthread_cond_t, Free> block(
         static_cast<pthread_cond_t*>(ZObject::operator new(sizeof(pthread_cond_t))));
     if (int const rc = pthread_cond_init(block.get(), nullptr))
-        zraise(ZConditionException(7, rc), sourceName, __LINE__);
+        zraise(ZConditionException(numberOf(Message::conditionInitFailed), rc), sourceName,
+               __LINE__);
     return Cond(block.release());
 }
 
@@ -106,18 +107,20 @@ int ZCondition::wait(timespec& deadline, int& timedOut) {
         timedOut = 1;
         waitTimedOut();
     } else if (rc != 0) {
-        // Kept: number 9 also when a timed wait failed; administrators know this one number.
-        failed(9, rc, __LINE__);
+        // Kept: this message also when a timed wait failed; administrators know this one number.
+        failed(Message::conditionWaitFailed, rc, __LINE__);
     }
     return 0;
 }
 
 void ZCondition::signal() {
-    if (int const rc = pthread_cond_signal(cond.get())) failed(10, rc, __LINE__);
+    if (int const rc = pthread_cond_signal(cond.get()))
+        failed(Message::conditionSignalFailed, rc, __LINE__);
 }
 
 void ZCondition::broadcast() {
-    if (int const rc = pthread_cond_broadcast(cond.get())) failed(27, rc, __LINE__);
+    if (int const rc = pthread_cond_broadcast(cond.get()))
+        failed(Message::conditionBroadcastFailed, rc, __LINE__);
 }
 
 /// The analysis takes the condition and its lock for two capabilities; they are one.
@@ -131,7 +134,7 @@ void ZCondition::waitTimedOut() {}
 void ZCondition::validateLock() {
     // The depth is this thread's to read only when it is the owner.
     if (!lock_->isHeldBy(pthread_self()) || lock_->count <= 0)
-        zraise(ZLockResourceException(5, 0), sourceName, __LINE__);
+        zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), 0), sourceName, __LINE__);
 }
 
 ZBooleanCondition::ZBooleanCondition() = default;

@@ -39,7 +39,7 @@ ZLockInterface::~ZLockInterface() = default;
 
 void ZLock::MutexDelete::operator()(pthread_mutex_t* initialised) const noexcept {
     if (int const rc = pthread_mutex_destroy(initialised))
-        zreportFailure(sourceName, __LINE__, 4, rc);
+        zreportFailure(sourceName, __LINE__, Message::mutexDestroyFailed, rc);
     ZObject::operator delete(initialised);
 }
 
@@ -54,7 +54,8 @@ ZLock::Mutex ZLock::createMutex() {
     std::unique_ptr<pthread_mutex_t, Free> block(
         static_cast<pthread_mutex_t*>(ZObject::operator new(sizeof(pthread_mutex_t))));
     if (int const rc = pthread_mutex_init(block.get(), nullptr))
-        zraise(ZCreateResourceException(3, rc), sourceName, __LINE__);
+        zraise(ZCreateResourceException(numberOf(Message::mutexInitFailed), rc), sourceName,
+               __LINE__);
     return Mutex(block.release());
 }
 
@@ -69,7 +70,9 @@ ZLock& ZLock::operator=(ZLock const&) { return *this; }
 ZLock::~ZLock() = default;
 
 void ZLock::deepen() {
-    if (count == maximumDepth) zraise(ZLockResourceException(5, EAGAIN), sourceName, __LINE__);
+    if (count == maximumDepth)
+        zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), EAGAIN), sourceName,
+               __LINE__);
     ++count;
 }
 
@@ -77,23 +80,29 @@ void ZLock::deepen() {
 void ZLock::acquire(pthread_t self) {
     if (isHeldBy(self)) return deepen();
     if (int const rc = pthread_mutex_lock(mutex.get()))
-        zraise(ZLockResourceException(5, rc), sourceName, __LINE__);
+        zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), rc), sourceName,
+               __LINE__);
     hold(self, 1);
 }
 
 /// The part of unlock() that is more than counting.
 void ZLock::release(pthread_t self) {
-    if (!isHeldBy(self) || count <= 0) zraise(ZUnlockResourceException(6, 0), sourceName, __LINE__);
+    if (!isHeldBy(self) || count <= 0)
+        zraise(ZUnlockResourceException(numberOf(Message::mutexUnlockFailed), 0), sourceName,
+               __LINE__);
     hold(noOwner, 0);
     if (int const rc = pthread_mutex_unlock(mutex.get())) {
         hold(self, 1);
-        zraise(ZUnlockResourceException(6, rc), sourceName, __LINE__);
+        zraise(ZUnlockResourceException(numberOf(Message::mutexUnlockFailed), rc), sourceName,
+               __LINE__);
     }
 }
 
 bool ZLock::tookIt(int rc, int refusal, pthread_t self) {
     if (rc == refusal) return false;
-    if (rc != 0) zraise(ZLockResourceException(5, rc), sourceName, __LINE__);
+    if (rc != 0)
+        zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), rc), sourceName,
+               __LINE__);
     hold(self, 1);
     return true;
 }

@@ -116,7 +116,7 @@ bool ZReadWriteLock::lockFor(zlockstate requested, long milliseconds) {
 bool ZReadWriteLock::acquire(zlockstate requested, Deadline const& deadline) {
     ZPersistentGuard const guard(condition);
     if (state >= zlockProtect && isMine())
-        zraise(ZLockResourceException(5, 0), sourceName, __LINE__);
+        zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), 0), sourceName, __LINE__);
     while (!admits(requested)) {
         // What was asked for may have come free with the deadline.
         if (!wait(deadline) && !admits(requested)) return false;
@@ -128,7 +128,7 @@ bool ZReadWriteLock::acquire(zlockstate requested, Deadline const& deadline) {
 void ZReadWriteLock::promoteReadToWriteLock() {
     ZPersistentGuard const guard(condition);
     if (state != zlockProtect || !isMine())
-        zraise(ZLockResourceException(5, 0), sourceName, __LINE__);
+        zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), 0), sourceName, __LINE__);
     Promotion promotion(*this);
     while (readerCount > 0)
         static_cast<void>(wait(Deadline::never()));
@@ -189,7 +189,9 @@ void ZReadWriteLock::leave() {
         return;
     }
     // A reader, maybe beside a protect holder or with a promotion waiting for it.
-    if (readerCount < 1) zraise(ZUnlockResourceException(6, 0), sourceName, __LINE__);
+    if (readerCount < 1)
+        zraise(ZUnlockResourceException(numberOf(Message::mutexUnlockFailed), 0), sourceName,
+               __LINE__);
     --readerCount;
     if (readerCount == 0 && state == zlockRead) state = zlockUnset;
 }

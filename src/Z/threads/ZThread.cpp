@@ -3,7 +3,6 @@
 #include <cerrno>
 
 #include "Z/ZException.h"
-#include "Z/exceptions/guarded.h"
 #include "Z/exceptions/report.h"
 #include "Z/threads/thread_state.h"
 #include "Z/utility/cancellation_off.h"
@@ -18,7 +17,8 @@ class Attributes {
   public:
     explicit Attributes(bool detached) {
         if (int const rc = pthread_attr_init(&attributes))
-            zraise(ZThreadException(15, rc), sourceName, __LINE__);
+            zraise(ZThreadException(numberOf(Message::attributesInitFailed), rc), sourceName,
+                   __LINE__);
         if (detached) detach();
     }
     ~Attributes() { destroy(); }
@@ -31,11 +31,11 @@ class Attributes {
         int const rc = pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
         if (rc == 0) return;
         destroy();  // there will be no destructor
-        zraise(ZThreadException(16, rc), sourceName, __LINE__);
+        zraise(ZThreadException(numberOf(Message::detachStateFailed), rc), sourceName, __LINE__);
     }
     void destroy() noexcept {
         if (int const rc = pthread_attr_destroy(&attributes))
-            zreportFailure(sourceName, __LINE__, 18, rc);
+            zreportFailure(sourceName, __LINE__, Message::attributesDestroyFailed, rc);
     }
 
     pthread_attr_t attributes{};
@@ -65,13 +65,12 @@ class ZThread::Farewell {
     /// False when the pool could not lock its mutex: it may still have a pointer to the thread,
     /// which has to stay good.
     bool tellPool() noexcept {
-        constexpr unsigned int notLocked = 5;
         try {
             pool->threadDeathNotification(thread);
             return true;
         } catch (ZException& exception) {
             zreportException(exception);
-            return exception.getCode() != notLocked;
+            return exception.getCode() != numberOf(Message::mutexLockFailed);
         }
     }
 
@@ -134,7 +133,7 @@ void ZThread::start() {
     pthread_t created{};
     if (int const rc = pthread_create(&created, attributes.get(), entry, this)) {
         state.joinState = JoinState::none;
-        zraise(ZThreadException(17, rc), sourceName, __LINE__);
+        zraise(ZThreadException(numberOf(Message::threadCreateFailed), rc), sourceName, __LINE__);
     }
     // From here on the object may be gone, or even be started once more. The thread notes its id
     // itself as well; whoever is first is right.
@@ -187,22 +186,23 @@ void ZThread::waitForExit() {
     auto joinState = threadId->joinState.load();
     do {
         if (int const rc = joinRefusal(joinState))
-            zraise(ZThreadException(20, rc), sourceName, __LINE__);
+            zraise(ZThreadException(numberOf(Message::threadJoinFailed), rc), sourceName, __LINE__);
     } while (!threadId->joinState.compare_exchange_weak(joinState, JoinState::joining));
     Join join{*threadId, joinState};
     if (int const rc = pthread_join(threadId->id, nullptr))
-        zraise(ZThreadException(20, rc), sourceName, __LINE__);
+        zraise(ZThreadException(numberOf(Message::threadJoinFailed), rc), sourceName, __LINE__);
     join.joinState = JoinState::joined;
 }
 
 void ZThread::createThreadKey(unsigned int& key) {
     if (int const rc = pthread_key_create(&key, deleteThreadObject))
-        zraise(ZThreadException(29, rc), sourceName, __LINE__);
+        zraise(ZThreadException(numberOf(Message::threadKeyCreateFailed), rc), sourceName,
+               __LINE__);
 }
 
 void ZThread::setThreadObject(unsigned int& key, ZObject* value) {
     if (int const rc = pthread_setspecific(key, value))
-        zraise(ZThreadException(30, rc), sourceName, __LINE__);
+        zraise(ZThreadException(numberOf(Message::threadValueFailed), rc), sourceName, __LINE__);
 }
 
 ZObject* ZThread::getThreadObject(unsigned int& key) {

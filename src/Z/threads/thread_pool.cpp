@@ -6,7 +6,6 @@
 #include "Z/ZException.h"
 #include "Z/ZList.h"
 #include "Z/ZThread.h"
-#include "Z/exceptions/guarded.h"
 #include "Z/exceptions/report.h"
 #include "Z/threads/deadline.h"
 #include "Z/threads/thread_state.h"
@@ -50,7 +49,8 @@ class ZThreadPool::Lock {
     }
     ~Lock() {
         if (!held) return;
-        if (int const rc = release()) zreportFailure(sourceName, __LINE__, 6, rc);
+        if (int const rc = release())
+            zreportFailure(sourceName, __LINE__, Message::mutexUnlockFailed, rc);
     }
     Lock(Lock const&) = delete;
     Lock& operator=(Lock const&) = delete;
@@ -61,7 +61,9 @@ class ZThreadPool::Lock {
 
     /// Throws when the mutex cannot be unlocked.
     void unlock() {
-        if (int const rc = release()) zraise(ZThreadException(6, rc), sourceName, __LINE__);
+        if (int const rc = release())
+            zraise(ZThreadException(numberOf(Message::mutexUnlockFailed), rc), sourceName,
+                   __LINE__);
     }
 
     /// Waits once. The wait may end without a reason. Throws, without patience, when the mutex
@@ -70,7 +72,7 @@ class ZThreadPool::Lock {
         timespec const deadline = zdeadlineIn(CLOCK_REALTIME, longestWait);
         int const rc = pthread_cond_timedwait(pool.cond.get(), pool.mutex.get(), &deadline);
         if (rc == 0 || rc == ETIMEDOUT) return;
-        zreportFailure(sourceName, __LINE__, 9, rc);
+        zreportFailure(sourceName, __LINE__, Message::conditionWaitFailed, rc);
         letOthersIn();
     }
 
@@ -83,7 +85,9 @@ class ZThreadPool::Lock {
 
     void take() {
         for (int tries = 1; int const rc = pthread_mutex_lock(pool.mutex.get()); ++tries) {
-            if (patience == Patience::none) zraise(ZThreadException(5, rc), sourceName, __LINE__);
+            if (patience == Patience::none)
+                zraise(ZThreadException(numberOf(Message::mutexLockFailed), rc), sourceName,
+                       __LINE__);
             if (firstRc == 0) firstRc = rc;
             if (tries == someTries) return;
             pause();
@@ -93,7 +97,8 @@ class ZThreadPool::Lock {
 
     /// A wait that does not wait would shut out those whose change it waits for.
     void letOthersIn() {
-        if (int const rc = release()) zreportFailure(sourceName, __LINE__, 6, rc);
+        if (int const rc = release())
+            zreportFailure(sourceName, __LINE__, Message::mutexUnlockFailed, rc);
         pause();
         take();
     }
@@ -133,27 +138,27 @@ class ZThreadPool::KeepNone {
 
 void ZThreadPool::MutexDelete::operator()(pthread_mutex_t* initialised) const noexcept {
     if (int const rc = pthread_mutex_destroy(initialised))
-        zreportFailure(sourceName, __LINE__, 4, rc);
+        zreportFailure(sourceName, __LINE__, Message::mutexDestroyFailed, rc);
     ZObject::operator delete(initialised);
 }
 
 void ZThreadPool::CondDelete::operator()(pthread_cond_t* initialised) const noexcept {
     if (int const rc = pthread_cond_destroy(initialised))
-        zreportFailure(sourceName, __LINE__, 8, rc);
+        zreportFailure(sourceName, __LINE__, Message::conditionDestroyFailed, rc);
     ZObject::operator delete(initialised);
 }
 
 ZThreadPool::Mutex ZThreadPool::createMutex() {
     auto block = allocate<pthread_mutex_t>();
     if (int const rc = pthread_mutex_init(block.get(), nullptr))
-        zraise(ZThreadException(3, rc), sourceName, __LINE__);
+        zraise(ZThreadException(numberOf(Message::mutexInitFailed), rc), sourceName, __LINE__);
     return Mutex(block.release());
 }
 
 ZThreadPool::Cond ZThreadPool::createCond() {
     auto block = allocate<pthread_cond_t>();
     if (int const rc = pthread_cond_init(block.get(), nullptr))
-        zraise(ZThreadException(7, rc), sourceName, __LINE__);
+        zraise(ZThreadException(numberOf(Message::conditionInitFailed), rc), sourceName, __LINE__);
     return Cond(block.release());
 }
 
@@ -213,7 +218,7 @@ void ZThreadPool::unregisterThread(ZThread& t) noexcept {
     if (lock.isHeld()) dropIdle(t);
     --activeCount;
     if (int const rc = pthread_cond_broadcast(cond.get()))
-        zreportFailure(sourceName, __LINE__, 10, rc);
+        zreportFailure(sourceName, __LINE__, Message::conditionSignalFailed, rc);
 }
 
 /// Any of the idle workers that nobody is telling to exit, under the mutex; null when there is
@@ -280,8 +285,11 @@ void ZThreadPool::threadDeathNotification(ZThread& t) {
     // that reached the wrong one would be lost. Under the mutex: once it is free, the pool may be
     // gone.
     int const signalRc = pthread_cond_broadcast(cond.get());
-    if (int const rc = lock.failure()) zraise(ZThreadException(5, rc), sourceName, __LINE__);
-    if (signalRc != 0) zraise(ZThreadException(10, signalRc), sourceName, __LINE__);
+    if (int const rc = lock.failure())
+        zraise(ZThreadException(numberOf(Message::mutexLockFailed), rc), sourceName, __LINE__);
+    if (signalRc != 0)
+        zraise(ZThreadException(numberOf(Message::conditionSignalFailed), signalRc), sourceName,
+               __LINE__);
     lock.unlock();
 }
 

@@ -1,30 +1,15 @@
 #include "Z/ZCondition.h"
 
 #include <cerrno>
-#include <limits>
 
 #include "Z/ZException.h"
 #include "Z/exceptions/report.h"
+#include "Z/threads/deadline.h"
+#include "Z/threads/pthread_objects.h"
 
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZCondition";
-
-constexpr timespec noDeadline{0, 0};
-constexpr timespec firstDeadline{0, 1};
-constexpr timespec lastDeadline{std::numeric_limits<time_t>::max(), 0};
-
-bool isNoDeadline(timespec const& deadline) {
-    return deadline.tv_sec == noDeadline.tv_sec && deadline.tv_nsec == noDeadline.tv_nsec;
-}
-
-/// Never noDeadline: a time before the epoch has passed.
-timespec deadlineIn(long seconds) {
-    timespec deadline{};
-    if (__builtin_add_overflow(time(nullptr), seconds, &deadline.tv_sec))
-        return seconds < 0 ? firstDeadline : lastDeadline;
-    return deadline.tv_sec > 0 ? deadline : firstDeadline;
-}
 
 /// Kept: the failure is reported here and once more by whoever catches the exception, because the
 /// thread that meets a broken condition is often not the one whose catcher prints.
@@ -51,21 +36,15 @@ class ZLock::Suspension {
 };
 
 void ZCondition::CondDelete::operator()(pthread_cond_t* initialised) const noexcept {
-    if (int const rc = pthread_cond_destroy(initialised))
-        zreportFailure(sourceName, __LINE__, Message::conditionDestroyFailed, rc);
-    ZObject::operator delete(initialised);
+    zfc::threads::endObject(initialised, pthread_cond_destroy, Message::conditionDestroyFailed,
+                            sourceName, __LINE__);
 }
 
 ZCondition::Cond ZCondition::createCond() {
-    struct Free {
-        void operator()(pthread_cond_t* block) const { ZObject::operator delete(block); }
-    };
-    std::unique_ptr<pthread_cond_t, Free> block(
-        static_cast<pthread_cond_t*>(ZObject::operator new(sizeof(pthread_cond_t))));
-    if (int const rc = pthread_cond_init(block.get(), nullptr))
+    return Cond(zfc::threads::makeObject(pthread_cond_init, [](int rc) {
         zraise(ZConditionException(numberOf(Message::conditionInitFailed), rc), sourceName,
                __LINE__);
-    return Cond(block.release());
+    }));
 }
 
 ZCondition::ZCondition() : ZCondition(std::make_unique<ZLock>()) {}
@@ -81,13 +60,13 @@ ZCondition::~ZCondition() {
 }
 
 int ZCondition::wait() {
-    timespec deadline = noDeadline;
+    timespec deadline = znoDeadline;
     int timedOut = 0;
     return wait(deadline, timedOut);
 }
 
 int ZCondition::wait(long seconds, int& timedOut) {
-    timespec deadline = deadlineIn(seconds);
+    timespec deadline = zdeadlineInSeconds(seconds);
     return wait(deadline, timedOut);
 }
 
@@ -101,7 +80,7 @@ int ZCondition::waitOnce(timespec const* deadline) {
 int ZCondition::wait(timespec& deadline, int& timedOut) {
     validateLock();
     timedOut = 0;
-    bool const limited = !isNoDeadline(deadline);
+    bool const limited = !zisNoDeadline(deadline);
     int const rc = waitOnce(limited ? &deadline : nullptr);
     if (limited && rc == ETIMEDOUT) {
         timedOut = 1;

@@ -6,6 +6,7 @@
 #include "Z/ZException.h"
 #include "Z/exceptions/report.h"
 #include "Z/threads/deadline.h"
+#include "Z/threads/pthread_objects.h"
 
 namespace {
 
@@ -38,9 +39,8 @@ int lockUntil(pthread_mutex_t* mutex, timespec const& deadline) {
 ZLockInterface::~ZLockInterface() = default;
 
 void ZLock::MutexDelete::operator()(pthread_mutex_t* initialised) const noexcept {
-    if (int const rc = pthread_mutex_destroy(initialised))
-        zreportFailure(sourceName, __LINE__, Message::mutexDestroyFailed, rc);
-    ZObject::operator delete(initialised);
+    zfc::threads::endObject(initialised, pthread_mutex_destroy, Message::mutexDestroyFailed,
+                            sourceName, __LINE__);
 }
 
 void ZLock::OwnerDelete::operator()(std::atomic<pthread_t>* word) const noexcept {
@@ -48,15 +48,10 @@ void ZLock::OwnerDelete::operator()(std::atomic<pthread_t>* word) const noexcept
 }
 
 ZLock::Mutex ZLock::createMutex() {
-    struct Free {
-        void operator()(pthread_mutex_t* block) const { ZObject::operator delete(block); }
-    };
-    std::unique_ptr<pthread_mutex_t, Free> block(
-        static_cast<pthread_mutex_t*>(ZObject::operator new(sizeof(pthread_mutex_t))));
-    if (int const rc = pthread_mutex_init(block.get(), nullptr))
+    return Mutex(zfc::threads::makeObject(pthread_mutex_init, [](int rc) {
         zraise(ZCreateResourceException(numberOf(Message::mutexInitFailed), rc), sourceName,
                __LINE__);
-    return Mutex(block.release());
+    }));
 }
 
 ZLock::Owner ZLock::createOwner() {

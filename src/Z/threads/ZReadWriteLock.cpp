@@ -39,13 +39,11 @@ void ZAbstractReadWriteLock::setUpdate(int /*update*/) {}
 /// Until when to wait.
 class ZReadWriteLock::Deadline {
   public:
-    static Deadline never() { return {noLimit, false}; }
+    static Deadline never() { return {znoDeadline, false}; }
     static Deadline in(long milliseconds) {
-        if (milliseconds <= 0) return {noLimit, true};
+        if (milliseconds <= 0) return {znoDeadline, true};
         return {zdeadlineIn(CLOCK_REALTIME, milliseconds), false};
     }
-
-    static constexpr timespec noLimit{0, 0};  // as conditions take it
 
     timespec time;  // of the clock of conditions
     bool passed;    // nothing is waited for

@@ -5,6 +5,23 @@
 #include <ctime>
 #include <limits>
 
+/// How conditions are told to wait without a limit.
+constexpr timespec znoDeadline{0, 0};
+
+inline bool zisNoDeadline(timespec const& deadline) {
+    return deadline.tv_sec == znoDeadline.tv_sec && deadline.tv_nsec == znoDeadline.tv_nsec;
+}
+
+/// The time of day in `seconds`. Never znoDeadline: a time before the epoch has passed.
+inline timespec zdeadlineInSeconds(long seconds) {
+    constexpr timespec first{0, 1};
+    constexpr timespec last{std::numeric_limits<time_t>::max(), 0};
+    timespec deadline{};
+    if (__builtin_add_overflow(time(nullptr), seconds, &deadline.tv_sec))
+        return seconds < 0 ? first : last;
+    return deadline.tv_sec > 0 ? deadline : first;
+}
+
 /// The time of `clock` in `milliseconds` (0 or more); the last one there is when it would be later.
 inline timespec zdeadlineIn(clockid_t clock, long milliseconds) {
     constexpr long millisecondsPerSecond = 1000;

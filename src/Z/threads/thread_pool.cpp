@@ -2,12 +2,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <new>
 
 #include "Z/ZException.h"
 #include "Z/ZList.h"
 #include "Z/ZThread.h"
 #include "Z/exceptions/report.h"
 #include "Z/threads/deadline.h"
+#include "Z/threads/pthread_objects.h"
 #include "Z/threads/thread_state.h"
 #include "Z/utility/cancellation_off.h"
 
@@ -22,84 +24,72 @@ constexpr unsigned int largestMap = 4096;
 
 /// Every change is signalled. Should the system refuse a signal, whoever waits still looks again.
 constexpr long longestWait = 200;  // milliseconds
-constexpr int someTries = 20;      // a millisecond each
-
-struct FreeBlock {
-    void operator()(void* block) const { ZObject::operator delete(block); }
-};
-
-/// Storage for a `T` that is not initialised.
-template <class T>
-std::unique_ptr<T, FreeBlock> allocate() {
-    return std::unique_ptr<T, FreeBlock>(static_cast<T*>(ZObject::operator new(sizeof(T))));
-}
 
 }  // namespace
 
-/// Holds a pool's mutex.
+/// Holds a pool's mutex. The system has no reason to refuse a plain mutex; should it do so, callers
+/// are told where they can be, and a thread that ends is counted out all the same.
 class ZThreadPool::Lock {
   public:
-    enum class Patience { none, some };
-
-    /// When the mutex cannot be locked: without patience, throws; with some, goes on without it
-    /// after a while, because a number would stay wrong for ever.
-    explicit Lock(ZThreadPool& locked, Patience shown = Patience::none)
-        : pool(locked), patience(shown) {
-        take();
-    }
+    /// Throws when the mutex cannot be locked.
+    explicit Lock(ZThreadPool& locked) : pool(locked), mayLackMutex(false) { take(); }
+    /// Goes on without the mutex when it cannot be locked at the second try either, because a
+    /// number would stay wrong for ever.
+    Lock(ZThreadPool& locked, std::nothrow_t /*tag*/) : pool(locked), mayLackMutex(true) { take(); }
     ~Lock() {
-        if (!held) return;
-        if (int const rc = release())
-            zreportFailure(sourceName, __LINE__, Message::mutexUnlockFailed, rc);
+        if (held) reportRefusal(Message::mutexUnlockFailed, release());
     }
     Lock(Lock const&) = delete;
     Lock& operator=(Lock const&) = delete;
 
-    /// What the system answered when patience was needed, else 0.
-    [[nodiscard]] int failure() const { return firstRc; }
+    /// What the system answered when it refused to lock the mutex, if it did, else 0.
+    [[nodiscard]] int failure() const { return lockRc; }
     [[nodiscard]] bool isHeld() const { return held; }
 
     /// Throws when the mutex cannot be unlocked.
     void unlock() {
         if (int const rc = release())
-            zraise(ZThreadException(numberOf(Message::mutexUnlockFailed), rc), sourceName,
-                   __LINE__);
+            zraise(refused(Message::mutexUnlockFailed, rc), sourceName, __LINE__);
     }
 
-    /// Waits once. The wait may end without a reason. Throws, without patience, when the mutex
-    /// cannot be locked again.
+    /// Waits once. The wait may end without a reason. Throws as the constructor when the mutex,
+    /// which a wait that failed has given up, cannot be locked again.
     void wait() {
         timespec const deadline = zdeadlineIn(CLOCK_REALTIME, longestWait);
         int const rc = pthread_cond_timedwait(pool.cond.get(), pool.mutex.get(), &deadline);
         if (rc == 0 || rc == ETIMEDOUT) return;
-        zreportFailure(sourceName, __LINE__, Message::conditionWaitFailed, rc);
+        reportRefusal(Message::conditionWaitFailed, rc);
         letOthersIn();
     }
 
   private:
-    static void pause() {
-        ZCancellationOff const inDestructors;  // nanosleep() is a cancellation point
-        timespec const time{0, 1000000};
-        nanosleep(&time, nullptr);
+    static ZThreadException refused(Message message, int rc) { return {numberOf(message), rc}; }
+    static void reportRefusal(Message message, int rc) noexcept {
+        if (rc != 0) zreportFailure(sourceName, __LINE__, message, rc);
     }
 
     void take() {
-        for (int tries = 1; int const rc = pthread_mutex_lock(pool.mutex.get()); ++tries) {
-            if (patience == Patience::none)
-                zraise(ZThreadException(numberOf(Message::mutexLockFailed), rc), sourceName,
-                       __LINE__);
-            if (firstRc == 0) firstRc = rc;
-            if (tries == someTries) return;
-            pause();
-        }
-        held = true;
+        if (tryTake()) return;
+        if (mayLackMutex) return static_cast<void>(tryTake());
+        zraise(refused(Message::mutexLockFailed, lockRc), sourceName, __LINE__);
     }
 
-    /// A wait that does not wait would shut out those whose change it waits for.
+    bool tryTake() noexcept {
+        int const rc = pthread_mutex_lock(pool.mutex.get());
+        if (rc != 0) lockRc = rc;
+        held = rc == 0;
+        return held;
+    }
+
+    /// A wait that does not wait would shut out those whose change it waits for, and report without
+    /// a pause.
     void letOthersIn() {
-        if (int const rc = release())
-            zreportFailure(sourceName, __LINE__, Message::mutexUnlockFailed, rc);
-        pause();
+        reportRefusal(Message::mutexUnlockFailed, release());
+        {
+            ZCancellationOff const inDestructors;  // nanosleep() is a cancellation point
+            timespec const aMillisecond{0, 1000000};
+            nanosleep(&aMillisecond, nullptr);
+        }
         take();
     }
 
@@ -112,8 +102,8 @@ class ZThreadPool::Lock {
     }
 
     ZThreadPool& pool;
-    Patience const patience;
-    int firstRc = 0;
+    bool const mayLackMutex;
+    int lockRc = 0;
     bool held = false;  // whether the destructor unlocks
 };
 
@@ -125,7 +115,7 @@ class ZThreadPool::KeepNone {
     }
     ~KeepNone() {
         if (saved == 0) return;  // somebody else waits too, and will put it back
-        Lock const lock(pool, Lock::Patience::some);
+        Lock const lock(pool, std::nothrow);
         pool.maxIdle = saved;
     }
     KeepNone(KeepNone const&) = delete;
@@ -137,29 +127,25 @@ class ZThreadPool::KeepNone {
 };
 
 void ZThreadPool::MutexDelete::operator()(pthread_mutex_t* initialised) const noexcept {
-    if (int const rc = pthread_mutex_destroy(initialised))
-        zreportFailure(sourceName, __LINE__, Message::mutexDestroyFailed, rc);
-    ZObject::operator delete(initialised);
+    zfc::threads::endObject(initialised, pthread_mutex_destroy, Message::mutexDestroyFailed,
+                            sourceName, __LINE__);
 }
 
 void ZThreadPool::CondDelete::operator()(pthread_cond_t* initialised) const noexcept {
-    if (int const rc = pthread_cond_destroy(initialised))
-        zreportFailure(sourceName, __LINE__, Message::conditionDestroyFailed, rc);
-    ZObject::operator delete(initialised);
+    zfc::threads::endObject(initialised, pthread_cond_destroy, Message::conditionDestroyFailed,
+                            sourceName, __LINE__);
 }
 
 ZThreadPool::Mutex ZThreadPool::createMutex() {
-    auto block = allocate<pthread_mutex_t>();
-    if (int const rc = pthread_mutex_init(block.get(), nullptr))
+    return Mutex(zfc::threads::makeObject(pthread_mutex_init, [](int rc) {
         zraise(ZThreadException(numberOf(Message::mutexInitFailed), rc), sourceName, __LINE__);
-    return Mutex(block.release());
+    }));
 }
 
 ZThreadPool::Cond ZThreadPool::createCond() {
-    auto block = allocate<pthread_cond_t>();
-    if (int const rc = pthread_cond_init(block.get(), nullptr))
+    return Cond(zfc::threads::makeObject(pthread_cond_init, [](int rc) {
         zraise(ZThreadException(numberOf(Message::conditionInitFailed), rc), sourceName, __LINE__);
-    return Cond(block.release());
+    }));
 }
 
 ZThreadPool::ZThreadPool(unsigned int a, unsigned int b)
@@ -213,7 +199,7 @@ void ZThreadPool::registerThread(ZThread& t) {
 
 /// Undoes registerThread(), unless the thread ran all the same and has told its end itself.
 void ZThreadPool::unregisterThread(ZThread& t) noexcept {
-    Lock const lock(*this, Lock::Patience::some);
+    Lock const lock(*this, std::nothrow);
     if (t.pool.exchange(nullptr) == nullptr) return;
     if (lock.isHeld()) dropIdle(t);
     --activeCount;
@@ -272,7 +258,7 @@ void ZThreadPool::threadDoneNotification(ZThread& t, int& keep) {
 }
 
 void ZThreadPool::threadDeathNotification(ZThread& t) {
-    Lock lock(*this, Lock::Patience::some);
+    Lock lock(*this, std::nothrow);
     if (lock.isHeld()) {
         dropIdle(t);
     } else {
@@ -306,7 +292,7 @@ ZThread* ZThreadPool::nextToTell() {
 
 /// After a failure to tell `t`: whether it is, or could be, still idle.
 bool ZThreadPool::isStillIdle(ZThread& t) {
-    Lock const lock(*this, Lock::Patience::some);
+    Lock const lock(*this, std::nothrow);
     bool const idle = lock.isHeld() ? isIdle(t) : !t.threadId->lost;
     if (!idle) return false;
     t.threadId->told = false;
@@ -315,7 +301,7 @@ bool ZThreadPool::isStillIdle(ZThread& t) {
 }
 
 void ZThreadPool::unpin(ZThread& t) {
-    Lock const lock(*this, Lock::Patience::some);
+    Lock const lock(*this, std::nothrow);
     t.threadId->pinned = false;
     pthread_cond_broadcast(cond.get());
 }

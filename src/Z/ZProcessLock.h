@@ -56,6 +56,7 @@
 namespace zfc::process_locks {
 class Read;
 class Register;
+struct Record;
 }  // namespace zfc::process_locks
 
 /// What the observers of a process lock are told: the number that the shared data has now, and the
@@ -166,8 +167,9 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     [[nodiscard]] static unsigned int sequenceAfter(unsigned int number);
     /// Whether the calling thread holds the lock.
     [[nodiscard]] bool isHolder() const;
-    /// Throws ZUnlockResourceException (message 6, rc 0) when the calling thread holds nothing.
-    void requireHolder() const;
+    /// What the register keeps of this lock. Throws ZUnlockResourceException (message 6, rc 0) when
+    /// the calling thread holds nothing.
+    zfc::process_locks::Record& requireHolder() const;
     /// Ends the calling thread's hold of rwLock, which was noted as `read`; null for a write.
     void leaveProcess(zfc::process_locks::Read* read);
 

@@ -5,6 +5,7 @@
 
 #include "Z/ZException.h"
 #include "Z/platform/locked_file.h"
+#include "Z/platform/rewrite.h"
 #include "Z/utility/cancellation_off.h"
 
 namespace {

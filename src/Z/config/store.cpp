@@ -4,6 +4,7 @@
 #include "Z/config/arguments.h"
 #include "Z/config/file_history.h"
 #include "Z/platform/locked_file.h"
+#include "Z/platform/rewrite.h"
 #include "Z/zfree.h"
 
 #include <fcntl.h>

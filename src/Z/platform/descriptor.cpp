@@ -8,7 +8,7 @@ namespace zfc::platform {
 
 void Descriptor::close() noexcept {
     if (!isOpen()) return;
-    CancellationOff const inDestructors;  // close() is a cancellation point
+    ZCancellationOff const inDestructors;  // close() is a cancellation point
     int const kept = errno;
     // Linux frees the number whatever close() answers; trying again could close somebody else's.
     ::close(release());

@@ -53,8 +53,6 @@ auto uninterrupted(Call systemCall) {
 /// with the signal SIGXFSZ, not with a code.
 [[nodiscard]] bool exceedsSizeLimit(off_t size);
 
-using CancellationOff = ZCancellationOff;
-
 }  // namespace zfc::platform
 
 #endif

@@ -14,8 +14,6 @@
 namespace zfc::platform {
 namespace {
 
-using zfc::platform::openFile;
-
 constexpr char sourceName[] = "src/Z/ZProperties";
 constexpr std::size_t workingDirectorySize = 1024;
 
@@ -53,7 +51,7 @@ constexpr std::size_t workingDirectorySize = 1024;
 constexpr int openFlags = O_NONBLOCK | O_NOCTTY;  // so that a pipe or a device does not hold us
 
 struct Opened {
-    zfc::platform::Descriptor file;
+    Descriptor file;
     bool isNew = false;  // it was not there before
 };
 
@@ -116,10 +114,8 @@ bool LockedFile::tryOpen(Purpose purpose, char const* api) {
     file.close();  // with its lock, which would refuse ours
     Opened opened = openRegular(path, purpose, api);
     file = std::move(opened.file);
-    auto const mode = purpose == Purpose::load ? zfc::platform::LockMode::shared
-                                               : zfc::platform::LockMode::exclusive;
-    int const rc =
-        setRecordLock(file.get(), mode, zfc::platform::wholeFile, zfc::platform::LockWait::no);
+    auto const mode = purpose == Purpose::load ? LockMode::shared : LockMode::exclusive;
+    int const rc = setRecordLock(file.get(), mode, wholeFile, LockWait::no);
     if (rc != 0) zraise(ZPropertiesIOException(path, "fcntl()", rc), sourceName, __LINE__);
     auto const held = statusOf(file.get());
     auto const named = statusOf(path);
@@ -146,8 +142,7 @@ FILE* LockedFile::intoStream() {
 
 void flushDirectory(char const* path) noexcept {
     try {
-        zfc::platform::Descriptor const directory =
-            openFile(directoryOf(path).getChars(), O_RDONLY | O_DIRECTORY);
+        Descriptor const directory = openFile(directoryOf(path).getChars(), O_RDONLY | O_DIRECTORY);
         if (directory.isOpen()) fsync(directory.get());
     } catch (ZException const&) {
         return;  // no memory for the name

@@ -1,4 +1,7 @@
+#include "Z/platform/rewrite.h"
+
 #include "Z/ZException.h"
+#include "Z/platform/descriptor.h"
 #include "Z/platform/locked_file.h"
 
 #include <fcntl.h>
@@ -8,8 +11,6 @@
 
 namespace zfc::platform {
 namespace {
-
-using zfc::platform::uninterrupted;
 
 constexpr char sourceName[] = "src/Z/ZProperties";
 
@@ -77,7 +78,7 @@ void Rewrite::apply() {
 }
 
 void Rewrite::checkSizeLimit() const {
-    if (zfc::platform::exceedsSizeLimit(static_cast<off_t>(image.size())))
+    if (exceedsSizeLimit(static_cast<off_t>(image.size())))
         zraise(ZPropertiesIOException(path, "write()", EFBIG), sourceName, __LINE__);
 }
 
@@ -109,7 +110,7 @@ void Rewrite::putBack() const noexcept {
     std::string_view const bytes = oldBytes();
     auto const size = static_cast<off_t>(bytes.size());
     // A file that was longer than the limit has not grown; what was cut off it cannot be written.
-    bool const isTooLong = zfc::platform::exceedsSizeLimit(size);
+    bool const isTooLong = exceedsSizeLimit(size);
     if (stage == Stage::overwritten)
         static_cast<void>(writeAll(fd, 0, isTooLong ? bytes.substr(0, image.size()) : bytes));
     // Also gives back what was reserved behind the end.

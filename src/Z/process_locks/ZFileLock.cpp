@@ -209,8 +209,9 @@ void ZAbstractProcessReadWriteFileLock::takeFile(zlockstate mode) {
 
 void ZAbstractProcessReadWriteFileLock::release() {
     ZCancellationOff const untilReleased;
-    requireHolder();
-    zfc::process_locks::Readers const& readers = zfc::process_locks::recordOf(*this).readers;
+    zfc::process_locks::Record const* const found = zfc::process_locks::Ending::take(*this);
+    zfc::process_locks::Readers const& readers =
+        found != nullptr ? found->readers : requireHolder().readers;
     // Counting, the file and the in-process release are one section: of two last readers that leave
     // together each would otherwise take the other for the last.
     ZPersistentGuard const guard(fileLock);  // also behind the time limit of a request
@@ -290,4 +291,39 @@ void ZAbstractProcessReadWriteFileLock::writeSequenceNumber(unsigned long number
 void ZAbstractProcessReadWriteFileLock::writePid() {
     pid_t pid = getpid();
     writeBytes(&pid, gateRange.start, gateRange.length);
+}
+
+// -------------------------------------------------------------------------------------- the stub
+
+ZStubProcessReadWriteFileLock::ZStubProcessReadWriteFileLock(char const* name,
+                                                             char const* directory)
+    : ZAbstractProcessReadWriteFileLock(name, directory) {}
+ZStubProcessReadWriteFileLock::ZStubProcessReadWriteFileLock(char const* name)
+    : ZAbstractProcessReadWriteFileLock(name) {}
+ZStubProcessReadWriteFileLock::ZStubProcessReadWriteFileLock(
+    ZStubProcessReadWriteFileLock const& other)
+    : ZAbstractProcessReadWriteFileLock(other), stubSequence(other.stubSequence.load()) {}
+ZStubProcessReadWriteFileLock::~ZStubProcessReadWriteFileLock() = default;
+
+ZObject* ZStubProcessReadWriteFileLock::clone() const {
+    return new ZStubProcessReadWriteFileLock(*this);
+}
+
+void ZStubProcessReadWriteFileLock::lockFile(zlockstate /*mode*/) {}
+void ZStubProcessReadWriteFileLock::unlockFile() {}
+void ZStubProcessReadWriteFileLock::lockFileRange(zlockstate /*mode*/, unsigned int /*start*/,
+                                                  unsigned int /*length*/) {}
+void ZStubProcessReadWriteFileLock::unlockFileRange(unsigned int /*start*/,
+                                                    unsigned int /*length*/) {}
+void ZStubProcessReadWriteFileLock::writeBytes(void* /*buffer*/, unsigned int /*offset*/,
+                                               unsigned int /*length*/) {}
+void ZStubProcessReadWriteFileLock::readBytes(void* /*buffer*/, unsigned int /*offset*/,
+                                              unsigned int /*length*/) {}
+
+void ZStubProcessReadWriteFileLock::readSequenceNumber(unsigned long* number) {
+    if (number != nullptr) *number = stubSequence;
+}
+
+void ZStubProcessReadWriteFileLock::writeSequenceNumber(unsigned long number) {
+    stubSequence = static_cast<unsigned int>(number);
 }

@@ -12,6 +12,12 @@ namespace {
 
 constexpr char sourceName[] = "src/Z/ZFileLock";  // reports do not tell the files of process locks
 
+/// By the calling thread.
+bool isHeldHere(zfc::process_locks::Record const& record, ZReadWriteLock const& inProcess) {
+    return record.readers.mine() != nullptr ||
+           (inProcess.haveLock(ZReadWriteLockInterface::zlockWrite) && inProcess.ownWriteLock());
+}
+
 }  // namespace
 
 // ----------------------------------------------------------------------------------- the notice
@@ -58,10 +64,15 @@ int ZAbstractProcessReadWriteLock::isCurrent() const {
 
 void ZAbstractProcessReadWriteLock::unlock(int bump) {
     ZCancellationOff const untilReleased;  // a guard's destructor would end the program
-    requireHolder();
+    zfc::process_locks::Record& record = requireHolder();
     zfc::process_locks::AllOf steps;
+    // The number first: as long as the lock is held nobody else can write it, and whoever gets the
+    // lock next has to find it.
     steps.run([&] { sync(bump); });
-    steps.run([&] { lock(zlockUnset); });
+    steps.run([&] {
+        zfc::process_locks::Ending const ending(*this, record);
+        lock(zlockUnset);
+    });
     steps.finish();
 }
 
@@ -128,14 +139,15 @@ bool ZAbstractProcessReadWriteLock::lockFor(zlockstate requested, long milliseco
 }
 
 bool ZAbstractProcessReadWriteLock::isHolder() const {
-    if (zfc::process_locks::recordOf(*this).readers.own() > 0) return true;
-    return rwLock.haveLock(zlockWrite) && rwLock.ownWriteLock();
+    return isHeldHere(zfc::process_locks::recordOf(*this), rwLock);
 }
 
-void ZAbstractProcessReadWriteLock::requireHolder() const {
-    if (!isHolder())
+zfc::process_locks::Record& ZAbstractProcessReadWriteLock::requireHolder() const {
+    zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
+    if (!isHeldHere(record, rwLock))
         zraise(ZUnlockResourceException(numberOf(Message::mutexUnlockFailed), 0), sourceName,
                __LINE__);
+    return record;
 }
 
 void ZAbstractProcessReadWriteLock::leaveProcess(zfc::process_locks::Read* read) {
@@ -163,44 +175,6 @@ void ZAbstractProcessReadWriteLock::forgetParent() noexcept {
     ZForkedChild::release(static_cast<ZAbstractObservable&>(*this));
 }
 
-// ----------------------------------------------------------------------------- in-process holds
-
-ZAbstractProcessReadWriteLock::InProcess::InProcess(ZAbstractProcessReadWriteLock& lock,
-                                                    zlockstate mode)
-    : InProcess(lock, zfc::process_locks::recordOf(lock).readers, mode) {}
-
-ZAbstractProcessReadWriteLock::InProcess::InProcess(ZAbstractProcessReadWriteLock& lock,
-                                                    zfc::process_locks::Readers& readers,
-                                                    zlockstate mode)
-    : owner(lock), entry(readers, mode == zlockRead) {
-    if (mode == zlockWrite && readers.own() > 0)
-        zraise(ZInvalidResourceStateException(owner.getLockStateName(owner.getLockState())),
-               sourceName, __LINE__);
-    take(mode);
-    entry.keep();  // leaveProcess() removes it
-    updateBefore = owner.getUpdate();
-    owner.setUpdate(mode == zlockWrite ? 1 : 0);
-}
-
-ZAbstractProcessReadWriteLock::InProcess::~InProcess() {
-    if (kept) return;
-    ZCancellationOff const inDestructors;
-    try {
-        owner.setUpdate(updateBefore);
-        owner.leaveProcess(entry.get());
-    } catch (ZException& exception) {
-        zreportException(exception);
-    }
-}
-
-void ZAbstractProcessReadWriteLock::InProcess::take(zlockstate mode) {
-    zfc::process_locks::TimeLimit* const limit = zfc::process_locks::TimeLimit::of(owner);
-    if (limit == nullptr) return owner.rwLock.lock(mode);
-    if (!owner.rwLock.lockFor(mode, limit->remaining()))
-        zraise(ZLockResourceException(numberOf(Message::processLockFailed), limit->reach()),
-               sourceName, __LINE__);
-}
-
 // ------------------------------------------------------------------------------------- the stub
 
 ZStubProcessReadWriteLock::ZStubProcessReadWriteLock(char const* name)
@@ -222,9 +196,9 @@ void ZStubProcessReadWriteLock::lock(zlockstate requested) {
 
 void ZStubProcessReadWriteLock::release() {
     ZCancellationOff const untilReleased;
-    requireHolder();
+    zfc::process_locks::Record* const found = zfc::process_locks::Ending::take(*this);
+    zfc::process_locks::Record& record = found != nullptr ? *found : requireHolder();
     // In one section with the release, so that of two last readers one sees that it is the last.
-    zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
     ZPersistentGuard const guard(record.transition);
     if (rwLock.haveLock(zlockWrite)) setUpdate(0);
     leaveProcess(record.readers.mine());

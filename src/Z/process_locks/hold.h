@@ -29,6 +29,24 @@ class AllOf {
     std::exception_ptr first;
 };
 
+/// While it lives, the calling thread ends a hold that it was found to have. What was found out
+/// reaches release() by way of operations that have no room for an argument.
+class Ending {
+  public:
+    Ending(ZAbstractProcessReadWriteLock const& ended, Record& found);
+    ~Ending();
+    Ending(Ending const&) = delete;
+    Ending& operator=(Ending const&) = delete;
+
+    /// The record of `lock`, once, when the calling thread is ending its hold of it; else null.
+    [[nodiscard]] static Record* take(ZAbstractProcessReadWriteLock const& lock) noexcept;
+
+  private:
+    ZAbstractProcessReadWriteLock const& lock;
+    Record* record;       // null once it is taken
+    Ending* const outer;  // of the calling thread, for whatever lock; null for none
+};
+
 /// A read of the calling thread, noted from before it is waited for, and over at the end of the
 /// scope unless it is kept.
 class ReadEntry {

@@ -2,15 +2,12 @@
 #ifndef Z_PROCESS_LOCKS_LOCK_FILE_H
 #define Z_PROCESS_LOCKS_LOCK_FILE_H
 
+#include "Z/platform/record_lock.h"
+
 namespace zfc::process_locks {
 
-/// Bytes of the lock file, as the lock's operations take them.
-struct FileRange {
-    unsigned int start;
-    unsigned int length;
-};
-constexpr FileRange dataRange{0, 4};  // the number; readers and writers compete here
-constexpr FileRange gateRange{4, 4};  // the pid; and queue here first
+constexpr platform::LockRange dataRange{0, 4};  // the number; readers and writers compete here
+constexpr platform::LockRange gateRange{4, 4};  // the pid; and queue here first
 
 constexpr char filePrefix[] = "._zpl";
 

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "Z/ZException.h"
 #include "Z/ZFileLock.h"
@@ -42,8 +43,17 @@ LockMode modeOf(ZReadWriteLockInterface::zlockstate state) {
     return state == ZReadWriteLockInterface::zlockRead ? LockMode::shared : LockMode::exclusive;
 }
 
-LockRange recordRange(unsigned int start, unsigned int length) {
-    return {static_cast<off_t>(start), static_cast<off_t>(length)};
+constexpr int notPlain = -1;  // in place of an errno
+
+/// Opens the lock file with `flags`; `file` stays not open, with the errno or notPlain, when it
+/// cannot be had or is something else that somebody planted.
+int openLockFile(Descriptor& file, char const* path, int flags) {
+    Descriptor opened = zfc::platform::openFile(path, flags | O_NOFOLLOW | O_NOCTTY, lockFileMode);
+    struct stat status {};
+    if (!opened.isOpen() || fstat(opened.get(), &status) != 0) return errno;
+    if (!isPlain(status)) return notPlain;
+    file = std::move(opened);
+    return 0;
 }
 
 /// 0, or EINTR when a signal came first.
@@ -134,11 +144,8 @@ ZObject* ZUnixProcessReadWriteFileLock::clone() const {
 
 void ZUnixProcessReadWriteFileLock::createLockFile() {
     if (fileHandle >= 0) return;
-    Descriptor file =
-        zfc::platform::openFile(getLockFileName().getChars(),
-                                O_RDWR | O_CREAT | O_SYNC | O_NOFOLLOW | O_NOCTTY, lockFileMode);
-    struct stat status {};
-    if (file.isOpen() && fstat(file.get(), &status) == 0 && isPlain(status))
+    Descriptor file;
+    if (openLockFile(file, getLockFileName().getChars(), O_RDWR | O_CREAT | O_SYNC) == 0)
         fileHandle = file.release();
 }
 
@@ -174,7 +181,7 @@ void ZUnixProcessReadWriteFileLock::lockFileRange(zlockstate mode, unsigned int 
 int ZUnixProcessReadWriteFileLock::requestRange(zlockstate mode, unsigned int start,
                                                 unsigned int length) {
     createLockFile();
-    LockRange const range = recordRange(start, length);
+    LockRange const range{static_cast<off_t>(start), static_cast<off_t>(length)};
     TimeLimit* const limit = TimeLimit::of(*this);
     if (limit != nullptr && mode != zlockUnset)
         return pollRecordLock(fileHandle, modeOf(mode), range, *limit);
@@ -218,13 +225,9 @@ void ZUnixProcessReadWriteFileLock::readBytes(void* buffer, unsigned int offset,
 
 ZUnixProcessReadWriteFileLock::FileStatus ZUnixProcessReadWriteFileLock::fileStatus() const {
     FileStatus status{0, 0, zlockUnset};
-    Descriptor const file = zfc::platform::openFile(getLockFileName().getChars(),
-                                                    O_RDONLY | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK);
-    if (!file.isOpen() && errno == ENOENT) return status;
-    int rc = file.isOpen() ? 0 : errno;
-    struct stat kind {};
-    if (rc == 0 && fstat(file.get(), &kind) != 0) rc = errno;
-    if (rc == 0 && !isPlain(kind)) rc = -1;
+    Descriptor file;
+    int rc = openLockFile(file, getLockFileName().getChars(), O_RDONLY | O_NONBLOCK);
+    if (rc == ENOENT) return status;
     struct {
         unsigned int sequence;
         int pid;
@@ -232,8 +235,7 @@ ZUnixProcessReadWriteFileLock::FileStatus ZUnixProcessReadWriteFileLock::fileSta
     static_assert(sizeof stored == dataRange.length + gateRange.length);
     if (rc == 0) rc = readAt(file.get(), &stored, 0, sizeof stored);
     LockMode mode = LockMode::none;
-    if (rc == 0)
-        rc = findRecordLock(file.get(), recordRange(dataRange.start, dataRange.length), mode);
+    if (rc == 0) rc = findRecordLock(file.get(), dataRange, mode);
     if (rc != 0)
         zraise(ZReadResourceException(numberOf(Message::lockFileReadFailed), rc), sourceName,
                __LINE__);

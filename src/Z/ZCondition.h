@@ -116,6 +116,7 @@ class ZFC_API ZCondition : public ZAbstractCondition {
     [[nodiscard]] static Cond createCond();
     [[nodiscard]] int waitOnce(timespec const* deadline);
 
+    // Layout: a pointer and a flag, where an owner of its own kind would need but the pointer.
     ZLock* lock_;  // waits use its mutex; never null. The method has the plain name.
     int ownsLock;  // 1 when this object deletes lock_, 0 when it is lent
     Cond cond;     // never null

@@ -132,6 +132,8 @@ class ZFC_API ZLock : public ZAbstractLock, public ZObject {
     // Relaxed throughout. A thread can read its own id here only if it wrote it itself, and it sees
     // its own writes in order; any other value, however old, says no more than "not mine". What the
     // lock protects is ordered by the mutex.
+    // Layout: mutex and owner stand in blocks of their own, because the object has a word for each,
+    // and a mutex must not move.
     Mutex mutex;    // plain, locked once for any depth; never null
     Owner owner;    // the holding thread, else noOwner; written by the holder alone; never null
     int count = 0;  // depth, 0 when free; read and written by the holder alone

@@ -116,6 +116,8 @@ class ZFC_API ZThread : public ZObject {
     [[nodiscard]] int joinRefusal(JoinState joinState) const;
     [[nodiscard]] bool deletesItself() const { return detached != 0 && autoDelete != 0; }
 
+    // Layout: what a thread's starter and teller share stands in a block of its own; here is the
+    // one word that there is for the id.
     State* threadId;  // never null; a share
     int detached;     // 1: cannot be joined
     int autoDelete;   // 1: deletes itself when it has ended, if it is detached too

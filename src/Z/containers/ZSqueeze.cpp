@@ -1,7 +1,5 @@
 #include "Z/ZSqueeze.h"
 
-#include "Z/containers/expand.h"
-
 #include <zlib.h>
 
 #include <algorithm>
@@ -146,64 +144,3 @@ int ZSqueeze::inflateSync(z_stream_s* stream) noexcept { return ::inflateSync(st
 int ZSqueeze::inflateSyncPoint(z_stream_s* stream) noexcept { return ::inflateSyncPoint(stream); }
 
 int ZSqueeze::inflateReset(z_stream_s* stream) noexcept { return ::inflateReset(stream); }
-
-// -------------------------------------------------------------------------- without a known length
-
-namespace {
-
-/// A stream that puts its output behind what it has put out so far.
-class Expansion {
-  public:
-    Expansion(void const* source, std::size_t length)
-        : stream(streamOver(nullptr, 0, static_cast<unsigned char const*>(source), length)) {
-        status = inflateInit(&stream);
-    }
-    ~Expansion() { inflateEnd(&stream); }
-    Expansion(Expansion const&) = delete;
-    Expansion& operator=(Expansion const&) = delete;
-
-    /// Goes on until the stream or its input ends, or the block of `room` bytes is full. The block
-    /// may have moved since the last call, with its bytes.
-    void goOn(char* block, std::size_t room) {
-        stream.next_out = reinterpret_cast<unsigned char*>(block) + stream.total_out;
-        stream.avail_out = static_cast<unsigned int>(room - stream.total_out);
-        status = inflate(&stream, Z_NO_FLUSH);
-    }
-    [[nodiscard]] std::size_t length() const { return stream.total_out; }
-    [[nodiscard]] bool isWhole() const { return status == Z_STREAM_END && stream.avail_in == 0; }
-    [[nodiscard]] bool isOutOfMemory() const { return status == Z_MEM_ERROR; }
-    /// It stopped for nothing but the end of the block.
-    [[nodiscard]] bool needsRoom() const {
-        return (status == Z_OK || status == Z_BUF_ERROR) && stream.avail_out == 0;
-    }
-
-  private:
-    z_stream stream;
-    int status = Z_OK;  // of the last call of zlib
-};
-
-[[nodiscard]] bool resize(std::unique_ptr<char, ZFree>& block, std::size_t bytes) {
-    void* const resized = std::realloc(block.get(), bytes);
-    if (resized == nullptr) return false;
-    static_cast<void>(block.release());
-    block.reset(static_cast<char*>(resized));
-    return true;
-}
-
-}  // namespace
-
-int zfc::containers::expand(void const* source, std::size_t length, std::size_t most,
-                            Expanded& out) {
-    if (!fits(length)) return Z_DATA_ERROR;  // else its beginning might pass for the whole
-    Expansion expansion(source, length);
-    std::size_t room = 0;
-    while (expansion.needsRoom() && room < most) {
-        std::size_t const half = std::max({room, length, std::size_t{1}});
-        room = half > most / 2 ? most : half * 2;
-        if (!resize(out.block, room)) return Z_MEM_ERROR;
-        expansion.goOn(out.block.get(), room);
-    }
-    if (expansion.isOutOfMemory()) return Z_MEM_ERROR;
-    out.length = expansion.length();
-    return expansion.isWhole() ? Z_OK : Z_DATA_ERROR;
-}

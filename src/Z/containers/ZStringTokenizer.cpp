@@ -1,8 +1,12 @@
 #include "Z/ZStringTokenizer.h"
 
+#include <memory>
+
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
+#include "Z/ZList.h"
 #include "Z/ZUTF8String.h"
+#include "Z/containers/members.h"
 #include "Z/utility/ascii.h"
 
 namespace {
@@ -90,6 +94,11 @@ ZAbstractMutableString* ZStringTokenizer::getNext(ZAbstractString const& delims)
 }
 
 ZAbstractMutableString* ZStringTokenizer::getNext() { return getNext(*delimiters); }
+
+void ZStringTokenizer::list(ZArrayList& out) {
+    while (hasMore())
+        zfc::containers::appendNew(out, std::unique_ptr<ZObject>(getNext()->clone()));
+}
 
 void ZStringTokenizer::reset() { position = source->getChars(); }
 

@@ -27,9 +27,10 @@ Row newRow(unsigned int count) {
 
 void resizeRow(Row& row, unsigned int count) {
     checkCount(count);
-    Row resized = ownedRow(reallocarray(row.get(), count, sizeof(ZObject*)));
-    static_cast<void>(row.release());  // realloc has freed it
-    row = std::move(resized);
+    std::size_t bytes = 0;
+    if (__builtin_mul_overflow(std::size_t{count}, sizeof(ZObject*), &bytes) ||
+        !resizeBlock(row, bytes))
+        zraise(ZOutOfMemoryException(), sourceName, __LINE__);
 }
 
 std::unique_ptr<ZObject> cloneOf(ZObject const* object) {

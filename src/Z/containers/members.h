@@ -1,7 +1,8 @@
-/// What arrays, lists and maps share in handling their members.
+/// Shared. What arrays, lists and maps share in handling their members.
 #ifndef Z_CONTAINERS_MEMBERS_H
 #define Z_CONTAINERS_MEMBERS_H
 
+#include <cstdlib>
 #include <memory>
 #include <utility>
 
@@ -26,6 +27,24 @@ void resizeRow(Row& row, unsigned int count);
 /// What an owning container stores for `object`: its clone, null for null. Throws
 /// ZNotClonableException when it has none.
 [[nodiscard]] std::unique_ptr<ZObject> cloneOf(ZObject const* object);
+
+/// Appends a new object to a list that may own its members. While that fails, the object is ended
+/// here.
+template <class Object>
+void appendNew(ZArrayList& list, std::unique_ptr<Object> object) {
+    list.addNoCopy(object.get());
+    static_cast<void>(object.release());
+}
+
+/// realloc() of a block with an owner. False when there is no memory; the block stays as it was.
+template <class Block>
+[[nodiscard]] bool resizeBlock(Block& block, std::size_t bytes) {
+    void* const resized = std::realloc(block.get(), bytes);
+    if (resized == nullptr) return false;
+    static_cast<void>(block.release());  // realloc() has freed it
+    block.reset(static_cast<typename Block::pointer>(resized));
+    return true;
+}
 
 /// Exchanges the named fields of two objects: what an assignment does with a copy of its source, so
 /// that it changes nothing when copying fails.

@@ -148,6 +148,8 @@ void ZAbstractProcessReadWriteFileLock::lock(zlockstate requested) {
         // Kept: protect counts as a reader here, though it is write in the file. Who asked for
         // either is told after the number was read anew, and its release does not advance it.
         if (requested != zlockWrite) {
+            // Dropped, not promoted: two readers that both waited for the other to leave would wait
+            // for ever.
             hold.drop();
             hold.take(zlockWrite);
             setUpdate(0);
@@ -176,6 +178,8 @@ void ZAbstractProcessReadWriteFileLock::dolock(zlockstate requested) {
 
 void ZAbstractProcessReadWriteFileLock::acquire(zlockstate requested) {
     zlockstate const mode = InProcess::modeFor(requested);
+    // The threads of this process first: they wait for each other without a system call, and only
+    // one of them at a time stands in the queue of the file.
     InProcess inProcess(*this, mode);
     takeFileLock();
     ZPersistentGuard const guard(fileLock, std::adopt_lock);
@@ -200,6 +204,7 @@ void ZAbstractProcessReadWriteFileLock::takeFileLock() ZNO_THREAD_SAFETY_ANALYSI
 void ZAbstractProcessReadWriteFileLock::takeFile(zlockstate mode) {
     FileHold file(*this);
     lockFile(mode);
+    // Before the number is read: should that fail, unlockFile() has to know that the gate is held.
     lockState = mode;
     unsigned long number = 0;
     readSequenceNumber(&number);
@@ -222,6 +227,7 @@ void ZAbstractProcessReadWriteFileLock::release() {
     // give up without coming here.
     if (!haveLock(zlockUnset) && readers.sharing() == 0) {
         steps.run([&] { unlockFile(); });
+        // Whatever that said: the file is closed, and with it every record lock is gone.
         lockState = zlockUnset;
         setUpdate(0);
     }
@@ -234,6 +240,8 @@ unsigned long ZAbstractProcessReadWriteFileLock::incSequence() {
         zraise(ZInvalidResourceStateException(getLockStateName(getLockState())), sourceName,
                __LINE__);
     unsigned int const next = sequenceAfter(sequence);
+    // The file first: a number that only this process knows would make it current with data that
+    // the others never hear of.
     writeSequenceNumber(next);
     sequence = next;
     return next;
@@ -262,6 +270,7 @@ void ZAbstractProcessReadWriteFileLock::lockFile(zlockstate mode) {
         bool kept = false;
     };
     Gate gate(*this);
+    // Under the gate, which is exclusive also for readers: nobody else writes these bytes.
     writePid();
     lockFileRange(mode, dataRange.start, dataRange.length);
     gate.kept = true;  // a writer keeps it until it leaves: no new reader gets in front
@@ -271,6 +280,7 @@ void ZAbstractProcessReadWriteFileLock::lockFile(zlockstate mode) {
 void ZAbstractProcessReadWriteFileLock::unlockFile() {
     ZCancellationOff const untilReleased;
     zfc::process_locks::AllOf steps;
+    // The data before the gate: who comes through the gate must not meet the writer that left it.
     steps.run([&] { unlockFileRange(dataRange.start, dataRange.length); });
     if (getLockState() == zlockWrite)
         steps.run([&] { unlockFileRange(gateRange.start, gateRange.length); });

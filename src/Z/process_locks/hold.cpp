@@ -40,6 +40,8 @@ ZAbstractProcessReadWriteLock::InProcess::InProcess(ZAbstractProcessReadWriteLoc
     if (mode == zlockWrite && readers.own() > 0)
         zraise(ZInvalidResourceStateException(owner.getLockStateName(owner.getLockState())),
                sourceName, __LINE__);
+    // Noted before it is waited for, and not after: noting can fail, and a hold that nobody knows
+    // of could never be released.
     take(mode);
     entry.keep();  // leaveProcess() removes it
     updateBefore = owner.getUpdate();
@@ -59,7 +61,7 @@ ZAbstractProcessReadWriteLock::InProcess::~InProcess() {
 
 void ZAbstractProcessReadWriteLock::InProcess::take(zlockstate mode) {
     zfc::process_locks::TimeLimit* const limit = zfc::process_locks::TimeLimit::of(owner);
-    if (limit == nullptr) return owner.rwLock.lock(mode);
+    if (limit == nullptr) return owner.rwLock.lock(mode);  // most requests: without a clock
     if (!owner.rwLock.lockFor(mode, limit->remaining()))
         zraise(ZLockResourceException(numberOf(Message::processLockFailed), limit->reach()),
                sourceName, __LINE__);

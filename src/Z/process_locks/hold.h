@@ -29,8 +29,10 @@ class AllOf {
     std::exception_ptr first;
 };
 
-/// While it lives, the calling thread ends a hold that it was found to have. What was found out
-/// reaches release() by way of operations that have no room for an argument.
+/// While it lives, the calling thread ends a hold that it was found to have.
+///
+/// Layout: what was found out would be an argument, but release() is reached by way of slots whose
+/// signatures are fixed.
 class Ending {
   public:
     Ending(ZAbstractProcessReadWriteLock const& ended, Record& found);

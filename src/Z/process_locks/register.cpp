@@ -41,6 +41,8 @@ Read& Readers::add() {
     }
     Read* fresh = nullptr;
     orOutOfMemory([&] { fresh = new Read(self, first()); });
+    // In front, and never taken out: a thread that walks the list meanwhile finds every read that
+    // was there, without a lock.
     while (!head.compare_exchange_weak(fresh->next, fresh)) {
     }
     return *fresh;
@@ -87,6 +89,8 @@ class Register {
     }
 
     void registerLock(ZAbstractProcessReadWriteLock& lock) {
+        // In the base's constructor, before the derived ones: a fork in another thread may find a
+        // lock half made, and then a record without a file, which needs nothing.
         ZPersistentGuard const guard(lockOverAll);
         records.try_emplace(&lock);
     }
@@ -100,6 +104,7 @@ class Register {
     }
 
   private:
+    // Of nodes, because recordOf() hands out references that stay good while others come and go.
     using Records = std::unordered_map<ZAbstractProcessReadWriteLock*, Record>;
 
     // Around a fork nothing here is half done. What the handlers hold from one to the next is
@@ -135,6 +140,7 @@ class Register {
     /// them left open, the parent's locks would outlive the parent.
     void beChild() ZNO_THREAD_SAFETY_ANALYSIS {
         for (auto& [lock, record] : records) {
+            // The readers first, then the locks over them: what is freed must find nobody inside.
             record.readers.forget();
             if (record.fileLock != nullptr) ZForkedChild::release(*record.fileLock);
             if (record.handle != nullptr) closeHandle(*record.handle);
@@ -143,6 +149,7 @@ class Register {
         goOn();
     }
     static void closeHandle(std::atomic<int>& handle) {
+        // Not through the object: its closing waits for nothing, but it may be half made.
         int const fd = handle.exchange(-1);
         if (fd >= 0) ::close(fd);
     }

@@ -1,5 +1,10 @@
 /// All process locks of this process, with what each knows besides its fields: who reads under it,
 /// and what a forked child has to let go.
+///
+/// Layout: all this would stand in the lock object, but on 32 bits its size and the places of its
+/// fields are part of the interface, and programs derive from it. So a lock has a record here,
+/// found by its address. The register would be needed anyway: the child of a fork has to find every
+/// lock.
 #ifndef Z_PROCESS_LOCKS_REGISTER_H
 #define Z_PROCESS_LOCKS_REGISTER_H
 

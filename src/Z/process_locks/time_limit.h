@@ -11,7 +11,10 @@ class ZAbstractProcessReadWriteLock;
 namespace zfc::process_locks {
 
 /// While it lives, requests of the calling thread for one lock, at any depth below, wait no longer
-/// than until its end. The operations in between have no room for an argument.
+/// than until its end.
+///
+/// Layout: a limit would be an argument of the operations in between, but these are slots whose
+/// signatures are fixed, and which programs override.
 class TimeLimit {
   public:
     TimeLimit(ZAbstractProcessReadWriteLock const& limited, long milliseconds);

@@ -166,7 +166,8 @@ void ZUnixProcessReadWriteFileLock::lockFileRange(zlockstate mode, unsigned int 
         zraise(ZInvalidResourceStateException(getLockStateName(mode)), sourceName, __LINE__);
     bool const takesGate = mode != zlockUnset && start == gateRange.start;
     int rc = requestRange(mode, start, length);
-    // Another process may have got its gate in the file that has the name now.
+    // Another process may have got its gate in the file that has the name now. Looked at once the
+    // gate is held, not before: until then the name can move again.
     while (rc == 0 && takesGate && isReplaced()) {
         closeLockFile();
         rc = requestRange(mode, start, length);
@@ -183,6 +184,8 @@ int ZUnixProcessReadWriteFileLock::requestRange(zlockstate mode, unsigned int st
     createLockFile();
     LockRange const range{static_cast<off_t>(start), static_cast<off_t>(length)};
     TimeLimit* const limit = TimeLimit::of(*this);
+    // A release is never limited, and goes on after a signal: what is not released now would be
+    // held until the process ends.
     if (limit != nullptr && mode != zlockUnset)
         return pollRecordLock(fileHandle, modeOf(mode), range, *limit);
     int rc = setRecordLock(fileHandle, modeOf(mode), range, LockWait::yes);

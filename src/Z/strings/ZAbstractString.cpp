@@ -7,6 +7,7 @@
 #include <typeinfo>
 
 #include "Z/ZException.h"
+#include "Z/utility/ascii.h"
 
 namespace {
 
@@ -43,8 +44,6 @@ bool hasTail(ZAbstractString const& string, char const* tail, std::size_t tailLe
     return tailLength <= length &&
            memcmp(string.getChars() + (length - tailLength), tail, tailLength) == 0;
 }
-
-constexpr bool isAscii(int c) { return c >= 0 && c < 0x80; }
 
 }  // namespace
 
@@ -116,8 +115,8 @@ int ZAbstractString::indexOf(char const* text, unsigned int from) const {
 
 int ZAbstractString::lastIndexOf(int c) const {
     ZCodesetHandle const codeset = getCodesetHandle();
-    bool const bytesAreCharacters =
-        (codeset == localHandle() && zlcs_mb_max() == 1) || (codeset == utf8Handle() && isAscii(c));
+    bool const bytesAreCharacters = (codeset == localHandle() && zlcs_mb_max() == 1) ||
+                                    (codeset == utf8Handle() && zisAsciiCharacter(c));
     return bytesAreCharacters ? offsetIn(getChars(), strrchr(getChars(), c)) : lastCharacter(c);
 }
 

@@ -12,14 +12,6 @@ namespace {
 
 constexpr char sourceName[] = "src/Z/ZUTF8String";
 
-char lowerAscii(char byte) {
-    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
-}
-
-char upperAscii(char byte) {
-    return byte >= 'a' && byte <= 'z' ? static_cast<char>(byte - 'a' + 'A') : byte;
-}
-
 /// Maps leading ASCII in place; the place behind it.
 template <class Map>
 char* mapAscii(char* text, Map map) {
@@ -54,12 +46,12 @@ int ZUTF8String::compareignorecase(ZUTF8ConstString const& other) const {
 ZCodesetHandle ZUTF8String::getCodesetHandle() const { return utf8Handle(); }
 
 ZUTF8String& ZUTF8String::lower() {
-    zstrlower(getCodesetHandle(), mapAscii(text(), lowerAscii));
+    zstrlower(getCodesetHandle(), mapAscii(text(), zlowerAscii));
     return *this;
 }
 
 ZUTF8String& ZUTF8String::upper() {
-    zstrupper(getCodesetHandle(), mapAscii(text(), upperAscii));
+    zstrupper(getCodesetHandle(), mapAscii(text(), zupperAscii));
     return *this;
 }
 

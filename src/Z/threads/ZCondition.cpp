@@ -55,7 +55,7 @@ ZCondition::ZCondition(std::unique_ptr<ZLock> own)
 }
 
 ZCondition::~ZCondition() {
-    cond.reset();
+    cond.reset();  // before the mutex that its waiters would come back to
     if (ownsLock != 0) delete lock_;
 }
 
@@ -72,6 +72,8 @@ int ZCondition::wait(long seconds, int& timedOut) {
 
 /// One wait of the system; `deadline` null: without a limit.
 int ZCondition::waitOnce(timespec const* deadline) {
+    // The system frees and takes the mutex behind the lock's back: owner and depth must say so
+    // while others may hold it.
     ZLock::Suspension const suspension(*lock_);
     if (deadline == nullptr) return pthread_cond_wait(cond.get(), lock_->mutex.get());
     return pthread_cond_timedwait(cond.get(), lock_->mutex.get(), deadline);

@@ -85,6 +85,7 @@ void ZLock::release(pthread_t self) {
     if (!isHeldBy(self) || count <= 0)
         zraise(ZUnlockResourceException(numberOf(Message::mutexUnlockFailed), 0), sourceName,
                __LINE__);
+    // Before the mutex is free: behind it, the next holder's id would be overwritten.
     hold(noOwner, 0);
     if (int const rc = pthread_mutex_unlock(mutex.get())) {
         hold(self, 1);
@@ -112,7 +113,7 @@ bool ZLock::try_lock() ZNO_THREAD_SAFETY_ANALYSIS {
 }
 
 bool ZLock::lockFor(long milliseconds) ZNO_THREAD_SAFETY_ANALYSIS {
-    if (try_lock()) return true;
+    if (try_lock()) return true;  // a free lock does not look at the clock
     if (milliseconds <= 0) return false;
     return tookIt(lockUntil(mutex.get(), zdeadlineIn(lockClock, milliseconds)), ETIMEDOUT,
                   pthread_self());

@@ -113,6 +113,8 @@ bool ZReadWriteLock::lockFor(zlockstate requested, long milliseconds) {
 
 bool ZReadWriteLock::acquire(zlockstate requested, Deadline const& deadline) {
     ZPersistentGuard const guard(condition);
+    // Else it would wait for itself. A reader that asks again is not known here and is let in
+    // beside itself; one that asks for more waits for ever, as the header says.
     if (state >= zlockProtect && isMine())
         zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), 0), sourceName, __LINE__);
     while (!admits(requested)) {
@@ -140,6 +142,7 @@ void ZReadWriteLock::unlock() {
         leave();
         wakes = letsSomebodyIn();
     }
+    // Without the guard, which the woken ones want at once.
     // All of them: each tests for itself, and one that cannot enter would swallow a single signal.
     if (wakes) condition.broadcast();
 }

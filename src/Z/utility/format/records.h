@@ -1,15 +1,13 @@
-/// The records and tables that the stages of the printf engine share: flag bits, argument types,
-/// the resolved field of one specification, and the sink that counts and stores.
+/// The records and tables that the stages of the printf engine share: flag bits, argument types and
+/// the resolved field of one specification.
 #ifndef Z_UTILITY_FORMAT_RECORDS_H
 #define Z_UTILITY_FORMAT_RECORDS_H
 
-#include "Z/zsnprintf.h"
-
-#include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdint>
-#include <cstring>
+
+#include "Z/utility/format/sink.h"
+#include "Z/zsnprintf.h"
 
 namespace zfc::format {
 
@@ -126,93 +124,6 @@ struct Field {
     }
 };
 constexpr int noPrecision = -1;
-
-/// Copies `count` bytes, at least as many as a Word has and at most twice as many.
-template <class Word>
-void copyEnds(char* to, char const* from, std::size_t count) {
-    Word first = 0;
-    Word last = 0;
-    std::memcpy(&first, from, sizeof(Word));
-    std::memcpy(&last, from + count - sizeof(Word), sizeof(Word));
-    std::memcpy(to, &first, sizeof(Word));
-    std::memcpy(to + count - sizeof(Word), &last, sizeof(Word));
-}
-
-/// memcpy() for the few bytes of a number or a short text, without its call.
-inline void copyBytes(char* to, char const* from, std::size_t count) {
-    if (count > 16)
-        std::memcpy(to, from, count);
-    else if (count >= 8)
-        copyEnds<std::uint64_t>(to, from, count);
-    else if (count >= 4)
-        copyEnds<std::uint32_t>(to, from, count);
-    else
-        for (std::size_t i = 0; i < count; ++i)
-            to[i] = from[i];
-}
-
-/// Where the text goes: every byte is counted, those that fit are stored.
-class Sink {
-  public:
-    /// `size` bytes at `out`, the last of them for the NUL; none when `out` is null.
-    Sink(char* out, std::size_t size)
-        : at(out),
-          end(out != nullptr && size > 0 ? out + size - 1 : out),
-          hasRoom(at && size > 0) {}
-
-    void write(char const* bytes, std::size_t count) {
-        length += count;
-        std::size_t const fits = std::min(count, room());
-        if (fits == 0) return;
-        copyBytes(at, bytes, fits);
-        at += fits;
-    }
-
-    void fill(char byte, std::size_t count) {
-        length += count;
-        std::size_t const fits = std::min(count, room());
-        if (fits == 0) return;
-        std::memset(at, byte, fits);
-        at += fits;
-    }
-
-    /// As write(), but all bytes or none; after none, nothing more is stored.
-    void writeWhole(char const* bytes, std::size_t count) {
-        length += count;
-        if (count > room()) return fillRest();
-        std::memcpy(at, bytes, count);
-        at += count;
-    }
-
-    /// Counts `count` bytes that were stored at place() as far as they fit.
-    void advance(std::size_t count) {
-        length += count;
-        at += std::min(count, room());
-    }
-
-    [[nodiscard]] char* place() const { return at; }
-    /// Bytes that may be stored at place() when the last of them is a NUL.
-    [[nodiscard]] std::size_t placeSize() const { return hasRoom ? room() + 1 : 0; }
-    [[nodiscard]] unsigned long long counted() const { return length; }
-
-    void terminate() {
-        if (hasRoom) *at = '\0';
-    }
-
-  private:
-    [[nodiscard]] std::size_t room() const { return static_cast<std::size_t>(end - at); }
-
-    /// The text ends here: the bytes that a cut character leaves free are not left as they were.
-    void fillRest() {
-        if (room() > 0) std::memset(at, '\0', room());
-        at = end;
-    }
-
-    char* at;
-    char* end;  // the place of the last possible NUL
-    bool hasRoom;
-    unsigned long long length = 0;  // cannot overflow: no single write is longer than memory
-};
 
 /// Reads the conversions of `ctx.format` into `ctx.specs`. False for a malformed one.
 [[nodiscard]] bool readSpecs(ZFormatContext& ctx);

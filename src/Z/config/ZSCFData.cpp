@@ -2,7 +2,7 @@
 
 #include "Z/ZException.h"
 #include "Z/config/cache/handed_out.h"
-#include "Z/config/cache/lookup.h"
+#include "Z/config/cache/names.h"
 #include "Z/config/cache/records.h"
 
 #include <sys/stat.h>
@@ -161,7 +161,7 @@ void Reader::readHeader(char* start) {
     if (name.size() + 2 > ZPCategoryBasedCache::maxLine) records.noteLongLine();
     stanza = records.adoptStanza(terminated(from, bracket));
     records.addStanzaLine(stanza);
-    isDatabase = zfc::cache::namesCompanion(name, "file");
+    isDatabase = name == zfc::cache::companionStanza;
 }
 
 void Reader::readKey(char* start) {
@@ -180,7 +180,7 @@ void Reader::readKey(char* start) {
     if (name.size() + 3 + value.size() > ZPCategoryBasedCache::maxLine) records.noteLongLine();
     Index const key = records.adoptKey(stanza, name);
     if (!value.empty()) records.adoptValue(key, value, Obfuscated::no);
-    if (isDatabase && name == "file") companionName = value.data();
+    if (isDatabase && name == zfc::cache::companionKey) companionName = value.data();
 }
 
 std::string_view Reader::terminated(char* from, char* to) {

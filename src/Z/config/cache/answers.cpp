@@ -3,7 +3,7 @@
 #include "Z/ZList.h"
 #include "Z/ZPropertiesImpl.h"
 #include "Z/config/cache/handed_out.h"
-#include "Z/config/cache/lookup.h"
+#include "Z/config/cache/names.h"
 #include "Z/config/cache/records.h"
 
 #include <cstdio>

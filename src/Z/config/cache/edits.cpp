@@ -2,7 +2,7 @@
 #include "Z/ZException.h"
 #include "Z/ZPropertiesImpl.h"
 #include "Z/config/cache/handed_out.h"
-#include "Z/config/cache/lookup.h"
+#include "Z/config/cache/names.h"
 #include "Z/config/cache/records.h"
 #include "Z/config/cache/storable.h"
 

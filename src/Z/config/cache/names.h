@@ -1,6 +1,6 @@
 /// Shared. Finding records by the names that callers give.
-#ifndef Z_CONFIG_CACHE_LOOKUP_H
-#define Z_CONFIG_CACHE_LOOKUP_H
+#ifndef Z_CONFIG_CACHE_NAMES_H
+#define Z_CONFIG_CACHE_NAMES_H
 
 #include "Z/config/cache/records.h"
 
@@ -22,9 +22,11 @@ namespace zfc::cache {
     return isPlain ? Obfuscated::no : Obfuscated::yes;
 }
 
-/// Whether the key's plain value names the companion file.
+/// Where a stanza file names its companion file: the last plain value of this key.
+constexpr char companionStanza[] = "configuration-database";
+constexpr char companionKey[] = "file";
 [[nodiscard]] inline bool namesCompanion(std::string_view stanza, std::string_view key) {
-    return stanza == "configuration-database" && key == "file";
+    return stanza == companionStanza && key == companionKey;
 }
 
 }  // namespace zfc::cache

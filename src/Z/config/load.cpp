@@ -1,8 +1,8 @@
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
-#include "Z/config/arguments.h"
 #include "Z/config/companion_file.h"
 #include "Z/config/file_history.h"
+#include "Z/config/properties_edit.h"
 #include "Z/platform/locked_file.h"
 
 #include <cstdio>

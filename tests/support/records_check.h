@@ -21,17 +21,15 @@ struct RecordsCheck {
     std::uint32_t obfuscatedKeys = 0;  // found by walking
 
     explicit RecordsCheck(Records const& checked) : records(checked) {
-        for (Index i = records.file.first; i != none; i = records.lines[i].next)
-            if (Line const& line = records.lines[i]; line.kind == ZPropLine::comment)
-                countText({line.text, line.length});
-        for (Index i = records.placedStanzas.first; i != none; i = records.stanzas[i].next) {
-            checkStanza(i);
-            checkLinesOf(i);
-        }
-        for (Index i = records.unplacedStanzas.first; i != none; i = records.stanzas[i].next)
-            checkStanza(i);
-        EXPECT_EQ(stanzaCount, records.stanzaTable.size());
-        EXPECT_EQ(obfuscatedKeys, records.obfuscatedKeys());
+        records.lines().each([this](Line const& line) {
+            if (line.kind == ZPropLine::comment) countText({line.text, line.length});
+        });
+        records.lines().eachStanza([this](Index stanza) {
+            checkStanza(stanza);
+            if (records.lines().sections[stanza].header != none) checkLinesOf(stanza);
+        });
+        EXPECT_EQ(stanzaCount, records.names().stanzaCount());
+        EXPECT_EQ(obfuscatedKeys, records.values().obfuscatedKeys());
         EXPECT_EQ(bytes, records.texts.bytesUsed());
     }
 
@@ -39,47 +37,49 @@ struct RecordsCheck {
     [[nodiscard]] std::size_t bytesHeld() const { return records.texts.bytesHeld(); }
 
     void checkStanza(Index i) {
-        Stanza const& stanza = records.stanzas[i];
         std::uint32_t const keysBefore = keyCount;
         std::uint32_t const obfuscatedBefore = obfuscatedKeys;
         ++stanzaCount;
-        countText(records.stanzaName(i));
-        records.eachKey(i, [this](Index key) { checkKey(key); });
-        EXPECT_EQ(keyCount - keysBefore, records.keyCount(i));
-        EXPECT_EQ(obfuscatedKeys - obfuscatedBefore, stanza.obfuscatedKeys);
+        countText(records.names().stanzaName(i));
+        records.lines().eachKey(i, [this](Index key) { checkKey(records.names().key(key)); });
+        EXPECT_EQ(keyCount - keysBefore, records.names().keyCount(i));
+        EXPECT_EQ(obfuscatedKeys - obfuscatedBefore, records.values().obfuscatedKeys(i));
     }
 
-    void checkKey(Index i) {
+    void checkKey(Key const& key) {
         std::uint32_t plain = 0;
         std::uint32_t secret = 0;
+        Values const& values = records.values();
         ++keyCount;
-        countText(records.keyName(i));
-        records.eachPlain(i, [&](std::string_view value) { countText(value), ++plain; });
-        records.eachObfuscated(i, [&](std::string_view value) { countText(value), ++secret; });
-        EXPECT_EQ(plain, records.plainCount(i));
-        EXPECT_EQ(secret, records.obfuscatedCount(i));
+        countText(key.getName());
+        values.each(key, Obfuscated::no, [&](std::string_view text) { countText(text), ++plain; });
+        values.each(key, Obfuscated::yes,
+                    [&](std::string_view text) { countText(text), ++secret; });
+        EXPECT_EQ(plain, values.count(key, Obfuscated::no));
+        EXPECT_EQ(secret, values.count(key, Obfuscated::yes));
         obfuscatedKeys += secret > 0;
     }
 
     /// What is noted for placing keys is what a fresh look at the lines gives.
     void checkLinesOf(Index i) {
-        Stanza const& stanza = records.stanzas[i];
+        Lines const& lines = records.lines();
+        Section const& section = lines.sections[i];
         std::uint32_t comments = 0;
         std::uint32_t segment = 0;
-        Records::Templates fresh;
-        Index const end = records.endOfLines(i);
-        for (Index at = stanza.header; at != end; at = records.lines[at].next) {
-            Line const& line = records.lines[at];
+        Lines::Templates fresh;
+        Index const end = lines.endOf(i);
+        for (Index at = section.header; at != end; at = lines.lines[at].next) {
+            Line const& line = lines.lines[at];
             EXPECT_EQ(line.segment, segment);
             if (line.kind == ZPropLine::blank) fresh.blanks.push_back(at), ++segment;
             if (line.kind != ZPropLine::comment) continue;
             ++comments;
-            Records::noteTemplate(fresh, {line.text, line.length}, line.segment);
+            Lines::noteTemplate(fresh, {line.text, line.length}, line.segment);
         }
-        EXPECT_EQ(segment, stanza.blankLines);
-        EXPECT_EQ(comments, stanza.comments);
-        auto const noted = records.templates.find(i);
-        if (noted == records.templates.end()) return;
+        EXPECT_EQ(segment, section.blankLines);
+        EXPECT_EQ(comments, section.comments);
+        auto const noted = lines.templates.find(i);
+        if (noted == lines.templates.end()) return;
         EXPECT_TRUE(fresh.blanks == noted->second.blanks);
         EXPECT_TRUE(fresh.segments == noted->second.segments);
     }

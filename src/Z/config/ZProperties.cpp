@@ -4,7 +4,6 @@
 #include "Z/ZLCConstString.h"
 #include "Z/ZUTF8ConstString.h"
 #include "Z/ZUTF8String.h"
-#include "Z/config/arguments.h"
 #include "Z/config/file_history.h"
 #include "Z/config/properties_edit.h"
 #include "Z/config/value_text.h"
@@ -239,7 +238,7 @@ void ZProperties::setIntegerValue(char const* stanza, char const* key, unsigned 
 }
 
 void ZProperties::setBooleanValue(char const* stanza, char const* key, int value) {
-    setValue(stanza, key, value != 0 ? "yes" : "no", 0);
+    setValue(stanza, key, zfc::config::booleanText(value != 0), 0);
 }
 
 void ZProperties::deleteKey(char const* stanza, char const* key) {

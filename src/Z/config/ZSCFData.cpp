@@ -2,7 +2,6 @@
 
 #include "Z/ZException.h"
 #include "Z/config/cache/handed_out.h"
-#include "Z/config/cache/lookup.h"
 #include "Z/config/cache/records.h"
 
 #include <sys/stat.h>
@@ -19,11 +18,13 @@ namespace {
 using zfc::cache::Block;
 using zfc::cache::Index;
 using zfc::cache::isSpace;
+using zfc::cache::Key;
 using zfc::cache::Line;
 using zfc::cache::none;
 using zfc::cache::Obfuscated;
 using zfc::cache::Records;
 using zfc::cache::String;
+using zfc::cache::Values;
 
 constexpr char sourceName[] = "src/Z/ZSCFData";
 constexpr std::size_t blockSize = std::size_t{64} * 1024;
@@ -134,7 +135,7 @@ void Reader::readLine() {
     while (start < end && isSpace(*start))
         ++start;
     if (start == end) {
-        if (keepsComments) records.addBlankLine();
+        if (keepsComments) records.lines().appendBlank();
     } else if (*start == '#') {
         readComment(start);
     } else if (*start == '[') {
@@ -147,8 +148,8 @@ void Reader::readLine() {
 void Reader::readComment(char* start) {
     if (!keepsComments) return;
     std::string_view const text = terminated(start, end);
-    if (text.size() > ZPCategoryBasedCache::maxLine) records.noteLongLine();
-    records.adoptComment(text);
+    if (text.size() > ZPCategoryBasedCache::maxLine) records.lines().noteLong();
+    records.lines().appendComment(text);
 }
 
 void Reader::readHeader(char* start) {
@@ -157,17 +158,17 @@ void Reader::readHeader(char* start) {
         static_cast<char*>(std::memchr(from, ']', static_cast<std::size_t>(end - from)));
     if (bracket == nullptr) raiseInvalid(__LINE__);
     std::string_view const name(from, static_cast<std::size_t>(bracket - from));
-    if (records.findStanza(name) != none) raiseInvalid(__LINE__);
-    if (name.size() + 2 > ZPCategoryBasedCache::maxLine) records.noteLongLine();
+    if (records.names().findStanza(name) != none) raiseInvalid(__LINE__);
+    if (name.size() + 2 > ZPCategoryBasedCache::maxLine) records.lines().noteLong();
     stanza = records.adoptStanza(terminated(from, bracket));
-    records.addStanzaLine(stanza);
-    isDatabase = zfc::cache::namesCompanion(name, "file");
+    records.lines().placeStanza(stanza);
+    isDatabase = name == zfc::cache::companionStanza;
 }
 
 void Reader::readKey(char* start) {
     auto* const equals =
         static_cast<char*>(std::memchr(start, '=', static_cast<std::size_t>(end - start)));
-    bool const isInStanza = stanza != none && !records.stanzaName(stanza).empty();
+    bool const isInStanza = stanza != none && !records.names().stanzaName(stanza).empty();
     if (!isInStanza || equals == nullptr || equals == start) raiseInvalid(__LINE__);
     char* nameEnd = equals;
     while (isSpace(nameEnd[-1]))
@@ -177,10 +178,10 @@ void Reader::readKey(char* start) {
         ++from;
     std::string_view const value = terminated(from, end);
     std::string_view const name = terminated(start, nameEnd);
-    if (name.size() + 3 + value.size() > ZPCategoryBasedCache::maxLine) records.noteLongLine();
+    if (name.size() + 3 + value.size() > ZPCategoryBasedCache::maxLine) records.lines().noteLong();
     Index const key = records.adoptKey(stanza, name);
     if (!value.empty()) records.adoptValue(key, value, Obfuscated::no);
-    if (isDatabase && name == "file") companionName = value.data();
+    if (isDatabase && name == zfc::cache::companionKey) companionName = value.data();
 }
 
 std::string_view Reader::terminated(char* from, char* to) {
@@ -205,7 +206,7 @@ class Writer {
     Writer(Records const& source, Sink& target) : records(source), sink(target) {}
 
     void writeLines() {
-        records.eachLine([this](Line const& line) { writeLine(line); });
+        records.lines().each([this](Line const& line) { writeLine(line); });
     }
 
   private:
@@ -218,23 +219,23 @@ class Writer {
                 return sink.endLine();
             case ZPropLine::header:
                 sink.put("[");
-                sink.put(records.stanzaName(line.owner));
+                sink.put(records.names().stanzaName(line.owner));
                 sink.put("]");
                 return sink.endLine();
             default:
-                return writeKey(line.owner);
+                return writeKey(records.names().key(line.owner));
         }
     }
 
-    void writeKey(Index key) {
-        std::string_view const name = records.keyName(key);
-        records.eachPlain(key, [&](std::string_view value) {
+    void writeKey(Key const& key) {
+        std::string_view const name = key.getName();
+        records.values().each(key, Obfuscated::no, [&](std::string_view value) {
             sink.put(name);
             sink.put(" = ");
             sink.put(value);
             sink.endLine();
         });
-        if (records.plainCount(key) > 0 || records.obfuscatedCount(key) > 0) return;
+        if (key.value != nullptr || Values::isObfuscated(key)) return;
         sink.put(name);
         sink.put(" =");
         sink.endLine();
@@ -308,14 +309,14 @@ void ZSCFData::be_read(char const* fileName, FILE* stream) {
     char* const text = image.bytes.get();
     lists->clear();
     records->adoptBlock(std::move(image.bytes), image.length + 1);
-    records->startAppending();
+    records->lines().startAppending();
     Reader reader(*records, fileName, (attributes & keepComments) != 0, companionName);
     reader.readLines(text, image.length);
     records->tidy();
 }
 
 void ZSCFData::be_write(char const* fileName, FILE* stream) {
-    if (records->mayHaveLongLines()) {
+    if (records->lines().mayHaveLong()) {
         LengthCheck check(fileName);
         writeLines(*records, check);
     }

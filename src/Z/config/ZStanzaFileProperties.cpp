@@ -2,9 +2,13 @@
 
 #include "Z/ZException.h"
 #include "Z/ZSCFData.h"
-#include "Z/config/arguments.h"
 #include "Z/config/properties_edit.h"
 #include "Z/config/value_text.h"
+#include "Z/zproperties_c.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <utility>
 
 namespace {
 
@@ -26,6 +30,44 @@ ZArrayList localTexts(ZArrayList const& values) {
 
 char const* textAt(ZArrayList const& texts, unsigned int i) {
     return static_cast<ZLCString const*>(texts.get(i))->getChars();
+}
+
+/// A text of the C allocator.
+char* copyOf(char const* text) {
+    char* const copy = strdup(text);
+    if (copy == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    return copy;
+}
+
+/// An array of texts that ends with null, both of the C allocator.
+class Texts {
+  public:
+    explicit Texts(std::size_t count)
+        : array(static_cast<char**>(std::calloc(count + 1, sizeof(char*)))) {
+        if (array == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    }
+    ~Texts() {
+        if (array == nullptr) return;
+        for (char** text = array; *text != nullptr; ++text)
+            std::free(*text);
+        std::free(array);
+    }
+    Texts(Texts const&) = delete;
+    Texts& operator=(Texts const&) = delete;
+
+    void add(char const* text) { array[used++] = copyOf(text); }
+    [[nodiscard]] char** release() { return std::exchange(array, nullptr); }
+
+  private:
+    char** array;
+    std::size_t used = 0;
+};
+
+/// So that a caller may free all answers whatever happens.
+void clearAnswer(ZStzFileItem const& item) {
+    if (item.result == nullptr) return;
+    if (item.type == ZPROP_ITEM_STRING) *static_cast<char**>(item.result) = nullptr;
+    if (item.type == ZPROP_ITEM_LIST) *static_cast<char***>(item.result) = nullptr;
 }
 
 }  // namespace
@@ -117,10 +159,128 @@ void ZStanzaFileProperties::checkComment(ZLCString& comment) const {
     if (!comment.beginsWith("#")) comment.prepend("#");
 }
 
+// ----------------------------------------------------------------------------- many values at once
+
+void ZStanzaFileProperties::getItems(ZStzFileItem* items, int count) const {
+    if (count < 0 || (items == nullptr && count != 0))
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    for (int i = 0; i < count; ++i)
+        clearAnswer(items[i]);
+    ZPropResourceLock const hold(propLock);
+    for (int i = 0; i < count; ++i)
+        answer(items[i]);
+}
+
+void ZStanzaFileProperties::answer(ZStzFileItem const& item) const {
+    if (item.result == nullptr) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    int const required = item.optional == 1 ? 0 : 1;
+    switch (item.type) {
+        case ZPROP_ITEM_BOOLEAN:
+            *static_cast<int*>(item.result) = getBooleanValue(item.stanza, item.key, required);
+            break;
+        case ZPROP_ITEM_INTEGER:
+            *static_cast<int*>(item.result) =
+                static_cast<int>(getIntegerValue(item.stanza, item.key, required));
+            break;
+        case ZPROP_ITEM_STRING:
+            answerText(item, required);
+            break;
+        case ZPROP_ITEM_LIST:
+            answerList(item, required);
+            break;
+        default:
+            zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    }
+}
+
+void ZStanzaFileProperties::answerText(ZStzFileItem const& item, int required) const {
+    ZLCString text;
+    getValue(item.stanza, item.key, text, required);
+    if (!text.isEmpty()) *static_cast<char**>(item.result) = copyOf(text.getChars());
+}
+
+void ZStanzaFileProperties::answerList(ZStzFileItem const& item, int required) const {
+    ZLCString last;
+    getValue(item.stanza, item.key, last, required);  // raises where nothing is there
+    Texts texts(numValues(item.stanza, item.key));
+    values().forEachValue(item.stanza, item.key, ZPCache::plainElseObfuscated,
+                          [&](char const* text, unsigned int) { texts.add(text); });
+    *static_cast<char***>(item.result) = texts.release();
+}
+
+// ----------------------------------------------------------------------------------------- factory
+
 ZStanzaFileProperties::ZStanzaFilePropertiesFactory::ZStanzaFilePropertiesFactory() = default;
 
 ZStanzaFileProperties::ZStanzaFilePropertiesFactory::~ZStanzaFilePropertiesFactory() = default;
 
 ZProperties* ZStanzaFileProperties::ZStanzaFilePropertiesFactory::makePropertiesInstance() {
     return new ZStanzaFileProperties(1);
+}
+
+// --------------------------------------------------------------------------------------- iterators
+
+ZStanzaIterator::ZStanzaIterator(ZStanzaFileProperties& ofFile, char const* ofStanza)
+    // Null would mean the stanzas; empty is refused as null should be.
+    : ZAbstractPropertiesIterator(ofFile, ofStanza != nullptr ? ofStanza : ""),
+      properties(ofFile),
+      stanza(ofStanza) {}
+
+ZStanzaIterator::~ZStanzaIterator() = default;
+
+char const* ZStanzaIterator::getValue() {
+    char const* const key = getName();
+    ZProperties::ZPropResourceLock const hold(properties.propLock);
+    char const* const first = properties.values().valueAt(stanza.getChars(), key, 0);
+    if (first == nullptr) return nullptr;
+    value = first;
+    return value.getChars();
+}
+
+ZStanzaValueIterator::ZStanzaValueIterator(ZStanzaFileProperties& ofFile, char const* ofStanza,
+                                           char const* ofKey)
+    : ZAbstractPropertyValuesIterator(ofFile, ofStanza, ofKey),
+      properties(ofFile),
+      stanza(ofStanza),
+      key(ofKey) {}
+
+ZStanzaValueIterator::~ZStanzaValueIterator() = default;
+
+void ZStanzaValueIterator::addValue(char const* value) {
+    char const* const of = stanza.getChars();
+    char const* const to = key.getChars();
+    properties.edit(ZPropertyChanged::valueSet, of, to, [&](ZPCategoryBasedCache& data) {
+        data.addValue(of, to, value, data.isObfuscated(of, to) ? 1 : 0);
+        valueAdded(value);
+        return true;
+    });
+}
+
+/// `change` is called as `void change(ZPCategoryBasedCache&, unsigned int index)`, when the key
+/// still has the walk's current value there.
+template <class Change>
+void ZStanzaValueIterator::editCurrent(Change change) {
+    unsigned int const i = currentIndex();
+    char const* const of = stanza.getChars();
+    char const* const to = key.getChars();
+    properties.edit(ZPropertyChanged::valueSet, of, to, [&](ZPCategoryBasedCache& data) {
+        char const* const now = data.valueAt(of, to, i);
+        if (now == nullptr || std::strcmp(now, getValue()) != 0) raiseInvalidState();
+        change(data, i);
+        return true;
+    });
+}
+
+void ZStanzaValueIterator::changeValue(char const* value) {
+    editCurrent([&](ZPCategoryBasedCache& data, unsigned int i) {
+        data.changeValue(stanza.getChars(), key.getChars(), i, value);
+        valueChanged(value);
+    });
+}
+
+void ZStanzaValueIterator::removeValue() {
+    editCurrent([&](ZPCategoryBasedCache& data, unsigned int i) {
+        data.removeValue(stanza.getChars(), key.getChars(), i);
+        valueRemoved();
+    });
 }

@@ -16,9 +16,11 @@
 namespace {
 
 using zfc::cache::Index;
+using zfc::cache::Key;
 using zfc::cache::Obfuscated;
 using zfc::cache::Records;
 using zfc::cache::String;
+using zfc::cache::Values;
 
 constexpr char sourceName[] = "src/Z/ZSCFData";
 constexpr int outOfMemory = -4;                    // zlib's status
@@ -32,10 +34,12 @@ constexpr std::uint64_t largestBlock = 0xffffffff;
 /// left out.
 String contentOf(Records const& records) {
     String content;
-    records.eachObfuscatedKey([&](Index key) {
-        std::string_view const stanza = records.stanzaName(records.key(key).stanza);
-        records.eachObfuscated(key, [&](std::string_view value) {
-            for (std::string_view const part : {stanza, records.keyName(key), value})
+    Values const& values = records.values();
+    values.eachObfuscatedKey([&](Index number) {
+        Key const& key = records.names().key(number);
+        std::string_view const stanza = records.names().stanzaName(key.stanza);
+        values.each(key, Obfuscated::yes, [&](std::string_view value) {
+            for (std::string_view const part : {stanza, key.getName(), value})
                 content.append(part).push_back('\0');
             content.push_back('\0');
         });

@@ -1,12 +1,10 @@
-#include "Z/ZBuffer.h"
 #include "Z/ZException.h"
-#include "Z/ZFileMap.h"
 #include "Z/ZProperties.h"
-#include "Z/config/arguments.h"
+#include "Z/config/companion_file.h"
 #include "Z/config/file_history.h"
+#include "Z/config/properties_edit.h"
 #include "Z/platform/locked_file.h"
 
-#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -17,23 +15,6 @@ struct CloseStream {
     void operator()(FILE* stream) const noexcept { std::fclose(stream); }
 };
 using Stream = std::unique_ptr<FILE, CloseStream>;
-
-class CompanionMap : public ZUnixFileMap {
-  public:
-    explicit CompanionMap(char const* path) : ZUnixFileMap(path, readOnly, 0) {}
-    [[nodiscard]] unsigned int getLength() const { return length; }
-};
-
-/// The bytes of a companion file. Copied at once: a mapped file that somebody cuts off ends the
-/// process that reads on.
-ZBuffer mappedBytes(char const* path) {
-    int rc = 0;
-    CompanionMap map(path);
-    void* const bytes = map.mapfile(&rc, 0);
-    if (bytes == nullptr)
-        zraise(ZPropertiesIOException(path, "mapFile()", rc), sourceName, __LINE__);
-    return ZBuffer(map.getLength(), bytes);
-}
 
 }  // namespace
 
@@ -48,44 +29,6 @@ class ZProperties::LoadingFlag {
   private:
     int& flag;
 };
-
-void ZProperties::FileHistory::refuseHalfRead(char const* file,
-                                              zfc::platform::Identity const& identity) const {
-    for (HalfRead const& half : halfReads) {
-        bool const isIt = half.file == file || (identity.inode != 0 && half.identity == identity);
-        if (!isIt) continue;
-        if (half.failure) half.failure->throwException(sourceName, __LINE__);
-        zraise(ZPropertiesInvalidDataException(file, "", 0), sourceName, __LINE__);
-    }
-}
-
-void ZProperties::FileHistory::enter(HalfReads& files, char const* file,
-                                     zfc::platform::Identity const& identity) {
-    auto const isIt = [file](HalfRead const& half) { return half.file == file; };
-    auto const known = std::find_if(files.begin(), files.end(), isIt);
-    if (known == files.end()) {
-        files.push_back(HalfRead{file, identity, nullptr});
-    } else {
-        known->identity = identity;
-        known->failure.reset();
-    }
-}
-
-void ZProperties::FileHistory::failReading(ZException const& cause) {
-    for (HalfRead& half : halfReads) {
-        if (!half.failure) half.failure.reset(static_cast<ZException*>(cause.clone()));
-    }
-}
-
-void ZProperties::FileHistory::finishReading(char const* file) {
-    auto const isIt = [file](HalfRead const& half) { return half.file == file; };
-    halfReads.erase(std::remove_if(halfReads.begin(), halfReads.end(), isIt), halfReads.end());
-}
-
-void ZProperties::FileHistory::rememberCompanion(char const* name, char const* owner) {
-    companion = name;
-    companionOwner = owner;
-}
 
 ZLCString ZProperties::resolved(char const* file) const {
     if (!zfc::config::isEmpty(file)) return file;
@@ -145,7 +88,7 @@ void ZProperties::readCompanion(char const* file) {
     ZLCString const name = cache->getCompanionName();
     // One that was decoded before must not give its values twice.
     if (name.isEmpty() || history->companion == name.getChars()) return;
-    ZBuffer bytes = mappedBytes(name.getChars());
+    ZBuffer bytes = zfc::config::companionBytes(name.getChars());
     cache->be_read_obfuscated(bytes);
     history->rememberCompanion(name.getChars(), file);
 }

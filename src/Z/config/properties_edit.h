@@ -1,9 +1,20 @@
-/// How every edit of a properties object runs.
+/// How every operation of a properties object begins, and how every edit runs.
 #ifndef Z_CONFIG_PROPERTIES_EDIT_H
 #define Z_CONFIG_PROPERTIES_EDIT_H
 
+#include "Z/ZException.h"
 #include "Z/ZProperties.h"
-#include "Z/config/arguments.h"
+
+namespace zfc::config {
+
+[[nodiscard]] inline bool isEmpty(char const* text) { return text == nullptr || *text == '\0'; }
+
+/// ZInvalidParameterException (message 22) for a null or empty text.
+inline void require(char const* text, char const* source, int line) {
+    if (isEmpty(text)) zraise(ZInvalidParameterException(), source, line);
+}
+
+}  // namespace zfc::config
 
 /// `change` is called as `bool change(ZPCategoryBasedCache&)`.
 template <class Change>

@@ -1,6 +1,6 @@
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
-#include "Z/config/arguments.h"
+#include "Z/config/properties_edit.h"
 
 #include <cstring>
 

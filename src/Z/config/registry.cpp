@@ -2,7 +2,7 @@
 #include "Z/ZKeyMap.h"
 #include "Z/ZList.h"
 #include "Z/ZProperties.h"
-#include "Z/config/arguments.h"
+#include "Z/config/properties_edit.h"
 
 namespace {
 

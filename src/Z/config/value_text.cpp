@@ -16,6 +16,7 @@ struct Word {
     char const* text;
     bool truth;
 };
+// The first word of each truth is the one that is written.
 constexpr Word words[] = {
     {"yes", true}, {"y", true},  {"true", true},   {"t", true},  {"1", true},
     {"no", false}, {"n", false}, {"false", false}, {"f", false}, {"0", false},
@@ -57,6 +58,13 @@ std::optional<bool> parseBoolean(char const* text) {
         if (strcasecmp(text, word.text) == 0) return word.truth;
     }
     return std::nullopt;
+}
+
+char const* booleanText(bool truth) {
+    Word const* word = words;
+    while (word->truth != truth)
+        ++word;
+    return word->text;
 }
 
 ZLCString localText(ZAbstractString const& text) {

@@ -17,6 +17,8 @@ namespace zfc::config {
 
 /// False for empty text, nothing for a word that is neither true nor false.
 [[nodiscard]] std::optional<bool> parseBoolean(char const* text);
+/// The word that a truth is written as.
+[[nodiscard]] char const* booleanText(bool truth);
 
 /// The text in the local codeset. ZInvalidParameterException (message 22) when it has a NUL inside,
 /// behind which it would be lost; ZFromUTF8Exception (message 50) when the codeset lacks it.

@@ -3,7 +3,6 @@
 #include "Z/ZList.h"
 #include "Z/ZPropertiesImpl.h"
 #include "Z/config/cache/handed_out.h"
-#include "Z/config/cache/lookup.h"
 #include "Z/config/cache/records.h"
 
 #include <cstdio>
@@ -12,27 +11,28 @@
 using zfc::cache::findKey;
 using zfc::cache::findStanza;
 using zfc::cache::Index;
+using zfc::cache::Key;
 using zfc::cache::none;
 using zfc::cache::Obfuscated;
 using zfc::cache::Records;
+using zfc::cache::Values;
 
 namespace {
 
 std::uint32_t visibleCount(Records const& records, Index key) {
-    return zfc::cache::visibleKind(records, key) == Obfuscated::yes ? records.obfuscatedCount(key)
-                                                                    : records.plainCount(key);
+    Key const& record = records.names().key(key);
+    return records.values().count(record, Values::visibleKind(record));
+}
+
+Obfuscated chosenKind(Key const& key, ZPCache::get_type_e type) {
+    if (type == ZPCache::plainElseObfuscated) return Values::visibleKind(key);
+    return type == ZPCache::plainValues ? Obfuscated::no : Obfuscated::yes;
 }
 
 template <class Visit>
 void eachValue(Records const& records, Index key, ZPCache::get_type_e type, Visit visit) {
-    bool const visible = type == ZPCache::plainElseObfuscated;
-    Obfuscated const kind = visible                        ? zfc::cache::visibleKind(records, key)
-                            : type == ZPCache::plainValues ? Obfuscated::no
-                                                           : Obfuscated::yes;
-    if (kind == Obfuscated::yes)
-        records.eachObfuscated(key, visit);
-    else
-        records.eachPlain(key, visit);
+    Key const& record = records.names().key(key);
+    records.values().each(record, chosenKind(record, type), visit);
 }
 
 /// Appends an object to a list that may own its members.
@@ -52,15 +52,15 @@ std::unique_ptr<ZArrayList> valueList(Records const& records, Index key, ZPCache
 
 std::unique_ptr<ZPKVList> keyMap(Records const& records, Index stanza, ZPCache::get_type_e type) {
     auto map = std::make_unique<ZPKVList>();
-    records.eachKey(stanza, [&](Index key) {
-        map->putEntry(records.keyName(key).data(), *valueList(records, key, type));
+    records.lines().eachKey(stanza, [&](Index key) {
+        map->putEntry(records.names().keyName(key).data(), *valueList(records, key, type));
     });
     return map;
 }
 
 void appendKeyNames(Records const& records, Index stanza, ZArrayList& out) {
-    records.eachKey(stanza,
-                    [&](Index key) { append<ZLCString>(out, records.keyName(key).data()); });
+    records.lines().eachKey(
+        stanza, [&](Index key) { append<ZLCString>(out, records.names().keyName(key).data()); });
 }
 
 /// A line's text as ZPropLine holds it.
@@ -69,9 +69,9 @@ char const* textOf(Records const& records, zfc::cache::Line const& line) {
         case ZPropLine::comment:
             return line.text;
         case ZPropLine::header:
-            return records.stanzaName(line.owner).data();
+            return records.names().stanzaName(line.owner).data();
         case ZPropLine::key:
-            return records.keyName(line.owner).data();
+            return records.names().keyName(line.owner).data();
         default:
             return "";
     }
@@ -105,11 +105,10 @@ void ZPCategoryBasedCache::makeKey(ZLCString& out, char const* stanza, char cons
     out = flat;
 }
 
-// ------------------------------------------------------------------------------------- list
-// objects
+// ----------------------------------------------------------------------------------- list objects
 
 ZArrayList* ZPCategoryBasedCache::get(char const* stanza, char const* key, get_type_e type) {
-    Index const found = findKey(*records, stanza, key);
+    Index const found = findKey(records->names(), stanza, key);
     if (found == none) return nullptr;
     auto& list = lists->values[Lists::numberOf(found, type)];
     if (!list) list = valueList(*records, found, type);
@@ -117,7 +116,7 @@ ZArrayList* ZPCategoryBasedCache::get(char const* stanza, char const* key, get_t
 }
 
 ZPKVList* ZPCategoryBasedCache::get(char const* stanza, get_type_e type) {
-    Index const found = findStanza(*records, stanza);
+    Index const found = findStanza(records->names(), stanza);
     if (found == none) return nullptr;
     auto& map = lists->stanzas[Lists::numberOf(found, type)];
     if (!map) map = keyMap(*records, found, type);
@@ -125,7 +124,7 @@ ZPKVList* ZPCategoryBasedCache::get(char const* stanza, get_type_e type) {
 }
 
 ZArrayList* ZPCategoryBasedCache::getNames(char const* stanza) {
-    Index const found = findStanza(*records, stanza);
+    Index const found = findStanza(records->names(), stanza);
     if (found == none) return nullptr;
     auto& list = lists->names[found];
     if (list) return list.get();
@@ -136,84 +135,87 @@ ZArrayList* ZPCategoryBasedCache::getNames(char const* stanza) {
 }
 
 void ZPCategoryBasedCache::getNames(ZArrayList& out) const {
-    records->eachStanza(
-        [&](Index stanza) { append<ZLCString>(out, records->stanzaName(stanza).data()); });
+    records->lines().eachStanza(
+        [&](Index stanza) { append<ZLCString>(out, records->names().stanzaName(stanza).data()); });
 }
 
 void ZPCategoryBasedCache::getNames(char const* stanza, ZArrayList& out) const {
-    Index const found = findStanza(*records, stanza);
+    Index const found = findStanza(records->names(), stanza);
     if (found != none) appendKeyNames(*records, found, out);
 }
 
 void ZPCategoryBasedCache::getLines(ZArrayList& out) const {
-    records->eachLine([&](zfc::cache::Line const& line) {
+    records->lines().each([&](zfc::cache::Line const& line) {
         append<ZPropLine>(out, unsigned{line.kind}, textOf(*records, line));
     });
 }
 
 void ZPCategoryBasedCache::getObfuscatedItems(ZArrayList& out) const {
-    records->eachObfuscatedKey([&](Index key) {
-        append<ZObfuscatedItem>(out, records->stanzaName(records->key(key).stanza).data(),
-                                records->keyName(key).data());
+    records->values().eachObfuscatedKey([&](Index key) {
+        append<ZObfuscatedItem>(
+            out, records->names().stanzaName(records->names().key(key).stanza).data(),
+            records->names().keyName(key).data());
     });
 }
 
 // ------------------------------------------------------------------------------------------ counts
 
 unsigned int ZPCategoryBasedCache::countValues(char const* stanza) const {
-    Index const found = findStanza(*records, stanza);
+    Index const found = findStanza(records->names(), stanza);
     if (found == none) return 0;
     unsigned int sum = 0;
-    records->eachKey(found, [&](Index key) { sum += visibleCount(*records, key); });
+    records->lines().eachKey(found, [&](Index key) { sum += visibleCount(*records, key); });
     return sum;
 }
 
 unsigned int ZPCategoryBasedCache::countValues(char const* stanza, char const* key) const {
-    Index const found = findKey(*records, stanza, key);
+    Index const found = findKey(records->names(), stanza, key);
     return found == none ? 0 : visibleCount(*records, found);
 }
 
 unsigned int ZPCategoryBasedCache::keyCount(char const* stanza) const {
-    Index const found = findStanza(*records, stanza);
-    return found == none ? 0 : records->keyCount(found);
+    Index const found = findStanza(records->names(), stanza);
+    return found == none ? 0 : records->names().keyCount(found);
 }
 
-unsigned int ZPCategoryBasedCache::count() const { return records->stanzaCount(); }
+unsigned int ZPCategoryBasedCache::count() const { return records->names().stanzaCount(); }
 
-unsigned int ZPCategoryBasedCache::obfuscatedCount() const { return records->obfuscatedKeys(); }
+unsigned int ZPCategoryBasedCache::obfuscatedCount() const {
+    return records->values().obfuscatedKeys();
+}
 
 bool ZPCategoryBasedCache::contains(char const* stanza) const {
-    return findStanza(*records, stanza) != none;
+    return findStanza(records->names(), stanza) != none;
 }
 
 bool ZPCategoryBasedCache::contains(char const* stanza, char const* key) const {
-    return findKey(*records, stanza, key) != none;
+    return findKey(records->names(), stanza, key) != none;
 }
 
 bool ZPCategoryBasedCache::isObfuscated(char const* stanza) const {
-    Index const found = findStanza(*records, stanza);
-    return found != none && records->stanza(found).obfuscatedKeys > 0;
+    Index const found = findStanza(records->names(), stanza);
+    return found != none && records->values().obfuscatedKeys(found) > 0;
 }
 
 bool ZPCategoryBasedCache::isObfuscated(char const* stanza, char const* key) const {
-    Index const found = findKey(*records, stanza, key);
-    return found != none && records->obfuscatedCount(found) > 0;
+    Index const found = findKey(records->names(), stanza, key);
+    return found != none && Values::isObfuscated(records->names().key(found));
 }
 
 bool ZPCategoryBasedCache::isOfOtherKind(char const* stanza, char const* key,
                                          int obfuscated) const {
-    Index const found = findKey(*records, stanza, key);
-    return found != none && (records->obfuscatedCount(found) > 0) != (obfuscated != 0);
+    Index const found = findKey(records->names(), stanza, key);
+    return found != none && Values::isObfuscated(records->names().key(found)) != (obfuscated != 0);
 }
 
 // -------------------------------------------------------------------------- values without objects
 
 bool ZPCategoryBasedCache::lastValue(char const* stanza, char const* key, char const*& text,
                                      unsigned int& length) const {
-    Index const found = findKey(*records, stanza, key);
+    Index const found = findKey(records->names(), stanza, key);
     if (found == none) return false;
-    std::string_view const value =
-        records->lastValue(found, zfc::cache::visibleKind(*records, found));
+    Key const& record = records->names().key(found);
+    std::string_view const value = records->values().last(record, Values::visibleKind(record));
     if (value.data() == nullptr) return false;
     text = value.data();
     length = static_cast<unsigned int>(value.size());
@@ -222,14 +224,15 @@ bool ZPCategoryBasedCache::lastValue(char const* stanza, char const* key, char c
 
 char const* ZPCategoryBasedCache::valueAt(char const* stanza, char const* key,
                                           unsigned int i) const {
-    Index const found = findKey(*records, stanza, key);
+    Index const found = findKey(records->names(), stanza, key);
     if (found == none) return nullptr;
-    return records->valueAt(found, zfc::cache::visibleKind(*records, found), i).data();
+    Key const& record = records->names().key(found);
+    return records->values().at(record, Values::visibleKind(record), i).data();
 }
 
 void ZPCategoryBasedCache::visitValues(char const* stanza, char const* key, get_type_e type,
                                        Visit visit, void* visitor) const {
-    Index const found = findKey(*records, stanza, key);
+    Index const found = findKey(records->names(), stanza, key);
     if (found == none) return;
     eachValue(*records, found, type, [&](std::string_view value) {
         visit(visitor, value.data(), static_cast<unsigned int>(value.size()));
@@ -237,17 +240,17 @@ void ZPCategoryBasedCache::visitValues(char const* stanza, char const* key, get_
 }
 
 void ZPCategoryBasedCache::visitStanzas(Visit visit, void* visitor) const {
-    records->eachStanza([&](Index stanza) {
-        std::string_view const name = records->stanzaName(stanza);
+    records->lines().eachStanza([&](Index stanza) {
+        std::string_view const name = records->names().stanzaName(stanza);
         visit(visitor, name.data(), static_cast<unsigned int>(name.size()));
     });
 }
 
 void ZPCategoryBasedCache::visitKeys(char const* stanza, Visit visit, void* visitor) const {
-    Index const found = findStanza(*records, stanza);
+    Index const found = findStanza(records->names(), stanza);
     if (found == none) return;
-    records->eachKey(found, [&](Index key) {
-        std::string_view const name = records->keyName(key);
+    records->lines().eachKey(found, [&](Index key) {
+        std::string_view const name = records->names().keyName(key);
         visit(visitor, name.data(), static_cast<unsigned int>(name.size()));
     });
 }
@@ -255,12 +258,13 @@ void ZPCategoryBasedCache::visitKeys(char const* stanza, Visit visit, void* visi
 // ----------------------------------------------------------------------------------------- listing
 
 void ZPCategoryBasedCache::list(FILE* out) const {
-    records->eachStanza([&](Index stanza) {
-        std::fprintf(out, "\n[%s]\n", records->stanzaName(stanza).data());
-        records->eachKey(stanza, [&](Index key) {
-            char const* const name = records->keyName(key).data();
-            if (records->plainCount(key) == 0) std::fprintf(out, "%s =\n", name);
-            records->eachPlain(key, [&](std::string_view value) {
+    records->lines().eachStanza([&](Index stanza) {
+        std::fprintf(out, "\n[%s]\n", records->names().stanzaName(stanza).data());
+        records->lines().eachKey(stanza, [&](Index key) {
+            char const* const name = records->names().keyName(key).data();
+            Key const& record = records->names().key(key);
+            if (record.value == nullptr) std::fprintf(out, "%s =\n", name);
+            records->values().each(record, Obfuscated::no, [&](std::string_view value) {
                 std::fprintf(out, "%s = %s\n", name, value.data());
             });
         });

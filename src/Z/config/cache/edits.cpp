@@ -2,7 +2,6 @@
 #include "Z/ZException.h"
 #include "Z/ZPropertiesImpl.h"
 #include "Z/config/cache/handed_out.h"
-#include "Z/config/cache/lookup.h"
 #include "Z/config/cache/records.h"
 #include "Z/config/cache/storable.h"
 
@@ -11,9 +10,11 @@
 using zfc::cache::findKey;
 using zfc::cache::findStanza;
 using zfc::cache::Index;
+using zfc::cache::Key;
 using zfc::cache::none;
 using zfc::cache::Obfuscated;
 using zfc::cache::Records;
+using zfc::cache::Values;
 
 namespace {
 
@@ -26,8 +27,8 @@ std::string_view viewOf(char const* text) {
     return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
-enum class Values { keep, replace };
-enum class Lines { leave, place };
+enum class OldValues { keep, replace };
+enum class Placing { leave, place };
 
 }  // namespace
 
@@ -37,17 +38,17 @@ struct ZPCategoryBasedCache::Change {
     std::string_view key;    // without data: the stanza alone
     std::string_view value;  // empty: no value
     Obfuscated kind;
-    Values values;
-    Lines lines;
+    OldValues oldValues;
+    Placing placing;
 
     Change(char const* ofStanza, char const* ofKey, char const* newValue, int obfuscated,
-           Values oldValues, Lines ofFile)
+           OldValues old, Placing place)
         : stanza(viewOf(ofStanza)),
           key(viewOf(ofKey)),
           value(viewOf(newValue)),
           kind(zfc::cache::kindOf(obfuscated)),
-          values(oldValues),
-          lines(ofFile) {}
+          oldValues(old),
+          placing(place) {}
 
     [[nodiscard]] bool isOfStanza() const { return key.data() == nullptr; }
     [[nodiscard]] bool isStorable() const {
@@ -76,7 +77,7 @@ void ZPCategoryBasedCache::edit(Change const& change) {
     if (!change.isStorable()) zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Edit const scope(*lists);
     Index const stanza = records->findOrAddStanza(change.stanza);
-    if (change.lines == Lines::place) records->addStanzaLine(stanza);
+    if (change.placing == Placing::place) records->lines().placeStanza(stanza);
     if (!change.isOfStanza()) editKey(stanza, change);
     records->tidy();
 }
@@ -86,67 +87,69 @@ void ZPCategoryBasedCache::editKey(unsigned int stanza, Change const& change) {
     // Copied before anything changes: no memory for a long value leaves the old ones.
     std::string_view const value = hasValue ? records->copyText(change.value) : std::string_view();
     Index const key = records->findOrAddKey(stanza, change.key);
-    if (change.values == Values::replace) records->clearValues(key);
+    if (change.oldValues == OldValues::replace) records->clearValues(key);
     if (hasValue) records->adoptValue(key, value, change.kind);
-    if (change.lines == Lines::place) records->placeKey(key);
+    if (change.placing == Placing::place) records->lines().placeKey(records->names().key(key));
     if (zfc::cache::namesCompanion(change.stanza, change.key)) noteCompanion(key);
 }
 
 /// Keeps the name of the companion file up to date; it stays known when the key goes.
 void ZPCategoryBasedCache::noteCompanion(unsigned int key) {
-    std::string_view const value = records->lastValue(key, Obfuscated::no);
+    std::string_view const value =
+        records->values().last(records->names().key(key), Obfuscated::no);
     if (value.data() != nullptr) companionName = value.data();
 }
 
 void ZPCategoryBasedCache::add(char const* stanza, char const* key, char const* value,
                                int obfuscated) {
-    edit({stanza, key, value, obfuscated, Values::keep, Lines::leave});
+    edit({stanza, key, value, obfuscated, OldValues::keep, Placing::leave});
 }
 
 void ZPCategoryBasedCache::add(char const* stanza, char const* key, int obfuscated) {
-    edit({stanza, key, nullptr, obfuscated, Values::keep, Lines::leave});
+    edit({stanza, key, nullptr, obfuscated, OldValues::keep, Placing::leave});
 }
 
 void ZPCategoryBasedCache::set(char const* stanza, char const* key, char const* value) {
-    edit({stanza, key, value, 0, Values::replace, Lines::leave});
+    edit({stanza, key, value, 0, OldValues::replace, Placing::leave});
 }
 
 void ZPCategoryBasedCache::set(char const* stanza, char const* key) {
-    edit({stanza, key, nullptr, 0, Values::replace, Lines::leave});
+    edit({stanza, key, nullptr, 0, OldValues::replace, Placing::leave});
 }
 
 void ZPCategoryBasedCache::setObfuscated(char const* stanza, char const* key, char const* value) {
-    edit({stanza, key, value, 1, Values::replace, Lines::leave});
+    edit({stanza, key, value, 1, OldValues::replace, Placing::leave});
 }
 
 void ZPCategoryBasedCache::setObfuscated(char const* stanza, char const* key) {
-    edit({stanza, key, nullptr, 1, Values::replace, Lines::leave});
+    edit({stanza, key, nullptr, 1, OldValues::replace, Placing::leave});
 }
 
 void ZPCategoryBasedCache::addLine(char const* stanza, char const* key, char const* value,
                                    int obfuscated) {
-    edit({stanza, key, value, obfuscated, Values::replace, Lines::place});
+    edit({stanza, key, value, obfuscated, OldValues::replace, Placing::place});
 }
 
 void ZPCategoryBasedCache::addLine(char const* stanza, char const* key, int obfuscated) {
-    edit({stanza, key, nullptr, obfuscated, Values::keep, Lines::place});
+    edit({stanza, key, nullptr, obfuscated, OldValues::keep, Placing::place});
 }
 
 void ZPCategoryBasedCache::addValue(char const* stanza, char const* key, char const* value,
                                     int obfuscated) {
     if (key == nullptr || isEmpty(value))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
-    edit({stanza, key, value, obfuscated, Values::keep, Lines::place});
+    edit({stanza, key, value, obfuscated, OldValues::keep, Placing::place});
 }
 
 bool ZPCategoryBasedCache::changeValue(char const* stanza, char const* key, unsigned int i,
                                        char const* value) {
-    Index const found = findKey(*records, stanza, key);
-    Obfuscated const kind =
-        found == none ? Obfuscated::no : zfc::cache::visibleKind(*records, found);
+    Index const found = findKey(records->names(), stanza, key);
     if (isEmpty(value)) zraise(ZInvalidParameterException(), sourceName, __LINE__);
-    if (found == none || records->valueAt(found, kind, i).data() == nullptr) return false;
-    if (!isStorableValue(key, value, static_cast<int>(kind)))
+    if (found == none) return false;
+    Key const& record = records->names().key(found);
+    Obfuscated const kind = Values::visibleKind(record);
+    if (i >= records->values().count(record, kind)) return false;
+    if (!zfc::cache::isStorableValue(key, value, kind))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Edit const scope(*lists);
     records->changeValue(found, kind, i, value);
@@ -156,10 +159,11 @@ bool ZPCategoryBasedCache::changeValue(char const* stanza, char const* key, unsi
 }
 
 bool ZPCategoryBasedCache::removeValue(char const* stanza, char const* key, unsigned int i) {
-    Index const found = findKey(*records, stanza, key);
+    Index const found = findKey(records->names(), stanza, key);
     if (found == none) return false;
-    Obfuscated const kind = zfc::cache::visibleKind(*records, found);
-    if (records->valueAt(found, kind, i).data() == nullptr) return false;
+    Key const& record = records->names().key(found);
+    Obfuscated const kind = Values::visibleKind(record);
+    if (i >= records->values().count(record, kind)) return false;
     Edit const scope(*lists);
     records->removeValue(found, kind, i);
     if (zfc::cache::namesCompanion(stanza, key)) noteCompanion(found);
@@ -170,7 +174,7 @@ bool ZPCategoryBasedCache::removeValue(char const* stanza, char const* key, unsi
 // ---------------------------------------------------------------------------------------- dropping
 
 void ZPCategoryBasedCache::remove(char const* stanza, char const* key) {
-    Index const found = findKey(*records, stanza, key);
+    Index const found = findKey(records->names(), stanza, key);
     if (found == none) return;
     Edit const scope(*lists);
     records->removeKey(found);
@@ -178,7 +182,7 @@ void ZPCategoryBasedCache::remove(char const* stanza, char const* key) {
 }
 
 void ZPCategoryBasedCache::remove(char const* stanza) {
-    Index const found = findStanza(*records, stanza);
+    Index const found = findStanza(records->names(), stanza);
     if (found == none) return;
     Edit const scope(*lists);
     records->removeStanza(found);
@@ -186,18 +190,18 @@ void ZPCategoryBasedCache::remove(char const* stanza) {
 }
 
 void ZPCategoryBasedCache::delLine(char const* stanza) {
-    Index const found = findStanza(*records, stanza);
+    Index const found = findStanza(records->names(), stanza);
     if (found == none) return;
     Edit const scope(*lists);
-    records->dropLines(found);
+    records->lines().unplaceStanza(found);
     records->tidy();
 }
 
 void ZPCategoryBasedCache::delLine(char const* stanza, char const* key) {
-    Index const found = findKey(*records, stanza, key);
+    Index const found = findKey(records->names(), stanza, key);
     if (found == none) return;
     Edit const scope(*lists);
-    records->dropLine(found);
+    records->lines().unplaceKey(records->names().key(found));
 }
 
 void ZPCategoryBasedCache::clear() {
@@ -213,22 +217,22 @@ void ZPCategoryBasedCache::addFileComment(char const* text) {
     if (text == nullptr || !isStorableComment(text))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Edit const scope(*lists);
-    records->addFileComment(text);
+    records->lines().addFileComment(text);
 }
 
 void ZPCategoryBasedCache::addLineComment(char const* stanza, char const* text) {
-    Index const found = findStanza(*records, stanza);
+    Index const found = findStanza(records->names(), stanza);
     if (found == none || text == nullptr || !isStorableComment(text) || !isStorableStanza(stanza))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Edit const scope(*lists);
-    records->addStanzaComment(found, text);
+    records->lines().addStanzaComment(found, text);
 }
 
 void ZPCategoryBasedCache::addLineComment(char const* stanza, char const* key, char const* text) {
-    Index const found = findKey(*records, stanza, key);
+    Index const found = findKey(records->names(), stanza, key);
     if (found == none || text == nullptr || !isStorableComment(text) || !isStorableStanza(stanza) ||
         !isStorableKey(key))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Edit const scope(*lists);
-    records->addKeyComment(found, text);
+    records->lines().addKeyComment(records->names().key(found), text);
 }

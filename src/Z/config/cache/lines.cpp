@@ -1,18 +1,33 @@
-/// The lines of the file: where headers, keys and comments stand, and where new ones go.
-#include "Z/config/cache/records.h"
+#include "Z/config/cache/lines.h"
 
 #include <algorithm>
 
 namespace zfc::cache {
 
-Index Records::newLine(std::uint16_t kind, std::uint32_t segment) {
+Lines::Lines(Lines const& other, Texts& memory)
+    : texts(memory),
+      lines(other.lines),
+      sections(other.sections),
+      file(other.file),
+      placedStanzas(other.placedStanzas),
+      unplacedStanzas(other.unplacedStanzas),
+      openingEnd(other.openingEnd),
+      longLines(other.longLines) {}
+
+void Lines::moveComments(Texts& fresh) {
+    for (Index i = file.first; i != none; i = lines[i].next) {
+        if (lines[i].kind == ZPropLine::comment) fresh.moveIn(lines[i].text, lines[i].length);
+    }
+}
+
+Index Lines::newLine(std::uint16_t kind, std::uint32_t segment) {
     Index const i = lines.allocate();
     lines[i].kind = kind;
     lines[i].segment = segment;
     return i;
 }
 
-Index Records::newComment(std::string_view text, std::uint32_t segment) {
+Index Lines::newComment(std::string_view text, std::uint32_t segment) {
     Index const i = newLine(ZPropLine::comment, segment);
     lines[i].text = text.data();
     lines[i].length = static_cast<std::uint16_t>(text.size());
@@ -20,97 +35,107 @@ Index Records::newComment(std::string_view text, std::uint32_t segment) {
     return i;
 }
 
-Index Records::endOfLines(Index stanza) const {
-    Index const next = stanzas[stanza].next;
-    return next == none ? none : stanzas[next].header;
+// ----------------------------------------------------------------- coming and going with others
+
+void Lines::addSection(Index stanza) {
+    Section& section = sections[stanza];
+    section = Section{};
+    section.header = section.tail = section.commentEnd = none;
+    linkLast(sections, unplacedStanzas, stanza);
+}
+
+void Lines::leaveUnplaced(Index stanza, Index line, Index key) {
+    lines[line].owner = key;
+    linkLast(lines, sections[stanza].unplaced, line);
+}
+
+void Lines::appendKey(Index stanza, Index line, Index key) {
+    Section& section = sections[stanza];
+    lines[line].owner = key;
+    lines[line].segment = section.blankLines;
+    section.tail = line;
+    linkLast(lines, file, line);
+}
+
+void Lines::removeKey(Key const& key) {
+    unlinkKeyLine(key.stanza, key.line);
+    lines.release(key.line);
 }
 
 // ------------------------------------------------------------------------------------- reading
 
-void Records::startAppending() {
+void Lines::startAppending() {
     if (lastPlacedStanza() != none) templates.erase(lastPlacedStanza());
 }
 
-Index Records::adoptKey(Index stanza, std::string_view name) {
-    std::uint32_t const hash = hashName(name);
-    Index const known = findHashed(stanza, name, hash);
-    if (known != none) return known;
-    Index const key = newKey(stanza, name, hash);
-    Index const line = keys[key].line;
-    lines[line].segment = stanzas[stanza].blankLines;
-    stanzas[stanza].tail = line;
-    linkLast(lines, file, line);
-    return key;
-}
-
-void Records::adoptComment(std::string_view text) {
+void Lines::appendComment(std::string_view text) {
     Index const stanza = lastPlacedStanza();
-    std::uint32_t const segment = stanza == none ? 0 : stanzas[stanza].blankLines;
+    std::uint32_t const segment = stanza == none ? 0 : sections[stanza].blankLines;
     linkLast(lines, file, newComment(text, segment));
-    if (stanza != none) ++stanzas[stanza].comments;
+    if (stanza != none) ++sections[stanza].comments;
 }
 
-void Records::addBlankLine() {
+void Lines::appendBlank() {
     Index const stanza = lastPlacedStanza();
-    std::uint32_t const segment = stanza == none ? 0 : stanzas[stanza].blankLines++;
+    std::uint32_t const segment = stanza == none ? 0 : sections[stanza].blankLines++;
     linkLast(lines, file, newLine(ZPropLine::blank, segment));
 }
 
 // ------------------------------------------------------------------------------------- placing
 
-void Records::addStanzaLine(Index stanza) {
-    Stanza& record = stanzas[stanza];
-    if (record.header != none) return;
-    record.header = newLine(ZPropLine::header, 0);
-    record.tail = record.commentEnd = record.header;
-    lines[record.header].owner = stanza;
-    linkLast(lines, file, record.header);
-    unlink(stanzas, unplacedStanzas, stanza);
-    linkLast(stanzas, placedStanzas, stanza);
+void Lines::placeStanza(Index stanza) {
+    Section& section = sections[stanza];
+    if (section.header != none) return;
+    section.header = newLine(ZPropLine::header, 0);
+    section.tail = section.commentEnd = section.header;
+    lines[section.header].owner = stanza;
+    linkLast(lines, file, section.header);
+    unlink(sections, unplacedStanzas, stanza);
+    linkLast(sections, placedStanzas, stanza);
 }
 
-void Records::placeKey(Index key) {
-    Index const line = keys[key].line;
+void Lines::placeKey(Key const& key) {
+    Index const line = key.line;
     if (isPlaced(line)) return;
-    Index const stanza = keys[key].stanza;
-    addStanzaLine(stanza);
-    Stanza& record = stanzas[stanza];
-    Index const blank = blankBelowTemplate(stanza, key);
+    Index const stanza = key.stanza;
+    placeStanza(stanza);
+    Section& section = sections[stanza];
+    Index const blank = blankBelowTemplate(key);
     Index const behind = blank != none ? lines[blank].prev : lastKeyLine(stanza);
-    unlink(lines, record.unplaced, line);
+    unlink(lines, section.unplaced, line);
     linkBehind(lines, file, behind, line);
     lines[line].segment = lines[blank != none ? blank : behind].segment;
     // A key goes to the end of its segment, or behind the last key: nothing of its own segment
     // that is a key lies behind it.
-    if (lines[line].segment >= lines[record.tail].segment) record.tail = line;
+    if (lines[line].segment >= lines[section.tail].segment) section.tail = line;
     // The comments that stood below the header now stand below the key.
-    if (behind == record.header) record.commentEnd = record.header;
+    if (behind == section.header) section.commentEnd = section.header;
 }
 
 /// The last key line of the stanza, or its header. Deleting keys only notes where to look for it.
-Index Records::lastKeyLine(Index stanza) {
-    Stanza& record = stanzas[stanza];
-    while (lines[record.tail].kind != ZPropLine::key && record.tail != record.header)
-        record.tail = lines[record.tail].prev;
-    return record.tail;
+Index Lines::lastKeyLine(Index stanza) {
+    Section& section = sections[stanza];
+    while (lines[section.tail].kind != ZPropLine::key && section.tail != section.header)
+        section.tail = lines[section.tail].prev;
+    return section.tail;
 }
 
 /// The blank line that ends the block with the key's commented-out example; none: there is no such
 /// comment, or no blank line behind it.
-Index Records::blankBelowTemplate(Index stanza, Index key) {
-    if (stanzas[stanza].comments == 0) return none;
-    Templates const& noted = templatesOf(stanza);
-    auto const found = noted.segments.find(String(keyName(key)));
+Index Lines::blankBelowTemplate(Key const& key) {
+    if (sections[key.stanza].comments == 0) return none;
+    Templates const& noted = templatesOf(key.stanza);
+    auto const found = noted.segments.find(String(key.getName()));
     if (found == noted.segments.end() || found->second >= noted.blanks.size()) return none;
     return noted.blanks[found->second];
 }
 
-Records::Templates& Records::templatesOf(Index stanza) {
+Lines::Templates& Lines::templatesOf(Index stanza) {
     auto const known = templates.find(stanza);
     if (known != templates.end()) return known->second;
     Templates fresh;
-    Index const end = endOfLines(stanza);
-    for (Index i = lines[stanzas[stanza].header].next; i != end; i = lines[i].next) {
+    Index const end = endOf(stanza);
+    for (Index i = lines[sections[stanza].header].next; i != end; i = lines[i].next) {
         Line const& line = lines[i];
         if (line.kind == ZPropLine::blank) fresh.blanks.push_back(i);
         if (line.kind == ZPropLine::comment)
@@ -122,7 +147,7 @@ Records::Templates& Records::templatesOf(Index stanza) {
 /// Notes what ZPCategoryBasedCache::isCommentWeWant() would find in the comment: the bytes between
 /// `#` and `=`, blanks apart. Of several the one in the first segment counts; which one of that
 /// segment makes no difference, as the same blank line ends it.
-void Records::noteTemplate(Templates& noted, std::string_view text, std::uint32_t segment) {
+void Lines::noteTemplate(Templates& noted, std::string_view text, std::uint32_t segment) {
     std::size_t const equals = text.find('=');
     if (equals == std::string_view::npos) return;
     String key(text.substr(1, equals - 1));
@@ -134,88 +159,88 @@ void Records::noteTemplate(Templates& noted, std::string_view text, std::uint32_
 // ------------------------------------------------------------------------------------ dropping
 
 /// Takes the line of a key that is about to go out of the chain it is in.
-void Records::unlinkKeyLine(Index stanza, Index line) {
-    Stanza& record = stanzas[stanza];
+void Lines::unlinkKeyLine(Index stanza, Index line) {
+    Section& section = sections[stanza];
     if (!isPlaced(line)) {
-        unlink(lines, record.unplaced, line);
+        unlink(lines, section.unplaced, line);
         return;
     }
-    if (record.tail == line) record.tail = lines[line].prev;
+    if (section.tail == line) section.tail = lines[line].prev;
     unlink(lines, file, line);
 }
 
-void Records::dropLine(Index key) {
-    Index const line = keys[key].line;
+void Lines::unplaceKey(Key const& key) {
+    Index const line = key.line;
     if (!isPlaced(line)) return;
-    unlinkKeyLine(keys[key].stanza, line);
+    unlinkKeyLine(key.stanza, line);
     lines[line].segment = unplaced;
-    linkLast(lines, stanzas[keys[key].stanza].unplaced, line);
+    linkLast(lines, sections[key.stanza].unplaced, line);
 }
 
-void Records::dropInnerLine(Index stanza, Index line) {
+void Lines::dropInnerLine(Index stanza, Index line) {
     unlink(lines, file, line);
     if (lines[line].kind == ZPropLine::key) {
         lines[line].segment = unplaced;
-        linkLast(lines, stanzas[stanza].unplaced, line);
+        linkLast(lines, sections[stanza].unplaced, line);
         return;
     }
     if (lines[line].kind == ZPropLine::comment) texts.endUse(lines[line].length);
     lines.release(line);
 }
 
-void Records::dropLines(Index stanza) {
-    Stanza& record = stanzas[stanza];
-    if (record.header == none) return;
-    Index const end = endOfLines(stanza);
-    while (lines[record.header].next != end)
-        dropInnerLine(stanza, lines[record.header].next);
-    unlink(lines, file, record.header);
-    lines.release(record.header);
-    unlink(stanzas, placedStanzas, stanza);
-    linkLast(stanzas, unplacedStanzas, stanza);
-    record.header = record.tail = record.commentEnd = none;
-    record.blankLines = record.comments = 0;
+void Lines::unplaceStanza(Index stanza) {
+    Section& section = sections[stanza];
+    if (section.header == none) return;
+    Index const end = endOf(stanza);
+    while (lines[section.header].next != end)
+        dropInnerLine(stanza, lines[section.header].next);
+    unlink(lines, file, section.header);
+    lines.release(section.header);
+    unlink(sections, placedStanzas, stanza);
+    linkLast(sections, unplacedStanzas, stanza);
+    section.header = section.tail = section.commentEnd = none;
+    section.blankLines = section.comments = 0;
     templates.erase(stanza);
 }
 
 // ------------------------------------------------------------------------------------ comments
 
 /// The last comment of the run that begins at or behind `line`.
-Index Records::endOfComments(Index line) const {
+Index Lines::endOfComments(Index line) const {
     while (lines[line].next != none && lines[lines[line].next].kind == ZPropLine::comment)
         line = lines[line].next;
     return line;
 }
 
-void Records::insertComment(Index stanza, std::string_view text, Index behind,
-                            std::uint32_t segment) {
+void Lines::insertComment(Index stanza, std::string_view text, Index behind,
+                          std::uint32_t segment) {
     Index const line = newComment(texts.copy(text), segment);
     linkBehind(lines, file, behind, line);
     if (stanza == none) return;
-    ++stanzas[stanza].comments;
+    ++sections[stanza].comments;
     auto const known = templates.find(stanza);
     if (known != templates.end()) noteTemplate(known->second, text, segment);
 }
 
-void Records::addFileComment(std::string_view text) {
+void Lines::addFileComment(std::string_view text) {
     bool const opens = file.first != none && lines[file.first].kind == ZPropLine::comment;
     if (opens) openingEnd = endOfComments(openingEnd == none ? file.first : openingEnd);
     insertComment(none, text, openingEnd, 0);
     openingEnd = openingEnd == none ? file.first : lines[openingEnd].next;
 }
 
-void Records::addStanzaComment(Index stanza, std::string_view text) {
-    addStanzaLine(stanza);
-    Stanza& record = stanzas[stanza];
-    record.commentEnd = endOfComments(record.commentEnd);
-    insertComment(stanza, text, record.commentEnd, 0);
-    record.commentEnd = lines[record.commentEnd].next;
+void Lines::addStanzaComment(Index stanza, std::string_view text) {
+    placeStanza(stanza);
+    Section& section = sections[stanza];
+    section.commentEnd = endOfComments(section.commentEnd);
+    insertComment(stanza, text, section.commentEnd, 0);
+    section.commentEnd = lines[section.commentEnd].next;
 }
 
-void Records::addKeyComment(Index key, std::string_view text) {
+void Lines::addKeyComment(Key const& key, std::string_view text) {
     placeKey(key);
-    Line const& line = lines[keys[key].line];
-    insertComment(keys[key].stanza, text, line.prev, line.segment);
+    Line const& line = lines[key.line];
+    insertComment(key.stanza, text, line.prev, line.segment);
 }
 
 }  // namespace zfc::cache

@@ -15,8 +15,9 @@ namespace zfc::cache {
 [[noreturn]] void raiseFull();
 
 /// Records that keep their place, numbered from 0; the number of a released one is given out again.
-/// Growing moves nothing, so it costs no peak of memory.
-template <class Record>
+/// Growing moves nothing, so it costs no peak of memory. It grows by `chunkSize` records: a few
+/// kilobytes, little for a small file, few chunks for a large one.
+template <class Record, Index chunkSize = 64>
 class Pool {
     static_assert(std::is_trivially_copyable_v<Record> && sizeof(Record) >= sizeof(Index));
 
@@ -41,18 +42,23 @@ class Pool {
         (*this)[i] = Record{};
         return i;
     }
+    /// Makes sure that there is a record `i`, of a pool whose numbers are given out elsewhere.
+    void reach(Index i) {
+        while (i >= room())
+            grow();
+    }
     void release(Index i) {
         std::memcpy(static_cast<void*>(&(*this)[i]), &freeHead, sizeof freeHead);
         freeHead = i;
     }
 
   private:
-    // A few kilobytes: little for a small file, few chunks for a large one.
-    static constexpr Index chunkSize = sizeof(Record) > 48 ? 16 : 64;
     struct Chunk : Allocated {
         Record records[chunkSize];
     };
 
+    [[nodiscard]] std::uint64_t room() const { return chunks.size() * std::uint64_t{chunkSize}; }
+    void grow() { chunks.push_back(std::make_unique<Chunk>()); }
     Index takeFree() {
         Index const i = freeHead;
         std::memcpy(&freeHead, static_cast<void const*>(&(*this)[i]), sizeof freeHead);
@@ -60,9 +66,7 @@ class Pool {
     }
     Index takeFresh() {
         if (count == none - 1) raiseFull();
-        if (count == chunks.size() * std::uint64_t{chunkSize}) {
-            chunks.push_back(std::make_unique<Chunk>());
-        }
+        if (count == room()) grow();
         return count++;
     }
 
@@ -78,8 +82,8 @@ struct Chain {
 };
 
 /// Puts record `i` behind `at`, or in front of all when `at` is none.
-template <class Record>
-void linkBehind(Pool<Record>& pool, Chain& chain, Index at, Index i) {
+template <class Records>
+void linkBehind(Records& pool, Chain& chain, Index at, Index i) {
     Index const next = at == none ? chain.first : pool[at].next;
     pool[i].prev = at;
     pool[i].next = next;
@@ -87,13 +91,13 @@ void linkBehind(Pool<Record>& pool, Chain& chain, Index at, Index i) {
     (next == none ? chain.last : pool[next].prev) = i;
 }
 
-template <class Record>
-void linkLast(Pool<Record>& pool, Chain& chain, Index i) {
+template <class Records>
+void linkLast(Records& pool, Chain& chain, Index i) {
     linkBehind(pool, chain, chain.last, i);
 }
 
-template <class Record>
-void unlink(Pool<Record>& pool, Chain& chain, Index i) {
+template <class Records>
+void unlink(Records& pool, Chain& chain, Index i) {
     Index const prev = pool[i].prev;
     Index const next = pool[i].next;
     (prev == none ? chain.first : pool[prev].next) = next;

@@ -3,7 +3,7 @@
 #ifndef Z_CONFIG_CACHE_STORABLE_H
 #define Z_CONFIG_CACHE_STORABLE_H
 
-#include "Z/config/cache/records.h"
+#include "Z/config/cache/values.h"
 
 #include <string_view>
 

@@ -60,6 +60,11 @@ class Texts {
     [[nodiscard]] std::string_view copy(std::string_view text);
     /// Takes a block whose texts are used where they lie.
     void adopt(Block block, std::size_t bytes);
+    /// Copies a text of another object to here, as one that is in use.
+    void moveIn(char const*& text, std::size_t length) {
+        text = copy({text, length}).data();
+        startUse(length);
+    }
     /// Makes room for `bytes` of texts, their NULs counted, in one block.
     void reserve(std::size_t bytes);
 

@@ -1,31 +1,29 @@
-/// The values of keys: the first plain one stands in the key's record, all others in lists.
-#include "Z/config/cache/records.h"
+#include "Z/config/cache/values.h"
 
 namespace zfc::cache {
+
+Values::Values(Values const& other, Texts& memory)
+    : texts(memory),
+      values(other.values),
+      lists(other.lists),
+      obfuscatedLists(other.obfuscatedLists),
+      obfuscatedKeyCount(other.obfuscatedKeyCount),
+      obfuscatedOfStanza(other.obfuscatedOfStanza) {}
+
 // ------------------------------------------------------------------------------------- reading
 
-std::uint32_t Records::plainCount(Index key) const {
-    Key const& record = keys[key];
-    if (record.value == nullptr) return 0;
-    return record.more == none ? 1 : 1 + lists[record.more].count;
+std::uint32_t Values::count(Key const& key, Obfuscated kind) const {
+    if (kind == Obfuscated::yes) return countOf(key.obfuscated);
+    return key.value == nullptr ? 0 : 1 + countOf(key.more);
 }
 
-std::uint32_t Records::obfuscatedCount(Index key) const {
-    Index const list = keys[key].obfuscated;
-    return list == none ? 0 : lists[list].count;
-}
-
-std::string_view Records::textOf(Index value) const {
-    return {values[value].text, values[value].length};
-}
-
-Index Records::valueNumber(Index list, std::uint32_t i) const {
+Index Values::valueNumber(Index list, std::uint32_t i) const {
     return i == 0 ? lists[list].first : values[valueBefore(list, i)].next;
 }
 
 /// Goes on from where the last search ended, which is not behind the value in front of `i`: that
 /// one is what taking value `i` out leaves in place.
-Index Records::valueBefore(Index list, std::uint32_t i) const {
+Index Values::valueBefore(Index list, std::uint32_t i) const {
     if (recentValue.list != list || recentValue.number >= i)
         recentValue = {list, lists[list].first, 0};
     for (; recentValue.number + 1 < i; ++recentValue.number)
@@ -33,39 +31,35 @@ Index Records::valueBefore(Index list, std::uint32_t i) const {
     return recentValue.value;
 }
 
-std::string_view Records::valueAt(Index key, Obfuscated kind, std::uint32_t i) const {
-    Key const& record = keys[key];
-    if (kind == Obfuscated::yes)
-        return i < obfuscatedCount(key) ? textOf(valueNumber(record.obfuscated, i))
-                                        : std::string_view();
-    if (i >= plainCount(key)) return {};
-    if (i == 0) return {record.value, record.valueLength};
-    return textOf(valueNumber(record.more, i - 1));
+std::string_view Values::at(Key const& key, Obfuscated kind, std::uint32_t i) const {
+    if (i >= count(key, kind)) return {};
+    if (kind == Obfuscated::yes) return values[valueNumber(key.obfuscated, i)].getText();
+    if (i == 0) return {key.value, key.valueLength};
+    return values[valueNumber(key.more, i - 1)].getText();
 }
 
-std::string_view Records::lastValue(Index key, Obfuscated kind) const {
-    Key const& record = keys[key];
-    Index const list = kind == Obfuscated::yes ? record.obfuscated : record.more;
-    if (list != none) return textOf(lists[list].last);
-    if (kind == Obfuscated::yes || record.value == nullptr) return {};
-    return {record.value, record.valueLength};
+std::string_view Values::last(Key const& key, Obfuscated kind) const {
+    Index const list = kind == Obfuscated::yes ? key.obfuscated : key.more;
+    if (list != none) return values[lists[list].last].getText();
+    if (kind == Obfuscated::yes || key.value == nullptr) return {};
+    return {key.value, key.valueLength};
 }
 
 // --------------------------------------------------------------------------------------- lists
 
-Index Records::newValue(std::string_view text) {
+Index Values::newValue(std::string_view text) {
     Index const i = values.allocate();
     values[i] = {text.data(), static_cast<std::uint32_t>(text.size()), none};
     return i;
 }
 
-Index Records::newList(Index key) {
+Index Values::newList(Index key) {
     Index const i = lists.allocate();
     lists[i] = {none, none, 0, key, none, none};
     return i;
 }
 
-void Records::append(Index list, Index value) {
+void Values::append(Index list, Index value) {
     ValueList& record = lists[list];
     (record.first == none ? record.first : values[record.last].next) = value;
     record.last = value;
@@ -73,7 +67,7 @@ void Records::append(Index list, Index value) {
     texts.startUse(values[value].length);
 }
 
-void Records::takeOut(Index list, std::uint32_t i) {
+void Values::takeOut(Index list, std::uint32_t i) {
     ValueList& record = lists[list];
     Index const before = i == 0 ? none : valueBefore(list, i);
     if (before == none && recentValue.list == list) recentValue = {};
@@ -85,13 +79,13 @@ void Records::takeOut(Index list, std::uint32_t i) {
     values.release(value);
 }
 
-void Records::dropList(Index list) {
+void Values::dropList(Index list) {
     while (lists[list].count > 0)
         takeOut(list, 0);
     lists.release(list);
 }
 
-void Records::replaceText(Index list, std::uint32_t i, std::string_view text) {
+void Values::replaceText(Index list, std::uint32_t i, std::string_view text) {
     Value& value = values[valueNumber(list, i)];
     texts.endUse(value.length);
     value.text = text.data();
@@ -99,97 +93,90 @@ void Records::replaceText(Index list, std::uint32_t i, std::string_view text) {
     texts.startUse(value.length);
 }
 
+void Values::moveList(Texts& fresh, Index list) {
+    if (list == none) return;
+    for (Index i = lists[list].first; i != none; i = values[i].next)
+        fresh.moveIn(values[i].text, values[i].length);
+}
+
 // -------------------------------------------------------------------------------- plain values
 
-void Records::setFirstPlain(Index key, std::string_view text) {
-    Key& record = keys[key];
-    if (record.value != nullptr) texts.endUse(record.valueLength);
-    record.value = text.data();
-    record.valueLength = static_cast<std::uint32_t>(text.size());
-    if (record.value != nullptr) texts.startUse(record.valueLength);
+void Values::setFirstPlain(Key& key, std::string_view text) {
+    if (key.value != nullptr) texts.endUse(key.valueLength);
+    key.value = text.data();
+    key.valueLength = static_cast<std::uint32_t>(text.size());
+    if (key.value != nullptr) texts.startUse(key.valueLength);
 }
 
-void Records::addPlain(Index key, std::string_view text) {
-    Key& record = keys[key];
-    if (record.value == nullptr) {
-        setFirstPlain(key, text);
-        return;
-    }
+void Values::addPlain(Key& key, Index number, std::string_view text) {
+    if (key.value == nullptr) return setFirstPlain(key, text);
     Index const value = newValue(text);
-    if (record.more == none) record.more = newList(key);
-    append(record.more, value);
+    if (key.more == none) key.more = newList(number);
+    append(key.more, value);
 }
 
-void Records::removeFurther(Index key, std::uint32_t i) {
-    Key& record = keys[key];
-    takeOut(record.more, i);
-    if (lists[record.more].count > 0) return;
-    lists.release(record.more);
-    record.more = none;
+void Values::removeFurther(Key& key, std::uint32_t i) {
+    takeOut(key.more, i);
+    if (lists[key.more].count > 0) return;
+    lists.release(key.more);
+    key.more = none;
 }
 
 /// Takes the first plain value out; the second one becomes the first.
-void Records::shiftPlain(Index key) {
-    Key const& record = keys[key];
-    if (record.more == none) {
-        setFirstPlain(key, {});
-        return;
-    }
-    setFirstPlain(key, textOf(lists[record.more].first));
+void Values::shiftPlain(Key& key) {
+    if (key.more == none) return setFirstPlain(key, {});
+    setFirstPlain(key, values[lists[key.more].first].getText());
     removeFurther(key, 0);
 }
 
-void Records::clearPlain(Index key) {
-    Key& record = keys[key];
+void Values::clearPlain(Key& key) {
     setFirstPlain(key, {});
-    if (record.more != none) dropList(record.more);
-    record.more = none;
+    if (key.more != none) dropList(key.more);
+    key.more = none;
 }
 
 // --------------------------------------------------------------------------- obfuscated values
 
-void Records::addObfuscated(Index key, std::string_view text) {
-    Key& record = keys[key];
+void Values::addObfuscated(Key& key, Index number, std::string_view text) {
+    if (obfuscatedOfStanza.size() <= key.stanza) obfuscatedOfStanza.resize(key.stanza + 1);
     Index const value = newValue(text);
-    if (record.obfuscated == none) {
-        record.obfuscated = newList(key);
-        linkLast(lists, obfuscatedLists, record.obfuscated);
+    if (key.obfuscated == none) {
+        key.obfuscated = newList(number);
+        linkLast(lists, obfuscatedLists, key.obfuscated);
         ++obfuscatedKeyCount;
-        ++stanzas[record.stanza].obfuscatedKeys;
+        ++obfuscatedOfStanza[key.stanza];
     }
-    append(record.obfuscated, value);
+    append(key.obfuscated, value);
 }
 
-void Records::clearObfuscated(Index key) {
-    Key& record = keys[key];
-    if (record.obfuscated == none) return;
-    unlink(lists, obfuscatedLists, record.obfuscated);
+void Values::clearObfuscated(Key& key) {
+    if (key.obfuscated == none) return;
+    unlink(lists, obfuscatedLists, key.obfuscated);
     --obfuscatedKeyCount;
-    --stanzas[record.stanza].obfuscatedKeys;
-    dropList(record.obfuscated);
-    record.obfuscated = none;
+    --obfuscatedOfStanza[key.stanza];
+    dropList(key.obfuscated);
+    key.obfuscated = none;
 }
 
 // --------------------------------------------------------------------------------- either kind
 
-void Records::adoptValue(Index key, std::string_view text, Obfuscated kind) {
+void Values::add(Key& key, Index number, std::string_view text, Obfuscated kind) {
     if (kind == Obfuscated::yes)
-        addObfuscated(key, text);
+        addObfuscated(key, number, text);
     else
-        addPlain(key, text);
+        addPlain(key, number, text);
 }
 
-void Records::changeValue(Index key, Obfuscated kind, std::uint32_t i, std::string_view text) {
-    std::string_view const copy = texts.copy(text);
+void Values::change(Key& key, Obfuscated kind, std::uint32_t i, std::string_view text) {
     if (kind == Obfuscated::yes)
-        replaceText(keys[key].obfuscated, i, copy);
+        replaceText(key.obfuscated, i, text);
     else if (i == 0)
-        setFirstPlain(key, copy);
+        setFirstPlain(key, text);
     else
-        replaceText(keys[key].more, i - 1, copy);
+        replaceText(key.more, i - 1, text);
 }
 
-void Records::removeValue(Index key, Obfuscated kind, std::uint32_t i) {
+void Values::remove(Key& key, Obfuscated kind, std::uint32_t i) {
     if (kind == Obfuscated::no) {
         if (i == 0)
             shiftPlain(key);
@@ -197,15 +184,21 @@ void Records::removeValue(Index key, Obfuscated kind, std::uint32_t i) {
             removeFurther(key, i - 1);
         return;
     }
-    if (obfuscatedCount(key) == 1)
+    if (countOf(key.obfuscated) == 1)
         clearObfuscated(key);
     else
-        takeOut(keys[key].obfuscated, i);
+        takeOut(key.obfuscated, i);
 }
 
-void Records::clearValues(Index key) {
+void Values::clear(Key& key) {
     clearPlain(key);
     clearObfuscated(key);
+}
+
+void Values::move(Texts& fresh, Key& key) {
+    if (key.value != nullptr) fresh.moveIn(key.value, key.valueLength);
+    moveList(fresh, key.more);
+    moveList(fresh, key.obfuscated);
 }
 
 }  // namespace zfc::cache

@@ -1,0 +1,73 @@
+#include "Z/config/cache/names.h"
+
+namespace zfc::cache {
+
+Names::Names(Names const& other, Texts& memory)
+    : texts(memory),
+      stanzas(other.stanzas),
+      keys(other.keys),
+      stanzaTable(other.stanzaTable),
+      keyTables(other.keyTables) {}
+
+Index Names::findStanza(std::string_view name) const {
+    if (isRecent(name)) return recentStanza;
+    recentStanza = stanzaTable.find(hashName(name), name.data(),
+                                    [&](Index i) { return stanzaName(i) == name; });
+    return recentStanza;
+}
+
+Index Names::findKey(std::string_view stanza, std::string_view name) const {
+    Index const found = findStanza(stanza);
+    return found == none ? none : findKey(found, name, hashName(name));
+}
+
+Index Names::findKey(Index stanza, std::string_view name, std::uint32_t hash) const {
+    return keyTables[stanza].find(hash, stanzas[stanza].name,
+                                  [&](Index i) { return keyName(i) == name; });
+}
+
+Index Names::addStanza(std::string_view name) {
+    // All that may fail comes before the first change.
+    stanzaTable.makeRoom();
+    if (stanzaCount() == keyTables.size()) keyTables.emplace_back();
+    Index const i = stanzas.allocate();
+    stanzas[i] = {name.data(), static_cast<std::uint32_t>(name.size())};
+    stanzaTable.insert(hashName(name), i, name.data());
+    texts.startUse(name.size());
+    return i;
+}
+
+Index Names::addKey(Index stanza, std::string_view name, std::uint32_t hash, Index line) {
+    Table& table = keyTables[stanza];
+    table.makeRoom();
+    Index const i = keys.allocate();
+    auto const length = static_cast<std::uint32_t>(name.size());
+    keys[i] = {name.data(), nullptr, length, 0, stanza, line, none, none};
+    table.insert(hash, i, name.data());
+    texts.startUse(name.size());
+    return i;
+}
+
+void Names::removeKey(Index key) {
+    Key const& record = keys[key];
+    texts.endUse(record.nameLength);
+    keyTables[record.stanza].erase(hashName(record.getName()), key);
+    keys.release(key);
+}
+
+void Names::removeStanza(Index stanza) {
+    recentStanza = none;
+    std::string_view const name = stanzaName(stanza);
+    texts.endUse(name.size());
+    stanzaTable.erase(hashName(name), stanza);
+    keyTables[stanza] = Table();
+    stanzas.release(stanza);
+}
+
+void Names::moveStanza(Texts& fresh, Index stanza) {
+    fresh.moveIn(stanzas[stanza].name, stanzas[stanza].nameLength);
+}
+
+void Names::moveKey(Texts& fresh, Index key) { fresh.moveIn(keys[key].name, keys[key].nameLength); }
+
+}  // namespace zfc::cache

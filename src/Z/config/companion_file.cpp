@@ -1,0 +1,164 @@
+#include "Z/config/companion_file.h"
+
+#include "Z/ZException.h"
+#include "Z/ZFileMap.h"
+#include "Z/config/cache/names.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace zfc::config {
+namespace {
+
+using zfc::cache::companionKey;
+using zfc::cache::companionStanza;
+using zfc::platform::Status;
+
+constexpr char sourceName[] = "src/Z/ZProperties";
+constexpr char companionEnding[] = ".obf";
+constexpr std::size_t workingDirectorySize = 4096;
+
+// A link would lead the owner's rights to somebody else's file, a pipe would hold us.
+constexpr int openFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+
+/// The name that the values themselves give, without the blanks that a reader takes off.
+ZLCString namedCompanion(ZPCategoryBasedCache const& cache) {
+    ZLCString name;
+    cache.forEachValue(
+        companionStanza, companionKey, ZPCache::plainValues,
+        [&](char const* text, unsigned int length) { name = ZLCString(text, length); });
+    name.stripWhiteSpace();
+    return name;
+}
+
+/// Beside the file, wherever later readers have their working directory.
+ZLCString newCompanion(char const* file) {
+    ZLCString name;
+    if (*file != '/') {
+        char current[workingDirectorySize];
+        if (getcwd(current, sizeof current) == nullptr)
+            zraise(ZPropertiesIOException(file, "getcwd()", errno), sourceName, __LINE__);
+        name = current;
+        name += '/';
+    }
+    name += file;
+    name += companionEnding;
+    return name;
+}
+
+class CompanionMap : public ZUnixFileMap {
+  public:
+    explicit CompanionMap(char const* path) : ZUnixFileMap(path, readOnly, 0) {}
+    [[nodiscard]] unsigned int getLength() const { return length; }
+};
+
+}  // namespace
+
+// -------------------------------------------------------------------------------- which file it is
+
+StoredValues::StoredValues(ZPCategoryBasedCache& ofObject, char const* file) : cache(&ofObject) {
+    if (cache->obfuscatedCount() == 0) {
+        forgetCompanion();
+    } else {
+        chooseCompanion(file);
+    }
+}
+
+void StoredValues::forgetCompanion() {
+    if (*cache->getCompanionName() == '\0') return;
+    if (cache->contains(companionStanza, companionKey))
+        changeable().remove(companionStanza, companionKey);
+    changeable().setCompanionName("");
+}
+
+void StoredValues::chooseCompanion(char const* file) {
+    companion = namedCompanion(*cache);
+    if (!companion.isEmpty()) return;
+    // The line is gone, but the file that it named is still ours.
+    companion = cache->getCompanionName();
+    if (companion.isEmpty()) companion = newCompanion(file);
+    changeable().addLine(companionStanza, companionKey, companion.getChars(), 0);
+}
+
+ZPCategoryBasedCache& StoredValues::changeable() {
+    if (!copy) copy.reset(static_cast<ZPCategoryBasedCache*>(cache->clone()));
+    if (!copy) zraise(ZNotClonableException(), sourceName, __LINE__);
+    return *copy;
+}
+
+// ----------------------------------------------------------------------------- reading, removing
+
+ZBuffer companionBytes(char const* path) {
+    int rc = 0;
+    CompanionMap map(path);
+    void* const bytes = map.mapfile(&rc, 0);
+    if (bytes == nullptr)
+        zraise(ZPropertiesIOException(path, "mapFile()", rc), sourceName, __LINE__);
+    // Copied at once: a mapped file that somebody cuts off ends the process that reads on.
+    return ZBuffer(map.getLength(), bytes);
+}
+
+void removeCompanion(char const* path) {
+    if (zfc::platform::isLinkOrSpecial(path))
+        zraise(ZPropertiesIOException(path, "unlink()", EINVAL), sourceName, __LINE__);
+    if (unlink(path) != 0 && errno != ENOENT)
+        zraise(ZPropertiesIOException(path, "unlink()", errno), sourceName, __LINE__);
+}
+
+// --------------------------------------------------------------------------------------- writing
+
+CompanionFile::CompanionFile(char const* companionPath, bool isKnown) : path(companionPath) {
+    if (isKnown) open();
+    if (!file.isOpen()) create();
+}
+
+CompanionFile::~CompanionFile() {
+    if (isNew) ::unlink(path);
+}
+
+void CompanionFile::write(std::string_view image, Status const& mainFile) {
+    rewrite.emplace(path, file.get(), image);
+    rewrite->apply();
+    giveTo(mainFile);
+    if (isNew) zfc::platform::flushDirectory(path);
+}
+
+void CompanionFile::keep() noexcept {
+    rewrite->keep();
+    isNew = false;
+}
+
+void CompanionFile::open() {
+    file = zfc::platform::openFile(path, openFlags);
+    if (!file.isOpen() && errno == ENOENT) return;
+    if (!file.isOpen()) refuse(errno);
+    auto const status = zfc::platform::statusOf(file.get());
+    if (!status) refuse(errno);
+    if (!status->isRegular()) refuse(EINVAL);
+}
+
+void CompanionFile::create() {
+    file = zfc::platform::openFile(path, openFlags | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
+    if (!file.isOpen()) refuse(errno);
+    isNew = true;
+}
+
+void CompanionFile::refuse(int error) const {
+    zraise(ZPropertiesIOException(path, "fopen(w)", error), sourceName, __LINE__);
+}
+
+/// Owner, group and permissions of the main file, as far as this process may; where the group
+/// cannot be given, the permissions meant for it are not given to another one.
+void CompanionFile::giveTo(Status const& mainFile) const {
+    mode_t permissions = mainFile.mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    bool const isGiven = fchown(file.get(), mainFile.owner, mainFile.group) == 0 ||
+                         fchown(file.get(), static_cast<uid_t>(-1), mainFile.group) == 0;
+    if (!isGiven) permissions &= ~static_cast<mode_t>(S_IRWXG);
+    // Last: the group that a new file is made with gets no permission meant for another.
+    static_cast<void>(fchmod(file.get(), permissions));
+}
+
+}  // namespace zfc::config

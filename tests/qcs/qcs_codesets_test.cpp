@@ -12,8 +12,7 @@
 
 namespace {
 
-using testsupport::Iconv;
-using testsupport::utf8Of;
+using namespace testsupport;
 
 unsigned size(std::string const& text) { return static_cast<unsigned>(text.size()); }
 
@@ -40,9 +39,6 @@ class Comparison {
   public:
     explicit Comparison(std::string const& name)
         : cs(qcs_cs_new(name.c_str())), decoding("UTF-8", name), encoding(name, "UTF-8") {}
-    ~Comparison() { qcs_cs_free(cs); }
-    Comparison(Comparison const&) = delete;
-    Comparison& operator=(Comparison const&) = delete;
 
     /// Checks every character of at most `most` bytes that begins with `prefix`.
     void checkBehind(std::string const& prefix, std::size_t most) {
@@ -207,6 +203,7 @@ TEST(CodesetHandleTest, IsNoneWhenGivenBack) {
         qcs_cs_free(none);
         EXPECT_EQ(toUtf8(none, "a"), "failed");
         EXPECT_EQ(fromUtf8(none, "a"), "failed");
+        EXPECT_EQ(qcs_strcount(none, "abc"), 0U);
         EXPECT_EQ(qcs_mb_max(none), 1);
         EXPECT_EQ(lengthOf(none, "\xB0"), -1);
         EXPECT_EQ(qcs_strchr(none, "a", 'a'), nullptr);

@@ -15,7 +15,7 @@
 
 namespace {
 
-using testsupport::utf8Of;
+using namespace testsupport;
 using Bytes = std::vector<std::string>;
 
 /// Offset of `place` in `text`, -1 when it is null.
@@ -157,6 +157,7 @@ TEST(CharacterWalkTest, EndsAtAMalformedCharacterAndLosesNothing) {
     EXPECT_EQ(zstrcount(utf8, s), 3);
     EXPECT_EQ(tokens(utf8, "a,b\xFF,c", ","), "[a][b\xFF,c]");
     EXPECT_EQ(tokens(utf8, "\xFF,c", ","), "[\xFF,c]");
+    EXPECT_EQ(tokens(utf8, "a,c", nullptr), "[a,c]");
     std::array<char, 6> copy{};
     EXPECT_STREQ(zstrncpy(utf8, copy.data(), "a\xFFz\xE2\x82", 5), "a\xFFz\xE2\x82");
 }

@@ -16,8 +16,6 @@ namespace {
 
 using namespace testsupport;
 
-char const* const none = nullptr;
-
 unsigned size(std::string const& text) { return static_cast<unsigned>(text.size()); }
 
 std::string converted(decltype(qcs_to_utf8)* convert, qcs_cs_handle cs, std::string const& text) {
@@ -181,29 +179,13 @@ TEST(CodesetNameTest, UsersSpellingsGiveTheSameHandle) {
 }
 
 TEST(CodesetNameTest, RefusesWhatCannotStandInTextAndWhatIsNoName) {
-    std::string const endless(100000, 'a');
-    for (char const* const name : {"UTF-16",
-                                   "UCS-2",
-                                   "UTF-32",
-                                   "UCS-4",
-                                   "UTF-7",
-                                   "ISO-2022-JP",
-                                   "ISO-2022-CN-EXT",
-                                   "IBM037",
-                                   "EBCDIC-US",
-                                   "IBM930",
-                                   "ISO646-DE",
-                                   "WCHAR_T",
-                                   "T.61",
-                                   "",
-                                   "no-such-codeset",
-                                   "UTF-8//IGNORE",
-                                   "../UTF-8",
-                                   "UTF 8",
-                                   "Ä",
-                                   endless.c_str(),
-                                   none})
-        EXPECT_EQ(qcs_cs_new(name), 0U) << testing::PrintToString(name);
+    for (char const* const name :
+         {"UTF-16", "UCS-2", "UTF-32", "UCS-4", "UTF-7", "ISO-2022-JP", "ISO-2022-CN-EXT", "IBM037",
+          "EBCDIC-US", "IBM930", "ISO646-DE", "WCHAR_T", "T.61", "", "no-such-codeset",
+          "UTF-8//IGNORE", "../UTF-8", "UTF 8", "Ä"})
+        EXPECT_EQ(qcs_cs_new(name), 0U) << name;
+    EXPECT_EQ(qcs_cs_new(nullptr), 0U);
+    EXPECT_EQ(qcs_cs_new(std::string(100000, 'a').c_str()), 0U);
 }
 
 TEST(CodesetHandleTest, IsNoneWhenGivenBack) {
@@ -212,18 +194,18 @@ TEST(CodesetHandleTest, IsNoneWhenGivenBack) {
     qcs_cs_free(cs);
     EXPECT_EQ(lengthOf(cs, "\xB0"), 1);
     qcs_cs_free(cs);
-    for (qcs_cs_handle const unknown : {cs, 0U, 500U, 0xFFFFFFFFU}) {
-        qcs_cs_free(unknown);
-        EXPECT_EQ(toUtf8(unknown, "a"), "failed");
-        EXPECT_EQ(fromUtf8(unknown, "a"), "failed");
-        EXPECT_EQ(qcs_strcount(unknown, "abc"), 0U);
-        EXPECT_EQ(qcs_mb_max(unknown), 1);
-        EXPECT_EQ(lengthOf(unknown, "\xB0"), -1);
-        EXPECT_EQ(qcs_strchr(unknown, "a", 'a'), nullptr);
-        EXPECT_GT(qcs_stricmp(unknown, 0, "b", "a"), 0);
-        EXPECT_EQ(qcs_stricmp(unknown, 0, "b", "b"), 0);
+    for (qcs_cs_handle const none : {cs, 0U, 500U, 0xFFFFFFFFU}) {
+        qcs_cs_free(none);
+        EXPECT_EQ(toUtf8(none, "a"), "failed");
+        EXPECT_EQ(fromUtf8(none, "a"), "failed");
+        EXPECT_EQ(qcs_strcount(none, "abc"), 0U);
+        EXPECT_EQ(qcs_mb_max(none), 1);
+        EXPECT_EQ(lengthOf(none, "\xB0"), -1);
+        EXPECT_EQ(qcs_strchr(none, "a", 'a'), nullptr);
+        EXPECT_GT(qcs_stricmp(none, 0, "b", "a"), 0);
+        EXPECT_EQ(qcs_stricmp(none, 0, "b", "b"), 0);
         std::array<char, 8> copy{};
-        EXPECT_STREQ(qcs_strncpy(unknown, copy.data(), "abc", 8), "abc");
+        EXPECT_STREQ(qcs_strncpy(none, copy.data(), "abc", 8), "abc");
     }
     EXPECT_EQ(qcs_cs_new("ISO8859-5"), cs);
 }

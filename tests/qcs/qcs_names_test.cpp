@@ -109,7 +109,7 @@ TEST(AliasTest, AddsNamesToTheBuiltInOnes) {
                "# comment\n"
                "codeset House_Latin iso885915  # the house's own\n"
                "locale ruritanian de_DE.house-latin\n"
-               "locale german de_DE\n"
+               "locale german de_DE\r\n"
                "codeset UTF-8 ISO-8859-1\n"
                "codeset loop1 loop2\ncodeset loop2 loop1\n"
                "codeset bad/name UTF-8\ncodeset toomany UTF-8 UTF-8\n"

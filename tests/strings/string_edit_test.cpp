@@ -277,6 +277,7 @@ TYPED_TEST(StringEditTest, KeepsItsTextWhereThereIsNoRoom) {
 }
 
 TYPED_TEST(StringEditTest, StopsAtMalformedCharactersWhereCharactersCount) {
+    EXPECT_THROW(TypeParam("abc").replaceOther("abc\xC3", "x"), ZQCSMBLenException);
     TypeParam string("a\xE2\x82z");
     EXPECT_THROW(string.replaceOther("a", "x"), ZQCSMBLenException);
     EXPECT_THROW(string.replaceOther("\xC3", "x"), ZQCSMBLenException);

@@ -24,11 +24,10 @@ std::string fromUtf16(Units const& units, std::size_t room) {
     std::vector<unsigned char> out(room);
     unsigned short const* src = units.data();
     unsigned char* dst = out.data();
-    unsigned short const* const end = src + units.size();
-    int const result = zconvert_UTF16_to_UTF8(&src, end, &dst, out.data() + room);
-    EXPECT_EQ(result, src == end ? 0 : 2);
-    std::string const bytes(out.data(), dst);
-    return src == end ? bytes : bytes + "..." + std::to_string(src - units.data());
+    int const result = zconvert_UTF16_to_UTF8(&src, src + units.size(), &dst, out.data() + room);
+    auto const taken = static_cast<std::size_t>(src - units.data());
+    EXPECT_EQ(result, taken == units.size() ? 0 : 2);
+    return std::string(out.data(), dst) + (result == 0 ? "" : "..." + std::to_string(taken));
 }
 
 TEST(Utf16Test, ConvertsEveryCharacterThatFitsAndPassesLoneSurrogatesThrough) {

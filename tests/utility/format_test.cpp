@@ -129,7 +129,6 @@ TEST(FormatOracleTest, TextAndBytesAreTheCLibrarys) {
 }
 
 constexpr ZWideChar wideText[] = {0xE4, 'b', 0x20AC, 'c', 0};  // 2, 1, 3 and 1 bytes of UTF-8
-constexpr ZWideChar loneSurrogate[] = {'a', 0xD800, 0};
 
 TEST(FormatTest, DiffersFromTheCLibraryWhereItIsMeant) {
     EXPECT_EQ(formatted("%08.3d", 5), "     005");
@@ -186,21 +185,19 @@ TEST(FormatTest, NumbersAboveIntMaxAreErrors) {
     EXPECT_EQ(measured("%.2147483647f", 0.5), -1);
 }
 
-TEST(FormatTest, TextIsNotReadBeyondItsPrecision) {
-    std::vector<char> const text{'a', 'b', 'c'};  // the address sanitizer guards its end
-    EXPECT_EQ(formatted("%.3s|%.2s|%.*s", text.data(), text.data(), 0, nullptr), "abc|ab|");
-    std::vector<ZWideChar> const wide(wideText, wideText + 2);
-    EXPECT_EQ(formatted("%.3S|%.0S", wide.data(), wide.data()), "äb|");
-}
-
-TEST(FormatTest, WideTextIsConverted) {
+TEST(FormatTest, WideTextIsConvertedAndNoTextIsReadBeyondItsPrecision) {
     EXPECT_EQ(formatted("%9S|%-9S|%-5.4S|", wideText, wideText, wideText), "  äb€c|äb€c  |äb  |");
     EXPECT_EQ(formatted("%5.6S|%.2S|%.1S", wideText, wideText, wideText), "äb€|ä|");
     EXPECT_EQ(formatted("%C%4C%-4C|", 0x20AC, 0xE4, 'x'), "€  äx   |");
+    constexpr ZWideChar loneSurrogate[] = {'a', 0xD800, 0};
     EXPECT_EQ(formatted("%S", loneSurrogate), "<error>");
     EXPECT_EQ(formatted("%.1S", loneSurrogate), "a") << "the precision ends before it";
     EXPECT_EQ(formatted("%C", 0xDC00), "<error>");
     EXPECT_EQ(formatted("<%3s|%.3s|%S|%-3S>", nullptr, nullptr, nullptr, nullptr), "<   |||   >");
+    std::vector<char> const text{'a', 'b', 'c'};  // the address sanitizer guards its end
+    EXPECT_EQ(formatted("%.3s|%.2s|%.*s", text.data(), text.data(), 0, nullptr), "abc|ab|");
+    std::vector<ZWideChar> const wide(wideText, wideText + 2);
+    EXPECT_EQ(formatted("%.3S|%.0S", wide.data(), wide.data()), "äb|");
 }
 
 /// Every size from 0 to two above what is needed gives the same length, as many whole characters as
@@ -346,12 +343,9 @@ TEST(FormatMemoryTest, HoldsTenSpecificationsAndNineArgumentsInline) {
 
 TEST(FormatMemoryTest, HoldsManyAndFreesThemWhenParsingFails) {
     std::string format;
-    std::string expected;
-    for (int i = 0; i < 1000; ++i) {
-        format += "%1$d,%2$s;";
-        expected += "7,x;";
-    }
-    EXPECT_EQ(formatted(format.c_str(), 7, "x"), expected);
+    for (int i = 0; i < 1000; ++i)
+        format += "%1$d%2$s";
+    EXPECT_EQ(formatted(format.c_str(), 7, "7"), std::string(2000, '7'));
     EXPECT_EQ(formatted("%d%d%d%d%d%d%d%d%d%d%d%s%g", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, "x", 0.5),
               "1234567891011x0.5");
     // The leak check sees to the rest.

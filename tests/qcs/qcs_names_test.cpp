@@ -1,16 +1,27 @@
 // link: static
+// wrap: newlocale
 #include <gtest/gtest.h>
-#include <pthread.h>
+#include <locale.h>
 #include <sys/stat.h>
 
 #include <array>
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 #include "qcs/qcs.h"
 #include "support/processes.h"
 
+extern "C" decltype(newlocale) __real_newlocale;
+
+/// A system that has the locale de_DE, in UTF-8, beside its own ones.
+extern "C" locale_t __wrap_newlocale(int mask, char const* name, locale_t base) {
+    return __real_newlocale(mask, std::string(name) == "de_DE" ? "C.UTF-8" : name, base);
+}
+
 namespace {
+
+using namespace testsupport;
 
 template <class Function, class... Name>
 std::string named(Function* function, Name... name) {
@@ -40,6 +51,7 @@ TEST(EnvironmentTest, NamesTheLocaleAndItsCodeset) {
         {endless.c_str(), "", "C.utf8", "C", "US-ASCII"},
         {"C.utf8", "", "", "C.utf8", "UTF-8"},
         {"POSIX", "", "", "POSIX", "US-ASCII"},
+        {"de_DE", "", "", "de_DE", "UTF-8"},
         {"xx_XX.ISO8859-2", "", "", "xx_XX.ISO8859-2", "ISO-8859-2"},  // no such locale here
         {"xx_XX.utf8@modifier", "", "", "xx_XX.utf8@modifier", "UTF-8"},
         {"xx_XX", "", "", "xx_XX", "US-ASCII"},
@@ -61,7 +73,6 @@ TEST(EnvironmentTest, NamesTheLocaleAndItsCodeset) {
     EXPECT_EQ(qcs_os_cs_name(room.data(), 6), -1);
     EXPECT_EQ(qcs_os_cs_name(nullptr, 0), -1);
     EXPECT_EQ(qcs_canonical_loc("C", room.data(), 1), -1);
-    setEnvironment("C.UTF-8", nullptr, nullptr);
 }
 
 TEST(LocaleNameTest, HasACanonicalSpelling) {
@@ -72,14 +83,12 @@ TEST(LocaleNameTest, HasACanonicalSpelling) {
         {"de_DE", "de_DE"},
         {"POSIX", "C"},
         {"xx.strange", "xx.strange"},
-        {"", "failed"},
-        {"a/b", "failed"},
-        {"de_DE.UTF-8@", "failed"},
-        {"@euro", "failed"},
-        {nullptr, "failed"},
     };
     for (auto const& [name, spelling] : rows)
-        EXPECT_EQ(canonical(name), spelling) << spelling;
+        EXPECT_EQ(canonical(name), spelling);
+    for (char const* const none :
+         {"", "a/b", "de_DE.UTF-8@", "@euro", static_cast<char const*>(nullptr)})
+        EXPECT_EQ(canonical(none), "failed");
     qcs_loc_handle const locale = qcs_loc_new("C.UTF-8");
     EXPECT_NE(locale, 0U);
     EXPECT_EQ(qcs_loc_new("C.utf8"), locale);
@@ -87,56 +96,56 @@ TEST(LocaleNameTest, HasACanonicalSpelling) {
         EXPECT_EQ(qcs_loc_new(none), 0U);
 }
 
-class AliasTest : public testing::Test {
-  protected:
-    ~AliasTest() override { qcs_set_dir("/nonexistent"); }
-    void write(std::string const& aliases) {
-        testsupport::writeFile(path, aliases);
-        use();
-    }
-    void use() { qcs_set_dir(directory.path().c_str()); }
+/// Gives the library a data directory with this alias table.
+void useAliases(TempDir const& directory, std::string const& aliases) {
+    writeFile(directory.file("aliases"), aliases);
+    qcs_set_dir(directory.path().c_str());
+}
 
-    testsupport::TempDir directory;
-    std::string path = directory.file("aliases");
-};
-
-TEST_F(AliasTest, AddsNamesToTheBuiltInOnes) {
+TEST(AliasTest, AddsNamesToTheBuiltInOnes) {
     EXPECT_EQ(qcs_cs_new("house-latin"), 0U);
-    write(
-        "# comment\n"
-        "codeset House_Latin iso885915  # the house's own\n"
-        "locale ruritanian de_DE.house-latin\n"
-        "codeset UTF-8 ISO-8859-1\n"
-        "codeset loop1 loop2\ncodeset loop2 loop1\n"
-        "codeset bad/name UTF-8\ncodeset toomany UTF-8 UTF-8\n"
-        "nonsense\ncodeset\ncodeset x\n\n\r\n"
-        "codeset last KOI8-R");
+    TempDir const directory;
+    useAliases(directory,
+               "# comment\n"
+               "codeset House_Latin iso885915  # the house's own\n"
+               "locale ruritanian de_DE.house-latin\n"
+               "locale german de_DE\r\n"
+               "codeset UTF-8 ISO-8859-1\n"
+               "codeset loop1 loop2\ncodeset loop2 loop1\n"
+               "codeset bad/name UTF-8\ncodeset toomany UTF-8 UTF-8\n"
+               "codeset KOI8-RU no-such-codeset\n"
+               "nonsense\ncodeset\ncodeset x\n\n\r\n"
+               "codeset last KOI8-R");
     EXPECT_EQ(qcs_cs_new("houselatin"), qcs_cs_new("ISO8859-15"));
     EXPECT_EQ(qcs_cs_new("last"), qcs_cs_new("KOI8-R"));
+    EXPECT_NE(qcs_cs_new("KOI8-RU"), 0U) << "as iconv knows it, not the table";
     EXPECT_EQ(canonical("ruritanian"), "de_DE.ISO-8859-15");
     EXPECT_EQ(qcs_mb_max(qcs_cs_new("utf8")), 4) << "built-in names stay";
     EXPECT_EQ(qcs_cs_new("loop1"), 0U);
     EXPECT_EQ(qcs_cs_new("toomany"), 0U);
     qcs_set_dir(nullptr);
     EXPECT_EQ(canonical("ruritanian"), "de_DE.ISO-8859-15") << "null changes nothing";
+    setEnvironment("german", nullptr, nullptr);
+    EXPECT_EQ(named(qcs_os_cs_name), "UTF-8") << "the system knows its canonical name alone";
 }
 
-TEST_F(AliasTest, AnythingButASmallRegularFileIsPassedOver) {
-    auto const works = [&] { return use(), canonical("hugealias") == "C.UTF-8"; };
-    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-    EXPECT_FALSE(works());
-    ASSERT_EQ(remove(path.c_str()), 0);
-    ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
-    EXPECT_FALSE(works());
-    ASSERT_EQ(remove(path.c_str()), 0);
+TEST(AliasTest, AnythingButASmallRegularFileIsPassedOver) {
+    TempDir const directory;
+    std::string const path = directory.file("aliases");
     std::string const line = "locale hugealias C.UTF-8\n";
-    write(line + std::string(300 * 1024, '#'));
+    auto const works = [] { return canonical("hugealias") == "C.UTF-8"; };
+    useAliases(directory, line + std::string(300 * 1024, '#'));
     EXPECT_FALSE(works());
-    write(line);
+    useAliases(directory, line);
     EXPECT_TRUE(works());
+    for (auto* const make : {&mkfifo, &mkdir}) {
+        EXPECT_TRUE(remove(path.c_str()) == 0 && make(path.c_str(), 0700) == 0);
+        qcs_set_dir(directory.path().c_str());
+        EXPECT_FALSE(works());
+    }
 }
 
-TEST_F(AliasTest, TheInstalledTableIsAllUsable) {
+TEST(AliasTest, TheInstalledTableIsAllUsable) {
     qcs_set_dir(getenv("QCSDIR"));
     EXPECT_EQ(qcs_cs_new("x-mac-roman"), qcs_cs_new("MACINTOSH"));
     EXPECT_NE(qcs_cs_new("IBM-eucJP"), 0U);
@@ -144,33 +153,21 @@ TEST_F(AliasTest, TheInstalledTableIsAllUsable) {
 }
 
 TEST(CancellationTest, AThreadThatIsBeingCancelledGetsItsHandles) {
-    testsupport::TempDir const directory;
-    testsupport::writeFile(directory.file("aliases"), "codeset house-koi KOI8-U\n");
-    struct Answers {
-        std::string directory;
-        qcs_cs_handle codeset = 0;
-        qcs_loc_handle locale = 0;
-    } answers{directory.path(), 0, 0};
-    pthread_t thread{};
-    ASSERT_EQ(pthread_create(
-                  &thread, nullptr,
-                  [](void* argument) -> void* {
-                      auto& mine = *static_cast<Answers*>(argument);
-                      pthread_cancel(pthread_self());
-                      qcs_set_dir(mine.directory.c_str());
-                      mine.codeset = qcs_cs_new("house-koi");
-                      mine.locale = qcs_loc_new("C");
-                      pthread_testcancel();
-                      return nullptr;
-                  },
-                  &answers),
-              0);
-    void* result = nullptr;
-    ASSERT_EQ(pthread_join(thread, &result), 0);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-    EXPECT_NE(answers.codeset, 0U);
-    EXPECT_NE(answers.locale, 0U);
-    qcs_set_dir("/nonexistent");
+    TempDir const directory;
+    useAliases(directory, "codeset house-koi KOI8-U\n");
+    qcs_cs_handle codeset = 0;
+    qcs_loc_handle locale = 0;
+    bool isOver = false;
+    std::thread([&] {
+        pthread_cancel(pthread_self());
+        qcs_set_dir(directory.path().c_str());
+        codeset = qcs_cs_new("house-koi");
+        locale = qcs_loc_new("C");
+        pthread_testcancel();
+        isOver = true;
+    }).join();
+    EXPECT_TRUE(codeset != 0 && locale != 0);
+    EXPECT_FALSE(isOver);
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 
 namespace {
 
-using testsupport::utf8Of;
+using namespace testsupport;
 using Bytes = std::vector<std::string>;
 
 /// Offset of `place` in `text`, -1 when it is null.
@@ -61,22 +61,22 @@ class Alphabet {
 
     void checkSearches(std::string const& model, std::string const& part) const {
         std::string const text = bytesOf(model);
-        std::string const sub = bytesOf(part);
+        std::string const bytes = bytesOf(part);
         char const* const s = text.c_str();
+        char const* const sub = bytes.c_str();
+        auto const expectAt = [&](char const* what, char const* place, std::size_t letters) {
+            EXPECT_EQ(at(s, place), offset(model, letters)) << what;
+        };
         std::size_t const end = model.size();
         EXPECT_EQ(zstrcount(cs, s), static_cast<int>(end));
-        EXPECT_EQ(at(s, zstrstr(cs, s, sub.c_str())), offset(model, model.find(part)));
-        EXPECT_EQ(at(s, zstrpbrk(cs, s, sub.c_str())), offset(model, model.find_first_of(part)));
-        EXPECT_EQ(at(s, s + zstrcspn(cs, s, sub.c_str())),
-                  offset(model, std::min(end, model.find_first_of(part))));
-        EXPECT_EQ(at(s, s + zstrspn(cs, s, sub.c_str())),
-                  offset(model, std::min(end, model.find_first_not_of(part))));
+        expectAt("str", zstrstr(cs, s, sub), model.find(part));
+        expectAt("pbrk", zstrpbrk(cs, s, sub), model.find_first_of(part));
+        expectAt("cspn", s + zstrcspn(cs, s, sub), std::min(end, model.find_first_of(part)));
+        expectAt("spn", s + zstrspn(cs, s, sub), std::min(end, model.find_first_not_of(part)));
         ZWideChar wide = 0;
-        if (zmbtowc(cs, &wide, sub.c_str(), 4) < 0) return;
-        bool const findsEnd = part.empty();
-        EXPECT_EQ(at(s, zstrchr(cs, s, wide)), offset(model, findsEnd ? end : model.find(part[0])));
-        EXPECT_EQ(at(s, zstrrchr(cs, s, wide)),
-                  offset(model, findsEnd ? end : model.rfind(part[0])));
+        if (zmbtowc(cs, &wide, sub, 4) < 0) return;
+        expectAt("chr", zstrchr(cs, s, wide), part.empty() ? end : model.find(part[0]));
+        expectAt("rchr", zstrrchr(cs, s, wide), part.empty() ? end : model.rfind(part[0]));
     }
 
     void checkTokens(std::string const& model, std::string const& delims) const {
@@ -168,6 +168,7 @@ TEST(CharacterWalkTest, TakesNull) {
                              zstrtok(utf8, state, ",", nullptr), zstrupper(utf8, nullptr),
                              zstrncat(utf8, nullptr, "a", 1), zstrncpy(utf8, nullptr, "a", 1)})
         EXPECT_EQ(none, nullptr);
+    EXPECT_EQ(tokens(utf8, "a,c", nullptr), "[a,c]");
     EXPECT_EQ(zstricmp(utf8, nullptr, "") + zstrcount(utf8, nullptr), 0);
     EXPECT_EQ(zstrspn(utf8, nullptr, "a") + zstrcspn(utf8, nullptr, nullptr), 0U);
 }
@@ -203,19 +204,18 @@ TEST(CharacterClassTest, ComesFromUnicodeNotFromTheLocale) {
 }
 
 TEST(CaseTest, MapsInPlaceInEveryCodeset) {
-    std::vector<char const*> const rows[] = {
-        // codeset, text, upper and lower case
+    struct {
+        char const *codeset, *text, *upper, *lower;
+    } const rows[] = {
         {"UTF-8", "ab\xFFzz", "AB\xFFzz", "ab\xFFzz"},
         {"ISO8859-1", "\xE4\xD6\xFF\xB5", "\xC4\xD6\xFF\xB5", "\xE4\xF6\xFF\xB5"},
         {"US-ASCII", "a\xE4z", "A\xE4Z", "a\xE4z"},
         {"CP932", "\x83\x41\x82\x81z", "\x83\x41\x82\x60Z", "\x83\x41\x82\x81z"},
     };
     for (auto const& row : rows) {
-        ZCodesetHandle const cs = qcs_cs_new(row[0]);
-        std::string upper = row[1];
-        std::string lower = row[1];
-        EXPECT_STREQ(zstrupper(cs, upper.data()), row[2]) << row[0];
-        EXPECT_STREQ(zstrlower(cs, lower.data()), row[3]) << row[0];
+        ZCodesetHandle const cs = qcs_cs_new(row.codeset);
+        EXPECT_STREQ(zstrupper(cs, std::string(row.text).data()), row.upper) << row.codeset;
+        EXPECT_STREQ(zstrlower(cs, std::string(row.text).data()), row.lower) << row.codeset;
     }
 }
 

@@ -1,5 +1,5 @@
-// The process's codesets, and strings and conversions in them. Nothing in this process uses the
-// library: every body runs in a child with a codeset of its own.
+// The process's codesets; strings, conversions and properties in them. Nothing in this process uses
+// the library: every body runs in a child with a codeset of its own.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -9,27 +9,20 @@
 #include <functional>
 #include <string>
 #include <thread>
-#include <utility>
 
 #include "Z/ZBuffer.h"
-#include "Z/ZException.h"
 #include "Z/ZGetLocale.h"
-#include "Z/ZLCConstString.h"
-#include "Z/ZLCString.h"
 #include "Z/ZMessage.h"
 #include "Z/ZQCSUTF8Converter.h"
-#include "Z/ZStringTokenizer.h"
-#include "Z/ZUTF8ConstString.h"
-#include "Z/ZUTF8String.h"
 #include "Z/zqcsutil.h"
 #include "support/processes.h"
+#include "support/properties.h"
 #include "support/strings.h"
 
 namespace {
 
+using namespace testsupport;
 using Body = std::function<void()>;
-using testsupport::bytesOf;
-using testsupport::checkString;
 
 constexpr char latin1[] = "en_US.ISO8859-1";
 constexpr char shiftJis[] = "ja_JP.SJIS";
@@ -37,8 +30,8 @@ constexpr char eucJp[] = "ja_JP.eucJP";
 
 /// Runs expectations in a child whose environment names `locale`, and `directory` as the data
 /// directory unless it is null.
-testsupport::Captured inLocale(char const* locale, char const* directory, Body const& body) {
-    return testsupport::captureChild([&] {
+Captured inLocale(char const* locale, char const* directory, Body const& body) {
+    return captureChild([&] {
         setenv("LC_ALL", locale, 1);
         directory == nullptr ? unsetenv("QCSDIR") : setenv("QCSDIR", directory, 1);
         body();
@@ -53,15 +46,6 @@ void holdsUnder(char const* locale, Body const& body) {
     EXPECT_EQ(child.err, "") << locale;
 }
 
-int occurrences(std::string const& text, std::string const& sub) {
-    int count = 0;
-    for (auto at = text.find(sub); at != std::string::npos; at = text.find(sub, at + 1))
-        ++count;
-    return count;
-}
-
-constexpr char noDirectory[] = "The QCSDIR environment variable is not set.";
-
 TEST(CodesetSetUpTest, TakesTheCodesetOfTheEnvironment) {
     struct {
         char const *locale, *name, *codeset;
@@ -70,63 +54,49 @@ TEST(CodesetSetUpTest, TakesTheCodesetOfTheEnvironment) {
                       {"C", "C", "US-ASCII", 1},
                       {"xx_XX.eucJP", "xx_XX.EUC-JP", "EUC-JP", 3},
                       {"xx_XX", "xx_XX", "US-ASCII", 1}};
-    for (auto const& row : rows) {
+    for (auto const& row : rows)
         holdsUnder(row.locale, [&] {
             EXPECT_STREQ(zgetlocale(), row.name);
             EXPECT_STREQ(zgetLocalCodesetName(), row.codeset);
             EXPECT_EQ(zlcs_mb_max(), row.greatest);
             EXPECT_EQ(zgetLCSHandle() == zgetUTF8Handle(), row.greatest == 4);
-            if (row.greatest == 4) {
-                EXPECT_STREQ(setlocale(LC_ALL, nullptr), "C.UTF-8");
-            }
+            EXPECT_STREQ(setlocale(LC_ALL, nullptr), row.greatest == 4 ? "C.UTF-8" : "C");
             ZUTF8String name("left over");
             EXPECT_EQ(ZGetLocale(name), 0);
             EXPECT_STREQ(name, row.name);
         });
-    }
+    TempDir const chosen;
+    writeFile(chosen.file("aliases"), "codeset house-set KOI8-R\n");
+    holdsUnder("xx_XX.House-Set", [&] {
+        zset_cs_dir(chosen.path().c_str());  // goes before the environment's
+        zset_cs_dir(nullptr);
+        EXPECT_STREQ(zgetLocalCodesetName(), "KOI8-R");
+    });
 }
 
 TEST(NoCodesetTest, IsReportedOnceAndAborts) {
-    struct {
-        char const *locale, *directory;
-        Body body;
-        std::string exception, message;
-    } const rows[] = {
-        {"C.UTF-8", nullptr, [] { zgetLCSHandle(); }, "ZNoQCSEnvironmentException", noDirectory},
-        {"C.UTF-8", nullptr, [] { zgetUTF8Handle(); }, "ZNoQCSEnvironmentException", noDirectory},
-        {"C.UTF-8", nullptr, [] { zlcs_mb_max(); }, "ZNoQCSEnvironmentException", noDirectory},
-        {"C.UTF-8", nullptr, [] { ZLCString("text"); }, "ZNoQCSEnvironmentException", noDirectory},
-        {"xx_XX.UTF-16", "/some/dir", [] { ZLCString("text").append('x'); }, "ZCodesetException",
-         "Codeset handle create failed for codeset \"UTF-16\".  QCSDIR is \"/some/dir\""},
-        {"xx_XX.a-codeset-whose-name-is-beyond-all-measure", "/tmp", [] { zgetLCSHandle(); },
-         "ZCodesetException",  // reported without it
-         "Codeset handle create failed for codeset \"\".  QCSDIR is \"/tmp\""},
-    };
-    for (auto const& row : rows) {
-        auto const child = inLocale(row.locale, row.directory, row.body);
+    constexpr char noDirectory[] = "The QCSDIR environment variable is not set.";
+    auto const aborts = [](char const* locale, char const* directory, std::string const& exception,
+                           std::string const& message, Body const& body) {
+        auto const child = inLocale(locale, directory, body);
+        auto const at = child.err.find("Exception: " + exception + "\n File: \"src/Z/zqcsutil\" ");
         EXPECT_EQ(child.status, -SIGABRT);
-        EXPECT_EQ(occurrences(child.err, "Exception: "), 1) << child.err;
-        std::string const start = row.exception + "\n File: \"src/Z/zqcsutil\" ";
-        EXPECT_EQ(occurrences(child.err, "Exception: " + start), 1) << child.err;
-        EXPECT_EQ(occurrences(child.err, row.message), 1) << child.err;
+        EXPECT_EQ(child.err.find("Exception: "), at) << child.err;
+        EXPECT_EQ(child.err.rfind("Exception: "), at) << child.err;
+        EXPECT_LT(at, child.err.find(message)) << child.err;
+        EXPECT_NE(child.err.find(message), std::string::npos) << child.err;
+    };
+    Body const uses[] = {[] { zgetLCSHandle(); }, [] { zgetUTF8Handle(); }, [] { zlcs_mb_max(); },
+                         [] { ZLCString("text").append('x'); }};
+    for (auto const& use : uses) {
+        aborts("C.UTF-8", nullptr, "ZNoQCSEnvironmentException", noDirectory, use);
+        aborts("xx_XX.UTF-16", "/some/dir", "ZCodesetException",
+               "Codeset handle create failed for codeset \"UTF-16\".  QCSDIR is \"/some/dir\"",
+               use);
     }
-}
-
-TEST(NoCodesetTest, NameGettersReportAndReturnNullAndNothingIsConverted) {
-    auto const child = inLocale("C.UTF-8", nullptr, [] {
-        std::array<char, 4> room{};
-        for (auto* const convert : {zlcs_to_utf8, zlcs_from_utf8}) {
-            EXPECT_EQ(convert("a", 1, room.data(), 0), 0);
-            EXPECT_EQ(convert("a", 0, room.data(), 4), 0);
-            EXPECT_EQ(convert(nullptr, 1, room.data(), 4), 0);
-            EXPECT_EQ(convert("a", 1, nullptr, 4), 0);
-        }
-        zset_cs_dir("/tmp");  // does not stand in for it
-        EXPECT_EQ(zgetLocalCodesetName(), nullptr);
-        EXPECT_EQ(zgetlocale(), nullptr);
-    });
-    EXPECT_EQ(child.status, 0) << child.out;
-    EXPECT_EQ(occurrences(child.err, noDirectory), 2) << "each call reports: " << child.err;
+    aborts("xx_XX.a-codeset-whose-name-is-beyond-all-measure", "/tmp", "ZCodesetException",
+           "Codeset handle create failed for codeset \"\".  QCSDIR is \"/tmp\"",  // without it
+           uses[0]);
 }
 
 /// A service that works with strings while it reports.
@@ -134,31 +104,32 @@ class StringyService : public ZDefaultMessageService {
   public:
     void outputException(ZZException const* e, va_list) const override {
         ZLCString text("report of ");
-        text.append(e->getName());
-        text.upper();
+        text.append(e->getName()).upper();
         fprintf(stderr, "%s: %u\n", text.getChars(), zgetLCSHandle());
     }
 };
 
-TEST(NoCodesetTest, LeavesStringsUsableWhileItIsReported) {
-    auto const child = inLocale("xx_XX.nosuchset", "/tmp", [] {
-        static StringyService const service;
-        ZMessageService::setMessageService(&service);
-        EXPECT_EQ(zgetLocalCodesetName(), nullptr);
-        EXPECT_EQ(zgetlocale(), nullptr);
-    });
-    EXPECT_EQ(child.status, 0) << child.out;
-    EXPECT_EQ(occurrences(child.err, "report of ZCodesetException: 0\n"), 2) << child.err;
-}
-
-TEST(DirectoryTest, TheChosenOneGoesBeforeTheEnvironments) {
-    testsupport::TempDir const chosen;
-    testsupport::writeFile(chosen.file("aliases"), "codeset house-set KOI8-R\n");
-    holdsUnder("xx_XX.House-Set", [&] {
-        zset_cs_dir(chosen.path().c_str());
-        zset_cs_dir(nullptr);
-        EXPECT_STREQ(zgetLocalCodesetName(), "KOI8-R");
-    });
+TEST(NoCodesetTest, NameGettersReportByWayOfStringsAndReturnNullAndNothingIsConverted) {
+    for (char const* const directory : {static_cast<char const*>(nullptr), "/tmp"}) {
+        auto const child = inLocale("xx_XX.nosuchset", directory, [] {
+            static StringyService const service;
+            ZMessageService::setMessageService(&service);
+            std::array<char, 4> room{};
+            for (auto* const convert : {zlcs_to_utf8, zlcs_from_utf8}) {
+                EXPECT_EQ(convert("a", 1, room.data(), 0), 0);
+                EXPECT_EQ(convert("a", 0, room.data(), 4), 0);
+                EXPECT_EQ(convert(nullptr, 1, room.data(), 4), 0);
+                EXPECT_EQ(convert("a", 1, nullptr, 4), 0);
+            }
+            zset_cs_dir("/tmp");  // does not stand in for the environment's
+            EXPECT_EQ(zgetLocalCodesetName(), nullptr);
+            EXPECT_EQ(zgetlocale(), nullptr);
+        });
+        EXPECT_EQ(child.status, 0) << child.out;
+        std::string const name = directory == nullptr ? "ZNoQCSEnvironment" : "ZCodeset";
+        std::string const report = "report of " + name + "Exception: 0\n";
+        EXPECT_EQ(child.err, report + report) << "each call reports";
+    }
 }
 
 TEST(LocalCodesetTest, ConvertsWithinItsRoomAndTakesEveryByteForACharacter) {
@@ -192,10 +163,15 @@ TEST(StringCodesetTest, ConvertsBetweenTheFamilies) {
     };
     for (auto const& row : rows) {
         holdsUnder(row.locale, [&] {
+            std::array<std::thread, 8> threads;  // their first strings set the codesets up
+            for (auto& thread : threads)
+                thread =
+                    std::thread([&] { EXPECT_STREQ(ZLCString(ZUTF8String(row.utf8)), row.local); });
+            for (auto& thread : threads)
+                thread.join();
             ZLCString const local(row.local);
             ZUTF8String const utf8(row.utf8);
             EXPECT_STREQ(ZUTF8String(local), row.utf8);
-            EXPECT_STREQ(ZLCString(utf8), row.local);
             EXPECT_STREQ(ZUTF8String(ZLCConstString(row.local)), row.utf8);
             EXPECT_STREQ(ZLCString(ZUTF8ConstString(row.utf8)), row.local);
             ZLCString assigned("before");
@@ -210,53 +186,37 @@ TEST(StringCodesetTest, ConvertsBetweenTheFamilies) {
     }
 }
 
-TEST(StringCodesetTest, ReservesByTheLengthOfTheSource) {
+TEST(StringCodesetTest, ReservesByTheLengthOfTheSourceAndIsEmptyWhereNothingComesOver) {
     holdsUnder(latin1, [] {
         std::string const text(100, '\xE9');
-        ZLCString const local(text.c_str());
-        ZUTF8String const utf8(local);
+        ZUTF8String const utf8(ZLCString(text.c_str()));
         EXPECT_EQ(utf8.getCapacity(), 301U);
         EXPECT_EQ(utf8.getLength(), 200U);
         ZLCString const back(utf8);
         EXPECT_EQ(back.getCapacity(), 401U);
-        EXPECT_EQ(bytesOf(back), text);
+        expectString(back, text);
         ZUTF8String own;
         own.setCapacity(301);
         own = text.c_str();
         own = ZLCConstString(own.getChars());  // a view of itself
-        EXPECT_STREQ(own, utf8);
-        checkString(utf8);
-        checkString(own);
-    });
-}
+        expectString(own, bytesOf(utf8));
 
-TEST(StringCodesetTest, IsEmptyWhereNothingComesOver) {
-    holdsUnder(latin1, [] {
         ZLCString string("before");
         string.convertFromCodeSet(ZUTF8String());
         EXPECT_STREQ(string, "before");
         ZLCConstString view("before");
-        for (const char* const text : {"euro €", "broken \xC3", ""}) {
+        for (char const* const foreign : {"euro €", "broken \xC3", ""}) {
             string = "before";
-            string = ZUTF8String(text);
+            string = ZUTF8String(foreign);
             EXPECT_STREQ(string, "");
             // What is not converted is still something else than an empty string.
-            EXPECT_EQ(string.compare(ZUTF8String(text)) == 0, *text == '\0');
-            view = ZUTF8ConstString(text);
+            EXPECT_EQ(string.compare(ZUTF8String(foreign)) == 0, *foreign == '\0');
+            view = ZUTF8ConstString(foreign);
             EXPECT_STREQ(view, "before") << "a view refuses another codeset silently";
         }
         EXPECT_NE(ZUTF8String("euro €").compare(ZLCString("euro ")), 0);
     });
-}
-
-TEST(StringCodesetTest, IsSetUpByFirstStringsOfSeveralThreads) {
-    holdsUnder(latin1, [] {
-        std::array<std::thread, 8> threads;
-        for (auto& thread : threads)
-            thread = std::thread([] { EXPECT_STREQ(ZLCString(ZUTF8String("é")), "\xE9"); });
-        for (auto& thread : threads)
-            thread.join();
-    });
+    holdsUnder(eucJp, [] { EXPECT_NE(ZUTF8String().compare(ZLCString("\xFF")), 0); });
 }
 
 TEST(StringCodesetTest, EditsByWholeCharacters) {
@@ -292,6 +252,8 @@ TEST(StringCodesetTest, SearchesAndSplitsByWholeCharacters) {
     holdsUnder(shiftJis, [] {
         EXPECT_EQ(ZLCString("a/\x83\x5C/b").lastIndexOf('/'), 4);
         EXPECT_EQ(ZLCString("a/\x83\x5C").lastIndexOf(0), 4);
+        EXPECT_EQ(ZLCString("").lastIndexOf(0), 0);
+        EXPECT_EQ(ZLCString("\x83\x83").lastIndexOf(0x83), 0) << "not the second byte";
         ZLCString const source("a\x83\\z\\c");
         ZLCString token;
         ZStringTokenizer tokens(source, token, ZUTF8String("\\"));
@@ -308,7 +270,7 @@ TEST(StringCodesetTest, SearchesAndSplitsByWholeCharacters) {
     });
 }
 
-TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNul) {
+TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNulAndNeedsTheDataDirectory) {
     holdsUnder(eucJp, [] {
         ZQCSUTF8Converter latin("ISO8859-1", nullptr);
         ZQCSUTF8Converter environments(nullptr, getenv("QCSDIR"));
@@ -318,7 +280,7 @@ TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNul) {
         EXPECT_STREQ(none.getLocalCodeSet(), "");
         ZBuffer out;
         auto const bytes = [&] {
-            return std::string(static_cast<const char*>(out.getBuffer()), out.getLength());
+            return std::string(static_cast<char const*>(out.getBuffer()), out.getLength());
         };
         EXPECT_EQ((latin.convertToUTF8("\xE9!", out), bytes()), std::string("é!\0", 4));
         EXPECT_EQ((latin.convertToLocal("é!", out), bytes()), std::string("\xE9!\0", 3));
@@ -327,16 +289,44 @@ TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNul) {
         EXPECT_EQ((latin.convertToLocal("€", out), bytes()).size(), 7U) << "reserved";
         EXPECT_EQ((none.convertToUTF8("ab", out), bytes()).size(), 7U);
         EXPECT_THROW(ZQCSUTF8Converter("no such codeset", nullptr), ZCodesetException);
-    });
-}
-
-TEST(Utf8ConverterTest, NeedsTheDataDirectory) {
-    holdsUnder("C.UTF-8", [] {
-        EXPECT_EQ(ZUTF8String("a").getCharCount(), 1);  // set up while there is one
         unsetenv("QCSDIR");
         EXPECT_THROW(ZQCSUTF8Converter(), ZNoQCSEnvironmentException);
         EXPECT_THROW(ZQCSUTF8Converter("UTF8", nullptr), ZNoQCSEnvironmentException);
         EXPECT_STREQ(ZQCSUTF8Converter("UTF8", "/tmp").getLocalCodeSet(), "UTF8");
+    });
+}
+
+TEST(PropertiesCodesetTest, ConvertsUtf8TextBothWaysAndRefusesWhatTheCodesetLacks) {
+    holdsUnder(latin1, [] {
+        ZStanzaFileProperties properties(1);
+        properties.setValue("s", "k", ZUTF8String("ü"), 0);
+        ZUTF8String out;
+        properties.getValue("s", "k", out);
+        EXPECT_STREQ(out, "ü");
+        ZUTF8String const euro("€");
+        ZUTF8ConstString const view("€");
+        ZArrayList values(1, 0);
+        values.add(const_cast<ZUTF8String*>(&euro));
+        EXPECT_THROW(properties.setValue("s", "k", euro, 0), ZFromUTF8Exception);
+        EXPECT_THROW(properties.setValue("s", "k", view, 1), ZFromUTF8Exception);
+        EXPECT_THROW(properties.addValues("s", "k", values), ZFromUTF8Exception);
+        EXPECT_EQ(valuesOf(properties, "s", "k"), Texts{"\xFC"});
+    });
+}
+
+TEST(PropertiesCodesetTest, LeavesNoHalfOfAListBehindMalformedText) {
+    holdsUnder(eucJp, [] {
+        ZStanzaFileProperties properties(1);
+        properties.addValue("s", "k", "good");
+        properties.addValue("s", "k", "bad \xff text");
+        EXPECT_EQ(valueOf(properties, "s", "k"), "bad \xff text");
+        for (int const owned : {0, 1}) {
+            ZArrayList values(1, owned);
+            EXPECT_THROW(properties.getValues("s", "k", values, zpropUTF8), ZToUTF8Exception);
+            EXPECT_EQ(values.size(), 0U);
+        }
+        ZUTF8String out;
+        EXPECT_THROW(properties.getValue("s", "k", out), ZToUTF8Exception);
     });
 }
 

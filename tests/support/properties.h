@@ -4,9 +4,11 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -84,6 +86,13 @@ class StanzaFile {
     TempDir directory;
 };
 
+/// A stanza file with the object that edits it, and keeps its comments.
+class EditedFile : public StanzaFile {
+  public:
+    explicit EditedFile(std::string const& bytes) : StanzaFile(bytes) {}
+    ZStanzaFileProperties properties{path().c_str(), 1};
+};
+
 /// Takes a lock on a whole file; the descriptor, or -1 when somebody else has one.
 inline int lockWhole(std::string const& path, int command, short type) {
     int const fd = open(path.c_str(), O_RDWR);
@@ -114,6 +123,31 @@ class FileHolder {
   private:
     Companion process;
 };
+
+/// Runs `body`, which has expectations, in a child.
+template <class Body>
+void expectInChild(Body body) {
+    EXPECT_EQ(inChild([&] {
+                  body();
+                  return testing::Test::HasFailure() ? 1 : 0;
+              }),
+              0);
+}
+
+/// Runs `body` in a thread that is already cancelled; whether the thread ends of that, in `body` or
+/// behind it.
+inline bool endsCancelled(std::function<void()> body) {
+    auto const run = [](void* what) -> void* {
+        pthread_cancel(pthread_self());
+        (*static_cast<std::function<void()>*>(what))();
+        pthread_testcancel();
+        return nullptr;
+    };
+    pthread_t thread{};
+    void* result = nullptr;
+    if (pthread_create(&thread, nullptr, run, &body) != 0) return false;
+    return pthread_join(thread, &result) == 0 && result == PTHREAD_CANCELED;
+}
 
 [[nodiscard]] inline struct stat statusOf(std::string const& path) {
     struct stat status {};

@@ -16,6 +16,7 @@ static void fail(char const* what, int line) {
     ++failures;
 }
 #define CHECK(condition) ((condition) ? (void)0 : fail(#condition, __LINE__))
+#define CHECK_ANSWER(call, answer, code) CHECK((call) == (answer) && rc == (code))
 #define CHECK_TEXT(text, expected) CHECK((text) != NULL && strcmp((text), (expected)) == 0)
 
 static void write_file(char const* bytes) {
@@ -57,9 +58,8 @@ static void test_opening(void) {
     write_file("nonsense\n");
     for (i = 0; i < sizeof rows / sizeof rows[0]; ++i) {
         ZPROP_stz_handle* handle = (ZPROP_stz_handle*)sample;
-        CHECK((int)zstzPropOpen(&handle, rows[i].name, (ZPROPOpenMode)rows[i].mode) ==
-              rows[i].code);
-        CHECK(handle == NULL);
+        int const code = zstzPropOpen(&handle, rows[i].name, (ZPROPOpenMode)rows[i].mode);
+        CHECK(code == rows[i].code && handle == NULL);
     }
     CHECK(zstzPropOpen(NULL, path, ZPROP_OPEN_READ) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropClose(NULL) == ZPROP_INVALID_ARGUMENT);
@@ -70,21 +70,21 @@ static void test_reading(void) {
     char* text = NULL;
     char block[16] = "abcdefg";
     ZPROP_stz_handle* handle = open_file(sample);
-    CHECK(zstzPropExists(handle, "net", NULL, &rc) == 1 && rc == 0);
     CHECK(zstzPropExists(handle, "net", "port", NULL) == 1);
-    CHECK(zstzPropExists(handle, "net", "none", &rc) == 0 && rc == 0);
-    CHECK(zstzPropExists(handle, NULL, "port", &rc) == 0 && rc == ZPROP_INVALID_ARGUMENT);
-    CHECK(zstzPropExists(handle, "", "port", &rc) == 0 && rc == ZPROP_INVALID_ARGUMENT);
-    CHECK(zstzPropNumStanzas(handle, &rc) == 1 && rc == 0);
-    CHECK(zstzPropNumKeys(handle, "net", &rc) == 5 && rc == 0);
-    CHECK(zstzPropNumValues(handle, "net", "host", &rc) == 2 && rc == 0);
-    CHECK(zstzPropGetIntegerValue(handle, "net", "port", 1, &rc) == 80 && rc == 0);
-    zstzPropGetIntegerValue(handle, "net", "word", 1, &rc);
-    CHECK(rc == ZPROP_INVALID_VALUE);
-    CHECK(zstzPropGetBooleanValue(handle, "net", "fast", 0, &rc) == 1 && rc == 0);
-    zstzPropGetBooleanValue(handle, "net", "word", 0, &rc);
-    CHECK(rc == ZPROP_INVALID_VALUE);
-    CHECK(zstzPropGetBooleanValue(handle, "net", "none", 1, &rc) == 0 && rc == ZPROP_MISSING_KEY);
+    CHECK_ANSWER(zstzPropExists(handle, "net", NULL, &rc), 1, ZPROP_OK);
+    CHECK_ANSWER(zstzPropExists(handle, "net", "none", &rc), 0, ZPROP_OK);
+    CHECK_ANSWER(zstzPropExists(handle, NULL, "port", &rc), 0, ZPROP_INVALID_ARGUMENT);
+    CHECK_ANSWER(zstzPropExists(handle, "", "port", &rc), 0, ZPROP_INVALID_ARGUMENT);
+    CHECK_ANSWER(zstzPropNumStanzas(handle, &rc), 1, ZPROP_OK);
+    CHECK_ANSWER(zstzPropNumKeys(handle, "net", &rc), 5, ZPROP_OK);
+    CHECK_ANSWER(zstzPropNumValues(handle, "net", "host", &rc), 2, ZPROP_OK);
+    CHECK_ANSWER(zstzPropGetIntegerValue(handle, "net", "port", 1, &rc), 80, ZPROP_OK);
+    CHECK_ANSWER(zstzPropGetIntegerValue(handle, "net", "word", 1, &rc), 0, ZPROP_INVALID_VALUE);
+    CHECK_ANSWER(zstzPropGetBooleanValue(handle, "net", "fast", 0, &rc), 1, ZPROP_OK);
+    CHECK_ANSWER(zstzPropGetBooleanValue(handle, "net", "word", 0, &rc), 0, ZPROP_INVALID_VALUE);
+    CHECK_ANSWER(zstzPropGetBooleanValue(handle, "net", "none", 1, &rc), 0, ZPROP_MISSING_KEY);
+    CHECK_ANSWER(zstzPropGetStringValue(handle, "net", "empty", 0, &rc), NULL, ZPROP_OK);
+    CHECK_ANSWER(zstzPropGetStringValue(handle, "net", "empty", 1, &rc), NULL, ZPROP_MISSING_KEY);
 
     text = zstzPropGetStringValue(handle, "net", "host", 1, &rc);
     CHECK_TEXT(text, "b");
@@ -92,9 +92,6 @@ static void test_reading(void) {
     zstzPropFree(NULL);
     zstzPropFree(block + 8);
     CHECK_TEXT(block, "abcdefg");
-    CHECK(zstzPropGetStringValue(handle, "net", "empty", 0, &rc) == NULL && rc == 0);
-    CHECK(zstzPropGetStringValue(handle, "net", "empty", 1, &rc) == NULL);
-    CHECK(rc == ZPROP_MISSING_KEY);
     CHECK(zstzPropClose(handle) == ZPROP_OK);
 }
 
@@ -185,9 +182,9 @@ static void test_walking_keys(void) {
     ZPROP_iter_handle* keys = NULL;
     ZPROP_stz_handle* handle = open_file("[net]\nhost = a\nhost = b\nempty =\n");
     CHECK(zstzPropIter_init(handle, "net", NULL, &keys) == ZPROP_OK);
-    CHECK(zstzPropIter_getKey(keys, &rc) == NULL && rc == ZPROP_ITERATOR_ERROR);
-    CHECK(zstzPropIter_numKeys(keys, &rc) == 2 && rc == 0);
-    CHECK(zstzPropIter_numValues(keys, &rc) == 0 && rc == ZPROP_ITERATOR_ERROR);
+    CHECK_ANSWER(zstzPropIter_getKey(keys, &rc), NULL, ZPROP_ITERATOR_ERROR);
+    CHECK_ANSWER(zstzPropIter_numKeys(keys, &rc), 2, ZPROP_OK);
+    CHECK_ANSWER(zstzPropIter_numValues(keys, &rc), 0, ZPROP_ITERATOR_ERROR);
     CHECK(zstzPropIter_addValue(keys, "v") == ZPROP_ITERATOR_ERROR);
     CHECK(zstzPropIter_chgValue(keys, "v") == ZPROP_ITERATOR_ERROR);
     CHECK(zstzPropIter_rmvValue(keys) == ZPROP_ITERATOR_ERROR);
@@ -197,17 +194,17 @@ static void test_walking_keys(void) {
     CHECK(zstzPropSetStringValue(handle, "net", "host", "c") == ZPROP_OK);
     CHECK_TEXT(zstzPropIter_getValue(keys, &rc), "c");
     CHECK_TEXT(first, "a"); /* until the iterator moves */
-    CHECK(zstzPropIter_next(keys, &rc) == 1 && rc == 0);
-    CHECK(zstzPropIter_getValue(keys, &rc) == NULL && rc == 0);
-    CHECK(zstzPropIter_next(keys, &rc) == 0 && rc == 0);
-    CHECK(zstzPropIter_getValue(keys, &rc) == NULL && rc == ZPROP_ITERATOR_ERROR);
+    CHECK_ANSWER(zstzPropIter_next(keys, &rc), 1, ZPROP_OK);
+    CHECK_ANSWER(zstzPropIter_getValue(keys, &rc), NULL, ZPROP_OK);
+    CHECK_ANSWER(zstzPropIter_next(keys, &rc), 0, ZPROP_OK);
+    CHECK_ANSWER(zstzPropIter_getValue(keys, &rc), NULL, ZPROP_ITERATOR_ERROR);
     CHECK(zstzPropIter_close(keys) == ZPROP_OK);
 
     CHECK(zstzPropIter_init(handle, NULL, NULL, &keys) == ZPROP_INVALID_ARGUMENT && keys == NULL);
     CHECK(zstzPropIter_init(handle, "", NULL, &keys) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropIter_init(handle, "net", "", &keys) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropIter_init(handle, "net", NULL, NULL) == ZPROP_INVALID_ARGUMENT);
-    CHECK(zstzPropIter_next(NULL, &rc) == 0 && rc == ZPROP_INVALID_ARGUMENT);
+    CHECK_ANSWER(zstzPropIter_next(NULL, &rc), 0, ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropIter_close(NULL) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropClose(handle) == ZPROP_OK);
 }

@@ -76,33 +76,29 @@ TEST(PropertiesLockTest, aLoadSharesTheFileAndKeepsWritersOut) {
 }
 
 TEST(PropertiesLockTest, noReaderEverSeesHalfAFile) {
-    StanzaFile const file("[s]\na = 0\nb = 0\n");
+    EditedFile file("[s]\na = 0\nb = 0\n");
     constexpr std::size_t rounds = 60;
-    auto const isBusy = [](auto const& work) {
-        try {
-            work();
-            return false;
-        } catch (ZPropertiesIOException const&) {
-            return true;
-        }
+    auto const untilFree = [](auto const& work) {
+        for (;;)
+            try {
+                return work();
+            } catch (ZPropertiesIOException const&) {
+                continue;  // the other one has it
+            }
     };
     Companion writer([&](Companion&) {
-        ZStanzaFileProperties properties(file.path().c_str(), 1);
         for (std::size_t i = 1; i <= rounds; ++i) {
             // The length changes with the value, so that halves would not fit together.
             for (char const* const key : {"a", "b"})
-                properties.setValue("s", key, std::string(i * 37, 'x').c_str());
-            while (isBusy([&] { properties.store(); }))
-                continue;
+                file.properties.setValue("s", key, std::string(i * 37, 'x').c_str());
+            untilFree([&] { file.properties.store(); });
         }
         return 0;
     });
-    ZStanzaFileProperties reader(1);
-    for (std::size_t length = 0; length < rounds * 37;) {
-        if (isBusy([&] { reader.reload(file.path().c_str()); })) continue;
-        std::string const value = valueOf(reader, "s", "a");
-        ASSERT_EQ(value, valueOf(reader, "s", "b"));
-        length = value.size();
+    for (std::string value; value.size() < rounds * 37;) {
+        untilFree([&] { file.properties.reload(); });
+        value = valueOf(file.properties, "s", "a");
+        ASSERT_EQ(value, valueOf(file.properties, "s", "b"));
     }
     EXPECT_EQ(writer.join(), 0);
 }

@@ -372,11 +372,8 @@ TEST(PropertiesCompanionTest, aDamagedOrMissingOneFailsTheLoadAndIsNotOverwritte
     int const before = openDescriptors();
     for (std::size_t length = 1; length < whole.size(); ++length) {
         writeFile(companion, whole.substr(0, length));
-        auto const e = raisedBy<Invalid>([&] { properties.reload(file.path().c_str()); });
-        ASSERT_TRUE(e);
-        EXPECT_EQ(e->propFile(), companion);
-        EXPECT_EQ(e->badline(), 0);
-        EXPECT_THROW(properties.store(), Invalid);
+        ASSERT_THROW(properties.reload(file.path().c_str()), Invalid);
+        ASSERT_THROW(properties.store(), Invalid);
         EXPECT_EQ(readFile(companion), whole.substr(0, length));
     }
     std::string const refusal = ioText(companion, "mapFile()", EINVAL);

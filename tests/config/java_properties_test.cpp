@@ -23,6 +23,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using namespace testsupport;
 
 using Pairs = std::map<std::string, std::string>;
@@ -224,6 +225,7 @@ Form const forms[] = {
     {"k", "a\fb", "k=a\\fb", lost, "k = a\fb", kept},
     {"k", "a\nb", "k=a\\nb", lost, "k = a\nb", lost},
     {"k", "\x01\x1F", "k=\\u0001\\u001F", kept, "k = \x01\x1F", kept},
+    {"k", "a\0b"s, "k=a\\u0000b", kept, "k = a\0b"s, kept},
     {"k", "a\x7F-", "k=a\\u007F-", kept, "k = a\\u-", lost},
     {"k", "\xC2\x80\xC3\xA9\xD0\x96", "k=\\u0080\\u00E9\\u0416", kept, "k = \\u0080\\u00e9\\u0416",
      kept},
@@ -251,7 +253,9 @@ TEST(JavaPropertiesTest, ReadsWhatJavaWritesAndItselfWhereTheFormatsMeet) {
     for (Form const& form : forms) {
         SCOPED_TRACE(form.line);
         ZUTF8String const key(form.key.c_str());
-        ZUTF8String const value(form.value.c_str());
+        ZUTF8String value;
+        for (char const c : form.value)
+            value.append(c);
         Pairs const pair{{form.key, form.value}};
         if (form.java != nullptr) {
             std::string const heading = "#generated\n#Thu Jan 01 00:00:00 UTC 1970\n";

@@ -10,12 +10,15 @@
 
 static int failures = 0;
 static char path[64];
+static ZPROP_stz_handle* handle; /* of the test's file */
+static int rc;
 
 static void fail(char const* what, int line) {
     fprintf(stderr, "%s:%d: %s\n", __FILE__, line, what);
     ++failures;
 }
 #define CHECK(condition) ((condition) ? (void)0 : fail(#condition, __LINE__))
+#define CHECK_ANSWER(call, answer, code) CHECK((call) == (answer) && rc == (code))
 #define CHECK_TEXT(text, expected) CHECK((text) != NULL && strcmp((text), (expected)) == 0)
 
 static void write_file(char const* bytes) {
@@ -30,14 +33,6 @@ static void check_file(char const* expected, int line) {
     bytes[fread(bytes, 1, sizeof bytes - 1, file)] = '\0';
     fclose(file);
     if (strcmp(bytes, expected) != 0) fail(bytes, line);
-}
-
-static ZPROP_stz_handle* open_file(char const* bytes) {
-    ZPROP_stz_handle* handle = NULL;
-    write_file(bytes);
-    CHECK(zstzPropOpen(&handle, path, ZPROP_OPEN_READ) == ZPROP_OK);
-    CHECK(handle != NULL);
-    return handle;
 }
 
 static char const sample[] =
@@ -56,35 +51,32 @@ static void test_opening(void) {
     size_t i = 0;
     write_file("nonsense\n");
     for (i = 0; i < sizeof rows / sizeof rows[0]; ++i) {
-        ZPROP_stz_handle* handle = (ZPROP_stz_handle*)sample;
-        CHECK((int)zstzPropOpen(&handle, rows[i].name, (ZPROPOpenMode)rows[i].mode) ==
-              rows[i].code);
-        CHECK(handle == NULL);
+        ZPROP_stz_handle* opened = (ZPROP_stz_handle*)sample;
+        int const code = zstzPropOpen(&opened, rows[i].name, (ZPROPOpenMode)rows[i].mode);
+        CHECK(code == rows[i].code && opened == NULL);
     }
     CHECK(zstzPropOpen(NULL, path, ZPROP_OPEN_READ) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropClose(NULL) == ZPROP_INVALID_ARGUMENT);
 }
 
 static void test_reading(void) {
-    int rc = -1;
     char* text = NULL;
     char block[16] = "abcdefg";
-    ZPROP_stz_handle* handle = open_file(sample);
-    CHECK(zstzPropExists(handle, "net", NULL, &rc) == 1 && rc == 0);
     CHECK(zstzPropExists(handle, "net", "port", NULL) == 1);
-    CHECK(zstzPropExists(handle, "net", "none", &rc) == 0 && rc == 0);
-    CHECK(zstzPropExists(handle, NULL, "port", &rc) == 0 && rc == ZPROP_INVALID_ARGUMENT);
-    CHECK(zstzPropExists(handle, "", "port", &rc) == 0 && rc == ZPROP_INVALID_ARGUMENT);
-    CHECK(zstzPropNumStanzas(handle, &rc) == 1 && rc == 0);
-    CHECK(zstzPropNumKeys(handle, "net", &rc) == 5 && rc == 0);
-    CHECK(zstzPropNumValues(handle, "net", "host", &rc) == 2 && rc == 0);
-    CHECK(zstzPropGetIntegerValue(handle, "net", "port", 1, &rc) == 80 && rc == 0);
-    zstzPropGetIntegerValue(handle, "net", "word", 1, &rc);
-    CHECK(rc == ZPROP_INVALID_VALUE);
-    CHECK(zstzPropGetBooleanValue(handle, "net", "fast", 0, &rc) == 1 && rc == 0);
-    zstzPropGetBooleanValue(handle, "net", "word", 0, &rc);
-    CHECK(rc == ZPROP_INVALID_VALUE);
-    CHECK(zstzPropGetBooleanValue(handle, "net", "none", 1, &rc) == 0 && rc == ZPROP_MISSING_KEY);
+    CHECK_ANSWER(zstzPropExists(handle, "net", NULL, &rc), 1, ZPROP_OK);
+    CHECK_ANSWER(zstzPropExists(handle, "net", "none", &rc), 0, ZPROP_OK);
+    CHECK_ANSWER(zstzPropExists(handle, NULL, "port", &rc), 0, ZPROP_INVALID_ARGUMENT);
+    CHECK_ANSWER(zstzPropExists(handle, "", "port", &rc), 0, ZPROP_INVALID_ARGUMENT);
+    CHECK_ANSWER(zstzPropNumStanzas(handle, &rc), 1, ZPROP_OK);
+    CHECK_ANSWER(zstzPropNumKeys(handle, "net", &rc), 5, ZPROP_OK);
+    CHECK_ANSWER(zstzPropNumValues(handle, "net", "host", &rc), 2, ZPROP_OK);
+    CHECK_ANSWER(zstzPropGetIntegerValue(handle, "net", "port", 1, &rc), 80, ZPROP_OK);
+    CHECK_ANSWER(zstzPropGetIntegerValue(handle, "net", "word", 1, &rc), 0, ZPROP_INVALID_VALUE);
+    CHECK_ANSWER(zstzPropGetBooleanValue(handle, "net", "fast", 0, &rc), 1, ZPROP_OK);
+    CHECK_ANSWER(zstzPropGetBooleanValue(handle, "net", "word", 0, &rc), 0, ZPROP_INVALID_VALUE);
+    CHECK_ANSWER(zstzPropGetBooleanValue(handle, "net", "none", 1, &rc), 0, ZPROP_MISSING_KEY);
+    CHECK_ANSWER(zstzPropGetStringValue(handle, "net", "empty", 0, &rc), NULL, ZPROP_OK);
+    CHECK_ANSWER(zstzPropGetStringValue(handle, "net", "empty", 1, &rc), NULL, ZPROP_MISSING_KEY);
 
     text = zstzPropGetStringValue(handle, "net", "host", 1, &rc);
     CHECK_TEXT(text, "b");
@@ -92,10 +84,6 @@ static void test_reading(void) {
     zstzPropFree(NULL);
     zstzPropFree(block + 8);
     CHECK_TEXT(block, "abcdefg");
-    CHECK(zstzPropGetStringValue(handle, "net", "empty", 0, &rc) == NULL && rc == 0);
-    CHECK(zstzPropGetStringValue(handle, "net", "empty", 1, &rc) == NULL);
-    CHECK(rc == ZPROP_MISSING_KEY);
-    CHECK(zstzPropClose(handle) == ZPROP_OK);
 }
 
 static void test_request_lists(void) {
@@ -119,7 +107,6 @@ static void test_request_lists(void) {
         {ZPROP_ITEM_STRING, "net", "port", 0, NULL},
     };
     size_t i = 0;
-    ZPROP_stz_handle* handle = open_file(sample);
     CHECK(zstzPropGetValues(handle, items, 6) == ZPROP_OK);
     CHECK(port == 80 && fast == 1 && none == NULL);
     CHECK_TEXT(host, "b");
@@ -149,11 +136,9 @@ static void test_request_lists(void) {
     CHECK(zstzPropGetValues(handle, NULL, 1) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropGetValues(handle, items, -1) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropGetValues(handle, NULL, 0) == ZPROP_OK);
-    CHECK(zstzPropClose(handle) == ZPROP_OK);
 }
 
 static void test_editing(void) {
-    ZPROP_stz_handle* handle = open_file("[old]\nk = 1\n[net]\nport = 1\n");
     CHECK(zstzPropSetStringValue(handle, "net", "host", "h") == ZPROP_OK);
     CHECK(zstzPropSetStringValue(handle, "net", "bare", NULL) == ZPROP_OK);
     CHECK(zstzPropSetIntegerValue(handle, "net", "port", 4294967295u) == ZPROP_OK);
@@ -175,19 +160,16 @@ static void test_editing(void) {
 
     CHECK(zstzPropStore(handle, NULL) == ZPROP_OK);
     CHECK(zstzPropStore(handle, "/no/such/directory/file") == ZPROP_IO_ERROR);
-    CHECK(zstzPropClose(handle) == ZPROP_OK);
     check_file("#top\n[net]\n#all\nport = 4294967295\n#one\nhost = h\nbare =\nfast = yes\n",
                __LINE__);
 }
 
 static void test_walking_keys(void) {
-    int rc = -1;
     ZPROP_iter_handle* keys = NULL;
-    ZPROP_stz_handle* handle = open_file("[net]\nhost = a\nhost = b\nempty =\n");
     CHECK(zstzPropIter_init(handle, "net", NULL, &keys) == ZPROP_OK);
-    CHECK(zstzPropIter_getKey(keys, &rc) == NULL && rc == ZPROP_ITERATOR_ERROR);
-    CHECK(zstzPropIter_numKeys(keys, &rc) == 2 && rc == 0);
-    CHECK(zstzPropIter_numValues(keys, &rc) == 0 && rc == ZPROP_ITERATOR_ERROR);
+    CHECK_ANSWER(zstzPropIter_getKey(keys, &rc), NULL, ZPROP_ITERATOR_ERROR);
+    CHECK_ANSWER(zstzPropIter_numKeys(keys, &rc), 2, ZPROP_OK);
+    CHECK_ANSWER(zstzPropIter_numValues(keys, &rc), 0, ZPROP_ITERATOR_ERROR);
     CHECK(zstzPropIter_addValue(keys, "v") == ZPROP_ITERATOR_ERROR);
     CHECK(zstzPropIter_chgValue(keys, "v") == ZPROP_ITERATOR_ERROR);
     CHECK(zstzPropIter_rmvValue(keys) == ZPROP_ITERATOR_ERROR);
@@ -197,25 +179,22 @@ static void test_walking_keys(void) {
     CHECK(zstzPropSetStringValue(handle, "net", "host", "c") == ZPROP_OK);
     CHECK_TEXT(zstzPropIter_getValue(keys, &rc), "c");
     CHECK_TEXT(first, "a"); /* until the iterator moves */
-    CHECK(zstzPropIter_next(keys, &rc) == 1 && rc == 0);
-    CHECK(zstzPropIter_getValue(keys, &rc) == NULL && rc == 0);
-    CHECK(zstzPropIter_next(keys, &rc) == 0 && rc == 0);
-    CHECK(zstzPropIter_getValue(keys, &rc) == NULL && rc == ZPROP_ITERATOR_ERROR);
+    CHECK_ANSWER(zstzPropIter_next(keys, &rc), 1, ZPROP_OK);
+    CHECK_ANSWER(zstzPropIter_getValue(keys, &rc), NULL, ZPROP_OK);
+    CHECK_ANSWER(zstzPropIter_next(keys, &rc), 0, ZPROP_OK);
+    CHECK_ANSWER(zstzPropIter_getValue(keys, &rc), NULL, ZPROP_ITERATOR_ERROR);
     CHECK(zstzPropIter_close(keys) == ZPROP_OK);
 
     CHECK(zstzPropIter_init(handle, NULL, NULL, &keys) == ZPROP_INVALID_ARGUMENT && keys == NULL);
     CHECK(zstzPropIter_init(handle, "", NULL, &keys) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropIter_init(handle, "net", "", &keys) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropIter_init(handle, "net", NULL, NULL) == ZPROP_INVALID_ARGUMENT);
-    CHECK(zstzPropIter_next(NULL, &rc) == 0 && rc == ZPROP_INVALID_ARGUMENT);
+    CHECK_ANSWER(zstzPropIter_next(NULL, &rc), 0, ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropIter_close(NULL) == ZPROP_INVALID_ARGUMENT);
-    CHECK(zstzPropClose(handle) == ZPROP_OK);
 }
 
 static void test_walking_values(void) {
-    int rc = -1;
     ZPROP_iter_handle* values = NULL;
-    ZPROP_stz_handle* handle = open_file("[s]\nk = 1\nk = 2\nk = 3\n");
     CHECK(zstzPropIter_init(handle, "s", "k", &values) == ZPROP_OK);
     CHECK_TEXT(zstzPropIter_getKey(values, &rc), "k");
     CHECK(zstzPropIter_getValue(values, &rc) == NULL && rc == ZPROP_ITERATOR_ERROR);
@@ -235,8 +214,16 @@ static void test_walking_values(void) {
     CHECK(zstzPropIter_numValues(values, &rc) == 3 && rc == 0);
     CHECK(zstzPropIter_close(values) == ZPROP_OK);
     CHECK(zstzPropStore(handle, path) == ZPROP_OK);
-    CHECK(zstzPropClose(handle) == ZPROP_OK);
     check_file("[s]\nk = two\nk = 3\nk = 4\n", __LINE__);
+}
+
+/* Runs a test with a file of these bytes, which it may store. */
+static void with_file(char const* bytes, void (*test)(void)) {
+    write_file(bytes);
+    CHECK(zstzPropOpen(&handle, path, ZPROP_OPEN_READ) == ZPROP_OK && handle != NULL);
+    rc = -1;
+    test();
+    CHECK(zstzPropClose(handle) == ZPROP_OK);
 }
 
 int main(void) {
@@ -244,11 +231,11 @@ int main(void) {
     if (mkdtemp(directory) == NULL) return 99;
     snprintf(path, sizeof path, "%s/settings", directory);
     test_opening();
-    test_reading();
-    test_request_lists();
-    test_editing();
-    test_walking_keys();
-    test_walking_values();
+    with_file(sample, test_reading);
+    with_file(sample, test_request_lists);
+    with_file("[old]\nk = 1\n[net]\nport = 1\n", test_editing);
+    with_file("[net]\nhost = a\nhost = b\nempty =\n", test_walking_keys);
+    with_file("[s]\nk = 1\nk = 2\nk = 3\n", test_walking_values);
     unlink(path);
     rmdir(directory);
     return failures == 0 ? 0 : 1;

@@ -1,4 +1,5 @@
 // link: static
+// wrap: malloc,calloc,strdup
 // The records behind the C interface's handles: how they are told from other memory, and what may
 // leave its functions.
 #include <gtest/gtest.h>
@@ -6,28 +7,43 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <new>
 #include <stdexcept>
 
 #include "Z/c_interface/handles.h"
+#include "support/faults.h"
 #include "support/properties.h"
+
+WRAP(malloc, void*, nullptr, (size_t size), (size))
+WRAP(calloc, void*, nullptr, (size_t count, size_t size), (count, size))
+WRAP(strdup, char*, nullptr, (char const* text), (text))
 
 namespace {
 
-using testsupport::StanzaFile;
-using testsupport::valueOf;
+using namespace testsupport;
 
-constexpr char sample[] = "[s]\nk = 1\nk = 2\n";
-
-/// Does something when the object changes.
+/// Does something when the object changes, as long as it lives.
 class Acting : public ZObserverInterface {
   public:
-    explicit Acting(std::function<void()> what) : act(std::move(what)) {}
+    Acting(ZStanzaFileProperties& ofObject, void (*what)()) : object(ofObject), act(what) {
+        object.addObserver(this);
+    }
+    ~Acting() { object.deleteObserver(this); }
     void update(ZAbstractObservable*, ZObservedParm const&) override { act(); }
 
   private:
-    std::function<void()> act;
+    ZStanzaFileProperties& object;
+    void (*act)();
+};
+
+struct StanzaHandleTest : testing::Test {
+    void SetUp() override {
+        ASSERT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_WRITE), ZPROP_OK);
+    }
+    void TearDown() override { EXPECT_EQ(zstzPropClose(handle), ZPROP_OK); }
+
+    StanzaFile file{"[s]\nk = 1\nk = 2\n"};
+    ZPROP_stz_handle* handle = nullptr;
 };
 
 /// One call of each kind, on whatever handle it is given.
@@ -43,20 +59,7 @@ void expectRefused(ZPROP_stz_handle* handle) {
         EXPECT_EQ(code, ZPROP_INVALID_ARGUMENT);
 }
 
-/// A handle of a file.
-struct Opened {
-    StanzaFile file{sample};
-    ZPROP_stz_handle* handle = nullptr;
-
-    Opened() { EXPECT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_WRITE), ZPROP_OK); }
-    ~Opened() { EXPECT_EQ(zstzPropClose(handle), ZPROP_OK); }
-    Opened(Opened const&) = delete;
-    Opened& operator=(Opened const&) = delete;
-};
-
-TEST(StanzaHandleTest, isKnownByBothMarkers) {
-    Opened const opened;
-    ZPROP_stz_handle* const handle = opened.handle;
+TEST_F(StanzaHandleTest, isKnownByBothMarkers) {
     std::uint32_t const markers[] = {0xbeeff00dU, 0xd00ffeebU};
     std::size_t i = 0;
     expectRefused(nullptr);
@@ -80,66 +83,65 @@ TEST(StanzaHandleTest, isKnownByBothMarkers) {
     EXPECT_EQ(zstzPropIter_close(iterator), ZPROP_OK);
 }
 
-TEST(StanzaHandleTest, isNoHandleAnyMoreWhenItsMemoryIsFreed) {
-    StanzaFile const file(sample);
+TEST_F(StanzaHandleTest, isNoHandleAnyMoreWhenItsMemoryIsFreed) {
     alignas(ZPROP_stz_handle) unsigned char memory[sizeof(ZPROP_stz_handle)];
-    auto* const handle = new (memory) ZPROP_stz_handle(file.path().c_str(), ZPROP_OPEN_READ);
-    EXPECT_TRUE(zfc::c_interface::isHandle(handle));
-    void const* const markers[] = {&handle->first, &handle->second};
-    handle->~ZPROP_stz_handle();
-    for (void const* const marker : markers) {
-        std::uint32_t left = 1;
-        std::memcpy(&left, marker, sizeof left);
-        EXPECT_EQ(left, 0U);
-    }
+    auto* const gone = new (memory) ZPROP_stz_handle(file.path().c_str(), ZPROP_OPEN_READ);
+    void const* const markers[] = {&gone->first, &gone->second};
+    gone->~ZPROP_stz_handle();
+    for (void const* const marker : markers)
+        EXPECT_EQ(std::memcmp(marker, "\0\0\0", 4), 0);
 }
 
-TEST(StanzaHandleTest, textsCarryTheirGuardWordInFront) {
-    Opened const opened;
-    char* const text = zstzPropGetStringValue(opened.handle, "s", "k", 1, nullptr);
+TEST_F(StanzaHandleTest, textsCarryTheirGuardWordInFront) {
+    char* const text = zstzPropGetStringValue(handle, "s", "k", 1, nullptr);
     ASSERT_STREQ(text, "2");
-    std::uint32_t guard = 0;
-    std::memcpy(&guard, text - sizeof guard, sizeof guard);
-    EXPECT_EQ(guard, 0xc0ffeeeeU);
-    guard ^= 1U;
-    std::memcpy(text - sizeof guard, &guard, sizeof guard);
+    std::uint32_t guard = 0xc0ffeeeeU;
+    EXPECT_EQ(std::memcmp(text - sizeof guard, &guard, sizeof guard), 0);
+    text[-1] = '\0';
     zstzPropFree(text);
     EXPECT_STREQ(text, "2");
     std::free(text - sizeof guard);
 }
 
-TEST(StanzaHandleTest, letsNoExceptionOut) {
-    Opened const opened;
+TEST_F(StanzaHandleTest, answersNothingWithoutMemory) {
+    constexpr char const* allocations[] = {"malloc", "calloc", "strdup"};
+    int const places = failEverywhere(allocations, ENOMEM, [&](Fault const& planned) {
+        char* one = nullptr;
+        char** list = nullptr;
+        ZStzFileItem items[] = {{ZPROP_ITEM_STRING, "s", "k", 0, &one},
+                                {ZPROP_ITEM_LIST, "s", "k", 0, &list}};
+        int rc = 0;
+        fault = planned;
+        char* const text = zstzPropGetStringValue(handle, "s", "k", 1, &rc);
+        int const code = zstzPropGetValues(handle, items, 2);
+        fault.first = 0;
+        bool const failed = fault.seen >= planned.first;
+        EXPECT_EQ(rc == ZPROP_IO_ERROR || code == ZPROP_IO_ERROR, failed);
+        EXPECT_EQ(rc == ZPROP_OK, text != nullptr);
+        EXPECT_EQ(code == ZPROP_OK, list != nullptr);
+        zstzPropFree(text);
+        zstzPropFreeValuesList(handle, items, 2);
+    });
+    EXPECT_GE(places, 5);
+}
+
+TEST_F(StanzaHandleTest, letsNoExceptionOut) {
     using Thrower = void (*)();
     for (Thrower const thrower :
          {Thrower([] { throw 1; }), Thrower([] { throw std::runtime_error("foreign"); }),
           Thrower([] { throw ZOutOfMemoryException(); })}) {
-        Acting observer(thrower);
-        opened.handle->properties.addObserver(&observer);
-        EXPECT_EQ(zstzPropSetStringValue(opened.handle, "s", "k", "v"), ZPROP_EDIT_ERROR);
-        opened.handle->properties.deleteObservers();
+        Acting const observer(handle->properties, thrower);
+        EXPECT_EQ(zstzPropSetStringValue(handle, "s", "k", "v"), ZPROP_EDIT_ERROR);
     }
 }
 
-TEST(StanzaHandleTest, letsACancelledThreadEnd) {
-    Opened const opened;
-    Acting observer([] {
-        pthread_cancel(pthread_self());
-        pthread_testcancel();
-    });
-    opened.handle->properties.addObserver(&observer);
-    auto const edit = [](void* handle) -> void* {
-        static_cast<void>(
-            zstzPropSetStringValue(static_cast<ZPROP_stz_handle*>(handle), "s", "k", "v"));
-        return nullptr;
-    };
-    pthread_t thread{};
-    ASSERT_EQ(pthread_create(&thread, nullptr, edit, opened.handle), 0);
-    void* result = nullptr;
-    ASSERT_EQ(pthread_join(thread, &result), 0);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
-    opened.handle->properties.deleteObservers();
-    EXPECT_EQ(valueOf(opened.handle->properties, "s", "k"), "v") << "nobody holds the lock";
+TEST_F(StanzaHandleTest, letsACancelledThreadEnd) {
+    Acting const observer(handle->properties, pthread_testcancel);
+    EXPECT_TRUE(endsCancelled([&] {
+        static_cast<void>(zstzPropSetStringValue(handle, "s", "k", "v"));
+        ADD_FAILURE() << "the cancellation was held back";
+    }));
+    EXPECT_EQ(valueOf(handle->properties, "s", "k"), "v") << "nobody holds the lock";
 }
 
 }  // namespace

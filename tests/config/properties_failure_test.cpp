@@ -1,113 +1,39 @@
 // link: static
 // wrap: open64,fcntl64,fallocate64,pwrite64,pread64,ftruncate64,fsync,statx,unlink
 // Every system call of a load and a store fails once, at every place where it is made.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/types.h>
+#include <unistd.h>
 
-#include <cerrno>
-#include <cstdarg>
-#include <cstdint>
+#include <algorithm>
 #include <filesystem>
 
+#include "support/faults.h"
 #include "support/properties.h"
 
-namespace {
-
-enum Call { opening, locking, reserving, writing, reading, cutting, flushing, examining, removing };
-
-/// Which call fails, and how.
-struct Fault {
-    int call = -1;
-    int number = 0;  // the how-manieth call, from 1
-    int error = 0;
-    bool lasts = false;  // the calls behind it fail as well
-    int seen = 0;
-
-    bool strikes(Call made) {
-        if (made != call) return false;
-        ++seen;
-        return seen == number || (lasts && seen > number);
-    }
-};
-Fault fault;
-
-/// -1 with errno when the call is to fail, else what the real one answers.
-template <class Real>
-auto unlessFaulty(Call made, Real real) -> decltype(real()) {
-    if (!fault.strikes(made)) return real();
-    errno = fault.error;
-    return -1;
-}
-
-}  // namespace
-
-extern "C" {
-int __real_open64(char const* path, int flags, ...);
-int __real_fcntl64(int fd, int command, ...);
-int __real_fallocate64(int fd, int mode, int64_t offset, int64_t length);
-ssize_t __real_pwrite64(int fd, void const* bytes, size_t count, int64_t offset);
-ssize_t __real_pread64(int fd, void* bytes, size_t count, int64_t offset);
-int __real_ftruncate64(int fd, int64_t length);
-int __real_statx(int fd, char const* path, int flags, unsigned int mask, struct statx* into);
-int __real_unlink(char const* path);
-
-int __wrap_open64(char const* path, int flags, ...) {
-    va_list rest;
-    va_start(rest, flags);
-    mode_t const mode = va_arg(rest, mode_t);
-    va_end(rest);
-    return unlessFaulty(opening, [&] { return __real_open64(path, flags, mode); });
-}
-int __wrap_fcntl64(int fd, int command, ...) {
-    va_list rest;
-    va_start(rest, command);
-    void* const record = va_arg(rest, void*);
-    va_end(rest);
-    return unlessFaulty(locking, [&] { return __real_fcntl64(fd, command, record); });
-}
-int __wrap_fallocate64(int fd, int mode, int64_t offset, int64_t length) {
-    return unlessFaulty(reserving, [&] { return __real_fallocate64(fd, mode, offset, length); });
-}
-ssize_t __wrap_pwrite64(int fd, void const* bytes, size_t count, int64_t offset) {
-    // In small pieces, so that a failure can come in the middle.
-    size_t const piece = count > 7 ? 7 : count;
-    return unlessFaulty(writing, [&] { return __real_pwrite64(fd, bytes, piece, offset); });
-}
-ssize_t __wrap_pread64(int fd, void* bytes, size_t count, int64_t offset) {
-    return unlessFaulty(reading, [&] { return __real_pread64(fd, bytes, count, offset); });
-}
-int __wrap_ftruncate64(int fd, int64_t length) {
-    return unlessFaulty(cutting, [&] { return __real_ftruncate64(fd, length); });
-}
-int __wrap_fsync(int) {
-    return unlessFaulty(flushing, [] { return 0; });  // hundreds of real ones would take their time
-}
-int __wrap_statx(int fd, char const* path, int flags, unsigned int mask, struct statx* into) {
-    return unlessFaulty(examining, [&] { return __real_statx(fd, path, flags, mask, into); });
-}
-int __wrap_unlink(char const* path) {
-    return unlessFaulty(removing, [&] { return __real_unlink(path); });
-}
-}
+WRAP_VARIADIC(open64, char const*, mode_t)
+WRAP_VARIADIC(fcntl64, int, void*)
+WRAP(fallocate64, int, -1, (int fd, int mode, off64_t offset, off64_t length),
+     (fd, mode, offset, length))
+// In small pieces, so that a failure can come in the middle.
+WRAP(pwrite64, ssize_t, -1, (int fd, void const* bytes, size_t count, off64_t offset),
+     (fd, bytes, std::min(count, size_t{7}), offset))
+WRAP(pread64, ssize_t, -1, (int fd, void* bytes, size_t count, off64_t offset),
+     (fd, bytes, count, offset))
+WRAP(ftruncate64, int, -1, (int fd, off64_t length), (fd, length))
+WRAP(statx, int, -1, (int fd, char const* path, int flags, unsigned mask, struct statx* into),
+     (fd, path, flags, mask, into))
+WRAP(unlink, int, -1, (char const* path), (path))
+// Hundreds of real ones would take their time.
+extern "C" int __wrap_fsync(int) { return testsupport::fault.strikes("fsync") ? -1 : 0; }
 
 namespace {
 
-using testsupport::ioText;
-using testsupport::openDescriptors;
-using testsupport::readFile;
-using testsupport::StanzaFile;
-using testsupport::valueOf;
-using testsupport::writeFile;
+using namespace testsupport;
 
-constexpr Call everyCall[] = {opening, locking,  reserving, writing, reading,
-                              cutting, flushing, examining, removing};
-
-/// The bytes of both files; "none" for one that is not there.
-std::string stateOf(StanzaFile const& file) {
-    bool const hasCompanion = std::filesystem::exists(file.companion());
-    return file.bytes() + "|" + (hasCompanion ? readFile(file.companion()) : "none");
-}
+constexpr char const* everyCall[] = {"open64",      "fcntl64", "fallocate64", "pwrite64", "pread64",
+                                     "ftruncate64", "fsync",   "statx",       "unlink"};
 
 /// A file with a companion, and the object that edits both.
 struct Scene {
@@ -118,6 +44,12 @@ struct Scene {
         properties.setValue("s", "secret", "first", 1);
         properties.store();
     }
+    /// The bytes of both files; "none" for one that is not there.
+    [[nodiscard]] std::string state() const {
+        bool const hasCompanion = std::filesystem::exists(file.companion());
+        return file.bytes() + "|" + (hasCompanion ? readFile(file.companion()) : "none");
+    }
+    [[nodiscard]] std::string secret() const { return valueIn(file.path(), "s", "secret"); }
 };
 
 using Edit = void (*)(ZStanzaFileProperties&);
@@ -132,141 +64,114 @@ void shrink(ZStanzaFileProperties& properties) {
 }
 void forgetSecret(ZStanzaFileProperties& properties) { properties.deleteKey("s", "secret"); }
 
-/// Whether `body` raises the fault.
+/// What `body` raises under the fault, as ioFailure() has it; empty: nothing.
 template <class Body>
-bool fails(Body body) {
+std::string failureUnder(Fault const& planned, Body body) {
+    fault = planned;
+    std::string failure;
     try {
         body();
-        return false;
     } catch (ZPropertiesIOException const& e) {
-        EXPECT_EQ(e.excerrno(), EIO) << e.api();
-        return true;
+        failure = ioText(e.propFile(), e.api(), static_cast<int>(e.excerrno()));
     }
-}
-
-std::string secretOf(Scene const& scene) {
-    return valueOf(ZStanzaFileProperties(scene.file.path().c_str(), 1), "s", "secret");
+    fault.first = 0;
+    return failure;
 }
 
 /// Lets every call of `attempt` on a scene fail, one in each scene; the number of calls.
 template <class Attempt>
-int failEverywhere(Attempt attempt) {
-    int places = 0;
-    for (int const call : everyCall) {
-        bool reached = true;
-        int number = 0;
-        while (reached) {
-            ++number;
-            SCOPED_TRACE("call " + std::to_string(call) + " number " + std::to_string(number));
-            Scene scene;
-            int const descriptors = openDescriptors();
-            attempt(scene, call, [&](auto body) {
-                fault = {call, number, EIO, false, 0};
-                bool const failed = fails(body);
-                reached = fault.seen >= number;
-                fault = {};
-                return failed;
-            });
-            EXPECT_EQ(openDescriptors(), descriptors);
-            places += reached ? 1 : 0;
-        }
-    }
-    return places;
+int failInScenes(Attempt attempt) {
+    return failEverywhere(everyCall, EIO, [&](Fault const& planned) {
+        SCOPED_TRACE(std::string(planned.function) + " number " + std::to_string(planned.first));
+        Scene scene;
+        int const descriptors = openDescriptors();
+        attempt(scene, planned.function, [&](auto body) {
+            std::string const failure = failureUnder(planned, body);
+            EXPECT_EQ(failure.substr(failure.rfind(' ') + 1), failure.empty() ? "" : "5");
+            return !failure.empty();
+        });
+        EXPECT_EQ(openDescriptors(), descriptors);
+    });
 }
 
 TEST(PropertiesFailureTest, aStoreThatFailsOnceAnywhereLosesNothing) {
     for (Edit const edit : {grow, shrink, forgetSecret}) {
-        int const places = failEverywhere([&](Scene& scene, int call, auto underFault) {
-            std::string const before = stateOf(scene.file);
+        int const places = failInScenes([&](Scene& scene, auto call, auto fails) {
+            std::string const before = scene.state();
             edit(scene.properties);
-            bool const failed = underFault([&] { scene.properties.store(); });
+            bool const failed = fails([&] { scene.properties.store(); });
             EXPECT_EQ(scene.properties.isModified(), failed);
             // The removal of a companion comes when the main file is already stored.
-            if (failed && call != removing) {
-                EXPECT_EQ(stateOf(scene.file), before);
+            if (failed && call != "unlink") {
+                EXPECT_EQ(scene.state(), before);
             }
             scene.properties.store();  // the lock is free, and nothing is missing
-            EXPECT_NE(stateOf(scene.file), before);
-            EXPECT_EQ(secretOf(scene), valueOf(scene.properties, "s", "secret"));
+            EXPECT_NE(scene.state(), before);
+            EXPECT_EQ(scene.secret(), valueOf(scene.properties, "s", "secret"));
         });
         EXPECT_GT(places, 10);
     }
 }
 
 TEST(PropertiesFailureTest, aStoreToANewNameThatFailsLeavesNoFiles) {
-    int const places = failEverywhere([](Scene& scene, int call, auto underFault) {
+    int const places = failInScenes([](Scene& scene, auto call, auto fails) {
         ZStanzaFileProperties fresh(1);
         fresh.setValue("s", "secret", "hush", 1);
         std::string const name = scene.file.beside("new");
-        bool const failed = underFault([&] { fresh.store(name.c_str()); });
+        bool const failed = fails([&] { fresh.store(name.c_str()); });
         // What could not be locked may be somebody else's by now.
-        bool const mayStay = call == removing || call == locking;
+        bool const mayStay = call == "unlink" || call == "fcntl64";
         EXPECT_TRUE(mayStay || failed != std::filesystem::exists(name));
         EXPECT_NE(failed, std::filesystem::exists(name + ".obf"));
         EXPECT_NE(failed, fresh.exists("configuration-database"));
         fresh.store(name.c_str());
-        EXPECT_EQ(valueOf(ZStanzaFileProperties(name.c_str(), 1), "s", "secret"), "hush");
+        EXPECT_EQ(valueIn(name, "s", "secret"), "hush");
     });
     EXPECT_GT(places, 10);
 }
 
 TEST(PropertiesFailureTest, aLoadThatFailsAnywhereCanBeRepeated) {
-    int const places = failEverywhere([](Scene& scene, int, auto underFault) {
+    int const places = failInScenes([](Scene& scene, auto, auto fails) {
         ZStanzaFileProperties properties(1);
-        static_cast<void>(underFault([&] { properties.load(scene.file.path().c_str()); }));
+        static_cast<void>(fails([&] { properties.load(scene.file.path().c_str()); }));
         properties.reload(scene.file.path().c_str());
         EXPECT_EQ(valueOf(properties, "s", "secret"), "first");
     });
     EXPECT_GT(places, 3);
 }
 
-TEST(PropertiesFailureTest, aFullDiskLosesNothing) {
-    struct Full {
+TEST(PropertiesFailureTest, whatFailsForLongLosesNothing) {
+    struct {
         Fault fault;
-        char const* api;
+        Edit edit;
+        char const* api;  // of the companion; null: the store succeeds
+    } const rows[] = {
+        {{"fallocate64", 1, ENOSPC, everyone}, grow, "fallocate()"},
+        // A disk that reserves nothing runs full before old bytes are touched, and still is when
+        // they are to be put back.
+        {{"pwrite64", 1, ENOSPC, everyone}, grow, "write()"},
+        {{"fallocate64", 1, EOPNOTSUPP, everyone}, grow, nullptr},
+        {{"fsync", 1, EINVAL, everyone}, grow, nullptr},  // there is nothing to flush to
+        // An older kernel, where classic locks serve.
+        {{"fcntl64", 1, EINVAL}, shrink, nullptr},
+        // What cannot be put back is kept in memory.
+        {{"pwrite64", 2, EIO, everyone}, shrink, "write()"},
     };
-    for (Full const& full : {Full{{reserving, 1, ENOSPC, true, 0}, "fallocate()"},
-                             // It reserves nothing, and runs full before old bytes are touched;
-                             // and still is when they are to be put back.
-                             Full{{writing, 1, ENOSPC, true, 0}, "write()"}}) {
+    for (auto const& [planned, edit, api] : rows) {
+        SCOPED_TRACE(std::string(planned.function) + " " + std::to_string(planned.error));
         Scene scene;
-        std::string const before = stateOf(scene.file);
-        grow(scene.properties);
-        fault = full.fault;
-        std::string const failure = testsupport::ioFailure([&] { scene.properties.store(); });
-        fault = {};
-        EXPECT_EQ(failure, ioText(scene.file.companion(), full.api, ENOSPC));
-        EXPECT_EQ(stateOf(scene.file), before);
-        EXPECT_TRUE(scene.properties.isModified());
+        std::string const before = scene.state();
+        edit(scene.properties);
+        std::string const failure = failureUnder(planned, [&] { scene.properties.store(); });
+        EXPECT_GE(fault.seen, planned.first + (api == nullptr ? 1 : 0));
+        EXPECT_EQ(failure, api ? ioText(scene.file.companion(), api, planned.error) : "");
+        EXPECT_EQ(scene.properties.isModified(), api != nullptr);
+        if (edit == grow) {
+            EXPECT_EQ(scene.state() == before, api != nullptr);
+        }
+        scene.properties.store();
+        EXPECT_EQ(scene.secret(), valueOf(scene.properties, "s", "secret"));
     }
-    Scene scene;
-    std::string const before = stateOf(scene.file);
-    grow(scene.properties);
-    fault = {reserving, 1, EOPNOTSUPP, true, 0};
-    scene.properties.store();
-    fault = {};
-    EXPECT_NE(stateOf(scene.file), before) << "a file system that reserves nothing, with room";
-}
-
-TEST(PropertiesFailureTest, whatCannotBePutBackIsReportedAndKeptInMemory) {
-    Scene scene;
-    shrink(scene.properties);
-    fault = {writing, 2, EIO, true, 0};
-    EXPECT_TRUE(fails([&] { scene.properties.store(); }));
-    fault = {};
-    EXPECT_TRUE(scene.properties.isModified());
-    scene.properties.store();
-    EXPECT_EQ(secretOf(scene), "2");
-}
-
-TEST(PropertiesFailureTest, classicLocksServeAnOlderKernel) {
-    Scene scene;
-    shrink(scene.properties);
-    fault = {locking, 1, EINVAL, false, 0};
-    scene.properties.store();
-    EXPECT_EQ(fault.seen, 2);
-    fault = {};
-    EXPECT_EQ(secretOf(scene), "2");
 }
 
 }  // namespace

@@ -1,166 +1,112 @@
 // One file and several processes, and one object and several callers.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <functional>
 #include <memory>
-#include <thread>
 
 #include "support/properties.h"
+#include "support/threads.h"
 
 namespace {
 
-using testsupport::Companion;
-using testsupport::ioFailure;
-using testsupport::ioText;
-using testsupport::openDescriptors;
-using testsupport::StanzaFile;
-using testsupport::valueOf;
-using testsupport::writeFile;
+using namespace testsupport;
 
 constexpr char sample[] = "[s]\nk = 1\n";
 
-/// Takes a lock on the whole file; the descriptor, or -1.
-int lockWhole(std::string const& path, int command, short type) {
-    int const fd = open(path.c_str(), O_RDWR);
-    struct flock record {};
-    record.l_type = type;
-    record.l_whence = SEEK_SET;
-    if (fcntl(fd, command, &record) == 0) return fd;
-    close(fd);
-    return -1;
-}
-
-// ------------------------------------------------------------------------------- other processes
-
-TEST(PropertiesLockTest, aLockOfAnotherProcessOfEitherKindIsRefusedAtOnce) {
-    std::pair<int, short> const rows[] = {
-        {F_SETLK, F_RDLCK}, {F_SETLK, F_WRLCK}, {F_OFD_SETLK, F_RDLCK}, {F_OFD_SETLK, F_WRLCK}};
-    for (auto const& [command, type] : rows) {
-        SCOPED_TRACE(std::to_string(command) + "/" + std::to_string(type));
-        StanzaFile const file(sample);
-        ZStanzaFileProperties properties(file.path().c_str(), 1);
-        properties.setValue("s", "k", "2");
-        Companion other([&, c = command, t = type](Companion& parent) {
-            if (lockWhole(file.path(), c, t) < 0) return 1;
-            parent.signal();
-            return parent.await() ? 0 : 2;
-        });
-        ASSERT_TRUE(other.await());
-        int const before = openDescriptors();
-        std::string const refusal = ioText(file.path(), "fcntl()", EAGAIN);
-        EXPECT_EQ(ioFailure([&] { properties.store(); }), refusal);
-        EXPECT_EQ(file.bytes(), sample) << "not cut off before it was locked";
-        EXPECT_TRUE(properties.isModified());
-        if (type == F_RDLCK) {
-            ZStanzaFileProperties const reader(file.path().c_str(), 1);
-        } else {
-            EXPECT_EQ(ioFailure([&] { properties.reload(); }), refusal);
-            EXPECT_EQ(valueOf(properties, "s", "k"), "2");
-        }
-        EXPECT_EQ(openDescriptors(), before);
-        other.signal();
-        EXPECT_EQ(other.join(), 0);
-        properties.store();
-        EXPECT_EQ(file.bytes(), "[s]\nk = 2\n");
-    }
-}
-
-/// Tells, while a load or store runs under the object's hook, what another process can lock.
+/// Does something in the middle of a load.
 class Hooked : public ZStanzaFileProperties {
   public:
     Hooked() : ZStanzaFileProperties(1) {}
     std::function<void()> hook;
 
   protected:
-    void postLoad(char const*) override {
-        if (hook) hook();
-    }
+    void postLoad(char const*) override { hook(); }
 };
 
+// ------------------------------------------------------------------------------- other processes
+
+TEST(PropertiesLockTest, aLockOfAnotherProcessOfEitherKindIsRefusedAtOnce) {
+    for (int const command : {F_SETLK, F_OFD_SETLK}) {
+        for (short const type : {short{F_RDLCK}, short{F_WRLCK}}) {
+            SCOPED_TRACE(std::to_string(command) + "/" + std::to_string(type));
+            EditedFile file(sample);
+            ZStanzaFileProperties& properties = file.properties;
+            std::string const refusal = ioText(file.path(), "fcntl()", EAGAIN);
+            properties.setValue("s", "k", "2");
+            FileHolder other(file.path(), command, type);
+            int const before = openDescriptors();
+            EXPECT_EQ(ioFailure([&] { properties.store(); }), refusal);
+            EXPECT_EQ(file.bytes(), sample) << "not cut off before it was locked";
+            EXPECT_TRUE(properties.isModified());
+            if (type == F_RDLCK) {
+                EXPECT_EQ(valueIn(file.path(), "s", "k"), "1");
+            } else {
+                EXPECT_EQ(ioFailure([&] { properties.reload(); }), refusal);
+                EXPECT_EQ(valueOf(properties, "s", "k"), "2");
+            }
+            EXPECT_EQ(openDescriptors(), before);
+            other.release();
+            properties.store();
+            EXPECT_EQ(file.bytes(), "[s]\nk = 2\n");
+        }
+    }
+}
+
 TEST(PropertiesLockTest, aLoadSharesTheFileAndKeepsWritersOut) {
-    StanzaFile const file(sample);
-    Companion other([&](Companion& parent) {
-        int failures = 0;
-        if (!parent.await()) return 9;
-        if (lockWhole(file.path(), F_SETLK, F_WRLCK) >= 0) failures += 1;
-        int const shared = lockWhole(file.path(), F_SETLK, F_RDLCK);
-        if (shared < 0) failures += 2;
-        close(shared);
-        parent.signal();
-        if (!parent.await()) return 9;
-        if (lockWhole(file.path(), F_SETLK, F_WRLCK) < 0) failures += 4;
-        return failures;
-    });
+    EditedFile file(sample);
+    auto const mayLock = [&](short type) {
+        return inChild([&] { return lockWhole(file.path(), F_SETLK, type) >= 0 ? 1 : 0; });
+    };
     Hooked properties;
-    std::string refusal;
+    file.properties.setValue("s", "k", "2");
     properties.hook = [&] {
         // Another part of the process closes the same file, which must not free the lock.
         close(open(file.path().c_str(), O_RDONLY));
-        ZStanzaFileProperties second(file.path().c_str(), 1);
-        second.setValue("s", "k", "2");
-        refusal = ioFailure([&] { second.store(); });
-        other.signal();
-        EXPECT_TRUE(other.await());
+        EXPECT_EQ(ioFailure([&] { file.properties.store(); }),
+                  ioText(file.path(), "fcntl()", EAGAIN));
+        EXPECT_FALSE(mayLock(F_WRLCK));
+        EXPECT_TRUE(mayLock(F_RDLCK));
     };
     properties.load(file.path().c_str());
-    EXPECT_EQ(refusal, ioText(file.path(), "fcntl()", EAGAIN));
     EXPECT_EQ(file.bytes(), sample);
-    other.signal();
-    EXPECT_EQ(other.join(), 0);
+    EXPECT_TRUE(mayLock(F_WRLCK));
 }
 
 TEST(PropertiesLockTest, noReaderEverSeesHalfAFile) {
-    StanzaFile const file("[s]\na = 0\nb = 0\n");
+    EditedFile file("[s]\na = 0\nb = 0\n");
     constexpr std::size_t rounds = 60;
-    auto const isBusy = [](auto const& work) {
-        try {
-            work();
-            return false;
-        } catch (ZPropertiesIOException const&) {
-            return true;
-        }
+    auto const untilFree = [](auto const& work) {
+        for (;;)
+            try {
+                return work();
+            } catch (ZPropertiesIOException const&) {
+                continue;  // the other one has it
+            }
     };
     Companion writer([&](Companion&) {
-        ZStanzaFileProperties properties(file.path().c_str(), 1);
         for (std::size_t i = 1; i <= rounds; ++i) {
             // The length changes with the value, so that halves would not fit together.
-            std::string const value(i * 37, 'x');
-            properties.setValue("s", "a", value.c_str());
-            properties.setValue("s", "b", value.c_str());
-            while (isBusy([&] { properties.store(); }))
-                continue;
+            for (char const* const key : {"a", "b"})
+                file.properties.setValue("s", key, std::string(i * 37, 'x').c_str());
+            untilFree([&] { file.properties.store(); });
         }
         return 0;
     });
-    ZStanzaFileProperties reader(1);
-    for (std::size_t length = 0; length < rounds * 37;) {
-        if (isBusy([&] { reader.reload(file.path().c_str()); })) continue;
-        std::string const value = valueOf(reader, "s", "a");
-        ASSERT_EQ(value, valueOf(reader, "s", "b"));
-        length = value.size();
+    for (std::string value; value.size() < rounds * 37;) {
+        untilFree([&] { file.properties.reload(); });
+        value = valueOf(file.properties, "s", "a");
+        ASSERT_EQ(value, valueOf(file.properties, "s", "b"));
     }
     EXPECT_EQ(writer.join(), 0);
 }
 
 TEST(PropertiesLockTest, aCancelledThreadFinishesItsFile) {
-    StanzaFile const file(sample);
-    auto const storeCancelled = [](void* path) -> void* {
-        ZStanzaFileProperties properties(static_cast<std::string*>(path)->c_str(), 1);
-        properties.setValue("s", "k", "2");
-        pthread_cancel(pthread_self());
-        properties.store();  // full of cancellation points
-        pthread_testcancel();
-        return nullptr;
-    };
-    std::string path = file.path();
-    pthread_t thread{};
-    ASSERT_EQ(pthread_create(&thread, nullptr, storeCancelled, &path), 0);
-    void* result = nullptr;
-    ASSERT_EQ(pthread_join(thread, &result), 0);
-    EXPECT_EQ(result, PTHREAD_CANCELED);
+    EditedFile file(sample);
+    file.properties.setValue("s", "k", "2");
+    EXPECT_TRUE(endsCancelled([&] { file.properties.store(); }));  // full of cancellation points
     EXPECT_EQ(file.bytes(), "[s]\nk = 2\n");
 }
 
@@ -171,73 +117,73 @@ struct RegistryScene {
     StanzaFile file{sample};
     ZStanzaFileProperties::ZStanzaFilePropertiesFactory factory;
 
-    ZProperties* get(int force = 0) {
-        return ZProperties::getPropertiesFor(file.path().c_str(), factory, force);
+    ZProperties* get(std::string const& path, int force = 0) {
+        return ZProperties::getPropertiesFor(path.c_str(), factory, force);
+    }
+    /// What its user finds; empty when the file is refused.
+    std::string value(int force = 0) {
+        try {
+            return valueOf(*get(file.path(), force), "s", "k");
+        } catch (ZPropertiesInvalidDataException const&) {
+            return "";
+        }
     }
     /// What somebody else does to the file.
-    void change(char const* value, long seconds) const {
-        writeFile(file.path(), "[s]\nk = " + std::string(value) + "\n");
-        testsupport::setTime(file.path(), seconds);
+    void change(std::string const& value, long seconds) const {
+        writeFile(file.path(), "[s]\nk = " + value + "\n");
+        setTime(file.path(), seconds);
     }
 };
-
-constexpr long once = 1000000000;
 
 TEST(PropertiesRegistryTest, handsOutOneObjectForEachFileAndFactory) {
     RegistryScene scene;
     RegistryScene other;
-    ZProperties* const properties = scene.get();
+    std::string const path = scene.file.path();
+    ZProperties* const properties = scene.get(path);
     ASSERT_NE(properties, nullptr);
-    EXPECT_EQ(scene.get(), properties);
-    auto const byName = [&](char const* name) {
-        return ZProperties::getPropertiesFor(name, other.factory);
-    };
-    EXPECT_NE(byName(scene.file.path().c_str()), properties);
-    EXPECT_NE(byName(scene.file.beside("./settings").c_str()), byName(scene.file.path().c_str()))
+    EXPECT_EQ(scene.get(path), properties);
+    EXPECT_NE(other.get(path), properties);
+    EXPECT_NE(other.get(scene.file.beside("./settings")), other.get(path))
         << "names are compared as they are given";
-    for (char const* const none : {static_cast<char const*>(nullptr), ""})
-        EXPECT_THROW(static_cast<void>(byName(none)), ZInvalidParameterException);
+    EXPECT_THROW(other.get(""), ZInvalidParameterException);
+    EXPECT_THROW(ZProperties::getPropertiesFor(nullptr, other.factory), ZInvalidParameterException);
 }
 
 TEST(PropertiesRegistryTest, reloadsWhatOthersHaveChanged) {
+    constexpr long once = 1000000000;
+    struct {
+        char const* written;
+        long time;
+        int force;
+        char const* found;  // empty: refused
+    } const steps[] = {
+        {"\nnonsense", once, 0, ""},
+        {"1", once, 0, "1"},
+        {"2", once, 0, "1"},  // the same second: not read again
+        {"2", once, 1, "2"},
+        {"3", once - 1, 0, "3"},  // a file from a backup is older
+        {"4\nnonsense", once, 0, ""},
+        {"4\nnonsense", once, 0, ""},  // tried again, though the time has not moved
+        {"5", once, 0, "5"},
+        {"6\nnonsense", once, 1, ""},
+        {"6\nnonsense", once, 0, ""},
+        {"7", once, 0, "7"},
+    };
     RegistryScene scene;
-    scene.change("1", once);
-    ZProperties* const properties = scene.get();
-    scene.change("2", once);
-    EXPECT_EQ(valueOf(*scene.get(), "s", "k"), "1") << "same second: not read again";
-    EXPECT_EQ(valueOf(*scene.get(1), "s", "k"), "2");
-    scene.change("3", once - 1);
-    EXPECT_EQ(scene.get(), properties);
-    EXPECT_EQ(valueOf(*properties, "s", "k"), "3") << "a file from a backup is older";
-
+    for (auto const& step : steps) {
+        scene.change(step.written, step.time);
+        EXPECT_EQ(scene.value(step.force), step.found) << &step - steps;
+    }
+    ZProperties* const properties = scene.get(scene.file.path());
     properties->setValue("s", "k", "mine");
-    scene.change("4", once + 1);
-    EXPECT_EQ(valueOf(*scene.get(), "s", "k"), "mine") << "never behind its user's back";
+    scene.change("8", once + 1);
+    EXPECT_EQ(scene.value(), "mine") << "never behind its user's back";
     properties->store();
     EXPECT_EQ(scene.file.bytes(), "[s]\nk = mine\n");
-    scene.change("5", testsupport::statusOf(scene.file.path()).st_mtime);
-    EXPECT_EQ(valueOf(*scene.get(), "s", "k"), "mine") << "its own store is no change";
-}
-
-TEST(PropertiesRegistryTest, aFailedLoadIsTriedAgain) {
-    using Invalid = ZPropertiesInvalidDataException;
-    RegistryScene scene;
-    writeFile(scene.file.path(), "nonsense\n");
-    EXPECT_THROW(static_cast<void>(scene.get()), Invalid);
-    scene.change("1", once);
-    ZProperties* const properties = scene.get();
-    scene.change("2\nnonsense again", once + 1);
-    for (int i = 0; i < 2; ++i)
-        EXPECT_THROW(static_cast<void>(scene.get()), Invalid);
-    scene.change("3", once + 1);
-    EXPECT_EQ(scene.get(), properties);
-    scene.change("4\nnonsense", once + 1);
-    EXPECT_THROW(static_cast<void>(scene.get(1)), Invalid);
-    EXPECT_THROW(static_cast<void>(scene.get()), Invalid) << "the time has not moved";
-    scene.change("5", once + 1);
-    EXPECT_EQ(valueOf(*scene.get(), "s", "k"), "5");
+    scene.change("9", statusOf(scene.file.path()).st_mtime);
+    EXPECT_EQ(scene.value(), "mine") << "its own store is no change";
     ASSERT_EQ(unlink(scene.file.path().c_str()), 0);
-    EXPECT_EQ(scene.get(), properties) << "a file that is gone has not changed";
+    EXPECT_EQ(scene.get(scene.file.path()), properties) << "one that is gone has not changed";
 }
 
 // --------------------------------------------------------------------------------------- notices
@@ -254,13 +200,13 @@ class Recorder : public ZObserverInterface {
         EXPECT_EQ(notice.getStyle(), 0);
         if (inspect) inspect(dynamic_cast<ZProperties&>(*source));
     }
-    std::vector<std::string> notices;
+    Texts notices;
     std::function<void(ZProperties&)> inspect;
 };
 
 TEST(PropertiesNoticeTest, tellsOfEveryChangeOnce) {
-    StanzaFile const file(sample);
-    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    EditedFile file(sample);
+    ZStanzaFileProperties& properties = file.properties;
     Recorder recorder;
     properties.addObserver(&recorder);
     properties.setValue("s", "k", "2");
@@ -274,8 +220,7 @@ TEST(PropertiesNoticeTest, tellsOfEveryChangeOnce) {
     EXPECT_TRUE(walk.next());
     walk.changeValue("x");
     walk.removeValue();
-    testsupport::Texts const told{"2s/k", "2s/n", "2new/b", "2s/k", "0t/-",
-                                  "1s/n", "1t/-", "2s/k",   "2s/k"};
+    Texts const told{"2s/k", "2s/n", "2new/b", "2s/k", "0t/-", "1s/n", "1t/-", "2s/k", "2s/k"};
     EXPECT_EQ(recorder.notices, told);
     properties.addFileComment("a comment is no setting");
     properties.deleteKey("s", "none");
@@ -295,12 +240,12 @@ TEST(PropertiesNoticeTest, comesWhenTheObjectIsFreeAgainAndNotWhileALoadRuns) {
     properties.addObserver(&recorder);
     properties.hook = [&] { properties.setValue("s", "default", "1"); };
     properties.load(file.path().c_str());
-    EXPECT_EQ(recorder.notices, std::vector<std::string>{});
+    EXPECT_EQ(recorder.notices, Texts{});
     EXPECT_EQ(valueOf(properties, "s", "default"), "1");
 
     std::string seen;
     recorder.inspect = [&](ZProperties& source) {
-        std::thread([&] { seen = valueOf(source, "s", "k"); }).join();
+        seen = onThread([&] { return valueOf(source, "s", "k"); });
     };
     properties.setValue("s", "k", "v");
     EXPECT_EQ(seen, "v");
@@ -311,18 +256,17 @@ TEST(PropertiesNoticeTest, comesWhenTheObjectIsFreeAgainAndNotWhileALoadRuns) {
 }
 
 TEST(PropertiesThreadTest, manyThreadsShareAnObject) {
-    StanzaFile const file(sample);
-    ZStanzaFileProperties properties(file.path().c_str(), 1);
-    auto const work = [&](char const* key) {
-        for (unsigned int i = 1; i <= 500; ++i) {
-            properties.setIntegerValue("s", key, i);
-            if (properties.getIntegerValue("s", key, 1) != i) ADD_FAILURE() << key << " " << i;
-        }
-    };
-    std::thread first(work, "a");
-    std::thread second(work, "b");
-    first.join();
-    second.join();
+    EditedFile file(sample);
+    ZStanzaFileProperties& properties = file.properties;
+    Crew crew;
+    for (char const* const key : {"a", "b"})
+        crew.add([&properties, key] {
+            for (unsigned int i = 1; i <= 500; ++i) {
+                properties.setIntegerValue("s", key, i);
+                EXPECT_EQ(properties.getIntegerValue("s", key, 1), i) << key;
+            }
+        });
+    crew.join();
     EXPECT_EQ(properties.count("s"), 3U);
 }
 

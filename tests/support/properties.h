@@ -4,8 +4,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -50,6 +54,11 @@ inline std::string valueOf(ZProperties const& properties, char const* stanza, ch
     return value.getChars();
 }
 
+/// The value that the next reader of the file finds.
+inline std::string valueIn(std::string const& path, char const* stanza, char const* key) {
+    return valueOf(ZStanzaFileProperties(path.c_str(), 1), stanza, key);
+}
+
 inline Texts textsOf(ZArrayList const& list) {
     Texts texts;
     for (unsigned int i = 0; i < list.size(); ++i)
@@ -68,6 +77,7 @@ class StanzaFile {
   public:
     explicit StanzaFile(std::string const& bytes) { writeFile(path(), bytes); }
     [[nodiscard]] std::string path() const { return directory.file("settings"); }
+    [[nodiscard]] std::string const& place() const { return directory.path(); }
     [[nodiscard]] std::string beside(std::string const& name) const { return directory.file(name); }
     [[nodiscard]] std::string bytes() const { return readFile(path()); }
     [[nodiscard]] std::string companion() const { return path() + ".obf"; }
@@ -75,6 +85,69 @@ class StanzaFile {
   private:
     TempDir directory;
 };
+
+/// A stanza file with the object that edits it, and keeps its comments.
+class EditedFile : public StanzaFile {
+  public:
+    explicit EditedFile(std::string const& bytes) : StanzaFile(bytes) {}
+    ZStanzaFileProperties properties{path().c_str(), 1};
+};
+
+/// Takes a lock on a whole file; the descriptor, or -1 when somebody else has one.
+inline int lockWhole(std::string const& path, int command, short type) {
+    int const fd = open(path.c_str(), O_RDWR);
+    struct flock record {};
+    record.l_type = type;
+    record.l_whence = SEEK_SET;
+    if (fcntl(fd, command, &record) == 0) return fd;
+    close(fd);
+    return -1;
+}
+
+/// Another process that has a lock on a whole file until its release.
+class FileHolder {
+  public:
+    explicit FileHolder(std::string const& path, int command = F_SETLK, short type = F_WRLCK)
+        : process([=](Companion& parent) {
+              if (lockWhole(path, command, type) < 0) return 1;
+              parent.signal();
+              return parent.await() ? 0 : 2;
+          }) {
+        EXPECT_TRUE(process.await()) << "it has no lock";
+    }
+    void release() {
+        process.signal();
+        EXPECT_EQ(process.join(), 0);
+    }
+
+  private:
+    Companion process;
+};
+
+/// Runs `body`, which has expectations, in a child.
+template <class Body>
+void expectInChild(Body body) {
+    EXPECT_EQ(inChild([&] {
+                  body();
+                  return testing::Test::HasFailure() ? 1 : 0;
+              }),
+              0);
+}
+
+/// Runs `body` in a thread that is already cancelled; whether the thread ends of that, in `body` or
+/// behind it.
+inline bool endsCancelled(std::function<void()> body) {
+    auto const run = [](void* what) -> void* {
+        pthread_cancel(pthread_self());
+        (*static_cast<std::function<void()>*>(what))();
+        pthread_testcancel();
+        return nullptr;
+    };
+    pthread_t thread{};
+    void* result = nullptr;
+    if (pthread_create(&thread, nullptr, run, &body) != 0) return false;
+    return pthread_join(thread, &result) == 0 && result == PTHREAD_CANCELED;
+}
 
 [[nodiscard]] inline struct stat statusOf(std::string const& path) {
     struct stat status {};

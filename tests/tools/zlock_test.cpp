@@ -12,21 +12,15 @@
 
 namespace {
 
-using testsupport::captureChild;
-using testsupport::Captured;
-using testsupport::Companion;
-using testsupport::lockWords;
+using namespace testsupport;
 using Words = std::vector<std::string>;
 
-int becomeZlock(Words const& arguments) {
-    return testsupport::becomeProgram(ZFC_TEST_ZLOCK, arguments);
+int becomeZlock(Words const& words) { return becomeProgram(ZFC_TEST_ZLOCK, words); }
+Captured zlock(Words const& words) {
+    return captureChild([&] { return becomeZlock(words); });
 }
 
-Captured zlock(Words const& arguments) {
-    return captureChild([&] { return becomeZlock(arguments); });
-}
-
-class ZlockTest : public testsupport::WithProcessLock {
+class ZlockTest : public WithProcessLock {
   protected:
     /// The options, this test's lock, and the command.
     [[nodiscard]] Words onLock(Words words, Words const& command) const {
@@ -34,40 +28,55 @@ class ZlockTest : public testsupport::WithProcessLock {
         words.insert(words.end(), command.begin(), command.end());
         return words;
     }
-    [[nodiscard]] Captured run(Words const& options, Words const& command) const {
-        return zlock(onLock(options, command));
-    }
-    [[nodiscard]] std::string status() const {
-        auto const told = zlock({"--status", "--dir", directory.path(), "config"});
-        EXPECT_EQ(0, told.status) << told.err;
-        return told.out;
-    }
-    /// One line of what the command of a Companion wrote to the test's pipe.
-    [[nodiscard]] std::string lineFromPipe() const {
-        std::ifstream pipe(pipePath);
+    /// As zlock() with a command that writes to the path in $0, of which a line is awaited.
+    struct Running {
+        Running(ZlockTest const& test, char const* script)
+            : zlock([&](Companion&) {
+                  return becomeZlock(test.onLock({}, {"sh", "-c", script, test.pipePath}));
+              }) {
+            std::ifstream pipe(test.pipePath);
+            std::getline(pipe, line);
+        }
+        Companion zlock;
         std::string line;
-        std::getline(pipe, line);
-        return line;
-    }
+    };
 
     std::string pipePath = directory.file("pipe");
 };
 
-TEST_F(ZlockTest, EndsAsTheCommandDoes) {
+TEST_F(ZlockTest, RunsCommandsUnderTheLock) {
     struct {
+        Words options;
         Words command;
         int status;
+        unsigned int after;  // the number
+        std::string out;
     } const rows[] = {
-        {{"true"}, 0},
-        {{"sh", "-c", "exit 7"}, 7},
-        {{"sh", "-c", "kill -TERM $$"}, 128 + SIGTERM},
-        {{"/no/such/command"}, 3},
-        {{directory.path()}, 3},
+        {{}, {"true"}, 0, 1, ""},
+        {{"--write"}, {"true"}, 0, 2, ""},
+        {{"--write"}, {"false"}, 1, 2, ""},
+        {{"--protect"}, {"sh", "-c", "printf %s $ZLOCK_SEQUENCE"}, 0, 3, "2"},
+        {{"--read"}, {"sh", "-c", "printf %s $ZLOCK_SEQUENCE"}, 0, 3, "3"},
+        {{}, {"sh", "-c", "exit 7"}, 7, 3, ""},
+        {{}, {"sh", "-c", "kill -TERM $$"}, 128 + SIGTERM, 3, ""},
+        {{}, {"/no/such/command"}, 3, 3, ""},
+        {{}, {directory.path()}, 3, 3, ""},
+        {{"--read"},
+         {"printf", "%s|", "[a,b]", "{}", "", "--", "-x", "%%"},
+         0,
+         3,
+         "[a,b]|{}||--|-x|%%|"},
+        {{}, {"sh", "-c", "ls -l /proc/self/fd | grep -c '[.]_zpl'"}, 1, 3, "0\n"},
     };
-    for (auto const& row : rows)
-        EXPECT_EQ(row.status, run({}, row.command).status) << testing::PrintToString(row.command);
-    EXPECT_NE(std::string::npos, run({}, {"/no/such/command"}).err.find("/no/such/command"));
-    EXPECT_TRUE(isFree());
+    for (auto const& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.options) + testing::PrintToString(row.command));
+        auto const ran = zlock(onLock(row.options, row.command));
+        EXPECT_EQ(row.status, ran.status);
+        EXPECT_EQ(row.out, ran.out);
+        EXPECT_EQ(row.status == 3, ran.err.find(row.command[0] + ": ") != ran.err.npos) << ran.err;
+        EXPECT_EQ(row.after, lockWords(path).sequence);
+        EXPECT_TRUE(isFree());
+    }
 }
 
 TEST_F(ZlockTest, RefusesWrongUsage) {
@@ -84,56 +93,37 @@ TEST_F(ZlockTest, RefusesWrongUsage) {
         {"--status", "--read", "config"},
         {"--wait", "-1", "config", "--", "true"},
         {"--wait", "nan", "config", "--", "true"},
+        {"--wait", "1s", "config", "--", "true"},
         {"--wait", "1", "--no-wait", "config", "--", "true"},
         {"--conflict-exit", "256", "config", "--", "true"},
         {"--unknown", "config", "--", "true"},
     };
     for (auto const& row : rows) {
-        auto const result = zlock(row);
-        EXPECT_EQ(2, result.status) << testing::PrintToString(row);
-        EXPECT_NE("", result.err) << testing::PrintToString(row);
+        auto const refused = zlock(row);
+        EXPECT_EQ(2, refused.status) << testing::PrintToString(row);
+        EXPECT_NE("", refused.err) << testing::PrintToString(row);
     }
     EXPECT_EQ(0, zlock({"--help"}).status);
 }
 
-TEST_F(ZlockTest, AdvancesTheNumberForWritersThatSucceed) {
+TEST_F(ZlockTest, GivesUpOnALockThatIsHeld) {
     struct {
+        Lock::zlockstate held;
         Words options;
-        char const* command;
-        unsigned int after;
+        int status;
     } const rows[] = {
-        {{}, "true", 1},         {{"--write"}, "true", 2},   {{"--write"}, "false", 2},
-        {{"--read"}, "true", 2}, {{"--protect"}, "true", 3}, {{}, "/no/such/command", 3},
+        {reading, {"--read", "--no-wait"}, 0},
+        {reading, {"--no-wait"}, 1},
+        {reading, {"--protect", "--wait", "0.01"}, 1},
+        {writing, {"--read", "--wait", "0", "--conflict-exit", "9"}, 9},
     };
     for (auto const& row : rows) {
-        static_cast<void>(run(row.options, {row.command}));
-        EXPECT_EQ(row.after, lockWords(path).sequence) << testing::PrintToString(row.options);
+        lock.lock(row.held);
+        auto const ran = zlock(onLock(row.options, {"echo", "ran"}));
+        EXPECT_EQ(row.status, ran.status) << testing::PrintToString(row.options);
+        EXPECT_EQ(row.status == 0 ? "ran\n" : "", ran.out);
+        lock.unlock();
     }
-    EXPECT_EQ("3", run({"--read"}, {"sh", "-c", "printf %s $ZLOCK_SEQUENCE"}).out);
-}
-
-TEST_F(ZlockTest, HandsTheCommandItsWordsAsTheyAre) {
-    EXPECT_EQ("[a,b]|{}||--|-x|%%|",
-              run({}, {"printf", "%s|", "[a,b]", "{}", "", "--", "-x", "%%"}).out);
-}
-
-TEST_F(ZlockTest, DoesNotHandTheLockToTheCommand) {
-    auto const open = run({}, {"sh", "-c", "ls -l /proc/self/fd"});
-    EXPECT_EQ(std::string::npos, open.out.find("._zpl")) << open.out;
-    EXPECT_NE(std::string::npos, open.out.find("pipe")) << open.out;
-}
-
-TEST_F(ZlockTest, GivesUpOnALockThatIsHeld) {
-    lock.readLock();
-    EXPECT_EQ(0, run({"--read", "--no-wait"}, {"true"}).status);
-    EXPECT_EQ(1, run({"--no-wait"}, {"true"}).status);
-    EXPECT_EQ(1, run({"--protect", "--wait", "0.01"}, {"true"}).status);
-    lock.unlock();
-    lock.writeLock();
-    auto const refused = run({"--read", "--wait", "0", "--conflict-exit", "9"}, {"echo", "ran"});
-    EXPECT_EQ(9, refused.status);
-    EXPECT_EQ("", refused.out);
-    lock.unlock();
 }
 
 TEST_F(ZlockTest, WaitsForTheLock) {
@@ -149,58 +139,61 @@ TEST_F(ZlockTest, WaitsForTheLock) {
 TEST_F(ZlockTest, HandsSignalsToTheCommand) {
     ASSERT_EQ(0, mkfifo(pipePath.c_str(), 0600));
     // KILL: a shell may lose what else reaches its child before that has become another program.
-    char const* const script =
-        "trap 'kill -KILL $!; exit 42' TERM; sleep 60 & echo ready > \"$0\"; wait";
-    Companion running([&](Companion&) {
-        return becomeZlock(onLock({}, {"sh", "-c", script, pipePath}));
-    });
-    EXPECT_EQ("ready", lineFromPipe());
-    EXPECT_FALSE(couldTake(Lock::zlockRead));
-    kill(running.pid(), SIGTERM);
-    EXPECT_EQ(42, running.join());
+    Running running(*this,
+                    "trap 'kill -KILL $!; exit 42' TERM; sleep 60 & echo ready > \"$0\"; wait");
+    EXPECT_EQ("ready", running.line);
+    EXPECT_FALSE(couldTake(reading));
+    kill(running.zlock.pid(), SIGTERM);
+    EXPECT_EQ(42, running.zlock.join());
     EXPECT_TRUE(isFree());
 }
 
 TEST_F(ZlockTest, FreesTheLockWhenItIsKilled) {
     ASSERT_EQ(0, mkfifo(pipePath.c_str(), 0600));
-    char const* const script = "echo $$ > \"$0\"; exec sleep 60";
-    Companion running([&](Companion&) {
-        return becomeZlock(onLock({}, {"sh", "-c", script, pipePath}));
-    });
-    int const command = std::stoi(lineFromPipe());
-    EXPECT_EQ(std::string::npos, status().find("free"));
-    kill(running.pid(), SIGKILL);
-    EXPECT_EQ(-SIGKILL, running.join());
+    Running running(*this, "echo $$ > \"$0\"; exec sleep 60");
+    int const command = std::stoi(running.line);
+    EXPECT_FALSE(isFree());
+    kill(running.zlock.pid(), SIGKILL);
+    EXPECT_EQ(-SIGKILL, running.zlock.join());
     EXPECT_EQ(0, kill(command, 0)) << "the command goes on";
     EXPECT_TRUE(isFree());
     kill(command, SIGKILL);
 }
 
 TEST_F(ZlockTest, TellsNumberHolderAndState) {
-    EXPECT_EQ("sequence: 0\nlast holder: none\nstate: free\n", status());
+    Words const status{"--status", "--dir", directory.path(), "config"};
+    EXPECT_EQ("sequence: 0\nlast holder: none\nstate: free\n", zlock(status).out);
     EXPECT_NE(0, access(path.c_str(), F_OK)) << "asking made the file";
     std::string const me = std::to_string(getpid());
     lock.writeLock();
-    EXPECT_EQ("sequence: 0\nlast holder: " + me + " (running)\nstate: written\n", status());
+    EXPECT_EQ("sequence: 0\nlast holder: " + me + " (running)\nstate: written\n",
+              zlock(status).out);
     lock.unlock();
     lock.readLock();
-    EXPECT_EQ("sequence: 1\nlast holder: " + me + " (running)\nstate: read\n", status());
+    EXPECT_EQ("sequence: 1\nlast holder: " + me + " (running)\nstate: read\n", zlock(status).out);
     lock.unlock();
-    EXPECT_EQ(0, run({}, {"true"}).status);
+    EXPECT_EQ(0, zlock(onLock({}, {"true"})).status);
     std::string const gone = std::to_string(lockWords(path).pid);
-    EXPECT_EQ("sequence: 2\nlast holder: " + gone + " (gone)\nstate: free\n", status());
+    EXPECT_EQ("sequence: 2\nlast holder: " + gone + " (gone)\nstate: free\n", zlock(status).out);
 }
 
 TEST_F(ZlockTest, TellsWhatIsWrongWithTheFile) {
-    auto const missing = zlock({"--dir", directory.file("none"), "config", "--", "true"});
-    EXPECT_EQ(3, missing.status);
-    EXPECT_NE(std::string::npos, missing.err.find(directory.file("none"))) << missing.err;
+    std::string const none = directory.file("none");
     ASSERT_EQ(0, symlink("/etc/hostname", path.c_str()));
-    auto const planted = run({}, {"echo", "ran"});
-    EXPECT_EQ(3, planted.status);
-    EXPECT_EQ("", planted.out);
-    EXPECT_NE(std::string::npos, planted.err.find(path)) << planted.err;
-    EXPECT_EQ(3, zlock({"--status", "--dir", directory.path(), "config"}).status);
+    struct {
+        Words words;
+        std::string told;
+    } const rows[] = {
+        {{"--dir", none, "config", "--", "echo", "ran"}, none},
+        {onLock({}, {"echo", "ran"}), path},
+        {{"--status", "--dir", directory.path(), "config"}, path},
+    };
+    for (auto const& row : rows) {
+        auto const failed = zlock(row.words);
+        EXPECT_EQ(3, failed.status);
+        EXPECT_EQ("", failed.out);
+        EXPECT_NE(std::string::npos, failed.err.find(row.told)) << failed.err;
+    }
 }
 
 }  // namespace

@@ -44,10 +44,10 @@ struct Board {
     Count finished;  // writes that were not killed on the way
     Count whole;     // the last of them
     Count reads;
-    Count refused;              // timed requests that got nothing
-    Count torn;                 // holds during which somebody else wrote, or had
-    Count failures;             // exceptions
-    Count longestMs;            // wait for the lock
+    Count refused;               // timed requests that got nothing
+    Count torn;                  // holds during which somebody else wrote, or had
+    Count failures;              // exceptions
+    Count longestMs;             // wait for the lock
     std::array<Count, 32> data;  // one number, many times over
 };
 static_assert(Count::is_always_lock_free && sizeof(Board) == 164);

@@ -131,8 +131,8 @@ class ProcessLockFaultTest : public WithProcessLock {
     ProcessLockFaultTest() { lock.addObserver(&observer); }
     ~ProcessLockFaultTest() override { lock.deleteObservers(); }
 
-    /// What the operation throws. Expects that the lock is then held when, and
-    /// only when, the operation was to take it and did.
+    /// What the operation throws. The lock has to be held then exactly when the operation was to
+    /// take it and did.
     Report thrownIn(Operation const& operation, Fault const& planned) {
         lock.setLastSequence(Lock::invalidSequence);
         operation.prepare(lock);

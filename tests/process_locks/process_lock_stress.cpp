@@ -20,50 +20,45 @@
 #include <random>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "Z/ZException.h"
-#include "Z/ZFileLock.h"
 #include "support/environment.h"
-#include "support/lock_files.h"
-#include "support/processes.h"
+#include "support/process_lock.h"
+#include "support/threads.h"
 
 namespace {
 
+using namespace testsupport;
 using Lock = ZUnixProcessReadWriteFileLock;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
+using Count = std::atomic<std::uint32_t>;
 
-constexpr int processCount = 8;
-constexpr int threadCount = 4;
+constexpr std::size_t processCount = 8;
+constexpr unsigned int threadCount = 4;
 
-/// What the processes note about what they do, beside the lock; the same for both word sizes.
+/// What the processes share beside the lock; the same for both word sizes.
 struct Board {
-    std::atomic<std::uint32_t> stop;      // set once, at the end
-    std::atomic<std::uint32_t> begun;     // writes; changes under the lock alone, as the next two
-    std::atomic<std::uint32_t> finished;  // writes that were not killed on the way
-    std::atomic<std::uint32_t> mended;    // unfinished writes that a next writer found
-    std::atomic<std::uint32_t> reads;
-    std::atomic<std::uint32_t> remains;        // unfinished writes that readers saw
-    std::atomic<std::uint32_t> lastRemains;    // number of the last of them
-    std::atomic<std::uint32_t> halves;         // states that were not whole otherwise
-    std::atomic<std::uint32_t> refused;        // timed requests that got nothing
-    std::atomic<std::uint32_t> failures;       // exceptions
-    std::atomic<std::uint32_t> turns;          // holds that ended
-    std::atomic<std::uint32_t> heldMs;         // what they lasted together
-    std::atomic<std::uint32_t> longestMs;      // wait for the lock
-    std::atomic<std::uint32_t> unexplainedMs;  // the most of a wait that was nobody's hold
-};
-static_assert(std::atomic<std::uint32_t>::is_always_lock_free && sizeof(Board) == 56);
+    Count stop;             // set once, at the end
+    Count begun, finished;  // writes; between the two some were killed
+    Count whole;            // number of the last that was finished
+    Count reads, refused;   // `refused`: timed requests that got nothing
+    Count torn;             // holds during which somebody else wrote
+    Count failures;         // exceptions
+    Count forgotten;        // requests that waited far too long
+    Count left, right;      // the data: number of the last write, twice
 
-int openFile(std::string const& path) {
-    int const fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (fd < 0) abort();
-    return fd;
-}
+    /// Whether the data are those of a write that was not interrupted.
+    [[nodiscard]] bool isWhole(std::uint32_t number) const {
+        bool const good = left == number;
+        std::this_thread::yield();
+        return good && right == number;
+    }
+};
+static_assert(Count::is_always_lock_free && sizeof(Board) == 11 * sizeof(std::uint32_t));
 
 Board& mapBoard(std::string const& directory) {
-    int const fd = openFile(directory + "/board");
+    int const fd = open((directory + "/board").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     void* memory = MAP_FAILED;
     if (ftruncate(fd, sizeof(Board)) == 0)
         memory = mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
@@ -71,55 +66,6 @@ Board& mapBoard(std::string const& directory) {
     close(fd);
     return *static_cast<Board*>(memory);
 }
-
-void raiseTo(std::atomic<std::uint32_t>& most, std::uint32_t value) {
-    for (std::uint32_t seen = most; value > seen && !most.compare_exchange_weak(seen, value);) {
-    }
-}
-
-std::uint32_t millisecondsSince(Clock::time_point start) {
-    return static_cast<std::uint32_t>(
-        std::chrono::duration_cast<milliseconds>(Clock::now() - start).count());
-}
-
-/// The shared file: one number, many times over. Neither side reads or writes it at once, so that
-/// whoever is let in wrongly finds half a change.
-class CounterFile {
-  public:
-    explicit CounterFile(std::string const& directory) : fd(openFile(directory + "/counter")) {}
-    ~CounterFile() { close(fd); }
-    CounterFile(CounterFile const&) = delete;
-    CounterFile& operator=(CounterFile const&) = delete;
-
-    void write(std::uint32_t number) const {
-        Piece piece{};
-        piece.fill(number);
-        for (int i = 0; i < pieces; ++i) {
-            if (pwrite(fd, piece.data(), sizeof piece, offsetOf(i)) != sizeof piece) abort();
-            std::this_thread::yield();
-        }
-    }
-
-    /// Whether the file is nothing but `number`.
-    [[nodiscard]] bool isWhole(std::uint32_t number) const {
-        Piece whole{};
-        whole.fill(number);
-        for (int i = 0; i < pieces; ++i) {
-            Piece piece{};
-            if (pread(fd, piece.data(), sizeof piece, offsetOf(i)) < 0) abort();
-            if (piece != whole) return false;
-            std::this_thread::yield();
-        }
-        return true;
-    }
-
-  private:
-    using Piece = std::array<std::uint32_t, 64>;
-    static constexpr int pieces = 4;
-    static off_t offsetOf(int piece) { return static_cast<off_t>(sizeof(Piece)) * piece; }
-
-    int fd;
-};
 
 // ------------------------------------------------------------------------------------- a process
 
@@ -131,35 +77,24 @@ class Reloader : public ZObserverInterface {
 class Worker {
   public:
     Worker(std::string const& directory, unsigned int seed)
-        : board(mapBoard(directory)),
-          counter(directory),
-          lock("stress", directory.c_str()),
-          firstSeed(seed) {
+        : board(mapBoard(directory)), lock("stress", directory.c_str()) {
         if (seed % 2 != 0) lock.addObserver(&observer);
-    }
-    ~Worker() { lock.deleteObservers(); }
-    Worker(Worker const&) = delete;
-    Worker& operator=(Worker const&) = delete;
-
-    void run() {
-        std::vector<std::thread> threads;
+        Crew threads;
         for (unsigned int i = 0; i < threadCount; ++i)
-            threads.emplace_back([this, i] { loop(firstSeed * threadCount + i); });
-        for (auto& thread : threads)
-            thread.join();
+            threads.add([this, one = seed * threadCount + i] { loop(one); });
+        threads.join();
+        lock.deleteObservers();
     }
 
   private:
     void loop(unsigned int seed) {
         std::minstd_rand random(seed + 1);
-        while (board.stop == 0) {
-            try {
+        try {
+            while (board.stop == 0)
                 step(static_cast<unsigned int>(random()));
-            } catch (ZException& e) {
-                e.dumpException();
-                ++board.failures;
-                return;
-            }
+        } catch (ZException& e) {
+            e.dumpException();
+            ++board.failures;
         }
     }
 
@@ -167,75 +102,52 @@ class Worker {
         bool const writes = dice % 10 < 3;
         if (!take(writes ? Lock::zlockWrite : Lock::zlockRead, dice / 10 % 8)) {
             ++board.refused;
-            return;
-        }
-        auto const start = Clock::now();
-        if (writes) {
-            write();
         } else {
-            read();
+            writes ? write() : read();
+            lock.unlock();
         }
-        lock.unlock();
-        board.heldMs += millisecondsSince(start);
-        ++board.turns;
     }
 
     bool take(Lock::zlockstate mode, unsigned int kind) {
         if (kind == 0) return lock.tryLock(mode);
         if (kind == 1) return lock.lockFor(mode, 3);
-        std::uint32_t const turns = board.turns;
-        std::uint32_t const held = board.heldMs;
         auto const start = Clock::now();
         lock.lock(mode);
-        noteWait(millisecondsSince(start), board.turns - turns, board.heldMs - held);
+        if (Clock::now() - start > std::chrono::seconds(10)) ++board.forgotten;
         return true;
     }
 
-    /// A wait is explained by what others held meanwhile, and by what taking and giving on costs
-    /// them each time on a machine that is busy.
-    void noteWait(std::uint32_t waited, std::uint32_t turns, std::uint32_t held) {
-        constexpr std::uint32_t turnMs = 2;
-        std::uint32_t const explained = held + turns * turnMs;
-        raiseTo(board.longestMs, waited);
-        if (waited > explained) raiseTo(board.unexplainedMs, waited - explained);
-    }
-
+    /// Not done at once, so that whoever is let in wrongly finds half a change.
     void write() {
-        if (board.begun != board.finished + board.mended) {
-            ++board.mended;
-        } else if (!counter.isWhole(board.begun)) {
-            ++board.halves;
-        }
-        counter.write(++board.begun);
+        if (board.whole == board.begun && !board.isWhole(board.begun)) ++board.torn;
+        std::uint32_t const number = ++board.begun;
+        board.left = number;
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+        board.right = number;
+        if (board.begun != number) ++board.torn;
         ++board.finished;
+        board.whole = number;
     }
 
+    /// Who was killed may have left half a change, but nobody goes on with it.
     void read() {
         ++board.reads;
         std::uint32_t const begun = board.begun;
-        bool const isWhole = counter.isWhole(begun);
-        if (begun != board.begun) ++board.halves;  // somebody wrote meanwhile
-        if (isWhole) return;
-        if (begun == board.finished + board.mended) {
-            ++board.halves;
-        } else if (board.lastRemains.exchange(begun) != begun) {
-            ++board.remains;
-        }
+        std::uint32_t const finished = board.finished;
+        bool const good = board.isWhole(begun) || board.whole != begun;
+        if (!good || board.begun != begun || board.finished != finished) ++board.torn;
     }
 
     Board& board;
-    CounterFile counter;
     Reloader observer;
     Lock lock;
-    unsigned int firstSeed;
 };
 
 // ------------------------------------------------------------------------------------ the parent
 
 class Stress {
   public:
-    Stress(std::string own, std::string other)
-        : programs{std::move(own), std::move(other)}, board(mapBoard(directory.path())) {
+    Stress(char const* own, char const* other) : programs{own, other} {
         for (std::size_t i = 0; i < processCount; ++i)
             start(i);
     }
@@ -247,36 +159,31 @@ class Stress {
             std::this_thread::sleep_for(milliseconds(20));
         }
         board.stop = 1;
-        bool const ended = awaitAll();
-        report();
-        return ended && isWhole();
+        return reportIsGood(awaitAll());
     }
 
   private:
     void start(std::size_t index) {
-        std::string const& program = programs.at(index % programs.size());
+        char const* const program = programs.at(index % programs.size());
         std::string const seed = std::to_string(random() % 100000);
-        pid_t const child = fork();
-        if (child == 0) {
-            execl(program.c_str(), program.c_str(), "--worker", directory.path().c_str(),
-                  seed.c_str(), nullptr);
-            _exit(127);
-        }
-        children.at(index) = child;
+        children.at(index) = fork();
+        if (children.at(index) != 0) return;
+        execl(program, program, "--worker", directory.path().c_str(), seed.c_str(), nullptr);
+        _exit(127);
     }
 
     void disturb() {
         std::size_t const index = random() % processCount;
+        pid_t const child = children.at(index);
         if (random() % 4 == 0) {
-            kill(children.at(index), SIGKILL);
-            waitpid(children.at(index), nullptr, 0);
+            kill(child, SIGKILL);
+            waitpid(child, nullptr, 0);
             ++kills;
-            start(index);
-        } else {
-            kill(children.at(index), SIGSTOP);
-            std::this_thread::sleep_for(milliseconds(random() % 20));
-            kill(children.at(index), SIGCONT);
+            return start(index);
         }
+        kill(child, SIGSTOP);
+        std::this_thread::sleep_for(milliseconds(random() % 20));
+        kill(child, SIGCONT);
     }
 
     /// Whether all processes ended by themselves, before anybody would say that they hang.
@@ -291,43 +198,30 @@ class Stress {
             if (hangs) waitpid(child, nullptr, 0);
             good = good && !hangs && WIFEXITED(status) && WEXITSTATUS(status) == 0;
         }
-        if (!good) std::puts("FAILED: a process hung or ended with an error");
         return good;
     }
 
-    [[nodiscard]] std::uint32_t sequence() const {
-        return testsupport::lockWords(directory.file("._zplstress")).sequence;
-    }
-
-    void report() const {
-        std::printf(
-            "%u writes, %u reads, %u refused; %u kills, %u unfinished writes, %u of those read; "
-            "number %u; longest wait %u ms, %u of a wait unexplained; %s\n",
-            board.begun.load(), board.reads.load(), board.refused.load(), kills, unfinished(),
-            board.remains.load(), sequence(), board.longestMs.load(), board.unexplainedMs.load(),
-            programs[0] == programs[1] ? "one program" : "two programs");
-    }
-
-    [[nodiscard]] std::uint32_t unfinished() const { return board.begun - board.finished; }
-
     /// Who was killed accounts for one unfinished write, or one that does not count in the number.
-    [[nodiscard]] bool isWhole() const {
+    [[nodiscard]] bool reportIsGood(bool ended) const {
         std::uint32_t const begun = board.begun;
-        bool const lastIsUnfinished = unfinished() != board.mended;
-        constexpr std::uint32_t tooLongMs = 3000;
+        std::uint32_t const unfinished = begun - board.finished;
+        std::uint32_t const number = lockWords(directory.file("._zplstress")).sequence;
+        std::printf(
+            "%u writes, %u reads, %u refused; %u kills, %u unfinished writes; number %u; %s\n",
+            begun, board.reads.load(), board.refused.load(), kills, unfinished, number,
+            programs[0] == programs[1] ? "one program" : "two programs");
         struct {
             bool holds;
             char const* what;
         } const rows[] = {
+            {ended, "no process hung or ended with an error"},
             {board.failures == 0, "no request failed"},
             {board.finished > 0 && board.reads > 0, "there were writes and reads"},
-            {lastIsUnfinished || CounterFile(directory.path()).isWhole(begun),
-             "the count is exact"},
-            {unfinished() <= kills, "nobody but the killed left work unfinished"},
-            {unfinished() - board.mended <= 1, "each of those was found once"},
-            {board.halves == 0 && board.remains <= unfinished(), "everybody saw whole states"},
-            {sequence() <= begun && begun - sequence() <= kills, "the number counts writes"},
-            {board.unexplainedMs < tooLongMs, "nobody waited but for others"},
+            {board.whole != begun || board.isWhole(begun), "the count is exact"},
+            {board.torn == 0, "everybody saw whole states"},
+            {unfinished <= kills, "nobody but the killed left work unfinished"},
+            {number <= begun && begun - number <= kills, "the number counts writes"},
+            {board.forgotten == 0, "nobody was forgotten"},
         };
         bool good = true;
         for (auto const& row : rows) {
@@ -337,9 +231,9 @@ class Stress {
         return good;
     }
 
-    testsupport::TempDir directory;
-    std::array<std::string, 2> programs;
-    Board& board;
+    TempDir directory;
+    std::array<char const*, 2> programs;
+    Board& board = mapBoard(directory.path());
     std::array<pid_t, processCount> children{};
     std::minstd_rand random{std::random_device{}()};
     unsigned int kills = 0;
@@ -348,14 +242,13 @@ class Stress {
 }  // namespace
 
 int main(int argc, char** argv) {
-    testsupport::setEnvironment();
+    setEnvironment();
     // Every write to a lock file waits for the disk: without one there are more turns.
     if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 0);
     if (argc == 4 && std::string(argv[1]) == "--worker") {
-        Worker(argv[2], static_cast<unsigned int>(std::atoi(argv[3]))).run();
+        Worker const running(argv[2], static_cast<unsigned int>(std::atoi(argv[3])));
         return 0;
     }
-    constexpr int usualSeconds = 3;
-    int const seconds = argc > 1 ? std::atoi(argv[1]) : usualSeconds;
+    int const seconds = argc > 1 ? std::atoi(argv[1]) : 3;
     return Stress(argv[0], argc > 2 ? argv[2] : argv[0]).run(std::chrono::seconds(seconds)) ? 0 : 1;
 }

@@ -1,34 +1,61 @@
-/// A process lock for a test, and how it looks to others.
+/// A process lock for a test, how it looks to others, and what stands in its file.
 #ifndef ZFC_TESTS_SUPPORT_PROCESS_LOCK_H
 #define ZFC_TESTS_SUPPORT_PROCESS_LOCK_H
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <cstring>
 #include <string>
 
 #include "Z/ZFileLock.h"
-#include "support/lock_files.h"
 #include "support/processes.h"
+#include "support/reports.h"
 
 namespace testsupport {
+
+inline Report const notHeld{"ZUnlockResourceException", 6, {"0"}};
+inline Report const reentry{"ZLockResourceException", 5, {"0"}};
+
+/// What a lock file holds.
+struct LockWords {
+    unsigned int sequence = 0;
+    int pid = 0;
+};
+
+[[nodiscard]] inline LockWords lockWords(std::string const& path) {
+    LockWords words;
+    std::string const bytes = readFile(path);
+    if (bytes.size() == sizeof words) std::memcpy(&words, bytes.data(), sizeof words);
+    return words;
+}
+
+/// Makes a lock file with this number.
+inline void writeSequence(std::string const& path, unsigned int sequence) {
+    std::string bytes(sizeof(LockWords), '\0');
+    std::memcpy(bytes.data(), &sequence, sizeof sequence);
+    writeFile(path, bytes);
+}
 
 class WithProcessLock : public testing::Test {
   protected:
     using Lock = ZUnixProcessReadWriteFileLock;
+    static constexpr auto unset = Lock::zlockUnset;
+    static constexpr auto reading = Lock::zlockRead;
+    static constexpr auto protecting = Lock::zlockProtect;
+    static constexpr auto writing = Lock::zlockWrite;
 
-    /// Another object of the same name.
-    [[nodiscard]] std::unique_ptr<Lock> another() const {
-        return std::make_unique<Lock>("config", directory.path().c_str());
+    /// Whether the calling thread gets the lock in that time; it has given it back then.
+    [[nodiscard]] static bool couldTake(Lock& taken, Lock::zlockstate mode, long milliseconds) {
+        bool const good = taken.lockFor(mode, milliseconds);
+        if (good) taken.unlock(0);
+        return good;
     }
     /// Whether somebody else could take the lock now.
     [[nodiscard]] bool couldTake(Lock::zlockstate mode) const {
-        auto const other = another();
-        if (!other->tryLock(mode)) return false;
-        other->unlock(0);
-        return true;
+        Lock other("config", directory.path().c_str());
+        return couldTake(other, mode, 0);
     }
-    [[nodiscard]] bool isFree() const { return couldTake(Lock::zlockWrite); }
+    [[nodiscard]] bool isFree() const { return couldTake(writing); }
 
     TempDir directory;
     std::string path = directory.file("._zplconfig");

@@ -51,7 +51,8 @@ TEST(LockTest, KeepsManyThreadsApartHoweverTheyTakeIt) {
             for (int round = 0; round < rounds; ++round) {
                 EXPECT_TRUE(take(lock) && take(lock));
                 ++sum;
-                EXPECT_EQ(unwind(lock), 2);
+                lock.unlock();
+                lock.unlock();
             }
         };
         Crew crew;
@@ -81,35 +82,31 @@ TEST(LockTest, ACopyIsAFreeLockAndAssignmentChangesNothing) {
     EXPECT_EQ(held.clone(), nullptr);
 }
 
-TEST(LockTest, ServesTheStandardGuards) {
-    ZLock first;
-    ZLock second;
-    {
-        std::scoped_lock const both(first, second);
-        std::unique_lock const again(first, std::try_to_lock);
-        EXPECT_TRUE(again.owns_lock() && !isFree(second));
-    }
-    EXPECT_TRUE(isFree(first) && isFree(second));
-}
-
 struct BrokenLock : ZLockInterface {
     void lock() override {}
     void unlock() override { throw std::runtime_error("unlock"); }
 };
 
-TEST(ResourceLockTest, HoldsItsLockForTheScopeAndThrowsNothingAtItsEnd) {
+TEST(LockTest, GuardsHoldItForTheScopeAndOursThrowsNothingAtItsEnd) {
     Reports reports;
     ZLock lock;
+    ZLock other;
     BrokenLock broken;
-    for (bool const behindItsBack : {false, true}) {
+    {
+        std::scoped_lock const both(lock, other);
+        std::unique_lock const again(lock, std::try_to_lock);
+        ZResourceLock const guard(lock);
+        ZResourceLock const isBroken(broken);
+        EXPECT_TRUE(again.owns_lock() && !isFree(lock) && !isFree(other));
+    }
+    EXPECT_EQ(reports.take(), (std::vector<Report>{{"src/Z/ZLock", 19, {}}}));
+    EXPECT_TRUE(isFree(lock) && isFree(other));
+    {
         ZResourceLock const guard(lock);
         EXPECT_FALSE(isFree(lock));
-        if (behindItsBack) lock.unlock();
+        lock.unlock();  // behind its back
     }
-    EXPECT_TRUE(isFree(lock));
-    { ZResourceLock const guard(broken); }
-    Report const unlocked{"ZUnlockResourceException", 6, {}};
-    EXPECT_EQ(reports.take(), (std::vector<Report>{unlocked, {"src/Z/ZLock", 19, {}}}));
+    EXPECT_EQ(reports.take(), (std::vector<Report>{{"ZUnlockResourceException", 6, {}}}));
 }
 
 /// A thread that waits by `waits`, with the condition's lock at depth 2 before and after. The

@@ -189,6 +189,8 @@ TEST(ReadWriteLockTest, APromotionShutsReadersOutUntilThoseInsideHaveLeftOrItIsC
         }
         EXPECT_EQ(stateOf(lock), read);
         EXPECT_EQ(lock.getReaderCount(), 2) << "one release lets both in";
+        lock.unlock();
+        lock.unlock();
     }
 }
 
@@ -247,6 +249,8 @@ TEST(ReadWriteLockTest, ACopyIsAFreeLockWithoutObservers) {
     EXPECT_EQ(clone.countObservers(), 0U);
     EXPECT_TRUE(clone.tryWriteLock());
     EXPECT_EQ(stateOf(held), write);
+    clone.unlock();
+    held.unlock();
 }
 
 TEST(ReadWriteLockTest, KeepsWritersApartAndReadersWhole) {

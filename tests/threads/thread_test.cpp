@@ -8,6 +8,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/workers.h"
@@ -87,19 +88,19 @@ TEST(ThreadTest, AThreadThatNobodyJoinedIsGivenUpByItsDestructorAndTheNextStart)
 }
 
 TEST(ThreadTest, ADetachedThreadIsNotWaitedForAndMayBeShorterThanItsStart) {
-    constexpr int count = 500;
     Tally tally;
     Gate go;
-    auto* const waiting = new Task(
-        tally, [&] { go.await(); }, asDetached, deletesObject);
-    waiting->start();
-    waiting->waitForExit();
-    for (int i = 0; i < count; ++i)
-        (new Task(tally, nullptr, asDetached, deletesObject))->start();
+    std::function<void()> body = [&] { go.await(); };
+    for (int i = 0; i < 500; ++i) {
+        auto* const thread =
+            new Task(tally, std::exchange(body, nullptr), asDetached, deletesObject);
+        thread->start();
+        if (i == 0) thread->waitForExit();
+    }
     awaitThat([&] { return tally.living == 1; });
     go.open();
     awaitThat([&] { return tally.living == 0; });
-    EXPECT_EQ(tally.ended, count + 1);
+    EXPECT_EQ(tally.ended, 500);
 }
 
 TEST(ThreadTest, CallsExitOnceHoweverItEndsAndReportsWhatEscapesButNoUnwinding) {

@@ -89,22 +89,31 @@ TEST_F(ObserverTest, WhoChangesTheListInsideUpdateMissesNobodyAndCallsNobodyGone
     }
 }
 
-TEST_F(ObserverTest, RegistrationWaitsForARunningNotification) {
-    Gate registering;
-    Crew crew;
-    a.onUpdate = [&] {
-        crew.add([&] {
-            registering.open();
-            subject.addObserver(&b);
-            calls += " added";
-        });
-        registering.await();
-        calls += " updated";
+TEST_F(ObserverTest, EveryOtherOperationWaitsForARunningNotification) {
+    std::function<void()> const operations[] = {
+        [&] { subject.addObserver(&b); },
+        [&] { subject.deleteObserver(&a); },
+        [&] { subject.deleteObservers(); },
+        [&] { static_cast<void>(subject.countObservers()); },
     };
-    subject.addObserver(&a);
-    notified(subject);
-    crew.join();
-    EXPECT_EQ(calls, "a updated added");
+    for (auto const& operation : operations) {
+        subject.deleteObservers();
+        subject.addObserver(&a);
+        Gate begun;
+        Crew crew;
+        a.onUpdate = [&] {
+            crew.add([&] {
+                begun.open();
+                operation();
+                calls += " done";
+            });
+            begun.await();
+            calls += " updated";
+        };
+        notified(subject);
+        crew.join();
+        EXPECT_EQ(calls, "a updated done");
+    }
 }
 
 TEST_F(ObserverTest, VoyeursAreEqualWhenTheyHoldTheSameObserver) {

@@ -42,12 +42,13 @@ template <class Lock>
     return depth;
 }
 
-/// Ends the process when a test hangs; for the global environment of a test program.
+/// Ends the process when a test hangs.
 class Watchdog : public testing::Environment {
   public:
     void SetUp() override { alarm(100); }
     void TearDown() override { alarm(0); }
 };
+inline auto* const watchdog = testing::AddGlobalTestEnvironment(new Watchdog);
 
 }  // namespace testsupport
 

@@ -5,15 +5,19 @@
 #include <pthread.h>
 
 #include <condition_variable>
-#include <deque>
-#include <exception>
 #include <functional>
+#include <future>
 #include <mutex>
 #include <thread>
-#include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace testsupport {
+
+inline void awaitThat(std::function<bool()> const& holds) {
+    while (!holds())
+        std::this_thread::yield();
+}
 
 /// Opens once; who awaits it goes on from then.
 class Gate {
@@ -22,10 +26,6 @@ class Gate {
         std::lock_guard const guard(mutex);
         isOpen = true;
         opened.notify_all();
-    }
-    [[nodiscard]] bool isOpened() {
-        std::lock_guard const guard(mutex);
-        return isOpen;
     }
     void await() {
         std::unique_lock guard(mutex);
@@ -38,34 +38,16 @@ class Gate {
     bool isOpen = false;
 };
 
-/// A thread that runs `body` beside the test.
+/// A thread that runs `body` beside the test, which waits for its end at last.
 class Beside {
   public:
     explicit Beside(std::function<void()> body)
-        : thread([this, work = std::move(body)] { run(work); }) {}
-    ~Beside() {
-        if (thread.joinable()) thread.join();
-    }
-    Beside(Beside const&) = delete;
-    Beside& operator=(Beside const&) = delete;
-
+        : end(std::async(std::launch::async, std::move(body))) {}
     /// Waits for the end of `body` and throws what it threw.
-    void join() {
-        thread.join();
-        if (failure) std::rethrow_exception(std::exchange(failure, nullptr));
-    }
+    void join() { end.get(); }
 
   private:
-    void run(std::function<void()> const& body) {
-        try {
-            body();
-        } catch (...) {
-            failure = std::current_exception();
-        }
-    }
-
-    std::exception_ptr failure;  // written by the thread, read when it has ended
-    std::thread thread;          // last: it uses what stands above
+    std::future<void> end;
 };
 
 /// Threads that all run beside the test, and are waited for together.
@@ -78,14 +60,14 @@ class Crew {
     }
 
   private:
-    std::deque<Beside> members;
+    std::vector<Beside> members;
 };
 
 /// A thread that waits for its cancellation.
 class Doomed {
   public:
     explicit Doomed(std::function<void()> waits) : body(std::move(waits)) {
-        pthread_create(&thread, nullptr, run, this);
+        pthread_create(&thread, nullptr, run, &body);
     }
     /// Whether the thread was cancelled, and did not end in another way.
     [[nodiscard]] bool cancel() const {
@@ -96,8 +78,8 @@ class Doomed {
     }
 
   private:
-    static void* run(void* self) {
-        static_cast<Doomed*>(self)->body();
+    static void* run(void* body) {
+        (*static_cast<std::function<void()>*>(body))();
         return nullptr;
     }
 
@@ -107,14 +89,8 @@ class Doomed {
 
 /// Runs `body` in a thread of its own and waits for it; passes on what it returns or throws.
 template <class Body>
-auto onThread(Body const& body) -> decltype(body()) {
-    if constexpr (std::is_void_v<decltype(body())>) {
-        Beside([&] { body(); }).join();
-    } else {
-        decltype(body()) result{};
-        Beside([&] { result = body(); }).join();
-        return result;
-    }
+auto onThread(Body const& body) {
+    return std::async(std::launch::async, body).get();
 }
 
 }  // namespace testsupport

@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <functional>
-#include <thread>
 #include <utility>
 
 #include "Z/ZThread.h"
@@ -16,11 +15,6 @@ constexpr int asJoinable = 0;
 constexpr int asDetached = 1;
 constexpr int keepsObject = 0;
 constexpr int deletesObject = 1;
-
-inline void awaitThat(std::function<bool()> const& holds) {
-    while (!holds())
-        std::this_thread::yield();
-}
 
 /// What the threads of a test did. Outlives those that delete themselves.
 struct Tally {

@@ -9,6 +9,7 @@
 #include "Z/config/value_text.h"
 
 #include <cstring>
+#include <typeinfo>
 
 namespace {
 
@@ -17,8 +18,7 @@ using zfc::config::isEmpty;
 constexpr char sourceName[] = "src/Z/ZProperties";
 
 void requireKey(char const* stanza, char const* key) {
-    zfc::config::require(stanza, sourceName, __LINE__);
-    zfc::config::require(key, sourceName, __LINE__);
+    if (isEmpty(stanza) || isEmpty(key)) zraise(ZInvalidParameterException(), sourceName, __LINE__);
 }
 
 /// A required key has no default.
@@ -28,6 +28,8 @@ void refuseDefault(int required, bool hasDefault) {
 
 /// Copies text of the local codeset into a string of any codeset.
 void copyText(char const* text, ZAbstractMutableString& out) {
+    // Nearly always: there is nothing to convert, and nothing that can get lost.
+    if (typeid(out) == typeid(ZLCString)) return out.setChars(text);
     out.setChars(ZLCConstString(text));
     if (out.isEmpty() && *text != '\0') zraise(ZToUTF8Exception(), sourceName, __LINE__);
 }
@@ -197,7 +199,7 @@ bool ZProperties::isModified() const {
 
 void ZProperties::setValue(char const* stanza, char const* key, char const* value, int obfuscated) {
     requireKey(stanza, key);
-    edit(ZPropertyChanged::valueSet, stanza, key, [&](ZPCategoryBasedCache& data) {
+    Editing::run(*this, ZPropertyChanged::valueSet, stanza, key, [&](ZPCategoryBasedCache& data) {
         if (!isEmpty(value)) checkAccess(stanza, key, obfuscated);
         data.addLine(stanza, key, value, obfuscated);
         return true;
@@ -243,7 +245,7 @@ void ZProperties::setBooleanValue(char const* stanza, char const* key, int value
 
 void ZProperties::deleteKey(char const* stanza, char const* key) {
     requireKey(stanza, key);
-    edit(ZPropertyChanged::deleted, stanza, key, [&](ZPCategoryBasedCache& data) {
+    Editing::run(*this, ZPropertyChanged::deleted, stanza, key, [&](ZPCategoryBasedCache& data) {
         if (!data.contains(stanza, key)) return false;
         data.remove(stanza, key);
         return true;
@@ -251,14 +253,14 @@ void ZProperties::deleteKey(char const* stanza, char const* key) {
 }
 
 void ZProperties::addFileComment(char const* text) {
-    addComment(text, [](ZPCategoryBasedCache& data, char const* comment) {
+    Editing::addComment(*this, text, [](ZPCategoryBasedCache& data, char const* comment) {
         data.addFileComment(comment);
     });
 }
 
 void ZProperties::addEntryComment(char const* stanza, char const* key, char const* text) {
     requireKey(stanza, key);
-    addComment(text, [&](ZPCategoryBasedCache& data, char const* comment) {
+    Editing::addComment(*this, text, [&](ZPCategoryBasedCache& data, char const* comment) {
         data.addLineComment(stanza, key, comment);
     });
 }

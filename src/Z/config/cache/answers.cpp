@@ -204,7 +204,7 @@ bool ZPCategoryBasedCache::isObfuscated(char const* stanza, char const* key) con
 
 bool ZPCategoryBasedCache::isOfOtherKind(char const* stanza, char const* key,
                                          int obfuscated) const {
-    Index const found = findKey(records->names(), stanza, key);
+    Index const found = zfc::cache::findKeyToEdit(records->names(), stanza, key);
     return found != none && Values::isObfuscated(records->names().key(found)) != (obfuscated != 0);
 }
 

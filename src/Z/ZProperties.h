@@ -164,7 +164,7 @@ class ZFC_API ZPropertyChanged : public ZObservedParm {
     [[nodiscard]] char const* getKey() const { return key.isEmpty() ? nullptr : key.getChars(); }
 
   private:
-    PropertyStyle style;
+    PropertyStyle style;  // Layout: there is one style only
     PropertyChangeType change;
     ZLCString stanza;
     ZLCString key;  // empty: none

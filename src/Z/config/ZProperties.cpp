@@ -4,6 +4,7 @@
 #include "Z/ZLCConstString.h"
 #include "Z/ZUTF8ConstString.h"
 #include "Z/ZUTF8String.h"
+#include "Z/config/cache/append.h"
 #include "Z/config/file_history.h"
 #include "Z/config/properties_edit.h"
 #include "Z/config/value_text.h"
@@ -13,6 +14,7 @@
 
 namespace {
 
+using zfc::cache::appendNew;
 using zfc::config::isEmpty;
 
 constexpr char sourceName[] = "src/Z/ZProperties";
@@ -32,13 +34,6 @@ void copyText(char const* text, ZAbstractMutableString& out) {
     if (typeid(out) == typeid(ZLCString)) return out.setChars(text);
     out.setChars(ZLCConstString(text));
     if (out.isEmpty() && *text != '\0') zraise(ZToUTF8Exception(), sourceName, __LINE__);
-}
-
-/// Appends a new object; while that fails the object is the list's no more than ours.
-template <class String>
-void appendNew(ZArrayList& list, std::unique_ptr<String> text) {
-    list.addNoCopy(text.get());
-    static_cast<void>(text.release());
 }
 
 /// Takes off what a failed operation appended to an empty list, owned or not.

@@ -4,10 +4,11 @@
 
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
+#include "Z/config/cache/texts.h"
 
 namespace zfc::config {
 
-[[nodiscard]] inline bool isEmpty(char const* text) { return text == nullptr || *text == '\0'; }
+using zfc::cache::isEmpty;
 
 /// Raises ZInvalidParameterException (message 22) for a null or empty text.
 inline void require(char const* text, char const* source, int line) {

@@ -162,13 +162,13 @@ class ZFC_API ZJavaProperties : public ZObject {
     State doUU2State(char c);
     State doUU3State(char c);
 
-    StateHandler stateHandlers[16];  // by state; null for 0 and 15
+    StateHandler stateHandlers[16];  // by state; null for 0 and 15. Layout: a table in each object
     ZHashKeyMap properties;          // the pairs: ZUTF8String to ZUTF8String, copied
     ZUTF8String key;                 // of the line that is read
     ZUTF8String value;               // likewise
     ZUTF8String searchKey;           // where reading stops; empty: at the end of the file
     unsigned short unicodeUnit = 0;  // of the \u escape that is read
-    unsigned short unicodeEnd = 0;   // always 0
+    unsigned short unicodeEnd = 0;   // Layout: always 0, the word has its place behind the unit
 };
 
 #endif

@@ -164,7 +164,7 @@ class ZFC_API ZPropertyChanged : public ZObservedParm {
     [[nodiscard]] char const* getKey() const { return key.isEmpty() ? nullptr : key.getChars(); }
 
   private:
-    PropertyStyle style;
+    PropertyStyle style;  // Layout: there is one style only
     PropertyChangeType change;
     ZLCString stanza;
     ZLCString key;  // empty: none
@@ -300,15 +300,7 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     /// Takes the cache over, which is not null.
     explicit ZProperties(ZPCategoryBasedCache* owned);
 
-    /// Runs `change` under the lock. When it answers true, something changed: the object counts as
-    /// modified, and after the lock is released, observers get a notice of the kind.
-    template <class Change>
-    void edit(ZPropertyChanged::PropertyChangeType type, char const* stanza, char const* key,
-              Change change);
-    /// Makes `text` a comment of the format and calls `add` with it under the lock. Null and empty
-    /// text raises ZInvalidParameterException (message 22).
-    template <class Add>
-    void addComment(char const* text, Add add);
+    struct Editing;  // how the library's own classes edit
     /// The values; what is handed out lives until the lock is released.
     [[nodiscard]] ZPCategoryBasedCache& values() const ZREQUIRES(propLock) { return *cache; }
 

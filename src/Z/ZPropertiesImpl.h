@@ -352,7 +352,7 @@ class ZFC_API ZPCategoryBasedCache : public ZPCache {
     std::unique_ptr<Lists> lists;                  // never null
     ZLCString companionName;                       // empty: none known
     unsigned long attributes = 0;                  // attribute bits
-    void* attributeData = nullptr;                 // the caller's
+    void* attributeData = nullptr;                 // the caller's. Layout: nothing here uses it
 
   private:
     struct Change;

@@ -1,4 +1,6 @@
 /// The stanza file format: the cache of a stanza file with its reader and its writer.
+///
+/// SCF is short for stanza configuration file.
 #ifndef Z_ZSCFDATA_H
 #define Z_ZSCFDATA_H
 

@@ -49,7 +49,7 @@ struct ZPROP_handle {
     }
 
     zfc::c_interface::Marker first;
-    ZPROPOpenMode mode;
+    ZPROPOpenMode mode;  // Layout: edits and stores work in either
     zfc::c_interface::Marker second;
 };
 

@@ -151,7 +151,7 @@ void zstzPropFree(char* text) {
 int zstzPropSetStringValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                            char const* value) {
     return edited(isHandle(handle) && stanza != nullptr && key != nullptr,
-                  [&] { handle->properties.setValue(stanza, key, value); });
+                  [&] { handle->properties.setValue(stanza, key, value, 0); });
 }
 
 int zstzPropSetIntegerValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,

@@ -4,11 +4,14 @@
 #include <string_view>
 
 #include "Z/ZException.h"
+#include "Z/config/cache/texts.h"
 #include "Z/platform/locked_file.h"
 #include "Z/platform/rewrite.h"
 #include "Z/utility/cancellation_off.h"
 
 namespace {
+
+using zfc::cache::isEmpty;
 
 constexpr char sourceName[] = "src/Z/ZJavaProperties";
 
@@ -30,8 +33,6 @@ ZUTF8String converted(ZAbstractString const& text) {
     if (result.isEmpty() && !text.isEmpty()) zraise(ZToUTF8Exception(), sourceName, __LINE__);
     return result;
 }
-
-bool isEmpty(char const* text) { return text == nullptr || *text == '\0'; }
 
 }  // namespace
 

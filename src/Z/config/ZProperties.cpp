@@ -4,21 +4,23 @@
 #include "Z/ZLCConstString.h"
 #include "Z/ZUTF8ConstString.h"
 #include "Z/ZUTF8String.h"
+#include "Z/config/cache/append.h"
 #include "Z/config/file_history.h"
 #include "Z/config/properties_edit.h"
 #include "Z/config/value_text.h"
 
 #include <cstring>
+#include <typeinfo>
 
 namespace {
 
+using zfc::cache::appendNew;
 using zfc::config::isEmpty;
 
 constexpr char sourceName[] = "src/Z/ZProperties";
 
 void requireKey(char const* stanza, char const* key) {
-    zfc::config::require(stanza, sourceName, __LINE__);
-    zfc::config::require(key, sourceName, __LINE__);
+    if (isEmpty(stanza) || isEmpty(key)) zraise(ZInvalidParameterException(), sourceName, __LINE__);
 }
 
 /// A required key has no default.
@@ -28,15 +30,10 @@ void refuseDefault(int required, bool hasDefault) {
 
 /// Copies text of the local codeset into a string of any codeset.
 void copyText(char const* text, ZAbstractMutableString& out) {
+    // Nearly always: there is nothing to convert, and nothing that can get lost.
+    if (typeid(out) == typeid(ZLCString)) return out.setChars(text);
     out.setChars(ZLCConstString(text));
     if (out.isEmpty() && *text != '\0') zraise(ZToUTF8Exception(), sourceName, __LINE__);
-}
-
-/// Appends a new object; while that fails the object is the list's no more than ours.
-template <class String>
-void appendNew(ZArrayList& list, std::unique_ptr<String> text) {
-    list.addNoCopy(text.get());
-    static_cast<void>(text.release());
 }
 
 /// Takes off what a failed operation appended to an empty list, owned or not.
@@ -197,7 +194,7 @@ bool ZProperties::isModified() const {
 
 void ZProperties::setValue(char const* stanza, char const* key, char const* value, int obfuscated) {
     requireKey(stanza, key);
-    edit(ZPropertyChanged::valueSet, stanza, key, [&](ZPCategoryBasedCache& data) {
+    Editing::run(*this, ZPropertyChanged::valueSet, stanza, key, [&](ZPCategoryBasedCache& data) {
         if (!isEmpty(value)) checkAccess(stanza, key, obfuscated);
         data.addLine(stanza, key, value, obfuscated);
         return true;
@@ -243,7 +240,7 @@ void ZProperties::setBooleanValue(char const* stanza, char const* key, int value
 
 void ZProperties::deleteKey(char const* stanza, char const* key) {
     requireKey(stanza, key);
-    edit(ZPropertyChanged::deleted, stanza, key, [&](ZPCategoryBasedCache& data) {
+    Editing::run(*this, ZPropertyChanged::deleted, stanza, key, [&](ZPCategoryBasedCache& data) {
         if (!data.contains(stanza, key)) return false;
         data.remove(stanza, key);
         return true;
@@ -251,14 +248,14 @@ void ZProperties::deleteKey(char const* stanza, char const* key) {
 }
 
 void ZProperties::addFileComment(char const* text) {
-    addComment(text, [](ZPCategoryBasedCache& data, char const* comment) {
+    Editing::addComment(*this, text, [](ZPCategoryBasedCache& data, char const* comment) {
         data.addFileComment(comment);
     });
 }
 
 void ZProperties::addEntryComment(char const* stanza, char const* key, char const* text) {
     requireKey(stanza, key);
-    addComment(text, [&](ZPCategoryBasedCache& data, char const* comment) {
+    Editing::addComment(*this, text, [&](ZPCategoryBasedCache& data, char const* comment) {
         data.addLineComment(stanza, key, comment);
     });
 }

@@ -3,6 +3,7 @@
 #include "Z/ZException.h"
 #include "Z/ZList.h"
 #include "Z/ZUTF8String.h"
+#include "Z/config/cache/append.h"
 #include "Z/config/cache/table.h"
 
 #include <cstring>
@@ -13,15 +14,11 @@
 
 namespace {
 
+using zfc::cache::appendNew;
+
 constexpr char sourceName[] = "src/Z/ZPropertiesImpl";
 
 int ordered(int difference) { return difference < 0 ? -1 : static_cast<int>(difference > 0); }
-
-/// Appends to a list that owns its members.
-void appendOwned(ZArrayList& list, std::unique_ptr<ZObject> object) {
-    list.addNoCopy(object.get());
-    static_cast<void>(object.release());
-}
 
 std::unique_ptr<ZObject> stringOf(ZPropertyStringType type, char const* text) {
     if (type == zpropLocalCodeset) return std::make_unique<ZLCString>(text);
@@ -80,7 +77,7 @@ void ZPKVList::putEntry(char const* key, ZArrayList const& values) {
     auto name = std::make_unique<ZLCString>(key);
     auto const entry = index->values.emplace(name->getChars(), std::move(copy)).first;
     try {
-        appendOwned(*keys, std::move(name));
+        appendNew(*keys, std::move(name));
     } catch (...) {
         index->values.erase(entry);
         throw;
@@ -132,9 +129,9 @@ ZAbstractString const* ZPropertiesKVList::getItemValue(unsigned int i) const {
 
 void ZPropertiesKVList::addItem(char const* key, char const* value) {
     auto keyString = stringOf(type, key);
-    appendOwned(*values, stringOf(type, value));
+    appendNew(*values, stringOf(type, value));
     try {
-        appendOwned(*keys, std::move(keyString));
+        appendNew(*keys, std::move(keyString));
     } catch (...) {
         values->remove(values->size() - 1);
         throw;

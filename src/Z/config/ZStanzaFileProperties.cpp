@@ -87,7 +87,7 @@ void ZStanzaFileProperties::addValue(char const* stanza, char const* key, char c
                                      int obfuscated) {
     for (char const* const text : {stanza, key, value})
         zfc::config::require(text, sourceName, __LINE__);
-    edit(ZPropertyChanged::valueSet, stanza, key, [&](ZPCategoryBasedCache& data) {
+    Editing::run(*this, ZPropertyChanged::valueSet, stanza, key, [&](ZPCategoryBasedCache& data) {
         checkAccess(stanza, key, obfuscated);
         data.addValue(stanza, key, value, obfuscated);
         return true;
@@ -103,7 +103,7 @@ void ZStanzaFileProperties::addValues(char const* stanza, char const* key, ZArra
         if (!ZPCategoryBasedCache::isStorableValue(key, textAt(texts, i), obfuscated))
             zraise(ZInvalidParameterException(), sourceName, __LINE__);
     }
-    edit(ZPropertyChanged::valueSet, stanza, key, [&](ZPCategoryBasedCache& data) {
+    Editing::run(*this, ZPropertyChanged::valueSet, stanza, key, [&](ZPCategoryBasedCache& data) {
         checkAccess(stanza, key, obfuscated);
         for (unsigned int i = 0; i < texts.size(); ++i)
             data.addValue(stanza, key, textAt(texts, i), obfuscated);
@@ -113,25 +113,27 @@ void ZStanzaFileProperties::addValues(char const* stanza, char const* key, ZArra
 
 void ZStanzaFileProperties::addStanza(char const* stanza) {
     zfc::config::require(stanza, sourceName, __LINE__);
-    edit(ZPropertyChanged::stanzaAdded, stanza, nullptr, [&](ZPCategoryBasedCache& data) {
-        if (data.contains(stanza)) return false;
-        data.addLine(stanza, nullptr, nullptr, 0);
-        return true;
-    });
+    Editing::run(*this, ZPropertyChanged::stanzaAdded, stanza, nullptr,
+                 [&](ZPCategoryBasedCache& data) {
+                     if (data.contains(stanza)) return false;
+                     data.addLine(stanza, nullptr, nullptr, 0);
+                     return true;
+                 });
 }
 
 void ZStanzaFileProperties::deleteStanza(char const* stanza) {
     zfc::config::require(stanza, sourceName, __LINE__);
-    edit(ZPropertyChanged::deleted, stanza, nullptr, [&](ZPCategoryBasedCache& data) {
-        if (!data.contains(stanza)) return false;
-        data.remove(stanza);
-        return true;
-    });
+    Editing::run(*this, ZPropertyChanged::deleted, stanza, nullptr,
+                 [&](ZPCategoryBasedCache& data) {
+                     if (!data.contains(stanza)) return false;
+                     data.remove(stanza);
+                     return true;
+                 });
 }
 
 void ZStanzaFileProperties::addStanzaComment(char const* stanza, char const* text) {
     zfc::config::require(stanza, sourceName, __LINE__);
-    addComment(text, [&](ZPCategoryBasedCache& data, char const* comment) {
+    Editing::addComment(*this, text, [&](ZPCategoryBasedCache& data, char const* comment) {
         data.addLineComment(stanza, comment);
     });
 }
@@ -249,11 +251,12 @@ ZStanzaValueIterator::~ZStanzaValueIterator() = default;
 void ZStanzaValueIterator::addValue(char const* value) {
     char const* const of = stanza.getChars();
     char const* const to = key.getChars();
-    properties.edit(ZPropertyChanged::valueSet, of, to, [&](ZPCategoryBasedCache& data) {
-        data.addValue(of, to, value, data.isObfuscated(of, to) ? 1 : 0);
-        valueAdded(value);
-        return true;
-    });
+    ZStanzaFileProperties::Editing::run(
+        properties, ZPropertyChanged::valueSet, of, to, [&](ZPCategoryBasedCache& data) {
+            data.addValue(of, to, value, data.isObfuscated(of, to) ? 1 : 0);
+            valueAdded(value);
+            return true;
+        });
 }
 
 /// `change` is called as `void change(ZPCategoryBasedCache&, unsigned int index)`, when the key
@@ -263,12 +266,14 @@ void ZStanzaValueIterator::editCurrent(Change change) {
     unsigned int const i = currentIndex();
     char const* const of = stanza.getChars();
     char const* const to = key.getChars();
-    properties.edit(ZPropertyChanged::valueSet, of, to, [&](ZPCategoryBasedCache& data) {
-        char const* const now = data.valueAt(of, to, i);
-        if (now == nullptr || std::strcmp(now, getValue()) != 0) raiseInvalidState();
-        change(data, i);
-        return true;
-    });
+    ZStanzaFileProperties::Editing::run(properties, ZPropertyChanged::valueSet, of, to,
+                                        [&](ZPCategoryBasedCache& data) {
+                                            char const* const now = data.valueAt(of, to, i);
+                                            if (now == nullptr || std::strcmp(now, getValue()) != 0)
+                                                raiseInvalidState();
+                                            change(data, i);
+                                            return true;
+                                        });
 }
 
 void ZStanzaValueIterator::changeValue(char const* value) {

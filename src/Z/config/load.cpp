@@ -48,24 +48,32 @@ void ZProperties::reload(char const* file) {
     loadFrom(resolved(file), Values::cleared);
 }
 
+/// The values here are touched only when the file is open and locked, so that a file that is
+/// missing or busy costs nothing; the object counts as unmodified only when all of it was read.
 void ZProperties::loadFrom(ZLCString const& file, Values values) {
     char const* const path = file.getChars();
+    // Before anything can fail: a first load that fails can be tried again without a name.
     if (fileName.isEmpty()) fileName = file;
     zfc::platform::LockedFile source(path, zfc::platform::Purpose::load);
+    // Of the time when the lock was had: what others store later has a time that differs.
     zfc::platform::Status const status = source.status();
     // Open, and with it locked, until the companion is decoded.
     Stream const stream(source.intoStream());
     LoadingFlag const flag(loading);
     if (values == Values::cleared) dropValues(path);
+    // Before the first line is read, and behind dropValues(), which makes a new list.
     FileHistory::enter(history->halfReads, path, status.identity);
     try {
         cache->be_read(path, stream.get());
+        // Behind the file, which names it, and under its lock: no store by another process comes
+        // between the two.
         readCompanion(path);
         postLoad(path);
     } catch (ZException const& cause) {
         history->failReading(cause);
         throw;
     }
+    // What a half-read file left here went with the other values.
     if (values == Values::cleared) history->halfReads.clear();
     history->finishReading(path);
     settle(path, status.modified);
@@ -76,6 +84,7 @@ void ZProperties::loadFrom(ZLCString const& file, Values values) {
 void ZProperties::dropValues(char const* file) {
     char const* const own = fileName.getChars();
     auto const ownStatus = zfc::platform::statusOf(own);
+    // Aside, because it needs memory: after clear() nothing here may fail.
     FileHistory::HalfReads files;
     FileHistory::enter(files, file, {});
     FileHistory::enter(files, own, ownStatus ? ownStatus->identity : zfc::platform::Identity{});
@@ -88,6 +97,7 @@ void ZProperties::readCompanion(char const* file) {
     ZLCString const name = cache->getCompanionName();
     // One that was decoded before must not give its values twice.
     if (name.isEmpty() || history->companion == name.getChars()) return;
+    // Remembered last: a companion that could not be read is not ours to write.
     ZBuffer bytes = zfc::config::companionBytes(name.getChars());
     cache->be_read_obfuscated(bytes);
     history->rememberCompanion(name.getChars(), file);

@@ -4,42 +4,49 @@
 
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
+#include "Z/config/cache/texts.h"
 
 namespace zfc::config {
 
-[[nodiscard]] inline bool isEmpty(char const* text) { return text == nullptr || *text == '\0'; }
+using zfc::cache::isEmpty;
 
-/// ZInvalidParameterException (message 22) for a null or empty text.
+/// Raises ZInvalidParameterException (message 22) for a null or empty text.
 inline void require(char const* text, char const* source, int line) {
     if (isEmpty(text)) zraise(ZInvalidParameterException(), source, line);
 }
 
 }  // namespace zfc::config
 
-/// `change` is called as `bool change(ZPCategoryBasedCache&)`.
-template <class Change>
-void ZProperties::edit(ZPropertyChanged::PropertyChangeType type, char const* stanza,
-                       char const* key, Change change) {
-    {
-        ZPropResourceLock const hold(propLock);
-        if (!change(*cache)) return;
-        modified = 1;
-        if (loading != 0) return;
+struct ZProperties::Editing {
+    /// Runs `change`, called as `bool change(ZPCategoryBasedCache&)`, under the lock. When it
+    /// answers true, something changed: the object counts as modified, and after the lock is
+    /// released, observers get a notice of the kind.
+    template <class Change>
+    static void run(ZProperties& object, ZPropertyChanged::PropertyChangeType type,
+                    char const* stanza, char const* key, Change change) {
+        {
+            ZPropResourceLock const hold(object.propLock);
+            if (!change(*object.cache)) return;
+            object.modified = 1;
+            if (object.loading != 0) return;
+        }
+        // Without the lock: an observer may take its time, or wait for a thread that needs this
+        // object.
+        object.notify(type, stanza, key);
     }
-    // Without the lock: an observer may take its time, or wait for a thread that needs this object.
-    notify(type, stanza, key);
-}
 
-/// `add` is called as `add(ZPCategoryBasedCache&, char const* comment)`. Nobody is told: a comment
-/// is no setting.
-template <class Add>
-void ZProperties::addComment(char const* text, Add add) {
-    zfc::config::require(text, "src/Z/ZProperties", __LINE__);
-    ZLCString comment(text);
-    ZPropResourceLock const hold(propLock);
-    checkComment(comment);
-    add(*cache, comment.getChars());
-    modified = 1;
-}
+    /// Makes `text` a comment of the format and calls `add(ZPCategoryBasedCache&, char const*
+    /// comment)` under the lock. Nobody is told: a comment is no setting. Null and empty text
+    /// raises ZInvalidParameterException (message 22).
+    template <class Add>
+    static void addComment(ZProperties& object, char const* text, Add add) {
+        zfc::config::require(text, "src/Z/ZProperties", __LINE__);
+        ZLCString comment(text);
+        ZPropResourceLock const hold(object.propLock);
+        object.checkComment(comment);
+        add(*object.cache, comment.getChars());
+        object.modified = 1;
+    }
+};
 
 #endif

@@ -52,6 +52,9 @@ std::string_view bytesOf(ZBuffer const& buffer) {
 }
 
 /// Both files, or neither; the time that the main file has then.
+///
+/// The companion is written first: the main file must never name values that are not on the device.
+/// Nothing is kept before both are written, since each destructor puts its own file back.
 long writeFiles(char const* path, zfc::platform::LockedFile& target, std::string_view image,
                 std::optional<CompanionFile>& companion, std::string_view companionImage) {
     if (companion) companion->write(companionImage, target.status());
@@ -61,16 +64,21 @@ long writeFiles(char const* path, zfc::platform::LockedFile& target, std::string
     rewrite.keep();
     target.keep();
     if (companion) companion->keep();
+    // Asked again, now that writing has changed it.
     return zfc::platform::statusOf(target.descriptor()).value_or(target.status()).modified;
 }
 
 }  // namespace
 
+/// First what can fail without a file open (names, rights, both images whole in memory), then the
+/// lock, then the files, and last what the object knows: whatever fails before that, it still
+/// counts as modified and has the values that it had.
 void ZProperties::store(char const* file) {
     ZCancellationOff const wholeFiles;
     ZPropResourceLock const hold(propLock);
     ZLCString const name = resolved(file);
     char const* const path = name.getChars();
+    // By name, before a lock is asked for; by identity when the file is open.
     history->refuseHalfRead(path, {});
     zfc::platform::checkFileAccess(path);
 
@@ -84,14 +92,17 @@ void ZProperties::store(char const* file) {
     ZBuffer companionImage;
     stored.values().be_write_obfuscated(companionImage);
 
+    // Behind the images: a format that refuses a line must not leave a new, empty file.
     zfc::platform::LockedFile target(path, zfc::platform::Purpose::store);
     history->refuseHalfRead(path, target.status().identity);
+    // Under the main file's lock, which stands for both.
     std::optional<CompanionFile> companion;
     if (hasCompanion)
         companion.emplace(companionName.getChars(), history->companion == companionName.getChars());
     long const time = writeFiles(path, target, image.bytes(), companion, bytesOf(companionImage));
 
     if (auto changed = stored.takeChanged()) cache = std::move(changed);
+    // May fail, with the file stored: so the object stays modified, and the next store tries again.
     settleCompanion(companionName.getChars(), path);
     if (fileName.isEmpty()) fileName = name;
     settle(path, time);

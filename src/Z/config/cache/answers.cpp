@@ -2,12 +2,14 @@
 #include "Z/ZException.h"
 #include "Z/ZList.h"
 #include "Z/ZPropertiesImpl.h"
+#include "Z/config/cache/append.h"
 #include "Z/config/cache/handed_out.h"
 #include "Z/config/cache/records.h"
 
 #include <cstdio>
 #include <string_view>
 
+using zfc::cache::appendNew;
 using zfc::cache::findKey;
 using zfc::cache::findStanza;
 using zfc::cache::Index;
@@ -35,18 +37,13 @@ void eachValue(Records const& records, Index key, ZPCache::get_type_e type, Visi
     records.values().each(record, chosenKind(record, type), visit);
 }
 
-/// Appends an object to a list that may own its members.
-template <class Object, class... Arguments>
-void append(ZArrayList& list, Arguments... arguments) {
-    auto object = std::make_unique<Object>(arguments...);
-    list.addNoCopy(object.get());
-    static_cast<void>(object.release());
+void appendText(ZArrayList& list, std::string_view text) {
+    appendNew(list, std::make_unique<ZLCString>(text.data()));
 }
 
 std::unique_ptr<ZArrayList> valueList(Records const& records, Index key, ZPCache::get_type_e type) {
     auto list = std::make_unique<ZArrayList>(0, 1);
-    eachValue(records, key, type,
-              [&](std::string_view value) { append<ZLCString>(*list, value.data()); });
+    eachValue(records, key, type, [&](std::string_view value) { appendText(*list, value); });
     return list;
 }
 
@@ -59,8 +56,8 @@ std::unique_ptr<ZPKVList> keyMap(Records const& records, Index stanza, ZPCache::
 }
 
 void appendKeyNames(Records const& records, Index stanza, ZArrayList& out) {
-    records.lines().eachKey(
-        stanza, [&](Index key) { append<ZLCString>(out, records.names().keyName(key).data()); });
+    records.lines().eachKey(stanza,
+                            [&](Index key) { appendText(out, records.names().keyName(key)); });
 }
 
 /// A line's text as ZPropLine holds it.
@@ -136,7 +133,7 @@ ZArrayList* ZPCategoryBasedCache::getNames(char const* stanza) {
 
 void ZPCategoryBasedCache::getNames(ZArrayList& out) const {
     records->lines().eachStanza(
-        [&](Index stanza) { append<ZLCString>(out, records->names().stanzaName(stanza).data()); });
+        [&](Index stanza) { appendText(out, records->names().stanzaName(stanza)); });
 }
 
 void ZPCategoryBasedCache::getNames(char const* stanza, ZArrayList& out) const {
@@ -146,15 +143,15 @@ void ZPCategoryBasedCache::getNames(char const* stanza, ZArrayList& out) const {
 
 void ZPCategoryBasedCache::getLines(ZArrayList& out) const {
     records->lines().each([&](zfc::cache::Line const& line) {
-        append<ZPropLine>(out, unsigned{line.kind}, textOf(*records, line));
+        appendNew(out, std::make_unique<ZPropLine>(line.kind, textOf(*records, line)));
     });
 }
 
 void ZPCategoryBasedCache::getObfuscatedItems(ZArrayList& out) const {
     records->values().eachObfuscatedKey([&](Index key) {
-        append<ZObfuscatedItem>(
-            out, records->names().stanzaName(records->names().key(key).stanza).data(),
-            records->names().keyName(key).data());
+        appendNew(out, std::make_unique<ZObfuscatedItem>(
+                           records->names().stanzaName(records->names().key(key).stanza).data(),
+                           records->names().keyName(key).data()));
     });
 }
 
@@ -204,7 +201,7 @@ bool ZPCategoryBasedCache::isObfuscated(char const* stanza, char const* key) con
 
 bool ZPCategoryBasedCache::isOfOtherKind(char const* stanza, char const* key,
                                          int obfuscated) const {
-    Index const found = findKey(records->names(), stanza, key);
+    Index const found = zfc::cache::findKeyToEdit(records->names(), stanza, key);
     return found != none && Values::isObfuscated(records->names().key(found)) != (obfuscated != 0);
 }
 

@@ -10,6 +10,7 @@
 using zfc::cache::findKey;
 using zfc::cache::findStanza;
 using zfc::cache::Index;
+using zfc::cache::isEmpty;
 using zfc::cache::Key;
 using zfc::cache::none;
 using zfc::cache::Obfuscated;
@@ -19,8 +20,6 @@ using zfc::cache::Values;
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZPropertiesImpl";
-
-bool isEmpty(char const* text) { return text == nullptr || *text == '\0'; }
 
 /// No text, empty and without data, for null.
 std::string_view viewOf(char const* text) {

@@ -26,6 +26,22 @@ Index Names::findKey(Index stanza, std::string_view name, std::uint32_t hash) co
                                   [&](Index i) { return keyName(i) == name; });
 }
 
+Names::Sought Names::seekKey(Index stanza, std::string_view name) const {
+    if (asked.stanza == stanza && asked.name == name) return asked.answer;
+    std::uint32_t const hash = hashName(name);
+    return {findKey(stanza, name, hash), hash};
+}
+
+Index Names::findKeyToEdit(std::string_view stanza, std::string_view name) const {
+    Index const found = findStanza(stanza);
+    if (found == none) return none;
+    asked.stanza = none;
+    asked.name.assign(name.data(), name.size());
+    asked.answer = seekKey(found, name);
+    asked.stanza = found;
+    return asked.answer.key;
+}
+
 Index Names::addStanza(std::string_view name) {
     // All that may fail comes before the first change.
     stanzaTable.makeRoom();
@@ -42,6 +58,7 @@ Index Names::addKey(Index stanza, std::string_view name, std::uint32_t hash, Ind
     table.makeRoom();
     Index const i = keys.allocate();
     auto const length = static_cast<std::uint32_t>(name.size());
+    asked.stanza = none;
     keys[i] = {name.data(), nullptr, length, 0, stanza, line, none, none};
     table.insert(hash, i, name.data());
     texts.startUse(name.size());
@@ -50,13 +67,14 @@ Index Names::addKey(Index stanza, std::string_view name, std::uint32_t hash, Ind
 
 void Names::removeKey(Index key) {
     Key const& record = keys[key];
+    asked.stanza = none;
     texts.endUse(record.nameLength);
     keyTables[record.stanza].erase(hashName(record.getName()), key);
     keys.release(key);
 }
 
 void Names::removeStanza(Index stanza) {
-    recentStanza = none;
+    recentStanza = asked.stanza = none;
     std::string_view const name = stanzaName(stanza);
     texts.endUse(name.size());
     stanzaTable.erase(hashName(name), stanza);

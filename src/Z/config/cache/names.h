@@ -54,8 +54,16 @@ class Names {
     /// None when it is absent; likewise below.
     [[nodiscard]] Index findStanza(std::string_view name) const;
     [[nodiscard]] Index findKey(std::string_view stanza, std::string_view name) const;
-    /// With the hash of the name, for one that may be added next.
     [[nodiscard]] Index findKey(Index stanza, std::string_view name, std::uint32_t hash) const;
+
+    struct Sought {
+        Index key;  // none: absent
+        std::uint32_t hash;
+    };
+    /// For an edit: what it needs for a key that is there or will be.
+    [[nodiscard]] Sought seekKey(Index stanza, std::string_view name) const;
+    /// For what is asked before an edit: as findKey(), and the edit has its answer at once.
+    [[nodiscard]] Index findKeyToEdit(std::string_view stanza, std::string_view name) const;
 
     [[nodiscard]] std::string_view stanzaName(Index stanza) const {
         return stanzas[stanza].getName();
@@ -86,12 +94,20 @@ class Names {
         return recentStanza != none && stanzaName(recentStanza) == stanza;
     }
 
+    /// The last answer of findKeyToEdit().
+    struct Asked {
+        Index stanza = none;  // none: there is no answer, or the keys have changed since
+        Sought answer{none, 0};
+        String name;
+    };
+
     Texts& texts;
     Pool<Stanza, 16> stanzas;  // few in most files
     Pool<Key> keys;
     mutable Index recentStanza = none;  // found last: programs ask for key after key of one
-    Table stanzaTable;                  // all stanzas
-    Vector<Table> keyTables;            // by stanza, its keys: close together, as they are used
+    mutable Asked asked;
+    Table stanzaTable;        // all stanzas
+    Vector<Table> keyTables;  // by stanza, its keys: close together, as they are used
 };
 
 /// For the names that callers give: none for null.
@@ -100,6 +116,9 @@ class Names {
 }
 [[nodiscard]] inline Index findKey(Names const& names, char const* stanza, char const* key) {
     return stanza == nullptr || key == nullptr ? none : names.findKey(stanza, key);
+}
+[[nodiscard]] inline Index findKeyToEdit(Names const& names, char const* stanza, char const* key) {
+    return stanza == nullptr || key == nullptr ? none : names.findKeyToEdit(stanza, key);
 }
 
 }  // namespace zfc::cache

@@ -63,12 +63,11 @@ Index Records::adoptStanza(std::string_view name) {
 }
 
 Index Records::findOrAddKey(Index stanza, std::string_view name) {
-    std::uint32_t const hash = hashName(name);
-    Index const known = allNames.findKey(stanza, name, hash);
-    if (known != none) return known;
+    Names::Sought const known = allNames.seekKey(stanza, name);
+    if (known.key != none) return known.key;
     std::string_view const copy = texts.copy(name);
     Index const line = allLines.newKeyLine();
-    Index const key = allNames.addKey(stanza, copy, hash, line);
+    Index const key = allNames.addKey(stanza, copy, known.hash, line);
     allLines.leaveUnplaced(stanza, line, key);
     return key;
 }

@@ -50,6 +50,9 @@ void resizeBlock(Block& block, std::size_t bytes);
 /// ISO C isspace in the C locale, whatever locale the process has set.
 [[nodiscard]] constexpr bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
+/// Whether a caller's text is null or empty.
+[[nodiscard]] inline bool isEmpty(char const* text) { return text == nullptr || *text == '\0'; }
+
 /// Where the texts of one cache lie: whole files as they were read, and blocks filled one text
 /// after the other. A text ends with a NUL and stays where it is; one that is no longer used is
 /// garbage, and the owner copies what is left into a fresh object when there is too much of it.

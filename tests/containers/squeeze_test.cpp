@@ -26,25 +26,23 @@ Bytes sample(std::size_t size, unsigned int letters) {
     return bytes;
 }
 
-long squeeze(Bytes source, Bytes& dest, int level = -1) {
+ZSqueeze over(Bytes& source, int level = -1) {
     ZSqueeze squeeze;
     squeeze.setLevel(level);
     squeeze.setSource(source.data(), source.size());
-    return squeeze.squeeze(dest.data(), dest.size());
+    return squeeze;
 }
 
-long unsqueeze(Bytes source, Bytes& dest) {
-    ZSqueeze squeeze;
-    squeeze.setSource(source.data(), source.size());
-    return squeeze.unsqueeze(dest.data(), dest.size());
-}
-
-Bytes squeezed(Bytes const& source, int level = -1) {
+Bytes squeezed(Bytes source, int level = -1) {
     Bytes dest(source.size() + 1000);
-    long const length = squeeze(source, dest, level);
+    long const length = over(source, level).squeeze(dest.data(), dest.size());
     EXPECT_GT(length, 0);
     dest.resize(static_cast<std::size_t>(length));
     return dest;
+}
+
+long unsqueeze(Bytes source, Bytes& dest) {
+    return over(source).unsqueeze(dest.data(), dest.size());
 }
 
 TEST(SqueezeTest, GivesTheSameBytesBackAtEveryLevel) {
@@ -62,11 +60,12 @@ TEST(SqueezeTest, GivesTheSameBytesBackAtEveryLevel) {
 }
 
 TEST(SqueezeTest, TooLittleRoomAndDamageAreStatusesThatLeaveTheLength) {
-    Bytes const source = sample(600, 4);
+    Bytes source = sample(600, 4);
     Bytes const stream = squeezed(source);
     Bytes dest;
     for (; dest.size() < source.size(); dest.emplace_back()) {
-        EXPECT_EQ(dest.size() < stream.size(), squeeze(source, dest) == -5) << dest.size();
+        EXPECT_EQ(dest.size() < stream.size(), over(source).squeeze(dest.data(), dest.size()) == -5)
+            << dest.size();
         EXPECT_EQ(-5, unsqueeze(stream, dest)) << dest.size();
     }
     for (auto end = stream.begin(); end != stream.end(); ++end) {

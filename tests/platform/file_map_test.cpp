@@ -1,28 +1,29 @@
+// link: static
+// wrap: munmap
+
 #include "Z/ZFileMap.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <limits>
-#include <memory>
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "Z/zfileinherit.h"
+#include "support/faults.h"
 #include "support/processes.h"
 
-namespace {
+using namespace testsupport;
 
-using testsupport::inChild;
-using testsupport::openDescriptors;
-using testsupport::readFile;
-using testsupport::TempDir;
-using testsupport::writeFile;
+WRAP(munmap, int, -1, (void* address, std::size_t length), (address, length))
+
+namespace {
 
 constexpr auto readOnly = ZAbstractFileMap::readOnly;
 constexpr auto readWrite = ZAbstractFileMap::readWrite;
@@ -37,18 +38,6 @@ class FileMapTest : public testing::Test {
     int const descriptors = openDescriptors();  // before a test opens any
 };
 
-struct Row {
-    char const* name;
-    ZAbstractFileMap::zmapmode mode;
-    unsigned long length;
-    int rc;
-    std::size_t mapped;  // bytes of the file that are seen, or that it has when it is written
-};
-
-std::ostream& operator<<(std::ostream& out, Row const& row) {
-    return out << row.name << " to " << (row.mode == readOnly ? "read " : "write ") << row.length;
-}
-
 TEST_F(FileMapTest, MapsOrIsRefusedWithACodeAndLeavesNothingOpen) {
     writeFile(path("empty"), "");
     writeFile(path("empty too"), "");
@@ -56,6 +45,13 @@ TEST_F(FileMapTest, MapsOrIsRefusedWithACodeAndLeavesNothingOpen) {
     ASSERT_EQ(symlink("loop", path("loop").c_str()), 0);
     ASSERT_EQ(mkdir(path("directory").c_str(), 0700), 0);
     ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
+    struct Row {
+        char const* name;
+        ZAbstractFileMap::zmapmode mode;
+        unsigned long length;
+        int rc;
+        std::size_t mapped;  // bytes of the file that are seen, or that it has when it is written
+    };
     std::vector<Row> rows{
         {"file", readOnly, 0, 0, 5},
         {"file", readOnly, 3, 0, 3},
@@ -78,7 +74,8 @@ TEST_F(FileMapTest, MapsOrIsRefusedWithACodeAndLeavesNothingOpen) {
     if constexpr (sizeof(unsigned long) > sizeof(unsigned int))
         rows.push_back({"file", readOnly, std::numeric_limits<unsigned long>::max(), EOVERFLOW, 0});
     for (Row const& row : rows) {
-        SCOPED_TRACE(testing::PrintToString(row));
+        SCOPED_TRACE(std::string(row.name) + (row.mode == readOnly ? " to read " : " to write ") +
+                     std::to_string(row.length));
         ZUnixFileMap map(named(row.name), row.mode, 0);
         auto* const memory = static_cast<char*>(map.mapfile(&rc, row.length));
         EXPECT_EQ(rc, row.rc);
@@ -103,37 +100,36 @@ TEST_F(FileMapTest, MapsOrIsRefusedWithACodeAndLeavesNothingOpen) {
 }
 
 TEST_F(FileMapTest, TheLimitOnFileSizesIsACodeToo) {
-    EXPECT_EQ(inChild([this] {
-                  rlimit const limit{4096, 4096};
-                  if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
-                  ZUnixFileMap map(named("new"), readWrite, 0);
-                  if (map.mapfile(&rc, 4096) == nullptr) return 2;
-                  if (map.mapfile(&rc, 4097) != nullptr) return 3;
-                  return rc == EFBIG ? 0 : 4;
-              }),
-              0);
+    auto const body = [this] {
+        rlimit const limit{4096, 4096};
+        if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
+        ZUnixFileMap map(named("new"), readWrite, 0);
+        if (map.mapfile(&rc, 4096) == nullptr) return 2;
+        if (map.mapfile(&rc, 4097) != nullptr) return 3;
+        return rc == EFBIG ? 0 : 4;
+    };
+    EXPECT_EQ(inChild(body), 0);
 }
 
 TEST_F(FileMapTest, MappingAgainUnmappingTwiceAndTheEndLeaveNothingOpen) {
     writeFile(path("file"), "12345");
     {
-        std::unique_ptr<ZAbstractFileMap> const map =
-            std::make_unique<ZUnixFileMap>(named("file"), readOnly, 0);
+        ZUnixFileMap unixMap(named("file"), readOnly, 0);
+        ZAbstractFileMap& map = unixMap;
         for (int i = 0; i < 2; ++i) {
-            EXPECT_NE(map->mapfile(nullptr, 0), nullptr);
-            EXPECT_NE(map->mapfile(nullptr, 3), nullptr) << "maps anew";
+            EXPECT_NE(map.mapfile(nullptr, 0), nullptr);
+            EXPECT_NE(map.mapfile(nullptr, 3), nullptr) << "maps anew";
             EXPECT_EQ(openDescriptors(), descriptors + 1);
-            rc = 99;
-            map->unmapfile(&rc);
-            map->unmapfile(&rc);
+            map.unmapfile(&rc);
+            map.unmapfile(&rc);
             EXPECT_EQ(rc, 99) << "written on failure only";
         }
-        EXPECT_NE(map->mapfile(&rc, 0), nullptr);
+        EXPECT_NE(map.mapfile(nullptr, 0), nullptr);
     }
     EXPECT_EQ(openDescriptors(), descriptors);
 }
 
-TEST_F(FileMapTest, ADescriptorClosedByOthersIsReportedAndNotClosedTwice) {
+TEST_F(FileMapTest, FailuresToUnmapAreReportedAndADescriptorIsGivenUpOnce) {
     writeFile(path("file"), "12345");
     ZUnixFileMap map(named("file"), readOnly, 0);
     int const next = dup(0);
@@ -145,6 +141,18 @@ TEST_F(FileMapTest, ADescriptorClosedByOthersIsReportedAndNotClosedTwice) {
     rc = 99;
     map.unmapfile(&rc);
     EXPECT_EQ(rc, 99);
+
+    for (bool const again : {false, true}) {
+        ASSERT_NE(map.mapfile(&rc, 0), nullptr);
+        fault = {"munmap", 1, ENOMEM};
+        if (again)
+            EXPECT_EQ(map.mapfile(&rc, 0), nullptr);
+        else
+            map.unmapfile(&rc);
+        fault = {};
+        EXPECT_EQ(rc, ENOMEM);
+        EXPECT_EQ(openDescriptors(), descriptors);
+    }
 }
 
 TEST_F(FileMapTest, AssignmentMapsItsOwnFile) {
@@ -155,33 +163,30 @@ TEST_F(FileMapTest, AssignmentMapsItsOwnFile) {
     map = other;
     EXPECT_EQ(openDescriptors(), descriptors) << "the other is not mapped";
     ASSERT_NE(other.mapfile(&rc, 0), nullptr);
-    map = other;
-    EXPECT_EQ(openDescriptors(), descriptors + 2);
-    ZUnixFileMap& itself = map;
-    map = itself;
-    map = other;
-    EXPECT_EQ(openDescriptors(), descriptors + 2) << "the first mapping went";
+    for (ZUnixFileMap const* const from : {&other, &map, &other}) {
+        map = *from;
+        EXPECT_EQ(openDescriptors(), descriptors + 2) << "mapped once";
+    }
 }
 
 TEST_F(FileMapTest, KeepsNoDescriptorOfTheStandardStreamsAndNoneOverExec) {
     writeFile(path("file"), "12345");
-    EXPECT_EQ(inChild([this] {
-                  ZUnixFileMap map(named("file"), readOnly, 0);
-                  int const lowestFree = fcntl(0, F_DUPFD, 3);
-                  for (int fd : {lowestFree, 0, 1, 2})
-                      close(fd);
-                  auto const* const memory = static_cast<char const*>(map.mapfile(&rc, 0));
-                  if (memory == nullptr || memory[4] != '5') return 1;
-                  for (int fd : {0, 1, 2})
-                      if (fcntl(fd, F_GETFD) != -1) return 2;
-                  return fcntl(lowestFree, F_GETFD) == FD_CLOEXEC ? 0 : 3;
-              }),
-              0);
+    auto const body = [this] {
+        ZUnixFileMap map(named("file"), readOnly, 0);
+        int const lowestFree = fcntl(0, F_DUPFD, 3);
+        for (int fd : {lowestFree, 0, 1, 2})
+            close(fd);
+        auto const* const memory = static_cast<char const*>(map.mapfile(&rc, 0));
+        if (memory == nullptr || memory[4] != '5') return 1;
+        for (int fd : {0, 1, 2})
+            if (fcntl(fd, F_GETFD) != -1) return 2;
+        return fcntl(lowestFree, F_GETFD) == FD_CLOEXEC ? 0 : 3;
+    };
+    EXPECT_EQ(inChild(body), 0);
 }
 
 TEST(FileInheritanceTest, SetsAndClearsCloseOnExec) {
     int const fd = dup(0);
-    ASSERT_GE(fd, 0);
     EXPECT_EQ(zsetfileinheritance(fd, 0), 1);
     EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
     EXPECT_EQ(zsetfileinheritance(fd, 1), 1);

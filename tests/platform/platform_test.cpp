@@ -4,137 +4,97 @@
 // The host's name with a resolver of the test's own, and what this platform has not.
 #include <gtest/gtest.h>
 #include <netdb.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "Z/ZException.h"
 #include "Z/ZLocalHostName.h"
 #include "Z/ZWinRegistry.h"
-#include "support/reports.h"
+#include "support/error_output.h"
+#include "support/faults.h"
 
-using testsupport::Report;
-using testsupport::Reports;
-using testsupport::thrownBy;
+using namespace testsupport;
+
+WRAP(malloc, void*, nullptr, (std::size_t size), (size))
+WRAP(gethostname, int, -1, (char* name, std::size_t size), (name, size))
 
 namespace {
 
-/// What the wrapped calls do; each test ends with a new one.
+/// What the resolver of the test does, and what it was asked.
 struct Resolver {
-    int hostNameError = 0;
-    int lookUpError = 0;
-    bool knows = true;
-    std::size_t needs = 0;  // bytes of storage
+    std::size_t needs;  // bytes of storage
+    int error;
+    bool knows;
     int calls = 0;
-    std::size_t failingBlock = 0;  // size of the malloc that fails
-    std::string asked;
+    std::string asked = {};
 };
 Resolver resolver;
 
 }  // namespace
 
-extern "C" {
-void* __real_malloc(std::size_t size);
-void* __wrap_malloc(std::size_t size) {
-    if (resolver.failingBlock != 0 && size == resolver.failingBlock) return nullptr;
-    return __real_malloc(size);
-}
-
-int __wrap_gethostname(char* name, std::size_t size) {
-    EXPECT_EQ(256U, size);
-    errno = resolver.hostNameError;
-    if (errno != 0) return -1;
-    std::strcpy(name, "web1");
-    return 0;
-}
-
-int __wrap_gethostbyname_r(char const* name, hostent* entry, char* storage, std::size_t size,
-                           hostent** found, int*) {
+extern "C" int __wrap_gethostbyname_r(char const* name, hostent* entry, char* storage,
+                                      std::size_t size, hostent** found, int*) {
     ++resolver.calls;
     resolver.asked = name;
     *found = nullptr;
-    errno = size < resolver.needs ? ERANGE : resolver.lookUpError;
+    errno = size < resolver.needs ? ERANGE : resolver.error;
     if (errno == 0 && resolver.knows) {
         entry->h_name = std::strcpy(storage, "web1.example.com");
         *found = entry;
     }
     return errno;
 }
-}
 
 namespace {
 
-struct LineReports : Reports {
-    void outputMessage(char const* file, int reportLine, int number, int count, ZLCString const* s1,
-                       ZLCString const* s2, ZLCString const* s3, ZLCString const* s4,
-                       ZLCString const* s5, ZLCString const* s6) const override {
-        line = reportLine;
-        Reports::outputMessage(file, reportLine, number, count, s1, s2, s3, s4, s5, s6);
-    }
-    mutable int line = 0;
-};
-
-class HostNameTest : public testing::Test {
-  protected:
-    ~HostNameTest() override { resolver = {}; }
-
-    /// Expects no name, and one report.
-    void expectReport(int number, int line, int error) {
-        EXPECT_TRUE(ZLocalHostName::getLocalHostName().isEmpty());
-        std::vector<Report> const expected{
-            {"src/Z/ZLocalHostName", number, {std::to_string(error)}}};
-        EXPECT_EQ(expected, reports.take());
-        EXPECT_EQ(line, reports.line);
-    }
-
-    LineReports reports;
-};
-
-TEST_F(HostNameTest, IsTheOneThatTheResolverGivesHoweverMuchItStores) {
+TEST(HostNameTest, IsTheOneThatTheResolverGivesHoweverMuchItStores) {
+    char host[256];
+    ASSERT_EQ(0, gethostname(host, sizeof host));
     for (auto const& [needs, calls] : {std::pair(100U, 1), std::pair(5000U, 4)}) {
-        resolver.needs = needs;
-        resolver.calls = 0;
+        resolver = {needs, 0, true};
         EXPECT_EQ(ZLocalHostName::getLocalHostName(), "web1.example.com");
         EXPECT_EQ(calls, resolver.calls);
+        EXPECT_EQ(host, resolver.asked);
     }
-    EXPECT_EQ("web1", resolver.asked);
-    EXPECT_TRUE(reports.take().empty());
 }
 
-TEST_F(HostNameTest, IsEmptyWithOneReportWhenItCannotBeHad) {
-    resolver.hostNameError = ENAMETOOLONG;
-    expectReport(25, 69, ENAMETOOLONG);
-    EXPECT_EQ(0, resolver.calls);
-    resolver.hostNameError = 0;
-    resolver.lookUpError = EAGAIN;
-    expectReport(26, 82, EAGAIN);
-    resolver.lookUpError = 0;
-    resolver.knows = false;
-    expectReport(26, 82, 0);
-    resolver.needs = ~std::size_t{0};
-    expectReport(26, 82, ERANGE);
-}
-
-TEST_F(HostNameTest, LackOfMemoryIsThrown) {
-    for (std::size_t const size : {256U, 1024U}) {
-        resolver.failingBlock = size;
-        try {
-            static_cast<void>(ZLocalHostName::getLocalHostName());
-            ADD_FAILURE() << "nothing is thrown";
-        } catch (ZOutOfMemoryException const& e) {
-            EXPECT_STREQ("src/Z/ZLocalHostName", e.who());
-            EXPECT_EQ(50, e.where());
-        }
-    }
+TEST(HostNameTest, IsEmptyWithOneReportWhenItCannotBeHadAndMemoryIsThrown) {
+    std::string const file = " File: \"src/Z/ZLocalHostName\" ";
+    std::string const more = "\n Thread: #\nAdditional Information:\n";
+    std::string const noHost = "Error: 25\n" + file + "69" + more;
+    std::string const noEntry = "Error: 26\n" + file + "82" + more;
+    std::string const noMemory = "Exception: ZOutOfMemoryException\n" + file +
+                                 "50\n Error: 1\n Thread: #\nNUM_MSGS = 55\n"
+                                 "Memory allocation failure.";
+    struct {
+        Fault fault;
+        Resolver resolver;
+        std::string report;
+    } const rows[] = {
+        {{"gethostname", 1, ENAMETOOLONG}, {0, 0, true}, noHost + "36\n"},
+        {{}, {0, EAGAIN, true}, noEntry + "11\n"},
+        {{}, {0, 0, false}, noEntry + "0\n"},
+        {{}, {~std::size_t{0}, 0, true}, noEntry + "34\n"},
+        {{"malloc", 1, ENOMEM}, {0, 0, true}, noMemory},
+        {{"malloc", 2, ENOMEM}, {0, 0, true}, noMemory},
+    };
+    for (auto const& row : rows)
+        EXPECT_EQ(row.report, errorOutputOf([&row] {
+                      fault = row.fault;
+                      resolver = row.resolver;
+                      if (!ZLocalHostName::getLocalHostName().isEmpty()) abort();
+                  }));
 }
 
 TEST(WindowsRegistryTest, EveryOperationSaysThatThePlatformIsAnother) {
-    Report const otherPlatform{"ZInvalidPlatformException", 11, {}};
-    EXPECT_EQ(otherPlatform, thrownBy([] { static_cast<void>(ZWinRegistry::exists("HKLM\\A")); }));
-    EXPECT_EQ(otherPlatform,
-              thrownBy([] { static_cast<void>(ZWinRegistry::getValue("HKLM\\A", "b")); }));
+    EXPECT_THROW(static_cast<void>(ZWinRegistry::exists("HKLM\\A")), ZInvalidPlatformException);
+    EXPECT_THROW(static_cast<void>(ZWinRegistry::getValue("HKLM\\A", "b")),
+                 ZInvalidPlatformException);
 }
 
 }  // namespace

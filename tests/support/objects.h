@@ -4,12 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
+#include <random>
 #include <vector>
 
 #include "Z/ZException.h"
 #include "Z/ZList.h"
-#include "Z/ZObject.h"
+#include "support/faults.h"
 
 namespace testsupport {
 
@@ -22,7 +22,9 @@ class Number : public ZObject {
     Number& operator=(Number const&) = delete;
     ~Number() override { --alive; }
 
-    [[nodiscard]] unsigned long hash() const override { return static_cast<unsigned long>(value); }
+    [[nodiscard]] unsigned long hash() const override {
+        return static_cast<unsigned long>(value / perHash);
+    }
     [[nodiscard]] int compare(ZObject const& other) const override {
         auto const* const number = dynamic_cast<Number const*>(&other);
         if (number == nullptr) return ZObject::compare(other);
@@ -39,6 +41,7 @@ class Number : public ZObject {
 
     inline static int alive = 0;        // objects of the class
     inline static int clonesLeft = -1;  // below 0: no limit
+    inline static int perHash = 1;      // numbers in a row that have one hash
 };
 
 /// The number of `object`; `noNumber` for null.
@@ -47,17 +50,23 @@ inline int valueOf(ZObject const* object) {
     auto const* const number = dynamic_cast<Number const*>(object);
     return number != nullptr ? number->value : noNumber;
 }
+/// The other way round.
+inline Number* objectOf(Number& number) { return number.value == noNumber ? nullptr : &number; }
 
-inline std::vector<int> valuesOf(ZList const& list) {
-    std::vector<int> values;
-    for (unsigned int i = 0; i < list.size(); ++i)
-        values.push_back(valueOf(list.get(i)));
+using Values = std::vector<int>;
+
+/// The members of a list or an array.
+template <class Row>
+Values valuesOf(Row const& row) {
+    Values values;
+    for (unsigned int i = 0; i < row.size(); ++i)
+        values.push_back(valueOf(row.get(i)));
     return values;
 }
 
 /// Puts a number of its own into the list for each value, null for `noNumber`; a list that does not
 /// own its members leaves them to the caller.
-inline void fill(ZList& list, std::vector<int> const& values) {
+inline void fill(ZList& list, Values const& values) {
     for (int const value : values)
         list.addNoCopy(value == noNumber ? nullptr : new Number(value));
 }
@@ -77,11 +86,36 @@ constexpr unsigned long outOfMemory = 1;
 constexpr unsigned long notClonable = 14;
 constexpr unsigned long invalidParameter = 22;
 
-/// No object outlives a test, and clones are unlimited again behind it.
+/// As thrownBy(), while all calls that the program wraps fail.
+template <class Action>
+unsigned long thrownWithoutMemory(Action action) {
+    fault = {"", 1, ENOMEM, everyone};
+    unsigned long const thrown = thrownBy(action);
+    fault = {};
+    return thrown;
+}
+
+/// As thrownBy(); at times with too few clones, or without memory. Expects that nothing else is
+/// thrown, and that no lack is passed over.
+template <class Action>
+unsigned long thrownAtTimes(std::mt19937& random, Action action) {
+    Number::clonesLeft = random() % 6 == 0 ? static_cast<int>(random() % 3) : -1;
+    if (random() % 6 == 0) fault = {"", 1, ENOMEM, everyone};
+    unsigned long const thrown = thrownBy(action);
+    EXPECT_EQ(fault.seen > 0, thrown == outOfMemory);
+    EXPECT_TRUE(thrown == 0 || thrown == outOfMemory ||
+                (thrown == notClonable && Number::clonesLeft == 0));
+    Number::clonesLeft = -1;
+    fault = {};
+    return thrown;
+}
+
+/// No object outlives a test, and whatever it limited has no limit behind it.
 class ObjectsTest : public testing::Test {
   protected:
     void TearDown() override {
         Number::clonesLeft = -1;
+        Number::perHash = 1;
         EXPECT_EQ(0, Number::alive);
     }
 };

@@ -27,18 +27,11 @@ template <class Write>
 [[nodiscard]] std::string writtenBy(Write write) {
     char* bytes = nullptr;
     std::size_t length = 0;
+    std::unique_ptr<char*, void (*)(char**)> const block(&bytes, [](char** b) { std::free(*b); });
     Stream stream(open_memstream(&bytes, &length));
-    try {
-        write(stream.get());
-    } catch (...) {
-        stream.reset();
-        std::free(bytes);
-        throw;
-    }
+    write(stream.get());
     stream.reset();
-    std::string const text(bytes, length);
-    std::free(bytes);
-    return text;
+    return {bytes, length};
 }
 
 }  // namespace testsupport

@@ -67,35 +67,38 @@ TEST(PropertiesReadTest, namesTheRequiredKeyThatIsMissingAndTakesNoDefaultForIt)
     EXPECT_EQ(out, "kept");
 }
 
-TEST(PropertiesReadTest, readsNumbersAs32BitStrtoul) {
-    constexpr unsigned int most = UINT_MAX;
+/// Each of these, as the value of a key, lets `read` raise the exception of this number, which
+/// tells the place and the value.
+template <class E, class Read>
+void expectInvalid(unsigned int code, Read read, Texts const& texts) {
     ZStanzaFileProperties properties(1);
-    std::pair<char const*, unsigned int> const numbers[] = {{"0", 0},
-                                                            {"0x10", 16},
-                                                            {"0XfF", 255},
-                                                            {"010", 8},
-                                                            {" \t7", 7},
-                                                            {"+7", 7},
-                                                            {"-1", most},
-                                                            {"-0", 0},
-                                                            {"4294967295", most},
-                                                            {"4294967296", most},
-                                                            {"-4294967296", most},
-                                                            {"-4294967295", 1},
-                                                            {"99999999999999999999999", most}};
-    for (auto const& [text, value] : numbers) {
-        properties.setValue("s", "k", text);
-        EXPECT_EQ(properties.getIntegerValue("s", "k", 1), value) << text;
-    }
-    for (char const* const text :
-         {"7 ", "09", "0x", "0xg", "--1", "- 1", "+", "1.5", "0b1", "4294967296x", "ten", "  "}) {
-        properties.setValue("s", "k", text);
-        auto const e = raisedBy<ZPropertiesInvalidNumValueException>(
-            [&] { static_cast<void>(properties.getIntegerValue("s", "k")); });
+    for (std::string const& text : texts) {
+        properties.setValue("s", "k", text.c_str());
+        auto const e = raisedBy<E>([&] { static_cast<void>(read(properties)); });
         ASSERT_TRUE(e) << text;
-        EXPECT_EQ(e->getCode(), 40U);
+        EXPECT_EQ(e->getCode(), code);
         EXPECT_EQ(e->category() + "/"s + e->key() + "/" + e->value(), "s/k/"s + text);
     }
+}
+
+TEST(PropertiesReadTest, readsNumbersAs32BitStrtoul) {
+    ZStanzaFileProperties properties(1);
+    std::pair<unsigned int, Texts> const rows[] = {
+        {0, {"0", "-0"}},
+        {1, {"-4294967295"}},
+        {7, {" \t7", "+7"}},
+        {8, {"010"}},
+        {16, {"0x10"}},
+        {255, {"0XfF"}},
+        {UINT_MAX, {"-1", "4294967295", "4294967296", "-4294967296", "99999999999999999999999"}}};
+    for (auto const& [value, texts] : rows)
+        for (std::string const& text : texts) {
+            properties.setValue("s", "k", text.c_str());
+            EXPECT_EQ(properties.getIntegerValue("s", "k", 1), value) << text;
+        }
+    expectInvalid<ZPropertiesInvalidNumValueException>(
+        40, [](auto& p) { return p.getIntegerValue("s", "k"); },
+        {"7 ", "09", "0x", "0xg", "--1", "- 1", "+", "1.5", "0b1", "4294967296x", "ten", "  "});
 }
 
 TEST(PropertiesReadTest, readsTruthInAnyCaseOfLetters) {
@@ -107,14 +110,8 @@ TEST(PropertiesReadTest, readsTruthInAnyCaseOfLetters) {
             properties.setValue("s", "k", word.c_str());
             EXPECT_EQ(properties.getBooleanValue("s", "k", 0, 1 - truth), truth) << word;
         }
-    for (char const* const word : {"on", "yess", "2", " yes", "00"}) {
-        properties.setValue("s", "k", word);
-        auto const e = raisedBy<ZPropertiesInvalidBoolValueException>(
-            [&] { static_cast<void>(properties.getBooleanValue("s", "k")); });
-        ASSERT_TRUE(e) << word;
-        EXPECT_EQ(e->getCode(), 41U);
-        EXPECT_STREQ(e->value(), word);
-    }
+    expectInvalid<ZPropertiesInvalidBoolValueException>(
+        41, [](auto& p) { return p.getBooleanValue("s", "k"); }, {"on", "yess", "2", " yes", "00"});
 }
 
 template <class String>

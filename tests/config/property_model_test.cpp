@@ -1,30 +1,17 @@
 // link: static
-#include <gtest/gtest.h>
-
+// Every sequence of operations does to a cache what it does to the model.
 #include <memory>
 #include <random>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "Z/ZList.h"
-#include "Z/ZSCFData.h"
 #include "support/property_model.h"
 #include "support/records_check.h"
-#include "support/streams.h"
 
 namespace {
 
-using testsupport::fileOf;
+using testsupport::CheckedCache;
 using testsupport::PropertyModel;
 using testsupport::Texts;
-using testsupport::writtenBy;
-using zfc::cache::RecordsCheck;
-
-struct Cache : ZSCFData {
-    Cache() { setAttributes(keepComments, nullptr); }
-    [[nodiscard]] zfc::cache::Records const& inner() const { return *records; }
-};
 
 /// Does the same to a cache and to the model, at random, and compares them.
 class Twins {
@@ -35,23 +22,27 @@ class Twins {
         s = pick({"s", "t", "u", " v "});
         k = pick({"k1", "k2", "k3", "a b", "x#"});
         constexpr void (Twins::*operations[])() = {
-            &Twins::setLine,     &Twins::setLine,     &Twins::setLine,   &Twins::addLine,
-            &Twins::addValue,    &Twins::addValue,    &Twins::add,       &Twins::set,
-            &Twins::changeValue, &Twins::removeValue, &Twins::removeKey, &Twins::removeStanza,
-            &Twins::dropLine,    &Twins::dropLines,   &Twins::comment,   &Twins::read,
-            &Twins::read};
+            &Twins::setOrAdd,     &Twins::setOrAdd,  &Twins::setOrAdd,    &Twins::setOrAdd,
+            &Twins::setOrAdd,     &Twins::setOrAdd,  &Twins::changeValue, &Twins::removeValue,
+            &Twins::removeKey,    &Twins::dropLines, &Twins::comment,     &Twins::read,
+            &Twins::removeStanza, &Twins::dropLine,  &Twins::read};
         (this->*operations[below(std::size(operations))])();
     }
 
     void compare() {
-        RecordsCheck const check(cache.inner());
-        ASSERT_EQ(written(cache), model.written());
-        ASSERT_EQ(collected([&](auto visit) { cache.forEachStanza(visit); }), model.stanzaNames());
-        for (PropertyModel::Stanza const& stanza : model.stanzas)
-            compareStanza(stanza);
+        cache.check();
+        ASSERT_EQ(cache.written(), model.written());
+        Texts stanzas = collected([&](auto visit) { cache.forEachStanza(visit); });
+        ASSERT_EQ(stanzas.size(), model.stanzas.size());
+        ASSERT_EQ(cache.count(), model.stanzas.size());
+        for (std::size_t i = 0; i < stanzas.size(); ++i) {
+            ASSERT_EQ(stanzas[i], model.stanzas[i].name);
+            compareStanza(model.stanzas[i]);
+        }
         ZArrayList items(0, 1);
         cache.getObfuscatedItems(items);
         ASSERT_EQ(items.size(), model.items.size());
+        ASSERT_EQ(cache.obfuscatedCount(), model.items.size());
         for (unsigned int i = 0; i < items.size(); ++i) {
             auto const& [stanza, key] = model.items[i];
             ASSERT_TRUE(*items.get(i) == ZObfuscatedItem(stanza.c_str(), key.c_str()));
@@ -62,32 +53,35 @@ class Twins {
     void copyAndStartAnew() {
         std::unique_ptr<ZObject> const copy(cache.clone());
         cache.clear();
-        RecordsCheck const check(cache.inner());
-        std::string const text = written(static_cast<ZSCFData&>(*copy));
+        cache.check();
+        std::string const text = testsupport::writtenBy(
+            [&](FILE* out) { static_cast<ZSCFData&>(*copy).be_write("f", out); });
         EXPECT_EQ(text, model.written());
         model = PropertyModel();
         model.read(text);
-        cache.be_read("f", fileOf(text).get());
+        cache.read(text);
     }
 
   private:
-    static std::string written(ZSCFData& file) {
-        return writtenBy([&](FILE* out) { file.be_write("f", out); });
-    }
-    void compareStanza(PropertyModel::Stanza const& stanza) {
+    void compareStanza(PropertyModel::Stanza& stanza) {
         char const* const name = stanza.name.c_str();
         ASSERT_EQ(collected([&](auto visit) { cache.forEachKey(name, visit); }),
-                  model.keyNames(stanza.name));
+                  PropertyModel::keyNames(stanza));
+        ASSERT_EQ(cache.keyCount(name), stanza.keys.size());
         unsigned int values = 0;
-        for (PropertyModel::Key const& key : stanza.keys) {
+        bool hidden = false;
+        for (PropertyModel::Key& key : stanza.keys) {
             ASSERT_EQ(valuesOf(name, key, ZPCache::plainValues), key.plain);
             ASSERT_EQ(valuesOf(name, key, ZPCache::obfuscatedValues), key.secret);
-            Texts const& seen = key.plain.empty() ? key.secret : key.plain;
-            for (auto i = static_cast<unsigned int>(seen.size()); i-- > 0;)
-                ASSERT_EQ(cache.valueAt(name, key.name.c_str(), i), seen[i]);
-            values += cache.countValues(name, key.name.c_str());
+            for (auto i = static_cast<unsigned int>(key.seen().size()); i-- > 0;)
+                ASSERT_EQ(cache.valueAt(name, key.name.c_str(), i), key.seen()[i]);
+            ASSERT_EQ(cache.countValues(name, key.name.c_str()), key.seen().size());
+            ASSERT_EQ(cache.isObfuscated(name, key.name.c_str()), !key.secret.empty());
+            values += static_cast<unsigned int>(key.seen().size());
+            hidden |= !key.secret.empty();
         }
         ASSERT_EQ(values, cache.countValues(name));
+        ASSERT_EQ(hidden, cache.isObfuscated(name));
     }
     template <class Walk>
     static Texts collected(Walk walk) {
@@ -102,77 +96,71 @@ class Twins {
     }
 
     unsigned int below(std::size_t bound) { return static_cast<unsigned int>(random() % bound); }
+    bool oneIn(unsigned int bound) { return below(bound) == 0; }
     std::string pick(Texts const& from) { return from[below(from.size())]; }
     std::string someValue() { return pick({"", "1", "two", "a = b # c", " spaced "}); }
     std::string someComment() {
         return pick({"#k1=5", "# k 1 = x", "#k1", "#k2=", "##k3=", "#\tk2=", "# a b = 1", "#",
                      "#x#=1", "#=", "# k3 = #k1="});
     }
-    bool oneIn(unsigned int bound) { return below(bound) == 0; }
+    std::string someLine() {
+        if (oneIn(4)) return pick({"k1", "k2", "k4", "a b"}) + " = " + someValue();
+        return oneIn(3) ? "" : someComment();
+    }
 
-    void setLine() {
+    /// Replaces the values of a key or adds one, with or without a line in the file.
+    void setOrAdd() {
+        bool const replaces = oneIn(2);
+        bool const places = !oneIn(3);
+        bool const secret = oneIn(3);
         std::string const value = someValue();
-        bool const secret = oneIn(4);
-        cache.addLine(s.c_str(), k.c_str(), value.c_str(), secret ? 1 : 0);
-        model.clearValues(s, k);
-        model.addValue(s, k, value, secret);
-        model.placeKey(s, k);
-    }
-    void addLine() {
-        bool const whole = oneIn(2);
-        cache.addLine(s.c_str(), whole ? nullptr : k.c_str(), 0);
-        model.makeStanza(s);
-        model.placeStanza(s);
-        if (whole) return;
-        model.makeKey(s, k);
-        model.placeKey(s, k);
-    }
-    void addValue() {
-        std::string const value = "v" + someValue();
-        bool const secret = oneIn(4);
-        cache.addValue(s.c_str(), k.c_str(), value.c_str(), secret ? 1 : 0);
-        model.addValue(s, k, value, secret);
-        model.placeKey(s, k);
-    }
-    void add() {
-        std::string const value = someValue();
-        bool const secret = oneIn(2);
-        cache.add(s.c_str(), k.c_str(), value.c_str(), secret ? 1 : 0);
-        model.addValue(s, k, value, secret);
-    }
-    void set() {
-        std::string const value = someValue();
-        bool const secret = oneIn(2);
-        if (secret)
+        if (places && !replaces && value.empty() && oneIn(2)) {
+            cache.addLine(s.c_str(), nullptr, 0);
+            static_cast<void>(model.placeStanza(s));
+            return;
+        }
+        if (replaces && places)
+            cache.addLine(s.c_str(), k.c_str(), value.c_str(), secret ? 1 : 0);
+        else if (replaces && secret)
             cache.setObfuscated(s.c_str(), k.c_str(), value.c_str());
-        else
+        else if (replaces)
             cache.set(s.c_str(), k.c_str(), value.c_str());
-        model.clearValues(s, k);
+        else if (!places)
+            cache.add(s.c_str(), k.c_str(), value.c_str(), secret ? 1 : 0);
+        else if (value.empty())
+            cache.addLine(s.c_str(), k.c_str(), 0);
+        else
+            cache.addValue(s.c_str(), k.c_str(), value.c_str(), secret ? 1 : 0);
+        if (replaces) model.clearValues(s, k);
         model.addValue(s, k, value, secret);
+        if (places) model.placeKey(s, k);
+    }
+    /// The values that a change of number `i` concerns; null when there is none of that number.
+    Texts* valuesWith(unsigned int i) {
+        PropertyModel::Key* const known = model.key(s, k);
+        return known != nullptr && i < known->seen().size() ? &known->seen() : nullptr;
     }
     void changeValue() {
         unsigned int const i = below(5);
-        PropertyModel::Key* const known = model.key(s, k);
-        bool const isThere = known != nullptr && i < known->seen().size();
-        ASSERT_EQ(cache.changeValue(s.c_str(), k.c_str(), i, "changed"), isThere);
-        if (isThere) known->seen()[i] = "changed";
+        Texts* const values = valuesWith(i);
+        ASSERT_EQ(cache.changeValue(s.c_str(), k.c_str(), i, "changed"), values != nullptr);
+        if (values != nullptr) (*values)[i] = "changed";
     }
     void removeValue() {
         unsigned int const i = below(5);
-        PropertyModel::Key* const known = model.key(s, k);
-        bool const isThere = known != nullptr && i < known->seen().size();
-        ASSERT_EQ(cache.removeValue(s.c_str(), k.c_str(), i), isThere);
-        if (!isThere) return;
-        known->seen().erase(known->seen().begin() + i);
-        if (known->secret.empty()) model.dropItem(s, k);
+        Texts* const values = valuesWith(i);
+        ASSERT_EQ(cache.removeValue(s.c_str(), k.c_str(), i), values != nullptr);
+        if (values == nullptr) return;
+        values->erase(values->begin() + i);
+        if (model.key(s, k)->secret.empty()) model.dropItem(s, k);
     }
     void removeKey() {
         cache.remove(s.c_str(), k.c_str());
-        model.removeKey(s, k);
+        if (model.key(s, k) != nullptr) model.removeKey(s, k);
     }
     void removeStanza() {
         cache.remove(s.c_str());
-        model.removeStanza(s);
+        if (model.stanza(s) != nullptr) model.removeStanza(s);
     }
     void dropLine() {
         cache.delLine(s.c_str(), k.c_str());
@@ -205,16 +193,12 @@ class Twins {
             for (unsigned int i = below(14); i > 0; --i)
                 text += someLine() + "\n";
         }
-        cache.be_read("f", fileOf(text).get());
+        cache.read(text);
         model.read(text);
-    }
-    std::string someLine() {
-        if (oneIn(4)) return pick({"k1", "k2", "k4", "a b"}) + " = " + someValue();
-        return oneIn(3) ? "" : someComment();
     }
 
     std::mt19937 random;
-    Cache cache;
+    CheckedCache cache;
     PropertyModel model;
     std::string s;  // the stanza of this step
     std::string k;  // and the key

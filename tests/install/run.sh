@@ -18,10 +18,7 @@ fail() {
 
 # quiet COMMAND...: its output matters only when it fails.
 quiet() {
-    "$@" >"$work/log" 2>&1 || {
-        cat "$work/log" >&2
-        fail "failed: $*"
-    }
+    "$@" >"$work/log" 2>&1 || fail "failed: $*: $(<"$work/log")"
 }
 
 quiet cmake --install "$build" --prefix "$work/first"
@@ -35,28 +32,19 @@ private=$(find "$prefix/include" -name '*_*.h' \
 [[ -f $prefix/include/Z/ztags.h ]] || fail "no public headers were installed"
 [[ -d $prefix/share/zfc/qcs ]] || fail "the codeset data directory was not installed"
 
-# help_of TOOL: what the tool and its commands say of themselves.
-help_of() {
-    "$1" --help
-    "$1" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z][a-z]*\) .*/\1/p' |
-        while read -r command; do
-            echo "  --$command"
-            "$1" "$command" --help
-        done
-}
-
 # The tools find the library that was installed with them, and each has a manual page that knows
 # all its options and commands.
 for tool in "$prefix"/bin/*; do
     [[ -x $tool ]] || continue
     quiet "$tool" --help
     page=$prefix/share/man/man1/$(basename "$tool").1
-    help_of "$tool" >"$work/help"
-    grep -oE '^  (-h,)?--[a-z-]+' "$work/help" | sed 's/.*--//' | sort -u |
-        while read -r word; do
-            [[ $word == help ]] || grep -qE "(Fl -|Cm )$word\b" "$page" ||
-                fail "$(basename "$page") does not tell of \"$word\""
-        done
+    commands=$("$tool" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z][a-z]*\) .*/\1/p')
+    options=$(for command in "" $commands; do "$tool" $command --help; done |
+        sed -n 's/^  \(-h,\)\?--\([a-z-]*\).*/\2/p' | sort -u)
+    for word in $commands $options; do
+        [[ $word == help ]] || grep -qE "(Fl -|Cm )$word\b" "$page" ||
+            fail "$(basename "$page") does not tell of \"$word\""
+    done
 done
 
 export QCSDIR=$prefix/share/zfc/qcs LC_ALL=C.UTF-8
@@ -64,8 +52,7 @@ export QCSDIR=$prefix/share/zfc/qcs LC_ALL=C.UTF-8
 # Where this compiler and word size find zlib, which the static library needs.
 libraries=$(dirname "$("$cxx" "$@" -print-file-name=libz.so)")
 quiet cmake -S "$outside" -B "$work/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
-    -DCMAKE_LIBRARY_PATH="$libraries" \
-    -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_C_COMPILER="$cc" \
+    -DCMAKE_LIBRARY_PATH="$libraries" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_C_COMPILER="$cc" \
     -DCMAKE_CXX_FLAGS="$*" -DCMAKE_C_FLAGS="$*"
 quiet cmake --build "$work/build"
 for program in cxx_user c_user static_user; do
@@ -93,5 +80,3 @@ readme_program cpp "$cxx" "$@" -std=c++17
 readme_program c "$cc" "$@" -std=c11
 [[ $(<"$work/app.conf") == $'# who answers\n[server]\nport = 82' ]] ||
     fail "the README's programs did not leave port 82: $(<"$work/app.conf")"
-
-echo "install test: passed"

@@ -18,8 +18,9 @@ class PropertyModel {
   public:
     struct Line {
         unsigned int kind;
-        std::string text;
+        std::string text;  // of a key its name
     };
+    using Lines = std::vector<Line>;
     struct Key {
         std::string name;
         Texts plain, secret;
@@ -28,33 +29,29 @@ class PropertyModel {
     struct Stanza {
         std::string name;
         std::vector<Key> keys;
+        bool placed = false;  // it has a header
+        Lines lines;          // below that
     };
     using Name = std::pair<std::string, std::string>;
 
-    std::vector<Line> lines;
+    Lines opening;                // in front of the first header
     std::vector<Stanza> stanzas;  // those with a header in file order, then the others
     std::vector<Name> items;      // keys with obfuscated values
 
     // ------------------------------------------------------------------------ stanzas and keys
 
-    Stanza* stanza(std::string const& name) {
-        for (Stanza& s : stanzas)
-            if (s.name == name) return &s;
-        return nullptr;
-    }
+    Stanza* stanza(std::string const& name) { return find(stanzas, name); }
     Key* key(std::string const& s, std::string const& name) {
-        if (stanza(s) == nullptr) return nullptr;
-        for (Key& k : stanza(s)->keys)
-            if (k.name == name) return &k;
-        return nullptr;
+        return stanza(s) == nullptr ? nullptr : find(stanza(s)->keys, name);
     }
-    void makeStanza(std::string const& name) {
-        if (stanza(name) == nullptr) stanzas.push_back({name, {}});
+    Stanza& makeStanza(std::string const& name) {
+        if (stanza(name) == nullptr) stanzas.push_back({name, {}, false, {}});
+        return *stanza(name);
     }
     Key& makeKey(std::string const& s, std::string const& name) {
-        makeStanza(s);
-        if (key(s, name) == nullptr) stanza(s)->keys.push_back({name, {}, {}});
-        return *key(s, name);
+        std::vector<Key>& keys = makeStanza(s).keys;
+        if (find(keys, name) == nullptr) keys.push_back({name, {}, {}});
+        return *find(keys, name);
     }
     void addValue(std::string const& s, std::string const& k, std::string const& value,
                   bool secret) {
@@ -71,179 +68,153 @@ class PropertyModel {
         items.erase(std::remove(items.begin(), items.end(), Name(s, k)), items.end());
     }
     void removeKey(std::string const& s, std::string const& k) {
-        if (key(s, k) == nullptr) return;
         dropItem(s, k);
         dropKeyLine(s, k);
-        moveToEnd(s, k);
+        moveToEnd(stanza(s)->keys, k);
         stanza(s)->keys.pop_back();
     }
     void removeStanza(std::string const& s) {
-        if (stanza(s) == nullptr) return;
-        dropLines(s);
         for (Key const& k : stanza(s)->keys)
             dropItem(s, k.name);
-        moveToEnd(s);
+        moveToEnd(stanzas, s);
         stanzas.pop_back();
     }
 
     // ----------------------------------------------------------------------------------- lines
 
-    /// Index of the header line; the number of lines when there is none.
-    [[nodiscard]] std::size_t header(std::string const& s) const {
-        std::size_t i = 0;
-        while (i < lines.size() && (lines[i].kind != ZPropLine::header || lines[i].text != s))
-            ++i;
-        return i;
-    }
-    [[nodiscard]] std::size_t endOf(std::string const& s) const {
-        std::size_t i = std::min(header(s) + 1, lines.size());
-        while (i < lines.size() && lines[i].kind != ZPropLine::header)
-            ++i;
-        return i;
-    }
-    /// Index of the key's line; the number of lines when there is none.
-    [[nodiscard]] std::size_t keyLine(std::string const& s, std::string const& k) const {
-        for (std::size_t i = header(s); i < endOf(s); ++i)
-            if (lines[i].kind == ZPropLine::key && lines[i].text == k) return i;
-        return lines.size();
-    }
-    void insert(std::size_t at, unsigned int kind, std::string const& text) {
-        lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(at), Line{kind, text});
-    }
-    void erase(std::size_t at) { lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(at)); }
-
-    void placeStanza(std::string const& s) {
-        if (header(s) < lines.size()) return;
-        auto const isThis = [&](Stanza const& x) { return x.name == s; };
-        auto const isWithout = [&](Stanza const& x) { return header(x.name) == lines.size(); };
-        auto const first = std::find_if(stanzas.begin(), stanzas.end(), isWithout);
-        auto const at = std::find_if(stanzas.begin(), stanzas.end(), isThis);
-        std::rotate(first, at, at + 1);
-        lines.push_back({ZPropLine::header, s});
+    Stanza& placeStanza(std::string const& s) {
+        makeStanza(s).placed = true;
+        std::stable_partition(stanzas.begin(), stanzas.end(), [](Stanza& x) { return x.placed; });
+        return *stanza(s);
     }
     void placeKey(std::string const& s, std::string const& k) {
-        placeStanza(s);
-        if (keyLine(s, k) == lines.size()) insert(placeFor(s, k), ZPropLine::key, k);
-    }
-    /// The described scan.
-    [[nodiscard]] std::size_t placeFor(std::string const& s, std::string const& k) const {
-        std::string const wanted = "#" + k + "=";
-        bool templateSeen = false;
-        std::size_t place = header(s) + 1;
-        for (std::size_t i = header(s) + 1; i < endOf(s); ++i) {
-            char const* const text = lines[i].text.c_str();
-            if (lines[i].kind == ZPropLine::key) place = i + 1;
-            if (lines[i].kind == ZPropLine::comment)
-                templateSeen |= ZPCategoryBasedCache::isCommentWeWant(wanted.c_str(), text);
-            if (lines[i].kind == ZPropLine::blank && templateSeen) return i;
-        }
-        return place;
-    }
-
-    void dropKeyLine(std::string const& s, std::string const& k) {
-        std::size_t const i = keyLine(s, k);
-        if (i == lines.size()) return;
-        erase(i);
-        moveToEnd(s, k);
-    }
-    void dropLines(std::string const& s) {
-        if (header(s) == lines.size()) return;
-        while (endOf(s) > header(s) + 1) {
-            Line const line = lines[header(s) + 1];
-            erase(header(s) + 1);
-            if (line.kind == ZPropLine::key) moveToEnd(s, line.text);
-        }
-        erase(header(s));
-        moveToEnd(s);
+        makeKey(s, k);
+        Lines& lines = placeStanza(s).lines;
+        if (keyLine(lines, k) == lines.size())
+            insert(lines, placeFor(lines, k), {ZPropLine::key, k});
     }
     /// Keys without a line are listed behind the others, in the order of losing it; so are stanzas.
-    void moveToEnd(std::string const& s, std::string const& k) {
-        std::vector<Key>& keys = stanza(s)->keys;
-        auto const isThis = [&](Key const& x) { return x.name == k; };
-        auto const at = std::find_if(keys.begin(), keys.end(), isThis);
-        std::rotate(at, at + 1, keys.end());
+    void dropKeyLine(std::string const& s, std::string const& k) {
+        Lines& lines = stanza(s)->lines;
+        std::size_t const i = keyLine(lines, k);
+        if (i == lines.size()) return;
+        lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(i));
+        moveToEnd(stanza(s)->keys, k);
     }
-    void moveToEnd(std::string const& s) {
-        auto const isThis = [&](Stanza const& x) { return x.name == s; };
-        auto const at = std::find_if(stanzas.begin(), stanzas.end(), isThis);
-        std::rotate(at, at + 1, stanzas.end());
+    void dropLines(std::string const& s) {
+        if (!stanza(s)->placed) return;
+        for (Line const& line : std::exchange(stanza(s)->lines, {}))
+            if (line.kind == ZPropLine::key) moveToEnd(stanza(s)->keys, line.text);
+        stanza(s)->placed = false;
+        moveToEnd(stanzas, s);
     }
-
-    // -------------------------------------------------------------------------------- comments
-
-    void insertBehindComments(std::size_t at, std::string const& text) {
-        while (at < lines.size() && lines[at].kind == ZPropLine::comment)
-            ++at;
-        insert(at, ZPropLine::comment, text);
-    }
-    void addFileComment(std::string const& text) { insertBehindComments(0, text); }
+    void addFileComment(std::string const& text) { insertBehindComments(opening, text); }
     void addStanzaComment(std::string const& s, std::string const& text) {
-        placeStanza(s);
-        insertBehindComments(header(s) + 1, text);
+        insertBehindComments(placeStanza(s).lines, text);
     }
     void addKeyComment(std::string const& s, std::string const& k, std::string const& text) {
         placeKey(s, k);
-        insert(keyLine(s, k), ZPropLine::comment, text);
+        Lines& lines = stanza(s)->lines;
+        insert(lines, keyLine(lines, k), {ZPropLine::comment, text});
     }
 
     // -------------------------------------------------------------------------- reading, writing
 
     /// Reads valid lines, "[stanza]", "key = value", "#comment" and empty ones.
     void read(std::string const& text) {
-        std::string current;
         for (std::size_t at = 0; at < text.size(); at = text.find('\n', at) + 1)
-            readLine(text.substr(at, text.find('\n', at) - at), current);
+            readLine(text.substr(at, text.find('\n', at) - at));
     }
     [[nodiscard]] std::string written() {
-        std::string out, current;
-        for (Line const& line : lines) {
-            if (line.kind == ZPropLine::header) {
-                current = line.text;
-                out += "[" + current + "]\n";
-            } else if (line.kind == ZPropLine::key) {
-                out += writtenKey(*key(current, line.text));
-            } else {
-                out += line.text + "\n";
-            }
+        std::string out;
+        for (Line const& line : opening)
+            out += line.text + "\n";
+        for (Stanza& s : stanzas) {
+            if (s.placed) out += "[" + s.name + "]\n";
+            for (Line const& line : s.lines)
+                out += line.kind == ZPropLine::key ? writtenKey(*find(s.keys, line.text))
+                                                   : line.text + "\n";
         }
         return out;
     }
-    [[nodiscard]] Texts stanzaNames() const {
-        Texts names;
-        for (Stanza const& s : stanzas)
-            names.push_back(s.name);
-        return names;
-    }
     /// In file order, then those without a line.
-    [[nodiscard]] Texts keyNames(std::string const& s) {
+    [[nodiscard]] static Texts keyNames(Stanza const& s) {
         Texts names;
-        for (std::size_t i = header(s); i < endOf(s); ++i)
-            if (lines[i].kind == ZPropLine::key) names.push_back(lines[i].text);
-        for (Key const& k : stanza(s)->keys)
-            if (keyLine(s, k.name) == lines.size()) names.push_back(k.name);
+        for (Line const& line : s.lines)
+            if (line.kind == ZPropLine::key) names.push_back(line.text);
+        for (Key const& k : s.keys)
+            if (keyLine(s.lines, k.name) == s.lines.size()) names.push_back(k.name);
         return names;
     }
 
   private:
-    void readLine(std::string const& line, std::string& current) {
-        if (line.empty()) return lines.push_back({ZPropLine::blank, ""});
-        if (line[0] == '#') return lines.push_back({ZPropLine::comment, line});
-        if (line[0] != '[') return readKey(current, line);
-        current = line.substr(1, line.size() - 2);
-        makeStanza(current);
-        placeStanza(current);
+    template <class Named>
+    static Named* find(std::vector<Named>& all, std::string const& name) {
+        auto const isThis = [&](Named const& x) { return x.name == name; };
+        auto const at = std::find_if(all.begin(), all.end(), isThis);
+        return at == all.end() ? nullptr : &*at;
     }
-    void readKey(std::string const& s, std::string const& line) {
+    template <class Named>
+    static void moveToEnd(std::vector<Named>& all, std::string const& name) {
+        Named* const at = find(all, name);
+        std::rotate(at, at + 1, all.data() + all.size());
+    }
+    static void insert(Lines& lines, std::size_t at, Line const& line) {
+        lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(at), line);
+    }
+    static void insertBehindComments(Lines& lines, std::string const& text) {
+        std::size_t at = 0;
+        while (at < lines.size() && lines[at].kind == ZPropLine::comment)
+            ++at;
+        insert(lines, at, {ZPropLine::comment, text});
+    }
+    /// Index of the key's line; the number of lines when there is none.
+    static std::size_t keyLine(Lines const& lines, std::string const& k) {
+        auto const isIt = [&](Line const& x) { return x.kind == ZPropLine::key && x.text == k; };
+        auto const at = std::find_if(lines.begin(), lines.end(), isIt);
+        return static_cast<std::size_t>(at - lines.begin());
+    }
+    /// In front of the first blank line below a template; else behind the last key line.
+    static std::size_t placeFor(Lines const& lines, std::string const& k) {
+        bool templateSeen = false;
+        std::size_t place = 0;
+        for (std::size_t i = 0; i < lines.size(); ++i) {
+            if (lines[i].kind == ZPropLine::key) place = i + 1;
+            if (lines[i].kind == ZPropLine::comment) templateSeen |= isTemplate(lines[i].text, k);
+            if (lines[i].kind == ZPropLine::blank && templateSeen) return i;
+        }
+        return place;
+    }
+    /// A comment that without its blanks begins as the key's line would, commented out; so a key
+    /// with a blank inside has none.
+    static bool isTemplate(std::string comment, std::string const& k) {
+        comment.erase(std::remove(comment.begin(), comment.end(), ' '), comment.end());
+        return comment.rfind("#" + k + "=", 0) == 0;
+    }
+    /// Of the last stanza in the file.
+    Lines& lastLines() { return lastPlaced() == nullptr ? opening : lastPlaced()->lines; }
+    Stanza* lastPlaced() {
+        Stanza* last = nullptr;
+        for (Stanza& s : stanzas)
+            if (s.placed) last = &s;
+        return last;
+    }
+    void readLine(std::string const& line) {
+        if (line.empty()) return lastLines().push_back({ZPropLine::blank, ""});
+        if (line[0] == '#') return lastLines().push_back({ZPropLine::comment, line});
+        if (line[0] != '[') return readKey(*lastPlaced(), line);
+        placeStanza(line.substr(1, line.size() - 2));
+    }
+    void readKey(Stanza& s, std::string const& line) {
         std::string const name = line.substr(0, line.find(" ="));
         std::string const value = line.substr(std::min(line.size(), name.size() + 3));
-        bool const isNew = key(s, name) == nullptr;
-        addValue(s, name, stripped(value), false);
-        if (isNew) lines.push_back({ZPropLine::key, name});
+        bool const isNew = find(s.keys, name) == nullptr;
+        addValue(s.name, name, stripped(value), false);
+        if (isNew) s.lines.push_back({ZPropLine::key, name});
     }
     static std::string stripped(std::string const& text) {
-        std::size_t const from = text.find_first_not_of(' ');
-        return from == std::string::npos ? ""
-                                         : text.substr(from, text.find_last_not_of(' ') + 1 - from);
+        std::size_t const from = std::min(text.find_first_not_of(' '), text.size());
+        return text.substr(from, text.find_last_not_of(' ') + 1 - from);
     }
     static std::string writtenKey(Key const& k) {
         std::string out;

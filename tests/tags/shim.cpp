@@ -1,33 +1,33 @@
-#include "shim.h"
-
+// Everything a program does with the library that crosses its boundary. Compiled twice, as the
+// namespaces `first` and `second`, each against another build.
 #include <Z/ZException.h>
 #include <Z/ZLCString.h>
 
-#include <cstdio>
+#define SHIM_API __attribute__((visibility("default")))
 
-#define JOIN_(a, b) a##b
-#define JOIN(a, b) JOIN_(a, b)
-#define SHIM_API extern "C" __attribute__((visibility("default")))
+namespace SHIM {
 
-SHIM_API void JOIN(SHIM, _compose)(char const* word, char* out, unsigned int size) {
-    ZLCString text(word);
+/// Builds, edits and compares a string.
+SHIM_API bool composes() {
+    ZLCString text("salt");
     text.append(" and ");
-    text += word;
+    text += "salt";
     text.replace("and", "&");
-    std::snprintf(out, size, "%s", text.getChars());
+    return text == "salt & salt";
 }
 
-SHIM_API void JOIN(SHIM, _throw)() {
-    ZInvalidParameterException().throwException("shim", __LINE__);
-}
+/// Throws the library's own exception.
+SHIM_API void raise() { ZInvalidParameterException().throwException("shim", __LINE__); }
 
-SHIM_API int JOIN(SHIM, _catch)(Throw thrower) {
+/// Calls `thrower` and says whether this side's ZException came.
+SHIM_API bool knows(void (*thrower)()) {
     try {
         thrower();
     } catch (ZException const& e) {
-        return e.who() != nullptr && e.where() > 0 ? 1 : 0;
+        return e.who() != nullptr && e.where() > 0;
     } catch (...) {
-        return 2;
     }
-    return 0;
+    return false;
 }
+
+}  // namespace SHIM

@@ -1,86 +1,49 @@
 // The example programs do what their first lines say.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "support/processes.h"
+#include "support/transcript.h"
 
 namespace {
 
-using testsupport::captureChild;
-using testsupport::readFile;
-using testsupport::TempDir;
-using testsupport::writeFile;
+using testsupport::Step;
 
-struct Example {
-    char const* program;
-    char const* out;
-    char const* changed;  // the line that the program changes, afterwards
-};
-
-/// Runs an example program as from a shell.
-testsupport::Captured run(std::string const& name, std::vector<std::string> const& arguments) {
-    return captureChild(
-        [&] { return testsupport::becomeProgram(ZFC_TEST_EXAMPLES "/" + name, arguments); });
+/// On the sample files, in a directory of their own.
+void expectExample(std::vector<Step> const& steps) {
+    testsupport::TempDir const dir;
+    for (char const* const name : {"app.conf", "broken.conf"})
+        testsupport::writeFile(dir.file(name),
+                               testsupport::readFile(ZFC_TEST_SAMPLES "/" + std::string(name)));
+    testsupport::expectTranscript(dir.path(), ZFC_TEST_EXAMPLES, steps);
 }
 
-class ExampleProgram : public testing::TestWithParam<Example> {};
-
-TEST_P(ExampleProgram, ReadsAndEditsTheSampleFileAndFailsClearlyOnABadOne) {
-    auto const runOn = [](std::string const& path) { return run(GetParam().program, {path}); };
-    TempDir const dir;
-    auto const file = dir.file("app.conf");
-    writeFile(file, readFile(ZFC_TEST_SAMPLES "/app.conf"));
-
-    auto const result = runOn(file);
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.out, GetParam().out);
-    auto const edited = readFile(file);
-    EXPECT_NE(edited.find(GetParam().changed), std::string::npos) << edited;
-    EXPECT_EQ(edited.rfind("# Settings of the sample server.\n", 0), 0U) << edited;
-
-    auto const refused = runOn(ZFC_TEST_SAMPLES "/broken.conf");
-    EXPECT_EQ(refused.status, 1);
-    EXPECT_FALSE(refused.err.empty());
-    EXPECT_EQ(runOn(dir.file("gone")).status, 1);
+TEST(ExamplesTest, ReadAndEditTheSampleFileAndFailClearlyOnABadOne) {
+    expectExample({{"settings app.conf", 0,
+                    "east.example:8080, rotating logs\nlistens on 10.0.0.1\n"
+                    "listens on 10.0.0.2\n"},
+                   {"head -n 1 app.conf", 0, "# Settings of the sample server.\n"},
+                   {"grep -A 2 '# timeout' app.conf", 0, "# timeout = 30\ntimeout = 60\n\n"},
+                   {"settings_c app.conf", 0,
+                    "east.example:8081\nlistens on 10.0.0.1\nlistens on 10.0.0.2\n"},
+                   {"head -n 1 app.conf", 0, "# Settings of the sample server.\n"},
+                   {"grep port app.conf", 0, "port = 8082\n"},
+                   {"settings broken.conf", 1},
+                   {"settings_c broken.conf", 1},
+                   {"settings gone", 1},
+                   {"settings_c gone", 1}});
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Programs, ExampleProgram,
-    testing::Values(Example{"settings",
-                            "east.example:8080, rotating logs\nlistens on 10.0.0.1\n"
-                            "listens on 10.0.0.2\n",
-                            "# timeout = 30\ntimeout = 60\n\n"},
-                    Example{"settings_c",
-                            "east.example:8080\nlistens on 10.0.0.1\nlistens on 10.0.0.2\n",
-                            "port = 8081\n"}));
-
-TEST(SharedCounterExample, CountsInTwoProcessesAndReloadsWhenTheOtherWrote) {
-    TempDir const dir;
-    auto const first = run("shared_counter", {dir.path()});
-    EXPECT_EQ(first.status, 0) << first.err;
-    EXPECT_EQ(first.out,
-              "at first: 0\nanother process added 5: 5, reloads: 1\n"
-              "nobody wrote since: 5, reloads: 1\nboth added 50 at once: 105\n");
-    EXPECT_EQ(readFile(dir.file("counter")), "105\n");
-    EXPECT_EQ(run("shared_counter", {dir.path()}).out.rfind("at first: 105\n", 0), 0U);
-    EXPECT_EQ(run("shared_counter", {dir.file("gone")}).status, 1);
+TEST(ExamplesTest, CountInTwoProcessesAndReloadWhenTheOtherWrote) {
+    expectExample({{"shared_counter .", 0,
+                    "at first: 0\nanother process added 5: 5, reloads: 1\n"
+                    "nobody wrote since: 5, reloads: 1\nboth added 50 at once: 105\n"},
+                   {"cat counter", 0, "105\n"},
+                   {"shared_counter . | head -n 1", 0, "at first: 105\n"},
+                   {"shared_counter gone", 1}});
 }
 
-TEST(ExamplePlugin, GreetsWhenLoadedByNameAndOthersAreToldApart) {
-    auto const result = run("plugins", {ZFC_TEST_EXAMPLES "/libgreeter", "Ada", "Bo"});
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.out.rfind("Hello, Ada! (said with release _", 0), 0U) << result.out;
-    EXPECT_NE(result.out.find("\nHello, Bo!"), std::string::npos) << result.out;
-
-    auto const missing = run("plugins", {"./libnone"});
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_NE(missing.err.find("load/unload error (./libnone)"), std::string::npos) << missing.err;
-    auto const other = run("plugins", {"libm.so.6"});
-    EXPECT_EQ(other.status, 1);
-    EXPECT_NE(other.err.find("resolve error (libm.so.6:greeter_greet)"), std::string::npos)
-        << other.err;
+TEST(ExamplesTest, GreetFromAPluginLoadedByNameAndTellOthersApart) {
+    expectExample({{"plugins " ZFC_TEST_EXAMPLES "/libgreeter Ada Bo | sed 's/ (.*_.*)//'", 0,
+                    "Hello, Ada!\nHello, Bo!\n"},
+                   {"plugins ./libnone", 1, "", "load/unload error (./libnone)"},
+                   {"plugins libm.so.6", 1, "", "resolve error (libm.so.6:greeter_greet)"}});
 }
 
 }  // namespace

@@ -1,292 +1,197 @@
 // The shell tool on real files, as an administrator calls it.
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <memory>
-#include <nlohmann/json.hpp>
-#include <string>
-#include <vector>
+#include <filesystem>
 
-#include "support/processes.h"
+#include "support/transcript.h"
 
 namespace {
 
-using testsupport::captureChild;
-using testsupport::Captured;
 using testsupport::Companion;
-using testsupport::readFile;
+using testsupport::Step;
 using testsupport::TempDir;
-using testsupport::writeFile;
+using Texts = std::vector<std::string>;
 
-/// Runs zprop with these arguments; `input` is its standard input.
-Captured zprop(std::vector<std::string> const& arguments, std::string const& input = {}) {
-    TempDir const dir;
-    writeFile(dir.file("in"), input);
-    return captureChild([&] {
-        int const in = open(dir.file("in").c_str(), O_RDONLY);
-        dup2(in, STDIN_FILENO);
-        return testsupport::becomeProgram(ZFC_TEST_ZPROP, arguments);
+constexpr char sample[] =
+    "# the proxy\n\n[server]\nhost = east.example\nport=8080\nlisten = a\nlisten = b\n\n"
+    "# timeout = 30\n\n[log]\nlevel = info\nrotate =\n";
+constexpr char javaSample[] = "# made by hand\nserver.host = east\nserver.port=80\nname: \\u00e9\n";
+
+/// A directory with two files, and a copy of each to compare with.
+struct Samples {
+    Samples() {
+        for (char const* const folder : {"", "before/"}) {
+            std::filesystem::create_directory(dir.file(folder));
+            testsupport::writeFile(dir.file(folder) + "app.conf", sample);
+            testsupport::writeFile(dir.file(folder) + "app.properties", javaSample);
+        }
+    }
+    void expect(std::vector<Step> const& steps) const {
+        static std::string const tools = std::filesystem::path(ZFC_TEST_ZPROP).parent_path();
+        testsupport::expectTranscript(dir.path(), tools, steps);
+    }
+    /// Each command of the tool ends so, prints nothing, and tells why: `told` is a part of it.
+    void refuse(int status, Texts const& commands, std::string const& told = {}) const {
+        for (std::string const& command : commands)
+            expect({{"zprop " + command, status, "", told}});
+    }
+    TempDir dir;
+};
+
+void expectTranscript(std::vector<Step> const& steps) { Samples().expect(steps); }
+
+// ----------------------------------------------------------------------------------- stanza files
+
+TEST(ZpropTest, GetAnswersByTypeWithDefaultsAndExitCodes) {
+    Samples const samples;
+    samples.expect({
+        {"zprop get app.conf server host", 0, "east.example\n"},
+        {"zprop get app.conf server listen", 0, "b\n"},
+        {"zprop get app.conf server listen --all", 0, "a\nb\n"},
+        {"zprop get app.conf server port --type int", 0, "8080\n"},
+        {"zprop get app.conf server none --default x", 0, "x\n"},
+        {"zprop get app.conf server none --default 7 --type int", 0, "7\n"},
+        {"zprop get app.conf server none --default true --type bool", 0, "yes\n"},
+    });
+    samples.refuse(1,
+                   {"get app.conf server host --type int", "get app.conf server host --type bool",
+                    "get app.conf server none", "get app.conf none host", "get app.conf log rotate",
+                    "get app.conf log rotate --all"});
+    samples.refuse(2, {"get app.conf server", "get app.conf s k --wait soon",
+                       "get app.conf server port --type float",
+                       "get app.conf server none --default x --type int",
+                       "get app.conf server none --default on --type bool"});
+    samples.refuse(3, {"get gone s k", "get . s k"});
+}
+
+TEST(ZpropTest, EditsChangeTheirLinesAloneAndPlaceNewKeysAtTheirTemplate) {
+    expectTranscript({
+        {"zprop set app.conf server timeout 60 && zprop set app.conf server port 9090"},
+        {"zprop set app.conf server listen c --add"},
+        {"zprop set app.conf new offset -- -5"},
+        {"cat app.conf", 0,
+         "# the proxy\n\n[server]\nhost = east.example\nport = 9090\nlisten = a\nlisten = b\n"
+         "listen = c\n\n# timeout = 30\ntimeout = 60\n\n[log]\nlevel = info\nrotate =\n[new]\n"
+         "offset = -5\n"},
+        {"zprop unset app.conf server listen"},
+        {"zprop comment app.conf 'of the file'"},
+        {"zprop comment app.conf 'of the stanza' --stanza server"},
+        {"zprop comment app.conf '# of the key' --stanza server --key port"},
+        {"cp app.conf before && zprop rewrite app.conf && cmp app.conf before/app.conf"},
+        {"head -n 8 app.conf", 0,
+         "# the proxy\n#of the file\n\n[server]\n#of the stanza\nhost = east.example\n"
+         "# of the key\nport = 9090\n"},
+        {"zprop unset app.conf log && zprop rewrite app.conf --drop-comments && cat app.conf", 0,
+         "[server]\nhost = east.example\nport = 9090\ntimeout = 60\n[new]\noffset = -5\n"},
     });
 }
 
-constexpr char sample[] =
-    "# the proxy\n"
-    "\n"
-    "[server]\n"
-    "host = east.example\n"
-    "port=8080\n"
-    "listen = a\n"
-    "listen = b\n"
-    "\n"
-    "# timeout = 30\n"
-    "\n"
-    "[log]\n"
-    "level = info\n"
-    "rotate =\n";
-
-class ZpropOnFile : public testing::Test {
-  protected:
-    ZpropOnFile() { writeFile(file, sample); }
-
-    TempDir dir;
-    std::string file = dir.file("app.conf");
-};
-
-TEST_F(ZpropOnFile, GetAnswersByTypeWithDefaultsAndExitCodes) {
-    struct {
-        std::vector<std::string> arguments;
-        int status;
-        char const* out;
-    } const rows[] = {
-        {{"server", "host"}, 0, "east.example\n"},
-        {{"server", "listen"}, 0, "b\n"},
-        {{"server", "listen", "--all"}, 0, "a\nb\n"},
-        {{"server", "port", "--type", "int"}, 0, "8080\n"},
-        {{"server", "host", "--type", "int"}, 1, ""},
-        {{"server", "host", "--type", "bool"}, 1, ""},
-        {{"server", "port", "--type", "float"}, 2, ""},
-        {{"server", "none"}, 1, ""},
-        {{"none", "host"}, 1, ""},
-        {{"server", "none", "--default", "x"}, 0, "x\n"},
-        {{"server", "none", "--default", "7", "--type", "int"}, 0, "7\n"},
-        {{"server", "none", "--default", "x", "--type", "int"}, 2, ""},
-        {{"server", "none", "--default", "on", "--type", "bool"}, 2, ""},
-        {{"server", "none", "--default", "true", "--type", "bool"}, 0, "yes\n"},
-        {{"log", "rotate"}, 1, ""},  // the key stands there without a value
-        {{"log", "rotate", "--all"}, 1, ""},
-        {{"server"}, 2, ""},
-    };
-    for (auto const& row : rows) {
-        std::vector<std::string> arguments{"get", file};
-        arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
-        auto const result = zprop(arguments);
-        EXPECT_EQ(result.status, row.status) << testing::PrintToString(row.arguments) << result.err;
-        EXPECT_EQ(result.out, row.out) << testing::PrintToString(row.arguments);
-        EXPECT_EQ(result.err.empty(), row.status == 0) << result.err;
-    }
-    EXPECT_EQ(zprop({"get", dir.file("gone"), "s", "k"}).status, 3);
-    EXPECT_EQ(zprop({"get", dir.path(), "s", "k"}).status, 3);
+TEST(ZpropTest, SetMakesAFileAndARefusedOneLeavesNone) {
+    expectTranscript({
+        {"zprop set made.conf s k '' && cat made.conf", 0, "[s]\nk =\n"},
+        {"ln -s target.conf link && zprop set link s k '' && cat target.conf", 0, "[s]\nk =\n"},
+        {"zprop set refused.conf s a=b v", 1, "", "refused.conf"},
+        {"ls refused.conf", 2},
+    });
 }
 
-TEST_F(ZpropOnFile, SetKeepsEverythingElseAndPlacesNewKeysAtTheirTemplate) {
-    EXPECT_EQ(zprop({"set", file, "server", "timeout", "60"}).status, 0);
-    EXPECT_EQ(zprop({"set", file, "server", "port", "9090"}).status, 0);
-    EXPECT_EQ(zprop({"set", file, "server", "listen", "c", "--add"}).status, 0);
-    EXPECT_EQ(zprop({"set", file, "new", "offset", "--", "-5"}).status, 0);
-    EXPECT_EQ(readFile(file),
-              "# the proxy\n\n[server]\nhost = east.example\nport = 9090\nlisten = a\nlisten = b\n"
-              "listen = c\n\n# timeout = 30\ntimeout = 60\n\n[log]\nlevel = info\nrotate =\n[new]\n"
-              "offset = -5\n");
-}
-
-TEST_F(ZpropOnFile, SetMakesAFileAndARefusedOneLeavesNone) {
-    auto const made = dir.file("made.conf");
-    EXPECT_EQ(zprop({"set", made, "s", "k", ""}).status, 0);
-    EXPECT_EQ(readFile(made), "[s]\nk =\n");
-    ASSERT_EQ(symlink(dir.file("target.conf").c_str(), dir.file("link").c_str()), 0);
-    EXPECT_EQ(zprop({"set", dir.file("link"), "s", "k", ""}).status, 0);
-    EXPECT_EQ(readFile(dir.file("target.conf")), "[s]\nk =\n");
-
-    auto const refused = dir.file("refused.conf");
-    auto const result = zprop({"set", refused, "s", "a=b", "v"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find(refused), std::string::npos) << result.err;
-    EXPECT_NE(access(refused.c_str(), F_OK), 0);
-}
-
-TEST_F(ZpropOnFile, EditsThatWouldNotReadBackChangeNothing) {
-    std::vector<std::vector<std::string>> const refused = {
-        {"set", file, "server", "k", "two\nlines"},
-        {"set", file, "server", "#k", "v"},
-        {"set", file, "ser]ver", "k", "v"},
-        {"set", file, "server", "port", "1", "--obfuscate"},
-        {"set", file, "server", "k", "", "--add"},
-        {"unset", file, "server", "none"},
-        {"unset", file, "none"},
-        {"comment", file, "two\nlines"},
-        {"comment", file, "x", "--stanza", "none"},
-        {"comment", file, "x", "--stanza", "log", "--key", "none"},
-    };
-    for (auto const& arguments : refused) {
-        auto const result = zprop(arguments);
-        EXPECT_EQ(result.status, 1) << testing::PrintToString(arguments) << result.err;
-        EXPECT_FALSE(result.err.empty());
-    }
+TEST(ZpropTest, EditsThatWouldNotReadBackChangeNothing) {
+    Samples const samples;
+    samples.refuse(
+        1, {"set app.conf server k 'two\nlines'", "set app.conf server '#k' v",
+            "set app.conf ser]ver k v", "set app.conf server port 1 --obfuscate",
+            "set app.conf server k '' --add", "unset app.conf server none", "unset app.conf none",
+            "comment app.conf 'two\nlines'", "comment app.conf x --stanza none",
+            "comment app.conf x --stanza log --key none"});
     // What a shell makes of a variable that is not set.
-    EXPECT_EQ(zprop({"unset", file, "server", ""}).status, 2);
-    EXPECT_EQ(zprop({"comment", file, "x", "--stanza", ""}).status, 2);
-    EXPECT_EQ(zprop({"edit", file}, "unset server ''\n").status, 2);
-    EXPECT_EQ(readFile(file), sample);
+    samples.refuse(2, {"unset app.conf server ''", "comment app.conf x --stanza ''"});
+    samples.expect({{"cmp app.conf before/app.conf"}});
 }
 
-TEST_F(ZpropOnFile, UnsetAndCommentChangeTheirLinesAlone) {
-    EXPECT_EQ(zprop({"unset", file, "server", "listen"}).status, 0);
-    EXPECT_EQ(zprop({"unset", file, "log"}).status, 0);
-    EXPECT_EQ(zprop({"comment", file, "of the file"}).status, 0);
-    EXPECT_EQ(zprop({"comment", file, "of the stanza", "--stanza", "server"}).status, 0);
-    EXPECT_EQ(
-        zprop({"comment", file, "# of the key", "--stanza", "server", "--key", "port"}).status, 0);
-    EXPECT_EQ(readFile(file),
-              "# the proxy\n#of the file\n\n[server]\n#of the stanza\nhost = east.example\n"
-              "# of the key\nport = 8080\n\n# timeout = 30\n\n");
-}
-
-TEST_F(ZpropOnFile, EditStoresAllLinesOrNone) {
-    auto const result = zprop({"edit", file},
-                              "# a comment\n\nset log level 'very \"loud\"'\n"
-                              "set log path \"a b\\\"c\" \nunset server listen\n"
-                              "comment hello\\ there --stanza log\n");
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(
-        readFile(file),
-        "# the proxy\n\n[server]\nhost = east.example\nport = 8080\n\n# timeout = 30\n\n[log]\n"
-        "#hello there\nlevel = very \"loud\"\nrotate =\npath = a b\"c\n");
-
-    std::string const before = readFile(file);
-    struct {
-        char const* input;
-        int status;
-        char const* message;
-    } const rows[] = {
-        {"set log level x\nset log 'open\n", 2, "standard input:2: "},
-        {"set log level x\nfrobnicate\n", 2, "standard input:2: "},
-        {"set log level x\nset log\n", 2, "standard input:2: "},
-        {"set log level x\nunset log none\n", 1, "there is no key \"none\""},
+TEST(ZpropTest, EditStoresAllLinesOrNone) {
+    auto const edit = [](char const* lines) {
+        return "zprop edit app.conf <<'END'\nset log level x\n" + std::string(lines) + "\nEND";
     };
-    for (auto const& row : rows) {
-        auto const refused = zprop({"edit", file}, row.input);
-        EXPECT_EQ(refused.status, row.status) << row.input;
-        EXPECT_NE(refused.err.find(row.message), std::string::npos) << refused.err;
-        EXPECT_EQ(readFile(file), before);
-    }
+    expectTranscript({
+        {edit("set log 'open"), 2, "", "standard input:2: "},
+        {edit("frobnicate"), 2, "", "standard input:2: "},
+        {edit("set log"), 2, "", "standard input:2: "},
+        {edit("unset server ''"), 2, "", "standard input:2: "},
+        {edit("unset log none"), 1, "", "there is no key \"none\""},
+        {"cmp app.conf before/app.conf"},
+        {edit("# a comment\n\nset log level 'very \"loud\"'\nset log path \"a b\\\"c\" \n"
+              "unset server listen\ncomment hello\\ there --stanza log")},
+        {"cat app.conf", 0,
+         "# the proxy\n\n[server]\nhost = east.example\nport = 8080\n\n# timeout = 30\n\n[log]\n"
+         "#hello there\nlevel = very \"loud\"\nrotate =\npath = a b\"c\n"},
+    });
 }
 
-TEST_F(ZpropOnFile, ObfuscatedValuesShowOnlyWhenRevealed) {
-    EXPECT_EQ(zprop({"set", file, "db", "password", "s3cret\nline", "--obfuscate"}).status, 0);
-    EXPECT_EQ(readFile(file).find("s3cret"), std::string::npos);
-    std::string const companion = file + ".obf";
-    struct stat status {};
-    ASSERT_EQ(stat(companion.c_str(), &status), 0);
+TEST(ZpropTest, ObfuscatedValuesShowOnlyWhenRevealed) {
+    expectTranscript({
+        {"zprop set app.conf db password 's3cret\nline' --obfuscate"},
+        {"grep -c s3cret app.conf", 1, "0\n"},
+        {"ls app.conf*", 0, "app.conf\napp.conf.obf\n"},
+        {"zprop get app.conf db password", 0, "(obfuscated)\n"},
+        {"zprop get app.conf db password --reveal", 0, "s3cret\nline\n"},
+        {"zprop dump app.conf | grep -A 1 db", 0, "[db]\npassword = (obfuscated)\n"},
+        {"zprop dump app.conf --json | grep -A 2 password | tr -d ' \n'", 0,
+         R"("name":"password","values":null,"obfuscated":true)"},
+        {"zprop dump app.conf --json --reveal | grep -A 3 password | tr -d ' \n'", 0,
+         R"("name":"password","values":["s3cret\nline"],)"},
+        {"zprop unset app.conf db && ls app.conf*", 0, "app.conf\n"},  // nothing is left to hide
+    });
+}
 
-    EXPECT_EQ(zprop({"get", file, "db", "password"}).out, "(obfuscated)\n");
-    EXPECT_EQ(zprop({"get", file, "db", "password", "--reveal"}).out, "s3cret\nline\n");
-    EXPECT_NE(zprop({"dump", file}).out.find("[db]\npassword = (obfuscated)\n"), std::string::npos);
+TEST(ZpropTest, DumpAndListShowFileOrder) {
+    std::string const server =
+        "[server]\nhost = east.example\nport = 8080\nlisten = a\nlisten = b\n";
+    std::string const log = "[log]\nlevel = info\nrotate =\n";
+    expectTranscript({
+        {"zprop dump app.conf", 0, server + log},
+        {"zprop list app.conf", 0, "\n" + server + "\n" + log},
+        {"zprop list app.conf log", 0, "\n" + log},
+        {"zprop list app.conf none", 1},
+        {"zprop dump app.conf --json | tr -d ' \n'", 0,
+         R"({"file":"app.conf","stanzas":[{"name":"server","keys":[)"
+         R"({"name":"host","values":["east.example"],"obfuscated":false},)"
+         R"({"name":"port","values":["8080"],"obfuscated":false},)"
+         R"({"name":"listen","values":["a","b"],"obfuscated":false}]},)"
+         R"({"name":"log","keys":[{"name":"level","values":["info"],"obfuscated":false},)"
+         R"({"name":"rotate","values":[],"obfuscated":false}]}]})"},
+        // JSON has no such text.
+        {"printf '[s]\nk = \\377\n' >app.conf && zprop dump app.conf --json", 3},
+    });
+}
 
-    auto const hidden = nlohmann::json::parse(zprop({"dump", file, "--json"}).out);
-    auto const shown = nlohmann::json::parse(zprop({"dump", file, "--json", "--reveal"}).out);
-    auto const password = [](nlohmann::json const& dump) {
-        for (auto const& stanza : dump["stanzas"])
-            if (stanza["name"] == "db") return stanza["keys"][0];
-        return nlohmann::json();
+TEST(ZpropTest, CheckNamesLineReasonAndColumnOfEachBadFileAndCounts) {
+    auto const checked = [](char const* text, std::string const& report) {
+        return Step{"printf '" + std::string(text) + "' >f && zprop check f", 1,
+                    report + "1 file checked, 1 invalid\n"};
     };
-    EXPECT_EQ(password(hidden),
-              nlohmann::json({{"name", "password"}, {"values", nullptr}, {"obfuscated", true}}));
-    EXPECT_EQ(password(shown)["values"], nlohmann::json({"s3cret\nline"}));
-
-    EXPECT_EQ(zprop({"unset", file, "db"}).status, 0);
-    EXPECT_NE(access(companion.c_str(), F_OK), 0);  // nothing is left to hide
+    expectTranscript({
+        {"zprop check app.conf", 0, "1 file checked, 0 invalid\n"},
+        checked("[s\n", "f:1: stanza header without \"]\"\n[s\n  ^\n"),
+        checked("[s]\nk=v\n\n [s] again\n",
+                "f:4: this stanza stands in the file already\n [s] again\n  ^\n"),
+        checked("\n k = v\n", "f:2: key line before the first stanza header\n k = v\n ^\n"),
+        checked("[s]\n\tport 80\n",
+                "f:2: neither stanza header, comment nor key = value\n\tport 80\n\t^\n"),
+        checked("[s]\n = v\n", "f:2: no key before \"=\"\n = v\n ^\n"),
+        checked("[s]\nk = a\\0b\n", "f:2: NUL byte\nk = a\n     ^\n"),
+        checked("\xEF\xBB\xBF[s]\n",
+                "f:1: byte order mark; the file must begin with its text\n\xEF\xBB\xBF[s]\n^\n"),
+        {"echo '[s' >f && zprop check app.conf f f", 1,
+         "f:1: stanza header without \"]\"\n[s\n  ^\nf:1: stanza header without \"]\"\n[s\n  ^\n"
+         "3 files checked, 2 invalid\n"},
+        {"zprop check gone app.conf", 3, "2 files checked, 0 invalid, 1 not readable\n", "gone"},
+    });
 }
 
-TEST_F(ZpropOnFile, DumpAndListShowFileOrder) {
-    EXPECT_EQ(zprop({"dump", file}).out,
-              "[server]\nhost = east.example\nport = 8080\nlisten = a\nlisten = b\n[log]\n"
-              "level = info\nrotate =\n");
-    EXPECT_EQ(zprop({"list", file}).out,
-              "\n[server]\nhost = east.example\nport = 8080\nlisten = a\nlisten = b\n\n[log]\n"
-              "level = info\nrotate =\n");
-    EXPECT_EQ(zprop({"list", file, "log"}).out, "\n[log]\nlevel = info\nrotate =\n");
-    EXPECT_EQ(zprop({"list", file, "none"}).status, 1);
-
-    auto const dump = nlohmann::ordered_json::parse(zprop({"dump", file, "--json"}).out);
-    EXPECT_EQ(dump.dump(),
-              "{\"file\":\"" + file +
-                  "\",\"stanzas\":[{\"name\":\"server\",\"keys\":["
-                  "{\"name\":\"host\",\"values\":[\"east.example\"],\"obfuscated\":false},"
-                  "{\"name\":\"port\",\"values\":[\"8080\"],\"obfuscated\":false},"
-                  "{\"name\":\"listen\",\"values\":[\"a\",\"b\"],\"obfuscated\":false}]},"
-                  "{\"name\":\"log\",\"keys\":["
-                  "{\"name\":\"level\",\"values\":[\"info\"],\"obfuscated\":false},"
-                  "{\"name\":\"rotate\",\"values\":[],\"obfuscated\":false}]}]}");
-    writeFile(file, "[s]\nk = \xff\n");
-    EXPECT_EQ(zprop({"dump", file, "--json"}).status, 3) << "JSON has no such text";
-}
-
-TEST_F(ZpropOnFile, CheckNamesLineReasonAndColumnOfEachBadFileAndCounts) {
-    struct {
-        std::string text;
-        char const* report;  // behind "FILE:"
-    } const rows[] = {
-        {"[s]\nk = v\n", nullptr},
-        {"[s\n", "1: stanza header without \"]\"\n[s\n  ^\n"},
-        {"[s]\nk=v\n\n [s] again\n",
-         "4: this stanza stands in the file already\n [s] again\n  ^\n"},
-        {"\n k = v\n", "2: key line before the first stanza header\n k = v\n ^\n"},
-        {"[s]\n\tport 80\n", "2: neither stanza header, comment nor key = value\n\tport 80\n\t^\n"},
-        {"[s]\n = v\n", "2: no key before \"=\"\n = v\n ^\n"},
-        {std::string("[s]\nk = a\0b\n", 12), "2: NUL byte\nk = a\n     ^\n"},
-        {"\xEF\xBB\xBF[s]\n",
-         "1: byte order mark; the file must begin with its text\n\xEF\xBB\xBF[s]\n^\n"},
-    };
-    std::vector<std::string> arguments{"check"};
-    std::string expected;
-    int number = 0;
-    for (auto const& row : rows) {
-        auto const path = dir.file("f" + std::to_string(number++));
-        writeFile(path, row.text);
-        arguments.push_back(path);
-        if (row.report != nullptr) expected += path + ":" + row.report;
-    }
-    auto result = zprop(arguments);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, expected + "8 files checked, 7 invalid\n");
-    EXPECT_EQ(result.err, "");
-
-    result = zprop({"check", dir.file("gone"), file});
-    EXPECT_EQ(result.status, 3);
-    EXPECT_EQ(result.out, "2 files checked, 0 invalid, 1 not readable\n");
-    EXPECT_NE(result.err.find(dir.file("gone")), std::string::npos);
-    EXPECT_EQ(zprop({"check", file}).out, "1 file checked, 0 invalid\n");
-}
-
-TEST_F(ZpropOnFile, RewriteNormalisesOnceAndDropsCommentsOnRequest) {
-    EXPECT_EQ(zprop({"rewrite", file}).status, 0);
-    std::string const normal = readFile(file);
-    EXPECT_NE(normal.find("port = 8080\n"), std::string::npos);
-    EXPECT_EQ(zprop({"rewrite", file}).status, 0);
-    EXPECT_EQ(readFile(file), normal);
-
-    EXPECT_EQ(zprop({"rewrite", file, "--drop-comments"}).status, 0);
-    EXPECT_EQ(readFile(file),
-              "[server]\nhost = east.example\nport = 8080\nlisten = a\nlisten = b\n[log]\n"
-              "level = info\nrotate =\n");
-}
-
-TEST_F(ZpropOnFile, ALockedFileIsRetriedForTheTimeGivenAndLeftAlone) {
-    Companion holder([this](Companion& other) {
-        int const fd = open(file.c_str(), O_RDWR);
+TEST(ZpropTest, ALockedFileIsRetriedForTheTimeGivenAndLeftAlone) {
+    Samples const samples;
+    Companion holder([&](Companion& other) {
+        int const fd = open(samples.dir.file("app.conf").c_str(), O_RDWR);
         struct flock lock {};
         lock.l_type = F_WRLCK;
         if (fcntl(fd, F_SETLK, &lock) != 0) return 1;
@@ -294,188 +199,130 @@ TEST_F(ZpropOnFile, ALockedFileIsRetriedForTheTimeGivenAndLeftAlone) {
         return other.await() ? 0 : 1;
     });
     ASSERT_TRUE(holder.await());
-    auto result = zprop({"--wait", "0.05", "set", file, "server", "port", "1"});
-    EXPECT_EQ(result.status, 3);
-    EXPECT_NE(result.err.find("another process has locked it"), std::string::npos) << result.err;
-    EXPECT_EQ(zprop({"get", file, "server", "port", "--wait", "0"}).status, 3);
-    EXPECT_EQ(readFile(file), sample);
-
+    samples.expect({
+        {"zprop --wait 0.05 set app.conf server port 1", 3, "", "another process has locked it"},
+        {"zprop get app.conf server port --wait 0", 3},
+        {"cmp app.conf before/app.conf"},
+    });
     // One that is released in time is edited after all.
-    Companion patient([this](Companion&) {
-        return zprop({"set", file, "server", "port", "1", "--wait", "60"}).status;
+    Companion patient([&](Companion&) {
+        samples.expect({{"zprop set app.conf server port 1 --wait 60"}});
+        return testing::Test::HasFailure() ? 1 : 0;
     });
     holder.signal();
     EXPECT_EQ(patient.join(), 0);
     EXPECT_EQ(holder.join(), 0);
-    EXPECT_EQ(zprop({"get", file, "server", "port"}).out, "1\n");
+    samples.expect({{"zprop get app.conf server port", 0, "1\n"}});
 }
 
-TEST_F(ZpropOnFile, EditsOfManyProcessesAreAllKept) {
-    constexpr int writers = 4;
-    constexpr int rounds = 8;
-    std::vector<std::unique_ptr<Companion>> processes;
-    for (int w = 0; w < writers; ++w) {
-        processes.push_back(std::make_unique<Companion>([this, w](Companion&) {
-            for (int i = 0; i < rounds; ++i) {
-                auto const key = "k" + std::to_string(w) + "_" + std::to_string(i);
-                if (zprop({"set", file, "many", key, "v", "--wait", "60"}).status != 0) return 1;
-            }
-            return 0;
-        }));
-    }
-    for (auto const& process : processes)
-        EXPECT_EQ(process->join(), 0);
-    auto const listing = zprop({"list", file, "many"}).out;
-    EXPECT_EQ(std::count(listing.begin(), listing.end(), '\n'), 2 + writers * rounds) << listing;
+TEST(ZpropTest, EditsOfManyProcessesAreAllKept) {
+    expectTranscript({
+        {"for w in 1 2 3 4; do\n"
+         "  (for i in 1 2 3 4 5 6 7 8; do zprop set app.conf many k$w$i v --wait 60; done) &\n"
+         "done; wait"},
+        {"zprop list app.conf many | grep -c ' = v$'", 0, "32\n"},
+    });
 }
 
-// ----------------------------------------------------------- files in the manner of the Java
-// platform
+// ------------------------------------------------------------ files in the manner of Java
 
-constexpr char javaSample[] = "# made by hand\nserver.host = east\nserver.port=80\nname: \\u00e9\n";
-
-class ZpropOnJavaFile : public testing::Test {
-  protected:
-    ZpropOnJavaFile() { writeFile(file, javaSample); }
-
-    TempDir dir;
-    std::string file = dir.file("app.properties");
-    std::string stanzas = dir.file("app.conf");
-};
-
-TEST_F(ZpropOnJavaFile, GetListAndDumpShowThePairs) {
-    EXPECT_EQ(zprop({"get", file, "server.host"}).out, "east\n");
-    EXPECT_EQ(zprop({"get", file, "name"}).out, "\xC3\xA9\n");
-    EXPECT_EQ(zprop({"get", file, "none", "--default", "x"}).out, "x\n");
-    EXPECT_EQ(zprop({"get", file, "none"}).status, 1);
-    EXPECT_EQ(zprop({"get", file, "server", "host"}).status, 2);
-    EXPECT_EQ(zprop({"get", file, "name", "--all"}).status, 2);
-    EXPECT_EQ(zprop({"get", dir.file("gone.properties"), "k"}).status, 3);
-    EXPECT_EQ(zprop({"unset", file, "name"}).status, 2);
-    auto const listed = zprop({"list", file}).out;
-    EXPECT_NE(listed.find("server.port = 80\n"), std::string::npos) << listed;
-    EXPECT_EQ(zprop({"dump", file}).out, listed);
-
-    auto const whole = nlohmann::json::parse(zprop({"dump", file, "--json"}).out);
-    EXPECT_EQ(whole["file"], file);
-    ASSERT_EQ(whole["pairs"].size(), 3);
-    std::string order;
-    for (auto const& pair : whole["pairs"]) {
-        order += pair["key"].get<std::string>() + " = " + pair["value"].get<std::string>() + "\n";
-    }
-    EXPECT_EQ(order, listed);
-
-    auto const other = dir.file("other");  // no name of a properties file
-    writeFile(other, "k=\\uD83D\\uDE00\nh=\\ud83d\n");
-    EXPECT_EQ(zprop({"get", other, "k", "--format", "java"}).out, "\xF0\x9F\x98\x80\n");
-    EXPECT_EQ(zprop({"--format", "java", "dump", other, "--json"}).status, 1);
+TEST(ZpropJavaTest, GetListAndDumpShowThePairs) {
+    std::string const pairs = "server.host = east\nserver.port = 80\nname = \xC3\xA9\n";
+    Samples const samples;
+    samples.expect({
+        {"zprop get app.properties server.host", 0, "east\n"},
+        {"zprop get app.properties name", 0, "\xC3\xA9\n"},
+        {"zprop get app.properties none --default x", 0, "x\n"},
+        {"zprop list app.properties && zprop dump app.properties", 0, pairs + pairs},
+        {"zprop dump app.properties --json | tr -d ' \n'", 0,
+         R"({"file":"app.properties","pairs":[{"key":"server.host","value":"east"},)"
+         R"({"key":"server.port","value":"80"},{"key":"name","value":")"
+         "\xC3\xA9\"}]}"},
+        // No name of a properties file.
+        {"printf '%s\n' 'k=\\uD83D\\uDE00' 'h=\\ud83d' >other"},
+        {"zprop get other k --format java", 0, "\xF0\x9F\x98\x80\n"},
+    });
+    samples.refuse(1, {"get app.properties none", "--format java dump other --json"});
+    samples.refuse(2, {"get app.properties server host", "get app.properties name --all",
+                       "unset app.properties name"});
+    samples.refuse(3, {"get gone.properties k"});
 }
 
-TEST_F(ZpropOnJavaFile, SetStoresWhatTheFormatKeepsAndRefusesTheRest) {
-    auto const set = zprop({"set", file, "server.port", "8:0"});
-    EXPECT_EQ(set.status, 0);
-    EXPECT_NE(set.err.find("1 comment"), std::string::npos) << set.err;
-    std::string const stored = readFile(file);
-    EXPECT_EQ(stored.substr(0, 2), "#\n");
-    EXPECT_NE(stored.find("server.port = 8\\:0\n"), std::string::npos) << stored;
-    EXPECT_NE(stored.find("name = \\u00e9\n"), std::string::npos) << stored;
-
-    for (auto const& [key, value] :
-         std::vector<std::pair<std::string, std::string>>{{"k", "a\x7F"},
-                                                          {"k", "\xF0\x9F\x98\x80"},
-                                                          {"k", " x"},
-                                                          {"k", "a\nb"},
-                                                          {"a b", "v"},
-                                                          {"#k", "v"}}) {
-        auto const result = zprop({"set", file, key, value});
-        EXPECT_EQ(result.status, 1) << key << value;
-        EXPECT_NE(result.err.find("would not read back"), std::string::npos) << result.err;
-    }
-    EXPECT_EQ(zprop({"set", file, "", "v"}).status, 2);
-    EXPECT_EQ(zprop({"set", file, "a", "b", "c"}).status, 2);
-    EXPECT_EQ(readFile(file), stored);
-
-    writeFile(file, "a=1\nb=\\q\n");
-    auto const lossy = zprop({"set", file, "a", "2"});
-    EXPECT_EQ(lossy.status, 1);
-    EXPECT_NE(lossy.err.find(file + ":2: "), std::string::npos) << lossy.err;
-    EXPECT_EQ(readFile(file), "a=1\nb=\\q\n");
-    auto const made = dir.file("made.properties");
-    EXPECT_EQ(zprop({"set", made, "k", ""}).status, 0);
-    EXPECT_EQ(readFile(made), "#\nk = \n");
+TEST(ZpropJavaTest, SetStoresWhatTheFormatKeepsAndRefusesTheRest) {
+    Samples const samples;
+    samples.refuse(1,
+                   {"set app.properties k 'a\x7F'", "set app.properties k '\xF0\x9F\x98\x80'",
+                    "set app.properties k ' x'", "set app.properties k 'a\nb'",
+                    "set app.properties 'a b' v", "set app.properties '#k' v"},
+                   "would not read back");
+    samples.refuse(2, {"set app.properties '' v", "set app.properties a b c"});
+    samples.expect({
+        {"cmp app.properties before/app.properties"},
+        {"zprop set app.properties server.port 8:0", 0, "", "1 comment"},
+        {"cat app.properties", 0, "#\nserver.host = east\nserver.port = 8\\:0\nname = \\u00e9\n"},
+        {"printf '%s\n' a=1 'b=\\q' >lossy.properties"},
+        {"zprop set lossy.properties a 2", 1, "", "lossy.properties:2: "},
+        {"cat lossy.properties", 0, "a=1\nb=\\q\n"},
+        {"zprop set made.properties k '' && cat made.properties", 0, "#\nk = \n"},
+    });
 }
 
-TEST_F(ZpropOnJavaFile, CheckTellsEveryLineThatIsSkipped) {
-    EXPECT_EQ(zprop({"check", file}).out, "1 file checked, 0 invalid\n");
-    writeFile(file, "a=1\r\n =b\r\nkey\n\nb=\\x\nc=3");
-    writeFile(stanzas, "[s]\nk\n");
-    auto const result = zprop({"check", file, stanzas});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out,
-              file + ":2: no key before the separator\n =b\n" + file +
-                  ":3: key without \"=\", \":\" or blank and value\nkey\n" + file +
-                  ":5: backslash in the value before none of \"\\\", \":\", quote, blank and "
-                  "\"u\"\nb=\\x\n" +
-                  file + ":6: last line without a line end\nc=3\n" + stanzas +
-                  ":2: neither stanza header, comment nor key = value\nk\n^\n"
-                  "2 files checked, 2 invalid\n");
+TEST(ZpropJavaTest, CheckTellsEveryLineThatIsSkipped) {
+    expectTranscript({
+        {"zprop check app.properties", 0, "1 file checked, 0 invalid\n"},
+        {"printf '[s]\nk\n' >b.conf; printf 'a=1\\r\n =b\\r\nkey\n\nb=\\\\x\nc=3' >a.properties"},
+        {"zprop check a.properties b.conf", 1,
+         "a.properties:2: no key before the separator\n =b\n"
+         "a.properties:3: key without \"=\", \":\" or blank and value\nkey\n"
+         "a.properties:5: backslash in the value before none of \"\\\", \":\", quote, blank and "
+         "\"u\"\nb=\\x\n"
+         "a.properties:6: last line without a line end\nc=3\n"
+         "b.conf:2: neither stanza header, comment nor key = value\nk\n^\n"
+         "2 files checked, 2 invalid\n"},
+    });
 }
 
-TEST_F(ZpropOnJavaFile, ConvertsBothWaysWhereNothingIsLost) {
-    writeFile(stanzas, "[server]\nhost = a b\nport =\n[log]\nlevel = \xC3\xA9:\n");
-    EXPECT_EQ(zprop({"convert", stanzas, dir.file("1.properties")}).err, "");
-    EXPECT_EQ(zprop({"get", dir.file("1.properties"), "server.host"}).out, "a b\n");
-    EXPECT_EQ(zprop({"convert", dir.file("1.properties"), dir.file("2.conf")}).err, "");
-    auto const dumped = [](std::string const& path) {
-        auto stanzaList = nlohmann::json::parse(zprop({"dump", path, "--json"}).out)["stanzas"];
-        for (auto& stanza : stanzaList)
-            std::sort(stanza["keys"].begin(), stanza["keys"].end());
-        std::sort(stanzaList.begin(), stanzaList.end());
-        return stanzaList;
-    };
-    EXPECT_EQ(dumped(dir.file("2.conf")), dumped(stanzas));
-    EXPECT_EQ(zprop({"convert", stanzas, dir.file("2.conf")}).status, 1);  // is there already
-
-    EXPECT_EQ(
-        zprop({"convert", file, dir.file("3.conf"), "--stanza", "all", "--drop-comments"}).err, "");
-    EXPECT_EQ(zprop({"get", dir.file("3.conf"), "all", "server.port"}).out, "80\n");
+TEST(ZpropJavaTest, ConvertsBothWaysWhereNothingIsLost) {
+    expectTranscript({
+        {"printf '[server]\nhost = a b\nport =\n[log]\nlevel = \xC3\xA9:\n' >b.conf"},
+        {"zprop convert b.conf 1.properties && sort 1.properties", 0,
+         "#\nlog.level = \\u00e9\\:\nserver.host = a b\nserver.port = \n"},
+        {"zprop convert 1.properties 2.conf && zprop dump 2.conf | sort", 0,
+         "[log]\n[server]\nhost = a b\nlevel = \xC3\xA9:\nport =\n"},
+        {"zprop get 2.conf server host && zprop get 2.conf log level", 0, "a b\n\xC3\xA9:\n"},
+        {"zprop convert b.conf 2.conf", 1, "", "2.conf: is there already"},
+        {"zprop convert app.properties 3.conf --stanza all --drop-comments"},
+        {"zprop get 3.conf all server.port", 0, "80\n"},
+    });
 }
 
-TEST_F(ZpropOnJavaFile, ConvertTellsWhatWouldBeLostAndDoesNothing) {
-    writeFile(stanzas,
-              "# c\n[a.b]\nk=1\n[s]\nm = 1\nm = 2\nx y = 1\nsmile = \xF0\x9F\x98\x80\n[e]\n");
-    writeFile(file, "# c\nplain=1\na.b=x \na.c=\\ud83d\na.d=\\u0000\na.e=\\q\na.f=1\n");
-    struct {
-        std::string source;
-        std::vector<std::string> told;
-    } const rows[] = {
-        {stanzas, {":1: comment", "\"a.b\"", "\"s.m\"", "\"s.x y\"", "\"s.smile\"", "\"e\""}},
-        {file, {":1: comment", "\"plain\"", "\"a.b\"", "\"a.c\"", "\"a.d\"", ":6: backslash"}},
-    };
-    for (auto const& row : rows) {
-        auto const result = zprop({"convert", row.source, dir.file("out")});
-        EXPECT_EQ(result.status, 1);
-        for (auto const& text : row.told)
-            EXPECT_NE(result.err.find(text), std::string::npos) << text << "\n" << result.err;
-        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 7) << result.err;
-        EXPECT_NE(access(dir.file("out").c_str(), F_OK), 0);
-    }
+/// What is told of each file: the line, or what would be lost of it.
+TEST(ZpropJavaTest, ConvertTellsWhatWouldBeLostAndDoesNothing) {
+    std::string const convert = " && zprop convert $f out 2>&1 | cut -d: -f3 | sort";
+    std::string const end = " not converted, since this would be lost\n";
+    expectTranscript({
+        {"f=a.conf; printf '# c\n[a.b]\nk=1\n[s]\nm = 1\nm = 2\nx y = 1\n"
+         "e = \xF0\x9F\x98\x80\n[e]\n' >$f" +
+             convert,
+         0,
+         " key \"s.e\"\n key \"s.m\"\n key \"s.x y\"\n" + end +
+             " stanza \"a.b\"\n stanza \"e\"\n1\n"},
+        {"f=a.properties; printf '%s\n' '# c' plain=1 'a.b=x ' 'a.c=\\ud83d' 'a.d=\\u0000' "
+         "'a.e=\\q' a.f=1 >$f" +
+             convert,
+         0, " key \"a.b\"\n key \"a.c\"\n key \"a.d\"\n key \"plain\"\n" + end + "1\n6\n"},
+        {"zprop convert a.conf out", 1},
+        {"zprop convert a.properties out", 1},
+        {"ls out", 2},
+    });
 }
 
-TEST(ZpropUsage, HelpHasAnExampleForEachCommandAndWrongUseIsTwo) {
-    for (auto const* command : {"get", "set", "unset", "list", "dump", "check", "rewrite",
-                                "comment", "edit", "convert"}) {
-        auto const help = zprop({command, "--help"});
-        EXPECT_EQ(help.status, 0) << command;
-        EXPECT_NE(help.out.find("Example: "), std::string::npos) << help.out;
-        EXPECT_NE(help.out.find(std::string("zprop ") + command), std::string::npos) << help.out;
-    }
-    EXPECT_EQ(zprop({"--help"}).status, 0);
-    EXPECT_EQ(zprop({}).status, 2);
-    EXPECT_EQ(zprop({"frobnicate"}).status, 2);
-    EXPECT_EQ(zprop({"set", "f", "s"}).status, 2);
-    EXPECT_EQ(zprop({"comment", "f", "x", "--key", "k"}).status, 2);
-    EXPECT_EQ(zprop({"get", "f", "s", "k", "--wait", "soon"}).status, 2);
+TEST(ZpropTest, HelpHasAnExampleForEachCommandAndWrongUseIsTwo) {
+    Samples const samples;
+    samples.expect({{"for c in get set unset list dump check rewrite comment edit convert; do\n"
+                     "  zprop $c --help | grep -q \"^Example: .*zprop $c\" || echo $c\ndone"},
+                    {"zprop --help >all"}});
+    samples.refuse(2, {"", "frobnicate", "set f s", "comment f x --key k"});
 }
 
 }  // namespace

@@ -1,0 +1,46 @@
+/// Transcripts: commands as a user types them at the shell, and what comes of each.
+#ifndef ZFC_TESTS_SUPPORT_TRANSCRIPT_H
+#define ZFC_TESTS_SUPPORT_TRANSCRIPT_H
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "support/processes.h"
+
+namespace testsupport {
+
+/// A line for the shell.
+struct Step {
+    std::string command;
+    int status = 0;
+    std::string out = {};   ///< all that it prints
+    std::string told = {};  ///< a part of what it tells on standard error
+};
+
+/// Runs the steps one after the other in `directory`; the shell finds the programs of the folder
+/// `programs` by their names. A step without `told` tells nothing when it succeeds or its output
+/// says why it failed; a failure that prints nothing must tell something.
+inline void expectTranscript(std::string const& directory, std::string const& programs,
+                             std::vector<Step> const& steps) {
+    for (Step const& step : steps) {
+        SCOPED_TRACE(step.command);
+        Captured const result = captureChild([&] {
+            if (chdir(directory.c_str()) != 0) return 126;
+            setenv("PATH", (programs + ":/usr/bin:/bin").c_str(), 1);
+            return becomeProgram("/bin/sh", {"-c", step.command});
+        });
+        EXPECT_EQ(result.status, step.status) << result.err;
+        EXPECT_EQ(result.out, step.out);
+        EXPECT_NE(result.err.find(step.told), std::string::npos) << result.err;
+        bool const saysEnough = step.status == 0 || !step.out.empty();
+        EXPECT_EQ(result.err.empty(), step.told.empty() && saysEnough) << result.err;
+    }
+}
+
+}  // namespace testsupport
+
+#endif

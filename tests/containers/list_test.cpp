@@ -1,5 +1,5 @@
 // link: static
-// wrap: calloc,reallocarray
+// wrap: calloc,realloc
 
 #include "Z/ZList.h"
 
@@ -20,8 +20,7 @@
 using namespace testsupport;
 
 WRAP(calloc, void*, nullptr, (std::size_t count, std::size_t size), (count, size))
-WRAP(reallocarray, void*, nullptr, (void* block, std::size_t count, std::size_t size),
-     (block, count, size))
+WRAP(realloc, void*, nullptr, (void* block, std::size_t size), (block, size))
 
 namespace {
 

@@ -116,8 +116,7 @@ class ZFC_API ZAbstractProcessReadWriteFileLock : public ZAbstractProcessReadWri
     virtual void readBytes(void* buffer, unsigned int offset, unsigned int length) = 0;
 
   private:
-    class FileHold;  // the file taken, and given back unless it is kept
-    class Hold;      // the whole lock taken, and given back unless it is kept
+    class Hold;  // the whole lock taken, and given back unless it is kept
 
     void enter();
     void acquire(zlockstate requested);

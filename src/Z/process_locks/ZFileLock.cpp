@@ -10,6 +10,7 @@
 #include "Z/process_locks/time_limit.h"
 #include "Z/threads/persistent_guard.h"
 #include "Z/utility/cancellation_off.h"
+#include "Z/utility/undo.h"
 
 namespace {
 
@@ -30,28 +31,6 @@ bool isUsableDirectory(char const* path) {
 }  // namespace
 
 // --------------------------------------------------------------------------------------- guards
-
-class ZAbstractProcessReadWriteFileLock::FileHold {
-  public:
-    explicit FileHold(ZAbstractProcessReadWriteFileLock& taken) : lock(taken) {}
-    ~FileHold() {
-        if (kept) return;
-        ZCancellationOff const inDestructors;
-        try {
-            lock.unlockFile();
-        } catch (ZException const&) {
-            // The request's own failure is told; this one would hide it, and the file is closed.
-        }
-        lock.lockState = zlockUnset;
-    }
-    FileHold(FileHold const&) = delete;
-    FileHold& operator=(FileHold const&) = delete;
-    void keep() { kept = true; }
-
-  private:
-    ZAbstractProcessReadWriteFileLock& lock;
-    bool kept = false;
-};
 
 class ZAbstractProcessReadWriteFileLock::Hold {
   public:
@@ -202,14 +181,17 @@ void ZAbstractProcessReadWriteFileLock::takeFileLock() ZNO_THREAD_SAFETY_ANALYSI
 }
 
 void ZAbstractProcessReadWriteFileLock::takeFile(zlockstate mode) {
-    FileHold file(*this);
+    ZUndo giveBack([this] {
+        zfc::process_locks::stepBack([this] { unlockFile(); });
+        lockState = zlockUnset;  // whatever that said: the file is closed
+    });
     lockFile(mode);
     // Before the number is read: should that fail, unlockFile() has to know that the gate is held.
     lockState = mode;
     unsigned long number = 0;
     readSequenceNumber(&number);
     sequence = static_cast<unsigned int>(number);
-    file.keep();
+    giveBack.keep();
 }
 
 void ZAbstractProcessReadWriteFileLock::release() {
@@ -250,31 +232,15 @@ unsigned long ZAbstractProcessReadWriteFileLock::incSequence() {
 // ------------------------------------------------------------------------------ the file protocol
 
 void ZAbstractProcessReadWriteFileLock::lockFile(zlockstate mode) {
-    struct Gate {
-        explicit Gate(ZAbstractProcessReadWriteFileLock& taken) : lock(taken) {
-            lock.lockFileRange(zlockWrite, gateRange.start, gateRange.length);
-        }
-        ~Gate() {
-            if (kept) return;
-            ZCancellationOff const inDestructors;
-            try {
-                release();
-            } catch (ZException const&) {
-                // The failure of the request is told, not this one behind it.
-            }
-        }
-        Gate(Gate const&) = delete;
-        Gate& operator=(Gate const&) = delete;
-        void release() { lock.unlockFileRange(gateRange.start, gateRange.length); }
-        ZAbstractProcessReadWriteFileLock& lock;
-        bool kept = false;
-    };
-    Gate gate(*this);
+    auto const leaveGate = [this] { unlockFileRange(gateRange.start, gateRange.length); };
+    lockFileRange(zlockWrite, gateRange.start, gateRange.length);
+    ZUndo leaveAfterFailure([&] { zfc::process_locks::stepBack(leaveGate); });
     // Under the gate, which is exclusive also for readers: nobody else writes these bytes.
     writePid();
     lockFileRange(mode, dataRange.start, dataRange.length);
-    gate.kept = true;  // a writer keeps it until it leaves: no new reader gets in front
-    if (mode == zlockRead) gate.release();
+    // A writer keeps the gate until it leaves: no new reader gets in front.
+    leaveAfterFailure.keep();
+    if (mode == zlockRead) leaveGate();
 }
 
 void ZAbstractProcessReadWriteFileLock::unlockFile() {

@@ -4,8 +4,10 @@
 
 #include <exception>
 
+#include "Z/ZException.h"
 #include "Z/ZProcessLock.h"
 #include "Z/process_locks/register.h"
+#include "Z/utility/cancellation_off.h"
 
 namespace zfc::process_locks {
 
@@ -28,6 +30,18 @@ class AllOf {
   private:
     std::exception_ptr first;
 };
+
+/// Takes a step back after a failure: not cancelled, and what it throws is dropped, because it
+/// would hide the failure that made it necessary.
+template <class Step>
+void stepBack(Step const& step) noexcept {
+    ZCancellationOff const inDestructors;
+    try {
+        step();
+    } catch (ZException const&) {
+        return;
+    }
+}
 
 /// While it lives, the calling thread ends a hold that it was found to have.
 ///

@@ -12,6 +12,7 @@
 #include "Z/threads/pthread_objects.h"
 #include "Z/threads/thread_state.h"
 #include "Z/utility/cancellation_off.h"
+#include "Z/utility/undo.h"
 
 namespace {
 
@@ -164,19 +165,11 @@ ZThread* ZThreadPool::createThread() { return nullptr; }
 // Kept: a start that fails is reported and not thrown, so that whoever feeds a pool from a queue
 // goes on with the next thread.
 void ZThreadPool::start(ZThread& t) {
-    struct Registration {
-        ~Registration() {
-            if (!isKept) pool.unregisterThread(thread);
-        }
-        ZThreadPool& pool;
-        ZThread& thread;
-        bool isKept;
-    };
     registerThread(t);
-    Registration registration{*this, t, false};
+    ZUndo takeOut([&] { unregisterThread(t); });
     // The mutex is not held: a sleeper's start waits for its thread, and other threads' work may
     // need the pool meanwhile.
-    registration.isKept = zreturned(sourceName, __LINE__, [&t] { t.start(); });
+    if (zreturned(sourceName, __LINE__, [&t] { t.start(); })) takeOut.keep();
 }
 
 /// Counts the thread, and lets it know its pool, before it can run.
@@ -308,16 +301,11 @@ void ZThreadPool::unpin(ZThread& t) {
 
 /// Without the mutex: telling waits for a worker's work, and the worker for the mutex.
 void ZThreadPool::tell(ZThread& t) {
-    struct Unpin {
-        ~Unpin() {
-            if (isPinned) pool.unpin(thread);
-        }
-        ZThreadPool& pool;
-        ZThread& thread;
-        bool const isPinned;
-    };
     // Once it is told, a worker that is not pinned may be its owner's to delete.
-    Unpin const unpin{*this, t, t.deletesItself()};
+    bool const isPinned = t.deletesItself();
+    ZUndo const release([&] {
+        if (isPinned) unpin(t);
+    });
     try {
         t.waitForExit();
     } catch (...) {

@@ -12,10 +12,11 @@ folder=$root/build/coverage
 # Only src is instrumented, and counts exactly also where threads meet.
 build() {
     local flags="--coverage -fprofile-update=atomic -fprofile-filter-files=$root/src/.*"
-    local part
+    local source=$root/scripts/checks/coverage_exit.c part exit
+    exit=$folder/exit-$(cksum <"$source" | tr ' ' -)  # another name makes the build link anew
     mkdir -p "$folder"
     for part in LIBRARY PROGRAM; do
-        gcc -c -fPIC "-DIN_$part" "$root/scripts/checks/coverage_exit.c" -o "$folder/exit_$part.o"
+        gcc -c -fPIC "-DIN_$part" "$source" -o "$exit-$part.o"
     done
     if command -v ccache >/dev/null; then
         export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
@@ -23,8 +24,8 @@ build() {
     cmake -S "$root" -B "$folder" -G Ninja -DCMAKE_CXX_COMPILER=g++ -DCMAKE_C_COMPILER=gcc \
         -DCMAKE_BUILD_TYPE=None -DZFC_WERROR=OFF \
         -DCMAKE_CXX_FLAGS="-O0 -w $flags" -DCMAKE_C_FLAGS="-O0 -w $flags" \
-        -DCMAKE_SHARED_LINKER_FLAGS="$folder/exit_LIBRARY.o" \
-        -DCMAKE_EXE_LINKER_FLAGS="$folder/exit_PROGRAM.o"
+        -DCMAKE_SHARED_LINKER_FLAGS="$exit-LIBRARY.o" \
+        -DCMAKE_EXE_LINKER_FLAGS="$exit-PROGRAM.o"
     cmake --build "$folder"
     find "$folder" -name '*.gcda' -delete
 }
@@ -38,7 +39,7 @@ run_tests() {
 count() {
     mkdir -p "$folder/html"
     (cd "$folder" && gcovr --root "$root" --filter "$root/src/" --exclude-throw-branches -j "$jobs" \
-        --json-summary summary.json --html-details html/index.html src)
+        --json-summary summary.json --html-details html/index.html .)
 }
 
 [[ $# -eq 0 ]] || die "usage: coverage.sh"

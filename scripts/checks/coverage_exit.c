@@ -1,8 +1,10 @@
-/* Of the coverage build alone: a process that leaves by _exit() or abort() writes what it counted, too.
-   Linked into every program, and with -DIN_LIBRARY into the shared library, whose counts are its own. */
+/* Of the coverage build alone: a process that leaves by _exit() or abort() writes what it counted,
+   too. Linked into every program, and with -DIN_LIBRARY into the shared library, whose counts are
+   its own. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 
 typedef void (*Dump)(void);
 void __gcov_dump(void);
@@ -19,6 +21,8 @@ __attribute__((constructor)) static void announce(void) {
 __attribute__((visibility("default"))) Dump coverage_of_library;
 
 static void dump(void) {
+    struct rlimit limit;  // a test of a full disk leaves no room to write counts in
+    if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY) return;
     if (coverage_of_library != NULL) coverage_of_library();
     __gcov_dump();
 }

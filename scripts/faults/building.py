@@ -6,7 +6,6 @@ import os
 import re
 import shutil
 import subprocess
-from pathlib import Path
 
 OBJECTS = "src/CMakeFiles/zfc_objects.dir"
 FLAGS = "-O1 -g0 -w"

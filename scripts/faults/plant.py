@@ -85,10 +85,12 @@ def shared_word(path, name):
 class Report:
     """The outcome so far, on the terminal and in a table."""
 
-    def __init__(self, arguments):
+    def __init__(self, options):
         self.rows, self.begin = [], time.monotonic()
-        self.table = OUT / f"faults-{arguments.seed}{'-' + arguments.room if arguments.room else ''}.tsv"
-        self.wanted = arguments.count
+        tree = options.tree.resolve()
+        parts = ["faults", options.room, None if tree == ROOT else tree.name, str(options.seed)]
+        self.table = OUT / ("-".join(filter(None, parts)) + ".tsv")
+        self.wanted = options.count
 
     def add(self, fault, outcome, name):
         self.rows.append((fault, outcome, name))

@@ -12,7 +12,7 @@ from pathlib import Path
 
 GIB = 1 << 30
 SET_CHILD_SUBREAPER, SET_DEATH_SIGNAL = 36, 1  # of <sys/prctl.h>
-FIRST_LIMIT = 300.0
+FIRST_LIMIT = 300.0  # seconds, before a program's normal time is known
 libc = ctypes.CDLL(None)
 
 

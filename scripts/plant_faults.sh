@@ -13,4 +13,4 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 install_missing "${build_packages[@]}" libgtest-dev python3 ccache lld
-exec python3 "$root/scripts/faults/plant.py" "$@"
+PYTHONDONTWRITEBYTECODE=1 exec python3 "$root/scripts/faults/plant.py" "$@"

@@ -10,5 +10,6 @@ lines() {
 }
 
 code=$(lines src tools) tests=$(lines tests)
-awk -v code="$code" -v tests="$tests" \
-    'BEGIN { printf "src and tools: %d lines, tests: %d lines, ratio %.2f\n", code, tests, tests / code }'
+awk -v code="$code" -v tests="$tests" 'BEGIN {
+    printf "src and tools: %d lines, tests: %d lines, ratio %.2f\n", code, tests, tests / code
+}'

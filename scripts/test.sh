@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and tests everything, after installing what is missing; stops at the first error.
 # usage: test.sh [--quick | --stress SECONDS]
-#   --quick            the 64-bit build and its tests alone
+#   --quick            the checks of sources, the 64-bit build and its tests alone
 #   --stress SECONDS   how long the process locks are put under stress (20)
 set -euo pipefail
 # shellcheck source=scripts/common.sh
@@ -35,7 +35,10 @@ build_and_test() {
     run_tests "$1" "$1-tests.log"
 }
 
-check_texts() {
+# What no build changes is checked once, before the first of them.
+check_sources() {
+    "$root/scripts/checks/rooms.py" >"$logs/rooms.log" 2>&1 ||
+        show_and_die rooms.log "an include breaks the order of rooms, or a file has none"
     "$root/scripts/checks/format.sh" >"$logs/format.log" 2>&1 ||
         show_and_die format.log "files are not formatted; clang-format-14 -i puts them right"
     (cd "$root" && shellcheck -x .ci/run scripts/*.sh scripts/checks/*.sh tests/*/*.sh) \
@@ -70,12 +73,13 @@ elif [[ $# -gt 1 || ${1---quick} != --quick ]]; then
 fi
 
 install_missing "${test_packages[@]}"
+mkdir -p "$logs"
+step "sources: rooms, formatting, shell scripts" check_sources
 if [[ ${1-} == --quick ]]; then
     step "64-bit build and tests" build_and_test release
 else
     step "64-bit build and tests" build_and_test release -DZFC_BUILD_BENCH=ON
     step "the demonstration" demonstration
-    step "formatting and shell scripts" check_texts
     step "clang: thread-safety analysis, clang-tidy, tests" build_and_test clang -DZFC_BUILD_FUZZ=ON
     step "32-bit build and the same tests" build_and_test m32
     step "both word sizes on the same files" "$root/tests/words/run.sh" \
@@ -88,6 +92,7 @@ fi
 
 say
 printf '%s\n' "${summary[@]}"
+printf '        %s\n' "$("$root/scripts/checks/size.sh")"
 say
 sed -n '/tests passed/,$p' "$logs/release-tests.log"
 say "all passed in $SECONDS s"

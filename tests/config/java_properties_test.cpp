@@ -173,6 +173,7 @@ TEST(JavaPropertiesTest, AnyTextIsReadAsTheTableSays) {
             text += alphabet[random() % (sizeof alphabet - 1)];
         checkText(text);
     }
+    checkText(std::string(40000, 'k') + "=" + std::string(40000, 'v') + "\n");  // several blocks
 }
 
 /// Keeps what it is told as "LINE:NUMBER".
@@ -257,17 +258,6 @@ TEST(JavaPropertiesTest, CopiesAndStringsOfEitherFamilyAreTheirOwn) {
     EXPECT_EQ(value, "2");
     properties.getValue(ZLCString("none"), value);
     EXPECT_TRUE(value.isEmpty());
-}
-
-TEST(JavaPropertiesTest, ManyPairsComeBackInTheSameOrder) {
-    ZJavaProperties properties;
-    for (unsigned int i = 0; i < 20000; ++i)
-        properties.setValue(ZUTF8String(("key" + std::to_string(i)).c_str()),
-                            ZUTF8String(std::string(i % 200, 'v').c_str()));
-    std::string const bytes = stored(properties);
-    ZJavaProperties again;
-    EXPECT_EQ(again.load(fileWith(bytes).c_str()), 1);
-    EXPECT_EQ(stored(again), bytes);
 }
 
 // ------------------------------------------------------------------------------------ failures

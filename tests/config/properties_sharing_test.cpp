@@ -77,12 +77,8 @@ TEST(PropertiesLockTest, noReaderEverSeesHalfAFile) {
     EditedFile file("[s]\na = 0\nb = 0\n");
     constexpr std::size_t rounds = 60;
     auto const untilFree = [](auto const& work) {
-        for (;;)
-            try {
-                return work();
-            } catch (ZPropertiesIOException const&) {
-                continue;  // the other one has it
-            }
+        while (!ioFailure(work).empty())  // the other one has it
+            continue;
     };
     Companion writer([&](Companion&) {
         for (std::size_t i = 1; i <= rounds; ++i) {

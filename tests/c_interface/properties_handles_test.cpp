@@ -34,10 +34,10 @@ class Acting : public ZObserverInterface {
 };
 
 struct StanzaHandleTest : testing::Test {
-    void SetUp() override {
-        ASSERT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_WRITE), ZPROP_OK);
+    StanzaHandleTest() {
+        EXPECT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_WRITE), ZPROP_OK);
     }
-    void TearDown() override { EXPECT_EQ(zstzPropClose(handle), ZPROP_OK); }
+    ~StanzaHandleTest() override { EXPECT_EQ(zstzPropClose(handle), ZPROP_OK); }
 
     StanzaFile file{"[s]\nk = 1\nk = 2\n"};
     ZPROP_stz_handle* handle = nullptr;

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <random>
@@ -121,22 +120,19 @@ class Model {
     void follow(char c) {
         Row const& row = rowOf(state, c);
         if (state == 1) key = value = "";
-        act(row.action, c);
+        if (row.action == toKey) key += c;
+        if (row.action == toValue) value += c;
+        if (row.action >= digit) digits += c;
+        if (row.action == lastDigit)
+            value += utf8Of(
+                static_cast<char32_t>(std::stoul(digits.substr(digits.size() - 4), nullptr, 16)));
+        bool const isWanted = searched.empty() || key == searched;
+        if (row.action == ends || (row.action == endsContinued && isWanted)) pairs[key] = value;
+        stopped = row.action == ends && key == searched;
         state = row.next;
         if (state != fault) return;
         key = "";
         state = c == '\n' || c == '\r' ? 1 : 3;
-    }
-    void act(Action action, char c) {
-        if (action == toKey) key += c;
-        if (action == toValue) value += c;
-        if (action >= digit) digits += c;
-        if (action == lastDigit)
-            value += utf8Of(
-                static_cast<char32_t>(std::stoul(digits.substr(digits.size() - 4), nullptr, 16)));
-        bool const isWanted = searched.empty() || key == searched;
-        if (action == ends || (action == endsContinued && isWanted)) pairs[key] = value;
-        stopped = action == ends && key == searched;
     }
 
     std::string searched, key, value, digits;
@@ -201,14 +197,13 @@ TEST(JavaPropertiesTest, TellsTheLinesThatItPassesOver) {
 
 // ------------------------------------------------------------------------------------ the writer
 
-constexpr bool kept = true, lost = false;
-
 /// A pair, the line that is written for it, and whether that is read as the pair again.
 struct Form {
     std::string key, value, line;
     bool isStorable;
 };
 
+constexpr bool kept = true, lost = false;
 Form const forms[] = {
     {"k", "", "k = ", kept},
     {"k", "x:y\\", "k = x\\:y\\\\", kept},
@@ -271,17 +266,6 @@ TEST(JavaPropertiesTest, AFailedLoadIsReportedAndAnEmptyPathIsNone) {
     EXPECT_EQ(reports.take(), (std::vector<Report>{{"ZPropertiesIOException", 43, {}}}));
     Stream const directory(std::fopen("/", "r"));  // opens, but cannot be read
     EXPECT_EQ(thrownBy([&] { properties.loadProperties(directory.get(), "d"); }).number, 53);
-}
-
-TEST(JavaPropertiesTest, AStateWithoutAHandlerIsAnError) {
-    constexpr std::size_t handlerSize = 2 * sizeof(void*);  // a pointer to a member function
-    std::string const path = fileWith(" k\\ k = \\\n \\u00e9v\n#\n");  // every state
-    for (std::size_t state = 1; state < 15; ++state) {
-        ZJavaProperties properties;
-        auto* const handlers = reinterpret_cast<char*>(&properties) + sizeof(void*);
-        std::memset(handlers + state * handlerSize, 0, handlerSize);
-        EXPECT_EQ(thrownBy([&] { properties.read(path.c_str(), nullptr); }).number, 54) << state;
-    }
 }
 
 TEST(JavaPropertiesTest, AFailedStoreLeavesTheOldFile) {

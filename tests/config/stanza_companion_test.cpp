@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -133,10 +132,9 @@ TEST(StanzaCompanionTest, aLargeOneThatIsCutOffTakesTheMemoryOfWhatItHolds) {
         c = static_cast<char>(1 + random() % 255);
     std::string const whole = squeezed("s\0k\0"s + value + "\0"s);
     EXPECT_EQ(inChild([&] {
-                  rlim_t pages = 0;  // the sixth number: of private memory that may be written
-                  std::ifstream statm("/proc/self/statm");
-                  for (int i = 0; i < 6; ++i)
-                      statm >> pages;
+                  unsigned long pages = 0;  // of private memory that may be written
+                  Stream const statm(std::fopen("/proc/self/statm", "r"));
+                  if (std::fscanf(statm.get(), "%*u%*u%*u%*u%*u%lu", &pages) != 1) return 97;
                   rlimit const limit{pages * 4096 + (rlim_t{64} << 20), RLIM_INFINITY};
                   if (setrlimit(RLIMIT_DATA, &limit) != 0) return 97;
                   return isRefused(whole.substr(0, whole.size() - 1)) && !isRefused(whole) ? 0 : 1;

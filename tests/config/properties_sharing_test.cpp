@@ -26,8 +26,6 @@ class Hooked : public ZStanzaFileProperties {
     void postLoad(char const*) override { hook(); }
 };
 
-// ------------------------------------------------------------------------------- other processes
-
 TEST(PropertiesLockTest, aLockOfAnotherProcessOfEitherKindIsRefusedAtOnce) {
     std::pair<int, short> const rows[] = {{F_SETLK, F_RDLCK}, {F_OFD_SETLK, F_WRLCK}};
     for (auto const& row : rows) {
@@ -95,11 +93,14 @@ TEST(PropertiesLockTest, noReaderEverSeesHalfAFile) {
 TEST(PropertiesLockTest, aCancelledThreadFinishesItsFile) {
     EditedFile file(sample);
     file.properties.setValue("s", "k", "2");
-    EXPECT_TRUE(endsCancelled([&] { file.properties.store(); }));  // full of cancellation points
+    Doomed const thread([&] {
+        pthread_cancel(pthread_self());
+        file.properties.store();  // full of cancellation points
+        pthread_testcancel();
+    });
+    EXPECT_TRUE(thread.cancel());
     EXPECT_EQ(file.bytes(), "[s]\nk = 2\n");
 }
-
-// -------------------------------------------------------------------------------------- registry
 
 /// A file in the registry under a factory of its own.
 struct RegistryScene {
@@ -166,8 +167,6 @@ TEST(PropertiesRegistryTest, reloadsWhatOthersHaveChanged) {
     ASSERT_EQ(unlink(scene.file.path().c_str()), 0);
     EXPECT_EQ(scene.value(), "mine") << "one that is gone has not changed";
 }
-
-// --------------------------------------------------------------------------------------- notices
 
 /// Writes down every notice, and can look at the object, which must not be locked.
 class Recorder : public ZObserverInterface {

@@ -33,8 +33,6 @@ std::string storeFailure(ZProperties& properties, std::string const& path = "") 
 
 unsigned int permissionsOf(std::string const& path) { return statusOf(path).st_mode & 07777U; }
 
-// --------------------------------------------------------------------------------------- loading
-
 TEST(PropertiesLoadTest, namesTheFileOrDirectoryThatDeniesALoadOrAStore) {
     StanzaFile const file(sample);
     std::string const pipe = file.beside("pipe");
@@ -135,8 +133,6 @@ TEST(PropertiesLoadTest, aFailedReloadFromAnotherFileSpoilsNeither) {
     EXPECT_THROW(properties.store(other.c_str()), Invalid);
 }
 
-// --------------------------------------------------------------------------------------- storing
-
 TEST(PropertiesStoreTest, writesWhatItReadAndLeavesEqualBytesAlone) {
     constexpr long once = 1000000000;
     StanzaFile const file(sample);
@@ -179,15 +175,6 @@ TEST(PropertiesStoreTest, aFileSizeLimitLosesNothing) {
     });
     EXPECT_EQ(file.bytes(), sample);
 }
-
-TEST(PropertiesStoreTest, aFileDatedBeyond2038IsNoError) {
-    EditedFile file(sample);
-    ASSERT_EQ(system(("touch -d 2100-01-01 '" + file.path() + "'").c_str()), 0);
-    file.properties.reload();
-    EXPECT_EQ(storeFailure(file.properties), "");
-}
-
-// ------------------------------------------------------------------------------------- companion
 
 constexpr char secretive[] = "[s]\nk = 1\n";
 constexpr char companionStanza[] = "configuration-database";

@@ -1,16 +1,12 @@
 // The companion of a stanza file: what is written, and what is refused when it is read.
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
-#include <random>
 #include <string>
-#include <vector>
 
 #include "Z/ZBuffer.h"
 #include "Z/ZException.h"
 #include "Z/ZSCFData.h"
 #include "Z/ZSqueeze.h"
-#include "support/processes.h"
 #include "support/streams.h"
 
 namespace {
@@ -123,23 +119,6 @@ TEST(StanzaCompanionTest, aBombEndsAndAValueThatExpandsAsFarIsRead) {
     ZSCFData file;
     read(file, squeezed("s\0k\0"s + value + "\0"s));
     EXPECT_TRUE(file.valueAt("s", "k", 0) == value);
-}
-
-TEST(StanzaCompanionTest, aLargeOneThatIsCutOffTakesTheMemoryOfWhatItHolds) {
-    std::string value(std::size_t{4} << 20, '\0');
-    std::mt19937 random(1);
-    for (char& c : value)
-        c = static_cast<char>(1 + random() % 255);
-    std::string const whole = squeezed("s\0k\0"s + value + "\0"s);
-    EXPECT_EQ(inChild([&] {
-                  unsigned long pages = 0;  // of private memory that may be written
-                  Stream const statm(std::fopen("/proc/self/statm", "r"));
-                  if (std::fscanf(statm.get(), "%*u%*u%*u%*u%*u%lu", &pages) != 1) return 97;
-                  rlimit const limit{pages * 4096 + (rlim_t{64} << 20), RLIM_INFINITY};
-                  if (setrlimit(RLIMIT_DATA, &limit) != 0) return 97;
-                  return isRefused(whole.substr(0, whole.size() - 1)) && !isRefused(whole) ? 0 : 1;
-              }),
-              0);
 }
 
 }  // namespace

@@ -4,11 +4,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,7 +15,6 @@
 #include "Z/ZList.h"
 #include "Z/ZStanzaFileProperties.h"
 #include "support/processes.h"
-#include "support/threads.h"
 
 namespace testsupport {
 
@@ -116,17 +113,6 @@ void expectInChild(Body body) {
                   return testing::Test::HasFailure() ? 1 : 0;
               }),
               0);
-}
-
-/// Runs `body` in a thread that is already cancelled; whether the thread ends of that, in `body` or
-/// behind it.
-inline bool endsCancelled(std::function<void()> const& body) {
-    Doomed const thread([&] {
-        pthread_cancel(pthread_self());
-        body();
-        pthread_testcancel();
-    });
-    return thread.cancel();
 }
 
 [[nodiscard]] inline struct stat statusOf(std::string const& path) {

@@ -1,5 +1,5 @@
 /* The C interface to stanza files, used by C. */
-#define _POSIX_C_SOURCE 200809L /* mkdtemp, in strict C11 */
+#define _POSIX_C_SOURCE 200809L /* mkstemp, in strict C11 */
 
 #include "Z/zproperties_c.h"
 
@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 static int failures = 0;
-static char path[64];
+static char path[] = "/tmp/properties-c-XXXXXX";
 static ZPROP_stz_handle* handle; /* of the test's file */
 static int rc;
 
@@ -21,42 +21,25 @@ static void fail(char const* what, int line) {
 #define CHECK_ANSWER(call, answer, code) CHECK((call) == (answer) && rc == (code))
 #define CHECK_TEXT(text, expected) CHECK((text) != NULL && strcmp((text), (expected)) == 0)
 
-static void write_file(char const* bytes) {
-    FILE* file = fopen(path, "w");
-    if (file == NULL || fputs(bytes, file) < 0 || fclose(file) != 0) exit(99);
-}
-
-static void check_file(char const* expected, int line) {
+static void check_file(char const* expected) {
     char bytes[1024] = "";
     FILE* file = fopen(path, "r");
     if (file == NULL) exit(99);
     bytes[fread(bytes, 1, sizeof bytes - 1, file)] = '\0';
     fclose(file);
-    if (strcmp(bytes, expected) != 0) fail(bytes, line);
+    CHECK_TEXT(bytes, expected);
 }
 
 static char const sample[] =
     "# about\n[net]\nport = 0x50\nhost = a\nhost = b\nempty =\nword = maybe\nfast = Yes\n";
 
 static void test_opening(void) {
-    static const struct {
-        char const* name;
-        int mode;
-        int code;
-    } rows[] = {{path, 0, ZPROP_INVALID_ARGUMENT},
-                {path, 3, ZPROP_INVALID_ARGUMENT},
-                {NULL, ZPROP_OPEN_READ, ZPROP_INVALID_ARGUMENT},
-                {"/no/such/file", ZPROP_OPEN_READ, ZPROP_IO_ERROR},
-                {path, ZPROP_OPEN_WRITE, ZPROP_IO_ERROR}};
-    size_t i = 0;
-    write_file("nonsense\n");
-    for (i = 0; i < sizeof rows / sizeof rows[0]; ++i) {
-        ZPROP_stz_handle* opened = (ZPROP_stz_handle*)sample;
-        int const code = zstzPropOpen(&opened, rows[i].name, (ZPROPOpenMode)rows[i].mode);
-        CHECK(code == rows[i].code && opened == NULL);
-    }
+    ZPROP_stz_handle* opened = (ZPROP_stz_handle*)sample;
+    CHECK(zstzPropOpen(&opened, path, (ZPROPOpenMode)3) == ZPROP_INVALID_ARGUMENT);
+    CHECK(opened == NULL);
+    CHECK(zstzPropOpen(&opened, NULL, ZPROP_OPEN_READ) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropOpen(NULL, path, ZPROP_OPEN_READ) == ZPROP_INVALID_ARGUMENT);
-    CHECK(zstzPropClose(NULL) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropOpen(&opened, "/no/such/file", ZPROP_OPEN_WRITE) == ZPROP_IO_ERROR);
 }
 
 static void test_reading(void) {
@@ -66,7 +49,6 @@ static void test_reading(void) {
     CHECK_ANSWER(zstzPropExists(handle, "net", NULL, &rc), 1, ZPROP_OK);
     CHECK_ANSWER(zstzPropExists(handle, "net", "none", &rc), 0, ZPROP_OK);
     CHECK_ANSWER(zstzPropExists(handle, NULL, "port", &rc), 0, ZPROP_INVALID_ARGUMENT);
-    CHECK_ANSWER(zstzPropExists(handle, "", "port", &rc), 0, ZPROP_INVALID_ARGUMENT);
     CHECK_ANSWER(zstzPropNumStanzas(handle, &rc), 1, ZPROP_OK);
     CHECK_ANSWER(zstzPropNumKeys(handle, "net", &rc), 5, ZPROP_OK);
     CHECK_ANSWER(zstzPropNumValues(handle, "net", "host", &rc), 2, ZPROP_OK);
@@ -101,12 +83,6 @@ static void test_request_lists(void) {
         {ZPROP_ITEM_LIST, "net", "host", 0, &hosts},
         {ZPROP_ITEM_LIST, "net", "none", 1, &no_hosts},
     };
-    const ZStzFileItem bad[] = {
-        {ZPROP_ITEM_STRING, "net", NULL, 0, &none},
-        {5, "net", "port", 0, &port},
-        {ZPROP_ITEM_STRING, "net", "port", 0, NULL},
-    };
-    size_t i = 0;
     CHECK(zstzPropGetValues(handle, items, 6) == ZPROP_OK);
     CHECK(port == 80 && fast == 1 && none == NULL);
     CHECK_TEXT(host, "b");
@@ -114,7 +90,6 @@ static void test_request_lists(void) {
     CHECK_TEXT(hosts[1], "b");
     CHECK(hosts[2] == NULL && no_hosts != NULL && no_hosts[0] == NULL);
     zstzPropFreeValuesList(NULL, items, 6);
-    zstzPropFreeValuesList(handle, items, -1);
     zstzPropFreeValuesList(handle, NULL, 6);
     CHECK(host != NULL);
     zstzPropFreeValuesList(handle, items, 6);
@@ -129,13 +104,13 @@ static void test_request_lists(void) {
     zstzPropFreeValuesList(handle, items, 6);
     items[0].key = "word";
     CHECK(zstzPropGetValues(handle, items, 6) == ZPROP_INVALID_VALUE);
-    for (i = 0; i < sizeof bad / sizeof bad[0]; ++i) {
-        items[0] = bad[i];
-        CHECK(zstzPropGetValues(handle, items, 6) == ZPROP_INVALID_ARGUMENT);
-    }
+    items[0].type = 5;
+    CHECK(zstzPropGetValues(handle, items, 6) == ZPROP_INVALID_ARGUMENT);
+    items[0].type = ZPROP_ITEM_STRING;
+    items[0].result = NULL;
+    CHECK(zstzPropGetValues(handle, items, 6) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropGetValues(handle, NULL, 1) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropGetValues(handle, items, -1) == ZPROP_INVALID_ARGUMENT);
-    CHECK(zstzPropGetValues(handle, NULL, 0) == ZPROP_OK);
 }
 
 static void test_editing(void) {
@@ -143,8 +118,6 @@ static void test_editing(void) {
     CHECK(zstzPropSetStringValue(handle, "net", "bare", NULL) == ZPROP_OK);
     CHECK(zstzPropSetIntegerValue(handle, "net", "port", 4294967295u) == ZPROP_OK);
     CHECK(zstzPropSetBooleanValue(handle, "net", "fast", -1) == ZPROP_OK);
-    CHECK(zstzPropSetStringValue(handle, "net", "gone", "x") == ZPROP_OK);
-    CHECK(zstzPropRemoveKey(handle, "net", "gone") == ZPROP_OK);
     CHECK(zstzPropRemoveKey(handle, "net", "gone") == ZPROP_OK);
     CHECK(zstzPropRemoveStanza(handle, "old") == ZPROP_OK);
     CHECK(zstzPropAddFileComment(handle, "top") == ZPROP_OK);
@@ -152,16 +125,13 @@ static void test_editing(void) {
     CHECK(zstzPropAddLineComment(handle, "net", "host", "one") == ZPROP_OK);
 
     CHECK(zstzPropSetStringValue(handle, "a]", "k", "v") == ZPROP_EDIT_ERROR);
-    CHECK(zstzPropSetStringValue(handle, "", "k", "v") == ZPROP_EDIT_ERROR);
     CHECK(zstzPropSetStringValue(handle, "net", NULL, "v") == ZPROP_INVALID_ARGUMENT);
-    CHECK(zstzPropAddStanzaComment(handle, "none", "c") == ZPROP_EDIT_ERROR);
     CHECK(zstzPropAddLineComment(handle, "net", "host", NULL) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropRemoveStanza(handle, NULL) == ZPROP_INVALID_ARGUMENT);
 
     CHECK(zstzPropStore(handle, NULL) == ZPROP_OK);
     CHECK(zstzPropStore(handle, "/no/such/directory/file") == ZPROP_IO_ERROR);
-    check_file("#top\n[net]\n#all\nport = 4294967295\n#one\nhost = h\nbare =\nfast = yes\n",
-               __LINE__);
+    check_file("#top\n[net]\n#all\nport = 4294967295\n#one\nhost = h\nbare =\nfast = yes\n");
 }
 
 static void test_walking_keys(void) {
@@ -182,13 +152,9 @@ static void test_walking_keys(void) {
     CHECK_ANSWER(zstzPropIter_next(keys, &rc), 1, ZPROP_OK);
     CHECK_ANSWER(zstzPropIter_getValue(keys, &rc), NULL, ZPROP_OK);
     CHECK_ANSWER(zstzPropIter_next(keys, &rc), 0, ZPROP_OK);
-    CHECK_ANSWER(zstzPropIter_getValue(keys, &rc), NULL, ZPROP_ITERATOR_ERROR);
     CHECK(zstzPropIter_close(keys) == ZPROP_OK);
 
     CHECK(zstzPropIter_init(handle, NULL, NULL, &keys) == ZPROP_INVALID_ARGUMENT && keys == NULL);
-    CHECK(zstzPropIter_init(handle, "", NULL, &keys) == ZPROP_INVALID_ARGUMENT);
-    CHECK(zstzPropIter_init(handle, "net", "", &keys) == ZPROP_INVALID_ARGUMENT);
-    CHECK(zstzPropIter_init(handle, "net", NULL, NULL) == ZPROP_INVALID_ARGUMENT);
     CHECK_ANSWER(zstzPropIter_next(NULL, &rc), 0, ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropIter_close(NULL) == ZPROP_INVALID_ARGUMENT);
 }
@@ -197,12 +163,12 @@ static void test_walking_values(void) {
     ZPROP_iter_handle* values = NULL;
     CHECK(zstzPropIter_init(handle, "s", "k", &values) == ZPROP_OK);
     CHECK_TEXT(zstzPropIter_getKey(values, &rc), "k");
-    CHECK(zstzPropIter_getValue(values, &rc) == NULL && rc == ZPROP_ITERATOR_ERROR);
-    CHECK(zstzPropIter_numKeys(values, &rc) == 1 && rc == 0);
-    CHECK(zstzPropIter_next(values, &rc) == 1 && rc == 0);
+    CHECK_ANSWER(zstzPropIter_getValue(values, &rc), NULL, ZPROP_ITERATOR_ERROR);
+    CHECK_ANSWER(zstzPropIter_numKeys(values, &rc), 1, ZPROP_OK);
+    CHECK_ANSWER(zstzPropIter_next(values, &rc), 1, ZPROP_OK);
     CHECK(zstzPropIter_rmvValue(values) == ZPROP_OK);
     CHECK(zstzPropIter_rmvValue(values) == ZPROP_ITERATOR_ERROR);
-    CHECK(zstzPropIter_next(values, &rc) == 1);
+    CHECK_ANSWER(zstzPropIter_next(values, &rc), 1, ZPROP_OK);
     char const* const old = zstzPropIter_getValue(values, &rc);
     CHECK(zstzPropIter_chgValue(values, "two") == ZPROP_OK);
     CHECK_TEXT(old, "2");
@@ -210,16 +176,16 @@ static void test_walking_values(void) {
     CHECK(zstzPropIter_chgValue(values, NULL) == ZPROP_INVALID_ARGUMENT);
     CHECK_TEXT(zstzPropIter_getValue(values, &rc), "two");
     CHECK(zstzPropIter_addValue(values, "4") == ZPROP_OK);
-    CHECK(zstzPropIter_addValue(values, "") == ZPROP_EDIT_ERROR);
-    CHECK(zstzPropIter_numValues(values, &rc) == 3 && rc == 0);
+    CHECK_ANSWER(zstzPropIter_numValues(values, &rc), 3, ZPROP_OK);
     CHECK(zstzPropIter_close(values) == ZPROP_OK);
     CHECK(zstzPropStore(handle, path) == ZPROP_OK);
-    check_file("[s]\nk = two\nk = 3\nk = 4\n", __LINE__);
+    check_file("[s]\nk = two\nk = 3\nk = 4\n");
 }
 
 /* Runs a test with a file of these bytes, which it may store. */
 static void with_file(char const* bytes, void (*test)(void)) {
-    write_file(bytes);
+    FILE* file = fopen(path, "w");
+    if (file == NULL || fputs(bytes, file) < 0 || fclose(file) != 0) exit(99);
     CHECK(zstzPropOpen(&handle, path, ZPROP_OPEN_READ) == ZPROP_OK && handle != NULL);
     rc = -1;
     test();
@@ -227,16 +193,15 @@ static void with_file(char const* bytes, void (*test)(void)) {
 }
 
 int main(void) {
-    char directory[] = "/tmp/properties-c-XXXXXX";
-    if (mkdtemp(directory) == NULL) return 99;
-    snprintf(path, sizeof path, "%s/settings", directory);
+    int const fd = mkstemp(path);
+    if (fd == -1) return 99;
+    close(fd);
     test_opening();
     with_file(sample, test_reading);
     with_file(sample, test_request_lists);
-    with_file("[old]\nk = 1\n[net]\nport = 1\n", test_editing);
+    with_file("[old]\nk = 1\n[net]\nport = 1\ngone = x\n", test_editing);
     with_file("[net]\nhost = a\nhost = b\nempty =\n", test_walking_keys);
     with_file("[s]\nk = 1\nk = 2\nk = 3\n", test_walking_values);
     unlink(path);
-    rmdir(directory);
     return failures == 0 ? 0 : 1;
 }

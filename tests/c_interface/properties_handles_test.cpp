@@ -3,16 +3,14 @@
 // The records behind the C interface's handles: how they are told from other memory, and what may
 // leave its functions.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <new>
-#include <stdexcept>
 
 #include "Z/c_interface/handles.h"
 #include "support/faults.h"
 #include "support/properties.h"
+#include "support/threads.h"
 
 WRAP(malloc, void*, nullptr, (size_t size), (size))
 WRAP(calloc, void*, nullptr, (size_t count, size_t size), (count, size))
@@ -37,10 +35,10 @@ class Acting : public ZObserverInterface {
 };
 
 struct StanzaHandleTest : testing::Test {
-    void SetUp() override {
-        ASSERT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_WRITE), ZPROP_OK);
+    StanzaHandleTest() {
+        EXPECT_EQ(zstzPropOpen(&handle, file.path().c_str(), ZPROP_OPEN_WRITE), ZPROP_OK);
     }
-    void TearDown() override { EXPECT_EQ(zstzPropClose(handle), ZPROP_OK); }
+    ~StanzaHandleTest() override { EXPECT_EQ(zstzPropClose(handle), ZPROP_OK); }
 
     StanzaFile file{"[s]\nk = 1\nk = 2\n"};
     ZPROP_stz_handle* handle = nullptr;
@@ -60,23 +58,20 @@ void expectRefused(ZPROP_stz_handle* handle) {
 }
 
 TEST_F(StanzaHandleTest, isKnownByBothMarkers) {
-    std::uint32_t const markers[] = {0xbeeff00dU, 0xd00ffeebU};
-    std::size_t i = 0;
     expectRefused(nullptr);
+    std::uint32_t expected = 0xbeeff00dU;
     for (zfc::c_interface::Marker* const marker : {&handle->first, &handle->second}) {
         auto* const word = reinterpret_cast<std::uint32_t volatile*>(marker);
-        EXPECT_EQ(*word, markers[i]);
-        *word = markers[i] ^ 1U;
+        EXPECT_EQ(*word, expected);
+        *word = expected ^ 1U;
         expectRefused(handle);
-        *word = markers[i++];
+        *word = expected;
+        expected = 0xd00ffeebU;
     }
     ZPROP_iter_handle* iterator = nullptr;
     ASSERT_EQ(zstzPropIter_init(handle, "s", nullptr, &iterator), ZPROP_OK);
     for (int const bad : {0, 3}) {
         iterator->kind = bad;
-        int rc = 0;
-        EXPECT_EQ(zstzPropIter_next(iterator, &rc), 0);
-        EXPECT_EQ(rc, ZPROP_INVALID_ARGUMENT);
         EXPECT_EQ(zstzPropIter_close(iterator), ZPROP_INVALID_ARGUMENT);
     }
     iterator->kind = zfc::c_interface::overKeys;
@@ -90,17 +85,6 @@ TEST_F(StanzaHandleTest, isNoHandleAnyMoreWhenItsMemoryIsFreed) {
     gone->~ZPROP_stz_handle();
     for (void const* const marker : markers)
         EXPECT_EQ(std::memcmp(marker, "\0\0\0", 4), 0);
-}
-
-TEST_F(StanzaHandleTest, textsCarryTheirGuardWordInFront) {
-    char* const text = zstzPropGetStringValue(handle, "s", "k", 1, nullptr);
-    ASSERT_STREQ(text, "2");
-    std::uint32_t guard = 0xc0ffeeeeU;
-    EXPECT_EQ(std::memcmp(text - sizeof guard, &guard, sizeof guard), 0);
-    text[-1] = '\0';
-    zstzPropFree(text);
-    EXPECT_STREQ(text, "2");
-    std::free(text - sizeof guard);
 }
 
 TEST_F(StanzaHandleTest, answersNothingWithoutMemory) {
@@ -128,8 +112,7 @@ TEST_F(StanzaHandleTest, answersNothingWithoutMemory) {
 TEST_F(StanzaHandleTest, letsNoExceptionOut) {
     using Thrower = void (*)();
     for (Thrower const thrower :
-         {Thrower([] { throw 1; }), Thrower([] { throw std::runtime_error("foreign"); }),
-          Thrower([] { throw ZOutOfMemoryException(); })}) {
+         {Thrower([] { throw 1; }), Thrower([] { throw ZOutOfMemoryException(); })}) {
         Acting const observer(handle->properties, thrower);
         EXPECT_EQ(zstzPropSetStringValue(handle, "s", "k", "v"), ZPROP_EDIT_ERROR);
     }
@@ -137,10 +120,12 @@ TEST_F(StanzaHandleTest, letsNoExceptionOut) {
 
 TEST_F(StanzaHandleTest, letsACancelledThreadEnd) {
     Acting const observer(handle->properties, pthread_testcancel);
-    EXPECT_TRUE(endsCancelled([&] {
+    Doomed const thread([&] {
+        pthread_cancel(pthread_self());
         static_cast<void>(zstzPropSetStringValue(handle, "s", "k", "v"));
         ADD_FAILURE() << "the cancellation was held back";
-    }));
+    });
+    EXPECT_TRUE(thread.cancel());
     EXPECT_EQ(valueOf(handle->properties, "s", "k"), "v") << "nobody holds the lock";
 }
 

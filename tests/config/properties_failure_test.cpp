@@ -68,12 +68,7 @@ void forgetSecret(ZStanzaFileProperties& properties) { properties.deleteKey("s",
 template <class Body>
 std::string failureUnder(Fault const& planned, Body body) {
     fault = planned;
-    std::string failure;
-    try {
-        body();
-    } catch (ZPropertiesIOException const& e) {
-        failure = ioText(e.propFile(), e.api(), static_cast<int>(e.excerrno()));
-    }
+    std::string failure = ioFailure(body);
     fault.first = 0;
     return failure;
 }

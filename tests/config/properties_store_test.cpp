@@ -1,5 +1,4 @@
 // Loading and storing real files: what is refused, what survives, what is left behind.
-#include <fcntl.h>
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -34,28 +33,39 @@ std::string storeFailure(ZProperties& properties, std::string const& path = "") 
 
 unsigned int permissionsOf(std::string const& path) { return statusOf(path).st_mode & 07777U; }
 
-// --------------------------------------------------------------------------------------- loading
-
-TEST(PropertiesLoadTest, refusesWhatIsNoReadableRegularFile) {
+TEST(PropertiesLoadTest, namesTheFileOrDirectoryThatDeniesALoadOrAStore) {
     StanzaFile const file(sample);
     std::string const pipe = file.beside("pipe");
+    struct {
+        bool isLoad;
+        std::string path, denied;
+        char const* api;
+        int error;
+    } const rows[] = {{true, file.place(), file.place(), "fopen(r)", EISDIR},
+                      {true, pipe, pipe, "fopen(r)", EINVAL},
+                      {true, file.path(), file.path(), "fopen(r)", EACCES},
+                      {false, "/tmp", "/tmp", "fopen(r+)", EISDIR},
+                      {false, file.path(), file.path(), "access()", EACCES},
+                      {false, file.beside("new"), file.place(), "access()", EACCES},
+                      {false, file.beside("no/file"), file.beside("no"), "access()", ENOENT},
+                      {false, "/no-such-file", "/", "access()", EACCES}};
     ASSERT_EQ(mkfifo(pipe.c_str(), 0644), 0);
     ASSERT_EQ(chmod(file.path().c_str(), 0), 0);
-    ASSERT_EQ(chmod(file.place().c_str(), 0755), 0);
-    std::pair<std::string, int> const rows[] = {{file.place(), EISDIR},
-                                                {pipe, EINVAL},
-                                                {"/dev/zero", EINVAL},
-                                                {file.beside("none"), ENOENT},
-                                                {file.path(), EACCES}};
+    ASSERT_EQ(chmod(file.place().c_str(), 0555), 0);
     expectInChild([&] {
         becomeNobody();
         ZStanzaFileProperties properties(1);
+        properties.setValue("s", "k", "3");
         int const before = openDescriptors();
-        for (auto const& [path, error] : rows)
-            EXPECT_EQ(ioFailure([&, p = path] { properties.load(p.c_str()); }),
-                      ioText(path, "fopen(r)", error));
+        for (auto const& row : rows) {
+            auto const operation = row.isLoad ? &ZProperties::load : &ZProperties::store;
+            EXPECT_EQ(ioFailure([&] { (properties.*operation)(row.path.c_str()); }),
+                      ioText(row.denied, row.api, row.error));
+        }
+        EXPECT_TRUE(properties.isModified());
         EXPECT_EQ(openDescriptors(), before);
     });
+    ASSERT_EQ(chmod(file.place().c_str(), 0755), 0);
 }
 
 TEST(PropertiesLoadTest, addsToWhatIsThereAndReloadReplacesIt) {
@@ -64,7 +74,6 @@ TEST(PropertiesLoadTest, addsToWhatIsThereAndReloadReplacesIt) {
     ZStanzaFileProperties properties(file.path().c_str(), 0);
     properties.load(file.beside("more").c_str());
     EXPECT_EQ(properties.count(), 2U);
-    EXPECT_EQ(properties.getFileName(), file.path().c_str());
     properties.setValue("a", "k", "3");
     properties.reload();
     EXPECT_EQ(properties.count(), 1U);
@@ -78,13 +87,6 @@ TEST(PropertiesLoadTest, addsToWhatIsThereAndReloadReplacesIt) {
     EXPECT_EQ(file.bytes(), "[a]\nk = 2\n") << "no comments, and the edit outlives the reload";
 }
 
-/// `body` must find data that is invalid; "LINE DATA" of it.
-template <class Body>
-std::string invalidData(Body body) {
-    auto const e = raisedBy<Invalid>(body);
-    return e ? std::to_string(e->badline()) + " " + e->baddata() : "";
-}
-
 TEST(PropertiesLoadTest, aHalfReadFileIsNeverWrittenBack) {
     StanzaFile const file("");
     std::string const link = file.beside("link");
@@ -92,31 +94,27 @@ TEST(PropertiesLoadTest, aHalfReadFileIsNeverWrittenBack) {
     ASSERT_EQ(symlink(file.path().c_str(), link.c_str()), 0);
     writeFile(second, "worst\n");
     ZStanzaFileProperties properties(1);
-    auto const load = [&](std::string const& path) {
-        return invalidData([&] { properties.load(path.c_str()); });
-    };
-    auto const store = [&](std::string const& path) {
-        return invalidData([&] { properties.store(path.c_str()); });
+    auto const refusal = [&](auto operation, std::string const& path) {
+        auto const e = raisedBy<Invalid>([&] { (properties.*operation)(path.c_str()); });
+        return e ? std::to_string(e->badline()) + " " + e->baddata() : "";
     };
     // Each time it is refused with what was wrong the last time.
     for (std::string const bad : {"bad", "worse"}) {
         std::string const bytes = "[" + bad + "]\nk = 1\n" + bad + "\n[t]\nk = 2\n";
         writeFile(file.path(), bytes);
-        EXPECT_EQ(load(file.path()), "3 " + bad);
-        EXPECT_EQ(load(second), "1 worst");
+        EXPECT_EQ(refusal(&ZProperties::load, file.path()), "3 " + bad);
+        EXPECT_EQ(refusal(&ZProperties::load, second), "1 worst");
         properties.setValue(bad.c_str(), "l", "2");
         for (std::string const& path : {file.path(), link, std::string()})
-            EXPECT_EQ(store(path), "3 " + bad);
+            EXPECT_EQ(refusal(&ZProperties::store, path), "3 " + bad);
         EXPECT_EQ(file.bytes(), bytes);
     }
     properties.store(file.beside("other").c_str());
     EXPECT_EQ(readFile(file.beside("other")), "[bad]\nk = 1\nl = 2\n[worse]\nk = 1\nl = 2\n");
-
     writeFile(file.path(), "[s]\nk = 4\n");
     properties.reload();
-    properties.setValue("s", "k", "5");
     properties.store();
-    EXPECT_EQ(file.bytes(), "[s]\nk = 5\n");
+    EXPECT_EQ(file.bytes(), "[s]\nk = 4\n");
 }
 
 TEST(PropertiesLoadTest, aFailedReloadFromAnotherFileSpoilsNeither) {
@@ -129,23 +127,11 @@ TEST(PropertiesLoadTest, aFailedReloadFromAnotherFileSpoilsNeither) {
     EXPECT_THROW(properties.reload(other.c_str()), Invalid);
     for (std::string const& path : {std::string(), file.path(), link, other})
         EXPECT_THROW(properties.store(path.c_str()), Invalid) << path;
-    EXPECT_EQ(file.bytes(), "[a]\nk = 1\n");
     properties.load(file.path().c_str());
     properties.store();
     EXPECT_EQ(file.bytes(), "[b]\nk = 2\n[a]\nk = 1\n") << "its values are back";
     EXPECT_THROW(properties.store(other.c_str()), Invalid);
-
-    ASSERT_EQ(unlink(file.path().c_str()), 0);
-    EXPECT_THROW(properties.reload(other.c_str()), Invalid);
-    properties.store(file.beside("third").c_str());
-    EXPECT_EQ(readFile(file.beside("third")), "[b]\nk = 2\n") << "one that is gone is no other";
-    writeFile(other, "[b]\nk = 3\n");
-    properties.reload(other.c_str());
-    properties.store();
-    EXPECT_EQ(file.bytes(), "[b]\nk = 3\n");
 }
-
-// --------------------------------------------------------------------------------------- storing
 
 TEST(PropertiesStoreTest, writesWhatItReadAndLeavesEqualBytesAlone) {
     constexpr long once = 1000000000;
@@ -167,40 +153,15 @@ TEST(PropertiesStoreTest, writesWhatItReadAndLeavesEqualBytesAlone) {
 }
 
 TEST(PropertiesStoreTest, createsAFileAndTakesItsName) {
-    TempDir const directory;
+    StanzaFile const file(sample);
     ZStanzaFileProperties properties(1);
-    properties.setValue("s", "k", "v");
     mode_t const before = umask(002);
     for (char const* const name : {"new", "copy"}) {
-        properties.store(directory.file(name).c_str());
-        EXPECT_EQ(properties.getFileName(), directory.file("new").c_str());
-        EXPECT_EQ(readFile(directory.file(name)), "[s]\nk = v\n");
-        EXPECT_EQ(permissionsOf(directory.file(name)), 0664U);
+        properties.store(file.beside(name).c_str());
+        EXPECT_EQ(properties.getFileName(), file.beside("new").c_str());
+        EXPECT_EQ(permissionsOf(file.beside(name)), 0664U) << "empty, but stored";
     }
     umask(before);
-    ZStanzaFileProperties(1).store(directory.file("empty").c_str());
-    EXPECT_EQ(readFile(directory.file("empty")), "") << "it was stored, and stays";
-}
-
-TEST(PropertiesStoreTest, namesThePathThatDeniesAccess) {
-    EditedFile file(sample);
-    file.properties.setValue("s", "k", "3");
-    std::string const missing = file.beside("none");
-    EXPECT_EQ(storeFailure(file.properties, missing + "/file"),
-              ioText(missing, "access()", ENOENT));
-    EXPECT_EQ(storeFailure(file.properties, file.place()),
-              ioText(file.place(), "fopen(r+)", EISDIR));
-    ASSERT_EQ(chmod(file.place().c_str(), 0555), 0);
-    ASSERT_EQ(chmod(file.path().c_str(), 0444), 0);
-    expectInChild([&] {
-        becomeNobody();
-        std::pair<std::string, std::string> const rows[] = {
-            {file.path(), file.path()}, {file.beside("new"), file.place()}, {"/no-such-file", "/"}};
-        for (auto const& [path, denied] : rows)
-            EXPECT_EQ(storeFailure(file.properties, path), ioText(denied, "access()", EACCES));
-        EXPECT_TRUE(file.properties.isModified());
-    });
-    ASSERT_EQ(chmod(file.place().c_str(), 0755), 0);
 }
 
 /// properties_failure_test has the same for every call that may find the disk full.
@@ -210,42 +171,10 @@ TEST(PropertiesStoreTest, aFileSizeLimitLosesNothing) {
     expectInChild([&] {
         rlimit const limit{5000, 5000};
         ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-        int const descriptors = openDescriptors();
         EXPECT_EQ(storeFailure(file.properties), ioText(file.path(), "write()", EFBIG));
-        EXPECT_EQ(file.bytes(), sample);
-        EXPECT_TRUE(file.properties.isModified());
-        EXPECT_EQ(openDescriptors(), descriptors);
-        file.properties.setValue("s", "k", "little");
-        file.properties.store();
     });
-    EXPECT_EQ(valueIn(file.path(), "s", "k"), "little");
+    EXPECT_EQ(file.bytes(), sample);
 }
-
-TEST(PropertiesStoreTest, aFileDatedBeyond2038IsNoError) {
-    EditedFile file(sample);
-    ASSERT_EQ(system(("touch -d 2100-01-01 '" + file.path() + "'").c_str()), 0);
-    file.properties.reload();
-    file.properties.setValue("s", "k", "3");
-    file.properties.store();
-    EXPECT_EQ(valueIn(file.path(), "s", "k"), "3");
-}
-
-TEST(PropertiesStoreTest, neverKeepsAStandardStreamsDescriptor) {
-    StanzaFile const file(sample);
-    EXPECT_EQ(inChild([&] {
-                  for (int const fd : {0, 1, 2})
-                      close(fd);
-                  ZStanzaFileProperties properties(file.path().c_str(), 1);
-                  properties.setValue("s", "secret", "hush", 1);
-                  properties.store();
-                  for (int const fd : {0, 1, 2})
-                      if (fcntl(fd, F_GETFD) != -1) return 1;
-                  return valueIn(file.path(), "s", "secret") == "hush" ? 0 : 2;
-              }),
-              0);
-}
-
-// ------------------------------------------------------------------------------------- companion
 
 constexpr char secretive[] = "[s]\nk = 1\n";
 constexpr char companionStanza[] = "configuration-database";
@@ -258,9 +187,13 @@ struct SecretFile : EditedFile {
 
 TEST(PropertiesCompanionTest, holdsObfuscatedValuesForTheNextReader) {
     SecretFile file;
-    file.properties.store();
+    expectInChild([&] {
+        ASSERT_EQ(chdir(file.place().c_str()), 0);
+        file.properties.store("settings");
+    });
     EXPECT_EQ(file.bytes(), std::string(secretive) + "[" + companionStanza +
-                                "]\nfile = " + file.companion() + "\n");
+                                "]\nfile = " + file.companion() + "\n")
+        << "with its directory";
     EXPECT_EQ(readFile(file.companion()).find("hush"), std::string::npos);
     ZStanzaFileProperties reader(file.path().c_str(), 1);
     writeFile(file.beside("more"), "[more]\nk = 2\n");
@@ -268,14 +201,11 @@ TEST(PropertiesCompanionTest, holdsObfuscatedValuesForTheNextReader) {
     EXPECT_EQ(valuesOf(reader, "s", "secret"), Texts{"hush"}) << "read once";
     EXPECT_TRUE(reader.isObfuscated("s", "secret"));
     EXPECT_FALSE(reader.isModified());
-    for (mode_t const mode : {0640U, 0600U}) {
-        ASSERT_EQ(chmod(file.path().c_str(), mode), 0);
-        std::string const value = "two\nlines " + std::to_string(mode);
-        reader.setValue("s", "secret", value.c_str(), 1);
-        reader.store();
-        EXPECT_EQ(permissionsOf(file.companion()), mode);
-        EXPECT_EQ(file.reread(), value);
-    }
+    ASSERT_EQ(chmod(file.path().c_str(), 0640), 0);
+    reader.setValue("s", "secret", "two\nlines", 1);
+    reader.store();
+    EXPECT_EQ(permissionsOf(file.companion()), 0640U);
+    EXPECT_EQ(file.reread(), "two\nlines");
 }
 
 TEST(PropertiesCompanionTest, isOfTheFilesOwnerAndGroupAsFarAsItsMakerMay) {
@@ -316,33 +246,15 @@ TEST(PropertiesCompanionTest, goesWithTheLastObfuscatedValue) {
     EXPECT_EQ(file.bytes(), left);
 }
 
-TEST(PropertiesCompanionTest, isMadeInTheWorkingDirectoryOfARelativeFile) {
-    SecretFile const file;
-    expectInChild([&] {
-        ASSERT_EQ(chdir(file.place().c_str()), 0);
-        ZStanzaFileProperties properties("settings", 1);
-        properties.setValue("s", "secret", "hush", 1);
-        properties.store();
-        EXPECT_EQ(valueOf(properties, companionStanza, "file"), file.companion());
-    });
-    EXPECT_EQ(file.reread(), "hush");
-}
-
 TEST(PropertiesCompanionTest, neverTouchesAFileThatIsNotItsOwn) {
     SecretFile file;
     std::string const companion = file.companion();
     std::string const victim = file.beside("victim");
     auto const refusal = [&](int error) { return ioText(companion, "fopen(w)", error); };
-    auto const becomeLink = [&] {
-        ASSERT_EQ(unlink(companion.c_str()), 0);
-        ASSERT_EQ(symlink(victim.c_str(), companion.c_str()), 0);
-    };
     writeFile(victim, "precious");
     writeFile(companion, "somebody's");
     EXPECT_EQ(storeFailure(file.properties), refusal(EEXIST));
     EXPECT_EQ(readFile(companion), "somebody's");
-    becomeLink();
-    EXPECT_EQ(storeFailure(file.properties), refusal(EEXIST));
     EXPECT_EQ(file.bytes(), secretive);
     EXPECT_TRUE(file.properties.isModified());
     EXPECT_FALSE(file.properties.exists(companionStanza));
@@ -353,7 +265,8 @@ TEST(PropertiesCompanionTest, neverTouchesAFileThatIsNotItsOwn) {
     ASSERT_EQ(unlink(companion.c_str()), 0);
     ASSERT_EQ(mkfifo(companion.c_str(), 0600), 0);
     EXPECT_EQ(storeFailure(file.properties), refusal(EINVAL));
-    becomeLink();
+    ASSERT_EQ(unlink(companion.c_str()), 0);
+    ASSERT_EQ(symlink(victim.c_str(), companion.c_str()), 0);
     EXPECT_EQ(storeFailure(file.properties), refusal(ELOOP));
     file.properties.deleteKey("s", "secret");
     EXPECT_EQ(storeFailure(file.properties), ioText(companion, "unlink()", EINVAL));
@@ -366,25 +279,18 @@ TEST(PropertiesCompanionTest, aDamagedOrMissingOneFailsTheLoadAndIsNotOverwritte
     SecretFile file;
     file.properties.store();
     std::string const companion = file.companion();
-    std::string const whole = readFile(companion);
     std::string const main = file.bytes();
     ZStanzaFileProperties properties(1);
-    int const before = openDescriptors();
-    for (std::size_t length = 1; length < whole.size(); ++length) {
-        writeFile(companion, whole.substr(0, length));
-        ASSERT_THROW(properties.reload(file.path().c_str()), Invalid);
-        ASSERT_THROW(properties.store(), Invalid);
-        EXPECT_EQ(readFile(companion), whole.substr(0, length));
-    }
+    writeFile(companion, "damaged");
+    EXPECT_THROW(properties.load(file.path().c_str()), Invalid);
+    EXPECT_THROW(properties.store(), Invalid);
+    EXPECT_EQ(readFile(companion), "damaged");
     std::string const refusal = ioText(companion, "mapFile()", EINVAL);
     writeFile(companion, "");
     EXPECT_EQ(ioFailure([&] { properties.reload(); }), refusal);
     ASSERT_EQ(unlink(companion.c_str()), 0);
     EXPECT_EQ(storeFailure(properties), refusal);
     EXPECT_EQ(file.bytes(), main);
-    EXPECT_EQ(openDescriptors(), before);
-    writeFile(companion, whole);
-    EXPECT_EQ(file.reread(), "hush");
 }
 
 }  // namespace

@@ -1,17 +1,12 @@
 // The companion of a stanza file: what is written, and what is refused when it is read.
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
-#include <fstream>
-#include <random>
 #include <string>
-#include <vector>
 
 #include "Z/ZBuffer.h"
 #include "Z/ZException.h"
 #include "Z/ZSCFData.h"
 #include "Z/ZSqueeze.h"
-#include "support/processes.h"
 #include "support/streams.h"
 
 namespace {
@@ -57,8 +52,6 @@ bool isRefused(std::string const& bytes) {
         return false;
     } catch (ZPropertiesInvalidDataException const& error) {
         EXPECT_STREQ(error.propFile(), "the.obf");
-        EXPECT_STREQ(error.baddata(), "");
-        EXPECT_EQ(error.badline(), 0);
         EXPECT_EQ(file.count(), 0U) << "something was added";
         return true;
     }
@@ -106,7 +99,6 @@ TEST(StanzaCompanionTest, refusesEveryPrefixAndDamageOfAGoodOneAndWhatIsBehindIt
         EXPECT_TRUE(isRefused(good.substr(0, at))) << at;
     }
     EXPECT_TRUE(isRefused(good + "x"));
-    EXPECT_TRUE(isRefused(good + good));
     ZSCFData again;
     read(again, good);
     EXPECT_EQ(written(again), good);
@@ -114,9 +106,8 @@ TEST(StanzaCompanionTest, refusesEveryPrefixAndDamageOfAGoodOneAndWhatIsBehindIt
 
 TEST(StanzaCompanionTest, refusesWhatIsNoRecord) {
     for (std::string const& content :
-         {"s"s, "s\0"s, "s\0k"s, "s\0k\0"s, "s\0k\0v"s, "\0k\0v\0"s, "s\0\0v\0"s, "\0\0\0"s,
-          "s\0k\0v\0\0"s, "s\0k\0v\0x"s, "s\0k\0v\0\0s"s, "s\0k\0v\0\0s\0k\0"s,
-          "s\0k\0v\0xs\0k\0v\0"s, "s\0k\0v\0\0\0\0\0"s})
+         {"s"s, "s\0k"s, "s\0k\0v"s, "\0k\0v\0"s, "s\0\0v\0"s, "s\0k\0v\0\0"s, "s\0k\0v\0x"s,
+          "s\0k\0v\0\0s"s, "s\0k\0v\0xs\0k\0v\0"s, "s\0k\0v\0\0\0\0\0"s})
         EXPECT_TRUE(isRefused(squeezed(content))) << testing::PrintToString(content);
     EXPECT_FALSE(isRefused(squeezed("")));
 }
@@ -128,24 +119,6 @@ TEST(StanzaCompanionTest, aBombEndsAndAValueThatExpandsAsFarIsRead) {
     ZSCFData file;
     read(file, squeezed("s\0k\0"s + value + "\0"s));
     EXPECT_TRUE(file.valueAt("s", "k", 0) == value);
-}
-
-TEST(StanzaCompanionTest, aLargeOneThatIsCutOffTakesTheMemoryOfWhatItHolds) {
-    std::string value(std::size_t{4} << 20, '\0');
-    std::mt19937 random(1);
-    for (char& c : value)
-        c = static_cast<char>(1 + random() % 255);
-    std::string const whole = squeezed("s\0k\0"s + value + "\0"s);
-    EXPECT_EQ(inChild([&] {
-                  rlim_t pages = 0;  // the sixth number: of private memory that may be written
-                  std::ifstream statm("/proc/self/statm");
-                  for (int i = 0; i < 6; ++i)
-                      statm >> pages;
-                  rlimit const limit{pages * 4096 + (rlim_t{64} << 20), RLIM_INFINITY};
-                  if (setrlimit(RLIMIT_DATA, &limit) != 0) return 97;
-                  return isRefused(whole.substr(0, whole.size() - 1)) && !isRefused(whole) ? 0 : 1;
-              }),
-              0);
 }
 
 }  // namespace

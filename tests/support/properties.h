@@ -4,11 +4,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -36,16 +34,19 @@ std::unique_ptr<E> raisedBy(Body body) {
     return nullptr;
 }
 
-/// `body` must raise ZPropertiesIOException; "FILE API ERRNO" of it.
-template <class Body>
-std::string ioFailure(Body body) {
-    auto const e = raisedBy<ZPropertiesIOException>(body);
-    if (!e) return "";
-    return std::string(e->propFile()) + " " + e->api() + " " + std::to_string(e->excerrno());
-}
-
 inline std::string ioText(std::string const& file, char const* api, int error) {
     return file + " " + api + " " + std::to_string(error);
+}
+
+/// The ZPropertiesIOException that `body` throws, as ioText() has it; empty when it throws none.
+template <class Body>
+std::string ioFailure(Body body) {
+    try {
+        body();
+        return "";
+    } catch (ZPropertiesIOException const& e) {
+        return ioText(e.propFile(), e.api(), static_cast<int>(e.excerrno()));
+    }
 }
 
 inline std::string valueOf(ZProperties const& properties, char const* stanza, char const* key) {
@@ -104,26 +105,6 @@ inline int lockWhole(std::string const& path, int command, short type) {
     return -1;
 }
 
-/// Another process that has a lock on a whole file until its release.
-class FileHolder {
-  public:
-    explicit FileHolder(std::string const& path, int command = F_SETLK, short type = F_WRLCK)
-        : process([=](Companion& parent) {
-              if (lockWhole(path, command, type) < 0) return 1;
-              parent.signal();
-              return parent.await() ? 0 : 2;
-          }) {
-        EXPECT_TRUE(process.await()) << "it has no lock";
-    }
-    void release() {
-        process.signal();
-        EXPECT_EQ(process.join(), 0);
-    }
-
-  private:
-    Companion process;
-};
-
 /// Runs `body`, which has expectations, in a child.
 template <class Body>
 void expectInChild(Body body) {
@@ -132,21 +113,6 @@ void expectInChild(Body body) {
                   return testing::Test::HasFailure() ? 1 : 0;
               }),
               0);
-}
-
-/// Runs `body` in a thread that is already cancelled; whether the thread ends of that, in `body` or
-/// behind it.
-inline bool endsCancelled(std::function<void()> body) {
-    auto const run = [](void* what) -> void* {
-        pthread_cancel(pthread_self());
-        (*static_cast<std::function<void()>*>(what))();
-        pthread_testcancel();
-        return nullptr;
-    };
-    pthread_t thread{};
-    void* result = nullptr;
-    if (pthread_create(&thread, nullptr, run, &body) != 0) return false;
-    return pthread_join(thread, &result) == 0 && result == PTHREAD_CANCELED;
 }
 
 [[nodiscard]] inline struct stat statusOf(std::string const& path) {

@@ -165,6 +165,14 @@ TEST(PropertiesStoreTest, createsAFileAndTakesItsName) {
 }
 
 /// properties_failure_test has the same for every call that may find the disk full.
+TEST(PropertiesStoreTest, aFileDatedBeyond2038IsNoError) {
+    StanzaFile const file(sample);
+    ASSERT_EQ(system(("touch -d 2100-01-01 '" + file.path() + "'").c_str()), 0);
+    ZStanzaFileProperties properties(file.path().c_str(), 1);
+    properties.setValue("s", "k", "3");
+    properties.store();
+}
+
 TEST(PropertiesStoreTest, aFileSizeLimitLosesNothing) {
     EditedFile file(sample);
     file.properties.setValue("s", "k", std::string(8000, 'v').c_str());

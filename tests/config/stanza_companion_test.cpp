@@ -1,12 +1,16 @@
 // The companion of a stanza file: what is written, and what is refused when it is read.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <fstream>
+#include <random>
 #include <string>
 
 #include "Z/ZBuffer.h"
 #include "Z/ZException.h"
 #include "Z/ZSCFData.h"
 #include "Z/ZSqueeze.h"
+#include "support/properties.h"
 #include "support/streams.h"
 
 namespace {
@@ -119,6 +123,24 @@ TEST(StanzaCompanionTest, aBombEndsAndAValueThatExpandsAsFarIsRead) {
     ZSCFData file;
     read(file, squeezed("s\0k\0"s + value + "\0"s));
     EXPECT_TRUE(file.valueAt("s", "k", 0) == value);
+}
+
+TEST(StanzaCompanionTest, aLargeOneThatIsCutOffTakesTheMemoryOfWhatItHolds) {
+    std::string value(std::size_t{4} << 20, '\0');
+    std::mt19937 random(1);
+    for (char& c : value)
+        c = static_cast<char>(1 + random() % 255);
+    std::string const whole = squeezed("s\0k\0"s + value + "\0"s);
+    expectInChild([&] {
+        rlim_t pages = 0;  // the sixth number: of private memory that may be written
+        std::ifstream statm("/proc/self/statm");
+        for (int i = 0; i < 6; ++i)
+            statm >> pages;
+        rlimit const limit{pages * 4096 + (rlim_t{64} << 20), RLIM_INFINITY};
+        ASSERT_EQ(setrlimit(RLIMIT_DATA, &limit), 0);
+        EXPECT_TRUE(isRefused(whole.substr(0, whole.size() - 1)));
+        EXPECT_FALSE(isRefused(whole));
+    });
 }
 
 }  // namespace

@@ -35,6 +35,7 @@ void Records::compact(std::size_t bytes) {
             allValues.move(fresh, allNames.key(key));
         });
     });
+    // Last, with nothing left that points into the old blocks.
     texts = std::move(fresh);
 }
 

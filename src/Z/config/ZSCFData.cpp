@@ -121,6 +121,8 @@ void Reader::readLines(char* text, std::size_t length) {
     // Once for the whole image, not line by line: there is hardly ever one.
     auto* const nul = static_cast<char*>(std::memchr(text, '\0', length));
     for (char* at = text; at < textEnd;) {
+        // No further than a piece: a file without line feeds is not searched to its end for each of
+        // them.
         std::size_t const longest = std::min(longestPiece, static_cast<std::size_t>(textEnd - at));
         auto* const feed = static_cast<char*>(std::memchr(at, '\n', longest));
         ++number;
@@ -169,6 +171,7 @@ void Reader::readHeader(char* start) {
     if (name.size() + 2 > ZPCategoryBasedCache::maxLine) records.lines().noteLong();
     stanza = records.adoptStanza(terminated(from, bracket));
     records.lines().placeStanza(stanza);
+    // Once for the stanza, not for each of its keys.
     isDatabase = name == zfc::cache::companionStanza;
 }
 

@@ -47,6 +47,7 @@ class Input {
     [[nodiscard]] bool hasMore() {
         if (!rest.empty()) return true;
         rest = {block, std::fread(block, 1, sizeof block, stream)};
+        // Bytes that came before an error are read first; it is still there at the next call.
         if (rest.empty() && std::ferror(stream) != 0)
             zraise(ZUnexpectedEndOfFile(path), sourceName, __LINE__);
         return !rest.empty();

@@ -41,6 +41,7 @@ constexpr Word words[] = {
 
 std::optional<unsigned int> parseNumber(std::string_view text) {
     if (text.empty()) return 0;
+    // As isspace() in the C locale: a number means the same whatever locale the process has set.
     text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
     bool const negative = !text.empty() && text[0] == '-';
     if (negative || (!text.empty() && text[0] == '+')) text.remove_prefix(1);

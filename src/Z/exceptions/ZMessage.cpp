@@ -19,6 +19,7 @@ pthread_once_t initOnce = PTHREAD_ONCE_INIT;
 /// Keeps the lines of one report together while several threads report.
 class ReportStream {
   public:
+    // The lock is recursive: the calls in between take it again.
     ReportStream() { flockfile(stderr); }
     ~ReportStream() { funlockfile(stderr); }
     ReportStream(ReportStream const&) = delete;

@@ -52,6 +52,7 @@ struct ZPCategoryBasedCache::Change {
     [[nodiscard]] bool isOfStanza() const { return key.data() == nullptr; }
     [[nodiscard]] bool isStorable() const {
         if (!zfc::cache::isStorableStanza(stanza)) return false;
+        // A value without a key has nowhere to go.
         if (isOfStanza()) return value.empty();
         if (!zfc::cache::isStorableKey(key)) return false;
         return value.empty() || zfc::cache::isStorableValue(key, value, kind);

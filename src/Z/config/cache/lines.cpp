@@ -181,6 +181,7 @@ void Lines::unplaceKey(Key const& key) {
     Index const line = key.line;
     if (!isPlaced(line)) return;
     unlinkKeyLine(key.stanza, line);
+    // Behind the unlinking, which tells by the segment which chain the line is in.
     lines[line].segment = unplaced;
     linkLast(lines, sections[key.stanza].unplaced, line);
 }

@@ -76,6 +76,7 @@ void Values::takeOut(Index list, std::uint32_t i) {
     (before == none ? record.first : values[before].next) = values[value].next;
     if (record.last == value) record.last = before;
     --record.count;
+    // Before the release, which writes over the record.
     texts.endUse(values[value].length);
     values.release(value);
 }

@@ -237,6 +237,7 @@ ZFormatSpec* addSpec(ZFormatContext& ctx) {
     if (ctx.specCount == maxSpecs) return nullptr;
     if (isFull(ctx.specCount) && !growSpecs(ctx)) return nullptr;
     ZFormatSpec& spec = ctx.specs[ctx.specCount++];
+    // The tables come uninitialised, inside of the context and from the heap.
     spec = ZFormatSpec{};
     return &spec;
 }

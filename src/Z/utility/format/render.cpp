@@ -215,6 +215,7 @@ bool forEachCharacter(ZCodesetHandle codeset, ZWideChar const* wide, std::size_t
     // The limit first: with a precision the text need not have an end.
     for (; limit > 0 && *wide != 0; ++wide) {
         if (!encode(codeset, *wide, character)) return false;
+        // A precision ends before a character, never within one.
         if (character.count > limit) return true;
         each(character);
         limit -= character.count;

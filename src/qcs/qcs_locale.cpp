@@ -37,7 +37,7 @@ class Locales {
         auto const known = std::find(names.begin(), names.end(), name);
         if (known != names.end()) return static_cast<qcs_loc_handle>(known - names.begin()) + 1;
         if (names.size() == slots.size()) return 0;
-        // Before the locale is made: nothing behind it may fail, or it would be lost.
+        // Before the locale is made, which a failure to grow would lose.
         names.reserve(names.size() + 1);
         locale_t const made = newlocale(LC_ALL_MASK, name.c_str(), nullptr);
         if (made == nullptr) return 0;

@@ -99,7 +99,7 @@ void ZStanzaFileProperties::addValues(char const* stanza, char const* key, ZArra
     for (char const* const text : {stanza, key})
         zfc::config::require(text, sourceName, __LINE__);
     ZArrayList const texts = localTexts(values);
-    // All before the first is added: a list is taken whole or not at all.
+    // All before the first is added: a list is not refused in its midst.
     for (unsigned int i = 0; i < texts.size(); ++i) {
         if (!ZPCategoryBasedCache::isStorableValue(key, textAt(texts, i), obfuscated))
             zraise(ZInvalidParameterException(), sourceName, __LINE__);
@@ -170,8 +170,8 @@ void ZStanzaFileProperties::getItems(ZStzFileItem* items, int count) const {
     for (int i = 0; i < count; ++i)
         clearAnswer(items[i]);
     ZPropResourceLock const hold(propLock);
+    // All under one lock, so that the answers are of one state of the file.
     for (int i = 0; i < count; ++i)
-        // All under one lock, so that the answers are of one state of the file.
         answer(items[i]);
 }
 

@@ -26,7 +26,6 @@ struct ZProperties::Editing {
                     char const* stanza, char const* key, Change change) {
         {
             ZPropResourceLock const hold(object.propLock);
-            // What it throws leaves the object as it was, not modified, and nobody is told.
             if (!change(*object.cache)) return;
             object.modified = 1;
             if (object.loading != 0) return;

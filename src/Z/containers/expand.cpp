@@ -35,7 +35,7 @@ class Expansion {
     [[nodiscard]] bool isOutOfMemory() const { return status == Z_MEM_ERROR; }
     /// It stopped for nothing but the end of the block.
     [[nodiscard]] bool needsRoom() const {
-        // True before the first step too. Z_BUF_ERROR comes when the block was just filled before.
+        // True before the first step too, when there is no block yet.
         return (status == Z_OK || status == Z_BUF_ERROR) && stream.avail_out == 0;
     }
 

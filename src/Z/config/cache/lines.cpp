@@ -68,7 +68,7 @@ void Lines::removeKey(Key const& key) {
 // ------------------------------------------------------------------------------------- reading
 
 void Lines::startAppending() {
-    // What is read goes to its end without being noted there.
+    // What is read next goes to that stanza and is not noted there.
     if (lastPlacedStanza() != none) templates.erase(lastPlacedStanza());
 }
 

@@ -72,7 +72,7 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     ZAbstractMutableString& operator=(ZAbstractMutableString const& other);
     using ZAbstractString::operator=;
     ZAbstractMutableString& operator=(char c);
-    /// Decimal text.
+    /// Sets the number as decimal text.
     ZAbstractMutableString& operator=(int number);
     ZAbstractMutableString& operator=(unsigned int number);
     ZAbstractMutableString& operator=(long number);
@@ -111,7 +111,7 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     /// `to`; a null `set` is empty. In one pass: what `to` brings in is not looked at again.
     ZAbstractMutableString& replaceNoneOf(ZStringIterator& elements, char const* set,
                                           char const* to);
-    /// stripLeading() and stripTrailing().
+    /// Removes white space at both ends, as stripLeading() and stripTrailing() do.
     ZAbstractMutableString& stripWhiteSpace();
     /// Case mapping in place, in this string's codeset; a character whose other case has another
     /// byte length stays.

@@ -138,7 +138,7 @@ class ZFC_API ZBooleanCondition : public ZCondition {
     int wait() override;
     int wait(long seconds, int& timedOut) override;
     int wait(timespec& deadline, int& timedOut) override;
-    /// setCondition(1): a wait whose deadline passed ends with the predicate true.
+    /// Calls setCondition(1): a wait whose deadline passed ends with the predicate true.
     void waitTimedOut() override;
     /// Makes the predicate 0.
     virtual void initCondition();

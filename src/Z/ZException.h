@@ -32,9 +32,10 @@ class ZFC_API ZException : public ZObject {
     [[nodiscard]] ZObject* clone() const override = 0;
     /// Records the place of a throw; only the latest is kept. `source` is a static string or null.
     virtual void addLocation(char const* source, unsigned long sourceLine);
+    // Layout: an index and a count, though one place is all that is kept: both have their slots.
     /// Stores the recorded place, whatever the index, and returns 1.
     virtual int location(int index, char const*& source, int& sourceLine) const;
-    /// Always 1.
+    /// Returns 1 always.
     [[nodiscard]] virtual int locationCount() const;
     /// The recorded source file; null before addLocation().
     [[nodiscard]] virtual char const* who() const;

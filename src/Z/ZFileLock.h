@@ -99,7 +99,7 @@ class ZFC_API ZAbstractProcessReadWriteFileLock : public ZAbstractProcessReadWri
     /// 34) with the system's code, ZInvalidResourceStateException (message 32) for a number that is
     /// no state.
     virtual void lockFileRange(zlockstate mode, unsigned int start, unsigned int length) = 0;
-    /// lockFileRange() to zlockUnset.
+    /// As lockFileRange() with zlockUnset: gives the range up.
     virtual void unlockFileRange(unsigned int start, unsigned int length) = 0;
     /// Reads the file's number to `*number`, which keeps its value when the file is empty. Throws
     /// as readBytes().

@@ -47,7 +47,7 @@ class ZFC_API ZAbstractFileMap {
 
     ZLCString fileName;       // the path
     zmapmode mode;            // what the memory may be used for
-    int flags;                // the constructor's; without meaning on POSIX
+    int flags;                // the constructor's. Layout: without meaning on POSIX
     void* address = nullptr;  // the mapping; null when there is none
     unsigned int length = 0;  // its bytes; without meaning when there is none
 };

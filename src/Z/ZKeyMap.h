@@ -87,7 +87,7 @@ class ZFC_API ZKeyEntry : public ZObject {
     ZObject* key;                        // may be null; owned when `copy` is not 0
     ZObject* value;                      // likewise
     int copy;                            // non-zero: key and value are the entry's own clones
-    mutable unsigned int hashValue = 0;  // low 32 bits of the key's hash; 0 before hash()
+    mutable unsigned int hashValue = 0;  // Layout: 32 bits of the key's hash; 0 before hash()
 };
 
 /// A hash map of ZKeyEntry.

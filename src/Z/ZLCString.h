@@ -22,14 +22,14 @@ class ZFC_API ZLCString : public ZAbstractMutableString {
     /// At most `maxLength` bytes of `text`.
     ZLCString(char const* text, unsigned int maxLength) : ZAbstractMutableString(text, maxLength) {}
     explicit ZLCString(char c) : ZAbstractMutableString(c) {}
-    /// Decimal text.
+    /// The number as decimal text.
     explicit ZLCString(int number) : ZAbstractMutableString(number) {}
     explicit ZLCString(unsigned int number) : ZAbstractMutableString(number) {}
     explicit ZLCString(long number) : ZAbstractMutableString(number) {}
     explicit ZLCString(unsigned long number) : ZAbstractMutableString(number) {}
     ZLCString(ZLCString const& other) = default;
     ZLCString(ZLCString&& other) noexcept = default;
-    /// Any string, of either family.
+    /// Takes any string, of either family.
     ZLCString(ZAbstractString const& other) { setChars(other); }
 
     // in slot order: do not sort
@@ -73,7 +73,7 @@ class ZFC_API ZLCString : public ZAbstractMutableString {
         ZAbstractMutableString::operator=(c);
         return *this;
     }
-    /// Decimal text.
+    /// Sets the number as decimal text.
     ZLCString& operator=(int number) {
         ZAbstractMutableString::operator=(number);
         return *this;

@@ -20,6 +20,7 @@ class ZZException;
 class ZFC_API ZMessageService {
   public:
     // in slot order: do not sort
+    // Layout: six texts beside their count, where an array would do, because the slots are such.
     /// Reports message `number` of the site `file`, `line` with the first `count` of six texts. A
     /// negative count counts as 0, one above six as 6. Texts may be null.
     virtual void outputMessage(char const* file, int line, int number, int count,

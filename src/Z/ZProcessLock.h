@@ -122,7 +122,7 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     /// Whether unlock() will advance the number: 1 from when write or protect was taken on, else 0.
     [[nodiscard]] int getUpdate() const override;
     void setUpdate(int newUpdate) override;
-    /// lock(zlockRead), lock(zlockWrite), lock(zlockProtect).
+    /// As lock() with zlockRead, with zlockWrite, with zlockProtect.
     void readLock() override;
     void writeLock() override;
     void readWithIntentToWriteLock() override;
@@ -155,7 +155,7 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     /// wait for them; among such waiters there is no order. Telling the observers is not limited.
     /// Throws ZInvalidParameterException (message 22) for a state that is not a mode.
     [[nodiscard]] bool lockFor(zlockstate requested, long milliseconds);
-    /// lockFor() without waiting.
+    /// As lockFor(), but without waiting.
     [[nodiscard]] bool tryLock(zlockstate requested) { return lockFor(requested, 0); }
     [[nodiscard]] bool tryReadLock() { return tryLock(zlockRead); }
     [[nodiscard]] bool tryWriteLock() { return tryLock(zlockWrite); }
@@ -201,7 +201,7 @@ class ZFC_API ZStubProcessReadWriteLock : public ZAbstractProcessReadWriteLock {
     ~ZStubProcessReadWriteLock() override;
     /// A lock of the same name that is not held.
     [[nodiscard]] ZObject* clone() const override;
-    /// writeLock().
+    /// As writeLock().
     void lock() override;
     /// Takes the lock in a mode; zlockUnset ends the calling thread's hold. Throws
     /// ZInvalidParameterException (message 22) for a number that is no state.

@@ -225,9 +225,10 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     /// without one takes the name, and where there is no name at all raises
     /// ZInvalidParameterException (message 22).
     ///
-    /// ZPropertiesIOException (message 43): "fopen(r)" (no regular file counts too), "fcntl()" for
-    /// a lock that is taken, "fread()"; with the companion file's name "mapFile()".
-    /// ZPropertiesInvalidDataException (message 44): the first line that is not of the format.
+    /// A file that cannot be used raises ZPropertiesIOException (message 43) with "fopen(r)" (no
+    /// regular file counts too), with "fcntl()" for a lock that is taken, with "fread()", or with
+    /// the companion file's name and "mapFile()". The first line that is not of the format raises
+    /// ZPropertiesInvalidDataException (message 44).
     /// What was read before a failure stays in the cache, and then store() to that file raises the
     /// same failure again until a load of it or a reload() has succeeded: a half-read file is never
     /// written back.
@@ -240,14 +241,16 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     /// and flushes both to the device. Null and empty as for load(); an object that has no name
     /// takes this one when it was stored. A file whose bytes would not change is not written.
     ///
-    /// ZPropertiesIOException (message 43): "access()" with the file or directory that denies it,
-    /// "fopen(r+)", "fcntl()" for a lock that is taken, "fread()", "fallocate()" for no space,
-    /// "write()" (EFBIG for a file size limit), "ftruncate()", "fsync()"; with the companion file's
-    /// name also "fopen(w)", for one that exists and was neither read nor written by this object or
-    /// is no regular file, and "unlink()". ZPropertiesInvalidDataException (message 44): a line
-    /// that no reader would get back whole. Whatever fails, the object still counts as modified,
-    /// and the files hold their old bytes, as far as the device lets them be put back; but where
-    /// "unlink()" fails, for a companion that is needed no more, the file itself is stored.
+    /// What fails raises ZPropertiesIOException (message 43) with its operation: "access()" with
+    /// the file or directory that denies it, "fopen(r+)", "fcntl()" for a lock that is taken,
+    /// "fread()", "fallocate()" for no space, "write()" (EFBIG for a file size limit),
+    /// "ftruncate()", "fsync()"; with the companion file's name also "fopen(w)", for one that
+    /// exists and was neither read nor written by this object or is no regular file, and
+    /// "unlink()". A line that no reader would get back whole raises
+    /// ZPropertiesInvalidDataException (message 44). Whatever fails, the object still counts as
+    /// modified, and the files hold their old bytes, as far as the device lets them be put back;
+    /// but where "unlink()" fails, for a companion that is needed no more, the file itself is
+    /// stored.
     virtual void store(char const* file = nullptr);
     void list() const override;
     void setValue(char const* stanza, char const* key, char const* value, int obfuscated) override;

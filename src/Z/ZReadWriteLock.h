@@ -90,14 +90,16 @@ class ZFC_API ZAbstractReadWriteLock : public ZObject,
 
     // in slot order: do not sort
     ~ZAbstractReadWriteLock() override;
-    /// lock(zlockWrite).
+    /// As lock(zlockWrite).
     void lock() override;
     void lock(zlockstate state) override = 0;
-    /// "unset", "read", "protect" or "write"; null for another value.
+    /// The name of a state: "unset", "read", "protect" or "write"; null for another value.
     [[nodiscard]] virtual char const* getLockStateName(zlockstate state) const;
+    // Layout: isCurrent(), unlock(int), getUpdate() and setUpdate() are slots for locks across
+    // processes, which guard data that others change.
     /// Non-zero while the data that the lock guards is what this process knows; here always 1.
     [[nodiscard]] virtual int isCurrent() const;
-    /// unlock(getUpdate()).
+    /// As unlock(getUpdate()).
     void unlock() override;
     /// Releases the lock; with `update` not 0 shared data counts as changed. Does nothing here.
     virtual void unlock(int update);

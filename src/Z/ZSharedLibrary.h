@@ -97,12 +97,12 @@ class ZFC_API ZSharedLibrary : public ZAbstractSharedLibrary {
     /// they are its own. For the next load; as long as no resolution is set, the flags can become
     /// 0 and then stand for the default mode, which is global.
     void setLocalScope(int local);
-    /// Always 0.
+    /// Returns 0 always, whatever was set.
     [[nodiscard]] int getLocalScope() const;
     /// Whether functions that the library needs are looked up when first called (RTLD_LAZY, not 0)
     /// or all while it is loaded (RTLD_NOW, 0). For the next load.
     void setLazyResolution(int lazy);
-    /// 1 or 0.
+    /// Whether RTLD_LAZY is set: 1 or 0.
     [[nodiscard]] int getLazyResolution() const;
     /// Notes a failure: `err` and the loader's pending text, which is then no longer pending.
     void setLastError(int err);

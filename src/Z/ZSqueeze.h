@@ -71,7 +71,7 @@ class ZFC_API ZSqueeze {
     unsigned char* source = nullptr;  // the input, not owned; null until setSource()
     unsigned int sourceLength = 0;    // its bytes
     int level = -1;                   // level of compression
-    [[maybe_unused]] int flag = 1;    // always 1; goes along with copies
+    [[maybe_unused]] int flag = 1;    // Layout: always 1, nothing reads it
 };
 
 #endif

@@ -148,7 +148,7 @@ class ZFC_API ZSleeperThread : public ZThread {
     /// Tells the thread to exit; then, unless it is detached, waits for its end as ZThread does and
     /// calls reset().
     void waitForExit() override;
-    /// The loop.
+    /// Runs the loop: sleeps, works, and ends when the thread is told to exit.
     void run() override;
     /// The unit of work. Waking the thread meanwhile has no effect. What it throws ends the thread.
     virtual void doWork() = 0;

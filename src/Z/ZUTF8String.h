@@ -22,14 +22,14 @@ class ZFC_API ZUTF8String : public ZAbstractMutableString {
     ZUTF8String(char const* text, unsigned int maxLength)
         : ZAbstractMutableString(text, maxLength) {}
     explicit ZUTF8String(char c) : ZAbstractMutableString(c) {}
-    /// Decimal text.
+    /// The number as decimal text.
     explicit ZUTF8String(int number) : ZAbstractMutableString(number) {}
     explicit ZUTF8String(unsigned int number) : ZAbstractMutableString(number) {}
     explicit ZUTF8String(long number) : ZAbstractMutableString(number) {}
     explicit ZUTF8String(unsigned long number) : ZAbstractMutableString(number) {}
     ZUTF8String(ZUTF8String const& other) = default;
     ZUTF8String(ZUTF8String&& other) noexcept = default;
-    /// Any string, of either family.
+    /// Takes any string, of either family.
     ZUTF8String(ZAbstractString const& other) { setChars(other); }
 
     // in slot order: do not sort
@@ -83,7 +83,7 @@ class ZFC_API ZUTF8String : public ZAbstractMutableString {
         ZAbstractMutableString::operator=(c);
         return *this;
     }
-    /// Decimal text.
+    /// Sets the number as decimal text.
     ZUTF8String& operator=(int number) {
         ZAbstractMutableString::operator=(number);
         return *this;

@@ -103,10 +103,10 @@ typedef struct ZFormatContext {
     int specCount;
     ZFormatArg inlineArgs[ZFORMAT_INLINE_ARGS];
     ZFormatArg* args;  ///< inlineArgs or a heap block
-    int reserved;
+    int reserved;      ///< Layout: 0, nothing reads it
     char const* format;
     ZCodesetHandle codeset;
-    int reservedLast;
+    int reservedLast;  ///< Layout: likewise
 } ZFormatContext;
 
 /// Reads `format` and fetches its arguments into `*ctx`, for zvsnprintf_render() as often as

@@ -30,6 +30,7 @@ Character lookAt(Codec const& codec, Side const& side) {
 
 int compareBytes(Side const& a, Side const& b) {
     if (a.ended() || b.ended()) return static_cast<int>(b.ended()) - static_cast<int>(a.ended());
+    // It ends at a NUL by itself, so `left` may say more than there is.
     return strncmp(a.at, b.at, std::min(a.left, b.left));
 }
 
@@ -40,7 +41,10 @@ int compareIgnoringCase(Codec const& codec, Side a, Side b) {
         Character const first = lookAt(codec, a);
         Character const second = lookAt(codec, b);
         if (first.length == 0 || second.length == 0) return compareBytes(a, b);
+        // Mostly the same in both texts, and then no case has to be looked up.
         if (first.code != second.code) {
+            // By lower case, as POSIX has it for strcasecmp(): it decides how letters stand to "_"
+            // and "[".
             CodePoint const lowerFirst = lowerCase(first.code);
             CodePoint const lowerSecond = lowerCase(second.code);
             if (lowerFirst != lowerSecond) return lowerFirst < lowerSecond ? -1 : 1;
@@ -66,7 +70,10 @@ void mapCase(Codec const& codec, char* s, CaseMapping mapping) {
     for (Walk<Codec> walk(codec, s); walk; walk.step()) {
         CodePoint const other = mapping(walk.code());
         if (other == walk.code()) continue;
+        // Another length would move the text behind, which has no room for it; 0: the codeset lacks
+        // it.
         if (codec.encode(other, mapped.data()) != walk.length()) continue;
+        // The walk has read this character and its length stays, so it may change under it.
         memcpy(s + (walk.place() - s), mapped.data(), walk.length());
     }
 }

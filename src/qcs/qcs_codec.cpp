@@ -13,7 +13,9 @@ bool isUtf8(char const* p, std::size_t n) {
 }
 
 void EncodingMap::set(CodePoint code, PackedBytes bytes) {
+    // Stays valid below: the pages move when they grow, their numbers do not.
     std::uint16_t& page = pageOf[code >> 8];
+    // Page 0 stands for all that is empty, and is never written.
     if (page == 0) {
         pages.emplace_back().fill(0);
         page = static_cast<std::uint16_t>(pages.size() - 1);
@@ -22,6 +24,7 @@ void EncodingMap::set(CodePoint code, PackedBytes bytes) {
 }
 
 std::array<char, 4> FourByteBlock::bytesOf(std::uint32_t index) {
+    // 12600 = 10 * 126 * 10 characters share a first byte, 1260 of them a second one.
     return {static_cast<char>(0x81 + index / 12600), static_cast<char>(0x30 + index / 1260 % 10),
             static_cast<char>(0x81 + index / 10 % 126), static_cast<char>(0x30 + index % 10)};
 }
@@ -31,10 +34,12 @@ Character FourByteBlock::decode(char const* p, std::size_t n) const {
     static constexpr std::array<unsigned, 4> base{126, 10, 126, 10};
     std::uint32_t index = 0;
     for (std::size_t i = 0; i < 4; ++i) {
+        // Unsigned: a byte below the first one of its place becomes a great number, and no digit.
         unsigned const digit = i < n ? static_cast<unsigned char>(p[i]) - first[i] : base[i];
         if (digit >= base[i]) return malformed;
         index = index * base[i] + digit;
     }
+    // Between the two parts there are characters of no code point; they are malformed.
     if (index < bmpCount) return bmp[index] == 0 ? malformed : Character{bmp[index], 4};
     CodePoint const code = index - supplementaryStart + 0x10000;
     return index < supplementaryStart || code > lastCodePoint ? malformed : Character{code, 4};
@@ -47,10 +52,12 @@ unsigned FourByteBlock::encodeSupplementary(CodePoint code, char* out) {
 }
 
 unsigned TableCodec::encode(CodePoint code, char* out) const {
+    // Packed bytes of 0 are none, so NUL has no entry in the map.
     if (code == 0) {
         *out = 0;
         return 1;
     }
+    // The map ends there; above are clusters and undefined bytes, which stand for no code point.
     if (code > lastCodePoint) return 0;
     PackedBytes const bytes = encoding.find(code);
     if (bytes == 0 && code > 0xFFFF && !fourByte.bmp.empty())
@@ -58,6 +65,7 @@ unsigned TableCodec::encode(CodePoint code, char* out) const {
     unsigned length = 0;
     for (unsigned shift = 32; shift > 0; shift -= 8) {
         auto const byte = static_cast<unsigned char>(bytes >> (shift - 8));
+        // Leading zeros are no bytes of the character, see PackedBytes.
         if (byte != 0 || length != 0) out[length++] = static_cast<char>(byte);
     }
     return length;

@@ -35,6 +35,7 @@ inline std::size_t asciiRun(char const* p, std::size_t n) {
     constexpr std::uint64_t highBits = 0x8080808080808080U;
     std::size_t run = 0;
     for (std::uint64_t word = 0; n - run >= sizeof word; run += sizeof word) {
+        // Text is aligned to nothing; the copy becomes one load.
         std::memcpy(&word, p + run, sizeof word);
         if ((word & highBits) != 0) break;
     }
@@ -53,10 +54,11 @@ class Utf8Codec {
     static Character decode(char const* p, std::size_t n) {
         auto const lead = static_cast<unsigned char>(*p);
         if (lead < 0x80) return {lead, 1};
+        // Trail bytes, and the 0xC0 and 0xC1 of overlong forms.
         if (lead < 0xC2) return malformed;
         if (lead < 0xE0) return decodeTwo(p, n);
         if (lead < 0xF0) return decodeThree(p, n);
-        return lead < 0xF5 ? decodeFour(p, n) : malformed;
+        return lead < 0xF5 ? decodeFour(p, n) : malformed;  // from 0xF5 on: beyond U+10FFFF
     }
 
     /// Writes `code`, at most `lastCodePoint` and no surrogate; the bytes written.
@@ -68,6 +70,7 @@ class Utf8Codec {
         unsigned const length = code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
         for (unsigned i = length - 1; i > 0; --i, code >>= 6)
             out[i] = static_cast<char>(0x80 | (code & 0x3F));
+        // As many leading ones as there are bytes.
         out[0] = static_cast<char>((0xF00U >> length & 0xFF) | code);
         return length;
     }
@@ -83,8 +86,10 @@ class Utf8Codec {
         return {bits(p[0], 0x1F) << 6 | bits(p[1], 0x3F), 2};
     }
     static Character decodeThree(char const* p, std::size_t n) {
+        // In this order, here and below: a NUL is no trail byte, and nothing behind it is read.
         if (n < 3 || !isTrail(p[1]) || !isTrail(p[2])) return malformed;
         CodePoint const code = bits(p[0], 0x0F) << 12 | bits(p[1], 0x3F) << 6 | bits(p[2], 0x3F);
+        // RFC 3629 forbids both: overlong forms would slip past searches for the short one.
         return code < 0x800 || isSurrogate(code) ? malformed : Character{code, 3};
     }
     static Character decodeFour(char const* p, std::size_t n) {
@@ -154,6 +159,7 @@ class TableCodec {
         for (unsigned length = 1;; ++length) {
             if ((entry & branchFlag) == 0) return {entry, length};
             if (entry >= fourByteEntry) break;
+            // A NUL needs no check of its own: no node has an entry for it but the first.
             if (length >= n) return malformed;
             entry = nodes[entry & ~branchFlag][static_cast<unsigned char>(p[length])];
         }

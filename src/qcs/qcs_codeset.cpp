@@ -20,6 +20,7 @@ class Registry {
     qcs_cs_handle acquire(char const* name) {
         std::lock_guard<std::mutex> const guard(mutex);
         qcs_cs_handle const cs = handleOf(name);
+        // Relaxed: slots are filled under this mutex.
         if (cs != 0) slots[cs - 1].load(std::memory_order_relaxed)->references.fetch_add(1);
         return cs;
     }
@@ -28,6 +29,7 @@ class Registry {
         std::lock_guard<std::mutex> const guard(mutex);
         if (cs == 0 || cs > used) return;
         auto& references = slots[cs - 1].load(std::memory_order_relaxed)->references;
+        // Freed once too often it stays none; wrapped, it could not be freed any more.
         if (references.load() > 0) references.fetch_sub(1);
     }
 
@@ -37,6 +39,7 @@ class Registry {
         auto const known = handles.find(canonical);
         if (known != handles.end()) return known->second;
         qcs_cs_handle cs = make(canonical);
+        // iconv may know it by the name that was asked for alone.
         if (cs == 0 && canonical != name) cs = make(name);
         if (cs != 0) handles.emplace(canonical, cs);
         return cs;
@@ -46,6 +49,8 @@ class Registry {
         if (name == "UTF-8") return add(name, nullptr);
         auto table = compileCodeset(name);
         if (table == nullptr) return 0;
+        // Two names of one codeset give one handle: strings take different handles for foreign
+        // text.
         for (qcs_cs_handle cs = 1; cs <= used; ++cs) {
             Codeset const* const other = slots[cs - 1].load(std::memory_order_relaxed);
             if (other->table != nullptr && other->table->decodesAs(*table)) return cs;
@@ -58,6 +63,7 @@ class Registry {
         auto codeset = std::make_unique<Codeset>();
         codeset->iconvName = name;
         codeset->table = std::move(table);
+        // Complete before findCodeset(), which takes no lock, can see it.
         slots[used++].store(codeset.release(), std::memory_order_release);
         return used;
     }
@@ -78,6 +84,7 @@ Codeset const* findCodeset(qcs_cs_handle cs) {
     if (cs == 0 || cs > slots.size()) return nullptr;
     Codeset const* const codeset = slots[cs - 1].load(std::memory_order_acquire);
     bool const isHeld =
+        // Relaxed: the count vouches for no other memory, the tables stay anyway.
         codeset != nullptr && codeset->references.load(std::memory_order_relaxed) > 0;
     return isHeld ? codeset : nullptr;
 }

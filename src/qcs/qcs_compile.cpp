@@ -77,9 +77,11 @@ Probe probe(Conversion& conversion, Prefix const& sequence) {
     std::size_t outLen = sizeof result.codes;
     int const error = conversion.run(in, inLen, out, outLen);
     std::size_t const atOnce = outLen;
+    // After errors too: the next probe begins in the initial state.
     int const endError = conversion.finish(out, outLen);
     result.count = (sizeof result.codes - outLen) / sizeof(char32_t);
     result.heldBack = atOnce != outLen;
+    // What gave something already is a character with something behind it, no beginning of one.
     if (error == EINVAL && atOnce == sizeof result.codes) result.kind = Probe::Kind::incomplete;
     if (error == 0 && endError == 0 && result.count > 0) result.kind = Probe::Kind::character;
     return result;
@@ -126,6 +128,7 @@ bool mustBeAscii(unsigned byte) {
 }
 
 bool Compiler::addAscii() {
+    // The first node is the root, where decode() begins.
     codec->nodes.emplace_back().fill(TableCodec::invalidEntry);
     for (unsigned byte = 0; byte < 0x80; ++byte) {
         Probe const found = probe(decoding, Prefix{}.with(byte));
@@ -139,6 +142,7 @@ bool Compiler::addAscii() {
 }
 
 std::uint32_t Compiler::entryFor(Prefix const& sequence) {
+    // Once beyond, the recursion goes home without asking iconv any more.
     isBeyondTables = isBeyondTables || ++probes > maxProbes;
     if (isBeyondTables) return TableCodec::invalidEntry;
     Probe const found = probe(decoding, sequence);
@@ -153,6 +157,7 @@ std::uint32_t Compiler::entryFor(Prefix const& sequence) {
 std::uint32_t Compiler::branchFor(Prefix const& prefix) {
     isBeyondTables = isBeyondTables || prefix.length == longestCharacter;
     if (isBeyondTables) return TableCodec::invalidEntry;
+    // Its own until it is full: the recursion adds nodes, which moves those in the vector.
     TableCodec::Node node;
     node.fill(TableCodec::invalidEntry);
     // A NUL is never part of a character, whatever iconv says: it ends the text. In characters of
@@ -160,6 +165,7 @@ std::uint32_t Compiler::branchFor(Prefix const& prefix) {
     for (unsigned byte = prefix.length < 2 ? 1 : 0x80; byte < 256; ++byte)
         node[byte] = entryFor(prefix.with(byte));
     auto const isEmpty = [](std::uint32_t entry) { return entry == TableCodec::invalidEntry; };
+    // Dropped, or `longest` would count bytes that no character has.
     if (std::all_of(node.begin(), node.end(), isEmpty)) return TableCodec::invalidEntry;
     codec->nodes.push_back(node);
     codec->longest = std::max(codec->longest, prefix.length + 1);
@@ -170,7 +176,9 @@ std::uint32_t Compiler::addCharacter(Probe const& found, PackedBytes bytes) {
     if (found.heldBack || found.count > 1) codec->composes = true;
     if (found.count > 1) return TableCodec::firstCluster + clusters++;
     auto const code = static_cast<CodePoint>(found.codes[0]);
+    // iconv need not be strict about what wide characters can be.
     if (code > lastCodePoint || isSurrogate(code)) return TableCodec::invalidEntry;
+    // The first one stands until settlePreferences() knows better.
     if (codec->encoding.find(code) != 0)
         ambiguous.push_back(code);
     else if (code != 0)
@@ -203,6 +211,7 @@ void Compiler::addFourByteBlock() {
 /// Where several byte sequences are one code point, iconv knows which of them is written.
 void Compiler::settlePreferences() {
     if (ambiguous.empty()) return;
+    // Searches by bytes would miss the other spellings.
     codec->hasSynonyms = true;
     Conversion encoding(iconvName.c_str(), wideName);
     for (CodePoint const code : ambiguous) {

@@ -62,6 +62,7 @@ template <class From, class To>
 Outcome convert(From const& from, To const& to, bool sameAscii, Source in, Sink& out) {
     std::array<char, longestCharacter> bytes{};
     while (in.size() > 0) {
+        // Most text by far: whole runs of it are copied, not decoded.
         bool const ascii = sameAscii && static_cast<unsigned char>(*in.data()) < 0x80;
         if (ascii && !moveAscii(in, out)) return Outcome::failed;
         if (ascii) continue;
@@ -81,6 +82,7 @@ int copyUtf8(Source in, Sink out) {
 
 int tablesToUtf8(Codeset const& codeset, Source in, char* out, std::size_t outLen) {
     auto const& table = *codeset.table;
+    // Joined characters come out only when their neighbours are seen, which tables do not do.
     if (table.composes)
         return convertByIconv("UTF-8", codeset.iconvName.c_str(), in.data(), in.size(), out,
                               outLen);
@@ -97,13 +99,16 @@ int tablesFromUtf8(Codeset const& codeset, Source in, char* out, std::size_t out
     Outcome outcome = Outcome::lacking;
     if (!table.composes) outcome = convert(Utf8Codec(), table, table.asciiExact, in, sink);
     if (outcome == Outcome::done) return sink.written();
+    // What lies behind the character that is lacking has not been looked at, and iconv has rules of
+    // its own for what is malformed.
     if (outcome == Outcome::failed || !isUtf8(in.data(), in.size())) return -1;
+    // From the beginning again, over what the tables have written.
     return convertByIconv(codeset.iconvName.c_str(), "UTF-8", in.data(), in.size(), out, outLen);
 }
 
 /// The substitute, as above, for a single character.
 int substitute(Codeset const& codeset, CodePoint code, char* out) {
-    constexpr std::size_t room = 8;
+    constexpr std::size_t room = 8;  // what qcs_wctomb() asks of its caller
     std::array<char, longestCharacter> utf8{};
     unsigned const length = Utf8Codec::encode(code, utf8.data());
     return convertByIconv(codeset.iconvName.c_str(), "UTF-8", utf8.data(), length, out, room);
@@ -114,6 +119,7 @@ int convertText(qcs_cs_handle cs, char const* in, unsigned inLen, char* out, uns
                 Convert&& byTables) {
     Codeset const* const codeset = findCodeset(cs);
     if (codeset == nullptr) return -1;
+    // The handle comes before this: with one that is none even empty text fails.
     if (in == nullptr || inLen == 0) return 0;
     if (out == nullptr) return -1;
     Source const source(in, inLen);
@@ -147,6 +153,7 @@ int qcs_mblen(qcs_cs_handle cs, char const* p, unsigned int n) {
 int qcs_mbtowc(qcs_cs_handle cs, qcs_wchar* wide, char const* p, unsigned int n) {
     bool const isEnd = p == nullptr || n == 0 || *p == 0;
     qcs::Character const here = isEnd ? qcs::Character{0, 0} : qcs::decodeAt(cs, p, n);
+    // A cluster's code is above too: it has no wide form.
     if (!isEnd && (here.length == 0 || here.code > 0xFFFF)) return -1;
     if (wide != nullptr) *wide = static_cast<qcs_wchar>(here.code);
     return static_cast<int>(here.length);

@@ -37,6 +37,7 @@ class Locales {
         auto const known = std::find(names.begin(), names.end(), name);
         if (known != names.end()) return static_cast<qcs_loc_handle>(known - names.begin()) + 1;
         if (names.size() == slots.size()) return 0;
+        // Before the locale is made, which a failure to grow would lose.
         names.reserve(names.size() + 1);
         locale_t const made = newlocale(LC_ALL_MASK, name.c_str(), nullptr);
         if (made == nullptr) return 0;
@@ -86,7 +87,9 @@ locale_t characterLocale() {
 }
 
 CodePoint upperCase(CodePoint code) {
+    // Most text, and spares the call.
     if (code < 0x80) return code >= 'a' && code <= 'z' ? code - 'a' + 'A' : code;
+    // Undefined bytes and clusters are no code points: the system must not be asked about them.
     if (code > lastCodePoint) return code;
     return static_cast<CodePoint>(towupper_l(static_cast<wint_t>(code), characterLocale()));
 }

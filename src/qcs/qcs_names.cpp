@@ -109,6 +109,7 @@ bool isAlnum(char c) {
 std::string nameKey(std::string_view name) {
     std::string key;
     for (char const c : name) {
+        // Not tolower(): in Turkish locales the small letter of I is another.
         if (isAlnum(c)) key += static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
     }
     return key;
@@ -144,6 +145,7 @@ class File {
     [[nodiscard]] std::string content(std::size_t limit) const {
         std::string bytes;
         std::array<char, 4096> block{};
+        // By reading, not by the size that fstat() tells: the file may grow meanwhile.
         while (bytes.size() <= limit) {
             ssize_t const got = read(descriptor, block.data(), block.size());
             if (got == 0) return bytes;
@@ -203,7 +205,9 @@ void AliasTable::addLine(std::string_view line) {
     std::string_view const kind = takeWord(line);
     std::string_view const alias = takeWord(line);
     std::string_view const name = takeWord(line);
+    // A fourth word makes it a line of another form.
     if (!isName(alias) || !isName(name) || !takeWord(line).empty()) return;
+    // Of two lines for one alias the first counts.
     if (kind == "codeset") codesets.emplace(nameKey(alias), name);
     if (kind == "locale") locales.emplace(nameKey(alias), name);
 }
@@ -293,10 +297,12 @@ bool isName(std::string_view text) {
 }
 
 std::string canonicalCodeset(std::string_view name) {
+    // Built-in names first: for them no file is read.
     std::string builtIn = builtInCodeset(nameKey(name));
     if (!builtIn.empty()) return builtIn;
     std::string const alias = aliases().codeset(name);
     if (alias.empty()) return std::string(name);
+    // Not as an alias again: two lines could lead to each other for ever.
     std::string const known = builtInCodeset(nameKey(alias));
     return known.empty() ? alias : known;
 }
@@ -312,6 +318,7 @@ std::string canonicalLocale(std::string_view name) {
 }
 
 std::string environmentLocale() {
+    // The order of POSIX, where an empty one counts as not set.
     for (char const* const variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
         char const* const value = getenv(variable);
         if (value != nullptr && *value != 0) return isLocaleName(value) ? value : "C";
@@ -322,6 +329,7 @@ std::string environmentLocale() {
 std::string environmentCodeset() {
     std::string const name = environmentLocale();
     std::string const canonical = canonicalLocale(name);
+    // As spelled first: a system may have the locale under that spelling alone.
     std::string codeset = systemCodeset(name);
     if (codeset.empty()) codeset = systemCodeset(canonical);
     if (codeset.empty()) codeset = splitLocale(canonical).codeset;

@@ -25,6 +25,7 @@ unsigned countCharacters(Codec const& codec, char const* s) {
     char const* const end = s + strlen(s);
     unsigned count = 0;
     for (;;) {
+        // An ASCII byte is a character, in all codesets.
         auto const run = static_cast<unsigned>(asciiRun(s, static_cast<std::size_t>(end - s)));
         count += run;
         Walk<Codec> const walk(codec, s + run);
@@ -38,10 +39,13 @@ unsigned countCharacters(Codec const& codec, char const* s) {
 template <class Codec>
 char const* findText(Codec const& codec, char const* s, char const* sub) {
     char const* const subEnd = sub + strlen(sub);
+    // Malformed: there are no characters to look for.
     if (walkTo(codec, sub, subEnd) != subEnd) return nullptr;
     char const* hit = strstr(s, sub);
     while (hit != nullptr) {
+        // On from where the last walk ended, so that many false hits do not make it quadratic.
         s = walkTo(codec, s, hit);
+        // Past the hit: it began within a character.
         if (s == nullptr || s == hit) return s;
         hit = strstr(s, sub);
     }
@@ -61,6 +65,8 @@ char const* findLast(Codec const& codec, char const* s, CodePoint code) {
 template <class Codec>
 char const* findFirst(Codec const& codec, char const* s, CodePoint code) {
     std::array<char, longestCharacter + 1> bytes{};
+    // strstr() is the fastest search there is; where a character has several spellings, it would
+    // find one.
     if (code != 0 && codec.isOneToOne())
         return codec.encode(code, bytes.data()) > 0 ? findText(codec, s, bytes.data()) : nullptr;
     Walk<Codec> walk(codec, s);
@@ -106,6 +112,7 @@ char* takeToken(Codec const& codec, char*& rest, char const* delims) {
     CharacterSet<Codec> const set(codec, delims);
     char* const token = writable(skip(codec, rest, set, In::set));
     char const* const end = skip(codec, token, set, In::complement);
+    // Looked at before its first byte becomes the NUL.
     Walk<Codec> const delimiter(codec, end);
     rest = writable(end);
     if (delimiter) {
@@ -123,6 +130,8 @@ std::size_t wholeBytes(Codec const& codec, char const* s, std::size_t n) {
     std::size_t const length = strnlen(s, n);
     std::size_t taken = asciiRun(s, length);
     while (taken < length) {
+        // The walk may look beyond `n`, never beyond the NUL: only so a cut character is known as
+        // one.
         std::size_t const next = std::max(Walk<Codec>(codec, s + taken).length(), 1U);
         if (next > length - taken) break;
         taken += next;

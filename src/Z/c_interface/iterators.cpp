@@ -22,6 +22,7 @@ class HandedOut {
   public:
     char const* give(char const* text) {
         if (text == nullptr) return nullptr;
+        // Asked again and again, a value takes memory once.
         if (texts.size() == 0 || std::strcmp(last(), text) != 0) {
             ZLCString copy(text);
             texts.add(&copy);
@@ -101,6 +102,7 @@ struct ZPROP_stzvalue_iter_handle : ZPROP_iter_handle {
 int zstzPropIter_init(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                       ZPROP_iter_handle** iterator) {
     if (iterator == nullptr) return ZPROP_INVALID_ARGUMENT;
+    // In any case: a caller that ignores the code must not have a stray pointer for a handle.
     *iterator = nullptr;
     if (!isHandle(handle) || stanza == nullptr) return ZPROP_INVALID_ARGUMENT;
     return guarded(ZPROP_INVALID_ARGUMENT, ZPROP_IO_ERROR, [&] {

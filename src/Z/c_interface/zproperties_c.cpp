@@ -28,6 +28,8 @@ char* guardedCopy(ZLCString const& text) {
     std::size_t const size = std::size_t{text.getLength()} + 1;
     auto* const block = static_cast<char*>(std::malloc(sizeof guardWord + size));
     if (block == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    // The caller has the address of the text alone: this tells zstzPropFree() that it is one of
+    // ours.
     std::memcpy(block, &guardWord, sizeof guardWord);
     std::memcpy(block + sizeof guardWord, text.getChars(), size);
     return block + sizeof guardWord;
@@ -35,6 +37,7 @@ char* guardedCopy(ZLCString const& text) {
 
 void freeText(ZStzFileItem const& item) {
     auto& text = *static_cast<char**>(item.result);
+    // Null behind it, so that freeing the same items again does nothing.
     std::free(std::exchange(text, nullptr));
 }
 
@@ -60,6 +63,7 @@ bool isOpenMode(ZPROPOpenMode const& mode) {
 
 int zstzPropOpen(ZPROP_stz_handle** handle, char const* file, ZPROPOpenMode mode) {
     if (handle == nullptr) return ZPROP_INVALID_ARGUMENT;
+    // In any case: a caller that ignores the code must not have a stray pointer for a handle.
     *handle = nullptr;
     if (file == nullptr || !isOpenMode(mode)) return ZPROP_INVALID_ARGUMENT;
     return guarded(ZPROP_IO_ERROR, ZPROP_IO_ERROR,
@@ -140,6 +144,7 @@ void zstzPropFree(char* text) {
     if (text == nullptr) return;
     char* const block = text - sizeof guardWord;
     std::uint32_t found = 0;
+    // By its bytes: what anybody may pass is aligned to nothing.
     std::memcpy(&found, block, sizeof found);
     if (found != guardWord) return;
     explicit_bzero(block, sizeof guardWord);  // so that the text is not freed twice

@@ -22,6 +22,7 @@ using Stream = std::unique_ptr<FILE, CloseStream>;
 
 /// For properties kept in bytes: the stream over them.
 Stream streamOver(ZUTF8String const& bytes) {
+    // POSIX lets fmemopen() refuse no bytes at all; an image has a comment line at least.
     Stream stream(fmemopen(const_cast<char*>(bytes.getChars()), bytes.getLength(), "r"));
     if (!stream) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     return stream;
@@ -93,11 +94,13 @@ void ZJavaProperties::store(char const* path) const {
     if (isEmpty(path)) zraise(ZInvalidParameterException(), sourceName, __LINE__);
     ZCancellationOff const wholeFiles;
     ZUTF8String image;
+    // Before the file is opened: what cannot be written must not leave a new, empty one.
     write(image);
     zfc::platform::LockedFile target(path, zfc::platform::Purpose::store, "fopen(wt)");
     zfc::platform::Rewrite rewrite(path, target.descriptor(),
                                    {image.getChars(), image.getLength()});
     rewrite.apply();
+    // A file that was empty may have been made just now.
     if (target.status().size == 0) zfc::platform::flushDirectory(path);
     rewrite.keep();
     target.keep();
@@ -128,6 +131,7 @@ bool ZJavaProperties::isStorable(ZAbstractString const& key, ZAbstractString con
     ZUTF8String const text(value);
     // What has no form in UTF-8 would be lost before it is written.
     if (name.isEmpty() || (text.isEmpty() && !value.isEmpty())) return false;
+    // Written and read back, so that what can be stored is decided in one place, by the reader.
     ZJavaProperties written;
     written.setValue(name, text);
     ZUTF8String image;

@@ -103,6 +103,7 @@ void ZProperties::getValue(char const* stanza, char const* key, ZAbstractMutable
     refuseDefault(required, defaultValue != nullptr);
     ZPropResourceLock const hold(propLock);
     LastValue const value = lastValue(stanza, key, required);
+    // Under the lock: the text goes with the next edit.
     if (value.text != nullptr) return copyText(value.text, out);
     copyText(defaultValue != nullptr ? defaultValue : "", out);
 }
@@ -195,6 +196,7 @@ bool ZProperties::isModified() const {
 void ZProperties::setValue(char const* stanza, char const* key, char const* value, int obfuscated) {
     requireKey(stanza, key);
     Editing::run(*this, ZPropertyChanged::valueSet, stanza, key, [&](ZPCategoryBasedCache& data) {
+        // Without a value, values of both kinds go, and none can be of the wrong one.
         if (!isEmpty(value)) checkAccess(stanza, key, obfuscated);
         data.addLine(stanza, key, value, obfuscated);
         return true;
@@ -271,12 +273,14 @@ void ZProperties::setAttributes(unsigned long attributes, void* data) {
 
 void ZProperties::checkAccess(char const* stanza, char const* key, int obfuscated) const {
     ZPropResourceLock const hold(propLock);
+    // Edits ask this while they hold the lock, which the same thread may take again.
     if (cache->isOfOtherKind(stanza, key, obfuscated))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
 }
 
 void ZProperties::notify(ZPropertyChanged::PropertyChangeType type, char const* stanza,
                          char const* key) {
+    // Spares the notice, which copies both names.
     if (countObservers() == 0) return;
     notifyObservers(ZPropertyChanged(ZPropertyChanged::stanzaAndKey, type, stanza, key));
 }

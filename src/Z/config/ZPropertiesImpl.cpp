@@ -75,6 +75,7 @@ void ZPKVList::putEntry(char const* key, ZArrayList const& values) {
         return;
     }
     auto name = std::make_unique<ZLCString>(key);
+    // The index points at text in the string object, which stays where it is as the list's member.
     auto const entry = index->values.emplace(name->getChars(), std::move(copy)).first;
     try {
         appendNew(*keys, std::move(name));
@@ -91,12 +92,14 @@ ZArrayList* ZPKVList::getEntry(char const* key) const {
 }
 
 void ZPKVList::removeEntry(char const* key) {
+    // The index first: it points at the text of the name that goes below.
     if (key == nullptr || index->values.erase(key) == 0) return;
     ZLCString const name(key);
     keys->remove(&name);
 }
 
 void ZPKVList::removeAll() {
+    // Before the names, which it points at.
     index->values.clear();
     keys->removeAll();
 }
@@ -128,6 +131,7 @@ ZAbstractString const* ZPropertiesKVList::getItemValue(unsigned int i) const {
 }
 
 void ZPropertiesKVList::addItem(char const* key, char const* value) {
+    // Both are converted before either is added: half a pair would shift all behind it.
     auto keyString = stringOf(type, key);
     appendNew(*values, stringOf(type, value));
     try {

@@ -48,6 +48,8 @@ struct Image {
 std::size_t sizeHint(FILE* stream) {
     struct stat status {};
     bool const isFile = fstat(fileno(stream), &status) == 0 && S_ISREG(status.st_mode);
+    // A file of more than memory can have is found out when it is read, not by a sum that wraps
+    // here.
     bool const fits = isFile && static_cast<std::uint64_t>(status.st_size) < SIZE_MAX / 4;
     return fits ? static_cast<std::size_t>(status.st_size) : blockSize;
 }
@@ -56,6 +58,7 @@ std::size_t sizeHint(FILE* stream) {
 std::size_t readBlock(char const* fileName, FILE* stream, char* buffer, std::size_t room) {
     std::size_t got = 0;
     for (;;) {
+        // So that what is found there below is of this very call.
         errno = 0;
         got += std::fread(buffer + got, 1, room - got, stream);
         if (std::ferror(stream) == 0) return got;
@@ -76,6 +79,7 @@ Image readImage(char const* fileName, FILE* stream) {
         capacity *= 2;
         zfc::cache::resizeBlock(image.bytes, capacity);
     }
+    // The records keep the block for good, so what was too much of it goes back.
     zfc::cache::resizeBlock(image.bytes, image.length + 1);
     return image;
 }
@@ -114,17 +118,22 @@ class Reader {
 
 void Reader::readLines(char* text, std::size_t length) {
     char* const textEnd = text + length;
+    // Once for the whole image, not line by line: there is hardly ever one.
     auto* const nul = static_cast<char*>(std::memchr(text, '\0', length));
     for (char* at = text; at < textEnd;) {
+        // No further than a piece: a file without line feeds is not searched to its end for each of
+        // them.
         std::size_t const longest = std::min(longestPiece, static_cast<std::size_t>(textEnd - at));
         auto* const feed = static_cast<char*>(std::memchr(at, '\n', longest));
         ++number;
         begin = at;
         stop = feed != nullptr ? feed : at + longest;
+        // Behind a piece of a long line stands the next piece, which a NUL would damage.
         hasRoom = feed != nullptr || stop == textEnd;
         at = feed != nullptr ? feed + 1 : stop;
         for (end = stop; end > begin && isSpace(end[-1]);)
             --end;
+        // A text would end there, and the rest of it be lost without a word.
         if (nul != nullptr && nul < at) raiseInvalid(__LINE__);
         readLine();
     }
@@ -162,6 +171,7 @@ void Reader::readHeader(char* start) {
     if (name.size() + 2 > ZPCategoryBasedCache::maxLine) records.lines().noteLong();
     stanza = records.adoptStanza(terminated(from, bracket));
     records.lines().placeStanza(stanza);
+    // Once for the stanza, not for each of its keys.
     isDatabase = name == zfc::cache::companionStanza;
 }
 
@@ -171,6 +181,7 @@ void Reader::readKey(char* start) {
     bool const isInStanza = stanza != none && !records.names().stanzaName(stanza).empty();
     if (!isInStanza || equals == nullptr || equals == start) raiseInvalid(__LINE__);
     char* nameEnd = equals;
+    // Ends in the name, whose first byte is no white space.
     while (isSpace(nameEnd[-1]))
         --nameEnd;
     char* from = equals + 1;
@@ -272,6 +283,7 @@ class BlockWriter {
         : fileName(name), stream(target), block(zfc::cache::allocateBlock(blockSize)) {}
 
     void put(std::string_view text) {
+        // No text is longer than a line, so an empty block has room for any.
         if (text.size() > blockSize - used) flush();
         std::memcpy(block.get() + used, text.data(), text.size());
         used += text.size();
@@ -305,9 +317,11 @@ ZSCFData::~ZSCFData() = default;
 ZObject* ZSCFData::clone() const { return new ZSCFData(*this); }
 
 void ZSCFData::be_read(char const* fileName, FILE* stream) {
+    // Whole in memory before anything changes: a read that fails leaves the values alone.
     Image image = readImage(fileName, stream);
     char* const text = image.bytes.get();
     lists->clear();
+    // The block gets another owner, its bytes stay where `text` points.
     records->adoptBlock(std::move(image.bytes), image.length + 1);
     records->lines().startAppending();
     Reader reader(*records, fileName, (attributes & keepComments) != 0, companionName);
@@ -316,6 +330,7 @@ void ZSCFData::be_read(char const* fileName, FILE* stream) {
 }
 
 void ZSCFData::be_write(char const* fileName, FILE* stream) {
+    // Edits refuse long lines, so only what was read can have some; else the pass is spared.
     if (records->lines().mayHaveLong()) {
         LengthCheck check(fileName);
         writeLines(*records, check);

@@ -99,6 +99,7 @@ void ZStanzaFileProperties::addValues(char const* stanza, char const* key, ZArra
     for (char const* const text : {stanza, key})
         zfc::config::require(text, sourceName, __LINE__);
     ZArrayList const texts = localTexts(values);
+    // All before the first is added: a list is not refused in its midst.
     for (unsigned int i = 0; i < texts.size(); ++i) {
         if (!ZPCategoryBasedCache::isStorableValue(key, textAt(texts, i), obfuscated))
             zraise(ZInvalidParameterException(), sourceName, __LINE__);
@@ -169,6 +170,7 @@ void ZStanzaFileProperties::getItems(ZStzFileItem* items, int count) const {
     for (int i = 0; i < count; ++i)
         clearAnswer(items[i]);
     ZPropResourceLock const hold(propLock);
+    // All under one lock, so that the answers are of one state of the file.
     for (int i = 0; i < count; ++i)
         answer(items[i]);
 }
@@ -204,6 +206,7 @@ void ZStanzaFileProperties::answerText(ZStzFileItem const& item, int required) c
 void ZStanzaFileProperties::answerList(ZStzFileItem const& item, int required) const {
     ZLCString last;
     getValue(item.stanza, item.key, last, required);  // raises where nothing is there
+    // The caller holds the lock: there will not be more of them below.
     Texts texts(numValues(item.stanza, item.key));
     values().forEachValue(item.stanza, item.key, ZPCache::plainElseObfuscated,
                           [&](char const* text, unsigned int) { texts.add(text); });
@@ -235,7 +238,7 @@ char const* ZStanzaIterator::getValue() {
     ZProperties::ZPropResourceLock const hold(properties.propLock);
     char const* const first = properties.values().valueAt(stanza.getChars(), key, 0);
     if (first == nullptr) return nullptr;
-    value = first;
+    value = first;  // a copy: the cache's text goes with the next edit
     return value.getChars();
 }
 

@@ -84,6 +84,7 @@ void StoredValues::chooseCompanion(char const* file) {
 }
 
 ZPCategoryBasedCache& StoredValues::changeable() {
+    // The object's own values stay as they are until both files are stored.
     if (!copy) copy.reset(static_cast<ZPCategoryBasedCache*>(cache->clone()));
     if (!copy) zraise(ZNotClonableException(), sourceName, __LINE__);
     return *copy;
@@ -133,14 +134,17 @@ void CompanionFile::keep() noexcept {
 
 void CompanionFile::open() {
     file = zfc::platform::openFile(path, openFlags);
+    // Removed behind our back: the caller makes it again.
     if (!file.isOpen() && errno == ENOENT) return;
     if (!file.isOpen()) refuse(errno);
+    // The open file is asked: its name may be another one's by now.
     auto const status = zfc::platform::statusOf(file.get());
     if (!status) refuse(errno);
     if (!status->isRegular()) refuse(EINVAL);
 }
 
 void CompanionFile::create() {
+    // For the owner alone, until giveTo() knows who may read the main file.
     file = zfc::platform::openFile(path, openFlags | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
     if (!file.isOpen()) refuse(errno);
     isNew = true;
@@ -154,6 +158,7 @@ void CompanionFile::refuse(int error) const {
 /// cannot be given, the permissions meant for it are not given to another one.
 void CompanionFile::giveTo(Status const& mainFile) const {
     mode_t permissions = mainFile.mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    // Only the superuser gives a file to another owner; to a group of his own anybody may.
     bool const isGiven = fchown(file.get(), mainFile.owner, mainFile.group) == 0 ||
                          fchown(file.get(), static_cast<uid_t>(-1), mainFile.group) == 0;
     if (!isGiven) permissions &= ~static_cast<mode_t>(S_IRWXG);

@@ -81,6 +81,8 @@ void compress(String& content, ZBuffer& out) {
     ZSqueeze squeezer;
     squeezer.setSource(reinterpret_cast<unsigned char*>(content.data()),
                        static_cast<unsigned long>(content.size()));
+    // Twice the content holds any but a tiny one, which zlib's own bytes make longer: that goes
+    // round.
     for (std::uint64_t room = content.size() * std::uint64_t{2}; room <= largestBlock; room *= 2) {
         out.setLength(static_cast<unsigned long>(room));
         auto* const block = static_cast<unsigned char*>(out.getBuffer());
@@ -107,6 +109,7 @@ void ZSCFData::be_read_obfuscated(ZBuffer& in) {
                                                static_cast<std::size_t>(most), expanded);
     if (status == outOfMemory) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     auto const nothing = [](std::string_view, std::string_view, std::string_view) {};
+    // All records are checked before the first is added: a bad file changes nothing.
     if (status != 0 || !eachRecord(expanded.content(), nothing))
         zraise(ZPropertiesInvalidDataException(getCompanionName(), "", 0), sourceName, __LINE__);
     lists->clear();

@@ -13,6 +13,7 @@ void ZProperties::FileHistory::refuseHalfRead(char const* file,
     for (HalfRead const& half : halfReads) {
         bool const isIt = half.file == file || (identity.inode != 0 && half.identity == identity);
         if (!isIt) continue;
+        // The cause of then: whoever stores learns why the file must not be written.
         if (half.failure) half.failure->throwException(sourceName, __LINE__);
         zraise(ZPropertiesInvalidDataException(file, "", 0), sourceName, __LINE__);
     }

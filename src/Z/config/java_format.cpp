@@ -47,6 +47,7 @@ class Input {
     [[nodiscard]] bool hasMore() {
         if (!rest.empty()) return true;
         rest = {block, std::fread(block, 1, sizeof block, stream)};
+        // Bytes that came before an error are read first; it is still there at the next call.
         if (rest.empty() && std::ferror(stream) != 0)
             zraise(ZUnexpectedEndOfFile(path), sourceName, __LINE__);
         return !rest.empty();
@@ -95,6 +96,7 @@ class ZJavaProperties::Reader {
 
   private:
     State step(char c) {
+        // CR LF is one line end; two of the same kind are two.
         bool const isSecondHalf = isLineEnd(c) && lineEnd != '\0' && lineEnd != c;
         lineEnd = isLineEnd(c) && !isSecondHalf ? c : '\0';
         if (isSecondHalf) return state;
@@ -110,6 +112,7 @@ class ZJavaProperties::Reader {
         if (next != error) return next;
         tell(faultOf(state));
         owner.key.clear();  // the pair is dropped
+        // The rest of a faulty line is passed over as a comment is.
         return isLineEnd(c) ? startLine : commentLine;
     }
 
@@ -121,7 +124,9 @@ class ZJavaProperties::Reader {
 
     /// What the state's handler would take one by one.
     void takeRun(State of) {
+        // Whole runs, which spares a call through the table for each byte.
         if (of != commentLine && of != keyChars && of != valChars) return;
+        // A state without a handler has to be found out here as in follow().
         static_cast<void>(handlerOf(of));
         if (of == commentLine) static_cast<void>(input.takeRun(endsComment));
         if (of == keyChars) append(owner.key, input.takeRun(endsKey));
@@ -357,6 +362,7 @@ void appendValue(ZUTF8String& image, std::string_view text) {
         std::size_t const plain = plainLength(text);
         image.append(text.data(), static_cast<unsigned int>(plain));
         text.remove_prefix(plain);
+        // The escape of a character that was cut off counts bytes that are not there.
         if (!text.empty()) text.remove_prefix(std::min(appendSpecial(image, text), text.size()));
     }
 }
@@ -366,6 +372,7 @@ void appendValue(ZUTF8String& image, std::string_view text) {
 void ZJavaProperties::write(ZUTF8String& image) const {
     ZArrayList keys(1, 0);
     ZArrayList values(1, 0);
+    // Both lists come in the same order.
     properties.listKeys(keys);
     properties.listObjects(values);
     image = "#\n";

@@ -106,6 +106,7 @@ void ZProperties::readCompanion(char const* file) {
 /// The object and the file hold the same.
 void ZProperties::settle(char const* file, long time) {
     modified = 0;
+    // refresh() looks at this file alone.
     if (fileName == file) fileTime = time;
 }
 
@@ -114,6 +115,7 @@ void ZProperties::refresh(int forceReload) {
     if (forceReload == 0) {
         auto const status = zfc::platform::statusOf(fileName.getChars());
         bool const isCurrent = status && status->modified == fileTime && history->halfReads.empty();
+        // Edits that are not stored must not be lost, nor values because their file is gone.
         if (modified != 0 || loading != 0 || !status || isCurrent) return;
     }
     reload(nullptr);

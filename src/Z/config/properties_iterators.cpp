@@ -19,6 +19,7 @@ ZPropertyValuesIteratorInterface::~ZPropertyValuesIteratorInterface() = default;
 ZAbstractPropertiesIterator::ZAbstractPropertiesIterator(ZProperties const& properties,
                                                          char const* stanza) {
     auto const add = [this](char const* name, unsigned int length) {
+        // One behind the other in one string: many names cost no objects.
         names.append(name, length);
         names.append('\0');
         ++count;
@@ -137,6 +138,7 @@ void ZAbstractPropertyValuesIterator::valueChanged(char const* value) {
 }
 
 void ZAbstractPropertyValuesIterator::valueRemoved() {
+    // A gap, not removed: moving up what is behind would cost a walk each time.
     found.set(position++, nullptr);
     ++gaps;
     isOnValue = false;

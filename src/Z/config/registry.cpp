@@ -35,6 +35,7 @@ ZAbstractPropertiesFactory::~ZAbstractPropertiesFactory() {
     ZArrayList made(expectedFiles, 0);
     objects->listKeys(names);
     objects->listObjects(made);
+    // Emptied first: it must not point at what is deleted below.
     objects->removeAll();
     deleteMembers(names);
     deleteMembers(made);
@@ -61,6 +62,7 @@ ZProperties* ZProperties::getPropertiesFor(char const* file, ZAbstractProperties
         return known;
     }
     std::unique_ptr<ZProperties> made(factory.makePropertiesInstance());
+    // Entered only when that has succeeded, so that the next caller tries a file again.
     made->load(file);
     ZProperties* const entered = made.get();
     factory.enter(file, std::move(made));

@@ -35,6 +35,7 @@ class Image {
     [[nodiscard]] FILE* getStream() const { return stream; }
     /// Ends the writing.
     void finish() {
+        // POSIX: block and size are right only when the stream is closed or flushed.
         int const rc = std::fclose(std::exchange(stream, nullptr));
         if (rc != 0 || block == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     }

@@ -31,6 +31,7 @@ constexpr Word words[] = {
     if (digits.empty() || digits[0] != '0') return 10;
     bool const isHexadecimal = digits.size() > 2 && (digits[1] == 'x' || digits[1] == 'X') &&
                                isHexadecimalDigit(digits[2]);
+    // ISO C: "0x" without a digit behind it is a 0, and an "x" that is no part of the number.
     if (!isHexadecimal) return 8;
     digits.remove_prefix(2);
     return 16;
@@ -40,9 +41,11 @@ constexpr Word words[] = {
 
 std::optional<unsigned int> parseNumber(std::string_view text) {
     if (text.empty()) return 0;
+    // As isspace() in the C locale: a number means the same whatever locale the process has set.
     text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
     bool const negative = !text.empty() && text[0] == '-';
     if (negative || (!text.empty() && text[0] == '+')) text.remove_prefix(1);
+    // Not strtoul(): where a long has 64 bits it takes what 32 cannot hold.
     int const base = takeBase(text);
     std::uint32_t magnitude = 0;
     char const* const end = text.data() + text.size();
@@ -55,6 +58,7 @@ std::optional<unsigned int> parseNumber(std::string_view text) {
 std::optional<bool> parseBoolean(char const* text) {
     if (*text == '\0') return false;
     for (Word const& word : words) {
+        // No word has an "I", whose small letter depends on the locale.
         if (strcasecmp(text, word.text) == 0) return word.truth;
     }
     return std::nullopt;

@@ -27,14 +27,18 @@ void addLanes(Sums& sums, unsigned char const* data, unsigned int steps) {
     std::uint32_t plain[lanes] = {};
     std::uint32_t earlier[lanes] = {};
     for (; steps != 0; --steps, data += lanes) {
+        // sums.first stays what it was before the loop: the bytes read here count through
+        // `earlier`.
         sums.second += lanes * sums.first;
         for (unsigned int i = 0; i < lanes; ++i) {
+            // Before the step's own byte is in: a byte is an earlier one from the next step on.
             earlier[i] += plain[i];
             plain[i] += data[i];
         }
     }
     for (unsigned int i = 0; i < lanes; ++i) {
         sums.first += plain[i];
+        // Nothing wraps: these are parts of one sum, which reduceAfter bounds.
         sums.second += lanes * earlier[i] + (lanes - i) * plain[i];
     }
 }
@@ -50,8 +54,10 @@ void addBytes(Sums& sums, unsigned char const* data, unsigned int length) {
 
 unsigned long ZAdler32::adler32(unsigned long adler, unsigned char const* data,
                                 unsigned int length) noexcept {
+    // RFC 1950 begins with 1: this is how a caller asks for the first value.
     if (data == nullptr) return 1;
     if (length == 0) return adler;
+    // A long may have 64 bits; what a caller left above the 32 is no part of the sum.
     Sums sums{static_cast<std::uint32_t>(adler & 0xffff),
               static_cast<std::uint32_t>(adler >> 16 & 0xffff)};
     while (length != 0) {
@@ -59,6 +65,7 @@ unsigned long ZAdler32::adler32(unsigned long adler, unsigned char const* data,
         unsigned int const whole = part < leastForLanes ? 0 : part / lanes * lanes;
         if (whole != 0) addLanes(sums, data, whole / lanes);
         addBytes(sums, data + whole, part - whole);
+        // Once a part: the division costs more than the adding of a byte.
         sums = {sums.first % base, sums.second % base};
         data += part;
         length -= part;

@@ -25,6 +25,7 @@ ZAbstractArray::~ZAbstractArray() = default;
 void ZAbstractArray::set(unsigned int i, ZObject* obj) {
     if (ownsMembers() == 0) return setNoCopy(i, obj);
     auto copy = zfc::containers::cloneOf(obj);
+    // Throws for a bad index; only behind it the clone is the array's.
     setNoCopy(i, copy.get());
     static_cast<void>(copy.release());
 }
@@ -39,6 +40,7 @@ bool ZAbstractArray::contains(ZObject const* obj) const { return indexOf(obj) !=
 // -------------------------------------------------------------------------------------- ZArray
 
 ZArray::ZArray(unsigned int slots, int owns)
+    // ISO C lets calloc() of nothing answer null, which would pass for no memory.
     : data(zfc::containers::newRow(std::max(slots, 1U))),
       ownsMembers_(owns),
       length(std::max(slots, 1U)) {}
@@ -50,6 +52,7 @@ ZArray::ZArray(ZArray const& other) : ZArray(other.length, other.ownsMembers_) {
 }
 
 ZArray& ZArray::operator=(ZArray const& other) {
+    // The old members end with `copy`, when this array is whole again.
     ZArray copy(other);
     zfc::containers::exchange(*this, copy, &ZArray::data, &ZArray::ownsMembers_, &ZArray::length);
     return *this;
@@ -66,13 +69,15 @@ ZObject* ZArray::get(unsigned int i) const {
 
 void ZArray::setNoCopy(unsigned int i, ZObject* obj) {
     checkIndex(i, length);
+    // The slot first: the destructor of a member may look into the array.
     ZObject* const old = std::exchange(data[i], obj);
-    if (ownsMembers_ != 0 && old != obj) delete old;
+    if (ownsMembers_ != 0 && old != obj) delete old;  // its own slot again?
 }
 
 void ZArray::remove(unsigned int i) { ZArray::setNoCopy(i, nullptr); }
 
 void ZArray::swap(unsigned int i, unsigned int j) {
+    // Both before either moves.
     checkIndex(std::max(i, j), length);
     std::swap(data[i], data[j]);
 }

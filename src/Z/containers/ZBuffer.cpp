@@ -11,6 +11,7 @@ namespace {
 constexpr char sourceName[] = "src/Z/ZBuffer";
 
 unsigned int checkedLength(unsigned long n) {
+    // Layout: the length is a field of 32 bits, where a long may have 64.
     auto const length = static_cast<unsigned int>(n);
     if (length != n) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     return length;
@@ -37,6 +38,8 @@ int ZAbstractBuffer::compare(ZObject const& other) const {
     if (length != that->getLength()) return sign(length < that->getLength());
     void const* const block = getBuffer();
     void const* const thatBlock = that->getBuffer();
+    // ISO C forbids memcmp() a null pointer even for no bytes, and a view may have a length without
+    // a block: both are dealt with before it.
     if (length == 0 || block == thatBlock) return 0;
     if (block == nullptr || thatBlock == nullptr) return sign(block == nullptr);
     int const difference = std::memcmp(block, thatBlock, length);
@@ -96,8 +99,10 @@ void ZBuffer::setBuffer(char const* text) {
 }
 
 void ZBuffer::setBufferNoCopy(unsigned long n, void* data) {
+    // Both checks first: a block that is refused stays the caller's.
     checkData(n, data);
     length = checkedLength(n);
+    // Its own block given back: reset() would free it.
     if (data != buffer.get()) buffer.reset(data);
 }
 
@@ -112,6 +117,7 @@ ZObject* ZConstBuffer::clone() const { return new ZConstBuffer(*this); }
 void ZConstBuffer::setLength(unsigned long n) { length = checkedLength(n); }
 
 void ZConstBuffer::setBuffer(unsigned long n, void* data) {
+    // The check first, so that a view that is refused its new length keeps the old block too.
     length = checkedLength(n);
     buffer = data;
 }

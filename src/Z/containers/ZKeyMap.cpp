@@ -18,6 +18,7 @@ ZKeyEntry const* asEntry(ZObject const& object) {
 void appendParts(ZHashMap const& map, ZList& out, ZObject* (ZKeyEntry::*part)() const) {
     zfc::containers::Appending appending(out);
     for (ZMapIterator entries(map); entries.hasMore();)
+        // No dynamic_cast: nobody but ZHashKeyMap puts anything into the map behind it.
         out.add((static_cast<ZKeyEntry*>(entries.getNext())->*part)());
     appending.keep();
 }
@@ -34,6 +35,7 @@ bool ZAbstractKeyMap::isEmpty() const { return size() == 0; }
 
 void ZAbstractKeyMap::putAll(ZKeyMap const& other) {
     ZArrayList keys(other.size(), 0);
+    // Listed first: `other` may be this very map, and putting changes it.
     other.listKeys(keys);
     for (unsigned int i = 0; i < keys.size(); ++i)
         putEntry(keys.get(i), other.getEntry(keys.get(i)));
@@ -45,12 +47,15 @@ void ZAbstractKeyMap::putAll(ZKeyMap const& other) {
 ZKeyEntry::ZKeyEntry(ZObject const* keyGiven, ZObject const* valueGiven, int copyFlag)
     : key(const_cast<ZObject*>(keyGiven)), value(const_cast<ZObject*>(valueGiven)), copy(copyFlag) {
     if (copy == 0) return;
+    // Held until the value is cloned too: no destructor runs for what a constructor leaves by
+    // throwing.
     auto keyCopy = zfc::containers::cloneOf(keyGiven);
     value = zfc::containers::cloneOf(valueGiven).release();
     key = keyCopy.release();
 }
 
 ZKeyEntry::ZKeyEntry(ZKeyEntry const& other) : ZKeyEntry(other.key, other.value, other.copy) {
+    // Without it equals() would take the copy for another key than the original's.
     hashValue = other.hashValue;
 }
 
@@ -84,6 +89,7 @@ ZObject* ZKeyEntry::clone() const { return new ZKeyEntry(*this); }
 
 bool ZKeyEntry::equals(ZObject const& other) const {
     ZKeyEntry const* const entry = asEntry(other);
+    // The numbers first: they nearly always decide, without a walk through two keys.
     return entry != nullptr && entry->hashValue == hashValue &&
            zfc::containers::matches(key, entry->key);
 }
@@ -98,11 +104,13 @@ ZObject* ZHashKeyMap::clone() const { return new ZHashKeyMap(*this); }
 
 void ZHashKeyMap::putEntry(ZObject const* key, ZObject const* value) {
     auto entry = std::make_unique<ZKeyEntry>(key, value, copy);
+    // Throws for no memory; only behind it the entry is the map's.
     map.putEntryNoCopy(entry.get());
     static_cast<void>(entry.release());
 }
 
 ZObject* ZHashKeyMap::getEntry(ZObject const* key) const {
+    // The map asks the probe's hash() before equals(), so both sides have theirs to compare.
     ZKeyEntry const probe(key, nullptr, 0);
     auto const* const found = static_cast<ZKeyEntry const*>(map.getEntry(&probe));
     return found != nullptr ? found->getValue() : nullptr;

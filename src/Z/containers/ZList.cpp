@@ -49,12 +49,14 @@ void ZAbstractList::remove(ZObject const* obj) {
 
 void ZAbstractList::remove(ZListIterator& iterator) {
     int const index = iterator.indexOf();
+    // The list may have become shorter since the iterator's last step.
     if (index < 0 || static_cast<unsigned int>(index) >= size() || !iterator.walks(*this)) return;
     remove(index);
     iterator.backUp();
 }
 
 void ZAbstractList::removeAll() {
+    // From the end, where nothing has to move up.
     while (size() > 0)
         remove(size() - 1);
 }
@@ -93,6 +95,7 @@ void ZAbstractList::shuffle() {
 
 ZArrayList::ZArrayList(unsigned int room, int owns)
     : capacity_(std::max(room, 1U)), ownsMembers_(owns) {
+    // Without values: slots from `count` on are never read.
     zfc::containers::resizeRow(data, capacity_);
 }
 
@@ -103,6 +106,7 @@ ZArrayList::ZArrayList(ZArrayList const& other) : ZArrayList(other.capacity_, ot
 }
 
 ZArrayList& ZArrayList::operator=(ZArrayList const& other) {
+    // The old members end with `copy`, when this list is whole again.
     ZArrayList copy(other);
     zfc::containers::exchange(*this, copy, &ZArrayList::capacity_, &ZArrayList::data,
                               &ZArrayList::count, &ZArrayList::ownsMembers_);
@@ -114,18 +118,22 @@ ZArrayList::~ZArrayList() { ZArrayList::removeAll(); }
 ZObject* ZArrayList::clone() const { return new ZArrayList(*this); }
 
 void ZArrayList::grow() {
+    // By half, so that appending stays cheap in the long run; by one at least, since half of 1 is
+    // 0. It cannot wrap: the capacity is at most 2^31 - 1, and more is refused below.
     unsigned int const room = capacity_ + std::max(capacity_ / 2, 1U);
     zfc::containers::resizeRow(data, room);
     capacity_ = room;
 }
 
 void ZArrayList::set(unsigned int i, ZObject* obj) {
+    // Beyond the end nothing must be cloned: setNoCopy() would not take it, and it would leak.
     if (i >= count || ownsMembers_ == 0) return setNoCopy(i, obj);
     setNoCopy(i, zfc::containers::cloneOf(obj).release());
 }
 
 void ZArrayList::setNoCopy(unsigned int i, ZObject* obj) {
     if (i >= count) return;
+    // The slot first: the destructor of a member may look into the list.
     ZObject* const old = std::exchange(data[i], obj);
     if (ownsMembers_ != 0 && old != obj) delete old;
 }
@@ -151,6 +159,7 @@ void ZArrayList::addNoCopy(ZObject* obj) {
 
 void ZArrayList::addNoCopy(unsigned int i, ZObject* obj) {
     if (i > count) return;
+    // Appended first: that alone can fail, and the members before have not moved then.
     ZArrayList::addNoCopy(obj);
     std::rotate(data.get() + i, data.get() + count - 1, data.get() + count);
 }
@@ -158,13 +167,14 @@ void ZArrayList::addNoCopy(unsigned int i, ZObject* obj) {
 void ZArrayList::remove(unsigned int i) {
     if (i >= count) return;
     ZObject* const old = data[i];
+    // The list is whole again before the member ends: its destructor may look into it.
     std::move(data.get() + i + 1, data.get() + count, data.get() + i);
     --count;
     if (ownsMembers_ != 0) delete old;
 }
 
 void ZArrayList::removeAll() {
-    if (ownsMembers_ != 0) ZAbstractList::removeAll();
+    if (ownsMembers_ != 0) ZAbstractList::removeAll();  // else there is nothing to delete
     count = 0;
 }
 

@@ -25,6 +25,7 @@ unsigned long hashOf(ZObject const* key) { return key != nullptr ? key->hash() :
 
 void putEntries(ZMap& from, ZMap& to) {
     ZArrayList entries(from.size(), 0);
+    // Listed first: both may be the same map, and putting changes it.
     from.list(entries);
     for (unsigned int i = 0; i < entries.size(); ++i)
         to.putEntry(entries.get(i));
@@ -101,6 +102,7 @@ Bucket* ZHashMap::bucketAt(unsigned int index) const {
 
 Bucket& ZHashMap::makeBucket(unsigned long hash) {
     unsigned int const index = bucketIndex(hash);
+    // Made with the first entry, so that an empty one costs a null pointer.
     if (Bucket* const present = bucketAt(index)) return *present;
     auto bucket = std::make_unique<Bucket>(ownsMembers);
     buckets.setNoCopy(index, bucket.get());
@@ -108,6 +110,7 @@ Bucket& ZHashMap::makeBucket(unsigned long hash) {
 }
 
 void ZHashMap::putEntry(ZObject* entry) {
+    // Taken once and handed on: hash() may walk a long text.
     unsigned long const hash = hashOf(entry);
     makeBucket(hash).put(entry, hash);
 }
@@ -137,6 +140,7 @@ bool ZHashMap::contains(ZObject const* key) const {
 }
 
 unsigned int ZHashMap::size() const {
+    // Layout: the object has no field for a count.
     unsigned int entries = 0;
     for (unsigned int i = 0; i < buckets.size(); ++i) {
         if (Bucket const* const bucket = bucketAt(i)) entries += bucket->size();
@@ -145,6 +149,7 @@ unsigned int ZHashMap::size() const {
 }
 
 bool ZHashMap::isEmpty() const {
+    // Not by size(), which looks into every bucket.
     for (unsigned int i = 0; i < buckets.size(); ++i) {
         Bucket const* const bucket = bucketAt(i);
         if (bucket != nullptr && !bucket->isEmpty()) return false;
@@ -154,6 +159,7 @@ bool ZHashMap::isEmpty() const {
 
 void ZHashMap::removeAll() {
     for (unsigned int i = 0; i < buckets.size(); ++i) {
+        // Emptied, not dropped: a map that is filled again needs them.
         if (Bucket* const bucket = bucketAt(i)) bucket->removeAll();
     }
 }

@@ -28,10 +28,12 @@ void convert(ZCodesetHandle codeset, Conversion conversion, unsigned int factor,
              ZBuffer& out) {
     if (text == nullptr) text = "";
     std::uint64_t const length = strlen(text);
+    // In 64 bits: on 32 the product of a long text wraps.
     std::uint64_t const reserved = length * factor + 1;
     if (reserved > UINT_MAX) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     out.setLength(static_cast<unsigned long>(reserved));
     int const written =
+        // The NUL goes along, so that the result ends with one.
         conversion(codeset, text, static_cast<unsigned int>(length + 1),
                    static_cast<char*>(out.getBuffer()), static_cast<unsigned int>(reserved));
     if (written >= 0) out.setBuffer(static_cast<unsigned long>(written), out.getBuffer());

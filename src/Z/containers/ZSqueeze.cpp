@@ -16,7 +16,9 @@ bool fits(unsigned long length) { return static_cast<unsigned int>(length) == le
 
 /// What the caller gets for a `status` of zlib that is not the end of the stream.
 int failure(int status) {
+    // Asked to finish, zlib answers "go on" only where it lacks room or input.
     if (status == Z_OK) return Z_BUF_ERROR;
+    // Positive is Z_NEED_DICT, and a block comes without a dictionary.
     return status > 0 ? Z_DATA_ERROR : status;
 }
 
@@ -25,6 +27,7 @@ z_stream streamOver(unsigned char* dest, unsigned long destLength, unsigned char
                     unsigned long srcLength) {
     static unsigned char noRoom;  // zlib wants an address for no room too
     z_stream stream{};
+    // The field lacks the const; zlib only reads there.
     stream.next_in = const_cast<unsigned char*>(src);
     stream.avail_in = static_cast<unsigned int>(srcLength);
     stream.next_out = dest == nullptr && destLength == 0 ? &noRoom : dest;
@@ -38,6 +41,7 @@ int runWhole(z_stream& stream, int (*step)(z_stream*, int), int (*end)(z_stream*
     int const status = step(&stream, Z_FINISH);
     unsigned long const total = stream.total_out;
     int const ended = end(&stream);
+    // Before `ended`: deflateEnd() has a complaint of its own about a stream that was cut short.
     if (status != Z_STREAM_END) return failure(status);
     produced = total;
     return ended;

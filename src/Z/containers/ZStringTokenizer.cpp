@@ -97,6 +97,7 @@ ZAbstractMutableString* ZStringTokenizer::getNext() { return getNext(*delimiters
 
 void ZStringTokenizer::list(ZArrayList& out) {
     while (hasMore())
+        // A clone of each: getNext() fills the same target again and again.
         zfc::containers::appendNew(out, std::unique_ptr<ZObject>(getNext()->clone()));
 }
 
@@ -115,6 +116,8 @@ unsigned int ZStringTokenizer::skipOther(ZAbstractString const& delims) const {
 /// The bytes passed, once it is sure that no malformed character stopped the walk.
 unsigned int ZStringTokenizer::checkedStop(unsigned int passed) const {
     char const* const stop = position + passed;
+    // An ASCII byte, NUL too, is a whole character in every codeset served: nothing malformed
+    // there.
     if (mbMax == 1 || zisAscii(*stop)) return passed;
     auto const before = static_cast<unsigned int>(stop - source->getChars());
     if (zmblen(source->getCodesetHandle(), stop, source->getLength() - before) < 0)

@@ -18,6 +18,7 @@ class Expansion {
         stream.avail_in = length;
         status = inflateInit(&stream);
     }
+    // Harmless where inflateInit() failed: the record was zeroed, so zlib finds no state to end.
     ~Expansion() { inflateEnd(&stream); }
     Expansion(Expansion const&) = delete;
     Expansion& operator=(Expansion const&) = delete;
@@ -34,6 +35,7 @@ class Expansion {
     [[nodiscard]] bool isOutOfMemory() const { return status == Z_MEM_ERROR; }
     /// It stopped for nothing but the end of the block.
     [[nodiscard]] bool needsRoom() const {
+        // True before the first step too, when there is no block yet.
         return (status == Z_OK || status == Z_BUF_ERROR) && stream.avail_out == 0;
     }
 
@@ -50,6 +52,8 @@ int expand(void const* source, std::size_t length, std::size_t most, Expanded& o
     Expansion expansion(source, static_cast<unsigned int>(length));
     std::size_t room = 0;
     while (expansion.needsRoom() && room < most) {
+        // Doubled, so that the time stays in proportion to the result; halves, since twice could
+        // wrap.
         std::size_t const half = std::max({room, length, std::size_t{1}});
         room = half > most / 2 ? most : half * 2;
         if (!resizeBlock(out.block, room)) return Z_MEM_ERROR;

@@ -20,7 +20,7 @@ class ZListSort {
     /// Sorts the range from `lo` up to but not including `hi`; null members go to its end.
     void operator()(unsigned int lo, unsigned int hi) {
         hi = gather(lo, hi);
-        quick(lo, hi, 2 * bitWidth(hi - lo));
+        quick(lo, hi, 2 * bitWidth(hi - lo));  // twice what halving takes
     }
 
   private:
@@ -60,7 +60,7 @@ class ZListSort {
     /// that recurs, so that the stack stays at log2 n calls.
     void quick(unsigned int lo, unsigned int hi, unsigned int passes) {
         while (hi - lo > smallPart) {
-            if (passes < 2) return heap(lo, hi);
+            if (passes < 2) return heap(lo, hi);  // partition() may take two
             Parts const parts = partition(lo, hi);
             passes -= parts.passes;
             if (parts.leftEnd - lo < hi - parts.rightBegin) {
@@ -77,6 +77,7 @@ class ZListSort {
     /// Brings a member near the median of the range to its middle, where the pivot is taken from:
     /// the median of three, or of three such medians, spares up to a fifth of all comparisons.
     void bringMedian(unsigned int lo, unsigned int hi) {
+        // Not (lo + hi) / 2, which wraps.
         unsigned int const middle = lo + (hi - lo) / 2;
         unsigned int const last = hi - 1;
         if (hi - lo < largePart) return order(lo, middle, last);
@@ -99,6 +100,8 @@ class ZListSort {
     /// many members level with the pivot; a second pass puts these between the parts.
     Parts partition(unsigned int lo, unsigned int hi) {
         bringMedian(lo, hi);
+        // To the front, out of the reach of split(): the others are compared with it while they
+        // move.
         members.swap(lo, lo + (hi - lo) / 2);
         ZObject const* const pivot = members.get(lo);
         unsigned int const end =

@@ -31,6 +31,7 @@ class PlaceIndex {
     /// The place of that hash that `isIt(place)` accepts; -1 when there is none.
     template <class IsIt>
     [[nodiscard]] int find(std::uint32_t hash, IsIt isIt) const {
+        // Ends, because half of the slots are free.
         for (std::uint32_t at = home(hash); slots[at].isUsed(); at = next(at)) {
             unsigned int const place = slots[at].number - 1;
             if (slots[at].hash == hash && isIt(place)) return static_cast<int>(place);

@@ -28,6 +28,7 @@ Row newRow(unsigned int count) {
 void resizeRow(Row& row, unsigned int count) {
     checkCount(count);
     std::size_t bytes = 0;
+    // calloc() checks the product, realloc() does not see it: on 32 bits it can wrap.
     if (__builtin_mul_overflow(std::size_t{count}, sizeof(ZObject*), &bytes) ||
         !resizeBlock(row, bytes))
         zraise(ZOutOfMemoryException(), sourceName, __LINE__);
@@ -60,6 +61,7 @@ int lastMatch(Row const& row, unsigned int count, ZObject const* probe) {
 }
 
 Appending::~Appending() {
+    // One by one, not by cutting the count: an owning list has clones to delete.
     while (!kept && list.size() > size)
         list.remove(list.size() - 1);
 }

@@ -19,6 +19,7 @@ pthread_once_t initOnce = PTHREAD_ONCE_INIT;
 /// Keeps the lines of one report together while several threads report.
 class ReportStream {
   public:
+    // The lock is recursive: the calls in between take it again.
     ReportStream() { flockfile(stderr); }
     ~ReportStream() { funlockfile(stderr); }
     ReportStream(ReportStream const&) = delete;
@@ -36,6 +37,8 @@ void printThread() {
 class InsertWriter {
   public:
     InsertWriter(ZReportInserts const* passed, va_list values) : inserts(passed) {
+        // A copy: ISO C leaves the caller's list useless once va_arg() has been applied to it in
+        // here.
         va_copy(args, values);
     }
     ~InsertWriter() { va_end(args); }
@@ -59,6 +62,8 @@ class InsertWriter {
 };
 
 void printText(char const* text, InsertWriter& inserts) {
+    // Not by vfprintf(): an exception class may bring fewer inserts, or others, than its text
+    // names.
     for (; *text != '\0'; ++text) {
         if (*text != '%') {
             fputc(*text, stderr);
@@ -77,6 +82,7 @@ std::atomic<ZMessageService const*> ZMessageService::dms_{nullptr};
 
 void ZMessageService::init() {
     pthread_once(&initOnce, [] {
+        // Never destroyed: destructors report at the very end of the process too.
         ZMessageService const* const service = new ZDefaultMessageService;
         dms_.store(service, std::memory_order_release);
         ms_.store(service, std::memory_order_release);
@@ -94,6 +100,7 @@ ZMessageService const* ZMessageService::messageService() {
 }
 
 void ZMessageService::setMessageService(ZMessageService const* service) {
+    // First, even where it is not needed: an init() behind the store would put the default back.
     ZMessageService const* const fallback = defaultMessageService();
     ms_.store(service == nullptr ? fallback : service, std::memory_order_release);
 }
@@ -111,6 +118,7 @@ void ZDefaultMessageService::outputException(ZZException const* e, va_list args)
     printThread();
     fprintf(stderr, "NUM_MSGS = %d\n", NUM_MSGS);
     char const* const text = defaultText(e->getCode());
+    // Numbers of a program's own exceptions have no text here.
     if (text == nullptr) {
         fputs("No default text defined in ZMessage.cpp for the exception\n", stderr);
         return;

@@ -13,6 +13,7 @@
 
 namespace {
 
+// Never the number of a file here: openFile() keeps away from 0, 1 and 2.
 constexpr int noDescriptor = 0;
 constexpr mode_t ownerReadWrite = S_IRUSR | S_IWUSR;
 
@@ -24,6 +25,7 @@ off_t sizeOf(char const* path) {
 
 /// Makes the file `size` bytes long by its last byte. 0 or an `errno` value.
 int extend(int fd, off_t size) {
+    // Beyond the limit the write would end the process by a signal.
     if (zfc::platform::exceedsSizeLimit(size)) return EFBIG;
     char const zero = 0;
     return zfc::platform::uninterrupted([&] { return pwrite(fd, &zero, 1, size - 1); }) == 1
@@ -53,6 +55,7 @@ ZUnixFileMap::~ZUnixFileMap() {
 /// 0 with `fd` set, or an `errno` value.
 int ZUnixFileMap::openFile(int extraFlags) {
     int const access = mode == readWrite ? O_RDWR : O_RDONLY;
+    // Non-blocking, so that a FIFO in the file's place does not hold the caller.
     auto opened = zfc::platform::openFile(fileName.getChars(), access | extraFlags | O_NONBLOCK,
                                           ownerReadWrite);
     if (!opened.isOpen()) return errno;
@@ -67,6 +70,7 @@ int ZUnixFileMap::fit(unsigned long requested) {
     if (fstat(fd, &status) != 0) return errno;
     if (requested == 0 && status.st_size == 0) return EINVAL;
     auto const bytes = requested == 0 ? static_cast<unsigned long long>(status.st_size) : requested;
+    // Layout: the length is a field of 32 bits.
     if (bytes > std::numeric_limits<unsigned int>::max()) return EOVERFLOW;
     length = static_cast<unsigned int>(bytes);
     off_t const wanted = length;
@@ -98,6 +102,7 @@ void* ZUnixFileMap::mapfile(int* rc, unsigned long requested) {
     result = openFile(missing && mode == readWrite ? O_CREAT : 0);
     if (result == 0) result = fit(requested);
     if (result == 0) result = mapOpened();
+    // Not into `result`, which tells the first failure, whatever closing says.
     if (result != 0) unmapfile(&scratch);
     return address;
 }
@@ -106,6 +111,7 @@ void ZUnixFileMap::unmapfile(int* rc) {
     ZCancellationOff const whileClosing;  // close() is a cancellation point, and destructors close
     int result = 0;
     if (address != nullptr) {
+        // An address that could not be unmapped stays, to be tried again.
         if (munmap(address, length) == 0)
             address = nullptr;
         else

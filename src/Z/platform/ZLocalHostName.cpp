@@ -21,9 +21,11 @@ constexpr int lineOfMemory = 50;
 constexpr int lineOfHostName = 69;
 constexpr int lineOfLookUp = 82;
 
+// POSIX: a host's name has at most 255 bytes, so it is never cut off without its NUL.
 constexpr std::size_t nameSize = 256;
 /// Of what the resolver stores beside the name: all aliases and addresses of the machine.
 constexpr std::size_t firstEntrySize = 1024;
+// Where it ends with a resolver that always wants more.
 constexpr std::size_t largestEntrySize = 1U << 24U;
 
 using Block = std::unique_ptr<char, ZFree>;
@@ -43,6 +45,7 @@ bool lookUp(char const* host, ZLCString& out, int& error) {
         hostent* found = nullptr;
         int reason = 0;
         int const rc = gethostbyname_r(host, &entry, storage.get(), size, &found, &reason);
+        // At once: freeing the storage may change it.
         error = errno;
         if (rc == ERANGE && size < largestEntrySize) continue;
         if (rc == 0 && found != nullptr) out = found->h_name;

@@ -18,6 +18,7 @@ constexpr char sourceName[] = "src/Z/ZSharedLibrary";
 void* heldAgain(void* handle) {
     link_map* loaded = nullptr;
     if (handle == nullptr || dlinfo(handle, RTLD_DI_LINKMAP, &loaded) != 0) return nullptr;
+    // Only what is loaded already: the file of that name may have been replaced since.
     return dlopen(loaded->l_name, RTLD_LAZY | RTLD_NOLOAD);
 }
 
@@ -91,6 +92,8 @@ int ZSharedLibrary::loadLibrary() {
     int err = 0;
     void* opened = zdlopen(libraryName.getChars(), flags, &err);
     if (opened == nullptr) {
+        // The error of the name that was asked for is the one to tell, not those of the
+        // alternatives.
         setLastError(err);
         opened = openAlternative(primarySuffix);
     }
@@ -99,6 +102,7 @@ int ZSharedLibrary::loadLibrary() {
         zraise(ZSharedLibraryLoadException(libraryName.getChars(), lastErrorMessage.getChars(),
                                            lastErrorNumber),
                sourceName, __LINE__);
+    // Before initialize(), which looks for symbols in it.
     handle = opened;
     if (initialize() != 0)
         zraise(ZSharedLibraryLoadException(libraryName.getChars(), "initialize", lastErrorNumber),

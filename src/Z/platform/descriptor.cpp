@@ -18,6 +18,7 @@ void Descriptor::close() noexcept {
 Descriptor openFile(char const* path, int flags, mode_t mode) {
     Descriptor opened(uninterrupted([&] { return ::open(path, flags | O_CLOEXEC, mode); }));
     if (!opened.isOpen() || opened.get() > STDERR_FILENO) return opened;
+    // If that fails, errno says so to the caller: the closing of `opened` keeps it.
     return Descriptor(fcntl(opened.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 

@@ -60,6 +60,7 @@ Opened openForStore(char const* path) {
     constexpr int flags = O_RDWR | openFlags;
     Opened opened{openFile(path, flags)};
     if (opened.file.isOpen() || errno != ENOENT) return opened;
+    // O_EXCL tells for sure whether the file is ours, to be removed if nothing gets stored.
     opened.file = openFile(path, flags | O_CREAT | O_EXCL, 0666);
     opened.isNew = opened.file.isOpen();
     if (opened.isNew || errno != EEXIST) return opened;
@@ -74,6 +75,7 @@ Opened openRegular(char const* path, Purpose purpose, char const* api) {
     if (!opened.file.isOpen())
         zraise(ZPropertiesIOException(path, api, errno), sourceName, __LINE__);
     if (opened.isNew) return opened;
+    // The open file is asked, not its name, which may be another one's by now.
     auto const status = statusOf(opened.file.get());
     if (status && status->isRegular()) return opened;
     int const error = !status ? errno : S_ISDIR(status->mode) ? EISDIR : EINVAL;
@@ -118,6 +120,7 @@ bool LockedFile::tryOpen(Purpose purpose, char const* api) {
     int const rc = setRecordLock(file.get(), mode, wholeFile, LockWait::no);
     if (rc != 0) zraise(ZPropertiesIOException(path, "fcntl()", rc), sourceName, __LINE__);
     auto const held = statusOf(file.get());
+    // Asked under the lock: from here on nobody who respects locks exchanges the file.
     auto const named = statusOf(path);
     if (!held || !named || !(held->identity == named->identity)) return false;
     found = *held;
@@ -136,6 +139,7 @@ LockedFile::~LockedFile() {
 FILE* LockedFile::intoStream() {
     FILE* const stream = fdopen(file.get(), "r");
     if (stream == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    // The stream closes it now; twice closed, it could be somebody else's.
     static_cast<void>(file.release());
     return stream;
 }
@@ -143,6 +147,7 @@ FILE* LockedFile::intoStream() {
 void flushDirectory(char const* path) noexcept {
     try {
         Descriptor const directory = openFile(directoryOf(path).getChars(), O_RDONLY | O_DIRECTORY);
+        // Else a crash could lose the name of the new file, whose bytes are safe.
         if (directory.isOpen()) fsync(directory.get());
     } catch (ZException const&) {
         return;  // no memory for the name

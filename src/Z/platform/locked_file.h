@@ -34,7 +34,7 @@ struct Status {
     [[nodiscard]] bool isRegular() const { return S_ISREG(mode); }
 };
 
-/// Nothing, with errno, when the file cannot be examined.
+/// Examines the file. Nothing, with errno, when that is not possible.
 [[nodiscard]] std::optional<Status> statusOf(char const* path);
 [[nodiscard]] std::optional<Status> statusOf(int fd);
 
@@ -51,7 +51,7 @@ enum class Purpose { load, store };
 /// a missing file, empty; nothing is ever cut off by opening. The path is used until the end.
 class LockedFile {
   public:
-    /// "fopen(r)" or "fopen(r+)" for opening, "fcntl()" for the lock. Never waits.
+    /// Opens the file ("fopen(r)" or "fopen(r+)") and locks it ("fcntl()"). Never waits.
     LockedFile(char const* filePath, Purpose purpose)
         : LockedFile(filePath, purpose, purpose == Purpose::load ? "fopen(r)" : "fopen(r+)") {}
     /// What a failure to open is called is said with `api`.

@@ -45,6 +45,7 @@ int setRecordLock(int fd, LockMode mode, LockRange range, LockWait wait) {
 }
 
 int findRecordLock(int fd, LockRange range, LockMode& mode) {
+    // Asked for an exclusive one, since any lock is in its way.
     struct flock record = recordFor(LockMode::exclusive, range);
     int rc = fcntl(fd, F_OFD_GETLK, &record) == 0 ? 0 : errno;
     if (rc == EINVAL) rc = fcntl(fd, F_GETLK, &record) == 0 ? 0 : errno;

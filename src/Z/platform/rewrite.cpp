@@ -47,12 +47,14 @@ Rewrite::Rewrite(char const* filePath, int descriptor, std::string_view newImage
     : path(filePath), fd(descriptor), image(newImage) {
     auto const status = statusOf(fd);
     if (!status) zraise(ZPropertiesIOException(path, "fread()", errno), sourceName, __LINE__);
+    // What a buffer cannot hold could not be put back.
     if (status->size > static_cast<unsigned int>(-1))
         zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     auto const size = static_cast<std::size_t>(status->size);
     old.setLength(size);
     ssize_t const got = readAll(fd, static_cast<char*>(old.getBuffer()), size);
     if (got < 0) zraise(ZPropertiesIOException(path, "fread()", errno), sourceName, __LINE__);
+    // Shorter than it was said to be: a lock does not hold those off that do not ask for it.
     old.setLength(static_cast<unsigned long>(got));
 }
 
@@ -69,8 +71,10 @@ void Rewrite::apply() {
     if (oldBytes() == image) return;
     std::size_t const shared = std::min<std::size_t>(old.getLength(), image.size());
     checkSizeLimit();
+    // Each stage is noted before its first byte: what breaks off within has to be undone.
     stage = Stage::grown;
     reserve();
+    // Behind the old bytes first: a full disk is found out while they are whole.
     writeAt(shared, image.substr(shared));
     stage = Stage::overwritten;
     writeAt(0, image.substr(0, shared));
@@ -85,6 +89,7 @@ void Rewrite::checkSizeLimit() const {
 void Rewrite::reserve() const {
     if (image.empty()) return;
     auto const size = static_cast<off_t>(image.size());
+    // The size is kept: a process that ends here leaves no zeros behind its text.
     int const rc = uninterrupted([&] { return fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, size); });
     if (rc == 0) return;
     // Any other error says that this file system reserves nothing: it is written as it is.
@@ -115,6 +120,7 @@ void Rewrite::putBack() const noexcept {
         static_cast<void>(writeAll(fd, 0, isTooLong ? bytes.substr(0, image.size()) : bytes));
     // Also gives back what was reserved behind the end.
     if (!isTooLong) static_cast<void>(uninterrupted([&] { return ftruncate(fd, size); }));
+    // What fails here has no remedy, and the error that brought us here is the one to tell.
     fsync(fd);
 }
 

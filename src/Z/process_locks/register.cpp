@@ -37,12 +37,14 @@ Read& Readers::add() {
     pthread_t const self = pthread_self();
     for (Read* read = first(); read != nullptr; read = read->next) {
         pthread_t expected = Read::nobody;
+        // An entry of a read that ended: the list grows no longer than the most reads at one time.
         if (read->thread.compare_exchange_strong(expected, self)) return *read;
     }
     Read* fresh = nullptr;
     orOutOfMemory([&] { fresh = new Read(self, first()); });
     // In front, and never taken out: a thread that walks the list meanwhile finds every read that
     // was there, without a lock.
+    // A failure puts the head of now into `next`.
     while (!head.compare_exchange_weak(fresh->next, fresh)) {
     }
     return *fresh;
@@ -50,6 +52,7 @@ Read& Readers::add() {
 
 Read* Readers::mine() const {
     Read* read = first();
+    // Relaxed: an entry with this thread's id was written by this thread.
     while (read != nullptr && read->thread.load(std::memory_order_relaxed) != pthread_self())
         read = read->next;
     return read;

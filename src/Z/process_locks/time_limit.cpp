@@ -30,6 +30,7 @@ TimeLimit* TimeLimit::of(ZAbstractProcessReadWriteLock const& lock) {
 }
 
 long TimeLimit::remaining() const {
+    // Rounded up, so that 0 means the end and nothing before it.
     auto const left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
     // On 32 bits the longest limit does not fit; who waits that long asks again.
     constexpr long long most = 24LL * 3600 * 1000;

@@ -59,6 +59,7 @@ int openLockFile(Descriptor& file, char const* path, int flags) {
 /// 0, or EINTR when a signal came first.
 int sleepFor(long milliseconds) {
     constexpr long nanosecondsPerMillisecond = 1000000;
+    // No pause is as long as a second, which nanoseconds alone could not tell.
     timespec const time{0, milliseconds * nanosecondsPerMillisecond};
     return clock_nanosleep(CLOCK_MONOTONIC, 0, &time, nullptr);
 }
@@ -84,6 +85,7 @@ int readAt(int fd, void* buffer, off_t offset, std::size_t length) {
         errno = 0;
         return read(fd, buffer, length);
     });
+    // A short read is no failure to the system: errno, 0 before the call, tells the two apart.
     if (got == static_cast<ssize_t>(length)) return 0;
     if (errno != 0) return errno;
     struct stat status {};

@@ -24,8 +24,10 @@ void ZAbstractConstString::setChars(ZAbstractString const& other) {
 }
 
 unsigned int ZAbstractConstString::getLength() const {
+    // 0 means not measured too: an empty text is looked at each time, which costs a byte.
     if (cachedLength == 0 && *chars != '\0') {
         std::size_t const measured = strlen(chars);
+        // Not even the length of UINT_MAX: whoever copies the text has to count its NUL.
         if (measured >= UINT_MAX) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
         cachedLength = static_cast<unsigned int>(measured);
     }

@@ -58,6 +58,7 @@ ZAbstractMutableString::ZAbstractMutableString(ZAbstractMutableString&& other) n
 }
 
 void ZAbstractMutableString::take(ZAbstractMutableString& other) noexcept {
+    // The block would be released and then taken.
     if (this == &other) return;
     if (other.onHeap()) {
         release();
@@ -66,6 +67,8 @@ void ZAbstractMutableString::take(ZAbstractMutableString& other) noexcept {
         length = other.length;
         other.reset();
     } else {
+        // Short text lies in the object, where there is no block to take. Any buffer has room for
+        // it.
         memcpy(chars, other.chars, other.length + 1);
         length = other.length;
         other.clear();
@@ -95,15 +98,20 @@ char* ZAbstractMutableString::bump(unsigned int requested, int exact) {
     // Kept: the start is the capacity, so that asking a heap buffer for less than it has makes it
     // larger when `exact` is 0; programs count on the room that gives.
     std::uint64_t need = std::max(capacity, checkedLength(requested));
+    // Every buffer has as much, the one in the object too.
     if (need <= defaultLength) return chars;
+    // A fifth more, so that appending byte by byte copies each a bounded number of times. In 64
+    // bits, where it cannot wrap; cut to what the length can tell below.
     if (exact == 0) need += (std::uint64_t{requested} + 7) / 5;
     if (need > capacity) reallocate(std::min<std::uint64_t>(need, greatestLength));
     return chars;
 }
 
 void ZAbstractMutableString::reallocate(std::uint64_t bytes) {
+    // With the NUL; greatestLength leaves one for it on 32 bits.
     auto const size = static_cast<std::size_t>(bytes + 1);
     void* const block = onHeap() ? realloc(chars, size) : malloc(size);
+    // realloc() has left the old block alone, and so has this: the text is as it was.
     if (block == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     if (!onHeap()) memcpy(block, inlineBuffer, length + 1);
     chars = static_cast<char*>(block);
@@ -112,11 +120,14 @@ void ZAbstractMutableString::reallocate(std::uint64_t bytes) {
 
 bool ZAbstractMutableString::holds(char const* address) const {
     std::less<> const before;  // ordered for unrelated pointers too
+    // The place of the NUL counts too: an empty tail of this text moves with it.
     return address != nullptr && !before(address, chars) && !before(chars + length, address);
 }
 
 template <class Number>
 void ZAbstractMutableString::setNumber(Number number) {
+    // No check of the room: the least there is holds any number. No locale either: to_chars()
+    // groups no digits.
     setLength(
         static_cast<unsigned int>(std::to_chars(chars, chars + defaultLength, number).ptr - chars));
 }
@@ -129,6 +140,7 @@ void ZAbstractMutableString::setChars(char const* text) {
 void ZAbstractMutableString::setChars(ZAbstractString const& other) {
     if (other.getCodesetHandle() == getCodesetHandle()) {
         setBytes(other.getChars(), other.getLength());
+        // Apart, because a conversion of nothing changes nothing.
     } else if (other.isEmpty()) {
         clear();
     } else {
@@ -177,6 +189,8 @@ void ZAbstractMutableString::convertFromCodeSet(ZAbstractString const& source) {
     unsigned int const count = source.getLength();
     if (source.getCodesetHandle() == getCodesetHandle()) {
         setBytes(bytes, count);
+        // A view of this very text as another codeset: converted in place it would overwrite what
+        // is still to be read. The copy serves as a holder of bytes, of whatever codeset.
     } else if (holds(bytes)) {
         convertBytes(ZLCString(bytes, count).getChars(), count);
     } else {
@@ -191,5 +205,6 @@ void ZAbstractMutableString::convertBytes(char const* bytes, unsigned int count)
     char* const out = bump(room, 1);
     int const written = toUtf8 ? zlcs_to_utf8(bytes, count, out, capacity)
                                : zlcs_from_utf8(bytes, count, out, capacity);
+    // What failed on the way has left part of the result there.
     setLength(written > 0 ? static_cast<unsigned int>(written) : 0);
 }

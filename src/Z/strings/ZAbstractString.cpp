@@ -21,6 +21,7 @@ ZAbstractString const* asString(ZAbstractString const& like, ZObject const& othe
 
 bool sameBytes(ZAbstractString const& a, ZAbstractString const& b) {
     unsigned int const length = a.getLength();
+    // Not strcmp(): different lengths are the rule and decide at once.
     return length == b.getLength() && memcmp(a.getChars(), b.getChars(), length) == 0;
 }
 
@@ -54,6 +55,7 @@ ZAbstractString::~ZAbstractString() = default;
 
 void ZAbstractString::fetchHandles() {
     ZCodesetHandle const utf8 = zgetUTF8Handle();
+    // The UTF-8 handle goes last: who sees it takes both as fetched.
     lcs_handle_.store(zgetLCSHandle(), std::memory_order_relaxed);
     utf8_handle_.store(utf8, std::memory_order_release);
 }
@@ -67,6 +69,8 @@ ZAbstractString const* ZAbstractString::foreignText(ZObject const& other) const 
 unsigned long ZAbstractString::hash() const {
     char const* const text = getChars();
     unsigned int const length = getLength();
+    // 32 bits on every machine, bytes without a sign: the order of a hash map is the same
+    // everywhere.
     unsigned int h = 5381;
     for (unsigned int i = 0; i < length; ++i)
         h = (h * 33) ^ static_cast<unsigned char>(text[i]);
@@ -84,6 +88,7 @@ bool ZAbstractString::equals(ZObject const& other) const {
 }
 
 bool ZAbstractString::operator==(ZAbstractString const& other) const {
+    // Bytes of different codesets are not comparable; compare() converts.
     bool const isForeign = other.getCodesetHandle() != getCodesetHandle();
     return isForeign ? compare(static_cast<ZObject const&>(other)) == 0 : sameBytes(*this, other);
 }
@@ -115,6 +120,8 @@ int ZAbstractString::indexOf(char const* text, unsigned int from) const {
 
 int ZAbstractString::lastIndexOf(int c) const {
     ZCodesetHandle const codeset = getCodesetHandle();
+    // Where a byte is a character, the system's search from the end is by far the fastest;
+    // elsewhere characters are known only from the front.
     bool const bytesAreCharacters = (codeset == localHandle() && zlcs_mb_max() == 1) ||
                                     (codeset == utf8Handle() && zisAsciiCharacter(c));
     return bytesAreCharacters ? offsetIn(getChars(), strrchr(getChars(), c)) : lastCharacter(c);
@@ -128,9 +135,11 @@ int ZAbstractString::lastCharacter(int c) const {
         if (hit < 0) break;
         last = hit;
         auto const offset = static_cast<unsigned int>(hit);
+        // The NUL was looked for, and nothing is behind it.
         if (offset == length) break;
         int const step = zmblen(getCodesetHandle(), getChars() + offset, length - offset);
         if (step < 0) zraise(ZQCSMBLenException(), sourceName, __LINE__);
+        // On by a whole character, so that none of its later bytes passes for a hit; always on.
         from = offset + static_cast<unsigned int>(step > 0 ? step : 1);
     }
     return last;

@@ -7,6 +7,7 @@ ZLCConstString::ZLCConstString(ZLCString const& other) : ZAbstractConstString(ot
 ZLCConstString::~ZLCConstString() = default;
 
 int ZLCConstString::compare(ZObject const& other) const {
+    // A view cannot convert; its owning twin can.
     return foreignText(other) != nullptr ? ZLCString(*this).compare(other)
                                          : ZAbstractString::compare(other);
 }

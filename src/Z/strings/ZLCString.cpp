@@ -8,6 +8,8 @@ ZLCString::~ZLCString() = default;
 int ZLCString::compare(ZObject const& other) const {
     if (ZAbstractString const* const foreign = foreignText(other)) {
         ZLCString const converted(*foreign);
+        // Conversion that failed leaves nothing; then the bytes decide, or all that fail would be
+        // equal.
         if (!converted.isEmpty() || foreign->isEmpty()) return compare(converted);
     }
     return ZAbstractString::compare(other);
@@ -31,6 +33,7 @@ ZAbstractMutableString& ZLCString::replaceAll(char const* set, char to) {
 }
 
 ZAbstractMutableString& ZLCString::replaceAll(char const* set, char const* to) {
+    // A copy: `set` may lie in this string, which changes while it is walked.
     ZLCString const characters(set);
     ZLCString character;
     ZStringIterator iterator(characters, character);

@@ -10,6 +10,7 @@ constexpr char sourceName[] = "src/Z/ZObject";
 constexpr int allocationFailureLine = 75;  // fixed: part of the report that administrators know
 
 void* allocate(std::size_t size) {
+    // std::bad_alloc is no exception of this library's tree, which callers catch by its root.
     void* const block = ::operator new(size, std::nothrow);
     if (block == nullptr) zraise(ZOutOfMemoryException(), sourceName, allocationFailureLine);
     return block;
@@ -23,6 +24,7 @@ unsigned long ZObject::hash() const { return reinterpret_cast<unsigned long>(thi
 
 int ZObject::compare(ZObject const& other) const {
     if (this == &other) return 0;
+    // ISO C++ orders unrelated pointers by std::less alone.
     return std::less<ZObject const*>()(this, &other) ? -1 : 1;
 }
 

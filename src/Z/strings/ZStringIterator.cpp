@@ -35,6 +35,7 @@ ZAbstractMutableString* ZStringIterator::getNext() {
     if (position == nullptr) return nullptr;
     unsigned int const size = characterLength();
     target.clear();
+    // Nearly all characters: append() of one byte looks for no NUL.
     if (size == 1)
         target.append(*position);
     else
@@ -45,6 +46,7 @@ ZAbstractMutableString* ZStringIterator::getNext() {
 
 unsigned int ZStringIterator::characterLength() const {
     if (*position == '\0') return 0;
+    // No codeset served has a byte below 0x80 within a character.
     if (mbMax == 1 || zisAscii(*position)) return 1;
     auto const passed = static_cast<unsigned int>(position - source->getChars());
     int const size = zmblen(source->getCodesetHandle(), position, source->getLength() - passed);

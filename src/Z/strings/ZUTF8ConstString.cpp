@@ -8,6 +8,7 @@ ZUTF8ConstString::ZUTF8ConstString(ZUTF8String const& other)
 ZUTF8ConstString::~ZUTF8ConstString() = default;
 
 int ZUTF8ConstString::compare(ZObject const& other) const {
+    // A view cannot convert; its owning twin can.
     return foreignText(other) != nullptr ? ZUTF8String(*this).compare(other)
                                          : ZAbstractString::compare(other);
 }

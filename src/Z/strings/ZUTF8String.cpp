@@ -27,6 +27,8 @@ ZUTF8String::~ZUTF8String() = default;
 int ZUTF8String::compare(ZObject const& other) const {
     if (ZAbstractString const* const foreign = foreignText(other)) {
         ZUTF8String const converted(*foreign);
+        // Conversion that failed leaves nothing; then the bytes decide, or all that fail would be
+        // equal.
         if (!converted.isEmpty() || foreign->isEmpty()) return compare(converted);
     }
     return ZAbstractString::compare(other);
@@ -46,6 +48,7 @@ int ZUTF8String::compareignorecase(ZUTF8ConstString const& other) const {
 ZCodesetHandle ZUTF8String::getCodesetHandle() const { return utf8Handle(); }
 
 ZUTF8String& ZUTF8String::lower() {
+    // Most text is ASCII alone, which needs no codeset; the rest is for the codeset layer.
     zstrlower(getCodesetHandle(), mapAscii(text(), zlowerAscii));
     return *this;
 }
@@ -56,6 +59,7 @@ ZUTF8String& ZUTF8String::upper() {
 }
 
 ZAbstractMutableString& ZUTF8String::replaceAll(char const* set, char to) {
+    // Bytes of longer characters would be replaced one by one, and leave malformed text.
     if (set != nullptr && !std::all_of(set, set + strlen(set), zisAscii))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
     return ZAbstractMutableString::replaceAll(set, to);
@@ -71,6 +75,7 @@ ZAbstractMutableString& ZUTF8String::replace(char const* from, char const* to) {
 }
 
 ZAbstractMutableString& ZUTF8String::replaceAll(char const* set, char const* to) {
+    // A copy: `set` may lie in this string, which changes while it is walked.
     ZUTF8String const characters(set);
     ZUTF8String character;
     ZStringIterator iterator(characters, character);

@@ -14,6 +14,7 @@
 
 void ZAbstractMutableString::appendGrowing(char const* bytes, unsigned int count) {
     unsigned int const newLength = checkedLength(std::uint64_t{length} + count);
+    // Noted as an offset before the buffer may move.
     bool const isOwn = holds(bytes);
     std::ptrdiff_t const offset = isOwn ? bytes - chars : 0;
     bump(newLength, 0);
@@ -25,6 +26,7 @@ void ZAbstractMutableString::insertBytes(unsigned int position, char const* byte
     unsigned int const newLength = checkedLength(std::uint64_t{length} + count);
     bool const isOwn = holds(bytes);
     auto const offset = isOwn ? static_cast<unsigned int>(bytes - chars) : 0;
+    // bump() would enlarge a buffer that is large enough.
     if (newLength > capacity) bump(newLength, 0);
     char* const gap = chars + position;
     memmove(gap + count, gap, length - position);
@@ -60,6 +62,7 @@ ZAbstractMutableString& ZAbstractMutableString::insert(unsigned int position, ch
 
 ZAbstractMutableString& ZAbstractMutableString::remove(unsigned int start, unsigned int count) {
     if (count == 0) return trunc(start);
+    // Not start + count, which wraps.
     if (start > length || count > length - start) return *this;
     memmove(chars + start, chars + start + count, length - start - count);
     setLength(length - count);
@@ -116,6 +119,7 @@ unsigned int ZAbstractMutableString::textEnd() const {
 
 ZAbstractMutableString& ZAbstractMutableString::stripLeading() {
     unsigned int const start = spaceEnd();
+    // Onto itself: setBytes() allows for that.
     if (start > 0) setBytes(chars + start, length - start);
     return *this;
 }
@@ -123,6 +127,7 @@ ZAbstractMutableString& ZAbstractMutableString::stripLeading() {
 ZAbstractMutableString& ZAbstractMutableString::stripTrailing() { return trunc(textEnd()); }
 
 ZAbstractMutableString& ZAbstractMutableString::stripWhiteSpace() {
+    // The end first: the less is left to move up.
     stripTrailing();
     return stripLeading();
 }
@@ -143,6 +148,7 @@ ZAbstractMutableString& ZAbstractMutableString::format(char const* fmt, ...) {
     va_start(list, fmt);
     zvsprintf(&formatted, fmt, list);
     va_end(list);
+    // Formatted apart, since the arguments may be parts of this string.
     std::unique_ptr<char, ZFree> const block(formatted);
     if (block != nullptr) setChars(block.get());
     return *this;

@@ -23,6 +23,7 @@ ZAbstractMutableString& ZAbstractMutableString::replace(char from, char to) {
 }
 
 ZAbstractMutableString& ZAbstractMutableString::replaceAll(char const* set, char to) {
+    // The set is read whole before anything changes: it may lie in this string.
     std::bitset<UCHAR_MAX + 1> wanted;
     for (char const* byte = textOf(set); *byte != '\0'; ++byte)
         wanted.set(static_cast<unsigned char>(*byte));
@@ -42,6 +43,7 @@ void ZAbstractMutableString::substitute(Find const& find, char const* to) {
     auto const toLength = checkedLength(strlen(to));
     Hit const first = find(chars);
     if (first.place == nullptr) return;
+    // In 64 bits, to be checked once: the greatest one can pass 32.
     std::uint64_t newLength = length;
     std::uint64_t greatest = length;
     for (Hit hit = first; hit.place != nullptr; hit = find(hit.place + hit.length)) {
@@ -55,6 +57,7 @@ void ZAbstractMutableString::substitute(Find const& find, char const* to) {
     char const* const end = chars + length + shift;
     char const* read = chars + shift;
     char* write = chars;
+    // With the NUL, which ends the searches of the second walk.
     memmove(chars + shift, chars, length + 1);
     for (Hit hit = find(read); hit.place != nullptr; hit = find(read)) {
         write = std::copy(read, hit.place, write);
@@ -72,6 +75,8 @@ char const* ZAbstractMutableString::findText(char const* from, char const* part)
 
 ZAbstractMutableString& ZAbstractMutableString::replace(char const* from, char const* to) {
     if (from == nullptr || *from == '\0') return *this;
+    // Arguments within this text are copied first, since it changes under them; whatever their
+    // codeset, the copy just holds bytes.
     if (holds(from) || holds(to))
         return replace(ZLCString(from).getChars(), ZLCString(to).getChars());
     auto const fromLength = checkedLength(strlen(from));
@@ -83,6 +88,7 @@ unsigned int ZAbstractMutableString::countCharacters(char const* bytes, unsigned
     unsigned int characters = 0;
     for (unsigned int at = 0; at < count; ++characters) {
         int const size = zmblen(getCodesetHandle(), bytes + at, count - at);
+        // Before the text changes: substitute() counts in its first walk.
         if (size < 1) zraise(ZQCSMBLenException(), sourceName, __LINE__);
         at += static_cast<unsigned int>(size);
     }

@@ -28,6 +28,7 @@ int lockUntil(pthread_mutex_t* mutex, timespec const& deadline) {
     return pthread_mutex_timedlock(mutex, &deadline);
 }
 #else
+// Whoever sets the clock of the system must not make a wait longer or end it.
 constexpr clockid_t lockClock = CLOCK_MONOTONIC;
 int lockUntil(pthread_mutex_t* mutex, timespec const& deadline) {
     return pthread_mutex_clocklock(mutex, lockClock, &deadline);
@@ -55,6 +56,7 @@ ZLock::Mutex ZLock::createMutex() {
 }
 
 ZLock::Owner ZLock::createOwner() {
+    // Through ZObject, whose failure is an exception of the library.
     void* const block = ZObject::operator new(sizeof(std::atomic<pthread_t>));
     return Owner(::new (block) std::atomic<pthread_t>(noOwner));
 }
@@ -73,6 +75,7 @@ void ZLock::deepen() {
 
 /// The part of lock() that is more than counting.
 void ZLock::acquire(pthread_t self) {
+    // The mutex is a plain one, on which its holder would wait for itself.
     if (isHeldBy(self)) return deepen();
     if (int const rc = pthread_mutex_lock(mutex.get()))
         zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), rc), sourceName,

@@ -38,6 +38,7 @@ std::atomic<bool> directoryChosen{false};  // by zset_cs_dir()
 
 void findDirectory() {
     qcsdir_ = getenv("QCSDIR");
+    // A program may choose before the first string does this.
     if (!directoryChosen.load()) qcs_set_dir(qcsdir_ != nullptr ? qcsdir_ : defaultDirectory);
 }
 
@@ -55,6 +56,7 @@ ZCodesetHandle findLocalCodeset() {
 }
 
 Failure setUp() {
+    // Comparing strings and white space go by the process's locale.
     setlocale(LC_ALL, "");
     findDirectory();
     if (qcsdir_ == nullptr) return Failure::noDirectory;
@@ -66,6 +68,7 @@ Failure setUp() {
     csname_ = codesetName.data();
     local_locale_handle_ = qcs_loc_new(localeName.data());
     localGreatest = qcs_mb_max(local);
+    // The handles go last: zmblen() takes a local handle for a sign that localGreatest is set.
     zutf8_codeset_ = utf8;
     zlocal_codeset_ = local;
     return Failure::none;
@@ -138,6 +141,8 @@ char const* zgetlocale() { return afterInit(locstring_); }
 
 void zset_cs_dir(char const* dir) {
     if (dir == nullptr) return;
+    // Noted first, or an initialisation that runs meanwhile could put its own directory over this
+    // one.
     directoryChosen = true;
     qcs_set_dir(dir);
 }
@@ -160,6 +165,7 @@ int zlcs_mb_max() {
 int zmblen(ZCodesetHandle cs, char const* p, unsigned int n) {
     if (p == nullptr || n == 0 || *p == 0) return 0;
     bool const isLocal = cs != 0 && cs == zlocal_codeset_.load(std::memory_order_acquire);
+    // Spares single-byte locales the way through the codeset layer.
     if (isLocal && localGreatest.load(std::memory_order_acquire) == 1) return 1;
     return qcs_mblen(cs, p, n);
 }

@@ -19,7 +19,9 @@ void* zdlopen(char const* file, int mode, int* err) {
         setError(err, ENOENT);
         return nullptr;
     }
+    // POSIX wants RTLD_LAZY or RTLD_NOW in every mode.
     void* const handle = dlopen(file, mode != 0 ? mode : RTLD_NOW | RTLD_GLOBAL);
+    // dlopen() promises no errno; what its system calls have left is the best number there is.
     if (handle == nullptr) setError(err, errno);
     return handle;
 }
@@ -44,5 +46,6 @@ int zdlclose(void* handle, int* err) {
 
 char* zdlerror() {
     char const* const text = dlerror();
+    // A copy, since the text is the system's and goes with the next call.
     return text != nullptr ? strdup(text) : nullptr;
 }

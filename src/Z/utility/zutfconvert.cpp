@@ -40,6 +40,7 @@ int zconvert_UTF16_to_UTF8(unsigned short const** src, unsigned short const* src
     while (*src < srcEnd) {
         Unit16Character const next = characterAt(*src, srcEnd);
         std::ptrdiff_t const length = encodedLength(next.code);
+        // Before either pointer moves: the caller goes on with this character in a new target.
         if (dstEnd - *dst < length) return targetExhausted;
         encode(next.code, length, *dst);
         *src += next.units;

@@ -83,6 +83,7 @@ ZPCategoryBasedCache::ZPCategoryBasedCache() : records(new Records), lists(new L
 ZPCategoryBasedCache::ZPCategoryBasedCache(ZPCategoryBasedCache const& other)
     : ZPCache(other),
       records(new Records(*other.records)),
+      // What was handed out belongs to the other one's callers.
       lists(new Lists),
       companionName(other.companionName),
       attributes(other.attributes),
@@ -96,6 +97,7 @@ void ZPCategoryBasedCache::setAttributes(unsigned long bits, void* data) {
 }
 
 void ZPCategoryBasedCache::makeKey(ZLCString& out, char const* stanza, char const* key) const {
+    // Built apart: `out` may hold the text of either part.
     ZLCString flat(stanza);
     flat += ".";
     flat += key;
@@ -125,6 +127,7 @@ ZArrayList* ZPCategoryBasedCache::getNames(char const* stanza) {
     if (found == none) return nullptr;
     auto& list = lists->names[found];
     if (list) return list.get();
+    // Entered when it is whole: the next caller must not get one that an error cut short.
     auto fresh = std::make_unique<ZArrayList>(0, 1);
     appendKeyNames(*records, found, *fresh);
     list = std::move(fresh);

@@ -52,6 +52,7 @@ struct ZPCategoryBasedCache::Change {
     [[nodiscard]] bool isOfStanza() const { return key.data() == nullptr; }
     [[nodiscard]] bool isStorable() const {
         if (!zfc::cache::isStorableStanza(stanza)) return false;
+        // A value without a key has nowhere to go.
         if (isOfStanza()) return value.empty();
         if (!zfc::cache::isStorableKey(key)) return false;
         return value.empty() || zfc::cache::isStorableValue(key, value, kind);
@@ -73,6 +74,7 @@ class ZPCategoryBasedCache::Edit {
 // -------------------------------------------------------------------------------- values and lines
 
 void ZPCategoryBasedCache::edit(Change const& change) {
+    // Before anything is added, so that what is refused leaves no trace.
     if (!change.isStorable()) zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Edit const scope(*lists);
     Index const stanza = records->findOrAddStanza(change.stanza);
@@ -147,6 +149,7 @@ bool ZPCategoryBasedCache::changeValue(char const* stanza, char const* key, unsi
     if (found == none) return false;
     Key const& record = records->names().key(found);
     Obfuscated const kind = Values::visibleKind(record);
+    // The rest works by number alone, and takes the value for granted.
     if (i >= records->values().count(record, kind)) return false;
     if (!zfc::cache::isStorableValue(key, value, kind))
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
@@ -200,10 +203,12 @@ void ZPCategoryBasedCache::delLine(char const* stanza, char const* key) {
     Index const found = findKey(records->names(), stanza, key);
     if (found == none) return;
     Edit const scope(*lists);
+    // No tidying: the line keeps all its texts.
     records->lines().unplaceKey(records->names().key(found));
 }
 
 void ZPCategoryBasedCache::clear() {
+    // Made first: without memory for it everything stays.
     auto fresh = std::make_unique<Records>();
     lists->clear();
     records = std::move(fresh);

@@ -22,6 +22,7 @@ struct ZPCategoryBasedCache::Lists : zfc::cache::Allocated {
         return std::uint64_t{record} * 4 + type;
     }
     void clear() {
+        // Called for each edit: clear() goes over all buckets even of an empty one.
         if (!values.empty()) values.clear();
         if (!stanzas.empty()) stanzas.clear();
         if (!names.empty()) names.clear();

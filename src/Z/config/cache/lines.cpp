@@ -15,6 +15,7 @@ Lines::Lines(Lines const& other, Texts& memory)
       longLines(other.longLines) {}
 
 void Lines::moveComments(Texts& fresh) {
+    // Every comment has a place in the file; only keys can lack one.
     for (Index i = file.first; i != none; i = lines[i].next) {
         if (lines[i].kind == ZPropLine::comment) fresh.moveIn(lines[i].text, lines[i].length);
     }
@@ -30,6 +31,7 @@ Index Lines::newLine(std::uint16_t kind, std::uint32_t segment) {
 Index Lines::newComment(std::string_view text, std::uint32_t segment) {
     Index const i = newLine(ZPropLine::comment, segment);
     lines[i].text = text.data();
+    // No comment is longer than a line, and no line than 8 KiB.
     lines[i].length = static_cast<std::uint16_t>(text.size());
     texts.startUse(text.size());
     return i;
@@ -39,6 +41,7 @@ Index Lines::newComment(std::string_view text, std::uint32_t segment) {
 
 void Lines::addSection(Index stanza) {
     Section& section = sections[stanza];
+    // The number may have been another stanza's.
     section = Section{};
     section.header = section.tail = section.commentEnd = none;
     linkLast(sections, unplacedStanzas, stanza);
@@ -65,6 +68,7 @@ void Lines::removeKey(Key const& key) {
 // ------------------------------------------------------------------------------------- reading
 
 void Lines::startAppending() {
+    // What is read next goes to that stanza and is not noted there.
     if (lastPlacedStanza() != none) templates.erase(lastPlacedStanza());
 }
 
@@ -86,6 +90,7 @@ void Lines::appendBlank() {
 void Lines::placeStanza(Index stanza) {
     Section& section = sections[stanza];
     if (section.header != none) return;
+    // All that can fail; the rest only links.
     section.header = newLine(ZPropLine::header, 0);
     section.tail = section.commentEnd = section.header;
     lines[section.header].owner = stanza;
@@ -100,6 +105,7 @@ void Lines::placeKey(Key const& key) {
     Index const stanza = key.stanza;
     placeStanza(stanza);
     Section& section = sections[stanza];
+    // Asked before the line leaves its chain, because it may need memory.
     Index const blank = blankBelowTemplate(key);
     Index const behind = blank != none ? lines[blank].prev : lastKeyLine(stanza);
     unlink(lines, section.unplaced, line);
@@ -150,6 +156,7 @@ Lines::Templates& Lines::templatesOf(Index stanza) {
 void Lines::noteTemplate(Templates& noted, std::string_view text, std::uint32_t segment) {
     std::size_t const equals = text.find('=');
     if (equals == std::string_view::npos) return;
+    // A comment begins with "#", so the sign is not at 0.
     String key(text.substr(1, equals - 1));
     key.erase(std::remove(key.begin(), key.end(), ' '), key.end());
     auto const [entry, isNew] = noted.segments.emplace(std::move(key), segment);
@@ -165,6 +172,7 @@ void Lines::unlinkKeyLine(Index stanza, Index line) {
         unlink(lines, section.unplaced, line);
         return;
     }
+    // No more than a line behind which there is no key; lastKeyLine() looks for the key when asked.
     if (section.tail == line) section.tail = lines[line].prev;
     unlink(lines, file, line);
 }
@@ -173,6 +181,7 @@ void Lines::unplaceKey(Key const& key) {
     Index const line = key.line;
     if (!isPlaced(line)) return;
     unlinkKeyLine(key.stanza, line);
+    // Behind the unlinking, which tells by the segment which chain the line is in.
     lines[line].segment = unplaced;
     linkLast(lines, sections[key.stanza].unplaced, line);
 }
@@ -192,6 +201,7 @@ void Lines::unplaceStanza(Index stanza) {
     Section& section = sections[stanza];
     if (section.header == none) return;
     Index const end = endOf(stanza);
+    // From the front, so that the keys keep their order in the chain of those without a place.
     while (lines[section.header].next != end)
         dropInnerLine(stanza, lines[section.header].next);
     unlink(lines, file, section.header);
@@ -224,6 +234,7 @@ void Lines::insertComment(Index stanza, std::string_view text, Index behind,
 
 void Lines::addFileComment(std::string_view text) {
     bool const opens = file.first != none && lines[file.first].kind == ZPropLine::comment;
+    // On from where the last one went, so that adding many takes no walk over all each time.
     if (opens) openingEnd = endOfComments(openingEnd == none ? file.first : openingEnd);
     insertComment(none, text, openingEnd, 0);
     openingEnd = openingEnd == none ? file.first : lines[openingEnd].next;

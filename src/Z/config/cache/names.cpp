@@ -35,6 +35,7 @@ Names::Sought Names::seekKey(Index stanza, std::string_view name) const {
 Index Names::findKeyToEdit(std::string_view stanza, std::string_view name) const {
     Index const found = findStanza(stanza);
     if (found == none) return none;
+    // Void until all of it is there: the name may find no memory.
     asked.stanza = none;
     asked.name.assign(name.data(), name.size());
     asked.answer = seekKey(found, name);
@@ -56,8 +57,10 @@ Index Names::addStanza(std::string_view name) {
 Index Names::addKey(Index stanza, std::string_view name, std::uint32_t hash, Index line) {
     Table& table = keyTables[stanza];
     table.makeRoom();
+    // The last thing that can fail.
     Index const i = keys.allocate();
     auto const length = static_cast<std::uint32_t>(name.size());
+    // It may have answered that there is no such key.
     asked.stanza = none;
     keys[i] = {name.data(), nullptr, length, 0, stanza, line, none, none};
     table.insert(hash, i, name.data());
@@ -70,6 +73,7 @@ void Names::removeKey(Index key) {
     asked.stanza = none;
     texts.endUse(record.nameLength);
     keyTables[record.stanza].erase(hashName(record.getName()), key);
+    // Last: it writes over the beginning of the record, where the name's address is.
     keys.release(key);
 }
 
@@ -78,6 +82,7 @@ void Names::removeStanza(Index stanza) {
     std::string_view const name = stanzaName(stanza);
     texts.endUse(name.size());
     stanzaTable.erase(hashName(name), stanza);
+    // Gives the memory back; the number's next stanza begins with an empty one.
     keyTables[stanza] = Table();
     stanzas.release(stanza);
 }

@@ -39,6 +39,7 @@ class Pool {
     /// The number of a record with default content.
     [[nodiscard]] Index allocate() {
         Index const i = freeHead != none ? takeFree() : takeFresh();
+        // Only now: a free record holds the number of the next one.
         (*this)[i] = Record{};
         return i;
     }

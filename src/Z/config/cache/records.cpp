@@ -35,6 +35,7 @@ void Records::compact(std::size_t bytes) {
             allValues.move(fresh, allNames.key(key));
         });
     });
+    // Last, with nothing left that points into the old blocks.
     texts = std::move(fresh);
 }
 
@@ -66,6 +67,7 @@ Index Records::findOrAddKey(Index stanza, std::string_view name) {
     Names::Sought const known = allNames.seekKey(stanza, name);
     if (known.key != none) return known.key;
     std::string_view const copy = texts.copy(name);
+    // Before the key, which is never without one.
     Index const line = allLines.newKeyLine();
     Index const key = allNames.addKey(stanza, copy, known.hash, line);
     allLines.leaveUnplaced(stanza, line, key);

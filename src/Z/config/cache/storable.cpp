@@ -26,13 +26,17 @@ bool zfc::cache::isStorableStanza(std::string_view name) {
 }
 
 bool zfc::cache::isStorableKey(std::string_view name) {
+    // The reader ends a key at the first of these.
     if (name.empty() || holds(name, '=') || holds(name, '\n')) return false;
+    // The line would be read as a comment or a header.
     if (name.front() == '#' || name.front() == '[') return false;
+    // The reader takes these off: it would be another key.
     if (isSpace(name.front()) || isSpace(name.back())) return false;
     return fitsLine(name.size() + equalsEnd);
 }
 
 bool zfc::cache::isStorableValue(std::string_view key, std::string_view value, Obfuscated kind) {
+    // It is in no line, but in a record that ends with a zero byte.
     if (kind == Obfuscated::yes) return true;
     return !holds(value, '\n') && fitsLine(key.size() + equalsMid + value.size());
 }

@@ -23,6 +23,7 @@ struct HashKey {
 HashKey drawKey() {
     HashKey key{};
     // Without the kernel's generator (a sandbox may forbid it) hashing still works, only guessably.
+    // Non-blocking: a program that is started early must not wait for the generator to be seeded.
     if (getrandom(&key, sizeof key, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof key)) {
         key.low = static_cast<std::uint64_t>(std::time(nullptr));
         key.high = reinterpret_cast<std::uintptr_t>(sourceName);  // random, as the loader places it
@@ -72,6 +73,7 @@ std::uint64_t lastWord(char const* bytes, std::size_t count, std::size_t length)
 }  // namespace
 
 std::uint32_t hashName(std::string_view name) {
+    // One for the process: what was hashed earlier has to be found again.
     static HashKey const key = drawKey();
     SipState state{key.low ^ 0x736f6d6570736575, key.high ^ 0x646f72616e646f6d,
                    key.low ^ 0x6c7967656e657261, key.high ^ 0x7465646279746573};
@@ -79,6 +81,7 @@ std::uint32_t hashName(std::string_view name) {
     std::size_t left = name.size();
     for (; left >= 8; left -= 8, at += 8) {
         std::uint64_t word = 0;
+        // In the machine's byte order: no hash leaves the process.
         std::memcpy(&word, at, sizeof word);
         state.absorb(word);
     }
@@ -91,6 +94,7 @@ std::uint32_t hashName(std::string_view name) {
 
 void Table::grow() {
     if (slots.size() >= mostSlots) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    // Allocated before anything changes, and exchanged at once.
     Vector<Slot> old(std::max(firstSlots, slots.size() * 2));
     slots.swap(old);
     for (Slot const& entry : old) {

@@ -24,6 +24,7 @@ Block allocateBlock(std::size_t bytes) {
 }
 
 void resizeBlock(Block& block, std::size_t bytes) {
+    // realloc() to no bytes may free the block and answer null, as if there were no memory.
     void* const resized = std::realloc(block.get(), std::max<std::size_t>(bytes, 1));
     if (resized == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     static_cast<void>(block.release());
@@ -31,6 +32,7 @@ void resizeBlock(Block& block, std::size_t bytes) {
 }
 
 std::string_view Texts::copy(std::string_view text) {
+    // The greatest length too: with its NUL it would wrap on 32 bits.
     if (text.size() >= longestText) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     char* const place = take(text.size() + 1);
     if (!text.empty()) std::memcpy(place, text.data(), text.size());
@@ -40,6 +42,8 @@ std::string_view Texts::copy(std::string_view text) {
 
 char* Texts::take(std::size_t bytes) {
     if (bytes > roomLeft)
+        // By a quarter: small files waste little, large ones need few blocks. What is left of the
+        // block before counts as garbage.
         reserve(std::max(bytes, std::clamp(held / 4, smallestBlock, largestBlock)));
     roomLeft -= bytes;
     return std::exchange(room, room + bytes);
@@ -48,6 +52,7 @@ char* Texts::take(std::size_t bytes) {
 void Texts::reserve(std::size_t bytes) {
     Block block = allocateBlock(bytes);
     char* const start = block.get();
+    // Kept first, because that may fail; the room is in it from then on.
     adopt(std::move(block), bytes);
     room = start;
     roomLeft = bytes;

@@ -70,11 +70,13 @@ void Values::append(Index list, Index value) {
 void Values::takeOut(Index list, std::uint32_t i) {
     ValueList& record = lists[list];
     Index const before = i == 0 ? none : valueBefore(list, i);
+    // The place found last was counted from the value that goes.
     if (before == none && recentValue.list == list) recentValue = {};
     Index const value = before == none ? record.first : values[before].next;
     (before == none ? record.first : values[before].next) = values[value].next;
     if (record.last == value) record.last = before;
     --record.count;
+    // Before the release, which writes over the record.
     texts.endUse(values[value].length);
     values.release(value);
 }
@@ -125,6 +127,7 @@ void Values::removeFurther(Key& key, std::uint32_t i) {
 /// Takes the first plain value out; the second one becomes the first.
 void Values::shiftPlain(Key& key) {
     if (key.more == none) return setFirstPlain(key, {});
+    // Its text counts twice until the list drops it in the next line.
     setFirstPlain(key, values[lists[key.more].first].getText());
     removeFurther(key, 0);
 }
@@ -138,6 +141,7 @@ void Values::clearPlain(Key& key) {
 // --------------------------------------------------------------------------- obfuscated values
 
 void Values::addObfuscated(Key& key, Index number, std::string_view text) {
+    // Before anything else, because it may fail.
     if (obfuscatedOfStanza.size() <= key.stanza) obfuscatedOfStanza.resize(key.stanza + 1);
     Index const value = newValue(text);
     if (key.obfuscated == none) {
@@ -151,6 +155,7 @@ void Values::addObfuscated(Key& key, Index number, std::string_view text) {
 
 void Values::clearObfuscated(Key& key) {
     if (key.obfuscated == none) return;
+    // While its record still has its neighbours.
     unlink(lists, obfuscatedLists, key.obfuscated);
     --obfuscatedKeyCount;
     --obfuscatedOfStanza[key.stanza];
@@ -184,6 +189,7 @@ void Values::remove(Key& key, Obfuscated kind, std::uint32_t i) {
             removeFurther(key, i - 1);
         return;
     }
+    // With an empty list the key would still count as obfuscated.
     if (countOf(key.obfuscated) == 1)
         clearObfuscated(key);
     else

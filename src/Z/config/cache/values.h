@@ -55,7 +55,7 @@ class Values {
     [[nodiscard]] static bool isObfuscated(Key const& key) { return key.obfuscated != none; }
     /// Value number `i` of the kind; its data is null when there is none.
     [[nodiscard]] std::string_view at(Key const& key, Obfuscated kind, std::uint32_t i) const;
-    /// Likewise.
+    /// The last value of the kind; its data is null when there is none.
     [[nodiscard]] std::string_view last(Key const& key, Obfuscated kind) const;
     template <class Visit>  // visit(std::string_view value), in file order
     void each(Key const& key, Obfuscated kind, Visit visit) const;

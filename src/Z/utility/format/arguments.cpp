@@ -8,6 +8,7 @@ namespace {
 /// Hands out argument numbers, in the order in which specifications take them.
 class Numbering {
   public:
+    // No overflow: there are at most INT_MAX / 6 of them.
     explicit Numbering(int specCount) : bound(3 * specCount) {}
 
     /// The number for a use: the one it names, else the one behind the last taken.
@@ -34,12 +35,14 @@ bool isSet(ZFormatSpec const& spec, unsigned flag) { return (spec.flags & flag) 
 
 /// False as soon as a gap is certain.
 bool numberSpec(ZFormatSpec& spec, Numbering& numbers) {
+    // ISO C takes them in this order: width, precision, value.
     if (isSet(spec, widthStar)) spec.width = numbers.take(isSet(spec, widthNamed), spec.width);
     if (isSet(spec, precisionStar))
         spec.precision = numbers.take(isSet(spec, precisionNamed), spec.precision);
     spec.argPos = isSet(spec, percentLiteral)
                       ? 0  // converts none, whatever it names
                       : numbers.take(isSet(spec, namesArgument), spec.argPos);
+    // Known before there are slots: one great number must not cost gigabytes.
     return !numbers.hasSureGap();
 }
 
@@ -47,6 +50,7 @@ bool provideSlots(ZFormatContext& ctx, int count) {
     if (count < ZFORMAT_INLINE_ARGS) return true;
     std::size_t bytes = 0;
     auto const slots = static_cast<std::size_t>(count) + 1;  // numbers begin with 1
+    // On 32 bits the product can wrap.
     if (__builtin_mul_overflow(slots, sizeof(ZFormatArg), &bytes)) return false;
     void* const block = std::malloc(bytes);
     if (block == nullptr) return false;
@@ -82,6 +86,7 @@ ArgClass merged(ArgClass before, ArgClass now) {
 
 /// Notes one use of an argument; false when it disagrees with the earlier ones.
 bool noteUse(ZFormatArg& arg, ArgClass argClass, bool named) {
+    // Uses are noted in the place of the value, which is free until the arguments are fetched.
     auto& use = arg.value.use;
     ArgClass const both = merged(static_cast<ArgClass>(use.argClass), argClass);
     if (both == ArgClass::none) return false;
@@ -108,6 +113,7 @@ bool noteUses(ZFormatSpec const& spec, ZFormatArg* args) {
 bool settleTypes(ZFormatArg* args, int count, int namedCount) {
     for (int i = 1; i <= count; ++i) {
         auto const& use = args[i].value.use;
+        // A va_list cannot step over an argument whose type nobody knows.
         if (static_cast<ArgClass>(use.argClass) == ArgClass::none) return false;
         if (i <= namedCount && !use.named) return false;
         if (args[i].type == noType) args[i].type = unsignedInt;
@@ -117,6 +123,7 @@ bool settleTypes(ZFormatArg* args, int count, int namedCount) {
 
 /// Types when arguments are named, and may be used several times, or not at all.
 bool agreeOnTypes(ZFormatContext& ctx, Numbering const& numbers) {
+    // Not for formats without names, where every slot is written once, and which are the rule.
     clearSlots(ctx.args, numbers.count());
     for (int i = 0; i < ctx.specCount; ++i)
         if (!noteUses(ctx.specs[i], ctx.args)) return false;
@@ -155,6 +162,7 @@ void fetchArguments(ZFormatContext& ctx, int count, va_list list) {
                 value.pointer = va_arg(list, void*);
                 break;
             case ArgClass::integer:
+                // In the order of ArgType; ISO C passes all that is shorter than an int as one.
                 value.integer = narrowed(type, type >= signedLongLong ? va_arg(list, long long)
                                                : type >= signedLong   ? va_arg(list, long)
                                                                       : va_arg(list, int));

@@ -47,6 +47,7 @@ class SystemFormat {
         return field.has(floatingUp) ? upper[kind] : lower[kind];
     }
 
+    // "%", six flags, "*.*", "L", a letter and the NUL: 13.
     std::array<char, 16> text;  // up to its NUL
     std::size_t length = 0;
 };
@@ -70,6 +71,7 @@ class BareNumber {
     BareNumber(int type, Field field, ZFormatArg const& arg) {
         field.width = 0;
         field.flags &= ~(zeroFilled | leftJustified);
+        // The zeros beyond come from the caller, see trailingZeros().
         field.precision = std::min(field.precision, greatestDigits);
         int const measured = systemPrint(nullptr, 0, type, field, arg);
         if (measured < 0) return;
@@ -117,6 +119,7 @@ bool renderHuge(Sink& sink, int type, Field const& field, ZFormatArg const& arg)
     std::size_t const zeros = trailingZeros(type, field, number);
     std::size_t const padding = field.padding(number.size() + zeros);
     bool const isLeft = field.has(leftJustified);
+    // ISO C fills "inf" and "nan" with blanks.
     bool const fillsZeros = field.has(zeroFilled) && !isLeft && number.isFinite();
     std::size_t const sign = number.signSize();
     std::size_t const end = number.digitsEnd();

@@ -75,6 +75,7 @@ constexpr bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool readNumber(char const*& at, int& value) {
     long long sum = 0;
     for (; isDigit(*at); ++at)
+        // Stays just above INT_MAX, so that any number of digits can follow.
         sum = std::min(sum * 10 + (*at - '0'), INT_MAX + 1LL);
     value = static_cast<int>(std::min<long long>(sum, INT_MAX));
     return sum <= INT_MAX;
@@ -127,6 +128,7 @@ class SpecReader {
                 spec.flags |= plusSign;
                 return true;
             case '-':
+                // ISO C: "-" overrides "0", in either order.
                 spec.flags = (spec.flags | leftJustified) & ~zeroFilled;
                 return true;
             case '0':
@@ -165,6 +167,7 @@ class SpecReader {
         ++at;
         spec.flags |= star;
         if (!isDigit(*at)) return true;
+        // POSIX: either all arguments of a specification are named, or none.
         if ((spec.flags & namesArgument) == 0) return false;
         spec.flags |= named;
         bool const fits = readNumber(at, number);
@@ -210,6 +213,7 @@ class SpecReader {
 
 /// The table is full at ten records, at twenty, at forty and so on.
 bool isFull(int count) {
+    // Layout: the context has no field for the room, so the count alone tells when it is used up.
     int const tens = count / ZFORMAT_INLINE_SPECS;
     return tens > 0 && count % ZFORMAT_INLINE_SPECS == 0 && (tens & (tens - 1)) == 0;
 }
@@ -217,7 +221,9 @@ bool isFull(int count) {
 bool growSpecs(ZFormatContext& ctx) {
     std::size_t bytes = 0;
     auto const count = static_cast<std::size_t>(ctx.specCount);
+    // Twice the count itself fits, see maxSpecs.
     if (__builtin_mul_overflow(count * 2, sizeof(ZFormatSpec), &bytes)) return false;
+    // The first table is part of the context, and not realloc()'s to move.
     bool const isInline = ctx.specs == ctx.inlineSpecs;
     void* const block = std::realloc(isInline ? nullptr : ctx.specs, bytes);
     if (block == nullptr) return false;
@@ -231,6 +237,7 @@ ZFormatSpec* addSpec(ZFormatContext& ctx) {
     if (ctx.specCount == maxSpecs) return nullptr;
     if (isFull(ctx.specCount) && !growSpecs(ctx)) return nullptr;
     ZFormatSpec& spec = ctx.specs[ctx.specCount++];
+    // The tables come uninitialised, inside of the context and from the heap.
     spec = ZFormatSpec{};
     return &spec;
 }

@@ -105,6 +105,7 @@ constexpr std::array<TypeRow, typeCount> typeRows{{
 [[nodiscard]] constexpr long long narrowed(int type, long long value) {
     TypeRow const row = rowOf(type);
     int const unused = 64 - row.bits;
+    // As unsigned: shifting a negative number up is undefined in C++17.
     auto const shifted = static_cast<unsigned long long>(value) << unused;
     return row.isSigned ? static_cast<long long>(shifted) >> unused
                         : static_cast<long long>(shifted >> unused);

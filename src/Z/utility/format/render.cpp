@@ -25,6 +25,7 @@ bool resolveWidth(ZFormatSpec const& spec, ZFormatArg const* args, Field& field)
     if (!field.has(widthStar)) return true;
     if (!starValue(args[spec.width], field.width)) return false;
     if (field.width >= 0) return true;
+    // ISO C: a negative width is the flag "-" and a width. INT_MIN is out already.
     field.width = -field.width;
     field.flags = (field.flags | leftJustified) & ~zeroFilled;
     return true;
@@ -33,6 +34,7 @@ bool resolveWidth(ZFormatSpec const& spec, ZFormatArg const* args, Field& field)
 bool resolvePrecision(ZFormatSpec const& spec, ZFormatArg const* args, Field& field) {
     if (!field.has(precisionStar)) return true;
     if (!starValue(args[spec.precision], field.precision)) return false;
+    // ISO C: a negative precision is none.
     if (field.precision < 0)
         field.precision = noPrecision;
     else if (spec.argType != address)
@@ -108,6 +110,7 @@ Prefix signOf(bool isNegative, Field const& field) {
 }
 
 Prefix baseOf(unsigned long long value, Field const& field) {
+    // ISO C: "0x" stands before results other than 0 alone.
     if (value == 0 || !field.has(alternate)) return noPrefix;
     if (field.has(hexadecimalUp)) return {"0X", 2};
     return field.has(hexadecimal) ? Prefix{"0x", 2} : noPrefix;
@@ -185,6 +188,7 @@ void renderText(Sink& sink, Field const& field, ZFormatArg const& arg) {
     writeBytes(sink, field, bytes,
                field.precision == noPrecision
                    ? std::strlen(bytes)
+                   // ISO C: with a precision the text need not have a NUL.
                    : strnlen(bytes, static_cast<std::size_t>(field.precision)));
 }
 
@@ -208,8 +212,10 @@ bool encode(ZCodesetHandle codeset, ZWideChar wide, Character& to) {
 template <class Each>
 bool forEachCharacter(ZCodesetHandle codeset, ZWideChar const* wide, std::size_t limit, Each each) {
     Character character;
+    // The limit first: with a precision the text need not have an end.
     for (; limit > 0 && *wide != 0; ++wide) {
         if (!encode(codeset, *wide, character)) return false;
+        // A precision ends before a character, never within one.
         if (character.count > limit) return true;
         each(character);
         limit -= character.count;
@@ -221,6 +227,8 @@ bool writeWide(Sink& sink, ZCodesetHandle codeset, Field const& field, ZWideChar
     std::size_t const limit =
         field.precision == noPrecision ? SIZE_MAX : static_cast<std::size_t>(field.precision);
     std::size_t total = 0;
+    // Encoded twice: blanks on the left come before the bytes are known, and there is no room to
+    // keep them.
     if (!forEachCharacter(codeset, wide, limit, [&](Character const& c) { total += c.count; }))
         return false;
     bool isWritten = false;

@@ -45,6 +45,7 @@ class Sink {
     void write(char const* bytes, std::size_t count) {
         length += count;
         std::size_t const fits = std::min(count, room());
+        // Without room `at` may be null, which ISO C keeps from memcpy() even for no bytes.
         if (fits == 0) return;
         copyBytes(at, bytes, fits);
         at += fits;

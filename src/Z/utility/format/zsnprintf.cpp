@@ -21,6 +21,7 @@ void prepare(ZFormatContext& ctx, ZCodesetHandle codeset, char const* format) {
 void done(ZFormatContext& ctx) {
     if (ctx.specs != ctx.inlineSpecs) std::free(ctx.specs);
     if (ctx.args != ctx.inlineArgs) std::free(ctx.args);
+    // Back to what a fresh one has: done twice, nothing is freed twice.
     ctx.specs = ctx.inlineSpecs;
     ctx.specCount = 0;  // the inline table does not hold them
     ctx.args = ctx.inlineArgs;
@@ -59,6 +60,7 @@ class ParsedFormat {
 int renderInto(ZFormatContext const& ctx, char* out, std::size_t size) {
     zfc::format::Sink sink(out, size);
     bool const isRendered = zfc::format::render(ctx, sink);
+    // After a failure too: the caller's buffer holds a text in any case.
     sink.terminate();
     return isRendered && sink.counted() <= INT_MAX ? static_cast<int>(sink.counted()) : -1;
 }
@@ -117,7 +119,9 @@ int zsnprintf(char* out, int size, char const* format, ...) {
 
 int zvsprintf(char** result, char const* format, va_list list) {
     if (result == nullptr) return -1;
+    // First of all, so that a caller may free it whatever comes.
     *result = nullptr;
+    // An argument list is a pointer here on either word size: as a type, or as an array passed on.
     if (list == nullptr) return -1;
     ParsedFormat const parsed(format, list);
     return parsed.context() == nullptr ? -1 : renderAllocated(*parsed.context(), result);

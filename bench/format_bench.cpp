@@ -1,11 +1,11 @@
 // The printf engine beside the C library's, on the formats that programs use most.
-#include "Z/zasprintf.h"
-#include "Z/zsnprintf.h"
-
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
 #include <cstdlib>
+
+#include "Z/zasprintf.h"
+#include "Z/zsnprintf.h"
 
 namespace {
 

@@ -3,10 +3,6 @@
 // the Java platform hold the same pairs, under "stanza.key".
 //
 // Every time is given per key (the counter ns_per_key), memory as bytes_per_key.
-#include "Z/ZJavaProperties.h"
-#include "Z/ZLCString.h"
-#include "Z/ZStanzaFileProperties.h"
-
 #include <benchmark/benchmark.h>
 #include <glib.h>
 #include <unistd.h>
@@ -22,6 +18,10 @@
 #include <random>
 #include <string>
 #include <vector>
+
+#include "Z/ZJavaProperties.h"
+#include "Z/ZLCString.h"
+#include "Z/ZStanzaFileProperties.h"
 
 namespace {
 

@@ -4,14 +4,14 @@
 
 #include "Z/ztags.h"
 
-#include "Z/ZAbstractString.h"
-#include "Z/zexport.h"
-
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <iosfwd>
+
+#include "Z/ZAbstractString.h"
+#include "Z/zexport.h"
 
 class ZStringIterator;
 

@@ -4,11 +4,11 @@
 
 #include "Z/ztags.h"
 
+#include <atomic>
+
 #include "Z/ZObject.h"
 #include "Z/zexport.h"
 #include "Z/zqcsutil.h"
-
-#include <atomic>
 
 /// Text of a known codeset, read as bytes that end at a NUL.
 ///

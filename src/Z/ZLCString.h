@@ -4,10 +4,10 @@
 
 #include "Z/ztags.h"
 
+#include <utility>
+
 #include "Z/ZAbstractMutableString.h"
 #include "Z/zexport.h"
-
-#include <utility>
 
 class ZLCConstString;
 

@@ -4,10 +4,10 @@
 
 #include "Z/ztags.h"
 
-#include "Z/zexport.h"
-
 #include <cstddef>
 #include <new>
+
+#include "Z/zexport.h"
 
 /// Identity, ordering, hashing and cloning for everything that a container can hold, and
 /// allocation that reports exhaustion as an exception.

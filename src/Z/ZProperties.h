@@ -22,6 +22,9 @@
 
 #include "Z/ztags.h"
 
+#include <cstdio>
+#include <memory>
+
 #include "Z/ZLCString.h"
 #include "Z/ZList.h"
 #include "Z/ZLock.h"
@@ -29,9 +32,6 @@
 #include "Z/ZObserve.h"
 #include "Z/ZPropertiesImpl.h"
 #include "Z/zexport.h"
-
-#include <cstdio>
-#include <memory>
 
 class ZHashKeyMap;
 class ZLCConstString;

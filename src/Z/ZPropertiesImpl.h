@@ -10,13 +10,13 @@
 
 #include "Z/ztags.h"
 
-#include "Z/ZLCString.h"
-#include "Z/ZObject.h"
-#include "Z/zexport.h"
-
 #include <cstdio>
 #include <memory>
 #include <type_traits>
+
+#include "Z/ZLCString.h"
+#include "Z/ZObject.h"
+#include "Z/zexport.h"
 
 class ZArrayList;
 class ZBuffer;

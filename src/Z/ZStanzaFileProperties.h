@@ -4,10 +4,10 @@
 
 #include "Z/ztags.h"
 
+#include <memory>
+
 #include "Z/ZProperties.h"
 #include "Z/zexport.h"
-
-#include <memory>
 
 struct ZStzFileItem;
 

@@ -5,9 +5,9 @@
 
 #include "Z/ztags.h"
 
-#include "Z/zexport.h"
-
 #include <stdarg.h>
+
+#include "Z/zexport.h"
 
 #ifdef __cplusplus
 extern "C" {

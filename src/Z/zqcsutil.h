@@ -23,9 +23,9 @@
 
 #include "Z/ztags.h"
 
-#include "Z/zexport.h"
-
 #include <time.h>
+
+#include "Z/zexport.h"
 
 /// A codeset: a 32-bit number on both word sizes; 0 is none.
 typedef unsigned int ZCodesetHandle;

@@ -41,10 +41,10 @@
 
 #include "Z/ztags.h"
 
+#include <stdarg.h>
+
 #include "Z/zexport.h"
 #include "Z/zqcsutil.h"
-
-#include <stdarg.h>
 
 #ifdef __cplusplus
 extern "C" {

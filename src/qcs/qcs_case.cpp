@@ -1,10 +1,10 @@
 /// Comparing without regard to case, and case mapping in place.
+#include <algorithm>
+#include <limits>
+
 #include "qcs/qcs_codeset.h"
 #include "qcs/qcs_locale.h"
 #include "qcs/qcs_walk.h"
-
-#include <algorithm>
-#include <limits>
 
 namespace qcs {
 namespace {

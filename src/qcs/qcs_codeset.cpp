@@ -1,11 +1,11 @@
 #include "qcs/qcs_codeset.h"
 
+#include <mutex>
+#include <unordered_map>
+
 #include "qcs/qcs_cancellation.h"
 #include "qcs/qcs_compile.h"
 #include "qcs/qcs_names.h"
-
-#include <mutex>
-#include <unordered_map>
 
 namespace qcs {
 namespace {

@@ -2,12 +2,12 @@
 #ifndef QCS_QCS_CODESET_H
 #define QCS_QCS_CODESET_H
 
-#include "qcs/qcs.h"
-#include "qcs/qcs_codec.h"
-
 #include <atomic>
 #include <memory>
 #include <string>
+
+#include "qcs/qcs.h"
+#include "qcs/qcs_codec.h"
 
 namespace qcs {
 

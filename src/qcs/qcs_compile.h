@@ -2,10 +2,10 @@
 #ifndef QCS_QCS_COMPILE_H
 #define QCS_QCS_COMPILE_H
 
-#include "qcs/qcs_codec.h"
-
 #include <memory>
 #include <string>
+
+#include "qcs/qcs_codec.h"
 
 namespace qcs {
 

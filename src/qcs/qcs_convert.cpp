@@ -1,9 +1,9 @@
 /// Single characters to wide ones and back, and whole text to UTF-8 and back.
-#include "qcs/qcs_codeset.h"
-#include "qcs/qcs_compile.h"
-
 #include <algorithm>
 #include <climits>
+
+#include "qcs/qcs_codeset.h"
+#include "qcs/qcs_compile.h"
 
 namespace qcs {
 namespace {

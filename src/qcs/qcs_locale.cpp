@@ -1,8 +1,5 @@
 #include "qcs/qcs_locale.h"
 
-#include "qcs/qcs_cancellation.h"
-#include "qcs/qcs_names.h"
-
 #include <wctype.h>
 
 #include <algorithm>
@@ -12,6 +9,9 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "qcs/qcs_cancellation.h"
+#include "qcs/qcs_names.h"
 
 namespace qcs {
 namespace {

@@ -2,10 +2,10 @@
 #ifndef QCS_QCS_LOCALE_H
 #define QCS_QCS_LOCALE_H
 
+#include <locale.h>
+
 #include "qcs/qcs.h"
 #include "qcs/qcs_codec.h"
-
-#include <locale.h>
 
 namespace qcs {
 

@@ -1,9 +1,9 @@
 /// Counting, searching, splitting and copying text by whole characters.
-#include "qcs/qcs_codeset.h"
-#include "qcs/qcs_walk.h"
-
 #include <algorithm>
 #include <type_traits>
+
+#include "qcs/qcs_codeset.h"
+#include "qcs/qcs_walk.h"
 
 namespace qcs {
 namespace {

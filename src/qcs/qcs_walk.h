@@ -2,9 +2,9 @@
 #ifndef QCS_QCS_WALK_H
 #define QCS_QCS_WALK_H
 
-#include "qcs/qcs_codec.h"
-
 #include <bitset>
+
+#include "qcs/qcs_codec.h"
 
 namespace qcs {
 

@@ -1,5 +1,6 @@
 /// zlock: runs a command under a read-write lock that processes share, or tells how it is held.
 #include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>

@@ -1,6 +1,7 @@
 #include "zprop/edits.h"
 
 #include <CLI/CLI.hpp>
+
 #include <algorithm>
 
 #include "zprop/failure.h"

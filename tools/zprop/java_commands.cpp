@@ -1,7 +1,8 @@
 #include "zprop/java_commands.h"
 
-#include <iostream>
 #include <nlohmann/json.hpp>
+
+#include <iostream>
 
 #include "Z/ZLCString.h"
 #include "zprop/java_file.h"

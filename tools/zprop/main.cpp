@@ -1,6 +1,7 @@
 /// zprop: reads, edits and checks configuration files from the shell: stanza files, and properties
 /// files in the manner of the Java platform.
 #include <CLI/CLI.hpp>
+
 #include <deque>
 #include <iostream>
 

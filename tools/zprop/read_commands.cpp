@@ -1,7 +1,8 @@
 #include "zprop/read_commands.h"
 
-#include <iostream>
 #include <nlohmann/json.hpp>
+
+#include <iostream>
 
 #include "Z/ZList.h"
 #include "Z/ZUTF8String.h"

@@ -2,13 +2,13 @@
 #ifndef Z_C_INTERFACE_HANDLES_H
 #define Z_C_INTERFACE_HANDLES_H
 
+#include <cstdint>
+#include <exception>
+
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/ZStanzaFileProperties.h"
 #include "Z/zproperties_c.h"
-
-#include <cstdint>
-#include <exception>
 
 namespace zfc::c_interface {
 

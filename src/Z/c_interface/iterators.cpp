@@ -1,7 +1,7 @@
+#include <cstring>
+
 #include "Z/ZList.h"
 #include "Z/c_interface/handles.h"
-
-#include <cstring>
 
 namespace {
 

@@ -1,10 +1,10 @@
 #include "Z/zproperties_c.h"
 
-#include "Z/c_interface/handles.h"
-
 #include <cstdlib>
 #include <cstring>
 #include <utility>
+
+#include "Z/c_interface/handles.h"
 
 using zfc::c_interface::answered;
 using zfc::c_interface::edited;

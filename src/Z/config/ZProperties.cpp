@@ -1,5 +1,8 @@
 #include "Z/ZProperties.h"
 
+#include <cstring>
+#include <typeinfo>
+
 #include "Z/ZException.h"
 #include "Z/ZLCConstString.h"
 #include "Z/ZUTF8ConstString.h"
@@ -8,9 +11,6 @@
 #include "Z/config/file_history.h"
 #include "Z/config/properties_edit.h"
 #include "Z/config/value_text.h"
-
-#include <cstring>
-#include <typeinfo>
 
 namespace {
 

@@ -1,16 +1,16 @@
 #include "Z/ZPropertiesImpl.h"
 
-#include "Z/ZException.h"
-#include "Z/ZList.h"
-#include "Z/ZUTF8String.h"
-#include "Z/config/cache/append.h"
-#include "Z/config/cache/table.h"
-
 #include <cstring>
 #include <functional>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+
+#include "Z/ZException.h"
+#include "Z/ZList.h"
+#include "Z/ZUTF8String.h"
+#include "Z/config/cache/append.h"
+#include "Z/config/cache/table.h"
 
 namespace {
 

@@ -1,9 +1,5 @@
 #include "Z/ZSCFData.h"
 
-#include "Z/ZException.h"
-#include "Z/config/cache/handed_out.h"
-#include "Z/config/cache/records.h"
-
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -12,6 +8,10 @@
 #include <cstring>
 #include <string_view>
 #include <utility>
+
+#include "Z/ZException.h"
+#include "Z/config/cache/handed_out.h"
+#include "Z/config/cache/records.h"
 
 namespace {
 

@@ -1,14 +1,14 @@
 #include "Z/ZStanzaFileProperties.h"
 
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
 #include "Z/ZException.h"
 #include "Z/ZSCFData.h"
 #include "Z/config/properties_edit.h"
 #include "Z/config/value_text.h"
 #include "Z/zproperties_c.h"
-
-#include <cstdlib>
-#include <cstring>
-#include <utility>
 
 namespace {
 

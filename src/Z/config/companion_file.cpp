@@ -1,14 +1,14 @@
 #include "Z/config/companion_file.h"
 
-#include "Z/ZException.h"
-#include "Z/ZFileMap.h"
-#include "Z/config/cache/names.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <utility>
+
+#include "Z/ZException.h"
+#include "Z/ZFileMap.h"
+#include "Z/config/cache/names.h"
 
 namespace zfc::config {
 namespace {

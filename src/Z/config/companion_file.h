@@ -4,15 +4,15 @@
 #ifndef Z_CONFIG_COMPANION_FILE_H
 #define Z_CONFIG_COMPANION_FILE_H
 
+#include <memory>
+#include <optional>
+#include <string_view>
+
 #include "Z/ZBuffer.h"
 #include "Z/ZLCString.h"
 #include "Z/ZPropertiesImpl.h"
 #include "Z/platform/locked_file.h"
 #include "Z/platform/rewrite.h"
-
-#include <memory>
-#include <optional>
-#include <string_view>
 
 namespace zfc::config {
 

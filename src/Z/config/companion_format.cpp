@@ -1,4 +1,10 @@
 /// The companion file of a stanza file: its obfuscated values, as records in a zlib stream.
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
 #include "Z/ZBuffer.h"
 #include "Z/ZException.h"
 #include "Z/ZSCFData.h"
@@ -6,12 +12,6 @@
 #include "Z/config/cache/handed_out.h"
 #include "Z/config/cache/records.h"
 #include "Z/containers/expand.h"
-
-#include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cstring>
-#include <string_view>
 
 namespace {
 

@@ -2,13 +2,13 @@
 #ifndef Z_CONFIG_FILE_HISTORY_H
 #define Z_CONFIG_FILE_HISTORY_H
 
+#include <memory>
+
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/ZProperties.h"
 #include "Z/config/cache/texts.h"
 #include "Z/platform/locked_file.h"
-
-#include <memory>
 
 /// Used under the object's lock.
 struct ZProperties::FileHistory : public ZObject {

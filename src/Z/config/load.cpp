@@ -1,11 +1,11 @@
+#include <cstdio>
+
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
 #include "Z/config/companion_file.h"
 #include "Z/config/file_history.h"
 #include "Z/config/properties_edit.h"
 #include "Z/platform/locked_file.h"
-
-#include <cstdio>
 
 namespace {
 

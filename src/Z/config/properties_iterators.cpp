@@ -1,8 +1,8 @@
+#include <cstring>
+
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
 #include "Z/config/properties_edit.h"
-
-#include <cstring>
 
 namespace {
 

@@ -1,3 +1,9 @@
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string_view>
+#include <utility>
+
 #include "Z/ZBuffer.h"
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
@@ -5,12 +11,6 @@
 #include "Z/config/file_history.h"
 #include "Z/platform/locked_file.h"
 #include "Z/platform/rewrite.h"
-
-#include <cstdio>
-#include <cstdlib>
-#include <optional>
-#include <string_view>
-#include <utility>
 
 namespace {
 

@@ -1,11 +1,12 @@
 #include "Z/config/value_text.h"
 
-#include "Z/ZException.h"
-
 #include <strings.h>
+
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+
+#include "Z/ZException.h"
 
 namespace zfc::config {
 namespace {

@@ -2,11 +2,11 @@
 #ifndef Z_CONFIG_VALUE_TEXT_H
 #define Z_CONFIG_VALUE_TEXT_H
 
-#include "Z/ZAbstractString.h"
-#include "Z/ZLCString.h"
-
 #include <optional>
 #include <string_view>
+
+#include "Z/ZAbstractString.h"
+#include "Z/ZLCString.h"
 
 namespace zfc::config {
 

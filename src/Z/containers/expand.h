@@ -2,11 +2,11 @@
 #ifndef Z_CONTAINERS_EXPAND_H
 #define Z_CONTAINERS_EXPAND_H
 
-#include "Z/zfree.h"
-
 #include <cstddef>
 #include <memory>
 #include <string_view>
+
+#include "Z/zfree.h"
 
 namespace zfc::containers {
 

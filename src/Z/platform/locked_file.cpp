@@ -1,15 +1,15 @@
 #include "Z/platform/locked_file.h"
 
-#include "Z/ZException.h"
-#include "Z/ZLCString.h"
-#include "Z/platform/record_lock.h"
-
 #include <fcntl.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
+
+#include "Z/ZException.h"
+#include "Z/ZLCString.h"
+#include "Z/platform/record_lock.h"
 
 namespace zfc::platform {
 namespace {

@@ -4,12 +4,12 @@
 #ifndef Z_PLATFORM_LOCKED_FILE_H
 #define Z_PLATFORM_LOCKED_FILE_H
 
-#include "Z/platform/descriptor.h"
-
 #include <sys/stat.h>
 
 #include <cstdio>
 #include <optional>
+
+#include "Z/platform/descriptor.h"
 
 namespace zfc::platform {
 

@@ -1,13 +1,13 @@
 #include "Z/platform/rewrite.h"
 
-#include "Z/ZException.h"
-#include "Z/platform/descriptor.h"
-#include "Z/platform/locked_file.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
+
+#include "Z/ZException.h"
+#include "Z/platform/descriptor.h"
+#include "Z/platform/locked_file.h"
 
 namespace zfc::platform {
 namespace {

@@ -1,12 +1,12 @@
 #include "Z/ZUTF8String.h"
 
+#include <algorithm>
+#include <cstring>
+
 #include "Z/ZException.h"
 #include "Z/ZStringIterator.h"
 #include "Z/ZUTF8ConstString.h"
 #include "Z/utility/ascii.h"
-
-#include <algorithm>
-#include <cstring>
 
 namespace {
 

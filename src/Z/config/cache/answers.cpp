@@ -1,13 +1,13 @@
 /// ZPCategoryBasedCache, what it answers: values, names, counts.
+#include <cstdio>
+#include <string_view>
+
 #include "Z/ZException.h"
 #include "Z/ZList.h"
 #include "Z/ZPropertiesImpl.h"
 #include "Z/config/cache/append.h"
 #include "Z/config/cache/handed_out.h"
 #include "Z/config/cache/records.h"
-
-#include <cstdio>
-#include <string_view>
 
 using zfc::cache::appendNew;
 using zfc::cache::findKey;

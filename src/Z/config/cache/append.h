@@ -2,9 +2,9 @@
 #ifndef Z_CONFIG_CACHE_APPEND_H
 #define Z_CONFIG_CACHE_APPEND_H
 
-#include "Z/ZList.h"
-
 #include <memory>
+
+#include "Z/ZList.h"
 
 namespace zfc::cache {
 

@@ -1,11 +1,11 @@
 /// ZPCategoryBasedCache, what changes it. Every edit is checked whole before it begins.
+#include <string_view>
+
 #include "Z/ZException.h"
 #include "Z/ZPropertiesImpl.h"
 #include "Z/config/cache/handed_out.h"
 #include "Z/config/cache/records.h"
 #include "Z/config/cache/storable.h"
-
-#include <string_view>
 
 using zfc::cache::findKey;
 using zfc::cache::findStanza;

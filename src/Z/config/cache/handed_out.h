@@ -2,13 +2,13 @@
 #ifndef Z_CONFIG_CACHE_HANDED_OUT_H
 #define Z_CONFIG_CACHE_HANDED_OUT_H
 
-#include "Z/ZList.h"
-#include "Z/ZPropertiesImpl.h"
-#include "Z/config/cache/table.h"
-
 #include <memory>
 #include <unordered_map>
 #include <utility>
+
+#include "Z/ZList.h"
+#include "Z/ZPropertiesImpl.h"
+#include "Z/config/cache/table.h"
 
 /// Made when they are asked for, kept until the cache changes.
 struct ZPCategoryBasedCache::Lists : zfc::cache::Allocated {

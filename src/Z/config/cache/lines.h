@@ -6,16 +6,16 @@
 #ifndef Z_CONFIG_CACHE_LINES_H
 #define Z_CONFIG_CACHE_LINES_H
 
-#include "Z/ZPropertiesImpl.h"
-#include "Z/config/cache/names.h"
-#include "Z/config/cache/pool.h"
-#include "Z/config/cache/texts.h"
-
 #include <cstdint>
 #include <functional>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+
+#include "Z/ZPropertiesImpl.h"
+#include "Z/config/cache/names.h"
+#include "Z/config/cache/pool.h"
+#include "Z/config/cache/texts.h"
 
 namespace zfc::cache {
 

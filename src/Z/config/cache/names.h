@@ -2,12 +2,12 @@
 #ifndef Z_CONFIG_CACHE_NAMES_H
 #define Z_CONFIG_CACHE_NAMES_H
 
+#include <cstdint>
+#include <string_view>
+
 #include "Z/config/cache/pool.h"
 #include "Z/config/cache/table.h"
 #include "Z/config/cache/texts.h"
-
-#include <cstdint>
-#include <string_view>
 
 namespace zfc::cache {
 

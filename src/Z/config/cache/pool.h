@@ -2,12 +2,12 @@
 #ifndef Z_CONFIG_CACHE_POOL_H
 #define Z_CONFIG_CACHE_POOL_H
 
-#include "Z/config/cache/table.h"
-#include "Z/config/cache/texts.h"
-
 #include <cstring>
 #include <memory>
 #include <type_traits>
+
+#include "Z/config/cache/table.h"
+#include "Z/config/cache/texts.h"
 
 namespace zfc::cache {
 

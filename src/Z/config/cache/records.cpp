@@ -1,8 +1,8 @@
 #include "Z/config/cache/records.h"
 
-#include "Z/ZException.h"
-
 #include <utility>
+
+#include "Z/ZException.h"
 
 namespace zfc::cache {
 namespace {

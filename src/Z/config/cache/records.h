@@ -7,13 +7,13 @@
 #ifndef Z_CONFIG_CACHE_RECORDS_H
 #define Z_CONFIG_CACHE_RECORDS_H
 
+#include <string_view>
+#include <utility>
+
 #include "Z/config/cache/lines.h"
 #include "Z/config/cache/names.h"
 #include "Z/config/cache/texts.h"
 #include "Z/config/cache/values.h"
-
-#include <string_view>
-#include <utility>
 
 namespace zfc::cache {
 

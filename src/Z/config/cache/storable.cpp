@@ -1,10 +1,10 @@
 /// What may be stored in a stanza file: the rules that keep a file readable as what was written.
 #include "Z/config/cache/storable.h"
 
-#include "Z/ZPropertiesImpl.h"
-
 #include <cstring>
 #include <string_view>
+
+#include "Z/ZPropertiesImpl.h"
 
 namespace {
 

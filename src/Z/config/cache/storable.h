@@ -3,9 +3,9 @@
 #ifndef Z_CONFIG_CACHE_STORABLE_H
 #define Z_CONFIG_CACHE_STORABLE_H
 
-#include "Z/config/cache/values.h"
-
 #include <string_view>
+
+#include "Z/config/cache/values.h"
 
 namespace zfc::cache {
 

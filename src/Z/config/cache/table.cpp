@@ -1,12 +1,12 @@
 #include "Z/config/cache/table.h"
 
-#include "Z/ZException.h"
-
 #include <sys/random.h>
 
 #include <algorithm>
 #include <cstring>
 #include <ctime>
+
+#include "Z/ZException.h"
 
 namespace zfc::cache {
 namespace {

@@ -2,10 +2,10 @@
 #ifndef Z_CONFIG_CACHE_TABLE_H
 #define Z_CONFIG_CACHE_TABLE_H
 
-#include "Z/config/cache/texts.h"
-
 #include <cstdint>
 #include <string_view>
+
+#include "Z/config/cache/texts.h"
 
 namespace zfc::cache {
 

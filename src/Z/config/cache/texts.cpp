@@ -1,10 +1,10 @@
 #include "Z/config/cache/texts.h"
 
-#include "Z/ZException.h"
-
 #include <algorithm>
 #include <cstring>
 #include <utility>
+
+#include "Z/ZException.h"
 
 namespace zfc::cache {
 namespace {

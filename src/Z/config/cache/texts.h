@@ -3,13 +3,13 @@
 #ifndef Z_CONFIG_CACHE_TEXTS_H
 #define Z_CONFIG_CACHE_TEXTS_H
 
-#include "Z/ZObject.h"
-#include "Z/zfree.h"
-
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "Z/ZObject.h"
+#include "Z/zfree.h"
 
 namespace zfc::cache {
 

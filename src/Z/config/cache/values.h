@@ -5,12 +5,12 @@
 #ifndef Z_CONFIG_CACHE_VALUES_H
 #define Z_CONFIG_CACHE_VALUES_H
 
+#include <cstdint>
+#include <string_view>
+
 #include "Z/config/cache/names.h"
 #include "Z/config/cache/pool.h"
 #include "Z/config/cache/texts.h"
-
-#include <cstdint>
-#include <string_view>
 
 namespace zfc::cache {
 

@@ -1,6 +1,6 @@
-#include "Z/utility/format/records.h"
-
 #include <cstdlib>
+
+#include "Z/utility/format/records.h"
 
 namespace zfc::format {
 namespace {

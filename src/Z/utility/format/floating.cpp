@@ -1,8 +1,8 @@
-#include "Z/utility/format/records.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+
+#include "Z/utility/format/records.h"
 
 namespace zfc::format {
 namespace {

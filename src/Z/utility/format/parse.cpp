@@ -1,8 +1,8 @@
-#include "Z/utility/format/records.h"
-
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
+
+#include "Z/utility/format/records.h"
 
 namespace zfc::format {
 namespace {

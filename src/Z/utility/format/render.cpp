@@ -1,9 +1,8 @@
-#include "Z/utility/format/records.h"
-
-#include "qcs/qcs.h"
-
 #include <climits>
 #include <cstdint>
+
+#include "Z/utility/format/records.h"
+#include "qcs/qcs.h"
 
 namespace zfc::format {
 namespace {

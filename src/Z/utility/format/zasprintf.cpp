@@ -1,8 +1,8 @@
 #include "Z/zasprintf.h"
 
-#include "Z/zsnprintf.h"
-
 #include <cstdlib>
+
+#include "Z/zsnprintf.h"
 
 int zvasprintf(char** result, char const* format, va_list list) {
     return zvsprintf(result, format, list);

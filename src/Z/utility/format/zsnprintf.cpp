@@ -1,10 +1,10 @@
 #include "Z/zsnprintf.h"
 
-#include "Z/utility/format/records.h"
-
 #include <climits>
 #include <cstdlib>
 #include <memory>
+
+#include "Z/utility/format/records.h"
 
 namespace {
 

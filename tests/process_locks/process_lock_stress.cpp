@@ -22,7 +22,6 @@
 #include <thread>
 
 #include "Z/ZException.h"
-#include "support/environment.h"
 #include "support/process_lock.h"
 #include "support/threads.h"
 

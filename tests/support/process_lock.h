@@ -31,9 +31,8 @@ struct LockWords {
 
 /// Makes a lock file with this number.
 inline void writeSequence(std::string const& path, unsigned int sequence) {
-    std::string bytes(sizeof(LockWords), '\0');
-    std::memcpy(bytes.data(), &sequence, sizeof sequence);
-    writeFile(path, bytes);
+    LockWords const words{sequence, 0};
+    writeFile(path, {reinterpret_cast<char const*>(&words), sizeof words});
 }
 
 class WithProcessLock : public testing::Test {

@@ -35,6 +35,11 @@ inline void writeSequence(std::string const& path, unsigned int sequence) {
     writeFile(path, {reinterpret_cast<char const*>(&words), sizeof words});
 }
 
+class NoReload : public ZObserverInterface {
+  public:
+    void update(ZAbstractObservable* /*source*/, ZObservedParm const& /*parm*/) override {}
+};
+
 class WithProcessLock : public testing::Test {
   protected:
     using Lock = ZUnixProcessReadWriteFileLock;

@@ -16,6 +16,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "support/faults.h"
 #include "support/process_lock.h"
@@ -150,7 +151,6 @@ class ProcessLockFaultTest : public WithProcessLock {
         EXPECT_TRUE(lock.haveLock(unset));
         EXPECT_TRUE(lock.getReaderCount() == 0 && lock.getUpdate() == 0);
         EXPECT_EQ(descriptors, openDescriptors());
-        Lock other("config", directory.path().c_str());
         for (Lock* const taken : {&lock, &other}) {
             toBeOutdated(*taken);  // for the lock over the observers
             EXPECT_TRUE(onThread([&] { return couldTake(*taken, writing, 1000); }));
@@ -173,17 +173,18 @@ TEST_F(ProcessLockFaultTest, LeavesTheLockToOthersWhicheverCallFails) {
         {"unlock a write", toWrite, toUnlock},
         {"convert for observers", toBeOutdated, toRead},
     };
+    std::pair<long, int> const failures[] = {{1, EIO}, {1, EINVAL}, {everyone, EIO}};
     for (auto const& operation : operations)
-        for (long const count : {1L, everyone})
-            for (int const rc : {EIO, EINVAL}) {
-                int const places = failEverywhere(std::array{""}, rc, [&](Fault planned) {
-                    planned.count = count;
-                    Report const thrown = thrownIn(operation, planned);
+        for (auto const& [count, error] : failures) {
+            int const places =
+                failEverywhere(std::array{""}, error, [&, most = count](Fault fails) {
+                    fails.count = most;
+                    Report const thrown = thrownIn(operation, fails);
                     EXPECT_TRUE(isDescribed(thrown)) << operation.name << ": " << thrown;
                     EXPECT_TRUE(!fault.struck.empty() || thrown.what.empty()) << thrown;
                 });
-                EXPECT_GT(places, 0) << operation.name;
-            }
+            EXPECT_GT(places, 0) << operation.name;
+        }
 }
 
 TEST_F(ProcessLockFaultTest, TellsTheSystemsCodeAndRepeatsWhatWasInterrupted) {

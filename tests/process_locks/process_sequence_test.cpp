@@ -61,7 +61,6 @@ class SequenceTest : public WithProcessLock {
     SequenceTest() { read(lock); }  // current with number 0
 
     void othersWrite(int times) {
-        Lock other("config", directory.path().c_str());
         for (int i = 0; i < times; ++i) {
             other.writeLock();
             other.unlock();
@@ -138,7 +137,7 @@ TEST_F(SequenceTest, ReleasesTheLockWhenAnObserverThrowsAndTellsAgain) {
 }
 
 TEST_F(SequenceTest, ObserversTakeOtherLocksWithoutTheirRequestsLimitAndNeverTheSame) {
-    Lock other("other", directory.path().c_str());
+    Lock unlike("unlike", directory.path().c_str());
     Reloader observer(lock);
     othersWrite(1);
     observer.onUpdate = [&] {
@@ -148,11 +147,11 @@ TEST_F(SequenceTest, ObserversTakeOtherLocksWithoutTheirRequestsLimitAndNeverThe
     EXPECT_EQ(reentry, thrownBy([&] { lock.readLock(); })) << "passed on";
     EXPECT_TRUE(isFree());
     observer.onUpdate = [&] {
-        other.writeLock();
-        other.unlock();
+        unlike.writeLock();
+        unlike.unlock();
     };
     EXPECT_TRUE(lock.tryReadLock());
-    EXPECT_EQ(1U, other.getSequence());
+    EXPECT_EQ(1U, unlike.getSequence());
     lock.unlock();
 }
 

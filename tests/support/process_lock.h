@@ -55,15 +55,13 @@ class WithProcessLock : public testing::Test {
         return good;
     }
     /// Whether somebody else could take the lock now.
-    [[nodiscard]] bool couldTake(Lock::zlockstate mode) const {
-        Lock other("config", directory.path().c_str());
-        return couldTake(other, mode, 0);
-    }
-    [[nodiscard]] bool isFree() const { return couldTake(writing); }
+    [[nodiscard]] bool couldTake(Lock::zlockstate mode) { return couldTake(other, mode, 0); }
+    [[nodiscard]] bool isFree() { return couldTake(writing); }
 
     TempDir directory;
     std::string path = directory.file("._zplconfig");
     Lock lock{"config", directory.path().c_str()};
+    Lock other{"config", directory.path().c_str()};  // as another process has it
 };
 
 }  // namespace testsupport

@@ -39,10 +39,6 @@ pid_t forkInto(std::function<int()> const& body) {
     _exit(status);
 }
 
-void redirect(int fd, std::string const& path) {
-    dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600), fd);
-}
-
 }  // namespace
 
 void setEnvironment() {
@@ -55,11 +51,13 @@ int inChild(std::function<int()> const& body) { return waitFor(forkInto(body)); 
 Captured captureChild(std::function<int()> const& body) {
     TempDir const printed;
     int const status = inChild([&] {
-        redirect(STDOUT_FILENO, printed.file("out"));
-        redirect(STDERR_FILENO, printed.file("err"));
+        for (int const stream : {STDOUT_FILENO, STDERR_FILENO}) {
+            std::string const path = printed.file(std::to_string(stream));
+            dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), stream);
+        }
         return body();
     });
-    return {readFile(printed.file("out")), readFile(printed.file("err")), status};
+    return {readFile(printed.file("1")), readFile(printed.file("2")), status};
 }
 
 int becomeProgram(std::string const& program, std::vector<std::string> arguments) {
@@ -97,9 +95,8 @@ void Companion::signal() {
 bool Companion::await() {
     char byte = 0;
     ssize_t got = 0;
-    do {
-        got = read(end, &byte, 1);
-    } while (got < 0 && errno == EINTR);
+    while ((got = read(end, &byte, 1)) < 0 && errno == EINTR) {
+    }
     return got == 1;
 }
 

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 
 #include "Z/ZFileLock.h"
@@ -24,8 +23,7 @@ struct LockWords {
 
 [[nodiscard]] inline LockWords lockWords(std::string const& path) {
     LockWords words;
-    std::string const bytes = readFile(path);
-    if (bytes.size() == sizeof words) std::memcpy(&words, bytes.data(), sizeof words);
+    readFile(path).copy(reinterpret_cast<char*>(&words), sizeof words);
     return words;
 }
 

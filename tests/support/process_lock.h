@@ -47,7 +47,8 @@ class WithProcessLock : public testing::Test {
     static constexpr auto writing = Lock::zlockWrite;
 
     /// Whether the calling thread gets the lock in that time; it has given it back then.
-    [[nodiscard]] static bool couldTake(Lock& taken, Lock::zlockstate mode, long milliseconds) {
+    [[nodiscard]] static bool couldTake(ZAbstractProcessReadWriteLock& taken, Lock::zlockstate mode,
+                                        long milliseconds) {
         bool const good = taken.lockFor(mode, milliseconds);
         if (good) taken.unlock(0);
         return good;

@@ -60,17 +60,6 @@ Captured captureChild(std::function<int()> const& body) {
     return {readFile(printed.file("1")), readFile(printed.file("2")), status};
 }
 
-int becomeProgram(std::string const& program, std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), std::filesystem::path(program).filename());
-    std::vector<char*> argv;
-    for (auto& argument : arguments)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    unsetenv("QCSDIR");
-    execv(program.c_str(), argv.data());
-    return 127;
-}
-
 Companion::Companion(std::function<int(Companion&)> const& body) {
     std::array<int, 2> ends{};
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0) abort();

@@ -4,7 +4,6 @@
 
 #include <functional>
 #include <string>
-#include <vector>
 
 namespace testsupport {
 
@@ -25,10 +24,6 @@ struct Captured {
 
 /// As inChild(), with what the child wrote to both output streams by its end.
 [[nodiscard]] Captured captureChild(std::function<int()> const& body);
-
-/// Becomes `program` with these arguments, as a user at the shell starts it: without QCSDIR.
-/// Returns 127 when there is no such program.
-int becomeProgram(std::string const& program, std::vector<std::string> arguments);
 
 /// A child process that runs beside its parent; the two talk, one byte a message.
 class Companion {

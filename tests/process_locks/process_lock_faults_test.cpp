@@ -10,7 +10,6 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <functional>
 #include <set>
@@ -28,55 +27,37 @@ using Lock = ZUnixProcessReadWriteFileLock;
 
 thread_local bool armed = false;                   // the calls of this thread may fail
 std::function<void(std::string_view)> beforeCall;  // of an armed thread; empty for nothing
-std::string_view lastFailed;
 
-bool fails(std::string_view call) {
+bool mayFail(std::string_view call) {
     if (!armed) return false;
     armed = false;
     if (beforeCall) beforeCall(call);
     armed = true;
-    if (!fault.strikes(call)) return false;
     // Once only: a mutex that can never be unlocked is nobody's again, whatever the library does.
-    if (call == "pthread_mutex_unlock" && fault.seen > fault.first) return false;
-    lastFailed = call;
-    return true;
+    return call != "pthread_mutex_unlock" || fault.struck.empty();
 }
 
 }  // namespace
 
-#define STAND_IN(function, Result, failure, parameters, arguments)         \
-    extern "C" decltype(function) __real_##function;                       \
-    extern "C" Result __wrap_##function parameters {                       \
-        return fails(#function) ? (failure) : __real_##function arguments; \
-    }
-#define STAND_IN_PTHREAD(function, parameters, arguments) \
-    STAND_IN(function, int, fault.error, parameters, arguments)
-#define STAND_IN_VARIADIC(function, First, Last)                               \
-    extern "C" decltype(function) __real_##function;                           \
-    extern "C" int __wrap_##function(First first, int second, ...) {           \
-        va_list arguments;                                                     \
-        va_start(arguments, second);                                           \
-        Last const last = va_arg(arguments, Last);                             \
-        va_end(arguments);                                                     \
-        return fails(#function) ? -1 : __real_##function(first, second, last); \
-    }
-STAND_IN_VARIADIC(fcntl64, int, void*)
-STAND_IN_VARIADIC(open64, char const*, mode_t)
-STAND_IN(lseek64, off64_t, -1, (int f, off64_t o, int w), (f, o, w))
-STAND_IN(pread64, ssize_t, -1, (int f, void* b, size_t n, off64_t o), (f, b, n, o))
-STAND_IN(read, ssize_t, -1, (int f, void* b, size_t n), (f, b, n))
-STAND_IN(write, ssize_t, fault.error == 0 ? __real_write(f, b, n - 1) : -1,
-         (int f, void const* b, size_t n), (f, b, n))
-STAND_IN_PTHREAD(pthread_mutex_lock, (pthread_mutex_t * m), (m))
-STAND_IN_PTHREAD(pthread_mutex_unlock, (pthread_mutex_t * m), (m))
-STAND_IN_PTHREAD(pthread_mutex_trylock, (pthread_mutex_t * m), (m))
-STAND_IN_PTHREAD(pthread_mutex_clocklock, (pthread_mutex_t * m, clockid_t c, timespec const* t),
-                 (m, c, t))
-STAND_IN_PTHREAD(pthread_mutex_timedlock, (pthread_mutex_t * m, timespec const* t), (m, t))
-STAND_IN_PTHREAD(pthread_cond_wait, (pthread_cond_t * c, pthread_mutex_t* m), (c, m))
-STAND_IN_PTHREAD(pthread_cond_timedwait,
-                 (pthread_cond_t * c, pthread_mutex_t* m, timespec const* t), (c, m, t))
-STAND_IN_PTHREAD(pthread_cond_broadcast, (pthread_cond_t * c), (c))
+#define WRAP_PTHREAD(function, parameters, arguments) \
+    WRAP(function, int, testsupport::fault.error, parameters, arguments)
+WRAP_VARIADIC(fcntl64, int, void*)
+WRAP_VARIADIC(open64, char const*, mode_t)
+WRAP(lseek64, off64_t, -1, (int f, off64_t o, int w), (f, o, w))
+WRAP(pread64, ssize_t, -1, (int f, void* b, size_t n, off64_t o), (f, b, n, o))
+WRAP(read, ssize_t, -1, (int f, void* b, size_t n), (f, b, n))
+WRAP(write, ssize_t, fault.error == 0 ? __real_write(f, b, n - 1) : -1,
+     (int f, void const* b, size_t n), (f, b, n))
+WRAP_PTHREAD(pthread_mutex_lock, (pthread_mutex_t * m), (m))
+WRAP_PTHREAD(pthread_mutex_unlock, (pthread_mutex_t * m), (m))
+WRAP_PTHREAD(pthread_mutex_trylock, (pthread_mutex_t * m), (m))
+WRAP_PTHREAD(pthread_mutex_clocklock, (pthread_mutex_t * m, clockid_t c, timespec const* t),
+             (m, c, t))
+WRAP_PTHREAD(pthread_mutex_timedlock, (pthread_mutex_t * m, timespec const* t), (m, t))
+WRAP_PTHREAD(pthread_cond_wait, (pthread_cond_t * c, pthread_mutex_t* m), (c, m))
+WRAP_PTHREAD(pthread_cond_timedwait, (pthread_cond_t * c, pthread_mutex_t* m, timespec const* t),
+             (c, m, t))
+WRAP_PTHREAD(pthread_cond_broadcast, (pthread_cond_t * c), (c))
 
 namespace {
 
@@ -87,7 +68,7 @@ Report withCode(std::string const& what, int number, int code) {
 /// What the operation throws with the planned failures, which nothing before and after has.
 Report thrownWith(Fault const& planned, std::function<void()> const& operation) {
     fault = planned;
-    lastFailed = "";
+    mayStrike = mayFail;
     armed = true;
     Report const thrown = thrownBy(operation);
     armed = false;
@@ -104,11 +85,6 @@ bool isDescribed(Report const& thrown) {
     return thrown.what.empty() ||
            described.count(thrown.what + " " + std::to_string(thrown.number)) != 0;
 }
-
-class Nobody : public ZObserverInterface {
-  public:
-    void update(ZAbstractObservable* /*source*/, ZObservedParm const& /*parm*/) override {}
-};
 
 /// An operation, with what it needs done before.
 struct Operation {
@@ -137,15 +113,13 @@ class ProcessLockFaultTest : public WithProcessLock {
         lock.setLastSequence(Lock::invalidSequence);
         operation.prepare(lock);
         bool const locks = lock.haveLock(unset);
-        Gate written;
         Gate leave;
         Beside writer([&] {
             if (operation.beside) lock.writeLock();
-            written.open();
             leave.await();
             if (operation.beside) lock.unlock(0);
         });
-        written.await();
+        awaitThat([&] { return !operation.beside || lock.haveLock(writing); });
         beforeCall = [&](std::string_view call) {
             if (call.find("wait") != call.npos) leave.open();
         };
@@ -153,7 +127,7 @@ class ProcessLockFaultTest : public WithProcessLock {
         leave.open();
         writer.join();
         SCOPED_TRACE(std::string(operation.name) + ", call " + std::to_string(planned.first) +
-                     ", which is " + std::string(lastFailed));
+                     ", which is " + std::string(fault.struck));
         bool const failed = !thrown.what.empty();
         bool const isHeld = thrownBy([&] { lock.unlock(0); }) != notHeld;
         // Where locks inside cannot be had any more, or not at once, the thread keeps its hold.
@@ -173,7 +147,6 @@ class ProcessLockFaultTest : public WithProcessLock {
         EXPECT_TRUE(lock.haveLock(unset));
         EXPECT_TRUE(lock.getReaderCount() == 0 && lock.getUpdate() == 0);
         EXPECT_EQ(descriptors, openDescriptors());
-        Lock other("config", directory.path().c_str());
         for (Lock* const taken : {&lock, &other}) {
             toBeOutdated(*taken);  // for the lock over the observers
             EXPECT_TRUE(onThread([&] { return couldTake(*taken, writing, 1000); }));
@@ -181,7 +154,7 @@ class ProcessLockFaultTest : public WithProcessLock {
     }
 
     Silence silence;
-    Nobody observer;
+    NoReload observer;
     int descriptors = openDescriptors();
 };
 
@@ -197,48 +170,43 @@ TEST_F(ProcessLockFaultTest, LeavesTheLockToOthersWhicheverCallFails) {
         {"convert for observers", toBeOutdated, toRead},
     };
     for (auto const& operation : operations)
-        for (long const count : {1L, everyone})
-            for (int const rc : {EIO, EINVAL}) {
-                int const places = failEverywhere(std::array{""}, rc, [&](Fault planned) {
-                    planned.count = count;
-                    Report const thrown = thrownIn(operation, planned);
-                    EXPECT_TRUE(isDescribed(thrown)) << operation.name << ": " << thrown;
-                    EXPECT_TRUE(!lastFailed.empty() || thrown.what.empty()) << thrown;
-                });
-                EXPECT_GT(places, 0) << operation.name;
-            }
+        for (Fault planned : {Fault{"", 0, EIO}, {"", 0, EINVAL}, {"", 0, EIO, everyone}}) {
+            do {
+                ++planned.first;
+                Report const thrown = thrownIn(operation, planned);
+                bool const isHarmed = !fault.struck.empty();
+                EXPECT_TRUE(isHarmed ? isDescribed(thrown) : thrown.what.empty()) << thrown;
+            } while (!fault.struck.empty());
+            EXPECT_GT(planned.first, 1) << operation.name;
+        }
 }
 
 TEST_F(ProcessLockFaultTest, TellsTheSystemsCodeAndRepeatsWhatWasInterrupted) {
-    Operation const reads{"read", nothing, toRead};
-    Operation const writes{"write", nothing, toWrite};
-    Operation const leaves{"unlock", toRead, toUnlock};
-    Report const interrupted = withCode("ZLockResourceException", 33, EINTR);
     struct {
-        Operation const& operation;
         Fault planned;
         Report thrown;
+        bool atRelease = false;
     } const rows[] = {
-        {reads, {"open64", 1, ENOSPC}, withCode("ZLockResourceException", 33, EBADF)},
-        {reads, {"fcntl64", 1, ENOSPC}, withCode("ZLockResourceException", 33, ENOSPC)},
-        {reads, {"fcntl64", 2, ENOSPC}, withCode("ZLockResourceException", 33, ENOSPC)},
-        {reads, {"fcntl64", 3, ENOSPC}, withCode("ZUnlockResourceException", 34, ENOSPC)},
-        {reads, {"lseek64", 1, ENOSPC}, withCode("ZWriteResourceException", 33, ENOSPC)},
-        {reads, {"write", 1, ENOSPC}, withCode("ZWriteResourceException", 33, ENOSPC)},
-        {reads, {"lseek64", 2, ENOSPC}, withCode("ZReadResourceException", 35, ENOSPC)},
-        {reads, {"read", 1, ENOSPC}, withCode("ZReadResourceException", 35, ENOSPC)},
-        {reads, {"pthread_mutex_lock", 1, EIO}, withCode("ZLockResourceException", 5, EIO)},
-        {reads, {"fcntl64", 1, EINTR}, interrupted},  // a wait, which a signal ends
-        {writes, {"fcntl64", 1, EINTR}, interrupted},
-        {reads, {"read", 1, EINTR, 3}, {}},
-        {reads, {"write", 1, EINTR, 3}, {}},
-        {leaves, {"fcntl64", 1, EINTR, 3}, {}},
+        {{"open64", 1, ENOSPC}, withCode("ZLockResourceException", 33, EBADF)},
+        {{"fcntl64", 1, ENOSPC}, withCode("ZLockResourceException", 33, ENOSPC)},
+        {{"fcntl64", 3, ENOSPC}, withCode("ZUnlockResourceException", 34, ENOSPC)},
+        {{"lseek64", 1, ENOSPC}, withCode("ZWriteResourceException", 33, ENOSPC)},
+        {{"write", 1, ENOSPC}, withCode("ZWriteResourceException", 33, ENOSPC)},
+        {{"lseek64", 2, ENOSPC}, withCode("ZReadResourceException", 35, ENOSPC)},
+        {{"read", 1, ENOSPC}, withCode("ZReadResourceException", 35, ENOSPC)},
+        {{"pthread_mutex_lock", 1, EIO}, withCode("ZLockResourceException", 5, EIO)},
+        {{"fcntl64", 1, EINTR}, withCode("ZLockResourceException", 33, EINTR)},  // ends the wait
+        {{"read", 1, EINTR, 3}, {}},
+        {{"write", 1, EINTR, 3}, {}},
+        {{"fcntl64", 1, EINTR, 3}, {}, true},
     };
     for (auto const& row : rows) {
-        SCOPED_TRACE(std::string(row.operation.name) + ": " + std::string(row.planned.function));
+        SCOPED_TRACE(row.planned.function);
         remove(path.c_str());  // only a new file gets the pid
-        EXPECT_EQ(row.thrown, thrownIn(row.operation, row.planned));
-        EXPECT_EQ(row.planned.function, lastFailed);
+        auto const& operation = row.atRelease ? Operation{"leave", toRead, toUnlock}
+                                              : Operation{"read", nothing, toRead};
+        EXPECT_EQ(row.thrown, thrownIn(operation, row.planned));
+        EXPECT_EQ(row.planned.function, fault.struck);
     }
 }
 
@@ -256,28 +224,19 @@ TEST_F(ProcessLockFaultTest, ReleasesTheLockThatCannotWriteItsNumber) {
 }
 
 TEST_F(ProcessLockFaultTest, UsesClassicRecordLocksWhereThereAreNoOthers) {
-    struct flock record {};
-    record.l_type = F_WRLCK;
-    record.l_whence = SEEK_SET;
-    record.l_len = 4;
     EXPECT_EQ("", thrownWith({"fcntl64", 2, EINVAL}, [&] { lock.writeLock(); }).what);
-    EXPECT_EQ(0, inChild([&] {
-                  int const fd = open(path.c_str(), O_RDWR);
-                  return fcntl(fd, F_GETLK, &record) == 0 && record.l_type == F_WRLCK ? 0 : 1;
-              }));
+    EXPECT_EQ(writing, other.fileStatus().state);
     lock.unlock();
 }
 
 TEST_F(ProcessLockFaultTest, AReaderThatGivesUpDoesNotKeepTheFileOfTheLastOneToLeave) {
-    Gate counted;
     Gate leave;
     Beside last([&] {
         lock.readLock();
-        counted.open();
         leave.await();
         lock.unlock();
     });
-    counted.await();
+    awaitThat([&] { return lock.haveLock(reading); });
     beforeCall = [&](std::string_view call) {
         if (call != "pthread_mutex_trylock") return;
         leave.open();  // while this one, which counts already, tries
@@ -306,10 +265,9 @@ TEST_F(ProcessLockFaultTest, DoesNotReadPastAFileThatIsCutOff) {
     lock.createLockFile();
     writeFile(path, "abc");
     unsigned long number = 9;
-    EXPECT_EQ(withCode("ZReadResourceException", 35, -1),
-              thrownBy([&] { lock.readSequenceNumber(&number); }));
-    EXPECT_EQ(withCode("ZReadResourceException", 35, -1),
-              thrownBy([&] { static_cast<void>(lock.holderPid()); }));
+    Report const cutOff = withCode("ZReadResourceException", 35, -1);
+    EXPECT_EQ(cutOff, thrownBy([&] { lock.readSequenceNumber(&number); }));
+    EXPECT_EQ(cutOff, thrownBy([&] { return lock.holderPid(); }));
     writeFile(path, "");
     lock.readSequenceNumber(&number);
     EXPECT_EQ(9U, number);

@@ -1,11 +1,10 @@
-// A guard without a name ends before the next statement.
+// Guards without a name release the lock before the next statement.
 #include "Z/ZLock.h"
+#include "Z/ZReadWriteLock.h"
 
-int increment(ZLock& lock, int& shared) {
-#if defined(RIGHT)
-    ZResourceLock const guard(lock);
-#else
-    ZResourceLock{lock};
-#endif
-    return ++shared;
+void increment(ZLock& lock, ZReadWriteLock& other, int& shared) {
+    ZResourceLock NAME(first){lock};
+    other.writeLock();
+    ZStackReadWriteLock NAME(second)(other, 0);
+    ++shared;
 }

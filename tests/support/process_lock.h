@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 
 #include "Z/ZFileLock.h"
@@ -24,17 +23,20 @@ struct LockWords {
 
 [[nodiscard]] inline LockWords lockWords(std::string const& path) {
     LockWords words;
-    std::string const bytes = readFile(path);
-    if (bytes.size() == sizeof words) std::memcpy(&words, bytes.data(), sizeof words);
+    readFile(path).copy(reinterpret_cast<char*>(&words), sizeof words);
     return words;
 }
 
 /// Makes a lock file with this number.
 inline void writeSequence(std::string const& path, unsigned int sequence) {
-    std::string bytes(sizeof(LockWords), '\0');
-    std::memcpy(bytes.data(), &sequence, sizeof sequence);
-    writeFile(path, bytes);
+    LockWords const words{sequence, 0};
+    writeFile(path, {reinterpret_cast<char const*>(&words), sizeof words});
 }
+
+class NoReload : public ZObserverInterface {
+  public:
+    void update(ZAbstractObservable* /*source*/, ZObservedParm const& /*parm*/) override {}
+};
 
 class WithProcessLock : public testing::Test {
   protected:
@@ -45,21 +47,20 @@ class WithProcessLock : public testing::Test {
     static constexpr auto writing = Lock::zlockWrite;
 
     /// Whether the calling thread gets the lock in that time; it has given it back then.
-    [[nodiscard]] static bool couldTake(Lock& taken, Lock::zlockstate mode, long milliseconds) {
+    [[nodiscard]] static bool couldTake(ZAbstractProcessReadWriteLock& taken, Lock::zlockstate mode,
+                                        long milliseconds) {
         bool const good = taken.lockFor(mode, milliseconds);
         if (good) taken.unlock(0);
         return good;
     }
     /// Whether somebody else could take the lock now.
-    [[nodiscard]] bool couldTake(Lock::zlockstate mode) const {
-        Lock other("config", directory.path().c_str());
-        return couldTake(other, mode, 0);
-    }
-    [[nodiscard]] bool isFree() const { return couldTake(writing); }
+    [[nodiscard]] bool couldTake(Lock::zlockstate mode) { return couldTake(other, mode, 0); }
+    [[nodiscard]] bool isFree() { return couldTake(writing); }
 
     TempDir directory;
     std::string path = directory.file("._zplconfig");
     Lock lock{"config", directory.path().c_str()};
+    Lock other{"config", directory.path().c_str()};  // as another process has it
 };
 
 }  // namespace testsupport

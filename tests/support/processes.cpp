@@ -1,7 +1,8 @@
 #include "support/processes.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,17 +16,19 @@
 namespace testsupport {
 namespace {
 
-int decoded(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status); }
-
 int waitFor(pid_t child) {
     int status = 0;
     while (waitpid(child, &status, 0) < 0) {
         if (errno != EINTR) return -1;
     }
-    return decoded(status);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-[[noreturn]] void runAndLeave(std::function<int()> const& body) {
+/// Returns in the parent alone.
+pid_t forkInto(std::function<int()> const& body) {
+    fflush(stdout);
+    pid_t const child = fork();
+    if (child != 0) return child;
     int status = 99;
     try {
         status = body();
@@ -36,101 +39,53 @@ int waitFor(pid_t child) {
     _exit(status);
 }
 
-std::array<int, 2> makePipe() {
-    std::array<int, 2> ends{};
-    if (pipe(ends.data()) != 0) abort();
-    return ends;
-}
-
-/// Appends what is ready on `fd`; false at its end.
-bool drain(int fd, std::string& into) {
-    std::array<char, 4096> block{};
-    ssize_t const got = read(fd, block.data(), block.size());
-    if (got > 0) into.append(block.data(), static_cast<std::size_t>(got));
-    return got > 0 || (got < 0 && errno == EINTR);
-}
-
-void collect(int out, int err, Captured& captured) {
-    std::array<pollfd, 2> ends{{{out, POLLIN, 0}, {err, POLLIN, 0}}};
-    while (ends[0].fd >= 0 || ends[1].fd >= 0) {
-        if (poll(ends.data(), ends.size(), -1) < 0 && errno != EINTR) return;
-        if (ends[0].revents != 0 && !drain(out, captured.out)) ends[0].fd = -1;
-        if (ends[1].revents != 0 && !drain(err, captured.err)) ends[1].fd = -1;
-    }
-}
-
 }  // namespace
 
-int inChild(std::function<int()> const& body) {
-    fflush(stdout);
-    pid_t const child = fork();
-    if (child == 0) runAndLeave(body);
-    return waitFor(child);
+void setEnvironment() {
+    setenv("QCSDIR", ZFC_TEST_QCSDIR, 0);
+    setenv("LC_ALL", "C.UTF-8", 0);
 }
+
+int inChild(std::function<int()> const& body) { return waitFor(forkInto(body)); }
 
 Captured captureChild(std::function<int()> const& body) {
-    auto const out = makePipe();
-    auto const err = makePipe();
-    fflush(stdout);
-    pid_t const child = fork();
-    if (child == 0) {
-        dup2(out[1], STDOUT_FILENO);
-        dup2(err[1], STDERR_FILENO);
-        for (int const fd : {out[0], out[1], err[0], err[1]})
-            close(fd);
-        runAndLeave(body);
-    }
-    close(out[1]);
-    close(err[1]);
-    Captured captured{};
-    collect(out[0], err[0], captured);
-    close(out[0]);
-    close(err[0]);
-    captured.status = waitFor(child);
-    return captured;
-}
-
-int becomeProgram(std::string const& program, std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), std::filesystem::path(program).filename());
-    std::vector<char*> argv;
-    for (auto& argument : arguments)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    unsetenv("QCSDIR");
-    execv(program.c_str(), argv.data());
-    return 127;
+    TempDir const printed;
+    int const status = inChild([&] {
+        for (int const stream : {STDOUT_FILENO, STDERR_FILENO}) {
+            std::string const path = printed.file(std::to_string(stream));
+            dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), stream);
+        }
+        return body();
+    });
+    return {readFile(printed.file("1")), readFile(printed.file("2")), status};
 }
 
 Companion::Companion(std::function<int(Companion&)> const& body) {
-    auto const down = makePipe();
-    auto const up = makePipe();
-    fflush(stdout);
-    child = fork();
-    bool const isChild = child == 0;
-    readEnd = isChild ? down[0] : up[0];
-    writeEnd = isChild ? up[1] : down[1];
-    close(isChild ? down[1] : down[0]);
-    close(isChild ? up[0] : up[1]);
-    if (isChild) runAndLeave([&] { return body(*this); });
+    std::array<int, 2> ends{};
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0) abort();
+    child = forkInto([&] {
+        close(ends[0]);
+        end = ends[1];
+        return body(*this);
+    });
+    close(ends[1]);
+    end = ends[0];
 }
 
 Companion::~Companion() {
-    close(readEnd);
-    close(writeEnd);
+    close(end);
     if (child > 0) waitFor(child);
 }
 
 void Companion::signal() {
-    char const byte = '!';
-    if (write(writeEnd, &byte, 1) != 1) ADD_FAILURE() << "the other process is gone";
+    if (write(end, "!", 1) != 1) ADD_FAILURE() << "the other process is gone";
 }
 
 bool Companion::await() {
     char byte = 0;
     ssize_t got = 0;
-    do {
-        got = read(readEnd, &byte, 1);
-    } while (got < 0 && errno == EINTR);
+    while ((got = read(end, &byte, 1)) < 0 && errno == EINTR) {
+    }
     return got == 1;
 }
 
@@ -165,10 +120,8 @@ void writeFile(std::string const& path, std::string const& bytes) {
 }
 
 int openDescriptors() {
-    int count = 0;
-    for ([[maybe_unused]] auto const& entry : std::filesystem::directory_iterator("/proc/self/fd"))
-        ++count;
-    return count - 1;  // the walk itself holds one
+    using Walk = std::filesystem::directory_iterator;  // which holds one itself
+    return static_cast<int>(std::distance(Walk("/proc/self/fd"), Walk())) - 1;
 }
 
 }  // namespace testsupport

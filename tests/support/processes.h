@@ -4,9 +4,12 @@
 
 #include <functional>
 #include <string>
-#include <vector>
 
 namespace testsupport {
+
+/// Sets what is not set yet, so that a program started by hand sees the same environment as one
+/// started by CTest. For the first lines of main().
+void setEnvironment();
 
 /// Runs `body` in a forked child and returns its wait status decoded: the exit status, or the
 /// negated signal number. The child leaves with `_exit(body())`; an escaping exception exits 99.
@@ -19,14 +22,10 @@ struct Captured {
     int status;       ///< as inChild() gives it
 };
 
-/// As inChild(), with both output streams of the child collected.
+/// As inChild(), with what the child wrote to both output streams by its end.
 [[nodiscard]] Captured captureChild(std::function<int()> const& body);
 
-/// Becomes `program` with these arguments, as a user at the shell starts it: without QCSDIR.
-/// Returns 127 when there is no such program.
-int becomeProgram(std::string const& program, std::vector<std::string> arguments);
-
-/// A child process that runs beside its parent; the two talk through pipes, one byte a message.
+/// A child process that runs beside its parent; the two talk, one byte a message.
 class Companion {
   public:
     /// Starts `body` in a child; `body` gets this object for await() and signal().
@@ -44,8 +43,7 @@ class Companion {
     [[nodiscard]] int pid() const { return child; }
 
   private:
-    int readEnd = -1;
-    int writeEnd = -1;
+    int end = -1;  // of the two that talk
     int child = -1;
 };
 

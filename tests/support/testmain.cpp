@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "support/environment.h"
+#include "support/processes.h"
 
 // Asked for at start by the sanitizers' run time, which finds them by name. Their allocators answer
 // null to what is too much, as the C library's does, because the library has to.

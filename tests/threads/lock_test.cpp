@@ -17,7 +17,6 @@ using namespace testsupport;
 using Clock = std::chrono::steady_clock;
 
 constexpr long longest = std::numeric_limits<long>::max();
-constexpr long shortest = std::numeric_limits<long>::min();
 
 TEST(LockTest, ReentersAndIsFreeAfterAsManyUnlocksAsLocks) {
     ZLock lock;
@@ -137,20 +136,6 @@ TEST(ConditionTest, EveryOperationThatNeedsTheLockRefusesWithoutIt) {
     EXPECT_EQ(unwind(condition), 1);
 }
 
-TEST(ConditionTest, EndsAtItsDeadlineWhateverSignalsCameBefore) {
-    ZLock lent;
-    lent.lock();
-    {
-        ZCondition condition(lent);
-        condition.signal();
-        condition.broadcast();
-        for (long const seconds : {0L, shortest})
-            expectTimeOut(condition, seconds);
-    }
-    EXPECT_EQ(unwind(lent), 1) << "left alone";
-    EXPECT_TRUE(isFree(lent));
-}
-
 TEST(ConditionTest, AWaitFreesTheLockFromAnyDepthUntilASignalWakesOneAndABroadcastAll) {
     ZCondition condition;
     int woken = 0;  // under the condition's lock, as the next one
@@ -187,14 +172,18 @@ TEST(ConditionTest, AWaitFreesTheLockFromAnyDepthUntilASignalWakesOneAndABroadca
 
 TEST(BooleanConditionTest, ThePredicateIsTrueAfterATimeOutUntilItIsInitialised) {
     ZLock lent;
-    ZBooleanCondition condition(lent);
-    ZResourceLock const guard(lent);
-    expectTimeOut(condition, 0, 1);
-    EXPECT_EQ(condition.testCondition(), 1);
-    EXPECT_EQ(condition.setCondition(7), 1);
-    EXPECT_EQ(condition.wait(), 7) << "there is nothing to wait for";
-    condition.initCondition();
-    EXPECT_EQ(condition.testCondition(), 0);
+    lent.lock();
+    {
+        ZBooleanCondition condition(lent);
+        expectTimeOut(condition, 0, 1);
+        EXPECT_EQ(condition.testCondition(), 1);
+        EXPECT_EQ(condition.setCondition(7), 1);
+        EXPECT_EQ(condition.wait(), 7) << "there is nothing to wait for";
+        condition.initCondition();
+        EXPECT_EQ(condition.testCondition(), 0);
+    }
+    EXPECT_EQ(unwind(lent), 1) << "left alone";
+    EXPECT_TRUE(isFree(lent));
 }
 
 /// Says when its predicate is tested for the second time; its hook does not force it.

@@ -175,21 +175,26 @@ TEST(FaultTest, DeadlinesAreWholeSecondsFromNowAndNeverOverflow) {
 }
 
 TEST(FaultTest, ASleeperWaitsWithoutALimitUnlessItHasAnInterval) {
+    Reports const dropped;
     Tally tally;
     ZLock lent;
-    auto const runWithout = [](char const* function, ZThread&& sleeper) {
-        Failing const failing({function, 1, EPERM});
-        EXPECT_EQ(thrownBy([&] { sleeper.run(); }).number, 9) << "it does not wait by " << function;
-        return lastDeadline;
+    auto const runWithout = [](char const* function, Worker&& sleeper) {
+        sleeper.body = [&] { sleeper.waitForExit(); };
+        Failing const failing({function, 1, ETIMEDOUT});
+        return thrownBy([&] { sleeper.run(); }).number;
     };
-    Reports const dropped;
-    runWithout("pthread_cond_wait", Worker(tally));
-    runWithout("pthread_cond_wait", Worker(tally, std::ref(lent)));
+    EXPECT_EQ(runWithout("pthread_cond_wait", Worker(tally)), 9);
+    EXPECT_EQ(runWithout("pthread_cond_wait", Worker(tally, asDetached, keepsObject)), 9);
+    EXPECT_EQ(runWithout("pthread_cond_wait", Worker(tally, std::ref(lent))), 9);
     time_t const before = time(nullptr);
-    EXPECT_TRUE(isIn(60, runWithout("pthread_cond_timedwait", Worker(tally, 60UL)), before));
-    Worker verySlow(tally, asJoinable, keepsObject, std::numeric_limits<unsigned long>::max());
-    runWithout("pthread_cond_timedwait", std::move(verySlow));
+    for (unsigned long const seconds : {60UL, std::numeric_limits<unsigned long>::max()})
+        EXPECT_EQ(
+            runWithout("pthread_cond_timedwait", Worker(tally, asDetached, keepsObject, seconds)),
+            0);
     EXPECT_GT(lastDeadline.tv_sec, before + 1000000);
+    EXPECT_EQ(tally.works, 2) << "when the interval has elapsed";
+    EXPECT_EQ(runWithout("pthread_cond_timedwait", Worker(tally, 60UL)), 20) << "never started";
+    EXPECT_TRUE(isIn(60, lastDeadline, before));
 }
 
 /// Whether it is nothing, or an exception of the table above.

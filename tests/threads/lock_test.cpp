@@ -122,10 +122,10 @@ void expectTimeOut(ZCondition& condition, long seconds, int value = 0) {
 TEST(ConditionTest, EveryOperationThatNeedsTheLockRefusesWithoutIt) {
     ZBooleanCondition condition;
     auto const expectRefusals = [&] {
-        timespec deadline{1, 0};
+        timespec past{1, 0};
         int timedOut = 0;
         EXPECT_EQ(thrownBy([&] { condition.wait(); }), lockRefused);
-        EXPECT_EQ(thrownBy([&] { condition.ZCondition::wait(deadline, timedOut); }), lockRefused);
+        EXPECT_EQ(thrownBy([&] { condition.ZCondition::wait(past, timedOut); }), lockRefused);
         EXPECT_EQ(thrownBy([&] { condition.initCondition(); }), lockRefused);
         EXPECT_EQ(thrownBy([&] { condition.setCondition(1); }), lockRefused);
     };

@@ -186,19 +186,15 @@ TEST(SleeperThreadTest, WorksOnceForEachTimeItIsWokenAndMayBeStartedAgain) {
     }
 }
 
-TEST(SleeperThreadTest, ADetachedOneEndsWhenItIsToldOrBeforeItsStartReturns) {
-    Tally tally;
-    Worker sleeper(tally, asDetached, keepsObject);
-    sleeper.start();
-    sleeper.waitForExit();
-    awaitThat([&] { return tally.ended == 1; });
+TEST(SleeperThreadTest, ADetachedOneMayEndBeforeItsStartReturns) {
     Reports reports;
+    Tally tally;
     for (int i = 0; i < 200; ++i) {
         auto* const own = new Worker(tally, asDetached, deletesObject);
         own->body = [] { throw std::runtime_error("ends at once"); };
         own->wakeUp();  // works as soon as it runs
         own->start();
-        awaitThat([&] { return tally.living == 1; });
+        awaitThat([&] { return tally.living == 0; });
     }
     EXPECT_EQ(reports.take(), std::vector<Report>(200, unknownInThread));
 }

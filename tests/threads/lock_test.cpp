@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <limits>
 #include <mutex>
@@ -186,15 +187,11 @@ TEST(BooleanConditionTest, ThePredicateIsTrueAfterATimeOutUntilItIsInitialised) 
     EXPECT_TRUE(isFree(lent));
 }
 
-/// Says when its predicate is tested for the second time; its hook does not force it.
+/// Counts the tests of its predicate; its hook does not force it.
 struct WatchedCondition : ZBooleanCondition {
-    int testCondition() override {
-        if (++tests == 2) testedAgain.open();
-        return ZBooleanCondition::testCondition();
-    }
+    int testCondition() override { return ++tests, ZBooleanCondition::testCondition(); }
     void waitTimedOut() override { validateLock(); }
-    int tests = 0;
-    Gate testedAgain;
+    std::atomic<int> tests{0};
 };
 
 TEST(BooleanConditionTest, WaitsOnWhenItIsWokenWithAPredicateThatIsFalse) {
@@ -202,7 +199,7 @@ TEST(BooleanConditionTest, WaitsOnWhenItIsWokenWithAPredicateThatIsFalse) {
     Beside waiter = startWaiter(condition, [&] { EXPECT_EQ(condition.wait(), 3); });
     condition.broadcast();
     condition.unlock();
-    condition.testedAgain.await();
+    awaitThat([&] { return condition.tests == 2; });
     condition.lock();  // it waits again
     expectTimeOut(condition, 0);
     condition.setCondition(3);

@@ -88,7 +88,6 @@ struct Row {
     char const* reported;  // source; null: nothing
 };
 
-constexpr char creating[] = "ZCreateResourceException";
 constexpr char waiting[] = "ZConditionException";
 constexpr char threading[] = "ZThreadException";
 constexpr char inLock[] = "src/Z/ZLock";
@@ -96,8 +95,7 @@ constexpr char inCondition[] = "src/Z/ZCondition";
 constexpr char inThread[] = "src/Z/ZThread";
 
 constexpr Row rows[] = {
-    {"pthread_mutex_init", ENOMEM, makeLock, 3, creating, nullptr},
-    {"pthread_mutex_init", EAGAIN, makeCondition, 3, creating, nullptr},
+    {"pthread_mutex_init", ENOMEM, makeLock, 3, "ZCreateResourceException", nullptr},
     {"pthread_mutex_destroy", EBUSY, makeLock, 4, "", inLock},
     {"pthread_mutex_lock", EINVAL, lock, 5, "ZLockResourceException", nullptr},
     {"pthread_mutex_trylock", EAGAIN, tryLock, 5, "ZLockResourceException", nullptr},

@@ -4,10 +4,9 @@
 
 #include <pthread.h>
 
-#include <condition_variable>
+#include <atomic>
 #include <functional>
 #include <future>
-#include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -19,23 +18,16 @@ inline void awaitThat(std::function<bool()> const& holds) {
         std::this_thread::yield();
 }
 
-/// Opens once; who awaits it goes on from then.
+/// Opens once; who awaits it goes on from then. Nobody touches it after the store that opens it.
 class Gate {
   public:
-    void open() {
-        std::lock_guard const guard(mutex);
-        isOpen = true;
-        opened.notify_all();
-    }
-    void await() {
-        std::unique_lock guard(mutex);
-        opened.wait(guard, [this] { return isOpen; });
+    void open() { isOpen = true; }
+    void await() const {
+        awaitThat([this] { return isOpen.load(); });
     }
 
   private:
-    std::mutex mutex;
-    std::condition_variable opened;
-    bool isOpen = false;
+    std::atomic<bool> isOpen{false};
 };
 
 /// A thread that runs `body` beside the test, which waits for its end at last.

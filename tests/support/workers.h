@@ -18,12 +18,9 @@ constexpr int deletesObject = 1;
 
 /// What the threads of a test did. Outlives those that delete themselves.
 struct Tally {
-    Tally() = default;
     ~Tally() {
         awaitThat([this] { return living == 0; });
     }
-    Tally(Tally const&) = delete;
-    Tally& operator=(Tally const&) = delete;
 
     std::atomic<int> works{0};  // or runs
     std::atomic<int> ended{0};

@@ -4,8 +4,12 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
 #include <fstream>
+#include <functional>
 #include <limits>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -17,7 +21,7 @@ namespace {
 
 using namespace testsupport;
 
-Report notJoined(int rc) { return {"ZThreadException", 20, {std::to_string(rc)}}; }
+Report const notJoined{"ZThreadException", 20, {std::to_string(ESRCH)}};
 
 TEST(ThreadTest, RunsItsBodyInAThreadOfItsIdAndCallsExitOnceHoweverOftenItIsStarted) {
     Tally tally;
@@ -25,82 +29,52 @@ TEST(ThreadTest, RunsItsBodyInAThreadOfItsIdAndCallsExitOnceHoweverOftenItIsStar
     Task thread(tally, nullptr, asJoinable, deletesObject);  // the flag means nothing here
     thread.body = [&] {
         seen = pthread_self();
-        EXPECT_TRUE(pthread_equal(seen, thread.getPThreadID()));
+        EXPECT_EQ(seen, thread.getPThreadID());
     };
     EXPECT_EQ(thread.hash(), 0UL) << "not started";
-    EXPECT_EQ(thread.clone(), nullptr);
     for (int i = 1; i <= 3; ++i) {
         thread.start();
-        pthread_t const id = thread.getPThreadID();
+        EXPECT_NE(thread.getPThreadID(), pthread_self());
         thread.waitForExit();
-        EXPECT_TRUE(pthread_equal(seen, id) && !pthread_equal(id, pthread_self()));
-        EXPECT_EQ(thread.hash(), static_cast<unsigned long>(id));
+        EXPECT_EQ(seen, thread.getPThreadID());
+        EXPECT_EQ(thread.hash(), static_cast<unsigned long>(seen));
         EXPECT_EQ(tally.works, i);
         EXPECT_EQ(tally.ended, i);
     }
 }
 
-TEST(ThreadTest, IsJoinedOnceByOneThread) {
-    Tally tally;
-    Gate go;
-    std::atomic<int> refusals{0};
-    Task thread(tally, [&] { go.await(); });
-    EXPECT_EQ(thrownBy([&] { thread.waitForExit(); }), notJoined(ESRCH)) << "not started";
-    thread.start();
-    auto const join = [&] {
-        Report const thrown = thrownBy([&] { thread.waitForExit(); });
-        if (thrown == nothing) return;
-        EXPECT_TRUE(thrown == notJoined(EINVAL) || thrown == notJoined(ESRCH)) << thrown;
-        ++refusals;
-        go.open();  // the other one waits by now, or has still to ask and will find it joined
-    };
-    Crew crew;
-    crew.add(join);
-    crew.add(join);
-    crew.join();
-    EXPECT_EQ(refusals, 1);
-}
-
-/// Bytes of addresses that the process uses, of which every thread has some for its stack.
-std::size_t addressSpace() {
-    std::size_t pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-}
-
 TEST(ThreadTest, AThreadThatNobodyJoinedIsGivenUpByItsDestructorAndTheNextStart) {
-    constexpr int count = 100;
-    pthread_attr_t usual;
-    std::size_t stack = 0;
-    ASSERT_EQ(pthread_attr_init(&usual), 0);
-    ASSERT_EQ(pthread_attr_getstacksize(&usual, &stack), 0);
-    std::size_t before = 0;
+    auto const pagesInUse = [] {  // some of them for the stack of every thread
+        long pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        return pages;
+    };
+    long const halfOfTheStacks = (400L << 20) / sysconf(_SC_PAGESIZE);
+    long before = 0;
     Tally tally;
-    for (int i = 0; i <= count; ++i) {
+    for (int i = 0; i <= 100; ++i) {
         Task thread(tally);
         for (int start = 1; start <= 2; ++start) {
             thread.start();
             awaitThat([&] { return tally.ended == 2 * i + start; });
         }
-        if (i == 0) before = addressSpace();
+        if (i == 0) before = pagesInUse();
     }
-    EXPECT_LT(addressSpace(), before + count / 2 * stack);
+    EXPECT_LT(pagesInUse(), before + halfOfTheStacks);
 }
 
 TEST(ThreadTest, ADetachedThreadIsNotWaitedForAndMayBeShorterThanItsStart) {
     Tally tally;
     Gate go;
-    std::function<void()> body = [&] { go.await(); };
-    for (int i = 0; i < 500; ++i) {
-        auto* const thread =
-            new Task(tally, std::exchange(body, nullptr), asDetached, deletesObject);
-        thread->start();
-        if (i == 0) thread->waitForExit();
-    }
+    Task waiting(
+        tally, [&] { go.await(); }, asDetached);
+    waiting.start();
+    waiting.waitForExit();
+    for (int i = 0; i < 500; ++i)
+        (new Task(tally, nullptr, asDetached, deletesObject))->start();
     awaitThat([&] { return tally.living == 1; });
     go.open();
-    awaitThat([&] { return tally.living == 0; });
-    EXPECT_EQ(tally.ended, 500);
+    awaitThat([&] { return tally.ended == 501; });
 }
 
 TEST(ThreadTest, CallsExitOnceHoweverItEndsAndReportsWhatEscapesButNoUnwinding) {
@@ -108,16 +82,14 @@ TEST(ThreadTest, CallsExitOnceHoweverItEndsAndReportsWhatEscapesButNoUnwinding) 
     std::function<void()> const isCancelled = [] { pthread_cancel(pthread_self()), pause(); };
     std::function<void()> const fails = [] { ZLock().unlock(); };
     std::function<void()> const throws = [] { throw std::runtime_error("mine"); };
-    std::function<void()> const throwsNumber = [] { throw 7; };
     Report const failure{"ZUnlockResourceException", 6, {}};
     struct {
         std::function<void()> run;
         std::function<void()> exit;
         std::vector<Report> reported;
     } const rows[] = {
-        {fails, fails, {failure, failure}},
-        {throws, throws, {unknownInThread, unknownInThread}},
-        {throwsNumber, throwsNumber, {unknownInThread, unknownInThread}},
+        {fails, throws, {failure, unknownInThread}},
+        {throws, fails, {unknownInThread, failure}},
         {leave, nullptr, {}},
         {isCancelled, nullptr, {}},
         {nullptr, leave, {}},
@@ -166,38 +138,32 @@ TEST(ThreadTest, StandsForAThreadThatSomebodyElseStarted) {
     ASSERT_EQ(pthread_create(&id, nullptr, run, nullptr), 0);
     Wrapped wrapped(id);
     { Wrapped const other(id); }
-    EXPECT_TRUE(pthread_equal(wrapped.getPThreadID(), id));
+    EXPECT_EQ(wrapped.getPThreadID(), id);
     wrapped.waitForExit();
-    EXPECT_EQ(thrownBy([&] { wrapped.waitForExit(); }), notJoined(ESRCH));
+    EXPECT_EQ(thrownBy([&] { wrapped.waitForExit(); }), notJoined);
 }
 
 TEST(ThreadTest, OrdersByIdUnsigned) {
-    Wrapped const low(1);
-    Wrapped const high(std::numeric_limits<pthread_t>::max());
-    EXPECT_EQ(low.compare(high), -1);
-    EXPECT_EQ(high.compare(low), 1);
-    EXPECT_TRUE(low.equals(Wrapped(1)));
-    ZLock const other;
-    EXPECT_EQ(low.compare(other), low.ZObject::compare(other)) << "of another class: by address";
+    constexpr auto highest = std::numeric_limits<pthread_t>::max();
+    EXPECT_EQ(Wrapped(1).compare(Wrapped(highest)), -1);
+    EXPECT_EQ(Wrapped(highest).compare(Wrapped(1)), 1);
 }
 
 TEST(ThreadKeyTest, EachThreadHasItsObjectWhichEndsWithTheThread) {
     Tally tally;
     unsigned int key = 0;
     ZThread::createThreadKey(key);
-    Task mine(tally);
-    ZThread::setThreadObject(key, &mine);
     Task thread(tally, [&] {
         EXPECT_EQ(ZThread::getThreadObject(key), nullptr);
-        auto* const theirs = new Task(tally);
-        ZThread::setThreadObject(key, theirs);
-        EXPECT_EQ(ZThread::getThreadObject(key), theirs);
-        EXPECT_EQ(tally.living, 3);
+        auto* const object = new Task(tally);
+        ZThread::setThreadObject(key, object);
+        EXPECT_EQ(ZThread::getThreadObject(key), object);
     });
+    ZThread::setThreadObject(key, &thread);
     thread.start();
     thread.waitForExit();
-    EXPECT_EQ(tally.living, 2);
-    EXPECT_EQ(ZThread::getThreadObject(key), &mine);
+    EXPECT_EQ(tally.living, 1);
+    EXPECT_EQ(ZThread::getThreadObject(key), &thread);
     ZThread::setThreadObject(key, nullptr);
     pthread_key_delete(key);
 }
@@ -205,50 +171,28 @@ TEST(ThreadKeyTest, EachThreadHasItsObjectWhichEndsWithTheThread) {
 TEST(SleeperThreadTest, WorksOnceForEachTimeItIsWokenAndMayBeStartedAgain) {
     Tally tally;
     Worker sleeper(tally);
-    for (int i = 1; i <= 10; ++i) {
+    sleeper.body = [&] { sleeper.wakeUp(); };  // absorbed
+    for (int i = 1; i <= 50; ++i) {
         sleeper.start();
-        for (int works : {2 * i - 1, 2 * i}) {
-            sleeper.wakeUp();
-            awaitThat([&] { return tally.works == works; });
-        }
+        sleeper.wakeUp();
+        awaitThat([&] { return tally.works >= i; });
         sleeper.waitForExit();
-        EXPECT_EQ(thrownBy([&] { sleeper.waitForExit(); }), notJoined(ESRCH)) << "ended already";
-    }
-    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(thrownBy([&] { sleeper.waitForExit(); }), notJoined) << "ended already";
         sleeper.start();
         sleeper.waitForExit();
+        EXPECT_EQ(tally.works, i) << "not woken";
     }
-    EXPECT_EQ(tally.works, 20) << "not woken";
 }
 
-TEST(SleeperThreadTest, WorksWhenItsIntervalHasElapsedAndWakesUpDuringItsWorkAreAbsorbed) {
-    Tally often;
-    Worker sleeper(often, 1UL);
-    sleeper.start();
-    Tally once;
-    Worker absorbing(once);
-    absorbing.body = [&] { absorbing.wakeUp(); };
-    absorbing.start();
-    absorbing.wakeUp();
-    awaitThat([&] { return often.works >= 2 && once.works > 0; });
-    sleeper.waitForExit();
-    absorbing.waitForExit();
-    EXPECT_EQ(once.works, 1);
-}
-
-TEST(SleeperThreadTest, ADetachedOneEndsWhenItIsToldOrBeforeItsStartReturns) {
-    Tally tally;
-    Worker sleeper(tally, asDetached, keepsObject);
-    sleeper.start();
-    sleeper.waitForExit();
-    awaitThat([&] { return tally.ended == 1; });
+TEST(SleeperThreadTest, ADetachedOneMayEndBeforeItsStartReturns) {
     Reports reports;
+    Tally tally;
     for (int i = 0; i < 200; ++i) {
         auto* const own = new Worker(tally, asDetached, deletesObject);
         own->body = [] { throw std::runtime_error("ends at once"); };
         own->wakeUp();  // works as soon as it runs
         own->start();
-        awaitThat([&] { return tally.living == 1; });
+        awaitThat([&] { return tally.living == 0; });
     }
     EXPECT_EQ(reports.take(), std::vector<Report>(200, unknownInThread));
 }
@@ -262,28 +206,231 @@ TEST(SleeperThreadTest, SleepsWithTheLockThatItsMakerLends) {
         ZResourceLock const guard(lent);
         sleeper.start();
         sleeper.wakeUp();
-        EXPECT_EQ(tally.works, 0) << "kept from working";
     }
     awaitThat([&] { return tally.works == 1; });
     sleeper.waitForExit();
     EXPECT_TRUE(isFree(lent));
 }
 
-TEST(SleeperThreadTest, EndsByCancellationInItsSleepAndByAnExceptionOfItsWork) {
+/// An idle worker of the pool; null when it has none.
+ZThread* takeIdle(ZThreadPool& pool) {
+    ZThread* thread = nullptr;
+    pool.getAvailableIdleThread(thread);
+    return thread;
+}
+
+/// An idle worker, as soon as there is one.
+Worker& awaitIdle(ZThreadPool& pool) {
+    ZThread* thread = nullptr;
+    awaitThat([&] { return (thread = takeIdle(pool)) != nullptr; });
+    return dynamic_cast<Worker&>(*thread);
+}
+
+/// Lets a worker that is idle go back to its pool, to be idle there.
+void offer(ZThreadPool& pool, Worker& worker) {
+    int keep = 0;
+    pool.threadDoneNotification(worker, keep);
+    EXPECT_EQ(keep, 1);
+}
+
+/// Starts a worker in the pool, which is idle there afterwards.
+void makeIdle(ZThreadPool& pool, Worker& worker) {
+    pool.start(worker);
+    worker.wakeUp();
+    offer(pool, awaitIdle(pool));
+}
+
+TEST(ThreadPoolTest, BoundsWhatRunsHoweverShortItIsAndHoweverItEnds) {
+    std::function<void()> const ends[] = {
+        [] {},
+        [] { pthread_exit(nullptr); },
+        [] { throw std::runtime_error("mine"); },
+    };
+    Reports reports;
+    ZThreadPool pool(2, 5);
+    Tally tally;
+    Gate go;
+    std::atomic<int> started{0};
+    Beside starter([&] {
+        for (; started < 300; ++started) {
+            auto const run = [&, number = started % 3] {
+                EXPECT_LE(tally.works - tally.ended, 5);
+                go.await();
+                ends[number]();
+            };
+            pool.start(*new Task(tally, run, asDetached, deletesObject));
+        }
+    });
+    awaitThat([&] { return tally.works >= 5; });
+    EXPECT_LE(started, 5) << "the next one blocks";
+    go.open();
+    starter.join();
+    pool.waitForExit();
+    EXPECT_EQ(tally.ended, 300);
+    EXPECT_EQ(reports.take(), std::vector<Report>(100, unknownInThread));
+}
+
+TEST(ThreadPoolTest, KeepsAsManyIdleAsTheSmallerNumberSaysAndUsesThemAgain) {
+    for (auto const& [a, b] : {std::pair(1U, 2U), std::pair(2U, 1U)}) {
+        ZThreadPool pool(a, b);
+        Tally tally;
+        Worker worker(tally);
+        makeIdle(pool, worker);
+        Worker surplus(tally);
+        pool.start(surplus);
+        surplus.wakeUp();
+        awaitThat([&] { return tally.ended == 1; });
+        for (int works = 3; works <= 20; ++works) {
+            offer(pool, worker);
+            EXPECT_EQ(takeIdle(pool), &worker);
+            EXPECT_EQ(takeIdle(pool), nullptr) << "offered twice, idle once";
+            worker.wakeUp();
+            offer(pool, awaitIdle(pool));
+            EXPECT_EQ(tally.works, works);
+        }
+        worker.waitForExit();
+        EXPECT_EQ(takeIdle(pool), nullptr);
+        pool.waitForExit();
+    }
+}
+
+TEST(ThreadPoolTest, AnEndedThreadIsNotTakenForTheOneThatHasGotItsId) {
+    ZThreadPool pool(2, 1);
+    Tally tally;
+    Worker ended(tally);
+    pool.start(ended);
+    ended.waitForExit();
+    Worker idle(tally);
+    makeIdle(pool, idle);
+    pool.start(ended);  // the system has given its old id to the idle one, as a rule
+    EXPECT_EQ(takeIdle(pool), &idle);
+    offer(pool, idle);
+    ended.waitForExit();
+    pool.waitForExit();
+}
+
+struct Unstartable : Task {
+    using Task::Task;
+    void start() override { throw 7; }
+};
+
+TEST(ThreadPoolTest, AStartThatFailsIsReportedAndNotCounted) {
     Reports reports;
     Tally tally;
-    Worker sleeper(tally);
-    sleeper.start();
-    ASSERT_EQ(pthread_cancel(sleeper.getPThreadID()), 0);
-    awaitThat([&] { return tally.ended == 1; });
-    sleeper.waitForExit();
-    EXPECT_TRUE(reports.take().empty());
-    sleeper.body = [] { ZLock().unlock(); };
-    sleeper.start();
-    sleeper.wakeUp();
-    awaitThat([&] { return tally.ended == 2; });
-    sleeper.waitForExit();
-    EXPECT_EQ(reports.take(), (std::vector<Report>{{"ZUnlockResourceException", 6, {}}}));
+    ZThreadPool pool(1, 0);
+    Unstartable unstartable(tally);
+    pool.start(unstartable);
+    EXPECT_EQ(reports.take(), (std::vector<Report>{unknownInThread}));
+    Task task(tally);
+    pool.start(task);  // there is a place for it
+    task.waitForExit();
+    task.start();  // now without the pool
+    task.waitForExit();
+    pool.waitForExit();
+    EXPECT_EQ(tally.works, 2);
+    EXPECT_EQ(thrownBy([&] { ZThreadPool(0, 0).start(task); }), invalidParameter);
+}
+
+TEST(ThreadPoolTest, WaitForExitEndsWorkersOfEveryKindIdleOrBusyAndKeepsThoseThatComeAfter) {
+    constexpr int count = 3;
+    struct {
+        int detached;
+        int deletes;
+        bool busy;
+    } const kinds[] = {
+        {asJoinable, keepsObject, false},   {asJoinable, keepsObject, true},
+        {asDetached, keepsObject, false},   {asDetached, keepsObject, true},
+        {asDetached, deletesObject, false}, {asDetached, deletesObject, true},
+    };
+    ZThreadPool pool(count, count);
+    for (auto const& kind : kinds) {
+        Tally tally;
+        Gate go;
+        std::vector<std::unique_ptr<Worker>> kept;
+        for (int i = 0; i < count; ++i) {
+            auto* const worker =
+                new Worker(tally, kind.detached, kind.deletes, kind.busy ? 1UL : 0UL);
+            if (kind.deletes == keepsObject) kept.emplace_back(worker);
+            if (kind.busy) worker->body = [&] { go.await(); };
+            worker->wakeUp();  // before it can be busy of itself
+            pool.start(*worker);
+        }
+        awaitThat([&] { return tally.works >= count; });
+        Beside end([&] { pool.waitForExit(); });
+        if (!kind.busy) pool.waitForExit();
+        go.open();
+        end.join();
+        EXPECT_EQ(tally.ended, count);
+        EXPECT_EQ(takeIdle(pool), nullptr);
+    }
+    Tally tally;
+    Worker worker(tally);
+    makeIdle(pool, worker);
+    pool.waitForExit();
+}
+
+/// Cannot be told to exit at first.
+struct Stubborn : Worker {
+    using Worker::Worker;
+    void waitForExit() override {
+        if (++tries == 1) throw std::runtime_error("not yet");
+        Worker::waitForExit();
+        throw std::runtime_error("but it has ended");
+    }
+    int tries = 0;
+};
+
+TEST(ThreadPoolTest, AWorkerThatCouldNotBeToldToExitIsToldByTheNextWaitForTheEnd) {
+    Reports reports;
+    Tally tally;
+    ZThreadPool pool(1, 1);
+    Stubborn worker(tally);
+    makeIdle(pool, worker);
+    EXPECT_THROW(pool.waitForExit(), std::runtime_error);
+    pool.waitForExit();
+    EXPECT_EQ(reports.take(), (std::vector<Report>{unknownInThread})) << "it has ended";
+}
+
+// The address sanitizer of g++ takes what a cancelled wait left on its stack for in use, in any
+// program: the frames below the first destructor are not unwound as it knows it.
+#if !defined(__SANITIZE_ADDRESS__)
+TEST(ThreadPoolTest, ACancelledStartOrWaitLeavesThePoolAsItWas) {
+    ZThreadPool pool(1, 1);
+    Tally tally;
+    Gate go;
+    Task running(tally, [&] { go.await(); });
+    Task never(tally);
+    pool.start(running);
+    EXPECT_TRUE(Doomed([&] { pool.start(never); }).cancel());
+    EXPECT_TRUE(Doomed([&] { pool.waitForExit(); }).cancel());
+    go.open();
+    pool.waitForExit();
+    EXPECT_EQ(never.hash(), 0UL);
+}
+#endif
+
+struct WorkerPool : ZThreadPool {
+    explicit WorkerPool(Tally& shared) : ZThreadPool(4, 2), tally(shared) {}
+    ZThread* createThread() override { return new Worker(tally, asDetached, deletesObject); }
+    Tally& tally;
+};
+
+TEST(ThreadPoolTest, ServesManyProducersWithFewWorkersThatItMakes) {
+    Tally tally;
+    WorkerPool pool(tally);
+    Crew producers;
+    for (int i = 0; i < 3; ++i)
+        producers.add([&] {
+            for (int task = 0; task < 100; ++task) {
+                auto& worker = dynamic_cast<Worker&>(*takeIdle(pool));
+                bool const isNew = worker.hash() == 0;
+                worker.wakeUp();
+                if (isNew) pool.start(worker);
+            }
+        });
+    producers.join();
+    pool.waitForExit();
+    EXPECT_EQ(tally.works, 300);
 }
 
 }  // namespace

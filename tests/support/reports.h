@@ -55,14 +55,9 @@ class Silence : public ZMessageService {
     ZMessageService const* before;
 };
 
-/// The message service while it lives: keeps reports of all threads instead of printing them.
-class Reports : public ZMessageService {
+/// As Silence, but keeps reports of all threads.
+class Reports : public Silence {
   public:
-    Reports() : before(messageService()) { setMessageService(this); }
-    ~Reports() { setMessageService(before); }
-    Reports(Reports const&) = delete;
-    Reports& operator=(Reports const&) = delete;
-
     /// All reports since the last call.
     [[nodiscard]] std::vector<Report> take() {
         std::lock_guard const guard(mutex);
@@ -78,11 +73,6 @@ class Reports : public ZMessageService {
             report.inserts.emplace_back(texts.at(static_cast<std::size_t>(i))->getChars());
         keep(std::move(report));
     }
-    void outputMessageUTF8(char const* file, int, int number, int, ZUTF8String const*,
-                           ZUTF8String const*, ZUTF8String const*, ZUTF8String const*,
-                           ZUTF8String const*, ZUTF8String const*) const override {
-        keep({file, number, {}});
-    }
     void outputException(ZException& e) const override {
         keep({e.getName(), static_cast<int>(e.getCode()), {}});
     }
@@ -96,7 +86,6 @@ class Reports : public ZMessageService {
         kept.push_back(std::move(report));
     }
 
-    ZMessageService const* before;
     mutable std::mutex mutex;
     mutable std::vector<Report> kept;
 };

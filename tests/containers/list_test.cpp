@@ -84,7 +84,6 @@ void checkSharing(Row& row, Number& one, Number& two) {
         EXPECT_EQ(first >= 0, row.contains(objectOf(probe)));
     }
     row.swap(1, 2);
-    row.swap(4, 4);
     EXPECT_EQ((Values{noNumber, 2, 1, noNumber, 1}), valuesOf(row));
     row.remove(0);
     row.set(1, nullptr);

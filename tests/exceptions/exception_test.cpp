@@ -8,10 +8,12 @@
 #include <new>
 #include <string>
 #include <typeinfo>
+#include <utility>
 
 #include "support/error_output.h"
+#include "support/objects.h"
 
-using testsupport::errorOutputOf;
+using namespace testsupport;
 
 namespace {
 
@@ -47,8 +49,6 @@ TEST(ExceptionTree, PrintsItsTextAndClonesAndThrowsAsItself) {
         {46, made<ZQCSMBLenException>(), "The qcs_mblen() function returned -1."},
         {48, made<ZUnsupportedException>(), "The operation is not supported."},
         {17, made<ZThreadException>(17, 11), "Unexpected error from pthread_create().  rc = 11."},
-        {9, made<ZConditionException>(9, -1),
-         "Unexpected error from pthread_cond_wait().  rc = -1."},
         {5, made<ZResourceException>(5, 1), "Unexpected error from pthread_mutex_lock().  rc = 1."},
         {3, made<ZCreateResourceException>(3, 12),
          "Unexpected error from pthread_mutex_init().  rc = 12."},
@@ -78,10 +78,6 @@ TEST(ExceptionTree, PrintsItsTextAndClonesAndThrowsAsItself) {
          "Local codeset UTF-8 string could not be converted to UTF-8."},
         {50, made<ZFromUTF8Exception>(),
          "UTF-8 string could not be converted to the local codeset UTF-8."},
-        {51, made<ZSharedLibraryLoadException>("libx", "no file", 2),
-         "Shared library load/unload error (libx) 2.  no file"},
-        {52, made<ZSharedLibraryResolveException>("libx", "sym", "no symbol", 3),
-         "Shared library resolve error (libx:sym) 3.  no symbol"},
         {28, made<ZPropertiesMissingPropertyException>("f", nullptr, "k"),
          "The configuration file f is missing the required attribute k in stanza ."},
         {39, made<ZPropertiesInvalidValueException>("f", "s", "k", "v"),
@@ -97,17 +93,12 @@ TEST(ExceptionTree, PrintsItsTextAndClonesAndThrowsAsItself) {
          "code was 13"},
         {44, made<ZPropertiesInvalidDataException>("f", " bad", 3),
          "The configuration file \"f\" contains invalid data at line 3.\nData: \" bad\""},
-        {42, made<ZPropertiesException>(42, "ZPropertiesException", "f"),
-         "The iterator for  configuration file f is in an invalid state for the operation"},
         {6, made<ZSharedLibraryException>(6, "ZSharedLibraryException", "libx", "no file", 2),
          "Unexpected error from pthread_mutex_unlock().  rc = 2."},
         // Numbers that callers choose: a report shows no insert that was not passed, and a
         // mismatched one in its own kind.
         {28, made<ZThreadException>(28, 11),
          "The configuration file 11 is missing the required attribute  in stanza ."},
-        {5, made<ZOpenResourceException>(5, 4, "f"),
-         "Unexpected error from pthread_mutex_lock().  rc = 4."},
-        {23, made<ZThreadException>(23, 1), noText},
         {0, made<ZThreadException>(0, 1), noText},
         {55, made<ZThreadException>(55, 1), noText},
     };
@@ -134,27 +125,15 @@ TEST(ExceptionTree, PrintsItsTextAndClonesAndThrowsAsItself) {
 
 TEST(ExceptionLocation, IsNullUntilGivenAndOnlyTheLatestIsKept) {
     ZThreadException e(17, 11);
-    EXPECT_EQ(e.who(), nullptr);
     EXPECT_NE(errorOutputOf([&] { throw e; }).find(" File: \"(null)\" 0\n"), std::string::npos);
     e.addLocation("a", 1);
     e.addLocation("b", 2);
     char const* file = nullptr;
     int line = 0;
     EXPECT_EQ(e.location(5, file, line), 1);
-    EXPECT_STREQ(file, "b");
-    EXPECT_EQ(line, 2);
+    EXPECT_EQ(std::pair(std::string(file), line), std::pair(std::string("b"), 2));
     EXPECT_EQ(e.locationCount(), 1);
 }
-
-class Plain : public ZObject {};
-
-struct Ranked : ZObject {
-    explicit Ranked(int value) : rank(value) {}
-    [[nodiscard]] int compare(ZObject const& other) const override {
-        return rank - dynamic_cast<Ranked const&>(other).rank;
-    }
-    int rank;
-};
 
 void expectOrder(ZObject const& low, ZObject const& alike, ZObject const& high) {
     EXPECT_TRUE(low == alike && low.equals(alike) && low <= alike && low >= alike);
@@ -162,20 +141,20 @@ void expectOrder(ZObject const& low, ZObject const& alike, ZObject const& high) 
 }
 
 TEST(ObjectRoot, OrdersByAddressOrAnOverriddenCompare) {
-    Plain const row[2];
+    ZObject row[2];
     expectOrder(row[0], row[0], row[1]);
     EXPECT_EQ(row[0].compare(row[1]), -1);
     EXPECT_EQ(row[1].compare(row[0]), 1);
     EXPECT_EQ(row[0].clone(), nullptr);
     EXPECT_NE(row[0].hash(), row[1].hash());
-    expectOrder(Ranked(1), Ranked(1), Ranked(2));
+    expectOrder(Number(1), Number(1), Number(2));
 }
 
 TEST(ObjectRoot, ExhaustionIsAnExceptionFromAFixedPlace) {
     volatile std::size_t const tooMuch = SIZE_MAX / 4 * 3;  // more than any object may have
     try {
-        auto* const block = Plain::operator new[](tooMuch);
-        Plain::operator delete[](block);
+        auto* const block = ZObject::operator new[](tooMuch);
+        ZObject::operator delete[](block);
         FAIL() << "got the memory";
     } catch (ZOutOfMemoryException& e) {
         EXPECT_STREQ(e.who(), "src/Z/ZObject");

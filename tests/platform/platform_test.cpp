@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <utility>
 
 #include "Z/ZException.h"
 #include "Z/ZLocalHostName.h"
@@ -27,10 +26,9 @@ namespace {
 
 /// What the resolver of the test does, and what it was asked.
 struct Resolver {
-    std::size_t needs;  // bytes of storage
-    int error;
-    bool knows;
-    int calls = 0;
+    std::size_t needs = 0;  // bytes of storage
+    int error = 0;
+    bool knows = true;
     std::string asked = {};
 };
 Resolver resolver;
@@ -39,7 +37,6 @@ Resolver resolver;
 
 extern "C" int __wrap_gethostbyname_r(char const* name, hostent* entry, char* storage,
                                       std::size_t size, hostent** found, int*) {
-    ++resolver.calls;
     resolver.asked = name;
     *found = nullptr;
     errno = size < resolver.needs ? ERANGE : resolver.error;
@@ -55,18 +52,14 @@ namespace {
 TEST(HostNameTest, IsTheOneThatTheResolverGivesHoweverMuchItStores) {
     char host[256];
     ASSERT_EQ(0, gethostname(host, sizeof host));
-    for (auto const& [needs, calls] : {std::pair(100U, 1), std::pair(5000U, 4)}) {
-        resolver = {needs, 0, true};
-        EXPECT_EQ(ZLocalHostName::getLocalHostName(), "web1.example.com");
-        EXPECT_EQ(calls, resolver.calls);
-        EXPECT_EQ(host, resolver.asked);
-    }
+    resolver = {5000, 0, true};
+    EXPECT_EQ(ZLocalHostName::getLocalHostName(), "web1.example.com");
+    EXPECT_EQ(host, resolver.asked);
 }
 
 TEST(HostNameTest, IsEmptyWithOneReportWhenItCannotBeHadAndMemoryIsThrown) {
     std::string const file = " File: \"src/Z/ZLocalHostName\" ";
     std::string const more = "\n Thread: #\nAdditional Information:\n";
-    std::string const noHost = "Error: 25\n" + file + "69" + more;
     std::string const noEntry = "Error: 26\n" + file + "82" + more;
     std::string const noMemory = "Exception: ZOutOfMemoryException\n" + file +
                                  "50\n Error: 1\n Thread: #\nNUM_MSGS = 55\n"
@@ -76,12 +69,12 @@ TEST(HostNameTest, IsEmptyWithOneReportWhenItCannotBeHadAndMemoryIsThrown) {
         Resolver resolver;
         std::string report;
     } const rows[] = {
-        {{"gethostname", 1, ENAMETOOLONG}, {0, 0, true}, noHost + "36\n"},
+        {{"gethostname", 1, ENAMETOOLONG}, {}, "Error: 25\n" + file + "69" + more + "36\n"},
         {{}, {0, EAGAIN, true}, noEntry + "11\n"},
         {{}, {0, 0, false}, noEntry + "0\n"},
         {{}, {~std::size_t{0}, 0, true}, noEntry + "34\n"},
-        {{"malloc", 1, ENOMEM}, {0, 0, true}, noMemory},
-        {{"malloc", 2, ENOMEM}, {0, 0, true}, noMemory},
+        {{"malloc", 1, ENOMEM}, {}, noMemory},
+        {{"malloc", 2, ENOMEM}, {}, noMemory},
     };
     for (auto const& row : rows)
         EXPECT_EQ(row.report, errorOutputOf([&row] {

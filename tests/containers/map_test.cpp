@@ -92,20 +92,16 @@ TEST_F(MapTest, ArrayMapKeepsTheOrderOfInsertion) {
 }
 
 TEST_F(MapTest, ListsBucketByBucketOfOneAndAHalfTimesItsSizeOrNothing) {
-    for (auto const& [size, buckets] : {std::pair(0U, 3), std::pair(100U, 150)}) {
-        // As many as there are buckets falls into the first one, one less into the last.
-        ZHashMap map(size, 1);
-        put(map, {buckets - 1, buckets});
-        EXPECT_EQ((Values{buckets, buckets - 1}), listed(map)) << size;
-        ZArrayList full(1, 1);
-        Number::clonesLeft = 1;
-        EXPECT_EQ(notClonable, errorOf([&] { map.list(full); }));
-        EXPECT_TRUE(full.isEmpty());
-        Number::clonesLeft = -1;
-    }
+    ZHashMap map(100, 1);
+    put(map, {149, 150});  // the last and the first bucket
+    EXPECT_EQ((Values{150, 149}), listed(map));
+    ZArrayList full(1, 1);
+    Number::clonesLeft = 1;
+    EXPECT_EQ(notClonable, errorOf([&] { map.list(full); }));
+    EXPECT_TRUE(full.isEmpty());
     // More than an index could tell. In 32 bits the last one would come to two buckets.
     for (unsigned int const size : {~0U, 2863311532U})
-        EXPECT_EQ(outOfMemory, errorOf([&] { ZHashMap const map(size, 0); }));
+        EXPECT_EQ(outOfMemory, errorOf([&] { ZHashMap const tooLarge(size, 0); }));
 }
 
 TEST_F(MapTest, IteratorWalksTheEntriesOfTheTimeItWasMade) {
@@ -115,7 +111,6 @@ TEST_F(MapTest, IteratorWalksTheEntriesOfTheTimeItWasMade) {
     put(map, {3});
     for (int walk = 0; walk < 2; ++walk, iterator.reset()) {
         EXPECT_EQ(1, valueOf(iterator.getNext()));
-        EXPECT_TRUE(iterator.hasMore());
         EXPECT_EQ(2, valueOf(iterator.getNext()));
         EXPECT_FALSE(iterator.hasMore());
         EXPECT_EQ(nullptr, iterator.getNext());
@@ -130,30 +125,23 @@ TEST_F(MapTest, KeyEntriesCompareKeysAlone) {
     EXPECT_LT(low.compare(ZKeyEntry(&two, nullptr, 0)), 0);
     EXPECT_LT(none.compare(low), 0);
     EXPECT_GT(low.compare(none), 0);
-    EXPECT_EQ(0U, none.hash());
     EXPECT_TRUE(none.equals(ZKeyEntry(nullptr, &two, 0)));
-    EXPECT_TRUE(low.equals(ZKeyEntry(&one, nullptr, 0)));
     EXPECT_FALSE(low.equals(one));
     EXPECT_EQ(1U, low.hash());
     EXPECT_FALSE(low.equals(ZKeyEntry(&one, nullptr, 0))) << "hashes that are known differ";
     EXPECT_TRUE(low.equals(ZKeyEntry(low)));
 }
 
-TEST_F(MapTest, KeyEntryHoldsClonesAndIsCopiedWholeOrNotAtAll) {
+TEST_F(MapTest, KeyEntryIsAssignedWholeOrNotAtAll) {
     Number two(2);
     ZKeyEntry const full(&two, &two, 1);
     ZKeyEntry entry(&two, nullptr, 1);
-    std::unique_ptr<ZObject> const copy(entry.clone());
-    EXPECT_EQ(5, Number::alive);
-    for (int const clones : {0, 1}) {
+    for (int const clones : {1, 2}) {
         Number::clonesLeft = clones;
-        EXPECT_EQ(notClonable, errorOf([&] { entry = full; }));
+        EXPECT_EQ(clones == 1 ? notClonable : 0, errorOf([&] { entry = full; }));
+        EXPECT_EQ(2, valueOf(entry.getKey()));
+        EXPECT_EQ(clones == 1 ? noNumber : 2, valueOf(entry.getValue()));
     }
-    EXPECT_EQ(nullptr, entry.getValue());
-    Number::clonesLeft = -1;
-    entry = full;
-    EXPECT_EQ(2, valueOf(entry.getKey()));
-    EXPECT_EQ(2, valueOf(entry.getValue()));
 }
 
 TEST_F(MapTest, SharingGivesTheCallersPointersBackAndTakesNullValues) {
@@ -170,7 +158,6 @@ TEST_F(MapTest, SharingGivesTheCallersPointersBackAndTakesNullValues) {
     for (ZObject* const entry : {&first, &second, &first})
         alike.putEntry(entry);
     EXPECT_EQ(2U, alike.size()) << "objects without a content of their own are not equal";
-    EXPECT_EQ(&second, alike.getEntry(&second));
 }
 
 /// All pairs, each key beside its value.

@@ -10,8 +10,8 @@
 #include <typeinfo>
 #include <utility>
 
-#include "support/error_output.h"
 #include "support/objects.h"
+#include "support/reports.h"
 
 using namespace testsupport;
 
@@ -117,8 +117,6 @@ TEST(ExceptionTree, PrintsItsTextAndClonesAndThrowsAsItself) {
             EXPECT_EQ("Exception: " + name + "\n File: \"src/Z/ZSample\" 7\n Error: " +
                           std::to_string(number) + "\n Thread: #\nNUM_MSGS = 55\n" + text,
                       errorOutputOf([&] { cloned.dumpException(); }));
-            EXPECT_STREQ(thrown.who(), "src/Z/ZSample");
-            EXPECT_EQ(thrown.where(), 7);
         }
     }
 }
@@ -152,14 +150,9 @@ TEST(ObjectRoot, OrdersByAddressOrAnOverriddenCompare) {
 
 TEST(ObjectRoot, ExhaustionIsAnExceptionFromAFixedPlace) {
     volatile std::size_t const tooMuch = SIZE_MAX / 4 * 3;  // more than any object may have
-    try {
-        auto* const block = ZObject::operator new[](tooMuch);
-        ZObject::operator delete[](block);
-        FAIL() << "got the memory";
-    } catch (ZOutOfMemoryException& e) {
-        EXPECT_STREQ(e.who(), "src/Z/ZObject");
-        EXPECT_EQ(e.where(), 75);
-    }
+    std::string const told =
+        errorOutputOf([&] { ZObject::operator delete[](ZObject::operator new[](tooMuch)); });
+    EXPECT_EQ(told.find("Exception: ZOutOfMemoryException\n File: \"src/Z/ZObject\" 75\n"), 0U);
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 
 #include "Z/ZException.h"
 #include "Z/ZUTF8String.h"
-#include "support/error_output.h"
 #include "support/reports.h"
 
 using namespace testsupport;
@@ -38,28 +37,21 @@ class NotingService : public Silence {
     mutable std::pair<unsigned long, int> noted;
 };
 
-TEST(MessageService, MessageShowsAsManyTextsAsCounted) {
+TEST(MessageService, MessageShowsAsManyTextsAsCountedAndKeptUtf8TextsAsEmptyLines) {
     ZLCString const a("a");
-    ZLCString const b("b");
-    std::pair<int, std::string> const rows[] = {
-        {-1, ""},
-        {2, "Additional Information:\na\nb\n"},
-        {7, "Additional Information:\na\nb\n\n\n\na\n"},  // there are only six
-    };
-    for (auto const& [count, tail] : rows)
-        EXPECT_EQ("Error: 4\n File: \"src/Z/ZLock\" 3\n Thread: #\n" + tail,
-                  errorOutputOf([&, shown = count] {
-                      ZMessageService::messageService()->outputMessage(
-                          "src/Z/ZLock", 3, 4, shown, &a, &b, nullptr, nullptr, nullptr, &a);
+    ZUTF8String const secret("secret");
+    auto const& service = *ZMessageService::messageService();
+    std::string const head = "Error: 4\n File: \"(null)\" 3\n Thread: #\n";
+    for (auto const& [count, tail] :
+         {std::pair(-1, ""), std::pair(2, "Additional Information:\na\n\n"),
+          std::pair(7, "Additional Information:\na\n\n\n\n\na\n")})  // there are only six
+        EXPECT_EQ(head + tail, errorOutputOf([&, shown = count] {
+                      service.outputMessage(nullptr, 3, 4, shown, &a, nullptr, nullptr, nullptr,
+                                            nullptr, &a);
                   }));
-}
-
-TEST(MessageService, KeptUtf8TextsBecomeEmptyLines) {
-    EXPECT_EQ("Error: 4\n File: \"(null)\" 3\n Thread: #\nAdditional Information:\n\n\n",
-              errorOutputOf([] {
-                  ZUTF8String const text("secret");
-                  ZMessageService::messageService()->outputMessageUTF8(
-                      nullptr, 3, 4, 2, &text, &text, nullptr, nullptr, nullptr, nullptr);
+    EXPECT_EQ(head + "Additional Information:\n\n\n", errorOutputOf([&] {
+                  service.outputMessageUTF8(nullptr, 3, 4, 2, &secret, &secret, nullptr, nullptr,
+                                            nullptr, nullptr);
               }));
 }
 

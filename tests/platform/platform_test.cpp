@@ -14,8 +14,8 @@
 #include "Z/ZException.h"
 #include "Z/ZLocalHostName.h"
 #include "Z/ZWinRegistry.h"
-#include "support/error_output.h"
 #include "support/faults.h"
+#include "support/reports.h"
 
 using namespace testsupport;
 

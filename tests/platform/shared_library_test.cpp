@@ -16,7 +16,7 @@
 
 #include "Z/ZException.h"
 #include "Z/zshlib.h"
-#include "support/error_output.h"
+#include "support/reports.h"
 
 using namespace testsupport;
 

@@ -2,6 +2,8 @@
 #ifndef ZFC_TESTS_SUPPORT_REPORTS_H
 #define ZFC_TESTS_SUPPORT_REPORTS_H
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <array>
 #include <mutex>
@@ -12,6 +14,7 @@
 
 #include "Z/ZException.h"
 #include "Z/ZMessage.h"
+#include "support/processes.h"
 
 namespace testsupport {
 
@@ -89,6 +92,28 @@ class Reports : public Silence {
     mutable std::mutex mutex;
     mutable std::vector<Report> kept;
 };
+
+/// What `body` writes to standard error, the report of an exception that it throws included; "#"
+/// stands for the numbers of threads.
+template <class Body>
+[[nodiscard]] std::string errorOutputOf(Body const& body) {
+    auto const captured = captureChild([&body] {
+        try {
+            body();
+        } catch (ZException& e) {
+            e.dumpException();
+        }
+        return 0;
+    });
+    EXPECT_EQ(captured.status, 0);
+    std::string text = captured.err;
+    std::string const before = " Thread: ";
+    for (auto at = text.find(before); at != std::string::npos; at = text.find(before, at)) {
+        at += before.size();
+        text.replace(at, text.find_first_not_of("-0123456789", at) - at, "#");
+    }
+    return text;
+}
 
 /// Runs `body` and gives name and number of the exception of the library that it throws, and the
 /// system's code where it has one; an empty name when it throws none.

@@ -117,30 +117,23 @@ TEST_F(SortTest, PartIsSortedUpToItsLastIndex) {
 }
 
 TEST_F(SortTest, EndsForAComparatorThatErrsOrThrowsAndKeepsEveryMember) {
-    std::mt19937 random(5);
-    long left = 50000;
-    struct {
-        char const* name;
-        std::function<int(int, int)> compare;
-        int error;
-    } const rows[] = {
-        {"always before", [](int, int) { return -1; }, 0},
-        {"always behind", [](int, int) { return 1; }, 0},
-        {"random", [&](int, int) { return static_cast<int>(random() % 3) - 1; }, 0},
-        {"in a circle", [](int a, int b) { return (b - a + many) % many < many / 2 ? -1 : 1; }, 0},
-        {"the extremes", [](int a, int b) { return a < b ? INT_MIN : INT_MAX; }, 0},
-        {"throwing",
-         [&](int a, int) { return --left > 0 ? a % 7 - 3 : throw ZInvalidParameterException(); },
-         invalidParameter},
-    };
-    for (auto const& [name, compare, error] : rows) {
-        Comparator const comparator(compare);
+    auto const expectEnd = [](char const* name, int error, std::function<int(int, int)> compare) {
+        Comparator const comparator(std::move(compare));
         ZArrayList list(1, 1);
         fill(list, numbers(many));
         EXPECT_EQ(error, errorOf([&] { list.sort(comparator, ascending); })) << name;
         EXPECT_EQ(numbers(many), sorted(valuesOf(list))) << name;
         EXPECT_LE(comparator.comparisons, bound) << name;
-    }
+    };
+    expectEnd("always before", 0, [](int, int) { return -1; });
+    expectEnd("always behind", 0, [](int, int) { return 1; });
+    expectEnd("the extremes", 0, [](int a, int b) { return a < b ? INT_MIN : INT_MAX; });
+    expectEnd("in a circle", 0, [](int a, int b) { return (b - a + many) % many - many / 2; });
+    std::mt19937 random(5);
+    expectEnd("random", 0, [&](int, int) { return static_cast<int>(random() % 3) - 1; });
+    expectEnd("throwing", invalidParameter, [left = 50000](int a, int) mutable {
+        return --left > 0 ? a % 7 - 3 : throw ZInvalidParameterException();
+    });
 }
 
 /// The adversary of M. D. McIlroy, "A Killer Adversary for Quicksort" (Software: Practice and

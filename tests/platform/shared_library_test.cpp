@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -92,16 +91,12 @@ TEST(PluginTest, LoadedLibraryAnswersUntilItIsUnloaded) {
 
 TEST(PluginTest, FailureTellsNumberAndTextOfTheNameItself) {
     ZSharedLibrary library("./libx");
-    std::string const text = errorOutputOf([&] {
-        errno = 77;  // the loader of this system leaves it alone
-        library.loadLibrary();
-    });
-    EXPECT_TRUE(isIn(text, "load/unload error (./libx) 77.  ./libx: cannot open")) << text;
-    std::string const resolved = errorOutputOf([&] {
-        errno = 78;
-        library.resolveSymbol("f");
-    });
-    EXPECT_TRUE(isIn(resolved, "Shared library resolve error (./libx:f) 78.  ")) << resolved;
+    errno = 77;  // the loader of this system leaves it alone
+    std::string const load = errorOutputOf([&] { library.loadLibrary(); });
+    EXPECT_TRUE(isIn(load, "load/unload error (./libx) 77.  ./libx: cannot open")) << load;
+    errno = 78;
+    std::string const resolve = errorOutputOf([&] { library.resolveSymbol("f"); });
+    EXPECT_TRUE(isIn(resolve, "Shared library resolve error (./libx:f) 78.  ")) << resolve;
     library.setLastErrorMessage("an earlier text");
     library.setLastError(5);
     EXPECT_EQ(5, library.getLastErrorNumber());
@@ -165,32 +160,27 @@ TEST(PluginTest, EveryCopyHoldsTheLibraryUntilItUnloadsIt) {
     EXPECT_EQ(nullptr, ZSharedLibrary(library).getHandle());
 }
 
+/// Of a function of the loader that is to end with `error`, 0 for success.
+template <class Call>
+void expectError(int error, Call call) {
+    int err = -1;
+    errno = 77;
+    EXPECT_EQ(error == 0, call(&err));
+    EXPECT_EQ(error, err);
+    EXPECT_EQ(error == 0, call(nullptr));
+}
+
 TEST(LoaderFunctionTest, ErrorNumberIsZeroFirstAndMayBeLeftOut) {
     void* const handle = zdlopen(plain.c_str(), RTLD_LAZY, nullptr);
-    struct {
-        char const* name;
-        std::function<bool(int*)> succeeds;
-        int error;  // 77 is left alone by this loader; 0 for success
-    } const rows[] = {
-        {"open null", [](int* err) { return zdlopen(nullptr, 0, err) != nullptr; }, ENOENT},
-        {"open", [&](int* err) { return zdlopen(plain.c_str(), 1, err) == handle; }, 0},
-        {"open none", [](int* err) { return zdlopen("./libx", 0, err) != nullptr; }, 77},
-        {"find", [&](int* err) { return zdlsym(handle, "plain_answer", err) != nullptr; }, 0},
-        {"find null", [&](int* err) { return zdlsym(handle, nullptr, err) != nullptr; }, 77},
-        {"find in null", [](int* err) { return zdlsym(nullptr, "a", err) != nullptr; }, 77},
-        {"close null", [](int* err) { return zdlclose(nullptr, err) == 0; }, ENOENT},
-        {"close", [&](int* err) { return zdlclose(handle, err) == 0; }, 0},
-    };
-    for (auto const& row : rows) {
-        int err = -1;
-        errno = 77;
-        EXPECT_EQ(row.error == 0, row.succeeds(&err)) << row.name;
-        EXPECT_EQ(row.error, err) << row.name;
-        EXPECT_EQ(row.error == 0, row.succeeds(nullptr)) << row.name;
-    }
-    static_cast<void>(zdlclose(handle, nullptr));
+    expectError(0, [&](int* err) { return zdlopen(plain.c_str(), RTLD_LAZY, err) == handle; });
+    expectError(0, [&](int* err) { return zdlsym(handle, "plain_answer", err) != nullptr; });
+    expectError(0, [&](int* err) { return zdlclose(handle, err) == 0; });
+    EXPECT_EQ(0, zdlclose(handle, nullptr));
     EXPECT_FALSE(isLoaded());
-    static_cast<void>(zdlopen("./libx", 0, nullptr));
+    expectError(ENOENT, [](int* err) { return zdlopen(nullptr, 0, err) != nullptr; });
+    expectError(ENOENT, [](int* err) { return zdlclose(nullptr, err) == 0; });
+    expectError(77, [](int* err) { return zdlsym(nullptr, nullptr, err) != nullptr; });
+    expectError(77, [](int* err) { return zdlopen("./libx", 0, err) != nullptr; });
     std::unique_ptr<char, decltype(&free)> const text(zdlerror(), &free);
     EXPECT_TRUE(isIn(text.get(), "./libx: cannot open shared object file"));
     EXPECT_EQ(nullptr, zdlerror());

@@ -19,7 +19,6 @@ class Number : public ZObject {
     // NOLINTNEXTLINE(google-explicit-constructor): tests read better
     Number(int number) : value(number) { ++alive; }
     Number(Number const& other) : ZObject(other), value(other.value) { ++alive; }
-    Number& operator=(Number const&) = delete;
     ~Number() override { --alive; }
 
     [[nodiscard]] unsigned long hash() const override {
@@ -47,8 +46,7 @@ class Number : public ZObject {
 /// The number of `object`; `noNumber` for null.
 constexpr int noNumber = -999;
 inline int valueOf(ZObject const* object) {
-    auto const* const number = dynamic_cast<Number const*>(object);
-    return number != nullptr ? number->value : noNumber;
+    return object != nullptr ? dynamic_cast<Number const&>(*object).value : noNumber;
 }
 /// The other way round.
 inline Number* objectOf(Number& number) { return number.value == noNumber ? nullptr : &number; }
@@ -64,8 +62,7 @@ Values valuesOf(Row const& row) {
     return values;
 }
 
-/// Puts a number of its own into the list for each value, null for `noNumber`; a list that does not
-/// own its members leaves them to the caller.
+/// Puts a number of its own into the list for each value, null for `noNumber`.
 inline void fill(ZList& list, Values const& values) {
     for (int const value : values)
         list.addNoCopy(value == noNumber ? nullptr : new Number(value));

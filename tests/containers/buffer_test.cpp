@@ -120,19 +120,17 @@ TEST(BufferTest, ShorterIsSmallerThenTheFirstDifferentByteDecides) {
 
 TEST(ChecksumTest, AgreesWithZlib) {
     std::mt19937 random(1);
-    std::vector<unsigned char> data(40000, 0xff);
+    std::vector<unsigned char> data(40000, 0xff);  // the first half makes the greatest sums
+    for (std::size_t i = data.size() / 2; i < data.size(); ++i)
+        data[i] = static_cast<unsigned char>(random());
     EXPECT_EQ(1U, ZAdler32::adler32(0x12345678UL, nullptr, 5));
     EXPECT_EQ(0x12345678U, ZAdler32::adler32(0x12345678UL, data.data(), 0));
-    for (char const* const kind : {"all ones", "random"}) {
-        for (unsigned int length = 1; length < 39000; length += 1 + length / 99)
-            for (unsigned long const adler : {1UL, 0xfff0fff0UL, 0xffffffffUL}) {
-                unsigned char const* const start = data.data() + length % 16;
-                ASSERT_EQ(::adler32(adler, start, length), ZAdler32::adler32(adler, start, length))
-                    << kind << ", length " << length << ", from " << adler;
-            }
-        for (auto& byte : data)
-            byte = static_cast<unsigned char>(random());
-    }
+    for (unsigned int length = 1; length < 39000; length += 1 + length / 99)
+        for (unsigned long const adler : {1UL, 0xfff0fff0UL, 0xffffffffUL}) {
+            unsigned char const* const start = data.data() + length % 16;
+            ASSERT_EQ(::adler32(adler, start, length), ZAdler32::adler32(adler, start, length))
+                << "length " << length << ", from " << adler;
+        }
 }
 
 }  // namespace

@@ -21,11 +21,10 @@ namespace {
 
 class MapTest : public ObjectsTest {};
 
-void put(ZMap& map, Values const& values) {
-    for (int const value : values) {
-        Number number(value);
-        map.putEntry(objectOf(number));
-    }
+template <class Map>
+void put(Map& map, Values const& values) {
+    for (int const value : values)
+        map.putEntryNoCopy(new Number(value));
 }
 
 Values listed(ZMap const& map) {

@@ -36,7 +36,6 @@ ZSqueeze over(Bytes& source, int level = -1) {
 Bytes squeezed(Bytes source, int level = -1) {
     Bytes dest(source.size() + 1000);
     long const length = over(source, level).squeeze(dest.data(), dest.size());
-    EXPECT_GT(length, 0);
     dest.resize(static_cast<std::size_t>(length));
     return dest;
 }

@@ -22,8 +22,6 @@ using namespace testsupport;
 WRAP(malloc, void*, nullptr, (std::size_t size), (size))
 WRAP(gethostname, int, -1, (char* name, std::size_t size), (name, size))
 
-namespace {
-
 /// What the resolver of the test does, and what it was asked.
 struct Resolver {
     std::size_t needs = 0;  // bytes of storage
@@ -31,9 +29,7 @@ struct Resolver {
     bool knows = true;
     std::string asked = {};
 };
-Resolver resolver;
-
-}  // namespace
+static Resolver resolver;
 
 extern "C" int __wrap_gethostbyname_r(char const* name, hostent* entry, char* storage,
                                       std::size_t size, hostent** found, int*) {

@@ -19,16 +19,12 @@
 
 using namespace testsupport;
 
-namespace {
-std::vector<std::pair<std::string, int>> attempts;  // files and modes
-}
+static std::vector<std::pair<std::string, int>> attempts;  // files and modes
 
-extern "C" {
-void* __real_dlopen(char const* file, int mode);
-void* __wrap_dlopen(char const* file, int mode) {
+extern "C" decltype(dlopen) __real_dlopen;
+extern "C" void* __wrap_dlopen(char const* file, int mode) {
     attempts.emplace_back(file, mode);
     return __real_dlopen(file, mode);
-}
 }
 
 namespace {
@@ -36,8 +32,7 @@ namespace {
 using LoadFailure = ZSharedLibraryLoadException;
 using ResolveFailure = ZSharedLibraryResolveException;
 
-std::string const plain = ZFC_TEST_PLUGIN;                   // ".../plain.so"
-std::string const bare = plain.substr(0, plain.size() - 3);  // ".../plain"
+std::string const plain = ZFC_TEST_PLUGIN;  // ".../plain.so"
 
 bool isIn(std::string const& text, std::string const& part) {
     return text.find(part) != std::string::npos;
@@ -55,7 +50,7 @@ bool isLoaded() {
 
 TEST(PluginTest, NameIsTriedFirstAndThenWithEachSuffixTheOtherWayRound) {
     std::vector<std::string> const rows[] = {{plain},
-                                             {bare, plain},
+                                             {plain.substr(0, plain.size() - 3), plain},
                                              {plain + ".so", plain},
                                              {"libx", "libx.so", "libx.so"},
                                              {"a.so.so", "a.so", "a.so"}};

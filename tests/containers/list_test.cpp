@@ -273,7 +273,7 @@ TEST_F(SortTest, SortsWhateverOrderItIsGivenAndPutsNullsBehind) {
     Comparator const byTens([](int a, int b) { return a / 10 - b / 10; });
     ZSortCompare const& byValue = ZSortCompare::defaultSortCompare();
     std::vector<Values> inputs = {{}, {1}, {2, 1}, {1, 1, 1}, numbers(1000)};
-    for (unsigned int const size : {3, 12, 13, 14, 100, 5000})
+    for (unsigned int const size : {3U, 12U, 13U, 14U, 100U, 5000U})
         for (unsigned int const limit : {size, 4U})
             inputs.push_back(randomValues(static_cast<int>(size), limit));
     for (Values const& input : inputs)
@@ -345,7 +345,7 @@ TEST_F(SortTest, KillerSequenceStaysWithinNLogN) {
 }
 
 TEST_F(SortTest, ManyMembersLevelWithEachOtherAreCheap) {
-    for (unsigned int const different : {1, 2, 5})
+    for (unsigned int const different : {1U, 2U, 5U})
         EXPECT_LE(comparisonsOf(randomValues(many, different)), 3L * many * different);
 }
 

@@ -13,7 +13,6 @@
 #include <cerrno>
 #include <limits>
 #include <string>
-#include <vector>
 
 #include "Z/zfileinherit.h"
 #include "support/faults.h"
@@ -28,71 +27,58 @@ namespace {
 constexpr auto readOnly = ZAbstractFileMap::readOnly;
 constexpr auto readWrite = ZAbstractFileMap::readWrite;
 
+/// A directory with a file, and a map for reading it.
 class FileMapTest : public testing::Test {
   protected:
+    FileMapTest() { writeFile(path("file"), "12345"); }
     [[nodiscard]] std::string path(char const* name) const { return directory.file(name); }
     [[nodiscard]] ZLCString named(char const* name) const { return {path(name).c_str()}; }
 
     TempDir directory;
+    ZUnixFileMap map{named("file"), readOnly, 0};
     int rc = 99;
     int const descriptors = openDescriptors();  // before a test opens any
 };
 
 TEST_F(FileMapTest, MapsOrIsRefusedWithACodeAndLeavesNothingOpen) {
     writeFile(path("empty"), "");
-    writeFile(path("empty too"), "");
-    writeFile(path("file"), "12345");
     ASSERT_EQ(symlink("loop", path("loop").c_str()), 0);
-    ASSERT_EQ(mkdir(path("directory").c_str(), 0700), 0);
     ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
-    struct Row {
-        char const* name;
-        ZAbstractFileMap::zmapmode mode;
-        unsigned long length;
-        int rc;
-        std::size_t mapped;  // bytes of the file that are seen, or that it has when it is written
-    };
-    std::vector<Row> rows{
-        {"file", readOnly, 0, 0, 5},
-        {"file", readOnly, 3, 0, 3},
-        {"file", readWrite, 3, 0, 5},
-        {"file", readWrite, 8, 0, 8},
-        {"new", readWrite, 4096, 0, 4096},
-        {"empty", readOnly, 10, 0, 0},
-        {"empty too", readWrite, 10, 0, 10},
-        {"missing", readOnly, 0, EINVAL, 0},
-        {"missing", readWrite, 0, EINVAL, 0},
-        {"missing", readOnly, 10, ENOENT, 0},
-        {"empty", readOnly, 0, EINVAL, 0},
-        {"empty", readWrite, 0, EINVAL, 0},
-        {"loop", readOnly, 10, ELOOP, 0},
-        {"directory", readOnly, 0, ENODEV, 0},
-        {"directory", readWrite, 0, EISDIR, 0},
-        {"fifo", readWrite, 10, ESPIPE, 0},
-        {"missing/file", readWrite, 10, ENOENT, 0},
-    };
-    if constexpr (sizeof(unsigned long) > sizeof(unsigned int))
-        rows.push_back({"file", readOnly, std::numeric_limits<unsigned long>::max(), EOVERFLOW, 0});
-    for (Row const& row : rows) {
-        SCOPED_TRACE(std::string(row.name) + (row.mode == readOnly ? " to read " : " to write ") +
-                     std::to_string(row.length));
-        ZUnixFileMap map(named(row.name), row.mode, 0);
-        auto* const memory = static_cast<char*>(map.mapfile(&rc, row.length));
-        EXPECT_EQ(rc, row.rc);
-        ASSERT_EQ(memory != nullptr, row.rc == 0);
-        if (memory != nullptr && row.mode == readWrite) {
-            memory[row.length - 1] = 'Z';
-            map.unmapfile(&rc);
-            std::string const bytes = readFile(path(row.name));
-            EXPECT_EQ(bytes.size(), row.mapped);
-            EXPECT_EQ(bytes[row.length - 1], 'Z');
+    // `seen` bytes of the file are in the map, or are its size when it was written.
+    auto const expectMap = [&](char const* name, ZAbstractFileMap::zmapmode mode,
+                               unsigned long length, int error, std::size_t seen) {
+        SCOPED_TRACE(std::string(name) + (mode == readOnly ? " to read " : " to write ") +
+                     std::to_string(length));
+        ZUnixFileMap mapped(named(name), mode, 0);
+        auto* const memory = static_cast<char*>(mapped.mapfile(&rc, length));
+        EXPECT_EQ(rc, error);
+        ASSERT_EQ(memory != nullptr, error == 0);
+        if (memory != nullptr && mode == readWrite) {
+            memory[length - 1] = 'Z';
+            EXPECT_EQ(readFile(path(name)).size(), seen);
+            EXPECT_EQ(readFile(path(name))[length - 1], 'Z');
         } else if (memory != nullptr) {
-            EXPECT_EQ(std::string(memory, row.mapped),
-                      readFile(path("file")).substr(0, row.mapped));
-            map.unmapfile(&rc);
+            EXPECT_EQ(std::string(memory, seen), readFile(path("file")).substr(0, seen));
         }
+        for (int i = 0; i < 2; ++i)
+            mapped.unmapfile(&rc);
+        EXPECT_EQ(rc, error) << "written on failure only";
         EXPECT_EQ(openDescriptors(), descriptors);
-    }
+    };
+    expectMap("file", readOnly, 0, 0, 5);
+    expectMap("file", readOnly, 3, 0, 3);
+    expectMap("file", readWrite, 3, 0, 5);
+    expectMap("file", readWrite, 8, 0, 8);
+    expectMap("new", readWrite, 4096, 0, 4096);
+    expectMap("empty", readOnly, 10, 0, 0);
+    expectMap("empty", readOnly, 0, EINVAL, 0);
+    expectMap("missing", readWrite, 0, EINVAL, 0);
+    expectMap("missing", readOnly, 10, ENOENT, 0);
+    expectMap("loop", readOnly, 10, ELOOP, 0);
+    expectMap("fifo", readOnly, 10, ENODEV, 0);  // does not wait for a writer
+    expectMap(".", readWrite, 0, EISDIR, 0);
+    if constexpr (sizeof(unsigned long) > sizeof(unsigned int))
+        expectMap("file", readOnly, std::numeric_limits<unsigned long>::max(), EOVERFLOW, 0);
     EXPECT_EQ(readFile(path("file")), std::string("12Z45\0\0Z", 8));
     struct stat status {};
     ASSERT_EQ(stat(path("new").c_str(), &status), 0);
@@ -100,38 +86,17 @@ TEST_F(FileMapTest, MapsOrIsRefusedWithACodeAndLeavesNothingOpen) {
 }
 
 TEST_F(FileMapTest, TheLimitOnFileSizesIsACodeToo) {
-    auto const body = [this] {
-        rlimit const limit{4096, 4096};
-        if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
-        ZUnixFileMap map(named("new"), readWrite, 0);
-        if (map.mapfile(&rc, 4096) == nullptr) return 2;
-        if (map.mapfile(&rc, 4097) != nullptr) return 3;
-        return rc == EFBIG ? 0 : 4;
-    };
-    EXPECT_EQ(inChild(body), 0);
-}
-
-TEST_F(FileMapTest, MappingAgainUnmappingTwiceAndTheEndLeaveNothingOpen) {
-    writeFile(path("file"), "12345");
-    {
-        ZUnixFileMap unixMap(named("file"), readOnly, 0);
-        ZAbstractFileMap& map = unixMap;
-        for (int i = 0; i < 2; ++i) {
-            EXPECT_NE(map.mapfile(nullptr, 0), nullptr);
-            EXPECT_NE(map.mapfile(nullptr, 3), nullptr) << "maps anew";
-            EXPECT_EQ(openDescriptors(), descriptors + 1);
-            map.unmapfile(&rc);
-            map.unmapfile(&rc);
-            EXPECT_EQ(rc, 99) << "written on failure only";
-        }
-        EXPECT_NE(map.mapfile(nullptr, 0), nullptr);
-    }
-    EXPECT_EQ(openDescriptors(), descriptors);
+    EXPECT_EQ(0, inChild([this] {
+                  rlimit const limit{4096, 4096};
+                  if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
+                  ZUnixFileMap growing(named("new"), readWrite, 0);
+                  if (growing.mapfile(&rc, 4096) == nullptr) return 2;
+                  if (growing.mapfile(&rc, 4097) != nullptr) return 3;
+                  return rc == EFBIG ? 0 : 4;
+              }));
 }
 
 TEST_F(FileMapTest, FailuresToUnmapAreReportedAndADescriptorIsGivenUpOnce) {
-    writeFile(path("file"), "12345");
-    ZUnixFileMap map(named("file"), readOnly, 0);
     int const next = dup(0);
     close(next);
     ASSERT_NE(map.mapfile(&rc, 0), nullptr);
@@ -141,7 +106,6 @@ TEST_F(FileMapTest, FailuresToUnmapAreReportedAndADescriptorIsGivenUpOnce) {
     rc = 99;
     map.unmapfile(&rc);
     EXPECT_EQ(rc, 99);
-
     for (bool const again : {false, true}) {
         ASSERT_NE(map.mapfile(&rc, 0), nullptr);
         fault = {"munmap", 1, ENOMEM};
@@ -155,42 +119,39 @@ TEST_F(FileMapTest, FailuresToUnmapAreReportedAndADescriptorIsGivenUpOnce) {
     }
 }
 
-TEST_F(FileMapTest, AssignmentMapsItsOwnFile) {
-    writeFile(path("file"), "12345");
-    writeFile(path("other"), "other");
-    ZUnixFileMap map(named("file"), readOnly, 0);
-    ZUnixFileMap other(named("other"), readOnly, 0);
+TEST_F(FileMapTest, AssignmentMapsItsOwnFileWhenTheOtherIsMappedAndTheEndUnmaps) {
+    ZUnixFileMap other(named("file"), readOnly, 0);
     map = other;
-    EXPECT_EQ(openDescriptors(), descriptors) << "the other is not mapped";
-    ASSERT_NE(other.mapfile(&rc, 0), nullptr);
-    for (ZUnixFileMap const* const from : {&other, &map, &other}) {
-        map = *from;
-        EXPECT_EQ(openDescriptors(), descriptors + 2) << "mapped once";
+    EXPECT_EQ(openDescriptors(), descriptors);
+    {
+        ZUnixFileMap ending(named("file"), readOnly, 0);
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_NE(ending.mapfile(nullptr, 0), nullptr) << "maps anew";
+            map = ending;
+            EXPECT_EQ(openDescriptors(), descriptors + 2);
+        }
     }
+    EXPECT_EQ(openDescriptors(), descriptors + 1);
 }
 
 TEST_F(FileMapTest, KeepsNoDescriptorOfTheStandardStreamsAndNoneOverExec) {
-    writeFile(path("file"), "12345");
-    auto const body = [this] {
-        ZUnixFileMap map(named("file"), readOnly, 0);
-        int const lowestFree = fcntl(0, F_DUPFD, 3);
-        for (int fd : {lowestFree, 0, 1, 2})
-            close(fd);
-        auto const* const memory = static_cast<char const*>(map.mapfile(&rc, 0));
-        if (memory == nullptr || memory[4] != '5') return 1;
-        for (int fd : {0, 1, 2})
-            if (fcntl(fd, F_GETFD) != -1) return 2;
-        return fcntl(lowestFree, F_GETFD) == FD_CLOEXEC ? 0 : 3;
-    };
-    EXPECT_EQ(inChild(body), 0);
+    EXPECT_EQ(0, inChild([this] {
+                  int const lowestFree = fcntl(0, F_DUPFD, 3);
+                  for (int fd : {lowestFree, 0, 1, 2})
+                      close(fd);
+                  if (map.mapfile(&rc, 0) == nullptr) return 1;
+                  for (int fd : {0, 1, 2})
+                      if (fcntl(fd, F_GETFD) != -1) return 2;
+                  return fcntl(lowestFree, F_GETFD) == FD_CLOEXEC ? 0 : 3;
+              }));
 }
 
 TEST(FileInheritanceTest, SetsAndClearsCloseOnExec) {
     int const fd = dup(0);
-    EXPECT_EQ(zsetfileinheritance(fd, 0), 1);
-    EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
-    EXPECT_EQ(zsetfileinheritance(fd, 1), 1);
-    EXPECT_EQ(fcntl(fd, F_GETFD), 0);
+    for (int const inherits : {0, 1}) {
+        EXPECT_EQ(zsetfileinheritance(fd, inherits), 1);
+        EXPECT_EQ(fcntl(fd, F_GETFD), inherits == 0 ? FD_CLOEXEC : 0);
+    }
     close(fd);
     EXPECT_EQ(zsetfileinheritance(fd, 1), 0);
     EXPECT_EQ(errno, EBADF);

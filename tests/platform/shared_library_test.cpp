@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -16,20 +15,16 @@
 
 #include "Z/ZException.h"
 #include "Z/zshlib.h"
-#include "support/error_output.h"
+#include "support/reports.h"
 
 using namespace testsupport;
 
-namespace {
-std::vector<std::pair<std::string, int>> attempts;  // files and modes
-}
+static std::vector<std::pair<std::string, int>> attempts;  // files and modes
 
-extern "C" {
-void* __real_dlopen(char const* file, int mode);
-void* __wrap_dlopen(char const* file, int mode) {
+extern "C" decltype(dlopen) __real_dlopen;
+extern "C" void* __wrap_dlopen(char const* file, int mode) {
     attempts.emplace_back(file, mode);
     return __real_dlopen(file, mode);
-}
 }
 
 namespace {
@@ -37,8 +32,7 @@ namespace {
 using LoadFailure = ZSharedLibraryLoadException;
 using ResolveFailure = ZSharedLibraryResolveException;
 
-std::string const plain = ZFC_TEST_PLUGIN;                   // ".../plain.so"
-std::string const bare = plain.substr(0, plain.size() - 3);  // ".../plain"
+std::string const plain = ZFC_TEST_PLUGIN;  // ".../plain.so"
 
 bool isIn(std::string const& text, std::string const& part) {
     return text.find(part) != std::string::npos;
@@ -56,23 +50,16 @@ bool isLoaded() {
 
 TEST(PluginTest, NameIsTriedFirstAndThenWithEachSuffixTheOtherWayRound) {
     std::vector<std::string> const rows[] = {{plain},
-                                             {bare, plain},
+                                             {plain.substr(0, plain.size() - 3), plain},
                                              {plain + ".so", plain},
                                              {"libx", "libx.so", "libx.so"},
-                                             {"libx.so", "libx", "libx"},
-                                             {"a.so.so", "a.so", "a.so"},
-                                             {"a.so.1", "a.so.1.so", "a.so.1.so"}};
+                                             {"a.so.so", "a.so", "a.so"}};
     for (auto const& expected : rows) {
         attempts.clear();
         ZSharedLibrary library(expected[0].c_str());
-        if (expected.back() == plain) {
-            EXPECT_EQ(0, library.loadLibrary());
-            EXPECT_NE(nullptr, library.getHandle());
-            EXPECT_EQ(0, library.unloadLibrary());
-        } else {
-            EXPECT_THROW(library.loadLibrary(), LoadFailure);
-            EXPECT_THROW(library.unloadLibrary(), LoadFailure);
-        }
+        Report const failure = thrownBy([&] { library.loadLibrary(); });
+        EXPECT_EQ(expected.back() == plain, failure.number == 0);
+        if (library.getHandle() != nullptr) library.unloadLibrary();
         EXPECT_EQ(nullptr, library.getHandle());
         std::vector<std::string> files;
         for (auto const& [file, mode] : attempts)
@@ -87,7 +74,6 @@ TEST(PluginTest, LoadedLibraryAnswersUntilItIsUnloaded) {
     EXPECT_EQ(42, answerOf(library));
     EXPECT_THROW(library.resolveSymbol("absent"), ResolveFailure);
     EXPECT_TRUE(library.getLastErrorMessage().contains("undefined symbol: absent"));
-    EXPECT_THROW(library.resolveSymbol(nullptr), ResolveFailure);
     EXPECT_EQ(0, library.unloadLibrary());
     EXPECT_FALSE(isLoaded());
     EXPECT_THROW(answerOf(library), ResolveFailure);
@@ -97,18 +83,12 @@ TEST(PluginTest, LoadedLibraryAnswersUntilItIsUnloaded) {
 
 TEST(PluginTest, FailureTellsNumberAndTextOfTheNameItself) {
     ZSharedLibrary library("./libx");
-    EXPECT_EQ(0, library.getLastErrorNumber());
-    EXPECT_TRUE(library.getLastErrorMessage().isEmpty());
-    std::string const text = errorOutputOf([&] {
-        errno = 77;  // the loader of this system leaves it alone
-        library.loadLibrary();
-    });
-    EXPECT_TRUE(isIn(text, "load/unload error (./libx) 77.  ./libx: cannot open")) << text;
-    std::string const resolved = errorOutputOf([&] {
-        errno = 78;
-        library.resolveSymbol("f");
-    });
-    EXPECT_TRUE(isIn(resolved, "Shared library resolve error (./libx:f) 78.  ")) << resolved;
+    errno = 77;  // the loader of this system leaves it alone
+    std::string const load = errorOutputOf([&] { library.loadLibrary(); });
+    EXPECT_TRUE(isIn(load, "load/unload error (./libx) 77.  ./libx: cannot open")) << load;
+    errno = 78;
+    std::string const resolve = errorOutputOf([&] { library.resolveSymbol("f"); });
+    EXPECT_TRUE(isIn(resolve, "Shared library resolve error (./libx:f) 78.  ")) << resolve;
     library.setLastErrorMessage("an earlier text");
     library.setLastError(5);
     EXPECT_EQ(5, library.getLastErrorNumber());
@@ -118,103 +98,77 @@ TEST(PluginTest, FailureTellsNumberAndTextOfTheNameItself) {
 TEST(PluginTest, FailingInitializeFailsTheLoadAndKeepsTheHandle) {
     struct Plugin : ZSharedLibrary {
         using ZSharedLibrary::ZSharedLibrary;
-        int initialize() override { return answerOf(*this) - 42 + result; }
-        int result = 0;
+        int initialize() override { return answerOf(*this) - 41; }
     } plugin(plain.c_str());
-    EXPECT_EQ(0, plugin.loadLibrary());
-    EXPECT_EQ(0, plugin.unloadLibrary());
-    plugin.result = 1;
     EXPECT_TRUE(isIn(errorOutputOf([&] { plugin.loadLibrary(); }), ") 0.  initialize"));
     EXPECT_THROW(plugin.loadLibrary(), LoadFailure);
-    EXPECT_EQ(42, answerOf(plugin));
     EXPECT_EQ(0, plugin.unloadLibrary());
 }
 
 TEST(PluginTest, FlagsAreTheLoadersModeAndLocalScopeIsNeverTold) {
     ZSharedLibrary library(plain.c_str());
-    struct {
-        std::function<void()> set;
-        int flags, mode;
-    } const rows[] = {
-        {[] {}, 0, 258},
-        {[&] { library.setLocalScope(1); }, 0, 258},  // no bit is set: the default mode
-        {[&] { library.setLazyResolution(1); }, 1, 1},
-        {[&] { library.setLocalScope(0); }, 257, 257},
-        {[&] { library.setLazyResolution(0); }, 258, 258},
-        {[&] { library.setLocalScope(1); }, 2, 2},
-        {[&] { library.setFlags(RTLD_LAZY); }, 1, 1},
-    };
-    for (auto const& row : rows) {
-        row.set();
-        EXPECT_EQ(row.flags, library.getFlags());
-        EXPECT_EQ(row.flags & 1, library.getLazyResolution());
+    auto const expectFlags = [&](int flags, int mode) {
+        EXPECT_EQ(flags, library.getFlags());
+        EXPECT_EQ(flags & RTLD_LAZY, library.getLazyResolution());
         EXPECT_EQ(0, library.getLocalScope());
         attempts.clear();
         library.loadLibrary();
         library.unloadLibrary();
-        EXPECT_EQ(row.mode, attempts.at(0).second);
-    }
+        EXPECT_EQ(mode, attempts.at(0).second);
+    };
+    expectFlags(0, RTLD_NOW | RTLD_GLOBAL);  // no bit is set: the default mode
+    library.setLazyResolution(1);
+    expectFlags(RTLD_LAZY, RTLD_LAZY);
+    library.setLocalScope(0);
+    expectFlags(RTLD_LAZY | RTLD_GLOBAL, RTLD_LAZY | RTLD_GLOBAL);
+    library.setLazyResolution(0);
+    library.setLocalScope(1);
+    expectFlags(RTLD_NOW, RTLD_NOW);
 }
 
-TEST(PluginTest, ObjectsThatNameOneLibraryAreEqual) {
-    ZSharedLibrary const one("libx");
-    ZSharedLibrary const same("libx");
-    EXPECT_TRUE(one.equals(same));
-    EXPECT_EQ(one.hash(), same.hash());
-    EXPECT_LT(one.compare(ZSharedLibrary("liby")), 0);
-    EXPECT_FALSE(one.equals(ZLCString("libx")));
-    EXPECT_TRUE(ZSharedLibrary().getLibraryName().isEmpty());
-}
-
-TEST(PluginTest, EveryCopyHoldsTheLibraryUntilItUnloadsIt) {
+TEST(PluginTest, EveryCopyIsEqualAndHoldsTheLibraryUntilItUnloadsIt) {
     ZSharedLibrary library(plain.c_str());
     library.loadLibrary();
     library.setLastErrorNumber(7);
-    ZSharedLibrary copy(library);
     std::unique_ptr<ZObject> const clone(library.clone());
+    EXPECT_TRUE(library.equals(*clone));
+    EXPECT_EQ(library.hash(), clone->hash());
+    EXPECT_GT(ZSharedLibrary("~").compare(library), 0);
+    EXPECT_FALSE(library.equals(ZLCString(plain.c_str())));
     ZSharedLibrary assigned;
-    assigned = copy;
+    assigned = library;
     assigned = *&assigned;
     library.unloadLibrary();
-    for (auto* const each : {&copy, dynamic_cast<ZSharedLibrary*>(clone.get()), &assigned}) {
+    for (auto* const each : {dynamic_cast<ZSharedLibrary*>(clone.get()), &assigned}) {
         EXPECT_EQ(7, each->getLastErrorNumber());
         EXPECT_EQ(42, answerOf(*each));
         each->unloadLibrary();
     }
     EXPECT_FALSE(isLoaded());
-    copy = library;
-    EXPECT_EQ(nullptr, copy.getHandle());
+    EXPECT_EQ(nullptr, ZSharedLibrary(library).getHandle());
+}
+
+/// Of a function of the loader that is to end with `error`, 0 for success.
+template <class Call>
+void expectError(int error, Call call) {
+    int err = -1;
+    errno = 77;
+    EXPECT_EQ(error == 0, call(&err));
+    EXPECT_EQ(error, err);
+    EXPECT_EQ(error == 0, call(nullptr));
 }
 
 TEST(LoaderFunctionTest, ErrorNumberIsZeroFirstAndMayBeLeftOut) {
-    int loaded = -1;
-    void* const handle = zdlopen(plain.c_str(), RTLD_LAZY, &loaded);
-    EXPECT_EQ(0, loaded);
-    struct {
-        char const* name;
-        std::function<bool(int*)> succeeds;
-        bool success;
-        int error;  // 77 is left alone by this loader
-    } const rows[] = {
-        {"open null", [](int* err) { return zdlopen(nullptr, 0, err) != nullptr; }, false, ENOENT},
-        {"open", [](int* err) { return zdlopen("./libx", 0, err) != nullptr; }, false, 77},
-        {"find", [&](int* err) { return zdlsym(handle, "plain_answer", err) != nullptr; }, true, 0},
-        {"find null", [&](int* err) { return zdlsym(handle, nullptr, err) != nullptr; }, false, 77},
-        {"find in null", [](int* err) { return zdlsym(nullptr, "a", err) != nullptr; }, false, 77},
-        {"find none", [&](int* err) { return zdlsym(handle, "b", err) != nullptr; }, false, 77},
-        {"close null", [](int* err) { return zdlclose(nullptr, err) == 0; }, false, ENOENT},
-    };
-    for (auto const& row : rows) {
-        int err = -1;
-        errno = 77;
-        EXPECT_EQ(row.success, row.succeeds(&err)) << row.name;
-        EXPECT_EQ(row.error, err) << row.name;
-        EXPECT_EQ(row.success, row.succeeds(nullptr)) << row.name;
-    }
-    int closed = -1;
-    EXPECT_EQ(0, zdlclose(handle, &closed));
-    EXPECT_EQ(0, closed);
-    static_cast<void>(zdlopen("./libx", 0, nullptr));
+    void* const handle = zdlopen(plain.c_str(), RTLD_LAZY, nullptr);
+    expectError(0, [&](int* err) { return zdlopen(plain.c_str(), RTLD_LAZY, err) == handle; });
+    expectError(0, [&](int* err) { return zdlsym(handle, "plain_answer", err) != nullptr; });
+    expectError(0, [&](int* err) { return zdlclose(handle, err) == 0; });
+    EXPECT_EQ(0, zdlclose(handle, nullptr));
+    EXPECT_FALSE(isLoaded());
+    expectError(ENOENT, [](int* err) { return zdlopen(nullptr, 0, err) != nullptr; });
+    expectError(ENOENT, [](int* err) { return zdlclose(nullptr, err) == 0; });
+    expectError(77, [](int* err) { return zdlsym(nullptr, nullptr, err) != nullptr; });
+    expectError(77, [](int* err) { return zdlopen("./libx", 0, err) != nullptr; });
     std::unique_ptr<char, decltype(&free)> const text(zdlerror(), &free);
     EXPECT_TRUE(isIn(text.get(), "./libx: cannot open shared object file"));
     EXPECT_EQ(nullptr, zdlerror());

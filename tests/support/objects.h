@@ -7,9 +7,9 @@
 #include <random>
 #include <vector>
 
-#include "Z/ZException.h"
 #include "Z/ZList.h"
 #include "support/faults.h"
+#include "support/reports.h"
 
 namespace testsupport {
 
@@ -19,7 +19,6 @@ class Number : public ZObject {
     // NOLINTNEXTLINE(google-explicit-constructor): tests read better
     Number(int number) : value(number) { ++alive; }
     Number(Number const& other) : ZObject(other), value(other.value) { ++alive; }
-    Number& operator=(Number const&) = delete;
     ~Number() override { --alive; }
 
     [[nodiscard]] unsigned long hash() const override {
@@ -47,8 +46,7 @@ class Number : public ZObject {
 /// The number of `object`; `noNumber` for null.
 constexpr int noNumber = -999;
 inline int valueOf(ZObject const* object) {
-    auto const* const number = dynamic_cast<Number const*>(object);
-    return number != nullptr ? number->value : noNumber;
+    return object != nullptr ? dynamic_cast<Number const&>(*object).value : noNumber;
 }
 /// The other way round.
 inline Number* objectOf(Number& number) { return number.value == noNumber ? nullptr : &number; }
@@ -64,50 +62,44 @@ Values valuesOf(Row const& row) {
     return values;
 }
 
-/// Puts a number of its own into the list for each value, null for `noNumber`; a list that does not
-/// own its members leaves them to the caller.
+/// Puts a number of its own into the list for each value, null for `noNumber`.
 inline void fill(ZList& list, Values const& values) {
     for (int const value : values)
         list.addNoCopy(value == noNumber ? nullptr : new Number(value));
 }
 
+constexpr int outOfMemory = 1;
+constexpr int notClonable = 14;
+constexpr int invalidParameter = 22;
+
 /// The message number that `action` throws; 0 when it throws nothing.
 template <class Action>
-unsigned long thrownBy(Action action) {
-    try {
-        action();
-    } catch (ZException const& exception) {
-        return exception.getCode();
-    }
-    return 0;
+int errorOf(Action action) {
+    return thrownBy(action).number;
 }
 
-constexpr unsigned long outOfMemory = 1;
-constexpr unsigned long notClonable = 14;
-constexpr unsigned long invalidParameter = 22;
-
-/// As thrownBy(), while all calls that the program wraps fail.
+/// As errorOf(), while all calls that the program wraps fail.
 template <class Action>
-unsigned long thrownWithoutMemory(Action action) {
+int errorWithoutMemory(Action action) {
     fault = {"", 1, ENOMEM, everyone};
-    unsigned long const thrown = thrownBy(action);
+    int const error = errorOf(action);
     fault = {};
-    return thrown;
+    return error;
 }
 
-/// As thrownBy(); at times with too few clones, or without memory. Expects that nothing else is
+/// As errorOf(); at times with too few clones, or without memory. Expects that nothing else is
 /// thrown, and that no lack is passed over.
 template <class Action>
-unsigned long thrownAtTimes(std::mt19937& random, Action action) {
+int errorAtTimes(std::mt19937& random, Action action) {
     Number::clonesLeft = random() % 6 == 0 ? static_cast<int>(random() % 3) : -1;
     if (random() % 6 == 0) fault = {"", 1, ENOMEM, everyone};
-    unsigned long const thrown = thrownBy(action);
-    EXPECT_EQ(fault.seen > 0, thrown == outOfMemory);
-    EXPECT_TRUE(thrown == 0 || thrown == outOfMemory ||
-                (thrown == notClonable && Number::clonesLeft == 0));
+    int const error = errorOf(action);
+    EXPECT_EQ(fault.seen > 0, error == outOfMemory);
+    EXPECT_TRUE(error == 0 || error == outOfMemory ||
+                (error == notClonable && Number::clonesLeft == 0));
     Number::clonesLeft = -1;
     fault = {};
-    return thrown;
+    return error;
 }
 
 /// No object outlives a test, and whatever it limited has no limit behind it.

@@ -2,6 +2,8 @@
 #ifndef ZFC_TESTS_SUPPORT_REPORTS_H
 #define ZFC_TESTS_SUPPORT_REPORTS_H
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <array>
 #include <mutex>
@@ -12,6 +14,7 @@
 
 #include "Z/ZException.h"
 #include "Z/ZMessage.h"
+#include "support/processes.h"
 
 namespace testsupport {
 
@@ -55,14 +58,9 @@ class Silence : public ZMessageService {
     ZMessageService const* before;
 };
 
-/// The message service while it lives: keeps reports of all threads instead of printing them.
-class Reports : public ZMessageService {
+/// As Silence, but keeps reports of all threads.
+class Reports : public Silence {
   public:
-    Reports() : before(messageService()) { setMessageService(this); }
-    ~Reports() { setMessageService(before); }
-    Reports(Reports const&) = delete;
-    Reports& operator=(Reports const&) = delete;
-
     /// All reports since the last call.
     [[nodiscard]] std::vector<Report> take() {
         std::lock_guard const guard(mutex);
@@ -78,11 +76,6 @@ class Reports : public ZMessageService {
             report.inserts.emplace_back(texts.at(static_cast<std::size_t>(i))->getChars());
         keep(std::move(report));
     }
-    void outputMessageUTF8(char const* file, int, int number, int, ZUTF8String const*,
-                           ZUTF8String const*, ZUTF8String const*, ZUTF8String const*,
-                           ZUTF8String const*, ZUTF8String const*) const override {
-        keep({file, number, {}});
-    }
     void outputException(ZException& e) const override {
         keep({e.getName(), static_cast<int>(e.getCode()), {}});
     }
@@ -96,10 +89,31 @@ class Reports : public ZMessageService {
         kept.push_back(std::move(report));
     }
 
-    ZMessageService const* before;
     mutable std::mutex mutex;
     mutable std::vector<Report> kept;
 };
+
+/// What `body` writes to standard error, the report of an exception that it throws included; "#"
+/// stands for the numbers of threads.
+template <class Body>
+[[nodiscard]] std::string errorOutputOf(Body const& body) {
+    auto const captured = captureChild([&body] {
+        try {
+            body();
+        } catch (ZException& e) {
+            e.dumpException();
+        }
+        return 0;
+    });
+    EXPECT_EQ(captured.status, 0);
+    std::string text = captured.err;
+    std::string const before = " Thread: ";
+    for (auto at = text.find(before); at != std::string::npos; at = text.find(before, at)) {
+        at += before.size();
+        text.replace(at, text.find_first_not_of("-0123456789", at) - at, "#");
+    }
+    return text;
+}
 
 /// Runs `body` and gives name and number of the exception of the library that it throws, and the
 /// system's code where it has one; an empty name when it throws none.

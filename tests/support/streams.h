@@ -3,7 +3,6 @@
 #define ZFC_TESTS_SUPPORT_STREAMS_H
 
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -25,13 +24,12 @@ using Stream = std::unique_ptr<FILE, CloseFile>;
 /// What `write(FILE*)` writes.
 template <class Write>
 [[nodiscard]] std::string writtenBy(Write write) {
-    char* bytes = nullptr;
-    std::size_t length = 0;
-    std::unique_ptr<char*, void (*)(char**)> const block(&bytes, [](char** b) { std::free(*b); });
-    Stream stream(open_memstream(&bytes, &length));
+    Stream const stream(std::tmpfile());
     write(stream.get());
-    stream.reset();
-    return {bytes, length};
+    std::string bytes(static_cast<std::size_t>(std::ftell(stream.get())), '\0');
+    std::rewind(stream.get());
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), stream.get()));
+    return bytes;
 }
 
 }  // namespace testsupport

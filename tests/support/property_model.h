@@ -3,7 +3,6 @@
 #define ZFC_TESTS_SUPPORT_PROPERTY_MODEL_H
 
 #include <algorithm>
-#include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,8 +36,6 @@ class PropertyModel {
     Lines opening;                // in front of the first header
     std::vector<Stanza> stanzas;  // those with a header in file order, then the others
     std::vector<Name> items;      // keys with obfuscated values
-
-    // ------------------------------------------------------------------------ stanzas and keys
 
     Stanza* stanza(std::string const& name) { return find(stanzas, name); }
     Key* key(std::string const& s, std::string const& name) {
@@ -80,8 +77,6 @@ class PropertyModel {
         stanzas.pop_back();
     }
 
-    // ----------------------------------------------------------------------------------- lines
-
     Stanza& placeStanza(std::string const& s) {
         makeStanza(s).placed = true;
         std::stable_partition(stanzas.begin(), stanzas.end(), [](Stanza& x) { return x.placed; });
@@ -90,15 +85,14 @@ class PropertyModel {
     void placeKey(std::string const& s, std::string const& k) {
         makeKey(s, k);
         Lines& lines = placeStanza(s).lines;
-        if (keyLine(lines, k) == lines.size())
-            insert(lines, placeFor(lines, k), {ZPropLine::key, k});
+        if (keyLine(lines, k) == lines.end()) lines.insert(placeFor(lines, k), {ZPropLine::key, k});
     }
     /// Keys without a line are listed behind the others, in the order of losing it; so are stanzas.
     void dropKeyLine(std::string const& s, std::string const& k) {
         Lines& lines = stanza(s)->lines;
-        std::size_t const i = keyLine(lines, k);
-        if (i == lines.size()) return;
-        lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(i));
+        auto const at = keyLine(lines, k);
+        if (at == lines.end()) return;
+        lines.erase(at);
         moveToEnd(stanza(s)->keys, k);
     }
     void dropLines(std::string const& s) {
@@ -115,10 +109,8 @@ class PropertyModel {
     void addKeyComment(std::string const& s, std::string const& k, std::string const& text) {
         placeKey(s, k);
         Lines& lines = stanza(s)->lines;
-        insert(lines, keyLine(lines, k), {ZPropLine::comment, text});
+        lines.insert(keyLine(lines, k), {ZPropLine::comment, text});
     }
-
-    // -------------------------------------------------------------------------- reading, writing
 
     /// Reads valid lines, "[stanza]", "key = value", "#comment" and empty ones.
     void read(std::string const& text) {
@@ -138,12 +130,12 @@ class PropertyModel {
         return out;
     }
     /// In file order, then those without a line.
-    [[nodiscard]] static Texts keyNames(Stanza const& s) {
+    [[nodiscard]] static Texts keyNames(Stanza& s) {
         Texts names;
         for (Line const& line : s.lines)
             if (line.kind == ZPropLine::key) names.push_back(line.text);
         for (Key const& k : s.keys)
-            if (keyLine(s.lines, k.name) == s.lines.size()) names.push_back(k.name);
+            if (keyLine(s.lines, k.name) == s.lines.end()) names.push_back(k.name);
         return names;
     }
 
@@ -159,29 +151,22 @@ class PropertyModel {
         Named* const at = find(all, name);
         std::rotate(at, at + 1, all.data() + all.size());
     }
-    static void insert(Lines& lines, std::size_t at, Line const& line) {
-        lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(at), line);
-    }
     static void insertBehindComments(Lines& lines, std::string const& text) {
-        std::size_t at = 0;
-        while (at < lines.size() && lines[at].kind == ZPropLine::comment)
-            ++at;
-        insert(lines, at, {ZPropLine::comment, text});
+        auto const isOther = [](Line const& x) { return x.kind != ZPropLine::comment; };
+        lines.insert(std::find_if(lines.begin(), lines.end(), isOther), {ZPropLine::comment, text});
     }
-    /// Index of the key's line; the number of lines when there is none.
-    static std::size_t keyLine(Lines const& lines, std::string const& k) {
+    static Lines::iterator keyLine(Lines& lines, std::string const& k) {
         auto const isIt = [&](Line const& x) { return x.kind == ZPropLine::key && x.text == k; };
-        auto const at = std::find_if(lines.begin(), lines.end(), isIt);
-        return static_cast<std::size_t>(at - lines.begin());
+        return std::find_if(lines.begin(), lines.end(), isIt);
     }
     /// In front of the first blank line below a template; else behind the last key line.
-    static std::size_t placeFor(Lines const& lines, std::string const& k) {
+    static Lines::iterator placeFor(Lines& lines, std::string const& k) {
         bool templateSeen = false;
-        std::size_t place = 0;
-        for (std::size_t i = 0; i < lines.size(); ++i) {
-            if (lines[i].kind == ZPropLine::key) place = i + 1;
-            if (lines[i].kind == ZPropLine::comment) templateSeen |= isTemplate(lines[i].text, k);
-            if (lines[i].kind == ZPropLine::blank && templateSeen) return i;
+        auto place = lines.begin();
+        for (auto at = lines.begin(); at != lines.end(); ++at) {
+            if (at->kind == ZPropLine::key) place = at + 1;
+            if (at->kind == ZPropLine::comment) templateSeen |= isTemplate(at->text, k);
+            if (at->kind == ZPropLine::blank && templateSeen) return at;
         }
         return place;
     }
@@ -191,18 +176,17 @@ class PropertyModel {
         comment.erase(std::remove(comment.begin(), comment.end(), ' '), comment.end());
         return comment.rfind("#" + k + "=", 0) == 0;
     }
-    /// Of the last stanza in the file.
-    Lines& lastLines() { return lastPlaced() == nullptr ? opening : lastPlaced()->lines; }
     Stanza* lastPlaced() {
-        Stanza* last = nullptr;
-        for (Stanza& s : stanzas)
-            if (s.placed) last = &s;
-        return last;
+        auto const isPlaced = [](Stanza const& x) { return x.placed; };
+        auto const at = std::find_if(stanzas.rbegin(), stanzas.rend(), isPlaced);
+        return at == stanzas.rend() ? nullptr : &*at;
     }
     void readLine(std::string const& line) {
-        if (line.empty()) return lastLines().push_back({ZPropLine::blank, ""});
-        if (line[0] == '#') return lastLines().push_back({ZPropLine::comment, line});
-        if (line[0] != '[') return readKey(*lastPlaced(), line);
+        Stanza* const last = lastPlaced();
+        Lines& lines = last == nullptr ? opening : last->lines;
+        if (line.empty()) return lines.push_back({ZPropLine::blank, ""});
+        if (line[0] == '#') return lines.push_back({ZPropLine::comment, line});
+        if (line[0] != '[') return readKey(*last, line);
         placeStanza(line.substr(1, line.size() - 2));
     }
     void readKey(Stanza& s, std::string const& line) {

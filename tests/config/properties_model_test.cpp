@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "Z/ZBuffer.h"
-#include "Z/ZLCConstString.h"
 #include "Z/ZUTF8ConstString.h"
 #include "Z/ZUTF8String.h"
 #include "support/properties.h"
@@ -73,21 +72,16 @@ void expectInvalid(unsigned int code, Read read, Texts const& texts) {
 
 TEST(PropertiesReadTest, readsNumbersAs32BitStrtoul) {
     ZStanzaFileProperties properties(1);
-    std::pair<char const*, unsigned int> const rows[] = {{"-0", 0},
-                                                         {" \t7", 7},
-                                                         {"+7", 7},
-                                                         {"010", 8},
-                                                         {"0XfF", 255},
-                                                         {"-4294967295", 1},
-                                                         {"-1", UINT_MAX},
-                                                         {"4294967295", UINT_MAX},
-                                                         {"4294967296", UINT_MAX},
-                                                         {"-4294967296", UINT_MAX},
-                                                         {"99999999999999999999999", UINT_MAX}};
-    for (auto const& [text, value] : rows) {
-        properties.setValue("s", "k", text);
-        EXPECT_EQ(properties.getIntegerValue("s", "k", 1), value) << text;
-    }
+    std::pair<unsigned int, Texts> const rows[] = {
+        {0, {"-0"}},
+        {1, {"-4294967295"}},
+        {8, {" \t8", "+8", "010", "0X8"}},
+        {UINT_MAX, {"-1", "4294967295", "4294967296", "-4294967296", "99999999999999999999999"}}};
+    for (auto const& [value, texts] : rows)
+        for (std::string const& text : texts) {
+            properties.setValue("s", "k", text.c_str());
+            EXPECT_EQ(properties.getIntegerValue("s", "k", 1), value) << text;
+        }
     expectInvalid<ZPropertiesInvalidNumValueException>(
         40, [](auto& p) { return p.getIntegerValue("s", "k"); },
         {"7 ", "09", "0x", "--1", "- 1", "+", "1.5", "4294967296x", "ten", "  "});
@@ -180,7 +174,6 @@ TEST(PropertiesEditTest, takesValuesOfEveryKind) {
     std::pair<Set, char const*> const rows[] = {
         {[](auto& p) { p.setValue("s", "k", ZLCString("one"), 0); }, "one"},
         {[](auto& p) { p.setValue("s", "k", ZUTF8String("zw\xc3\xb6lf"), 0); }, "zw\xc3\xb6lf"},
-        {[](auto& p) { p.setValue("s", "k", ZLCConstString("three"), 0); }, "three"},
         {[](auto& p) { p.setValue("s", "k", ZUTF8ConstString("four"), 0); }, "four"},
         {[](auto& p) { p.setIntegerValue("s", "k", UINT_MAX); }, "4294967295"},
         {[](auto& p) { p.setBooleanValue("s", "k", 2); }, "yes"},
@@ -249,27 +242,15 @@ TEST(PropertiesEditTest, editsOfWhatIsNotThereChangeNothing) {
     EXPECT_EQ(file.bytes(), sample);
 }
 
-TEST(PropertiesEditTest, commentsAndNewKeysFindTheirPlaces) {
+TEST(PropertiesEditTest, pairsHoldEveryValueOfAStanza) {
     EditedFile file(sample);
-    ZStanzaFileProperties& properties = file.properties;
-    properties.addFileComment("second line");
-    properties.addStanzaComment("net", "# the network");
-    properties.addEntryComment("net", "host", "where");
-    properties.setIntegerValue("net", "retries", 5);
-    properties.addStanza("last");
-    properties.store();
-    EXPECT_FALSE(properties.isModified());
-    EXPECT_EQ(
-        file.bytes(),
-        "# about\n#second line\n[net]\n# the network\nport = 8080\n#where\nhost = a\nhost = b\n"
-        "empty =\n\n# retries = 3\nretries = 5\n\n[db]\nname = x\n[last]\n");
-    properties.setValue("net", "secret", "hush", 1);
+    file.properties.setValue("net", "secret", "hush", 1);
     ZPropertiesKVList pairs(zpropUTF8);
-    properties.getStanza("net", pairs);
+    file.properties.getStanza("net", pairs);
     std::string told;
     for (unsigned int i = 0; i < pairs.getItemCount(); ++i)
         told += pairs.getItemKey(i)->getChars() + "="s + pairs.getItemValue(i)->getChars() + " ";
-    EXPECT_EQ(told, "port=8080 host=a host=b empty= retries=5 secret=hush ");
+    EXPECT_EQ(told, "port=8080 host=a host=b empty= secret=hush ");
 }
 
 using Misplaced = ZPropertiesIteratorException;

@@ -74,9 +74,10 @@ TEST(PropertyCacheTest, argumentsMayLieInTheCache) {
     EXPECT_EQ(cache.written(), "[s]\n");
 }
 
-TEST(PropertyCacheTest, knowsTheCompanionFileFromEdits) {
+TEST(PropertyCacheTest, knowsTheCompanionFileOfTheFileAndOfEdits) {
     char const* const database = "configuration-database";
-    Cache cache;
+    Cache cache("[other]\nfile = x\n[configuration-database]\nfile = a\nfile = b\nFile = c\n");
+    EXPECT_STREQ(cache.getCompanionName(), "b");
     cache.addLine(database, "file", "/a", 0);
     cache.addValue(database, "file", "/b", 0);
     EXPECT_STREQ(cache.getCompanionName(), "/b");
@@ -210,8 +211,8 @@ TEST(PropertyCacheTest, pairsComeInTheChosenCodeset) {
     ZPropertiesKVList pairs(zpropUTF8);
     pairs.addItem("key", "\xc3\xa4");
     pairs.addItem("empty", nullptr);
-    ASSERT_NE(dynamic_cast<ZUTF8String const*>(pairs.getItemValue(0)), nullptr);
-    EXPECT_STREQ(pairs.getItemValue(0)->getChars(), "\xc3\xa4");
+    auto const* const value = dynamic_cast<ZUTF8String const*>(pairs.getItemValue(0));
+    EXPECT_TRUE(value != nullptr && *value == "\xc3\xa4");
     EXPECT_STREQ(pairs.getItemValue(1)->getChars(), "");
     EXPECT_EQ(pairs.getItemKey(2), nullptr);
     pairs.clear();

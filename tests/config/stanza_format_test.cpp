@@ -82,14 +82,6 @@ TEST(StanzaFormatTest, theRestOfALongLineIsALineOfItsOwn) {
     EXPECT_TRUE(*lines.get(6) == ZPropLine(ZPropLine::blank, ""));
 }
 
-TEST(StanzaFormatTest, namesTheCompanionFile) {
-    std::pair<char const*, char const*> const rows[] = {
-        {"[configuration-database]\nfile = a\nfile = /b.obf\n", "/b.obf"},
-        {"[configuration-database]\nfile =\nFile = a\n[other]\nfile = a\n", ""}};
-    for (auto const& [text, name] : rows)
-        EXPECT_STREQ(Format(text).getCompanionName(), name) << text;
-}
-
 TEST(StanzaFormatTest, readsWhatHasNoSize) {
     std::unique_ptr<FILE, int (*)(FILE*)> const pipe(
         popen("echo '[s]'; seq -f '%.0f = v' 50000", "r"), pclose);

@@ -16,8 +16,7 @@
 
 namespace zfc::cache {
 
-/// Fails the test for what in `records` does not fit together and no answer of the cache tells:
-/// texts that are held and not reached, and what is noted for placing lines.
+/// Fails the test for what no answer of the cache tells: texts that are held and not reached.
 struct RecordsCheck {
     Records const& records;
     std::size_t bytes = 0;  // of the texts in use, their NULs counted
@@ -29,7 +28,6 @@ struct RecordsCheck {
         records.lines().eachStanza([this](Index stanza) {
             countText(records.names().stanzaName(stanza));
             records.lines().eachKey(stanza, [this](Index key) { countKey(key); });
-            if (records.lines().sections[stanza].header != none) checkLinesOf(stanza);
         });
         EXPECT_EQ(bytes, records.texts.bytesUsed());
     }
@@ -44,29 +42,6 @@ struct RecordsCheck {
         countText(key.getName());
         for (auto const kind : {Obfuscated::no, Obfuscated::yes})
             records.values().each(key, kind, [this](std::string_view value) { countText(value); });
-    }
-
-    /// What is noted for placing keys is what a fresh look at the lines gives.
-    void checkLinesOf(Index stanza) {
-        Lines const& lines = records.lines();
-        Section const& section = lines.sections[stanza];
-        std::uint32_t comments = 0;
-        std::uint32_t segment = 0;
-        Lines::Templates fresh;
-        for (Index at = section.header; at != lines.endOf(stanza); at = lines.lines[at].next) {
-            Line const& line = lines.lines[at];
-            EXPECT_EQ(line.segment, segment);
-            if (line.kind == ZPropLine::blank) fresh.blanks.push_back(at), ++segment;
-            if (line.kind != ZPropLine::comment) continue;
-            ++comments;
-            Lines::noteTemplate(fresh, {line.text, line.length}, line.segment);
-        }
-        EXPECT_EQ(segment, section.blankLines);
-        EXPECT_EQ(comments, section.comments);
-        auto const noted = lines.templates.find(stanza);
-        if (noted == lines.templates.end()) return;
-        EXPECT_TRUE(fresh.blanks == noted->second.blanks);
-        EXPECT_TRUE(fresh.segments == noted->second.segments);
     }
 };
 

@@ -192,10 +192,9 @@ TEST(ZpropTest, ALockedFileIsRetriedForTheTimeGivenAndLeftAlone) {
 
 TEST(ZpropTest, EditsOfManyProcessesAreAllKept) {
     Samples().expect({
-        {"for w in 1 2 3 4; do\n"
-         "  (for i in 1 2 3 4 5 6 7 8; do zprop set app.conf many k$w$i v --wait 60; done) &\n"
-         "done; wait"},
-        {"zprop list app.conf many | grep -c ' = v$'", 0, "32\n"},
+        {"for i in $(seq 20); do zprop set app.conf many k$i v --wait 60 & done; wait\n"
+         "zprop list app.conf many | grep -c ' = v$'",
+         0, "20\n"},
     });
 }
 
@@ -203,7 +202,6 @@ TEST(ZpropJavaTest, GetListAndDumpShowThePairs) {
     std::string const pairs = "server.host = east\nserver.port = 80\nname = \xC3\xA9\n";
     Samples const samples;
     samples.expect({
-        {"zprop get app.properties server.host", 0, "east\n"},
         {"zprop get app.properties name", 0, "\xC3\xA9\n"},
         {"zprop get app.properties none --default x", 0, "x\n"},
         {"zprop list app.properties && zprop dump app.properties", 0, pairs + pairs},
@@ -242,16 +240,15 @@ TEST(ZpropJavaTest, SetStoresWhatTheFormatKeepsAndRefusesTheRest) {
 
 TEST(ZpropJavaTest, CheckTellsEveryLineThatIsSkipped) {
     Samples().expect({
-        {"zprop check app.properties", 0, "1 file checked, 0 invalid\n"},
         {"printf '[s]\nk\n' >b.conf; printf 'a=1\\r\n =b\\r\nkey\n\nb=\\\\x\nc=3' >a.properties"},
-        {"zprop check a.properties b.conf", 1,
+        {"zprop check a.properties app.properties b.conf", 1,
          "a.properties:2: no key before the separator\n =b\n"
          "a.properties:3: key without \"=\", \":\" or blank and value\nkey\n"
          "a.properties:5: backslash in the value before none of \"\\\", \":\", quote, blank and "
          "\"u\"\nb=\\x\n"
          "a.properties:6: last line without a line end\nc=3\n"
          "b.conf:2: neither stanza header, comment nor key = value\nk\n^\n"
-         "2 files checked, 2 invalid\n"},
+         "3 files checked, 2 invalid\n"},
     });
 }
 
@@ -260,12 +257,13 @@ TEST(ZpropJavaTest, ConvertsBothWaysWhereNothingIsLost) {
         {"printf '[server]\nhost = a b\nport =\n[log]\nlevel = \xC3\xA9:\n' >b.conf"},
         {"zprop convert b.conf 1.properties && sort 1.properties", 0,
          "#\nlog.level = \\u00e9\\:\nserver.host = a b\nserver.port = \n"},
-        {"zprop convert 1.properties 2.conf && zprop dump 2.conf | sort", 0,
-         "[log]\n[server]\nhost = a b\nlevel = \xC3\xA9:\nport =\n"},
-        {"zprop get 2.conf server host && zprop get 2.conf log level", 0, "a b\n\xC3\xA9:\n"},
+        {"zprop convert 1.properties 2.conf && zprop list 2.conf server | sort", 0,
+         "\n[server]\nhost = a b\nport =\n"},
+        {"zprop list 2.conf log", 0, "\n[log]\nlevel = \xC3\xA9:\n"},
         {"zprop convert b.conf 2.conf", 1, "", "2.conf: is there already"},
-        {"zprop convert app.properties 3.conf --stanza all --drop-comments"},
-        {"zprop get 3.conf all server.port", 0, "80\n"},
+        {"zprop convert app.properties 3.conf --stanza all --drop-comments &&"
+         " zprop get 3.conf all server.port",
+         0, "80\n"},
     });
 }
 
@@ -292,9 +290,9 @@ TEST(ZpropJavaTest, ConvertTellsWhatWouldBeLostAndDoesNothing) {
 
 TEST(ZpropTest, HelpHasAnExampleForEachCommandAndWrongUseIsTwo) {
     Samples const samples;
-    samples.expect({{"for c in get set unset list dump check rewrite comment edit convert; do\n"
-                     "  zprop $c --help | grep -q \"^Example: .*zprop $c\" || echo $c\ndone"},
-                    {"zprop --help >all"}});
+    samples.expect(
+        {{"for c in get set unset list dump check rewrite comment edit convert; do\n"
+          "  zprop $c --help | grep -q \"^Example: .*zprop $c\" || echo $c\ndone"}});
     samples.refuse(2, {"", "frobnicate", "set f s", "comment f x --key k"});
 }
 

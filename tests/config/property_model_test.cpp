@@ -1,5 +1,6 @@
 // link: static
 // Every sequence of operations does to a cache what it does to the model.
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <random>
@@ -12,21 +13,44 @@ namespace {
 
 using namespace testsupport;
 
+#define BOTH(operation) [&] { cache.operation, model.operation; }
+
 /// Does the same to a cache and to the model, at random, and compares them.
 class Twins {
   public:
     explicit Twins(unsigned int seed) : random(seed) {}
 
+    /// One operation, of whatever stanza and key.
     void step() {
-        s = pick({"s", "t", "u", " v "});
-        k = pick({"k1", "k2", "k3", "a b", "x#"});
-        constexpr void (Twins::*operations[])() = {
-            &Twins::setOrAdd,     &Twins::setOrAdd,  &Twins::setOrAdd,
-            &Twins::setOrAdd,     &Twins::setOrAdd,  &Twins::setOrAdd,
-            &Twins::removeKey,    &Twins::dropLines, &Twins::changeOrRemoveValue,
-            &Twins::removeStanza, &Twins::dropLine,  &Twins::changeOrRemoveValue,
-            &Twins::comment,      &Twins::read,      &Twins::placeStanza};
-        (this->*operations[below(std::size(operations))])();
+        char const* const s = pick({"s", "t", "u", " v "});
+        char const* const k = pick({"k1", "k2", "k3", "a b", "x#"});
+        char const* const value = pick(values);
+        char const* const comment = pick(comments);
+        bool const secret = below(3) == 0;
+        unsigned int const i = below(5);  // may be beyond the last value
+        std::function<void()> const operations[] = {
+            BOTH(addLine(s, nullptr, 0)),
+            BOTH(addLine(s, k, 0)),
+            BOTH(addLine(s, k, value, secret)),
+            BOTH(addValue(s, k, "new", secret)),
+            BOTH(add(s, k, value, secret)),
+            BOTH(set(s, k, value)),
+            BOTH(setObfuscated(s, k, value)),
+            BOTH(remove(s, k)),
+            BOTH(remove(s)),
+            BOTH(delLine(s, k)),
+            BOTH(delLine(s)),
+            BOTH(addFileComment(comment)),
+            [&] {
+                if (model.stanza(s) != nullptr) BOTH(addLineComment(s, comment))();
+            },
+            [&] {
+                if (model.key(s, k) != nullptr) BOTH(addLineComment(s, k, comment))();
+            },
+            [&] { ASSERT_EQ(cache.changeValue(s, k, i, "!"), model.changeValue(s, k, i, "!")); },
+            [&] { ASSERT_EQ(cache.removeValue(s, k, i), model.removeValue(s, k, i)); },
+            [&] { read(s); }};
+        operations[below(std::size(operations))]();
     }
 
     void compare() {
@@ -70,7 +94,7 @@ class Twins {
                          [&](char const* key, unsigned int n) { names.emplace_back(key, n); });
         ASSERT_EQ(names, PropertyModel::keyNames(stanza));
         ASSERT_EQ(cache.keyCount(name), stanza.keys.size());
-        std::size_t values = 0;
+        std::size_t count = 0;
         bool hidden = false;
         for (PropertyModel::Key& key : stanza.keys) {
             char const* const keyName = key.name.c_str();
@@ -80,10 +104,10 @@ class Twins {
                 ASSERT_EQ(cache.valueAt(name, keyName, i), key.seen()[i]);
             ASSERT_EQ(cache.countValues(name, keyName), key.seen().size());
             ASSERT_EQ(cache.isObfuscated(name, keyName), !key.secret.empty());
-            values += key.seen().size();
+            count += key.seen().size();
             hidden |= !key.secret.empty();
         }
-        ASSERT_EQ(cache.countValues(name), values);
+        ASSERT_EQ(cache.countValues(name), count);
         ASSERT_EQ(cache.isObfuscated(name), hidden);
     }
 
@@ -92,106 +116,31 @@ class Twins {
     char const* pick(std::initializer_list<char const*> from) {
         return from.begin()[below(from.size())];
     }
-    char const* someValue() { return pick({"", "1", "two", "a = b # c", " spaced "}); }
-    char const* someComment() {
-        return pick({"#k1=5", "# k 1 = x", "#k1", "#k2=", "##k3=", "#\tk2=", "# a b = 1", "#",
-                     "#x#=1", "#=", "# k3 = #k1="});
-    }
-    std::string someLine() {
-        if (oneIn(4)) return pick({"k1", "k2", "k4", "a b"}) + std::string(" = ") + someValue();
-        return oneIn(3) ? "" : someComment();
-    }
-
-    void placeStanza() {
-        cache.addLine(s, nullptr, 0);
-        model.placeStanza(s);
-    }
-    /// Replaces the values of a key or adds one, with or without a line in the file.
-    void setOrAdd() {
-        bool const replaces = oneIn(2);
-        bool const places = !oneIn(3);
-        bool const secret = oneIn(3);
-        char const* const value = someValue();
-        if (replaces && places)
-            cache.addLine(s, k, value, secret);
-        else if (replaces && secret)
-            cache.setObfuscated(s, k, value);
-        else if (replaces)
-            cache.set(s, k, value);
-        else if (!places)
-            cache.add(s, k, value, secret);
-        else if (*value == '\0')
-            cache.addLine(s, k, 0);
-        else
-            cache.addValue(s, k, value, secret);
-        if (replaces) model.clearValues(s, k);
-        model.addValue(s, k, value, secret);
-        if (places) model.placeKey(s, k);
-    }
-    /// Of a number that may be beyond the last.
-    void changeOrRemoveValue() {
-        unsigned int const i = below(5);
-        bool const removes = oneIn(2);
-        PropertyModel::Key* const known = model.key(s, k);
-        bool const isThere = known != nullptr && i < known->seen().size();
-        ASSERT_EQ(removes ? cache.removeValue(s, k, i) : cache.changeValue(s, k, i, "changed"),
-                  isThere);
-        if (!isThere) return;
-        Texts& values = known->seen();
-        if (removes)
-            values.erase(values.begin() + i);
-        else
-            values[i] = "changed";
-        if (known->secret.empty()) model.dropItem(s, k);
-    }
-    void removeKey() {
-        cache.remove(s, k);
-        if (model.key(s, k) != nullptr) model.removeKey(s, k);
-    }
-    void removeStanza() {
-        cache.remove(s);
-        if (model.stanza(s) != nullptr) model.removeStanza(s);
-    }
-    void dropLine() {
-        cache.delLine(s, k);
-        if (model.key(s, k) != nullptr) model.dropKeyLine(s, k);
-    }
-    void dropLines() {
-        cache.delLine(s);
-        if (model.stanza(s) != nullptr) model.dropLines(s);
-    }
-    void comment() {
-        char const* const text = someComment();
-        if (oneIn(3)) {
-            cache.addFileComment(text);
-            model.addFileComment(text);
-        } else if (oneIn(2) && model.stanza(s) != nullptr) {
-            cache.addLineComment(s, text);
-            model.addStanzaComment(s, text);
-        } else if (model.key(s, k) != nullptr) {
-            cache.addLineComment(s, k, text);
-            model.addKeyComment(s, k, text);
-        }
-    }
     /// A few lines, with a stanza when there is none of that name.
-    void read() {
+    void read(std::string const& stanza) {
         std::string text;
         for (unsigned int i = below(4); i > 0; --i)
-            text += std::string(oneIn(2) ? "" : someComment()) + "\n";
-        if (model.stanza(s) == nullptr) {
-            text += "[" + std::string(s) + "]\n";
+            text += std::string(oneIn(2) ? "" : pick(comments)) + "\n";
+        if (model.stanza(stanza) == nullptr) {
+            text += "[" + stanza + "]\n";
             for (unsigned int i = below(14); i > 0; --i)
                 text += someLine() + "\n";
         }
-        cache.read(text);
-        model.read(text);
+        BOTH(read(text))();
+    }
+    std::string someLine() {
+        if (oneIn(4)) return pick({"k1", "k2", "k4", "a b"}) + std::string(" = ") + pick(values);
+        return oneIn(3) ? "" : pick(comments);
     }
 
+    static constexpr std::initializer_list<char const*> values = {"", "1", "two", "a = b # c",
+                                                                  " spaced "};
+    static constexpr std::initializer_list<char const*> comments = {
+        "#k1=5",     "# k 1 = x", "#k1",   "#k2=", "##k3=",      "#\tk2=",
+        "# a b = 1", "#",         "#x#=1", "#=",   "# k3 = #k1="};
     std::mt19937 random;
     CheckedCache cache;
     PropertyModel model;
-    char const* s = "";  // the stanza of this step
-    char const* k = "";  // and the key
 };
 
 TEST(PropertyModelTest, everySequenceOfOperationsDoesWhatIsDescribed) {

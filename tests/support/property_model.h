@@ -3,6 +3,7 @@
 #define ZFC_TESTS_SUPPORT_PROPERTY_MODEL_H
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>
@@ -41,77 +42,87 @@ class PropertyModel {
     Key* key(std::string const& s, std::string const& name) {
         return stanza(s) == nullptr ? nullptr : find(stanza(s)->keys, name);
     }
-    Stanza& makeStanza(std::string const& name) {
-        if (stanza(name) == nullptr) stanzas.push_back({name, {}, false, {}});
-        return *stanza(name);
-    }
-    Key& makeKey(std::string const& s, std::string const& name) {
-        std::vector<Key>& keys = makeStanza(s).keys;
-        if (find(keys, name) == nullptr) keys.push_back({name, {}, {}});
-        return *find(keys, name);
-    }
-    void addValue(std::string const& s, std::string const& k, std::string const& value,
-                  bool secret) {
+    // What the functions of these names do to a cache.
+
+    void add(std::string const& s, std::string const& k, std::string const& value, bool secret) {
         Key& made = makeKey(s, k);
         if (value.empty()) return;
         (secret ? made.secret : made.plain).push_back(value);
         if (secret && made.secret.size() == 1) items.emplace_back(s, k);
     }
-    void clearValues(std::string const& s, std::string const& k) {
+    void set(std::string const& s, std::string const& k, std::string const& value,
+             bool secret = false) {
         makeKey(s, k) = Key{k, {}, {}};
         dropItem(s, k);
+        add(s, k, value, secret);
     }
-    void dropItem(std::string const& s, std::string const& k) {
-        items.erase(std::remove(items.begin(), items.end(), Name(s, k)), items.end());
+    void setObfuscated(std::string const& s, std::string const& k, std::string const& value) {
+        set(s, k, value, true);
     }
-    void removeKey(std::string const& s, std::string const& k) {
+    void addValue(std::string const& s, std::string const& k, std::string const& value,
+                  bool secret) {
+        add(s, k, value, secret);
+        placeKey(s, k);
+    }
+    void addLine(std::string const& s, std::string const& k, std::string const& value,
+                 bool secret) {
+        set(s, k, value, secret);
+        placeKey(s, k);
+    }
+    void addLine(std::string const& s, char const* k, int) {
+        k == nullptr ? static_cast<void>(placeStanza(s)) : placeKey(s, k);
+    }
+    bool changeValue(std::string const& s, std::string const& k, std::size_t i, char const* value) {
+        if (key(s, k) == nullptr || i >= key(s, k)->seen().size()) return false;
+        key(s, k)->seen()[i] = value;
+        return true;
+    }
+    bool removeValue(std::string const& s, std::string const& k, std::ptrdiff_t i) {
+        if (!changeValue(s, k, static_cast<std::size_t>(i), "")) return false;
+        Texts& values = key(s, k)->seen();
+        values.erase(values.begin() + i);
+        if (key(s, k)->secret.empty()) dropItem(s, k);
+        return true;
+    }
+    void remove(std::string const& s, std::string const& k) {
+        if (key(s, k) == nullptr) return;
         dropItem(s, k);
-        dropKeyLine(s, k);
+        delLine(s, k);
         moveToEnd(stanza(s)->keys, k);
         stanza(s)->keys.pop_back();
     }
-    void removeStanza(std::string const& s) {
+    void remove(std::string const& s) {
+        if (stanza(s) == nullptr) return;
         for (Key const& k : stanza(s)->keys)
             dropItem(s, k.name);
         moveToEnd(stanzas, s);
         stanzas.pop_back();
     }
-
-    Stanza& placeStanza(std::string const& s) {
-        makeStanza(s).placed = true;
-        std::stable_partition(stanzas.begin(), stanzas.end(), [](Stanza& x) { return x.placed; });
-        return *stanza(s);
-    }
-    void placeKey(std::string const& s, std::string const& k) {
-        makeKey(s, k);
-        Lines& lines = placeStanza(s).lines;
-        if (keyLine(lines, k) == lines.end()) lines.insert(placeFor(lines, k), {ZPropLine::key, k});
-    }
     /// Keys without a line are listed behind the others, in the order of losing it; so are stanzas.
-    void dropKeyLine(std::string const& s, std::string const& k) {
+    void delLine(std::string const& s, std::string const& k) {
+        if (key(s, k) == nullptr) return;
         Lines& lines = stanza(s)->lines;
         auto const at = keyLine(lines, k);
         if (at == lines.end()) return;
         lines.erase(at);
         moveToEnd(stanza(s)->keys, k);
     }
-    void dropLines(std::string const& s) {
-        if (!stanza(s)->placed) return;
+    void delLine(std::string const& s) {
+        if (stanza(s) == nullptr || !stanza(s)->placed) return;
         for (Line const& line : std::exchange(stanza(s)->lines, {}))
             if (line.kind == ZPropLine::key) moveToEnd(stanza(s)->keys, line.text);
         stanza(s)->placed = false;
         moveToEnd(stanzas, s);
     }
     void addFileComment(std::string const& text) { insertBehindComments(opening, text); }
-    void addStanzaComment(std::string const& s, std::string const& text) {
+    void addLineComment(std::string const& s, std::string const& text) {
         insertBehindComments(placeStanza(s).lines, text);
     }
-    void addKeyComment(std::string const& s, std::string const& k, std::string const& text) {
+    void addLineComment(std::string const& s, std::string const& k, std::string const& text) {
         placeKey(s, k);
         Lines& lines = stanza(s)->lines;
         lines.insert(keyLine(lines, k), {ZPropLine::comment, text});
     }
-
     /// Reads valid lines, "[stanza]", "key = value", "#comment" and empty ones.
     void read(std::string const& text) {
         for (std::size_t at = 0; at < text.size(); at = text.find('\n', at) + 1)
@@ -140,6 +151,25 @@ class PropertyModel {
     }
 
   private:
+    Key& makeKey(std::string const& s, std::string const& name) {
+        if (stanza(s) == nullptr) stanzas.push_back({s, {}, false, {}});
+        if (key(s, name) == nullptr) stanza(s)->keys.push_back({name, {}, {}});
+        return *key(s, name);
+    }
+    Stanza& placeStanza(std::string const& s) {
+        if (stanza(s) == nullptr) stanzas.push_back({s, {}, false, {}});
+        stanza(s)->placed = true;
+        std::stable_partition(stanzas.begin(), stanzas.end(), [](Stanza& x) { return x.placed; });
+        return *stanza(s);
+    }
+    void placeKey(std::string const& s, std::string const& k) {
+        makeKey(s, k);
+        Lines& lines = placeStanza(s).lines;
+        if (keyLine(lines, k) == lines.end()) lines.insert(placeFor(lines, k), {ZPropLine::key, k});
+    }
+    void dropItem(std::string const& s, std::string const& k) {
+        items.erase(std::remove(items.begin(), items.end(), Name(s, k)), items.end());
+    }
     template <class Named>
     static Named* find(std::vector<Named>& all, std::string const& name) {
         auto const isThis = [&](Named const& x) { return x.name == name; };
@@ -193,7 +223,7 @@ class PropertyModel {
         std::string const name = line.substr(0, line.find(" ="));
         std::string const value = line.substr(std::min(line.size(), name.size() + 3));
         bool const isNew = find(s.keys, name) == nullptr;
-        addValue(s.name, name, stripped(value), false);
+        add(s.name, name, stripped(value), false);
         if (isNew) s.lines.push_back({ZPropLine::key, name});
     }
     static std::string stripped(std::string const& text) {

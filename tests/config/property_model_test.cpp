@@ -90,25 +90,27 @@ class Twins {
     void compareStanza(PropertyModel::Stanza& stanza) {
         char const* const name = stanza.name.c_str();
         Texts names;
-        cache.forEachKey(name,
-                         [&](char const* key, unsigned int n) { names.emplace_back(key, n); });
-        ASSERT_EQ(names, PropertyModel::keyNames(stanza));
-        ASSERT_EQ(cache.keyCount(name), stanza.keys.size());
         std::size_t count = 0;
         bool hidden = false;
-        for (PropertyModel::Key& key : stanza.keys) {
-            char const* const keyName = key.name.c_str();
-            ASSERT_EQ(cache.values(name, keyName, ZPCache::plainValues), key.plain);
-            ASSERT_EQ(cache.values(name, keyName, ZPCache::obfuscatedValues), key.secret);
-            for (auto i = static_cast<unsigned int>(key.seen().size()); i-- > 0;)
-                ASSERT_EQ(cache.valueAt(name, keyName, i), key.seen()[i]);
-            ASSERT_EQ(cache.countValues(name, keyName), key.seen().size());
-            ASSERT_EQ(cache.isObfuscated(name, keyName), !key.secret.empty());
-            count += key.seen().size();
-            hidden |= !key.secret.empty();
+        for (PropertyModel::Line& line : stanza.lines) {
+            if (line.kind != ZPropLine::key) continue;
+            names.push_back(line.text);
+            char const* const key = line.text.c_str();
+            ASSERT_EQ(cache.values(name, key, ZPCache::plainValues), line.plain);
+            ASSERT_EQ(cache.values(name, key, ZPCache::obfuscatedValues), line.secret);
+            for (auto i = static_cast<unsigned int>(line.seen().size()); i-- > 0;)
+                ASSERT_EQ(cache.valueAt(name, key, i), line.seen()[i]);
+            ASSERT_EQ(cache.countValues(name, key), line.seen().size());
+            ASSERT_EQ(cache.isObfuscated(name, key), !line.secret.empty());
+            count += line.seen().size();
+            hidden |= !line.secret.empty();
         }
         ASSERT_EQ(cache.countValues(name), count);
         ASSERT_EQ(cache.isObfuscated(name), hidden);
+        ASSERT_EQ(cache.keyCount(name), names.size());
+        Texts listed;
+        cache.forEachKey(name, [&](char const* k, unsigned int n) { listed.emplace_back(k, n); });
+        ASSERT_EQ(listed, names);
     }
 
     unsigned int below(std::size_t bound) { return static_cast<unsigned int>(random() % bound); }

@@ -115,11 +115,6 @@ TEST(StanzaFormatTest, writesBackInOrder) {
         for (char const* const written : {row.kept, row.dropped})
             EXPECT_EQ(Format(written).listed(), Format(row.text).listed());
     }
-    Format hidden("[s]\na = 1\n");
-    hidden.addLine("s", "secret", "x", 1);
-    hidden.addLine("s", "b", "2", 0);
-    EXPECT_EQ(hidden.written(), "[s]\na = 1\nb = 2\n");
-    EXPECT_EQ(hidden.listed(), "\n[s]\na = 1\nsecret =\nb = 2\n");
 }
 
 /// Read without blanks around its `=`, a line can be too long to be written with them.

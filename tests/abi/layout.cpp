@@ -2,32 +2,19 @@
 // nothing to run: the assertions hold when this file compiles with -m32 -fno-access-control.
 #include <cstddef>
 
-#include "Z/ZArray.h"
 #include "Z/ZBuffer.h"
-#include "Z/ZCondition.h"
-#include "Z/ZException.h"
 #include "Z/ZFileLock.h"
 #include "Z/ZFileMap.h"
 #include "Z/ZJavaProperties.h"
-#include "Z/ZKeyMap.h"
 #include "Z/ZLCConstString.h"
-#include "Z/ZLCString.h"
-#include "Z/ZList.h"
-#include "Z/ZLock.h"
-#include "Z/ZMap.h"
 #include "Z/ZMessage.h"
-#include "Z/ZObject.h"
-#include "Z/ZObserve.h"
-#include "Z/ZReadWriteLock.h"
 #include "Z/ZSharedLibrary.h"
 #include "Z/ZSqueeze.h"
 #include "Z/ZStringIterator.h"
 #include "Z/ZStringTokenizer.h"
 #include "Z/ZThread.h"
 #include "Z/ZUTF8ConstString.h"
-#include "Z/ZUTF8String.h"
 #include "Z/c_interface/handles.h"
-#include "Z/zproperties_c.h"
 #include "Z/zsnprintf.h"
 
 static_assert(sizeof(void*) == 4, "layouts are fixed for 32-bit x86 alone");

@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# Builds the library once more under another version tag and uses it beside this build's library,
-# in one process.
+# Builds the library once more under another version tag and uses both in one process.
 # usage: run.sh BUILD_DIR CXX CC [COMPILER_FLAG...]
 set -euo pipefail
 
@@ -14,11 +13,7 @@ trap 'rm -rf "$work"' EXIT
 
 # check COMMAND...: its output matters only when it fails.
 check() {
-    "$@" >"$work/log" 2>&1 || {
-        cat "$work/log" >&2
-        echo "tags test: failed: $*" >&2
-        exit 1
-    }
+    "$@" >"$work/log" 2>&1 || { echo "tags test: failed: $*: $(<"$work/log")" >&2 && exit 1; }
 }
 
 # against PREFIX OUTPUT ARGUMENT...: compiles and links with the library in the prefix; a library of
@@ -40,8 +35,8 @@ check cmake --install "$build" --prefix "$work/this"
 check cmake --install "$other" --prefix "$work/other"
 release=$(basename "$work"/this/lib/libzfc.so._*)
 
-against "$work/this" libfirst.so -DSHIM=first "$here/shim.cpp"
-against "$work/other" libsecond.so -DSHIM=second "$here/shim.cpp"
+against "$work/this" libfirst.so -DSIDE=first "$here/both.cpp"
+against "$work/other" libsecond.so -DSIDE=second "$here/both.cpp"
 check "$cxx" "${compiler_flags[@]}" -std=c++17 "$here/both.cpp" -L"$work" -lfirst -lsecond \
     "-Wl,-rpath,$work" -o "$work/both"
 # The example program loads a plug-in of its own release, and one of the other.

@@ -3,15 +3,14 @@
 
 namespace {
 
-using testsupport::Step;
+using namespace testsupport;
 
 /// On the sample files, in a directory of their own.
 void expectExample(std::vector<Step> const& steps) {
-    testsupport::TempDir const dir;
+    TempDir const dir;
     for (char const* const name : {"app.conf", "broken.conf"})
-        testsupport::writeFile(dir.file(name),
-                               testsupport::readFile(ZFC_TEST_SAMPLES "/" + std::string(name)));
-    testsupport::expectTranscript(dir.path(), ZFC_TEST_EXAMPLES, steps);
+        writeFile(dir.file(name), readFile(ZFC_TEST_SAMPLES "/" + std::string(name)));
+    expectTranscript(dir.path(), ZFC_TEST_EXAMPLES, steps);
 }
 
 TEST(ExamplesTest, ReadAndEditTheSampleFileAndFailClearlyOnABadOne) {
@@ -22,11 +21,9 @@ TEST(ExamplesTest, ReadAndEditTheSampleFileAndFailClearlyOnABadOne) {
                    {"grep -A 2 '# timeout' app.conf", 0, "# timeout = 30\ntimeout = 60\n\n"},
                    {"settings_c app.conf", 0,
                     "east.example:8081\nlistens on 10.0.0.1\nlistens on 10.0.0.2\n"},
-                   {"head -n 1 app.conf", 0, "# Settings of the sample server.\n"},
                    {"grep port app.conf", 0, "port = 8082\n"},
                    {"settings broken.conf", 1},
                    {"settings_c broken.conf", 1},
-                   {"settings gone", 1},
                    {"settings_c gone", 1}});
 }
 

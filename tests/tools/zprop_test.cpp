@@ -1,15 +1,11 @@
 // The shell tool on real files, as an administrator calls it.
 #include <fcntl.h>
 
-#include <filesystem>
-
 #include "support/transcript.h"
 
 namespace {
 
-using testsupport::Companion;
-using testsupport::Step;
-using testsupport::TempDir;
+using namespace testsupport;
 using Texts = std::vector<std::string>;
 
 constexpr char sample[] =
@@ -20,15 +16,12 @@ constexpr char javaSample[] = "# made by hand\nserver.host = east\nserver.port=8
 /// A directory with two files, and a copy of each to compare with.
 struct Samples {
     Samples() {
-        for (char const* const folder : {"", "before/"}) {
-            std::filesystem::create_directory(dir.file(folder));
-            testsupport::writeFile(dir.file(folder) + "app.conf", sample);
-            testsupport::writeFile(dir.file(folder) + "app.properties", javaSample);
-        }
+        writeFile(dir.file("app.conf"), sample);
+        writeFile(dir.file("app.properties"), javaSample);
+        expect({{"mkdir before && cp app.* before"}});
     }
     void expect(std::vector<Step> const& steps) const {
-        static std::string const tools = std::filesystem::path(ZFC_TEST_ZPROP).parent_path();
-        testsupport::expectTranscript(dir.path(), tools, steps);
+        expectTranscript(dir.path(), ZFC_TEST_TOOLS, steps);
     }
     /// Each command of the tool ends so, prints nothing, and tells why: `told` is a part of it.
     void refuse(int status, Texts const& commands, std::string const& told = {}) const {
@@ -38,14 +31,9 @@ struct Samples {
     TempDir dir;
 };
 
-void expectTranscript(std::vector<Step> const& steps) { Samples().expect(steps); }
-
-// ----------------------------------------------------------------------------------- stanza files
-
 TEST(ZpropTest, GetAnswersByTypeWithDefaultsAndExitCodes) {
     Samples const samples;
     samples.expect({
-        {"zprop get app.conf server host", 0, "east.example\n"},
         {"zprop get app.conf server listen", 0, "b\n"},
         {"zprop get app.conf server listen --all", 0, "a\nb\n"},
         {"zprop get app.conf server port --type int", 0, "8080\n"},
@@ -53,10 +41,9 @@ TEST(ZpropTest, GetAnswersByTypeWithDefaultsAndExitCodes) {
         {"zprop get app.conf server none --default 7 --type int", 0, "7\n"},
         {"zprop get app.conf server none --default true --type bool", 0, "yes\n"},
     });
-    samples.refuse(1,
-                   {"get app.conf server host --type int", "get app.conf server host --type bool",
-                    "get app.conf server none", "get app.conf none host", "get app.conf log rotate",
-                    "get app.conf log rotate --all"});
+    samples.refuse(1, {"get app.conf server host --type int",
+                       "get app.conf server host --type bool", "get app.conf server none",
+                       "get app.conf log rotate", "get app.conf log rotate --all"});
     samples.refuse(2, {"get app.conf server", "get app.conf s k --wait soon",
                        "get app.conf server port --type float",
                        "get app.conf server none --default x --type int",
@@ -65,15 +52,14 @@ TEST(ZpropTest, GetAnswersByTypeWithDefaultsAndExitCodes) {
 }
 
 TEST(ZpropTest, EditsChangeTheirLinesAloneAndPlaceNewKeysAtTheirTemplate) {
-    expectTranscript({
+    Samples().expect({
         {"zprop set app.conf server timeout 60 && zprop set app.conf server port 9090"},
-        {"zprop set app.conf server listen c --add"},
-        {"zprop set app.conf new offset -- -5"},
+        {"zprop set app.conf server listen c --add && zprop set app.conf new offset -- -5"},
         {"cat app.conf", 0,
          "# the proxy\n\n[server]\nhost = east.example\nport = 9090\nlisten = a\nlisten = b\n"
          "listen = c\n\n# timeout = 30\ntimeout = 60\n\n[log]\nlevel = info\nrotate =\n[new]\n"
          "offset = -5\n"},
-        {"zprop unset app.conf server listen"},
+        {"zprop unset app.conf server listen && zprop unset app.conf log"},
         {"zprop comment app.conf 'of the file'"},
         {"zprop comment app.conf 'of the stanza' --stanza server"},
         {"zprop comment app.conf '# of the key' --stanza server --key port"},
@@ -81,15 +67,10 @@ TEST(ZpropTest, EditsChangeTheirLinesAloneAndPlaceNewKeysAtTheirTemplate) {
         {"head -n 8 app.conf", 0,
          "# the proxy\n#of the file\n\n[server]\n#of the stanza\nhost = east.example\n"
          "# of the key\nport = 9090\n"},
-        {"zprop unset app.conf log && zprop rewrite app.conf --drop-comments && cat app.conf", 0,
+        {"zprop rewrite app.conf --drop-comments && cat app.conf", 0,
          "[server]\nhost = east.example\nport = 9090\ntimeout = 60\n[new]\noffset = -5\n"},
-    });
-}
-
-TEST(ZpropTest, SetMakesAFileAndARefusedOneLeavesNone) {
-    expectTranscript({
-        {"zprop set made.conf s k '' && cat made.conf", 0, "[s]\nk =\n"},
-        {"ln -s target.conf link && zprop set link s k '' && cat target.conf", 0, "[s]\nk =\n"},
+        // One that is not there is made, but not by an edit that is refused.
+        {"ln -s made.conf link && zprop set link s k '' && cat made.conf", 0, "[s]\nk =\n"},
         {"zprop set refused.conf s a=b v", 1, "", "refused.conf"},
         {"ls refused.conf", 2},
     });
@@ -99,10 +80,9 @@ TEST(ZpropTest, EditsThatWouldNotReadBackChangeNothing) {
     Samples const samples;
     samples.refuse(
         1, {"set app.conf server k 'two\nlines'", "set app.conf server '#k' v",
-            "set app.conf ser]ver k v", "set app.conf server port 1 --obfuscate",
-            "set app.conf server k '' --add", "unset app.conf server none", "unset app.conf none",
-            "comment app.conf 'two\nlines'", "comment app.conf x --stanza none",
-            "comment app.conf x --stanza log --key none"});
+            "set app.conf server port 1 --obfuscate", "set app.conf server k '' --add",
+            "unset app.conf server none", "unset app.conf none", "comment app.conf 'two\nlines'",
+            "comment app.conf x --stanza none", "comment app.conf x --stanza log --key none"});
     // What a shell makes of a variable that is not set.
     samples.refuse(2, {"unset app.conf server ''", "comment app.conf x --stanza ''"});
     samples.expect({{"cmp app.conf before/app.conf"}});
@@ -112,11 +92,9 @@ TEST(ZpropTest, EditStoresAllLinesOrNone) {
     auto const edit = [](char const* lines) {
         return "zprop edit app.conf <<'END'\nset log level x\n" + std::string(lines) + "\nEND";
     };
-    expectTranscript({
+    Samples().expect({
         {edit("set log 'open"), 2, "", "standard input:2: "},
-        {edit("frobnicate"), 2, "", "standard input:2: "},
         {edit("set log"), 2, "", "standard input:2: "},
-        {edit("unset server ''"), 2, "", "standard input:2: "},
         {edit("unset log none"), 1, "", "there is no key \"none\""},
         {"cmp app.conf before/app.conf"},
         {edit("# a comment\n\nset log level 'very \"loud\"'\nset log path \"a b\\\"c\" \n"
@@ -128,17 +106,16 @@ TEST(ZpropTest, EditStoresAllLinesOrNone) {
 }
 
 TEST(ZpropTest, ObfuscatedValuesShowOnlyWhenRevealed) {
-    expectTranscript({
+    Samples().expect({
         {"zprop set app.conf db password 's3cret\nline' --obfuscate"},
         {"grep -c s3cret app.conf", 1, "0\n"},
         {"ls app.conf*", 0, "app.conf\napp.conf.obf\n"},
         {"zprop get app.conf db password", 0, "(obfuscated)\n"},
+        {"zprop list app.conf db", 0, "\n[db]\npassword =\n"},
         {"zprop get app.conf db password --reveal", 0, "s3cret\nline\n"},
         {"zprop dump app.conf | grep -A 1 db", 0, "[db]\npassword = (obfuscated)\n"},
         {"zprop dump app.conf --json | grep -A 2 password | tr -d ' \n'", 0,
          R"("name":"password","values":null,"obfuscated":true)"},
-        {"zprop dump app.conf --json --reveal | grep -A 3 password | tr -d ' \n'", 0,
-         R"("name":"password","values":["s3cret\nline"],)"},
         {"zprop unset app.conf db && ls app.conf*", 0, "app.conf\n"},  // nothing is left to hide
     });
 }
@@ -147,18 +124,14 @@ TEST(ZpropTest, DumpAndListShowFileOrder) {
     std::string const server =
         "[server]\nhost = east.example\nport = 8080\nlisten = a\nlisten = b\n";
     std::string const log = "[log]\nlevel = info\nrotate =\n";
-    expectTranscript({
+    Samples().expect({
         {"zprop dump app.conf", 0, server + log},
         {"zprop list app.conf", 0, "\n" + server + "\n" + log},
-        {"zprop list app.conf log", 0, "\n" + log},
         {"zprop list app.conf none", 1},
-        {"zprop dump app.conf --json | tr -d ' \n'", 0,
-         R"({"file":"app.conf","stanzas":[{"name":"server","keys":[)"
-         R"({"name":"host","values":["east.example"],"obfuscated":false},)"
-         R"({"name":"port","values":["8080"],"obfuscated":false},)"
-         R"({"name":"listen","values":["a","b"],"obfuscated":false}]},)"
-         R"({"name":"log","keys":[{"name":"level","values":["info"],"obfuscated":false},)"
-         R"({"name":"rotate","values":[],"obfuscated":false}]}]})"},
+        {"printf '[s]\nk = 1\nk = 2\n[t]\ne =\n' >f && zprop dump f --json | tr -d ' \n'", 0,
+         R"({"file":"f","stanzas":[)"
+         R"({"name":"s","keys":[{"name":"k","values":["1","2"],"obfuscated":false}]},)"
+         R"({"name":"t","keys":[{"name":"e","values":[],"obfuscated":false}]}]})"},
         // JSON has no such text.
         {"printf '[s]\nk = \\377\n' >app.conf && zprop dump app.conf --json", 3},
     });
@@ -169,8 +142,7 @@ TEST(ZpropTest, CheckNamesLineReasonAndColumnOfEachBadFileAndCounts) {
         return Step{"printf '" + std::string(text) + "' >f && zprop check f", 1,
                     report + "1 file checked, 1 invalid\n"};
     };
-    expectTranscript({
-        {"zprop check app.conf", 0, "1 file checked, 0 invalid\n"},
+    Samples().expect({
         checked("[s\n", "f:1: stanza header without \"]\"\n[s\n  ^\n"),
         checked("[s]\nk=v\n\n [s] again\n",
                 "f:4: this stanza stands in the file already\n [s] again\n  ^\n"),
@@ -181,24 +153,19 @@ TEST(ZpropTest, CheckNamesLineReasonAndColumnOfEachBadFileAndCounts) {
         checked("[s]\nk = a\\0b\n", "f:2: NUL byte\nk = a\n     ^\n"),
         checked("\xEF\xBB\xBF[s]\n",
                 "f:1: byte order mark; the file must begin with its text\n\xEF\xBB\xBF[s]\n^\n"),
-        {"echo '[s' >f && zprop check app.conf f f", 1,
-         "f:1: stanza header without \"]\"\n[s\n  ^\nf:1: stanza header without \"]\"\n[s\n  ^\n"
-         "3 files checked, 2 invalid\n"},
-        {"zprop check gone app.conf", 3, "2 files checked, 0 invalid, 1 not readable\n", "gone"},
+        {"echo '[s' >f && zprop check app.conf gone f", 3,
+         "f:1: stanza header without \"]\"\n[s\n  ^\n"
+         "3 files checked, 1 invalid, 1 not readable\n",
+         "gone"},
     });
 }
 
 TEST(ZpropTest, ALockedFileIsRetriedForTheTimeGivenAndLeftAlone) {
     Samples const samples;
-    Companion holder([&](Companion& other) {
-        int const fd = open(samples.dir.file("app.conf").c_str(), O_RDWR);
-        struct flock lock {};
-        lock.l_type = F_WRLCK;
-        if (fcntl(fd, F_SETLK, &lock) != 0) return 1;
-        other.signal();
-        return other.await() ? 0 : 1;
-    });
-    ASSERT_TRUE(holder.await());
+    int const fd = open(samples.dir.file("app.conf").c_str(), O_RDWR);
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    ASSERT_EQ(fcntl(fd, F_SETLK, &lock), 0);
     samples.expect({
         {"zprop --wait 0.05 set app.conf server port 1", 3, "", "another process has locked it"},
         {"zprop get app.conf server port --wait 0", 3},
@@ -209,28 +176,23 @@ TEST(ZpropTest, ALockedFileIsRetriedForTheTimeGivenAndLeftAlone) {
         samples.expect({{"zprop set app.conf server port 1 --wait 60"}});
         return testing::Test::HasFailure() ? 1 : 0;
     });
-    holder.signal();
+    close(fd);
     EXPECT_EQ(patient.join(), 0);
-    EXPECT_EQ(holder.join(), 0);
     samples.expect({{"zprop get app.conf server port", 0, "1\n"}});
 }
 
 TEST(ZpropTest, EditsOfManyProcessesAreAllKept) {
-    expectTranscript({
-        {"for w in 1 2 3 4; do\n"
-         "  (for i in 1 2 3 4 5 6 7 8; do zprop set app.conf many k$w$i v --wait 60; done) &\n"
-         "done; wait"},
-        {"zprop list app.conf many | grep -c ' = v$'", 0, "32\n"},
+    Samples().expect({
+        {"for i in $(seq 20); do zprop set app.conf many k$i v --wait 60 & done; wait\n"
+         "zprop list app.conf many | grep -c ' = v$'",
+         0, "20\n"},
     });
 }
-
-// ------------------------------------------------------------ files in the manner of Java
 
 TEST(ZpropJavaTest, GetListAndDumpShowThePairs) {
     std::string const pairs = "server.host = east\nserver.port = 80\nname = \xC3\xA9\n";
     Samples const samples;
     samples.expect({
-        {"zprop get app.properties server.host", 0, "east\n"},
         {"zprop get app.properties name", 0, "\xC3\xA9\n"},
         {"zprop get app.properties none --default x", 0, "x\n"},
         {"zprop list app.properties && zprop dump app.properties", 0, pairs + pairs},
@@ -268,31 +230,31 @@ TEST(ZpropJavaTest, SetStoresWhatTheFormatKeepsAndRefusesTheRest) {
 }
 
 TEST(ZpropJavaTest, CheckTellsEveryLineThatIsSkipped) {
-    expectTranscript({
-        {"zprop check app.properties", 0, "1 file checked, 0 invalid\n"},
+    Samples().expect({
         {"printf '[s]\nk\n' >b.conf; printf 'a=1\\r\n =b\\r\nkey\n\nb=\\\\x\nc=3' >a.properties"},
-        {"zprop check a.properties b.conf", 1,
+        {"zprop check a.properties app.properties b.conf", 1,
          "a.properties:2: no key before the separator\n =b\n"
          "a.properties:3: key without \"=\", \":\" or blank and value\nkey\n"
          "a.properties:5: backslash in the value before none of \"\\\", \":\", quote, blank and "
          "\"u\"\nb=\\x\n"
          "a.properties:6: last line without a line end\nc=3\n"
          "b.conf:2: neither stanza header, comment nor key = value\nk\n^\n"
-         "2 files checked, 2 invalid\n"},
+         "3 files checked, 2 invalid\n"},
     });
 }
 
 TEST(ZpropJavaTest, ConvertsBothWaysWhereNothingIsLost) {
-    expectTranscript({
+    Samples().expect({
         {"printf '[server]\nhost = a b\nport =\n[log]\nlevel = \xC3\xA9:\n' >b.conf"},
         {"zprop convert b.conf 1.properties && sort 1.properties", 0,
          "#\nlog.level = \\u00e9\\:\nserver.host = a b\nserver.port = \n"},
-        {"zprop convert 1.properties 2.conf && zprop dump 2.conf | sort", 0,
-         "[log]\n[server]\nhost = a b\nlevel = \xC3\xA9:\nport =\n"},
-        {"zprop get 2.conf server host && zprop get 2.conf log level", 0, "a b\n\xC3\xA9:\n"},
+        {"zprop convert 1.properties 2.conf && zprop list 2.conf server | sort", 0,
+         "\n[server]\nhost = a b\nport =\n"},
+        {"zprop list 2.conf log", 0, "\n[log]\nlevel = \xC3\xA9:\n"},
         {"zprop convert b.conf 2.conf", 1, "", "2.conf: is there already"},
-        {"zprop convert app.properties 3.conf --stanza all --drop-comments"},
-        {"zprop get 3.conf all server.port", 0, "80\n"},
+        {"zprop convert app.properties 3.conf --stanza all --drop-comments &&"
+         " zprop get 3.conf all server.port",
+         0, "80\n"},
     });
 }
 
@@ -300,7 +262,7 @@ TEST(ZpropJavaTest, ConvertsBothWaysWhereNothingIsLost) {
 TEST(ZpropJavaTest, ConvertTellsWhatWouldBeLostAndDoesNothing) {
     std::string const convert = " && zprop convert $f out 2>&1 | cut -d: -f3 | sort";
     std::string const end = " not converted, since this would be lost\n";
-    expectTranscript({
+    Samples().expect({
         {"f=a.conf; printf '# c\n[a.b]\nk=1\n[s]\nm = 1\nm = 2\nx y = 1\n"
          "e = \xF0\x9F\x98\x80\n[e]\n' >$f" +
              convert,
@@ -319,9 +281,9 @@ TEST(ZpropJavaTest, ConvertTellsWhatWouldBeLostAndDoesNothing) {
 
 TEST(ZpropTest, HelpHasAnExampleForEachCommandAndWrongUseIsTwo) {
     Samples const samples;
-    samples.expect({{"for c in get set unset list dump check rewrite comment edit convert; do\n"
-                     "  zprop $c --help | grep -q \"^Example: .*zprop $c\" || echo $c\ndone"},
-                    {"zprop --help >all"}});
+    samples.expect(
+        {{"for c in get set unset list dump check rewrite comment edit convert; do\n"
+          "  zprop $c --help | grep -q \"^Example: .*zprop $c\" || echo $c\ndone"}});
     samples.refuse(2, {"", "frobnicate", "set f s", "comment f x --key k"});
 }
 

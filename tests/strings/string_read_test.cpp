@@ -125,6 +125,7 @@ TYPED_TEST(StringReadTest, EqualsStringsOfTheSameBytesAndNothingElse) {
     EXPECT_FALSE(string.equals(ZLCString("abd")) || string.equals(ZLCString("ab")));
     ZOutOfMemoryException const other;
     EXPECT_FALSE(string.equals(other));
+    EXPECT_NE(copy->compare(other), 0);
     EXPECT_EQ(copy->compare(other), -other.compare(*copy));
 }
 

@@ -16,25 +16,18 @@ namespace {
 
 using namespace testsupport;
 
-unsigned size(std::string const& text) { return static_cast<unsigned>(text.size()); }
+using Handle = qcs_cs_handle;
 
-std::string converted(decltype(qcs_to_utf8)* convert, qcs_cs_handle cs, std::string const& text) {
+unsigned size(std::string const& text) { return static_cast<unsigned>(text.size()); }
+int lengthOf(Handle cs, std::string const& s) { return qcs_mblen(cs, s.data(), size(s)); }
+
+std::string converted(decltype(qcs_to_utf8)* convert, Handle cs, std::string const& text) {
     std::string out(text.size() * 4 + 8, '#');
     int const written = convert(cs, text.data(), size(text), out.data(), size(out));
     return written < 0 ? "failed" : out.substr(0, static_cast<std::size_t>(written));
 }
-
-std::string toUtf8(qcs_cs_handle cs, std::string const& text) {
-    return converted(qcs_to_utf8, cs, text);
-}
-
-std::string fromUtf8(qcs_cs_handle cs, std::string const& text) {
-    return converted(qcs_from_utf8, cs, text);
-}
-
-int lengthOf(qcs_cs_handle cs, std::string const& text) {
-    return qcs_mblen(cs, text.data(), size(text));
-}
+std::string toUtf8(Handle cs, std::string const& s) { return converted(qcs_to_utf8, cs, s); }
+std::string fromUtf8(Handle cs, std::string const& s) { return converted(qcs_from_utf8, cs, s); }
 
 /// A codeset beside iconv's view of it, one byte sequence after the other.
 class Comparison {
@@ -44,7 +37,7 @@ class Comparison {
 
     /// Checks every character of at most `most` bytes that begins with `prefix`.
     void checkBehind(std::string const& prefix, std::size_t most) {
-        for (int byte = prefix.size() < 2 ? 1 : 0x80; byte < 256; ++byte) {
+        for (int byte = prefix.size() == 2 ? 0x80 : 1; byte < 256; ++byte) {
             std::string const bytes = prefix + static_cast<char>(byte);
             auto const utf8 = decoding.convert(bytes);
             bool const isCutOff = decoding.wasCutOff();
@@ -75,7 +68,7 @@ class Comparison {
         ASSERT_EQ(written < 0 ? "failed" : std::string(single.data(), unsigned(written)), back);
     }
 
-    qcs_cs_handle cs;
+    Handle cs;
     int longest = 0;
 
   private:
@@ -95,27 +88,15 @@ TEST(EveryCharacterTest, IsWhatIconvSays) {
         comparison.checkBehind("", 3);
         EXPECT_EQ(qcs_mb_max(comparison.cs), comparison.longest);
     }
-    Comparison chinese("EUC-TW");
-    chinese.checkBehind("\x8E\xA2", 4);  // one of sixteen such planes
-    EXPECT_EQ(qcs_mb_max(chinese.cs), chinese.longest);
-}
-
-TEST(EveryCharacterTest, Gb18030HoldsEveryCodePoint) {
-    Comparison comparison("GB18030");
-    comparison.checkBehind("", 2);
-    Iconv encoding("GB18030", "UTF-8");
-    Iconv decoding("UTF-8", "GB18030");
-    for (char32_t code = 1; code <= 0x10FFFF; code += code < 0x20000 ? 1 : 61) {
-        std::string const utf8 = utf8Of(code);
-        auto const local = encoding.convert(utf8);
-        if (!local) continue;
-        ASSERT_EQ(fromUtf8(comparison.cs, utf8), *local) << std::hex << unsigned(code);
-        if (decoding.convert(*local) == utf8) comparison.checkCharacter(*local, utf8);
-    }
-    EXPECT_EQ(qcs_mb_max(comparison.cs), 4);
-    for (char const* const wrong : {"\x81\x30\x81", "\x81\x30\x81\x3A", "\x85\x30\x81\x30",
-                                    "\xE3\x32\x9A\x36", "\xFF\x30\x81\x30", "\x81\x30\x80\x30"})
-        EXPECT_EQ(lengthOf(comparison.cs, wrong), -1) << testing::PrintToString(wrong);
+    Comparison taiwan("EUC-TW");
+    taiwan.checkBehind("\x8E\xA2", 4);  // one of sixteen such planes
+    EXPECT_EQ(qcs_mb_max(taiwan.cs), 4);
+    Comparison china("GB18030");
+    china.checkBehind("", 2);
+    for (char const* const part : {"\x81\x30", "\x82\x35", "\x84\x31", "\x85\x30", "\x90\x30",
+                                   "\x95\x32", "\xE3\x32", "\xFF\x30"})
+        china.checkBehind(part, 4);
+    EXPECT_EQ(qcs_mb_max(china.cs), 4);
 }
 
 TEST(EveryCharacterTest, OfUtf8IsDecodedStrictly) {
@@ -147,7 +128,7 @@ TEST(EveryCharacterTest, OfUtf8IsDecodedStrictly) {
 }
 
 TEST(SingleCharacterTest, NeitherReadsNorFailsAtNul) {
-    qcs_cs_handle const utf8 = qcs_cs_new("UTF-8");
+    Handle const utf8 = qcs_cs_new("UTF-8");
     EXPECT_EQ(qcs_mblen(utf8, "", 1) + qcs_mblen(utf8, "a", 0) + qcs_mblen(utf8, nullptr, 4), 0);
     EXPECT_EQ(qcs_mblen(utf8, "\xF0\x9F\x98", 4), -1);
     qcs_wchar wide = 7;
@@ -166,7 +147,7 @@ TEST(CodesetNameTest, UsersSpellingsGiveTheSameHandle) {
           "ISO-8859-1 ISO8859-1 ISO_8859-1 latin1 8859-1", "ISO-8859-15 latin9 ISO_8859-15:1998",
           "CP1252 WINDOWS-1252 win1252 ms1252", "IBM850 cp850 ibm-850 850", "EUC-JP eucJP ujis"}) {
         std::istringstream spellings(row);
-        std::set<qcs_cs_handle> handles;
+        std::set<Handle> handles;
         for (std::string spelling; spellings >> spelling;)
             handles.insert(qcs_cs_new(spelling.c_str()));
         EXPECT_TRUE(handles.size() == 1 && handles.count(0) == 0) << row;
@@ -182,12 +163,12 @@ TEST(CodesetNameTest, RefusesWhatCannotStandInTextAndWhatIsNoName) {
 }
 
 TEST(CodesetHandleTest, IsNoneWhenGivenBack) {
-    qcs_cs_handle const cs = qcs_cs_new("ISO8859-5");
+    Handle const cs = qcs_cs_new("ISO8859-5");
     EXPECT_EQ(qcs_cs_new("iso-8859-5"), cs);
     qcs_cs_free(cs);
     EXPECT_EQ(lengthOf(cs, "\xB0"), 1);
     qcs_cs_free(cs);
-    for (qcs_cs_handle const none : {cs, 0U, 500U, 0xFFFFFFFFU}) {
+    for (Handle const none : {cs, 0U, 500U, 0xFFFFFFFFU}) {
         qcs_cs_free(none);
         EXPECT_EQ(toUtf8(none, "a") + fromUtf8(none, "a"), "failedfailed");
         EXPECT_EQ(qcs_strcount(none, "abc"), 0U);
@@ -205,7 +186,7 @@ TEST(CodesetHandleTest, ServesSeveralThreads) {
     Crew crew;
     for (int i = 0; i < 8; ++i)
         crew.add([] {
-            qcs_cs_handle const cs = qcs_cs_new("CP949");
+            Handle const cs = qcs_cs_new("CP949");
             EXPECT_EQ(toUtf8(cs, "\xB0\xA1"), "가");
             qcs_cs_free(cs);
         });
@@ -225,7 +206,7 @@ TEST(ConversionTest, UsesTheSystemsSubstitutesAndCompositions) {
         {"CP1258", "日"},
     };
     for (auto const& [name, utf8] : rows) {
-        qcs_cs_handle const cs = qcs_cs_new(name);
+        Handle const cs = qcs_cs_new(name);
         auto const local = Iconv(name, "UTF-8").convert(utf8);
         EXPECT_EQ(fromUtf8(cs, utf8), local.value_or("failed")) << name;
         if (local) {
@@ -236,7 +217,7 @@ TEST(ConversionTest, UsesTheSystemsSubstitutesAndCompositions) {
 
 TEST(ConversionTest, EndsBehindTheFirstNulAndNeverWritesBeyondItsRoom) {
     for (char const* const name : {"UTF-8", "ISO8859-1", "EUC-JP", "CP1258", "GB18030"}) {
-        qcs_cs_handle const cs = qcs_cs_new(name);
+        Handle const cs = qcs_cs_new(name);
         std::string const ended("ab\0\xFF\xFF", 5);
         EXPECT_EQ(toUtf8(cs, ended), std::string("ab\0", 3)) << name;
         EXPECT_EQ(fromUtf8(cs, ended), std::string("ab\0", 3)) << name;

@@ -90,22 +90,15 @@ TEST(NoCodesetTest, IsReportedOnceAndAborts) {
         }
 }
 
-TEST(NoCodesetTest, NameGettersReportAndReturnNullAndNothingIsConverted) {
+TEST(NoCodesetTest, IsReportedByEveryCallOfTheNameGettersWhichReturnNull) {
     auto const child = inLocale("xx_XX.nosuchset", nullptr, [] {
-        std::array<char, 4> room{};
-        for (auto* const convert : {zlcs_to_utf8, zlcs_from_utf8}) {
-            EXPECT_EQ(convert("a", 1, room.data(), 0) + convert("a", 0, room.data(), 4), 0);
-            EXPECT_EQ(convert(nullptr, 1, room.data(), 4) + convert("a", 1, nullptr, 4), 0);
-        }
         zset_cs_dir("/tmp");  // does not stand in for the environment's
         EXPECT_EQ(zgetLocalCodesetName(), nullptr);
-        fputs("and again\n", stderr);
         EXPECT_EQ(zgetlocale(), nullptr);
     });
     EXPECT_EQ(child.status, 0) << child.out;
-    auto const next = child.err.find("and again\n");
-    EXPECT_LT(child.err.find("Exception: ZNoQCSEnvironmentException\n"), next) << child.err;
-    EXPECT_NE(child.err.find("Exception: ZNoQCSEnvironmentException\n", next), std::string::npos);
+    constexpr char report[] = "Exception: ZNoQCSEnvironmentException\n";
+    EXPECT_NE(child.err.find(report), child.err.rfind(report)) << child.err;
 }
 
 TEST(LocalCodesetTest, TakesEveryByteForACharacterAndConvertsWithinItsRoom) {
@@ -119,6 +112,7 @@ TEST(LocalCodesetTest, TakesEveryByteForACharacterAndConvertsWithinItsRoom) {
         for (auto* const convert : {zlcs_to_utf8, zlcs_from_utf8}) {
             EXPECT_EQ(convert("abc", 3, room.data(), 3), 3);
             EXPECT_EQ(convert("abc", 4, room.data(), 3), -1);
+            EXPECT_EQ(convert("a", 1, room.data(), 0) + convert("a", 1, nullptr, 4), 0);
         }
         EXPECT_EQ(room[3], '?');
     });
@@ -230,7 +224,6 @@ TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNulAndNeedsTheDataDirectory) {
         ZQCSUTF8Converter environments(nullptr, getenv("QCSDIR"));
         ZQCSUTF8Converter none;
         EXPECT_STREQ(environments.getLocalCodeSet(), "EUC-JP");
-        EXPECT_STREQ(none.getLocalCodeSet(), "");
         ZBuffer out;
         auto const bytes = [&] {
             return std::string(static_cast<char const*>(out.getBuffer()), out.getLength());
@@ -243,7 +236,6 @@ TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNulAndNeedsTheDataDirectory) {
         EXPECT_THROW(ZQCSUTF8Converter("no such codeset", nullptr), ZCodesetException);
         unsetenv("QCSDIR");
         EXPECT_THROW(ZQCSUTF8Converter("UTF8", nullptr), ZNoQCSEnvironmentException);
-        EXPECT_STREQ(ZQCSUTF8Converter("UTF8", "/tmp").getLocalCodeSet(), "UTF8");
     });
 }
 
@@ -251,9 +243,6 @@ TEST(PropertiesCodesetTest, RefusesTextThatDoesNotConvertAndKeepsNoPartOfIt) {
     holdsUnder(eucJp, [] {
         ZStanzaFileProperties properties(1);
         properties.setValue("s", "k", ZUTF8String("日"), 0);
-        ZUTF8String out;
-        properties.getValue("s", "k", out);
-        EXPECT_STREQ(out, "日");
         ZUTF8String const face("\xF0\x9F\x98\x80");
         ZArrayList list(1, 0);
         list.add(const_cast<ZUTF8String*>(&face));
@@ -262,12 +251,9 @@ TEST(PropertiesCodesetTest, RefusesTextThatDoesNotConvertAndKeepsNoPartOfIt) {
         EXPECT_THROW(properties.addValues("s", "k", list), ZFromUTF8Exception);
         properties.addValue("s", "k", "bad \xff text");
         EXPECT_EQ(valuesOf(properties, "s", "k"), (Texts{"\xC6\xFC", "bad \xff text"}));
-        for (int const owned : {0, 1}) {
-            ZArrayList values(1, owned);
-            EXPECT_THROW(properties.getValues("s", "k", values, zpropUTF8), ZToUTF8Exception);
-            EXPECT_EQ(values.size(), 0U);
-        }
-        EXPECT_THROW(properties.getValue("s", "k", out), ZToUTF8Exception);
+        ZArrayList values(1, 1);
+        EXPECT_THROW(properties.getValues("s", "k", values, zpropUTF8), ZToUTF8Exception);
+        EXPECT_EQ(values.size(), 0U);
     });
 }
 

@@ -40,7 +40,7 @@ class Comparison {
         for (int byte = prefix.size() == 2 ? 0x80 : 1; byte < 256; ++byte) {
             std::string const bytes = prefix + static_cast<char>(byte);
             auto const utf8 = decoding.convert(bytes);
-            bool const isCutOff = decoding.wasCutOff();
+            bool const isCutOff = decoding.wasCutOff;
             ASSERT_EQ(toUtf8(cs, bytes), utf8.value_or("failed")) << testing::PrintToString(bytes);
             if (utf8)
                 checkCharacter(bytes, *utf8);

@@ -27,6 +27,7 @@ const struct {
     char const* after;
 } editRows[] = {
     {"abc", [](S s) { s = 'x'; }, "x"},
+    {"abc", [](S s) { s.init(); }, ""},
     {"abc", [](S s) { s = none; }, ""},
     {"abc", [](S s) { s.append("de").append('f').append("ghi", 2).append("jk", 9); }, "abcdefghjk"},
     {"abc", [](S s) { s.append(none).append(none, 3).append("x", 0).prepend(none); }, "abc"},
@@ -168,27 +169,6 @@ TYPED_TEST(StringEditTest, MovesInsteadOfCopying) {
         expectString(assigned, std::string(length, 'm'));
         for (auto* const moved : {&source, &made})
             expectString(moved->append("usable again"), "usable again");
-    }
-}
-
-template <class String>
-struct Exposed : String {
-    using String::bump;
-    using String::String;
-};
-
-TYPED_TEST(StringEditTest, GrowsByTheFixedSteps) {
-    Exposed<TypeParam> string(std::string(95, 'x').c_str());
-    std::pair<std::function<void()>, unsigned int> const steps[] = {
-        {[&] { string.append('x'); }, 116},
-        {[&] { string.setCapacity(200); }, 200},
-        {[&] { string.bump(53, 0); }, 212},  // kept: a heap buffer grows though the request fits
-        {[&] { string.init(); }, 95},
-    };
-    for (auto const& [grow, capacity] : steps) {
-        grow();
-        EXPECT_EQ(string.getCapacity(), capacity);
-        expectString(string, bytesOf(string));
     }
 }
 

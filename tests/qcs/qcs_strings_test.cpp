@@ -6,6 +6,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Z/zqcsutil.h"
@@ -195,26 +196,20 @@ TEST(CharacterClassTest, ComesFromUnicodeNotFromTheLocale) {
 }
 
 TEST(CaseTest, IsMappedInPlaceInEveryCodeset) {
-    struct {
-        char const *codeset, *text, *upper, *lower;
-    } const rows[] = {
+    char const* const rows[][4] = {
         {"UTF-8", "ab\xFFzz", "AB\xFFzz", "ab\xFFzz"},
         {"ISO8859-1", "\xE4\xD6\xFF\xB5", "\xC4\xD6\xFF\xB5", "\xE4\xF6\xFF\xB5"},
         {"CP932", "\x83\x41\x82\x81z", "\x83\x41\x82\x60Z", "\x83\x41\x82\x81z"},
     };
-    for (auto const& row : rows) {
-        ZCodesetHandle const cs = qcs_cs_new(row.codeset);
-        EXPECT_STREQ(zstrupper(cs, std::string(row.text).data()), row.upper) << row.codeset;
-        EXPECT_STREQ(zstrlower(cs, std::string(row.text).data()), row.lower) << row.codeset;
+    for (auto const& [codeset, text, upper, lower] : rows) {
+        ZCodesetHandle const cs = qcs_cs_new(codeset);
+        EXPECT_STREQ(zstrupper(cs, std::string(text).data()), upper) << codeset;
+        EXPECT_STREQ(zstrlower(cs, std::string(text).data()), lower) << codeset;
     }
 }
 
 TEST(CaseTest, IsIgnoredByCharacter) {
-    struct {
-        char const *codeset, *a, *b;
-        unsigned n;
-        int order;
-    } const rows[] = {
+    std::tuple<char const*, char const*, char const*, unsigned, int> const rows[] = {
         {"UTF-8", "abc", "abD", 3, -1},
         {"UTF-8", "ab", "abc", 99, -1},
         {"UTF-8", "Ärgerx", "äRGERy", 6, 0},
@@ -224,10 +219,10 @@ TEST(CaseTest, IsIgnoredByCharacter) {
         {"CP932", "\x83\x41", "\x83\x61", 99, -1},  // second bytes have no case
         {"US-ASCII", "A\xE4", "a\xC4", 99, 1},
     };
-    for (auto const& row : rows) {
-        ZCodesetHandle const cs = qcs_cs_new(row.codeset);
-        EXPECT_EQ(sign(zstrnicmp(cs, row.a, row.b, row.n)), row.order) << row.a << row.b;
-        EXPECT_EQ(sign(zstrnicmp(cs, row.b, row.a, row.n)), -row.order) << row.a << row.b;
+    for (auto const& [codeset, a, b, n, order] : rows) {
+        ZCodesetHandle const cs = qcs_cs_new(codeset);
+        EXPECT_EQ(sign(zstrnicmp(cs, a, b, n)), order) << a << b;
+        EXPECT_EQ(sign(zstrnicmp(cs, b, a, n)), -order) << a << b;
     }
 }
 

@@ -68,9 +68,7 @@ TEST(CodesetSetUpTest, TakesTheCodesetOfTheEnvironment) {
 }
 
 TEST(NoCodesetTest, IsReportedOnceAndAborts) {
-    struct {
-        char const *locale, *directory, *exception, *message;
-    } const rows[] = {
+    char const* const rows[][4] = {
         {"C.UTF-8", nullptr, "ZNoQCSEnvironment", "The QCSDIR environment variable is not set."},
         {"xx_XX.UTF-16", "/tmp", "ZCodeset",
          "Codeset handle create failed for codeset \"UTF-16\".  QCSDIR is \"/tmp\""},
@@ -78,15 +76,15 @@ TEST(NoCodesetTest, IsReportedOnceAndAborts) {
     };
     Body const uses[] = {[] { zgetLCSHandle(); }, [] { zgetUTF8Handle(); }, [] { zlcs_mb_max(); },
                          [] { ZLCString("text").append('x'); }};
-    for (auto const& row : rows)
+    for (auto const& [locale, directory, exception, message] : rows)
         for (auto const& use : uses) {
-            auto const [out, err, status] = inLocale(row.locale, row.directory, use);
-            std::string const name = std::string("Exception: ") + row.exception + "Exception\n";
+            auto const [out, err, status] = inLocale(locale, directory, use);
+            std::string const name = std::string("Exception: ") + exception + "Exception\n";
             auto const at = err.find(name + " File: \"src/Z/zqcsutil\" ");
             EXPECT_EQ(status, -SIGABRT) << out;
             EXPECT_EQ(err.find("Exception: "), at) << err;
             EXPECT_EQ(err.rfind("Exception: "), at) << err;
-            EXPECT_NE(err.find(row.message, at), std::string::npos) << err;
+            EXPECT_NE(err.find(message, at), std::string::npos) << err;
         }
 }
 

@@ -172,6 +172,16 @@ TYPED_TEST(StringEditTest, MovesInsteadOfCopying) {
     }
 }
 
+TYPED_TEST(StringEditTest, GrowsBeyondWhatIsAskedFor) {
+    struct Exposed : TypeParam {
+        using TypeParam::bump;
+    } string;
+    string.append(std::string(96, 'x').c_str());
+    EXPECT_EQ(string.getCapacity(), 116U);
+    string.bump(53, 0);
+    EXPECT_EQ(string.getCapacity(), 128U) << "kept: a heap buffer grows though the request fits";
+}
+
 TYPED_TEST(StringEditTest, ReadsLines) {
     std::istringstream stream(std::string("\n  a b \r\nl\0 c", 13));
     stream.unsetf(std::ios::skipws);

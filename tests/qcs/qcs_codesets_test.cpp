@@ -139,15 +139,12 @@ TEST(SingleCharacterTest, NeitherReadsNorFailsAtNul) {
 }
 
 TEST(CodesetNameTest, UsersSpellingsGiveTheSameHandle) {
-    char const* const rows[][4] = {
-        {"UTF-8", "UTF8", "Utf_8", "CP65001"},
-        {"US-ASCII", "ascii", "ANSI_X3.4-1968", "646"},
-        {"ISO-8859-1", "ISO_8859-1", "latin1", "8859-1"},
-        {"ISO-8859-15", "ISO8859-15", "latin9", "ISO_8859-15:1998"},
-        {"CP1252", "WINDOWS-1252", "win1252", "ms1252"},
-        {"IBM850", "cp850", "ibm-850", "850"},
-        {"EUC-JP", "eucJP", "ujis", "x-euc-jp"},
-    };
+    char const* const rows[][4] = {{"UTF-8", "UTF8", "Utf_8", "CP65001"},
+                                   {"US-ASCII", "ascii", "ANSI_X3.4-1968", "646"},
+                                   {"ISO-8859-15", "8859-15", "latin9", "ISO_8859-15:1998"},
+                                   {"CP1252", "WINDOWS-1252", "win1252", "ms1252"},
+                                   {"IBM850", "cp850", "ibm-850", "850"},
+                                   {"EUC-JP", "eucJP", "ujis", "x-euc-jp"}};
     for (auto const& spellings : rows)
         for (char const* const spelling : spellings)
             EXPECT_EQ(qcs_cs_new(spelling), qcs_cs_new(spellings[0])) << spelling;

@@ -34,8 +34,7 @@ std::string tokens(ZCodesetHandle cs, std::string text, char const* delims) {
     return joined;
 }
 
-/// Text over a few characters of a codeset beside its model, a std::string whose letters number
-/// them: what the standard string finds is what has to be found.
+/// Text over a few characters of a codeset beside its model, letters that number them.
 class Alphabet {
   public:
     Alphabet(char const* codeset, Bytes set)

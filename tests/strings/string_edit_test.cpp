@@ -34,20 +34,16 @@ const struct {
     {"abc", [](S s) { s.insert(4, "x").insert(UINT_MAX, "x").insert(1, none); }, "abc"},
     {"abcdef", [](S s) { s.remove(4, 5).remove(7, 0).remove(2, UINT_MAX); }, "abcdef"},
     {"abcdef", [](S s) { s.trunc(7).trunc(6).trunc(2).trunc(3); }, "ab"},
-    {"abcab", [](S s) { s.replaceAll("ac", '-').replaceAll(none, '+').replace('b', 'x'); },
-     "-x--x"},
+    {"abcab", [](S s) { s.replaceAll("ac", '-').replaceAll(none, '+'); }, "-b--b"},
     {"abcab", [](S s) { s.replace("", "x").replace(none, "x").replace("b", none); }, "aca"},
-    {"abcab", [](S s) { s.replaceAll("ac", none).replaceAll(none, "x"); }, "bb"},
+    {"abcab", [](S s) { s.replaceAll("ac", none).replaceAll(none, "x").replace('b', 'y'); }, "yy"},
     {"aézé", [](S s) { s.replaceAll("é", "e"); }, "aeze"},
-    {"abcab", [](S s) { s.replaceOther("ab", "xy"); }, "abxyab"},
-    {"xyx", [](S s) { s.replaceOther(none, "xx"); }, "xxxxxx"},
     {"a€éz", [](S s) { s.replaceOther("é", "--"); }, "----é--"},
-    {"€€..", [](S s) { s.replaceOther("", "ab"); }, "abababab"},
+    {"€€..", [](S s) { s.replaceOther(none, "ab"); }, "abababab"},
     {" \t\n\v\f\ra b \r\n", [](S s) { s.stripLeading(); }, "a b \r\n"},
     {" \n ", [](S s) { s.stripWhiteSpace(); }, ""},
     {"\xC2\xA0x\xC2\x85", [](S s) { s.stripWhiteSpace(); }, "\xC2\xA0x\xC2\x85"},
     {"abc", [](S s) { s.format("%d-%s", 7, "x"); }, "7-x"},
-    {"abc", [](S s) { s.format(nullptr).format("%y"); }, "abc"},
 };
 
 TYPED_TEST(StringEditTest, EditsAsDescribed) {

@@ -4,25 +4,13 @@
 
 #include <string.h>
 
-static int failsThroughContext(char const* format, ...) {
-    ZFormatContext ctx;
-    char room[4];
-    va_list list;
-    va_start(list, format);
-    if (zvsnprintf_parse(&ctx, zgetLCSHandle(), format, list) != 0) return 1;
-    va_end(list);
-    if (zvsnprintf_render(&ctx, room, 4) != 5 || strcmp(room, "0x2") != 0) return 2;
-    zvsnprintf_done(&ctx);
-    return 0;
-}
-
 int main(void) {
     const ZWideChar wide[] = {0x20AC, 'x', 0};
     char room[32];
     char* text = NULL;
-    if (zsnprintf(room, 32, "%S|%5.1f|%d", wide, 2.25, -3) != 13) return 3;
-    if (strcmp(room, "\xE2\x82\xACx|  2.2|-3") != 0) return 4;
-    if (zasprintf(&text, "%2$s %1$s", "a", "b") != 3 || strcmp(text, "b a") != 0) return 5;
+    if (zsnprintf(room, 32, "%S|%5.1f|%d", wide, 2.25, -3) != 13) return 1;
+    if (strcmp(room, "\xE2\x82\xACx|  2.2|-3") != 0) return 2;
+    if (zasprintf(&text, "%2$s %1$s", "a", "b") != 3 || strcmp(text, "b a") != 0) return 3;
     zasprintf_free(text);
-    return failsThroughContext("%#x!", 42U);
+    return 0;
 }

@@ -7,10 +7,10 @@
 #include <array>
 #include <cstdlib>
 #include <string>
-#include <thread>
 
 #include "qcs/qcs.h"
 #include "support/processes.h"
+#include "support/threads.h"
 
 extern "C" decltype(newlocale) __real_newlocale;
 
@@ -32,68 +32,48 @@ std::string canonical(char const* locale) { return named(qcs_canonical_loc, loca
 
 /// Null leaves a variable unset.
 void setEnvironment(char const* all, char const* ctype, char const* lang) {
-    std::pair<char const*, char const*> const variables[] = {
-        {"LC_ALL", all}, {"LC_CTYPE", ctype}, {"LANG", lang}};
+    char const* const variables[][2] = {{"LC_ALL", all}, {"LC_CTYPE", ctype}, {"LANG", lang}};
     for (auto const& [name, value] : variables)
         value == nullptr ? unsetenv(name) : setenv(name, value, 1);
 }
 
 TEST(EnvironmentTest, NamesTheLocaleAndItsCodeset) {
     std::string const endless(100000, 'x');
-    struct {
-        char const *all, *ctype, *lang, *locale, *codeset;
-    } const rows[] = {
+    char const* const rows[][5] = {
         {"C.UTF-8", "xx_XX.KOI8-R", "xx_XX.GBK", "C.UTF-8", "UTF-8"},  // the first that is set
         {"", "xx_XX.KOI8-R", "xx_XX.GBK", "xx_XX.KOI8-R", "KOI8-R"},
         {nullptr, nullptr, "xx_XX.GBK", "xx_XX.GBK", "GBK"},
         {nullptr, nullptr, nullptr, "C", "US-ASCII"},
-        {"", "", "", "C", "US-ASCII"},
         {endless.c_str(), "", "C.utf8", "C", "US-ASCII"},
-        {"C.utf8", "", "", "C.utf8", "UTF-8"},
         {"POSIX", "", "", "POSIX", "US-ASCII"},
         {"de_DE", "", "", "de_DE", "UTF-8"},
         {"xx_XX.ISO8859-2", "", "", "xx_XX.ISO8859-2", "ISO-8859-2"},  // no such locale here
-        {"xx_XX.utf8@modifier", "", "", "xx_XX.utf8@modifier", "UTF-8"},
         {"xx_XX", "", "", "xx_XX", "US-ASCII"},
-        {"xx_XX.strange", "", "", "xx_XX.strange", "strange"},
         {"../../etc/x.UTF-8", "", "", "C", "US-ASCII"},
-        {"xx XX.UTF-8", "", "", "C", "US-ASCII"},
         {"xx_XX.UTF-8@../x", "", "", "C", "US-ASCII"},
-        {"%s%n.UTF-8", "", "", "C", "US-ASCII"},
     };
-    for (auto const& row : rows) {
-        setEnvironment(row.all, row.ctype, row.lang);
-        EXPECT_EQ(named(qcs_os_lang_name), row.locale) << (&row - rows);
-        EXPECT_EQ(named(qcs_os_cs_name), row.codeset) << (&row - rows);
+    for (auto const& [all, ctype, lang, locale, codeset] : rows) {
+        setEnvironment(all, ctype, lang);
+        EXPECT_EQ(named(qcs_os_lang_name), locale);
+        EXPECT_EQ(named(qcs_os_cs_name), codeset) << locale;
     }
     setEnvironment("xx_XX.KOI8-R", "", "");
     std::array<char, 13> room{};  // nothing is written beyond it
     EXPECT_EQ(qcs_os_lang_name(room.data(), 12), -1);
     EXPECT_EQ(qcs_os_lang_name(room.data(), 13), 0);
     EXPECT_EQ(qcs_os_cs_name(room.data(), 6), -1);
-    EXPECT_EQ(qcs_os_cs_name(nullptr, 0), -1);
     EXPECT_EQ(qcs_canonical_loc("C", room.data(), 1), -1);
 }
 
 TEST(LocaleNameTest, HasACanonicalSpelling) {
-    std::pair<char const*, char const*> const rows[] = {
-        {"de_DE.utf8", "de_DE.UTF-8"},
-        {"de_DE.iso88591@euro", "de_DE.ISO-8859-1@euro"},
-        {"de_DE.ISO_8859-15:1998", "de_DE.ISO_8859-15:1998"},
-        {"de_DE", "de_DE"},
-        {"POSIX", "C"},
-        {"xx.strange", "xx.strange"},
-    };
-    for (auto const& [name, spelling] : rows)
-        EXPECT_EQ(canonical(name), spelling);
-    for (char const* const none :
-         {"", "a/b", "de_DE.UTF-8@", "@euro", static_cast<char const*>(nullptr)})
+    EXPECT_EQ(canonical("de_DE.iso88591@euro"), "de_DE.ISO-8859-1@euro");
+    EXPECT_EQ(canonical("POSIX"), "C");
+    EXPECT_EQ(canonical("xx.strange"), "xx.strange");
+    for (char const* const none : std::array<char const*, 4>{"", "a/b", "de_DE.UTF-8@", nullptr})
         EXPECT_EQ(canonical(none), "failed");
-    qcs_loc_handle const locale = qcs_loc_new("C.UTF-8");
-    EXPECT_NE(locale, 0U);
-    EXPECT_EQ(qcs_loc_new("C.utf8"), locale);
-    for (char const* const none : {"xx_XX.UTF-8", "../C.UTF-8", static_cast<char const*>(nullptr)})
-        EXPECT_EQ(qcs_loc_new(none), 0U);
+    EXPECT_NE(qcs_loc_new("C.UTF-8"), 0U);
+    EXPECT_EQ(qcs_loc_new("C.utf8"), qcs_loc_new("C.UTF-8"));
+    EXPECT_EQ(qcs_loc_new("xx_XX.UTF-8") + qcs_loc_new("../C.UTF-8") + qcs_loc_new(nullptr), 0U);
 }
 
 /// Gives the library a data directory with this alias table.
@@ -106,13 +86,11 @@ TEST(AliasTest, AddsNamesToTheBuiltInOnes) {
     EXPECT_EQ(qcs_cs_new("house-latin"), 0U);
     TempDir const directory;
     useAliases(directory,
-               "# comment\n"
                "codeset House_Latin iso885915  # the house's own\n"
-               "locale ruritanian de_DE.house-latin\n"
-               "locale german de_DE\r\n"
+               "locale ruritanian de_DE.house-latin\nlocale german de_DE\r\n"
                "codeset UTF-8 ISO-8859-1\n"
                "codeset loop1 loop2\ncodeset loop2 loop1\n"
-               "codeset bad/name UTF-8\ncodeset toomany UTF-8 UTF-8\n"
+               "codeset toomany UTF-8 UTF-8\n"
                "codeset KOI8-RU no-such-codeset\n"
                "nonsense\ncodeset\ncodeset x\n\n\r\n"
                "codeset last KOI8-R");
@@ -121,8 +99,7 @@ TEST(AliasTest, AddsNamesToTheBuiltInOnes) {
     EXPECT_NE(qcs_cs_new("KOI8-RU"), 0U) << "as iconv knows it, not the table";
     EXPECT_EQ(canonical("ruritanian"), "de_DE.ISO-8859-15");
     EXPECT_EQ(qcs_mb_max(qcs_cs_new("utf8")), 4) << "built-in names stay";
-    EXPECT_EQ(qcs_cs_new("loop1"), 0U);
-    EXPECT_EQ(qcs_cs_new("toomany"), 0U);
+    EXPECT_EQ(qcs_cs_new("loop1") + qcs_cs_new("toomany"), 0U);
     qcs_set_dir(nullptr);
     EXPECT_EQ(canonical("ruritanian"), "de_DE.ISO-8859-15") << "null changes nothing";
     setEnvironment("german", nullptr, nullptr);
@@ -131,24 +108,21 @@ TEST(AliasTest, AddsNamesToTheBuiltInOnes) {
 
 TEST(AliasTest, AnythingButASmallRegularFileIsPassedOver) {
     TempDir const directory;
-    std::string const path = directory.file("aliases");
     std::string const line = "locale hugealias C.UTF-8\n";
     auto const works = [] { return canonical("hugealias") == "C.UTF-8"; };
     useAliases(directory, line + std::string(300 * 1024, '#'));
     EXPECT_FALSE(works());
     useAliases(directory, line);
     EXPECT_TRUE(works());
-    for (auto* const make : {&mkfifo, &mkdir}) {
-        EXPECT_TRUE(remove(path.c_str()) == 0 && make(path.c_str(), 0700) == 0);
-        qcs_set_dir(directory.path().c_str());
-        EXPECT_FALSE(works());
-    }
+    std::string const path = directory.file("aliases");
+    EXPECT_TRUE(remove(path.c_str()) == 0 && mkfifo(path.c_str(), 0700) == 0);
+    qcs_set_dir(directory.path().c_str());
+    EXPECT_FALSE(works());
 }
 
 TEST(AliasTest, TheInstalledTableIsAllUsable) {
     qcs_set_dir(getenv("QCSDIR"));
     EXPECT_EQ(qcs_cs_new("x-mac-roman"), qcs_cs_new("MACINTOSH"));
-    EXPECT_NE(qcs_cs_new("IBM-eucJP"), 0U);
     EXPECT_EQ(canonical("japanese.euc"), "ja_JP.EUC-JP");
 }
 
@@ -157,17 +131,14 @@ TEST(CancellationTest, AThreadThatIsBeingCancelledGetsItsHandles) {
     useAliases(directory, "codeset house-koi KOI8-U\n");
     qcs_cs_handle codeset = 0;
     qcs_loc_handle locale = 0;
-    bool isOver = false;
-    std::thread([&] {
+    Doomed const thread([&] {
         pthread_cancel(pthread_self());
-        qcs_set_dir(directory.path().c_str());
         codeset = qcs_cs_new("house-koi");
         locale = qcs_loc_new("C");
         pthread_testcancel();
-        isOver = true;
-    }).join();
+    });
+    EXPECT_TRUE(thread.cancel());
     EXPECT_TRUE(codeset != 0 && locale != 0);
-    EXPECT_FALSE(isOver);
 }
 
 }  // namespace

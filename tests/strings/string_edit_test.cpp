@@ -1,6 +1,5 @@
 // link: static
 // wrap: malloc,realloc
-#include <algorithm>
 #include <climits>
 #include <functional>
 #include <random>
@@ -27,40 +26,28 @@ const struct {
     std::function<void(S)> edit;
     char const* after;
 } editRows[] = {
-    {"abc", [](S s) { s.clear(); }, ""},
-    {"abc", [](S s) { s.init(); }, ""},
-    {"abc", [](S s) { s.setChars(none); }, ""},
     {"abc", [](S s) { s = 'x'; }, "x"},
+    {"abc", [](S s) { s.init(); }, ""},
     {"abc", [](S s) { s = none; }, ""},
     {"abc", [](S s) { s.append("de").append('f').append("ghi", 2).append("jk", 9); }, "abcdefghjk"},
     {"abc", [](S s) { s.append(none).append(none, 3).append("x", 0).prepend(none); }, "abc"},
     {"abc", [](S s) { s.insert(4, "x").insert(UINT_MAX, "x").insert(1, none); }, "abc"},
     {"abcdef", [](S s) { s.remove(4, 5).remove(7, 0).remove(2, UINT_MAX); }, "abcdef"},
     {"abcdef", [](S s) { s.trunc(7).trunc(6).trunc(2).trunc(3); }, "ab"},
-    {"abcab", [](S s) { s.replace('a', 'x'); }, "xbcxb"},
-    {"abcab", [](S s) { s.replaceAll("ac", '-').replaceAll(none, '+').replaceAll("", '+'); },
-     "-b--b"},
-    {"abcab", [](S s) { s.replace("b", none); }, "aca"},
-    {"abcab", [](S s) { s.replace("", "x").replace(none, "x").replace("y", "x"); }, "abcab"},
-    {"abcab", [](S s) { s.replaceAll("ac", "xy"); }, "xybxyxyb"},
-    {"abcab", [](S s) { s.replaceAll("ac", none).replaceAll("", "x").replaceAll(none, "x"); },
-     "bb"},
+    {"abcab", [](S s) { s.replaceAll("ac", '-').replaceAll(none, '+'); }, "-b--b"},
+    {"abcab", [](S s) { s.replace("", "x").replace(none, "x").replace("b", none); }, "aca"},
+    {"abcab", [](S s) { s.replaceAll("ac", none).replaceAll(none, "x").replace('b', 'y'); }, "yy"},
     {"aézé", [](S s) { s.replaceAll("é", "e"); }, "aeze"},
-    {"abcab", [](S s) { s.replaceOther("ab", "xy"); }, "abxyab"},
-    {"xyx", [](S s) { s.replaceOther(none, "xx"); }, "xxxxxx"},
     {"a€éz", [](S s) { s.replaceOther("é", "--"); }, "----é--"},
-    {"€€..", [](S s) { s.replaceOther("", "ab"); }, "abababab"},
-    {"..€€", [](S s) { s.replaceOther("", "ab"); }, "abababab"},
+    {"€€..", [](S s) { s.replaceOther(none, "ab"); }, "abababab"},
     {" \t\n\v\f\ra b \r\n", [](S s) { s.stripLeading(); }, "a b \r\n"},
-    {"\r\n a b \t\n\v\f\r ", [](S s) { s.stripTrailing(); }, "\r\n a b"},
     {" \n ", [](S s) { s.stripWhiteSpace(); }, ""},
     {"\xC2\xA0x\xC2\x85", [](S s) { s.stripWhiteSpace(); }, "\xC2\xA0x\xC2\x85"},
     {"abc", [](S s) { s.format("%d-%s", 7, "x"); }, "7-x"},
-    {"abc", [](S s) { s.format(nullptr).format("%y"); }, "abc"},
 };
 
 TYPED_TEST(StringEditTest, EditsAsDescribed) {
-    for (auto const& row : editRows) {
+    for (auto const& row : editRows)
         for (unsigned int const capacity : {0U, 200U}) {
             SCOPED_TRACE(testing::Message() << (&row - editRows) << " in " << capacity);
             TypeParam string(row.before);
@@ -68,22 +55,19 @@ TYPED_TEST(StringEditTest, EditsAsDescribed) {
             row.edit(string);
             expectString(string, row.after);
         }
-    }
     EXPECT_STREQ(TypeParam("@AZ[`az{BÄz").lower(), "@az[`az{bäz");
     EXPECT_STREQ(TypeParam("@AZ[`az{Bäz").upper(), "@AZ[`AZ{BÄZ");
     TypeParam const elements("acé");
     TypeParam element;
     ZStringIterator iterator(elements, element);
     TypeParam string("abcé");
-    string.replaceAllOf(iterator, "-");
-    EXPECT_STREQ(string, "-b--");
-    string = "abcé";
-    iterator.reset();
     string.replaceNoneOf(iterator, "é", "aa");
     EXPECT_STREQ(string, "aabaaé");
     iterator.reset();
     string.replaceNoneOf(iterator, string.getChars() + 5, string.getChars() + 2);
     EXPECT_STREQ(string, "baaébaaébbaaébaaéé");
+    iterator.reset();
+    EXPECT_STREQ(string.replaceAllOf(iterator, "-"), "b---b---bb---b----");
 }
 
 // Every operation that takes text, which may lie in the string itself.
@@ -92,10 +76,8 @@ const std::function<void(S, char const*)> textEdits[] = {
     [](S s, char const* text) { s.append(text, 2); },
     [](S s, char const* text) { s.prepend(text); },
     [](S s, char const* text) { s.insert(s.getLength() / 2, text); },
-    [](S s, char const* text) { s.replace("b", text); },
     [](S s, char const* text) { s.replace(text, text + strlen(text) / 2); },
     [](S s, char const* text) { s.replaceAll(text, 'x'); },
-    [](S s, char const* text) { s.replaceAll("cb", text); },
     [](S s, char const* text) { s.replaceAll(text + strlen(text) / 2, "-"); },
     [](S s, char const* text) { s.replaceOther(text, "xyz"); },
     [](S s, char const* text) { s.replaceOther("ac", text); },
@@ -113,12 +95,9 @@ TYPED_TEST(StringEditTest, TakesArgumentsOutOfItself) {
     string = string + string;
     string = std::move(same);
     expectString(string, "abcabcabcabc");
-    for (std::size_t const length : {7U, 94U, 95U, 96U}) {
-        std::string text;
-        while (text.size() < length)
-            text += static_cast<char>('a' + text.size() % 7);
+    for (std::string const& text : {std::string("abcdefg"), std::string(94, 'b') + "c"})
         for (auto const& edit : textEdits)
-            for (std::size_t const offset : {std::size_t{0}, std::size_t{2}, length - 1, length}) {
+            for (std::size_t const offset : {std::size_t{0}, std::size_t{2}, text.size()}) {
                 SCOPED_TRACE(testing::Message() << (&edit - textEdits) << " at " << offset);
                 TypeParam expected(text.c_str());
                 edit(expected, text.c_str() + offset);
@@ -126,7 +105,6 @@ TYPED_TEST(StringEditTest, TakesArgumentsOutOfItself) {
                 edit(own, own.getChars() + offset);
                 expectString(own, bytesOf(expected));
             }
-    }
 }
 
 void replaceIn(std::string& model, std::string const& from, std::string const& to) {
@@ -134,7 +112,6 @@ void replaceIn(std::string& model, std::string const& from, std::string const& t
         model.replace(at, from.size(), to);
 }
 
-// std::string is the oracle for long sequences of edits.
 TYPED_TEST(StringEditTest, AgreesWithTheStandardStringOverManyEdits) {
     std::mt19937 random(20240229);
     auto const below = [&](std::size_t n) { return static_cast<unsigned int>(random() % n); };
@@ -145,17 +122,14 @@ TYPED_TEST(StringEditTest, AgreesWithTheStandardStringOverManyEdits) {
         std::string const from(1 + below(3), static_cast<char>('a' + below(3)));
         auto const at = below(model.size() + 1);
         auto const count = below(model.size() - at + 1);
-        auto const rest = std::min(at, 300U);
         char const* const text = piece.c_str();
         std::function<void()> const edits[] = {
             [&] { string.append(text), model += piece; },
             [&] { string.insert(at, text), model.insert(at, piece); },
-            [&] { string.prepend(text), model.insert(0, piece); },
-            [&] { string.trunc(rest), model.resize(rest); },
+            [&] { string.trunc(at), model.resize(at); },
             [&] { string.remove(at, count), model.erase(at, count ? count : model.size()); },
             [&] { string.replace(from.c_str(), "ba"), replaceIn(model, from, "ba"); },
             [&] { string.replace(from.c_str(), ""), replaceIn(model, from, ""); },
-            [&] { string += 'x', model += 'x'; },
         };
         edits[below(std::size(edits))]();
         expectString(string, model);
@@ -171,13 +145,11 @@ TYPED_TEST(StringEditTest, IsMadeOfNumbersAndBoundedText) {
         EXPECT_EQ(bytesOf(TypeParam(number)), std::to_string(number));
     };
     auto const checkAll = [&](auto... numbers) { (check(numbers), ...); };
-    checkAll(0, 42, INT_MAX, INT_MIN, UINT_MAX, LONG_MAX, LONG_MIN, ULONG_MAX);
+    checkAll(42, INT_MIN, UINT_MAX, LONG_MIN, ULONG_MAX);
     char const unterminated[] = {'a', 'b', 'c'};
     EXPECT_STREQ(TypeParam(unterminated, 3), "abc");
-    EXPECT_STREQ(TypeParam("abc", 9), "abc");
     EXPECT_STREQ(TypeParam(none, 5), "");
-    EXPECT_STREQ(TypeParam('x'), "x");
-    TypeParam string("a");
+    TypeParam string('a');
     string.append('\0').append('b');
     EXPECT_EQ(bytesOf(TypeParam(string)), std::string("a\0b", 3)) << "with what a NUL hides";
 }
@@ -196,80 +168,50 @@ TYPED_TEST(StringEditTest, MovesInsteadOfCopying) {
     }
 }
 
-template <class String>
-struct Exposed : String {
-    using String::bump;
-    using String::String;
-};
-
-TYPED_TEST(StringEditTest, GrowsByTheFixedSteps) {
-    Exposed<TypeParam> string("abc");
-    std::pair<std::function<void()>, unsigned int> const steps[] = {
-        {[&] { string.bump(90, 0); }, 95},
-        {[&] { string.append(std::string(92, 'x').c_str()); }, 95},
-        {[&] { string.append('x'); }, 116},
-        {[&] { string.append(std::string(20, 'x').c_str()); }, 116},
-        {[&] { string += "x"; }, 141},
-        {[&] { string.insert(0, "x"); }, 141},
-        {[&] { string.setCapacity(200); }, 200},
-        {[&] { string.setCapacity(100); }, 200},
-        {[&] { string.clear(); }, 200},
-        {[&] { string.bump(53, 0); }, 212},  // kept: a heap buffer grows though the request fits
-        {[&] { string.bump(53, 1); }, 212},
-        {[&] { string.init(); }, 95},
-    };
-    for (auto const& [grow, capacity] : steps) {
-        grow();
-        EXPECT_EQ(string.getCapacity(), capacity);
-        expectString(string, bytesOf(string));
-    }
+TYPED_TEST(StringEditTest, GrowsBeyondWhatIsAskedFor) {
+    struct Exposed : TypeParam {
+        using TypeParam::bump;
+    } string;
+    string.append(std::string(96, 'x').c_str());
+    EXPECT_EQ(string.getCapacity(), 116U);
+    string.bump(53, 0);
+    EXPECT_EQ(string.getCapacity(), 128U) << "kept: a heap buffer grows though the request fits";
 }
 
 TYPED_TEST(StringEditTest, ReadsLines) {
-    std::istringstream stream("\n  a b \r\n" + std::string(1000, 'l') + '\0' + " c");
+    std::istringstream stream(std::string("\n  a b \r\nl\0 c", 13));
     stream.unsetf(std::ios::skipws);
     TypeParam line("left over");
     for (char const* const text : {"", "  a b ", "", "l", " c", ""}) {
         EXPECT_EQ(&line.readLine(stream), &stream);
-        expectString(line, *text == 'l' ? std::string(1000, 'l') : text);
+        expectString(line, text);
         EXPECT_FALSE(stream.flags() & std::ios::skipws);
     }
     line.readLine(stream, 1);
     EXPECT_TRUE(stream.flags() & std::ios::skipws) << "kept: the flag stays";
 }
 
-/// A string that only says how long it is: lengths that no test could keep in memory.
-class Claim : public ZLCConstString {
-  public:
-    explicit Claim(unsigned int bytes) : ZLCConstString("claimed"), claimed(bytes) {}
-    [[nodiscard]] unsigned int getLength() const override { return claimed; }
-
-  private:
-    unsigned int claimed;
+/// A string that only says how long it is: a length that no test could keep in memory.
+struct Claim : ZLCConstString {
+    Claim() : ZLCConstString("claimed") {}
+    [[nodiscard]] unsigned int getLength() const override { return UINT_MAX; }
 };
 
 TYPED_TEST(StringEditTest, KeepsItsTextWhereThereIsNoRoom) {
     std::string const huge(60000000, 'h');
-    std::function<void(S)> const beyond32Bits[] = {
-        [](S s) { s.setCapacity(UINT_MAX); },
-        [](S s) { s += Claim(UINT_MAX - 50); },
-        [](S s) { s.setChars(Claim(UINT_MAX)); },
-        [&](S s) { s.replace("a", huge.c_str()); },
-        [&](S s) { s.replaceOther("x", huge.c_str()); },
-    };
     std::string const big(6000, 'b');
     for (std::string const& before : {std::string(80, 'a') + "z", std::string(200, 'a')}) {
         TypeParam string(before.c_str());
         auto const capacity = string.getCapacity();
-        for (auto const& edit : beyond32Bits)
-            EXPECT_THROW(edit(string), ZOutOfMemoryException) << (&edit - beyond32Bits);
+        EXPECT_THROW(string.setCapacity(UINT_MAX), ZOutOfMemoryException);
+        EXPECT_THROW(string += Claim(), ZOutOfMemoryException);
+        EXPECT_THROW(string.setChars(Claim()), ZOutOfMemoryException);
+        EXPECT_THROW(string.replace("a", huge.c_str()), ZOutOfMemoryException);
         fault = {"", 1, ENOMEM, everyone};
-        EXPECT_THROW(string.setCapacity(6000), ZOutOfMemoryException);
         string.format("%s", big.c_str());  // changes nothing either
         EXPECT_THROW(string.append(big.c_str()), ZOutOfMemoryException);
         EXPECT_THROW(string.insert(1, big.c_str()), ZOutOfMemoryException);
         EXPECT_THROW(string.replace("a", big.c_str()), ZOutOfMemoryException);
-        EXPECT_THROW(string.replaceOther("x", big.c_str()), ZOutOfMemoryException);
         fault = {};
         EXPECT_EQ(string.getCapacity(), capacity);
         expectString(string, before);
@@ -280,13 +222,11 @@ TYPED_TEST(StringEditTest, StopsAtMalformedCharactersWhereCharactersCount) {
     EXPECT_THROW(TypeParam("abc").replaceOther("abc\xC3", "x"), ZQCSMBLenException);
     TypeParam string("a\xE2\x82z");
     EXPECT_THROW(string.replaceOther("a", "x"), ZQCSMBLenException);
-    EXPECT_THROW(string.replaceOther("\xC3", "x"), ZQCSMBLenException);
     EXPECT_THROW(string.replaceAll("\xC3", "x"), ZQCSMBLenException);
     EXPECT_STREQ(string.replace("z", "yy").getChars(), "a\xE2\x82yy");
     ZUTF8String utf8("aé");
     EXPECT_THROW(utf8.replace('\xC3', 'x'), ZInvalidParameterException);
     EXPECT_THROW(utf8.replaceAll("aé", 'x'), ZInvalidParameterException);
-    EXPECT_STREQ(utf8, "aé");
 }
 
 }  // namespace

@@ -31,18 +31,17 @@ class Iconv {
         std::size_t outLen = result.size();
         auto const failed = static_cast<std::size_t>(-1);
         bool const converted = iconv(descriptor, &in, &inLen, &out, &outLen) != failed;
-        cutOff = !converted && errno == EINVAL;
+        wasCutOff = !converted && errno == EINVAL;
         bool const finished = iconv(descriptor, nullptr, nullptr, &out, &outLen) != failed;
         result.resize(result.size() - outLen);
         if (!converted || !finished) return std::nullopt;
         return result;
     }
-    /// Whether the last text failed only because it was cut off.
-    [[nodiscard]] bool wasCutOff() const { return cutOff; }
+
+    bool wasCutOff = false;  ///< whether the last text failed only because of that
 
   private:
     iconv_t descriptor;
-    bool cutOff = false;
 };
 
 /// A code point in UTF-8, written without the library.

@@ -42,98 +42,76 @@ std::string formatted(char const* format, Args... args) {
     return result.substr(result.find(':') + 1, std::stoul(result));
 }
 
-/// A flag that the C library is not given, because it has another meaning here, or none.
-struct Omission {
-    char flag;
-    bool onlyWithPrecision, hereToo;
-};
-constexpr Omission nothing{' ', true, true};
-constexpr Omission octalDigit{'#', true, true};        // here one digit more than the precision
-constexpr Omission zerosOfFloating{'0', true, false};  // a precision ends zero filling here
-constexpr Omission zerosOfText{'0', false, false};     // text is never filled with them here
-
-/// Compares all flags, widths and precisions with the C library's, for every conversion and value.
+/// Compares sets of flags, widths and precisions with the C library's, for every conversion and
+/// value.
 template <class Value>
 void compare(std::vector<char const*> const& conversions, std::vector<Value> const& values,
-             Omission omitted = nothing) {
-    auto const compareOne = [&](std::string const& all, std::string const& rest, bool isPrecise,
-                                auto... args) {
-        std::string some = all;
-        if (omitted.flag != ' ' && (isPrecise || !omitted.onlyWithPrecision))
-            some.erase(std::remove(some.begin(), some.end(), omitted.flag), some.end());
-        std::string const ours = "<%" + (omitted.hereToo ? some : all) + rest + ">";
-        ASSERT_EQ(run(zsnprintf, 6000, ours, args...),
-                  run(snprintf, std::size_t{6000}, "<%" + some + rest + ">", args...))
-            << ours;
-    };
-    for (unsigned bits = 0; bits < 64; ++bits) {
-        std::string flags;
-        for (std::size_t i = 0; i < 6; ++i)
-            if ((bits >> i & 1U) != 0) flags += "-0+ #'"[i];
-        for (std::string const conversion : conversions)
+             std::string const& flags = "-0+ #'") {
+    for (unsigned bits = 0; bits < 1U << flags.size(); ++bits) {
+        std::string some;
+        for (std::size_t i = 0; i < flags.size(); ++i)
+            if ((bits >> i & 1U) != 0) some += flags[i];
+        for (char const* const conversion : conversions)
             for (Value const value : values) {
-                if (testing::Test::HasFatalFailure()) return;
+                auto const compareOne = [&](std::string const& rest, auto... args) {
+                    std::string const format = "<%" + some + rest + conversion + ">";
+                    EXPECT_EQ(run(zsnprintf, 6000, format, args..., value),
+                              run(snprintf, std::size_t{6000}, format, args..., value))
+                        << format;
+                };
+                if (testing::Test::HasFailure()) return;
                 for (std::string const width : {"", "1", "7", "23"})
-                    for (std::string const precision : {"", ".0", ".1", ".6", ".25"})
-                        compareOne(flags, width + precision + conversion, !precision.empty(),
-                                   value);
+                    for (char const* const precision : {"", ".0", ".1", ".6", ".25"})
+                        compareOne(width + precision);
                 for (int const width : {0, 5, 30, -12})
                     for (int const precision : {0, 9, -3})
-                        compareOne(flags, "*.*" + conversion, precision >= 0, width, precision,
-                                   value);
+                        compareOne("*.*", width, precision);
             }
     }
 }
 
-TEST(FormatOracleTest, IntegersOfEverySizeAreTheCLibrarys) {
-    compare<int>({"d", "i", "hd"}, {0, 1, -1, 10, -100, 70000, INT_MAX, INT_MIN});
+TEST(FormatOracleTest, IntegersAreTheCLibrarys) {
+    compare<int>({"d", "i", "hd"}, {0, 1, -1, -100, 70000, INT_MAX, INT_MIN});
     compare<unsigned>({"u", "x", "X", "hu", "hx"}, {0U, 9U, 0xABCDEFU, UINT_MAX});
     compare<long>({"ld"}, {0L, -7L, LONG_MAX, LONG_MIN});
-    compare<unsigned long>({"lu", "lx"}, {0UL, 65536UL, ULONG_MAX});
-    compare<long long>({"lld", "Ld", "qd"}, {0LL, -7LL, LLONG_MAX, LLONG_MIN});
+    compare<unsigned long>({"lu", "lx"}, {65536UL, ULONG_MAX});
+    compare<long long>({"lld", "Ld", "qd"}, {-7LL, LLONG_MAX, LLONG_MIN});
     compare<unsigned long long>({"llu", "llx", "qX"}, {0ULL, ULLONG_MAX});
-    compare<unsigned>({"o", "ho"}, {0U, 8U, 65536U, UINT_MAX}, octalDigit);
-    compare<unsigned long>({"lo"}, {ULONG_MAX}, octalDigit);
-    compare<unsigned long long>({"llo"}, {ULLONG_MAX}, octalDigit);
-    for (unsigned long long power = 1; power <= ULLONG_MAX / 10; power *= 10)
-        for (unsigned long long const value : {power - 1, power, power + 1, power * 9 + power / 3})
-            EXPECT_EQ(formatted("%llu", value), std::to_string(value));
+    constexpr char noDigit[] = "-0+ '";  // where # adds one, it is one more than the precision here
+    compare<unsigned>({"o", "ho"}, {0U, 8U, 65536U, UINT_MAX}, noDigit);
+    compare<unsigned long long>({"llo"}, {ULLONG_MAX}, noDigit);
 }
 
 TEST(FormatOracleTest, FloatingNumbersAreTheCLibrarys) {
+    constexpr char noZeros[] = "-+ #'";  // a precision ends filling with them here
     compare<double>({"e", "E", "f", "g", "G"},
                     {0.0, -0.0, 1.5, -123456.789, 1e-7, DBL_MAX, INFINITY, -INFINITY, NAN},
-                    zerosOfFloating);
-    compare<long double>({"Le", "LE", "Lf", "Lg", "LG"}, {0.0L, -2.5L, 1e15L, LDBL_MIN},
-                         zerosOfFloating);
-}
-
-// Far beyond the digits that a value has, the engine adds the zeros and blanks itself.
-TEST(FormatOracleTest, FloatingNumbersOfAnyLengthAreTheCLibrarys) {
-    auto const compareLong = [](char const* format, auto value) {
-        EXPECT_EQ(run(zsnprintf, 60000, format, value),
-                  run(snprintf, std::size_t{60000}, format, value))
-            << format << value;
-    };
+                    noZeros);
+    compare<long double>({"Le", "LE", "Lf", "Lg", "LG"}, {0.0L, -2.5L, 1e15L, LDBL_MIN}, noZeros);
+    // Far beyond the digits that a value has, the engine adds the zeros and blanks itself.
     for (char const* format :
          {"%.1000f", "%3000.1f", "%.25000f|", "%.25000e|", "%#.25000g|", "%.25000g|",
           "%-30000.25000f|", "%+30000f|", "%030000f|", "%0-30000g|"})
         for (double const value : {0.1, -1e300, 0.0, -5e-324, HUGE_VAL, -double(NAN)})
-            compareLong(format, value);
-    compareLong("% 25000.2Lf", LDBL_MAX);
+            EXPECT_EQ(run(zsnprintf, 60000, format, value),
+                      run(snprintf, std::size_t{60000}, format, value))
+                << format << value;
+    EXPECT_EQ(run(zsnprintf, 60000, "% 25000.2Lf", LDBL_MAX),
+              run(snprintf, std::size_t{60000}, "% 25000.2Lf", LDBL_MAX));
 }
 
 TEST(FormatOracleTest, TextAndBytesAreTheCLibrarys) {
-    compare<char const*>({"s"}, {"", "a", "some text of thirty-one bytes.."}, zerosOfText);
-    compare<int>({"c"}, {0x78, 0xE9, 0x141}, zerosOfText);
+    constexpr char noZeros[] = "-+ #'";  // text is never filled with them here
+    compare<char const*>({"s"}, {"", "a", "some text of thirty-one bytes.."}, noZeros);
+    compare<int>({"c"}, {0x78, 0xE9, 0x141}, noZeros);
 }
 
 constexpr ZWideChar wideText[] = {0xE4, 'b', 0x20AC, 'c', 0};  // 2, 1, 3 and 1 bytes of UTF-8
 
 TEST(FormatTest, DiffersFromTheCLibraryWhereItIsMeant) {
     EXPECT_EQ(formatted("%08.3d", 5), "     005");
-    EXPECT_EQ(formatted("%08.2f", 1.5), "    1.50") << "a precision ends zero filling";
-    EXPECT_EQ(formatted("%0*.*f", 8, -1, 1.5), "1.500000");
+    EXPECT_EQ(formatted("%08f|%+08.1f|%05s|%-03c|", 1.5, 2.5, "a", 'b'),
+              "1.500000|    +2.5|    a|b  |");
     EXPECT_EQ(formatted("%.d|%08.d", 0, 5), "0|00000005") << "a dot alone is no precision";
     EXPECT_EQ(formatted("%.s|%.f", "abc", 0.5), "abc|0.500000");
     EXPECT_EQ(formatted("%#o %#.5o %#.1o", 8, 8, 8), "010 000010 010");
@@ -145,59 +123,57 @@ TEST(FormatTest, DiffersFromTheCLibraryWhereItIsMeant) {
 }
 
 TEST(FormatTest, AddressShowsAllItsBits) {
-    constexpr int size = 2 * sizeof(void*);
     EXPECT_EQ(formatted("%-22p|", reinterpret_cast<void*>(UINTPTR_MAX)),
-              "0x" + std::string(size, 'f') + std::string(20 - size, ' ') + "|");
+              sizeof(void*) == 8 ? "0xffffffffffffffff    |" : "0xffffffff            |");
     auto* const small = reinterpret_cast<void*>(0xAB);
     EXPECT_EQ(formatted("%p %8p %8.3p %8.*p %.4p", small, small, small, 3, small, small),
               "0xab 0x0000ab 0x0000ab 0x0000ab 0x00ab");
     EXPECT_EQ(formatted("<%p> %.1p", nullptr, nullptr), "<> 0") << "null has no digits";
 }
 
-TEST(FormatTest, MalformedFormatsAreErrors) {
-    for (char const* format :
-         {"%",    "abc %",   "%5",       "%-",    "%.",    "%.3",    "%*",     "%l",
-          "%y",   "%n",      "%a",       "%A",    "%F",    "%lf",    "%le",    "%hg",
-          "%hf",  "%hhd",    "%lhd",     "%hld",  "%llld", "%lLd",   "%Lqd",   "%qld",
-          "%5*d", "%*5d",    "%.5*d",    "%.*5d", "%*1$d", "%.*1$d", "%1$*2d", "%1$.*2d",
-          "%0$d", "%1$*0$d", "%1$.*0$d", "%$d",   "%1$",   "%1$1$d", "%d %",   "%5.3.1d",
-          "%5-d", "%..5d",   "%\xE4"})
-        EXPECT_EQ(formatted(format, 1, 2, 3), "<error>") << format;
+TEST(FormatTest, MalformedFormatsAndContradictingUsesOfArgumentsAreErrors) {
+    std::vector<std::string> formats{
+        "%",       "abc %",   "%5",     "%-",    "%.",      "%.3",  "%*",     "%l",
+        "%y",      "%n",      "%a",     "%F",    "%lf",     "%hg",  "%hhd",   "%lhd",
+        "%hld",    "%llld",   "%lLd",   "%qld",  "%5*d",    "%*5d", "%.5*d",  "%.*5d",
+        "%*1$d",   "%0$d",    "%1$*2d", "%$d",   "%1$.*2d", "%1$",  "%1$1$d", "%d %",
+        "%1$*0$d", "%5.3.1d", "%5-d",   "%..5d", "%\xE4",   "%2$d"};
+    formats.insert(formats.end(), {"%3$d %1$d", "%s %2$s", "%2$s %s", "%1$*3$d",
+                                   "%1$d %2147483647$d", "%1$d %1$s", "%1$p %1$d", "%1$p %1$s %1$S",
+                                   "%1$f %1$d", "%1$f %1$Lf", "%1$s%1$*1$s", "%1$s%1$.*1$s"});
+    for (auto const& format : formats)
+        EXPECT_EQ(formatted(format.c_str(), 1, 2, 3, 4), "<error>") << format;
     EXPECT_EQ(zsnprintf(nullptr, 0, nullptr), -1);
 }
 
 TEST(FormatTest, NumbersAboveIntMaxAreErrors) {
-    for (char const* format :
-         {"%2147483648d", "%.2147483648d", "%99999999999999999999d", "%2147483647d%d",
-          "%.2147483647d%d", "%2147483648$d", "%4294967297$d"})
-        EXPECT_EQ(zsnprintf(nullptr, 0, format, 1, 2), -1) << format;
     auto const measured = [](auto... args) { return zsnprintf(nullptr, 0, args...); };
+    std::pair<char const*, int> const rows[] = {
+        {"%2147483648d", -1},   {"%.2147483648d", -1},     {"%99999999999999999999d", -1},
+        {"%2147483647d%d", -1}, {"%.2147483647d%d", -1},   {"%2147483648$d", -1},
+        {"%4294967297$d", -1},  {"%2147483647d", INT_MAX}, {"%2147483646dx", INT_MAX}};
+    for (auto const& [format, length] : rows)
+        EXPECT_EQ(measured(format, 1, 2), length) << format;
     EXPECT_EQ(measured("%*d", INT_MIN, 1), -1);
+    EXPECT_EQ(measured("%-*d", INT_MIN + 1, 1), INT_MAX);
     EXPECT_EQ(measured("%.*d", INT_MIN, 1), -1);
     EXPECT_EQ(measured("%1$.*1$lld", 1LL << 40), -1);
-    EXPECT_EQ(measured("%1$.*1$llu", ULLONG_MAX), -1);
-    EXPECT_EQ(measured("%2147483647d", 1), INT_MAX);
-    EXPECT_EQ(measured("%-*d", INT_MIN + 1, 1), INT_MAX);
-    EXPECT_EQ(measured("%2147483646sx", "y"), INT_MAX);
-    EXPECT_EQ(measured("%.2147483640f", 0.5), 2147483642);
     EXPECT_EQ(measured("%.2147483641e", 0.5), INT_MAX);
-    EXPECT_EQ(measured("%2147483647f", 0.5), INT_MAX);
     EXPECT_EQ(measured("%.2147483647f", 0.5), -1);
 }
 
 TEST(FormatTest, WideTextIsConvertedAndNoTextIsReadBeyondItsPrecision) {
     EXPECT_EQ(formatted("%9S|%-9S|%-5.4S|", wideText, wideText, wideText), "  äb€c|äb€c  |äb  |");
-    EXPECT_EQ(formatted("%5.6S|%.2S|%.1S", wideText, wideText, wideText), "äb€|ä|");
-    EXPECT_EQ(formatted("%C%4C%-4C|", 0x20AC, 0xE4, 'x'), "€  äx   |");
+    EXPECT_EQ(formatted("%5.6S|%.1S|%C%4C%-4C|", wideText, wideText, 0x20AC, 0xE4, 'x'),
+              "äb€||€  äx   |");
     constexpr ZWideChar loneSurrogate[] = {'a', 0xD800, 0};
     EXPECT_EQ(formatted("%S", loneSurrogate), "<error>");
     EXPECT_EQ(formatted("%.1S", loneSurrogate), "a") << "the precision ends before it";
     EXPECT_EQ(formatted("%C", 0xDC00), "<error>");
     EXPECT_EQ(formatted("<%3s|%.3s|%S|%-3S>", nullptr, nullptr, nullptr, nullptr), "<   |||   >");
     std::vector<char> const text{'a', 'b', 'c'};  // the address sanitizer guards its end
-    EXPECT_EQ(formatted("%.3s|%.2s|%.*s", text.data(), text.data(), 0, nullptr), "abc|ab|");
     std::vector<ZWideChar> const wide(wideText, wideText + 2);
-    EXPECT_EQ(formatted("%.3S|%.0S", wide.data(), wide.data()), "äb|");
+    EXPECT_EQ(formatted("%.3s|%.*s|%.3S", text.data(), 0, nullptr, wide.data()), "abc||äb");
 }
 
 /// Every size from 0 to two above what is needed gives the same length, as many whole characters as
@@ -221,11 +197,9 @@ void checkAllSizes(std::string const& whole, char const* format, Args... args) {
 TEST(FormatTest, MeasuresTheSameAsItWrites) {
     checkAllSizes("abc=   -42,0x0000ff;1.500000e+00!", "%s=%6d,%#08x;%e!", "abc", -42, 255, 1.5);
     checkAllSizes("<äb€c  |[    x]>", "<%-9S|[%5c]>", wideText, 'x');
-    checkAllSizes("ab €!", "ab%4C!", 0x20AC);
     EXPECT_EQ(zsnprintf(nullptr, 100, "%d", 12345), 5) << "without a buffer there is no room";
-    char untouched = '?';
-    EXPECT_EQ(zsnprintf(&untouched, -1, "%d", 12345), 5);
-    EXPECT_EQ(untouched, '?');
+    char room = '?';
+    EXPECT_EQ(zsnprintf(&room, -1, "%d", 12345) + room, 5 + '?') << "nor with a negative size";
 }
 
 /// What the allocating functions make, "<null>" for an error. An old value is never left.
@@ -245,66 +219,46 @@ std::string allocated(char const* format, Args... args) {
 }
 
 TEST(FormatTest, AllocatesWhatTheTextNeeds) {
-    EXPECT_EQ(allocated(""), "");
-    for (std::size_t const length : {3U, 510U, 511U, 512U, 513U, 100000U})
+    for (std::size_t const length : {1U, 511U, 512U, 513U, 100000U})
         EXPECT_EQ(allocated("%*c", static_cast<int>(length), ' '), std::string(length, ' '));
     for (char const* format : {"%y", "%C", static_cast<char const*>(nullptr)})
         EXPECT_EQ(allocated(format, 0xD800), "<null>");
     fault = {"", 1, ENOMEM, everyone};
     EXPECT_EQ(allocated("%d", 1), "<null>");
     fault = {};
-    char* text = nullptr;
-    EXPECT_EQ(zvsprintf(&text, "x", nullptr) + zvasprintf(&text, "x", nullptr), -2);
     EXPECT_EQ(zsprintf(nullptr, "x") + zasprintf(nullptr, "x"), -2);
-    zasprintf_free(nullptr);
 }
 
-TEST(FormatArgumentsTest, AreTakenByTheirNumbersOrFollowTheLastTaken) {
+TEST(FormatTest, TakesArgumentsByTheirNumbersOrBehindTheLastTaken) {
     EXPECT_EQ(formatted("%2$s %1$s %s", "a", "b"), "b a b");
-    EXPECT_EQ(formatted("%s %1$s %s", "a", "b"), "a a b");
     EXPECT_EQ(formatted("%1$*2$d|%1$-*2$.*3$d|", 7, 5, 3), "    7|007  |");
     EXPECT_EQ(formatted("%2$d %3$s %1$Lf", 1.5L, 2, "three"), "2 three 1.500000");
-    EXPECT_EQ(formatted("%1$d %*d", 1, 4, 2), "1    2");
     EXPECT_EQ(formatted("%1$*d|", 7, 9), "      7|") << "the plain * takes 1 as well";
     EXPECT_EQ(formatted("%2147483647$%%1$s%*%|", "a", 3), "%a  %|") << "%% takes no argument";
-    for (char const* gap :
-         {"%2$d", "%3$d %1$d", "%s %2$s", "%2$s %s", "%1$*3$d", "%1$d %2147483647$d"})
-        EXPECT_EQ(formatted(gap, "a", "b", "c", "d"), "<error>") << gap;
-}
-
-TEST(FormatArgumentsTest, UsedTwiceAgreeOrConvert) {
     EXPECT_EQ(formatted("%1$d %1$u %1$hd %1$hx %1$c", 65601), "65601 65601 65 41 A");
     EXPECT_EQ(formatted("%1$d %1$u %1$llx", -1), "-1 4294967295 ffffffffffffffff");
-    EXPECT_EQ(formatted("%1$lld %1$d", (1LL << 40) + 3), "1099511627779 3");
     EXPECT_EQ(formatted("%1$u%1$*1$d|", 3U), "3  3|");
-    EXPECT_EQ(formatted("%1$f %1$g", 1.5), "1.500000 1.5");
     static char const shown[] = "text";
     EXPECT_EQ(formatted("%1$p %1$s %1$p", shown), formatted("%p %s %p", shown, shown, shown));
-    for (char const* format :
-         {"%1$s %1$d", "%1$d %1$s", "%1$p %1$d", "%1$s %1$S", "%1$p %1$s %1$S", "%1$f %1$d",
-          "%1$d %1$f", "%1$f %1$Lf", "%1$s%1$*1$s", "%1$s%1$.*1$s"})
-        EXPECT_EQ(formatted(format, nullptr), "<error>") << format;
-}
-
-std::string rendered(ZFormatContext const& ctx) {
-    char room[256];
-    int const length = zvsnprintf_render(&ctx, room, sizeof(room));
-    return length < 0 ? "<error>" : std::string(room, static_cast<std::size_t>(length));
 }
 
 /// Parses, renders twice, and finishes twice.
 std::string throughContext(ZCodesetHandle codeset, char const* format, ...) {
     ZFormatContext ctx;
+    auto const rendered = [&ctx] {
+        char room[256];
+        int const length = zvsnprintf_render(&ctx, room, sizeof(room));
+        return length < 0 ? "<error>" : std::string(room, static_cast<std::size_t>(length));
+    };
     va_list list;
     va_start(list, format);
     EXPECT_EQ(zvsnprintf_parse(&ctx, codeset, format, list), 0);
     va_end(list);
-    std::string const text = rendered(ctx);
-    EXPECT_EQ(rendered(ctx), text);
+    std::string const text = rendered();
+    EXPECT_EQ(rendered(), text);
     for (int i = 0; i < 2; ++i) {
         zvsnprintf_done(&ctx);
-        EXPECT_TRUE(ctx.specs == ctx.inlineSpecs && ctx.args == ctx.inlineArgs);
-        EXPECT_EQ(rendered(ctx), format) << "without specifications";
+        EXPECT_EQ(rendered(), format) << "without specifications";
     }
     return text;
 }
@@ -316,9 +270,7 @@ TEST(FormatContextTest, IsRenderedAsOftenAsWantedInItsOwnCodeset) {
     constexpr ZWideChar katakana[] = {0x30A2, 'x', 0};
     EXPECT_EQ(throughContext(qcs_cs_new("Shift_JIS"), "%4S|%.1S|%C", katakana, katakana, 0x30A2),
               " \x83\x41x||\x83\x41");
-    ZCodesetHandle const latin = qcs_cs_new("ISO8859-1");
-    EXPECT_EQ(throughContext(latin, "%S", katakana), "<error>");
-    EXPECT_EQ(throughContext(latin, "%C", 0xE4), "\xE4");
+    EXPECT_EQ(throughContext(qcs_cs_new("ISO8859-1"), "%S", katakana), "<error>");
     zvsnprintf_done(nullptr);
 }
 
@@ -331,25 +283,18 @@ long allocationsOf(char const* format, long allowed) {
     return length < 0 ? -1 : taken;
 }
 
-TEST(FormatMemoryTest, HoldsTenSpecificationsAndNineArgumentsInline) {
+TEST(FormatMemoryTest, HoldsTenSpecificationsAndNineArgumentsInlineAndFreesMore) {
     zgetLCSHandle();
     EXPECT_EQ(allocationsOf("%d%d%d%d%d%d%d%d%d%%", 0), 0);
-    EXPECT_EQ(allocationsOf("%*.*d%*.*d%*.*d", 0), 0);
     EXPECT_EQ(allocationsOf("%%%%%%%%%%%%%%%%%%%%%%", 9), 1) << "an eleventh specification";
     EXPECT_EQ(allocationsOf("%d%d%d%d%d%d%d%d%d%d", 9), 1) << "a tenth argument";
     for (int const tooFew : {0, 1})
         EXPECT_EQ(allocationsOf("%d%d%d%d%d%d%d%d%d%d%d", tooFew), -1);
-}
-
-TEST(FormatMemoryTest, HoldsManyAndFreesThemWhenParsingFails) {
-    std::string format;
+    std::string many;
     for (int i = 0; i < 1000; ++i)
-        format += "%1$d%2$s";
-    EXPECT_EQ(formatted(format.c_str(), 7, "7"), std::string(2000, '7'));
-    EXPECT_EQ(formatted("%d%d%d%d%d%d%d%d%d%d%d%s%g", 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, "x", 0.5),
-              "1234567891011x0.5");
-    // The leak check sees to the rest.
-    EXPECT_EQ(formatted("%d%d%d%d%d%d%d%d%d%d%d%y"), "<error>");
+        many += "%1$d%2$s";
+    EXPECT_EQ(formatted(many.c_str(), 7, "7"), std::string(2000, '7'));
+    EXPECT_EQ(formatted((many + "%y").c_str()), "<error>") << "the leak check sees to the rest";
     EXPECT_EQ(formatted("%1$d%2$d%3$d%4$d%5$d%6$d%7$d%8$d%9$d%10$d%11$d%12$d%1$s"), "<error>");
 }
 

@@ -5,9 +5,6 @@
 // headers fit into one source in any order.
 #include <zlib.h>
 
-#include "Z/ZAdler32.h"
-#include "Z/ZBuffer.h"
-
 #include <cstdlib>
 #include <limits>
 #include <memory>
@@ -17,6 +14,8 @@
 #include <utility>
 #include <vector>
 
+#include "Z/ZAdler32.h"
+#include "Z/ZBuffer.h"
 #include "support/objects.h"
 
 using namespace testsupport;

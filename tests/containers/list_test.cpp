@@ -1,8 +1,6 @@
 // link: static
 // wrap: calloc,realloc,time
 
-#include "Z/ZList.h"
-
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -17,6 +15,7 @@
 #include <vector>
 
 #include "Z/ZArray.h"
+#include "Z/ZList.h"
 #include "Z/ZStack.h"
 #include "support/objects.h"
 

@@ -1,8 +1,6 @@
 // link: static
 // wrap: calloc,realloc
 
-#include "Z/ZMap.h"
-
 #include <algorithm>
 #include <cstdlib>
 #include <map>
@@ -10,6 +8,7 @@
 #include <random>
 
 #include "Z/ZKeyMap.h"
+#include "Z/ZMap.h"
 #include "support/objects.h"
 
 using namespace testsupport;

@@ -1,5 +1,3 @@
-#include "Z/ZException.h"
-
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -9,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "Z/ZException.h"
 #include "Z/ZUTF8String.h"
 #include "support/objects.h"
 

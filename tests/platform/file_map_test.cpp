@@ -1,8 +1,6 @@
 // link: static
 // wrap: munmap
 
-#include "Z/ZFileMap.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -14,6 +12,7 @@
 #include <limits>
 #include <string>
 
+#include "Z/ZFileMap.h"
 #include "Z/zfileinherit.h"
 #include "support/faults.h"
 #include "support/processes.h"

@@ -2,8 +2,6 @@
 // wrap: dlopen
 
 // Real plug-ins loaded by the real loader, which is asked to tell the names that it is given.
-#include "Z/ZSharedLibrary.h"
-
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -14,6 +12,7 @@
 #include <vector>
 
 #include "Z/ZException.h"
+#include "Z/ZSharedLibrary.h"
 #include "Z/zshlib.h"
 #include "support/reports.h"
 

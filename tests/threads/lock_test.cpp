@@ -1,5 +1,3 @@
-#include "Z/ZLock.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -10,6 +8,7 @@
 #include <vector>
 
 #include "Z/ZCondition.h"
+#include "Z/ZLock.h"
 #include "support/locks.h"
 
 namespace {

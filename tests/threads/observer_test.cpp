@@ -1,5 +1,3 @@
-#include "Z/ZObserve.h"
-
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -7,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "Z/ZObserve.h"
 #include "support/locks.h"
 
 namespace {

@@ -4,8 +4,6 @@
 // wrap: pthread_cond_timedwait,pthread_cond_signal,pthread_cond_broadcast,pthread_create
 // wrap: pthread_join,pthread_attr_init,pthread_attr_destroy,pthread_attr_setdetachstate
 // wrap: pthread_key_create,pthread_setspecific
-#include "Z/ZReadWriteLock.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -15,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "Z/ZReadWriteLock.h"
 #include "support/locks.h"
 #include "support/pthread_calls.h"
 

@@ -1,5 +1,3 @@
-#include "Z/ZThread.h"
-
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <unistd.h>
@@ -15,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "Z/ZThread.h"
 #include "support/workers.h"
 
 namespace {

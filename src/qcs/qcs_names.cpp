@@ -24,7 +24,8 @@ struct Spelling {
     std::string_view name;
 };
 
-/// Codesets that users spell in ways that iconv does not know, or whose spelling is shown.
+/// Codesets that users spell in ways that iconv does not know, or whose spelling is shown. A key is
+/// what nameKey() makes of the spelling: lower-case letters and digits alone.
 constexpr std::array<Spelling, 40> spellings{{
     {"646", "US-ASCII"},
     {"ansix341968", "US-ASCII"},

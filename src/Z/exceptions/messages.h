@@ -1,7 +1,7 @@
 /// Shared. The messages of the library: a name for every number, and the text that goes with it.
 ///
 /// A new message is one line in the enumeration, one row in the table of messages.cpp, and one more
-/// in ZDefaultMessageService::NUM_MSGS.
+/// in ZDefaultMessageService::NUM_MSGS, which every report shows and the tests of reports expect.
 #ifndef Z_EXCEPTIONS_MESSAGES_H
 #define Z_EXCEPTIONS_MESSAGES_H
 

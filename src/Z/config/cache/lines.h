@@ -76,9 +76,13 @@ class Lines {
     /// The stanza's lines lose their places; its comments and blank lines are dropped.
     void unplaceStanza(Index stanza);
     void unplaceKey(Key const& key);
-    /// The texts of comments are copied.
+    // Comments, whose texts are copied.
+
+    /// Behind the comments that open the file.
     void addFileComment(std::string_view text);
+    /// Behind the comments below the stanza's header.
     void addStanzaComment(Index stanza, std::string_view text);
+    /// In front of the key's line.
     void addKeyComment(Key const& key, std::string_view text);
 
     // The reader's: lines at the end of the file.

@@ -36,7 +36,9 @@ enum Flag : unsigned {
     percentLiteral = 0x100000  ///< "%"
 };
 
-/// Values of ZFormatSpec::argType and ZFormatArg::type.
+/// Values of ZFormatSpec::argType and ZFormatArg::type. Their order counts: integers from
+/// signedLongLong on are passed as long long; from doubleE to the last long double all are
+/// floating, three by three for the letters e, f and g.
 enum ArgType : int {
     noType = -1,  ///< an argument that no specification converts; an invalid conversion
     byteChar = 0,

@@ -109,7 +109,8 @@ TEST_F(ObserverTest, EveryOtherOperationWaitsForARunningNotification) {
             begun.await();
             calls += " updated";
         };
-        notified();
+        calls.clear();
+        subject.notifyObservers(notice);
         crew.join();
         EXPECT_EQ(calls, "a updated done");
     }

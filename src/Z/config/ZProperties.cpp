@@ -7,15 +7,15 @@
 #include "Z/ZLCConstString.h"
 #include "Z/ZUTF8ConstString.h"
 #include "Z/ZUTF8String.h"
-#include "Z/config/cache/append.h"
 #include "Z/config/file_history.h"
 #include "Z/config/properties_edit.h"
 #include "Z/config/value_text.h"
+#include "Z/containers/members.h"
 
 namespace {
 
-using zfc::cache::appendNew;
 using zfc::config::isEmpty;
+using zfc::containers::appendNew;
 
 constexpr char sourceName[] = "src/Z/ZProperties";
 

@@ -9,12 +9,12 @@
 #include "Z/ZException.h"
 #include "Z/ZList.h"
 #include "Z/ZUTF8String.h"
-#include "Z/config/cache/append.h"
 #include "Z/config/cache/table.h"
+#include "Z/containers/members.h"
 
 namespace {
 
-using zfc::cache::appendNew;
+using zfc::containers::appendNew;
 
 constexpr char sourceName[] = "src/Z/ZPropertiesImpl";
 

@@ -39,7 +39,8 @@ void appendNew(ZArrayList& list, std::unique_ptr<Object> object) {
 /// realloc() of a block with an owner. False when there is no memory; the block stays as it was.
 template <class Block>
 [[nodiscard]] bool resizeBlock(Block& block, std::size_t bytes) {
-    void* const resized = std::realloc(block.get(), bytes);
+    // realloc() to no bytes may free the block and answer null, as if there were no memory.
+    void* const resized = std::realloc(block.get(), bytes == 0 ? 1 : bytes);
     if (resized == nullptr) return false;
     static_cast<void>(block.release());  // realloc() has freed it
     block.reset(static_cast<typename Block::pointer>(resized));

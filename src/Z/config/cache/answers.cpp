@@ -5,11 +5,10 @@
 #include "Z/ZException.h"
 #include "Z/ZList.h"
 #include "Z/ZPropertiesImpl.h"
-#include "Z/config/cache/append.h"
 #include "Z/config/cache/handed_out.h"
 #include "Z/config/cache/records.h"
+#include "Z/containers/members.h"
 
-using zfc::cache::appendNew;
 using zfc::cache::findKey;
 using zfc::cache::findStanza;
 using zfc::cache::Index;
@@ -18,6 +17,7 @@ using zfc::cache::none;
 using zfc::cache::Obfuscated;
 using zfc::cache::Records;
 using zfc::cache::Values;
+using zfc::containers::appendNew;
 
 namespace {
 

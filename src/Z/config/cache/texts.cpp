@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Z/ZException.h"
+#include "Z/containers/members.h"
 
 namespace zfc::cache {
 namespace {
@@ -24,11 +25,8 @@ Block allocateBlock(std::size_t bytes) {
 }
 
 void resizeBlock(Block& block, std::size_t bytes) {
-    // realloc() to no bytes may free the block and answer null, as if there were no memory.
-    void* const resized = std::realloc(block.get(), std::max<std::size_t>(bytes, 1));
-    if (resized == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    static_cast<void>(block.release());
-    block.reset(static_cast<char*>(resized));
+    if (!containers::resizeBlock(block, bytes))
+        zraise(ZOutOfMemoryException(), sourceName, __LINE__);
 }
 
 std::string_view Texts::copy(std::string_view text) {

@@ -76,7 +76,6 @@ class Texts {
     /// More than half is garbage, and it is worth the work.
     [[nodiscard]] bool isWasteful() const { return held > 2 * used + spare; }
     [[nodiscard]] std::size_t bytesUsed() const { return used; }
-    [[nodiscard]] std::size_t bytesHeld() const { return held; }
 
   private:
     static constexpr std::size_t spare = std::size_t{64} * 1024;

@@ -38,6 +38,11 @@ class ZLCConstString;
 class ZUTF8ConstString;
 class ZUTF8String;
 
+namespace zfc::platform {
+class LockedFile;
+struct Status;
+}  // namespace zfc::platform
+
 /// The read operations. None raises more than its contract says and ZOutOfMemoryException.
 class ZFC_API ZPropertiesInterface {
   public:
@@ -331,7 +336,8 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     void dropValues(char const* file) ZREQUIRES(propLock);
     void readCompanion(char const* file) ZREQUIRES(propLock);
     void settleCompanion(char const* name, char const* file) ZREQUIRES(propLock);
-    void settle(char const* file, long time) ZREQUIRES(propLock);
+    void storeTo(ZLCString const& name, zfc::platform::LockedFile* held) ZREQUIRES(propLock);
+    void settle(char const* file, zfc::platform::Status const& status) ZREQUIRES(propLock);
     void refresh(int forceReload);
 
     // Guarded by propLock. Declared order.

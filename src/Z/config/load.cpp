@@ -76,7 +76,7 @@ void ZProperties::loadFrom(ZLCString const& file, Values values) {
     // What a half-read file left here went with the other values.
     if (values == Values::cleared) history->halfReads.clear();
     history->finishReading(path);
-    settle(path, status.modified);
+    settle(path, status);
 }
 
 /// Empties the cache for `file`, which is about to be read. Should that fail, the values that go
@@ -104,10 +104,10 @@ void ZProperties::readCompanion(char const* file) {
 }
 
 /// The object and the file hold the same.
-void ZProperties::settle(char const* file, long time) {
+void ZProperties::settle(char const* file, zfc::platform::Status const& status) {
     modified = 0;
     // refresh() looks at this file alone.
-    if (fileName == file) fileTime = time;
+    if (fileName == file) fileTime = status.modified;
 }
 
 void ZProperties::refresh(int forceReload) {

@@ -33,6 +33,7 @@ TEST_F(ProcessLockTest, NamesItsFileByDirectoryAndName) {
     EXPECT_STREQ("config", lock.getLockName().getChars()) << "without the lock";
     lock.writeLock();
     lock.setLockName(name);
+    lock.setLockName(name);  // which it has already
     EXPECT_STREQ("other", lock.getLockName().getChars());
     EXPECT_TRUE(isFree() && path == lock.getLockFileName().getChars());
     TempDir const elsewhere;

@@ -205,6 +205,10 @@ TEST(StringCodesetTest, EditsSearchesAndSplitsByWholeCharacters) {
         EXPECT_STREQ(ZLCString("\xE9\xE9").replace('\xE9', 'e'), "ee");
         EXPECT_EQ(ZLCString("\xE9-\xE9").lastIndexOf(0xE9), 2);
         EXPECT_EQ(ZUTF8String("\xC3\xA9-\xC3\xA9").lastIndexOf(0xC3), 3);
+        ZLCString local;
+        ZUTF8String utf8;
+        EXPECT_STREQ(*ZStringIterator(ZLCConstString("\xE9!"), local).getNext(), "\xE9");
+        EXPECT_STREQ(*ZStringIterator(ZUTF8ConstString("é!"), utf8).getNext(), "é");
     });
 }
 

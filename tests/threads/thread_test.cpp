@@ -140,11 +140,8 @@ TEST(ThreadTest, StandsForAThreadThatSomebodyElseStarted) {
     EXPECT_EQ(wrapped.getPThreadID(), id);
     wrapped.waitForExit();
     EXPECT_EQ(thrownBy([&] { wrapped.waitForExit(); }), notJoined);
-}
-
-TEST(ThreadTest, OrdersByIdUnsigned) {
     constexpr auto highest = std::numeric_limits<pthread_t>::max();
-    EXPECT_EQ(Wrapped(1).compare(Wrapped(highest)), -1);
+    EXPECT_EQ(Wrapped(1).compare(Wrapped(highest)), -1) << "by unsigned ids";
     EXPECT_EQ(Wrapped(highest).compare(Wrapped(1)), 1);
 }
 

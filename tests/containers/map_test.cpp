@@ -77,7 +77,16 @@ void checkAgainstRow(Map map, int distance) {
     EXPECT_EQ((Values{9, 6}), listed(map));
 }
 
-TEST_F(MapTest, BucketKeepsTheOrderOfInsertion) { checkAgainstRow(ZHashMap(2, 1), 3); }
+TEST_F(MapTest, BucketKeepsTheOrderOfInsertion) {
+    checkAgainstRow(ZHashMap(2, 1), 3);
+    ZHashMap map(2, 1);
+    for (int i = 0; i < 100; ++i)
+        map.putEntryNoCopy(new Number(3 * i));
+    for (int i = 100; --i >= 0;) {
+        map.removeEntry(std::make_unique<Number>(3 * i).get());
+        EXPECT_FALSE(map.contains(nullptr)) << i << " are left";
+    }
+}
 
 TEST_F(MapTest, ArrayMapKeepsTheOrderOfInsertion) {
     checkAgainstRow(ZArrayMap(1, 1), 1);
@@ -121,7 +130,6 @@ TEST_F(MapTest, KeyEntriesCompareKeysAloneAndAreAssignedWholeOrNotAtAll) {
     EXPECT_LT(none.compare(low), 0);
     EXPECT_GT(low.compare(none), 0);
     EXPECT_TRUE(none.equals(ZKeyEntry(nullptr, &two, 0)));
-    EXPECT_FALSE(low.equals(one));
     EXPECT_EQ(1U, low.hash());
     EXPECT_FALSE(low.equals(ZKeyEntry(&one, nullptr, 0))) << "hashes that are known differ";
     EXPECT_TRUE(low.equals(ZKeyEntry(low)));
@@ -183,7 +191,7 @@ TEST_F(MapTest, KeyMapDoesWhatAStandardMapDoes) {
         other.putAll(map);
         std::unique_ptr<ZObject> const copy(other.clone());
         map.removeAll();
-        EXPECT_TRUE(map.isEmpty());
+        EXPECT_TRUE(map.isEmpty() && map.ZAbstractKeyMap::isEmpty());
         for (auto const* const each : {&other, dynamic_cast<ZHashKeyMap*>(copy.get())}) {
             ZArrayList keys(1, 0);
             ZArrayList values(1, 0);

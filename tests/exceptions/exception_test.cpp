@@ -7,7 +7,13 @@
 #include <utility>
 #include <vector>
 
+#include "Z/ZBuffer.h"
 #include "Z/ZException.h"
+#include "Z/ZKeyMap.h"
+#include "Z/ZObserve.h"
+#include "Z/ZProcessLock.h"
+#include "Z/ZPropertiesImpl.h"
+#include "Z/ZSharedLibrary.h"
 #include "Z/ZUTF8String.h"
 #include "support/objects.h"
 
@@ -75,6 +81,10 @@ TEST(ExceptionTree, PrintsItsTextAndClonesAndThrowsAsItself) {
     expect<ZToUTF8Exception>(49, "Local codeset UTF-8 string could not be converted to UTF-8.");
     expect<ZFromUTF8Exception>(50,
                                "UTF-8 string could not be converted to the local codeset UTF-8.");
+    expect<ZSharedLibraryLoadException>(51, "Shared library load/unload error (lib) 2.  why", "lib",
+                                        "why", 2);
+    expect<ZSharedLibraryResolveException>(52, "Shared library resolve error (lib:symbol) 2.  why",
+                                           "lib", "symbol", "why", 2);
     expect<ZPropertiesMissingPropertyException>(
         28, "The configuration file f is missing the required attribute k in stanza .", "f",
         nullptr, "k");
@@ -127,6 +137,24 @@ TEST(ObjectRoot, OrdersByAddressOrAnOverriddenCompare) {
     expectOrder(Number(1), Number(1), Number(2));
 }
 
+TEST(ObjectRoot, OtherClassesEqualTheirClonesAndAreOrderedAmongEachOtherByAddress) {
+    ZObject const plain;
+    ZPropLine const line(ZPropLine::comment, "#a");
+    ZObfuscatedItem const item("s", "k");
+    ZBuffer const buffer("a");
+    ZSequenceUpdate const update(1, 0);
+    ZKeyEntry const entry(&plain, nullptr, 0);
+    Voyeur const voyeur(nullptr);
+    ZSharedLibrary const library;
+    ZObject const* const objects[] = {&line, &item, &buffer, &update, &entry, &voyeur, &library};
+    for (ZObject const* const object : objects) {
+        std::unique_ptr<ZObject> const copy(object->clone());
+        EXPECT_EQ(object->compare(*copy), 0);
+        EXPECT_EQ(object->compare(plain), -plain.compare(*object));
+    }
+    EXPECT_NE(line.compare(ZPropLine(ZPropLine::header, "#a")), 0);
+}
+
 TEST(ObjectRoot, ExhaustionIsAnExceptionFromAFixedPlace) {
     volatile std::size_t const tooMuch = SIZE_MAX / 4 * 3;  // more than any object may have
     std::string const told =
@@ -151,7 +179,7 @@ TEST(MessageService, MessageShowsAsManyTextsAsCountedAndKeptUtf8TextsAsEmptyLine
     auto const& service = *ZMessageService::messageService();
     std::string const head = "Error: 4\n File: \"(null)\" 3\n Thread: #\n";
     for (auto const& [count, tail] :
-         {std::pair(-1, ""), std::pair(2, "Additional Information:\na\n\n"),
+         {std::pair(-1, ""), std::pair(0, ""), std::pair(2, "Additional Information:\na\n\n"),
           std::pair(7, "Additional Information:\na\n\n\n\n\na\n")})  // there are only six
         EXPECT_EQ(head + tail, errorOutputOf([&, shown = count] {
                       service.outputMessage(nullptr, 3, 4, shown, &a, nullptr, nullptr, nullptr,

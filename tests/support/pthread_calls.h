@@ -17,6 +17,7 @@
 namespace testsupport {
 
 inline std::atomic<int> waitsBegun{0};        // and joins; noted before they give anything up
+inline std::atomic<int> attributesLeft{0};    // made, or not for a failure, and not destroyed
 inline thread_local timespec lastDeadline{};  // of the calling thread's last timed wait
 inline thread_local std::function<void()> beforeCreate;
 
@@ -74,8 +75,8 @@ PTHREAD_CALL(pthread_cond_timedwait, (pthread_cond_t * c, pthread_mutex_t* m, ti
 PTHREAD_CALL(pthread_create, (pthread_t * t, pthread_attr_t const* a, void* (*f)(void*), void* x),
              (t, a, f, x), if (beforeCreate) std::exchange(beforeCreate, nullptr)())
 PTHREAD_CALL(pthread_join, (pthread_t t, void** r), (t, r), ++waitsBegun)
-PTHREAD_CALL(pthread_attr_init, (pthread_attr_t * a), (a), )
-PTHREAD_CALL(pthread_attr_destroy, (pthread_attr_t * a), (a), )
+PTHREAD_CALL(pthread_attr_init, (pthread_attr_t * a), (a), ++attributesLeft)
+PTHREAD_CALL(pthread_attr_destroy, (pthread_attr_t * a), (a), --attributesLeft)
 PTHREAD_CALL(pthread_attr_setdetachstate, (pthread_attr_t * a, int s), (a, s), )
 PTHREAD_CALL(pthread_key_create, (pthread_key_t * k, void (*f)(void*)), (k, f), )
 PTHREAD_CALL(pthread_setspecific, (pthread_key_t k, void const* v), (k, v), )

@@ -2,6 +2,7 @@
 #include "Z/ZKeyMap.h"
 #include "Z/ZList.h"
 #include "Z/ZProperties.h"
+#include "Z/config/changes.h"
 #include "Z/config/properties_edit.h"
 
 namespace {
@@ -56,9 +57,18 @@ void ZAbstractPropertiesFactory::enter(char const* file, std::unique_ptr<ZProper
 ZProperties* ZProperties::getPropertiesFor(char const* file, ZAbstractPropertiesFactory& factory,
                                            int forceReload) {
     zfc::config::require(file, sourceName, __LINE__);
+    zfc::config::Notices notices;
+    ZProperties* const found = findOrLoad(file, factory, forceReload, notices);
+    // Without the registry's lock: an observer may ask for another file, or wait for who does.
+    found->tell(notices);
+    return found;
+}
+
+ZProperties* ZProperties::findOrLoad(char const* file, ZAbstractPropertiesFactory& factory,
+                                     int forceReload, zfc::config::Notices& notices) {
     ZPropRegistry const guard;
     if (ZProperties* const known = factory.find(file)) {
-        known->refresh(forceReload);
+        known->refresh(forceReload, notices);
         return known;
     }
     std::unique_ptr<ZProperties> made(factory.makePropertiesInstance());

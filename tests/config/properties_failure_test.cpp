@@ -108,6 +108,24 @@ TEST(PropertiesFailureTest, aStoreThatFailsOnceAnywhereLosesNothing) {
     }
 }
 
+TEST(PropertiesFailureTest, anUpdateThatFailsOnceAnywhereIsNotMade) {
+    for (Edit const edit : {grow, forgetSecret}) {
+        int const places = failInScenes([&](Scene& scene, auto call, auto fails) {
+            std::string const before = scene.state();
+            bool const failed = fails([&] { scene.properties.updateFile(edit, 0); });
+            EXPECT_FALSE(scene.properties.isModified());
+            if (failed && call != "unlink") {
+                EXPECT_EQ(scene.state(), before);
+                EXPECT_EQ(scene.secret(), valueOf(scene.properties, "s", "secret"));
+            }
+            scene.properties.updateFile(edit, 0);
+            EXPECT_NE(scene.state(), before);
+            EXPECT_EQ(scene.secret(), valueOf(scene.properties, "s", "secret"));
+        });
+        EXPECT_GT(places, 15);
+    }
+}
+
 TEST(PropertiesFailureTest, aStoreToANewNameThatFailsLeavesNoFiles) {
     int const places = failInScenes([](Scene& scene, auto call, auto fails) {
         ZStanzaFileProperties fresh(1);

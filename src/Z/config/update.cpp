@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <exception>
+#include <functional>
 #include <utility>
 
 #include "Z/ZException.h"
@@ -56,8 +57,8 @@ bool ZProperties::updateOnce(ZLCString const& name, FileEdit const& edit,
     auto before = zfc::config::copyOf(*cache);
     FileHistory& known = *history;
     std::size_t const told = known.notices.size();
-    ZUndo undo([&target, &known, told, &before, &now = cache, &edited = modified] {
-        edited = 0;
+    ZUndo undo([&target, &known, told, &before, &now = cache, edited = std::ref(modified)] {
+        edited.get() = 0;
         // Stored, but for its last step: read again before it is trusted.
         if (target.isKept()) return static_cast<void>(known.stamp = {});
         now.swap(before);

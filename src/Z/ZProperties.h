@@ -409,6 +409,8 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     void readValues(char const* file, zfc::platform::LockedFile& source) ZREQUIRES(propLock);
     void readAnew(char const* file, zfc::platform::LockedFile& source, Values values)
         ZREQUIRES(propLock);
+    void readAside(char const* file, zfc::platform::LockedFile& source, bool comesBack)
+        ZREQUIRES(propLock);
     [[nodiscard]] std::unique_ptr<ZPCategoryBasedCache> emptyCache() ZREQUIRES(propLock);
     void leaveOwnFile(char const* file) ZREQUIRES(propLock);
     void readCompanion(char const* file) ZREQUIRES(propLock);

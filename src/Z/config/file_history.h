@@ -37,6 +37,8 @@ struct ZProperties::FileHistory : public ZObject {
     ZLCString companion;                          // decoded or written by this object; empty: none
     ZLCString companionOwner;                     // the file that names it
     std::unique_ptr<ZPCategoryBasedCache> empty;  // to make others from; null: not needed so far
+    std::unique_ptr<ZPCategoryBasedCache> told;   // what observers know of, behind a reload that
+                                                  // failed in its midst; null: the values here
     bool isUpdating = false;                      // an edit of updateFile() runs
     unsigned int gatherings = 0;                  // one in the other
     zfc::config::Notices notices;                 // of the gathering that runs

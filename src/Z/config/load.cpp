@@ -100,26 +100,33 @@ void ZProperties::readValues(char const* file, zfc::platform::LockedFile& source
 /// Reads in place of the values here, which come back when that fails and they are to be exchanged.
 void ZProperties::readAnew(char const* file, zfc::platform::LockedFile& source, Values values) {
     bool const isAside = values == Values::exchanged;
-    bool const isObserved = mayBeObserved();
     if (!isAside) leaveOwnFile(file);
-    if (!isAside && !isObserved) {
-        cache->clear();
-        history->rememberCompanion("", "");
-        return readValues(file, source);
-    }
+    if (isAside || mayBeObserved()) return readAside(file, source, isAside);
+    cache->clear();
+    history->rememberCompanion("", "");
+    history->told.reset();
+    readValues(file, source);
+}
+
+void ZProperties::readAside(char const* file, zfc::platform::LockedFile& source, bool comesBack) {
     auto before = emptyCache();
     ZLCString companion;
     ZLCString companionOwner;
-    auto const exchange = [&before, &companion, &companionOwner, &now = cache, &known = *history] {
+    FileHistory& known = *history;
+    auto const exchange = [&before, &companion, &companionOwner, &now = cache, &known] {
         now.swap(before);
         std::swap(companion, known.companion);
         std::swap(companionOwner, known.companionOwner);
     };
     exchange();
-    ZUndo undo(exchange);
-    if (!isAside) undo.keep();
+    ZUndo undo([&exchange, &before, &known, comesBack] {
+        if (comesBack) return exchange();
+        // Observers will be told what the next reload has changed of this.
+        if (!known.told) known.told.swap(before);
+    });
     readValues(file, source);
-    if (isObserved) history->notices.addDifferences(*before, *cache);
+    if (mayBeObserved()) known.notices.addDifferences(known.told ? *known.told : *before, *cache);
+    known.told.reset();
     undo.keep();
 }
 

@@ -337,8 +337,9 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     /// that is taken is waited for, up to `milliseconds`; with 0 it is tried for once. When the
     /// time is up, ZPropertiesIOException (message 43) with "fcntl()" and EAGAIN.
     ///
-    /// The object's lock is held for the whole time, the wait included; observers are told of what
-    /// was read and edited after it is released. In `edit` this object cannot be loaded, stored or
+    /// The object's lock is held for the whole time, the wait included: `edit` must not wait for a
+    /// thread that uses the object. Observers are told of what was read and edited after it is
+    /// released. In `edit` this object cannot be loaded, stored or
     /// updated: ZInvalidParameterException (message 22). The same is raised for an object with
     /// edits that are not stored, which reading would drop; for a name that is not the object's;
     /// and from within postLoad().
@@ -417,9 +418,10 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     void settleCompanion(char const* name, char const* file) ZREQUIRES(propLock);
     void storeTo(ZLCString const& name, zfc::platform::LockedFile* held) ZREQUIRES(propLock);
     void settle(char const* file, zfc::platform::Status const& status) ZREQUIRES(propLock);
-    void refresh(int forceReload, zfc::config::Notices& notices);
+    void refresh(int forceReload);
+    [[nodiscard]] bool isOutdated(int forceReload) const ZREQUIRES(propLock);
     static ZProperties* findOrLoad(char const* file, ZAbstractPropertiesFactory& factory,
-                                   int forceReload, zfc::config::Notices& notices);
+                                   bool& isNew);
     [[nodiscard]] bool defersNotice(ZPropertyChanged::PropertyChangeType type, char const* stanza,
                                     char const* key) ZREQUIRES(propLock);
     void tell(zfc::config::Notices const& notices);

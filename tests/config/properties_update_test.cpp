@@ -71,42 +71,33 @@ TEST(PropertiesUpdateTest, isAllOrNothing) {
     auto const giveUp = [](ZStanzaFileProperties& edited) {
         edited.setValue("s", "k", "mine");
         edited.addFileComment("mine");
-        throw ZUnexpectedEndOfFile("enough");
+        throw ZOutOfMemoryException();
     };
-    writeFile(file.path(), "[s]\nk = theirs\n");
-    EXPECT_THROW(properties.updateFile(giveUp, 0), ZUnexpectedEndOfFile);
-    EXPECT_EQ(valueOf(properties, "s", "k"), "theirs") << "read before it was given up";
-    EXPECT_FALSE(properties.isModified());
-    EXPECT_EQ(file.bytes(), "[s]\nk = theirs\n");
-
-    // Nothing to be stored: not even blanks change.
+    // Not even its blanks change.
     writeFile(file.path(), "[s]\nk=theirs\n");
+    EXPECT_THROW(properties.updateFile(giveUp, 0), ZOutOfMemoryException);
+    EXPECT_EQ(valueOf(properties, "s", "k"), "theirs") << "read before it was given up";
     properties.updateFile([](ZStanzaFileProperties& edited) { edited.deleteKey("s", "l"); }, 0);
     EXPECT_EQ(file.bytes(), "[s]\nk=theirs\n");
+    EXPECT_FALSE(properties.isModified());
 
-    std::string const broken = "[s]\nk = 2\nnonsense\n";
-    writeFile(file.path(), broken);
     bool wasCalled = false;
     auto const note = [&](ZProperties&) { wasCalled = true; };
+    int const holder = lockWhole(file.path(), F_OFD_SETLK, F_RDLCK);
+    EXPECT_EQ(ioFailure([&] { properties.updateFile(note, 30); }),
+              ioText(file.path(), "fcntl()", EAGAIN));
+    close(holder);
+    writeFile(file.path(), "[s]\nk = 2\nnonsense\n");
     for (int i = 0; i < 2; ++i)
         EXPECT_THROW(properties.updateFile(note, 0), ZPropertiesInvalidDataException);
     EXPECT_THROW(properties.store(), ZPropertiesInvalidDataException);
-    EXPECT_EQ(file.bytes(), broken);
+    EXPECT_EQ(file.bytes(), "[s]\nk = 2\nnonsense\n");
     EXPECT_EQ(valueOf(properties, "s", "k"), "theirs");
 
-    writeFile(file.path(), sample);
-    properties.reload();
-    int const holder = lockWhole(file.path(), F_OFD_SETLK, F_RDLCK);
-    for (unsigned int const limit : {0U, 30U})
-        EXPECT_EQ(ioFailure([&] { properties.updateFile(note, limit); }),
-                  ioText(file.path(), "fcntl()", EAGAIN));
-    close(holder);
+    EXPECT_THROW(properties.updateFile(note, 0, "other"), ZInvalidParameterException);
     properties.setValue("s", "k", "not stored");
     EXPECT_THROW(properties.updateFile(note, 0), ZInvalidParameterException);
     EXPECT_EQ(valueOf(properties, "s", "k"), "not stored");
-    properties.store();
-    EXPECT_THROW(properties.updateFile(note, 0, file.beside("other").c_str()),
-                 ZInvalidParameterException);
     EXPECT_FALSE(wasCalled);
 }
 
@@ -128,11 +119,18 @@ TEST(PropertiesUpdateTest, makesAMissingFileOnlyToStoreIt) {
 }
 
 TEST(PropertiesUpdateTest, storesNoValueOfAnotherFile) {
-    EditedFile file(sample);
-    writeFile(file.beside("defaults"), "[d]\nk = 1\n");
-    file.properties.load(file.beside("defaults").c_str());
-    file.properties.updateFile([](auto& edited) { edited.setValue("s", "l", "2"); }, 0);
-    EXPECT_EQ(file.bytes(), "[s]\nk = 1\nl = 2\n");
+    for (char const* const end : {"", "nonsense\n"}) {
+        EditedFile file(sample);
+        std::string const other = file.beside("other");
+        writeFile(other, std::string("[d]\nk = 1\n") + end);
+        if (*end == '\0') {
+            file.properties.load(other.c_str());
+        } else {
+            EXPECT_THROW(file.properties.load(other.c_str()), ZPropertiesInvalidDataException);
+        }
+        file.properties.updateFile([](auto& edited) { edited.setValue("s", "l", "2"); }, 0);
+        EXPECT_EQ(file.bytes(), "[s]\nk = 1\nl = 2\n");
+    }
 }
 
 TEST(PropertiesUpdateTest, editsTheFileThatIsInPlaceAtTheEnd) {

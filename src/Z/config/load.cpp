@@ -79,6 +79,8 @@ void ZProperties::readFrom(char const* file, zfc::platform::LockedFile& source, 
     LoadingFlag const flag(loading);
     bool const isFirst = cache->count() == 0 && history->stamp.status.identity.inode == 0;
     bool const isAlone = values != Values::kept || isFirst;
+    // Until all is read there may be half of another file here.
+    if (values != Values::exchanged) history->stamp.isAlone = false;
     if (values == Values::kept) {
         readValues(file, source);
     } else {
@@ -86,7 +88,7 @@ void ZProperties::readFrom(char const* file, zfc::platform::LockedFile& source, 
     }
     history->finishReading(file, status.identity, isAlone);
     settle(file, status);
-    if (!isAlone) history->stamp.isAlone = false;
+    history->stamp.isAlone &= isAlone;
 }
 
 void ZProperties::readValues(char const* file, zfc::platform::LockedFile& source) {
@@ -172,19 +174,25 @@ void ZProperties::settle(char const* file, zfc::platform::Status const& status) 
     history->stamp.status = status;
 }
 
-void ZProperties::refresh(int forceReload, zfc::config::Notices& notices) {
-    ZPropResourceLock const hold(propLock);
-    // In its updateFile(): it holds what the file holds, and the edit.
-    if (history->isUpdating) return;
-    FileHistory::Gathering const gathering(*history, notices);
-    if (forceReload == 0) {
-        auto const status = zfc::platform::statusOf(fileName.getChars());
-        bool const isCurrent =
-            status && history->isCurrent(*status) && !history->isUnread(fileName.getChars());
-        // Edits that are not stored must not be lost, nor values because their file is gone.
-        if (modified != 0 || loading != 0 || !status || isCurrent) return;
+void ZProperties::refresh(int forceReload) {
+    zfc::config::Notices notices;
+    {
+        ZPropResourceLock const hold(propLock);
+        FileHistory::Gathering const gathering(*history, notices);
+        // Under one lock: an edit that comes between would be lost.
+        if (isOutdated(forceReload)) reload(nullptr);
     }
-    reload(nullptr);
+    tell(notices);
+}
+
+bool ZProperties::isOutdated(int forceReload) const {
+    // In its updateFile() it holds what the file holds, and the edit.
+    if (history->isUpdating) return false;
+    if (forceReload != 0) return true;
+    // Edits that are not stored must not be lost, nor values because their file is gone.
+    auto const status = zfc::platform::statusOf(fileName.getChars());
+    if (modified != 0 || loading != 0 || !status) return false;
+    return !history->isCurrent(*status) || history->isUnread(fileName.getChars());
 }
 
 void ZProperties::clear() {
@@ -192,8 +200,10 @@ void ZProperties::clear() {
     {
         ZPropResourceLock const hold(propLock);
         FileHistory::Gathering const gathering(*history, notices);
-        if (loading == 0 && mayBeObserved()) history->notices.addDifferences(*cache, *emptyCache());
+        if (loading == 0 && mayBeObserved())
+            history->notices.addDifferences(history->told ? *history->told : *cache, *emptyCache());
         cache->clear();
+        history->told.reset();
         modified = 1;
         history->forgetUnread();
     }

@@ -118,22 +118,25 @@ TEST(PropertiesUpdateTest, makesAMissingFileOnlyToStoreIt) {
     EXPECT_EQ(readFile(path), "[s]\nk = 2\nk = 3\n") << "what it held is not lost";
 }
 
-TEST(PropertiesUpdateTest, storesNoValueOfAnotherFile) {
-    for (char const* const end : {"", "nonsense\n"}) {
+TEST(PropertiesUpdateTest, beginsWithWhatTheFileHolds) {
+    for (std::string const other : {"[d]\nk = 1\n", "[d]\nk = 1\nnonsense\n", "locked"}) {
+        SCOPED_TRACE(other);
         EditedFile file(sample);
-        std::string const other = file.beside("other");
+        ZStanzaFileProperties& properties = file.properties;
         setTime(file.path(), 1000000000);  // or it would be read again in any case
-        file.properties.reload();
+        properties.reload();
+        writeFile(file.beside("other"), other);
         int const holder = lockWhole(file.path(), F_OFD_SETLK, F_WRLCK);
-        EXPECT_NE(ioFailure([&] { file.properties.reload(); }), "");
-        close(holder);
-        writeFile(other, std::string("[d]\nk = 1\n") + end);
-        try {
-            file.properties.load(other.c_str());
-        } catch (ZPropertiesInvalidDataException const&) {
-            EXPECT_STRNE(end, "");
+        auto const load = [&] { properties.load(file.beside("other").c_str()); };
+        if (other == "locked") {
+            EXPECT_THROW(properties.reload(), ZPropertiesIOException);
+        } else if (other.find("nonsense") != std::string::npos) {
+            EXPECT_THROW(load(), ZPropertiesInvalidDataException);
+        } else {
+            load();
         }
-        file.properties.updateFile([](auto& edited) { edited.setValue("s", "l", "2"); }, 0);
+        close(holder);
+        properties.updateFile([](auto& edited) { edited.setValue("s", "l", "2"); }, 0);
         EXPECT_EQ(file.bytes(), "[s]\nk = 1\nl = 2\n");
     }
 }

@@ -140,6 +140,12 @@ class ZFC_API ZPCache : public ZObject {
     };
     /// Attribute bit: comments and blank lines that are read are kept.
     static constexpr unsigned long keepComments = 1;
+    /// Attribute bit: a store goes without its recovery copy.
+    static constexpr unsigned long noRecoveryCopy = 2;
+    /// Attribute bit: a reload that fails leaves the values as they were.
+    static constexpr unsigned long keepLastGood = 4;
+    /// Attribute bit: the attribute data says how large a companion may become.
+    static constexpr unsigned long companionLimit = 8;
 
     // in slot order: do not sort
     ~ZPCache() override;

@@ -222,6 +222,7 @@
 #define zstzPropSetIntegerValue ZFC_TAGGED(zstzPropSetIntegerValue)
 #define zstzPropSetStringValue ZFC_TAGGED(zstzPropSetStringValue)
 #define zstzPropStore ZFC_TAGGED(zstzPropStore)
+#define zstzPropUpdate ZFC_TAGGED(zstzPropUpdate)
 #define ZThread ZFC_TAGGED(ZThread)
 #define ZThreadException ZFC_TAGGED(ZThreadException)
 #define ZThreadPool ZFC_TAGGED(ZThreadPool)
@@ -254,6 +255,7 @@
 #define ZPROPItemType ZFC_TAGGED(ZPROPItemType)
 #define ZPROPOpenMode ZFC_TAGGED(ZPROPOpenMode)
 #define ZPROPReturnCode ZFC_TAGGED(ZPROPReturnCode)
+#define ZPROPUpdate ZFC_TAGGED(ZPROPUpdate)
 #define ZStzFileItem ZFC_TAGGED(ZStzFileItem)
 #define ZWideChar ZFC_TAGGED(ZWideChar)
 

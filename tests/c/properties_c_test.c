@@ -132,6 +132,27 @@ static void test_editing(void) {
     check_file("#top\n[net]\n#all\nport = 4294967295\n#one\nhost = h\nbare =\nfast = yes\n");
 }
 
+static int set_port(ZPROP_stz_handle* edited, void* answer) {
+    CHECK(edited == handle);
+    CHECK(zstzPropStore(edited, NULL) == ZPROP_IO_ERROR); /* it will be, when this returns */
+    CHECK(zstzPropUpdate(edited, 0, set_port, answer) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropSetIntegerValue(edited, "net", "port", 80) == ZPROP_OK);
+    return *(int*)answer;
+}
+
+static void test_updating(void) {
+    int answer = 7;
+    CHECK(zstzPropUpdate(handle, 0, NULL, NULL) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropUpdate(handle, 0, set_port, &answer) == ZPROP_EDIT_ERROR);
+    CHECK_ANSWER(zstzPropExists(handle, "net", "port", &rc), 0, ZPROP_OK);
+    check_file("[net]\nhost = h\n");
+    answer = 0;
+    CHECK(zstzPropUpdate(handle, 0, set_port, &answer) == ZPROP_OK);
+    check_file("[net]\nhost = h\nport = 80\n");
+    CHECK(zstzPropSetStringValue(handle, "net", "host", "x") == ZPROP_OK);
+    CHECK(zstzPropUpdate(handle, 0, set_port, &answer) == ZPROP_INVALID_ARGUMENT);
+}
+
 static void test_walking_keys(void) {
     ZPROP_iter_handle* keys = NULL;
     CHECK(zstzPropIter_init(handle, "net", NULL, &keys) == ZPROP_OK);
@@ -231,6 +252,7 @@ int main(void) {
     with_file(sample, test_reading);
     with_file(sample, test_request_lists);
     with_file("[old]\nk = 1\n[net]\nport = 1\ngone = x\n", test_editing);
+    with_file("[net]\nhost = h\n", test_updating);
     with_file("[net]\nhost = a\nhost = b\nempty =\n", test_walking_keys);
     with_file("[s]\nk = 1\nk = 2\nk = 3\n", test_walking_values);
     with_file("", test_missing_arguments);

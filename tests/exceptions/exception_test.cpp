@@ -31,7 +31,7 @@ void expect(unsigned long number, std::string const& text, Args... args) {
         auto& cloned = dynamic_cast<ZException&>(*copy);
         EXPECT_TRUE(typeid(thrown) == typeid(E) && typeid(cloned) == typeid(E)) << name;
         EXPECT_EQ("Exception: " + name + "\n File: \"src/Z/ZSample\" 7\n Error: " +
-                      std::to_string(number) + "\n Thread: #\nNUM_MSGS = 55\n" + text,
+                      std::to_string(number) + "\n Thread: #\nNUM_MSGS = 57\n" + text,
                   errorOutputOf([&] { cloned.dumpException(); }));
     }
 }
@@ -137,7 +137,7 @@ TEST(ObjectRoot, ExhaustionIsAnExceptionFromAFixedPlace) {
 
 constexpr char report[] =
     "Exception: ZThreadException\n File: \"src/Z/ZThread\" 12\n Error: 17\n Thread: #\n"
-    "NUM_MSGS = 55\nUnexpected error from pthread_create().  rc = 11.";
+    "NUM_MSGS = 57\nUnexpected error from pthread_create().  rc = 11.";
 
 void dumpReport() {
     ZThreadException e(17, 11);

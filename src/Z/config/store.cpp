@@ -7,6 +7,7 @@
 #include "Z/ZBuffer.h"
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
+#include "Z/config/companion_choice.h"
 #include "Z/config/companion_file.h"
 #include "Z/config/file_history.h"
 #include "Z/platform/locked_file.h"

@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 
 #include "Z/exceptions/messages.h"
 #include "Z/exceptions/report.h"
@@ -245,4 +246,40 @@ ZPropertiesInvalidDataException::ZPropertiesInvalidDataException(char const* pro
       lineNumber(number) {}
 void ZPropertiesInvalidDataException::print() {
     printinternal(this, propFile(), badline(), baddata());
+}
+
+namespace {
+
+/// The system's words; not strerror(), whose text another thread may overwrite.
+char const* wordsOf(int cause) {
+    if (cause == 0) return "The file is empty";
+    char const* const words = strerrordesc_np(cause);
+    return words != nullptr ? words : "Unknown error";
+}
+
+}  // namespace
+
+ZPropertiesCompanionIOException::ZPropertiesCompanionIOException(char const* companion,
+                                                                 char const* propFile, int result,
+                                                                 int errorCause)
+    : ZPropertiesIOException(companion, "mapFile()", result),
+      configFile_(propFile),
+      reason_(wordsOf(errorCause)),
+      cause(errorCause != 0 ? errorCause : result) {
+    code = numberOf(Message::companionAccessFailed);
+    name = "ZPropertiesCompanionIOException";
+}
+void ZPropertiesCompanionIOException::print() {
+    printinternal(this, propFile(), configFile(), reason(), cause);
+}
+
+ZPropertiesCompanionDataException::ZPropertiesCompanionDataException(char const* companion,
+                                                                     char const* propFile,
+                                                                     char const* why)
+    : ZPropertiesInvalidDataException(companion, "", 0), configFile_(propFile), reason_(why) {
+    code = numberOf(Message::companionDamaged);
+    name = "ZPropertiesCompanionDataException";
+}
+void ZPropertiesCompanionDataException::print() {
+    printinternal(this, propFile(), configFile(), reason());
 }

@@ -127,7 +127,7 @@ ZLCString ownCompanion(char const* file) {
 /// The file that has the companion as its own, by the names; empty when the name tells none.
 ZLCString ownerByName(char const* companion) {
     std::string_view const name = companion;
-    std::size_t const ending = companionEnding.size();
+    constexpr std::size_t ending = sizeof companionEnding - 1;
     bool const tellsOne =
         lastPart(name).size() > ending && name.substr(name.size() - ending) == companionEnding;
     return tellsOne ? ZLCString(companion, static_cast<unsigned int>(name.size() - ending)) : "";

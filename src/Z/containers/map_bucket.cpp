@@ -133,30 +133,33 @@ void Bucket::reserveOne() {
     bool const isNew = !index.exists();
     index.reserve(entries + 1);
     if (!isNew) return;
-    isOfTexts = true;
     // A small bucket keeps no hashes, so all are asked again when it gets its index.
+    isOfTexts = holdsTextsAlone();
     enterAll();
+}
+
+bool Bucket::holdsTextsAlone() const {
+    unsigned int i = 0;
+    while (i < ZArrayMap::size() && bytesHash(get(i), hashOf(get(i))))
+        ++i;
+    return i == ZArrayMap::size();
 }
 
 /// Needs no memory: the room is there.
 void Bucket::enterAll() {
     index.empty();
-    for (unsigned int i = 0; i < ZArrayMap::size(); ++i) {
-        unsigned long const hash = hashOf(get(i));
-        if (isOfTexts && !bytesHash(get(i), hash)) {
-            // The others go by the same hash as this one from now on.
-            isOfTexts = false;
-            return enterAll();
-        }
-        index.add(indexHash(get(i), hash), i);
-    }
+    for (unsigned int i = 0; i < ZArrayMap::size(); ++i)
+        index.add(indexHash(get(i), hashOf(get(i))), i);
 }
 
 void Bucket::enterLast(unsigned long hash) {
     if (!index.exists()) return;
     unsigned int const place = ZArrayMap::size() - 1;
-    if (isOfTexts && !bytesHash(get(place), hash)) return enterAll();
-    index.add(indexHash(get(place), hash), place);
+    bool const isOther = isOfTexts && !bytesHash(get(place), hash);
+    if (!isOther) return index.add(indexHash(get(place), hash), place);
+    // The others go by the same hash as this one from now on.
+    isOfTexts = false;
+    enterAll();
 }
 
 void Bucket::put(ZObject* entry, unsigned long hash) {

@@ -85,6 +85,7 @@ class Bucket : public ZArrayMap {
 
   private:
     [[nodiscard]] std::uint32_t indexHash(ZObject const* entry, unsigned long hash) const;
+    [[nodiscard]] bool holdsTextsAlone() const;
     void reserveOne();
     void enterLast(unsigned long hash);
     void enterAll();

@@ -565,9 +565,9 @@ class ZFC_API ZPropertiesInvalidDataException : public ZPropertiesException {
 /// companion is missing or empty.
 class ZFC_API ZPropertiesCompanionIOException : public ZPropertiesIOException {
   public:
-    /// `error` is the code of the map, `cause` the `errno` that tells why; 0: the file is empty.
-    ZPropertiesCompanionIOException(char const* companion, char const* configFile, int error,
-                                    int cause);
+    /// `error` is the code of a map, `cause` the `errno` that the text shows.
+    ZPropertiesCompanionIOException(char const* companion, char const* configFile,
+                                    char const* reason, int error, int cause);
     [[nodiscard]] ZObject* clone() const override {
         return new ZPropertiesCompanionIOException(*this);
     }

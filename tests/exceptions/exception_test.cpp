@@ -93,12 +93,18 @@ TEST(ExceptionTree, PrintsItsTextAndClonesAndThrowsAsItself) {
     expect<ZPropertiesInvalidDataException>(
         44, "The configuration file \"f\" contains invalid data at line 3.\nData: \" bad\"", "f",
         " bad", 3);
+    expect<ZPropertiesCompanionIOException>(
+        55, "The companion file c of the configuration file f cannot be read: Why (code 2).", "c",
+        "f", "Why", 22, 2);
+    expect<ZPropertiesCompanionDataException>(
+        56, "The companion file c of the configuration file f is damaged: it is cut off.", "c", "f",
+        "it is cut off");
     // Numbers that callers choose: a report shows no insert that was not passed, and a
     // mismatched one in its own kind.
     expect<ZThreadException>(
         28, "The configuration file 11 is missing the required attribute  in stanza .", 28, 11);
     expect<ZThreadException>(0, noText, 0, 1);
-    expect<ZThreadException>(55, noText, 55, 1);
+    expect<ZThreadException>(999, noText, 999, 1);
 }
 
 TEST(ExceptionLocation, IsNullUntilGivenAndOnlyTheLatestIsKept) {

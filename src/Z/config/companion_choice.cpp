@@ -196,13 +196,22 @@ bool anyLine(std::string_view text, Visit visit) {
     return limit + std::uint64_t{limit} / 8 + frame;
 }
 
+/// The system's words; not strerror(), whose text another thread may overwrite.
+[[nodiscard]] char const* wordsOf(int cause) {
+    char const* const words = strerrordesc_np(cause);
+    return words != nullptr ? words : "Unknown error";
+}
+
 /// The companion that is read, and who names it.
 struct Source {
     char const* companion;
     char const* file;
 
-    [[noreturn]] void raiseUnreadable(int error, int cause) const {
-        zraise(ZPropertiesCompanionIOException(companion, file, error, cause), sourceName,
+    [[noreturn]] void raiseUnreadable(int cause, char const* reason = nullptr) const {
+        // As the map of a file answers for one that is not there.
+        int const error = isGone(cause) ? EINVAL : cause;
+        char const* const words = reason != nullptr ? reason : wordsOf(cause);
+        zraise(ZPropertiesCompanionIOException(companion, file, words, error, cause), sourceName,
                __LINE__);
     }
     [[noreturn]] void raiseDamaged(ZLCString const& reason) const {
@@ -213,14 +222,13 @@ struct Source {
     /// Read, not mapped: a mapped file that somebody cuts off ends the process that reads on.
     void readInto(ZBuffer& bytes, unsigned long limit) const {
         auto const opened = openRegular(companion);
-        // As the map of a file answers for one that is not there.
-        if (!opened) raiseUnreadable(isGone(errno) ? EINVAL : errno, errno);
-        if (opened->status.size == 0) raiseUnreadable(EINVAL, 0);
+        if (!opened) raiseUnreadable(errno, errno == EINVAL ? "It is no regular file" : nullptr);
+        if (opened->status.size == 0) raiseUnreadable(EINVAL, "It is empty");
         if (opened->status.size > largestFile(limit)) raiseDamaged(tooLarge(limit));
         auto const size = static_cast<unsigned long>(opened->status.size);
         bytes.setLength(size);
         ssize_t const got = readBytes(opened->file, static_cast<char*>(bytes.getBuffer()), size);
-        if (got < 0) raiseUnreadable(errno, errno);
+        if (got < 0) raiseUnreadable(errno);
         bytes.setLength(static_cast<unsigned long>(got));
     }
 };

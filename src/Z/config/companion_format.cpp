@@ -31,7 +31,7 @@ constexpr int outputFull = -5;                     // ZSqueeze: the output is to
 constexpr std::uint64_t greatestExpansion = 1032;  // a deflate stream cannot expand to more
 constexpr std::uint64_t largestBlock = 0xffffffff;
 constexpr std::size_t longestSample = std::size_t{256} << 10;  // expanded, to know a companion by
-constexpr char streamMark = 0x78;  // the first byte of a stream of ours: deflate, greatest window
+constexpr std::string_view streamMark = "\x78\x9c";            // how a stream of ours begins
 
 // ------------------------------------------------------------------------------------- the records
 
@@ -165,8 +165,9 @@ bool beginsLikeCompanion(std::string_view bytes) {
     Content const content = contentOf(expanded, records);
     if (end == StreamEnd::whole) return content == Content::whole;
     bool const goesOn = end == StreamEnd::cutOff || end == StreamEnd::full;
+    bool const isMarked = bytes.substr(0, 2) == streamMark.substr(0, bytes.size());
     // Text may begin as a stream by chance, but not with a whole record.
-    bool const isStream = records > 0 || (goesOn && bytes.front() == streamMark);
+    bool const isStream = records > 0 || (goesOn && isMarked);
     return isStream && content != Content::wrong;
 }
 

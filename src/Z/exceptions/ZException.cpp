@@ -2,7 +2,6 @@
 
 #include <cstdarg>
 #include <cstdlib>
-#include <cstring>
 
 #include "Z/exceptions/messages.h"
 #include "Z/exceptions/report.h"
@@ -248,24 +247,14 @@ void ZPropertiesInvalidDataException::print() {
     printinternal(this, propFile(), badline(), baddata());
 }
 
-namespace {
-
-/// The system's words; not strerror(), whose text another thread may overwrite.
-char const* wordsOf(int cause) {
-    if (cause == 0) return "The file is empty";
-    char const* const words = strerrordesc_np(cause);
-    return words != nullptr ? words : "Unknown error";
-}
-
-}  // namespace
-
 ZPropertiesCompanionIOException::ZPropertiesCompanionIOException(char const* companion,
-                                                                 char const* propFile, int result,
+                                                                 char const* propFile,
+                                                                 char const* why, int result,
                                                                  int errorCause)
     : ZPropertiesIOException(companion, "mapFile()", result),
       configFile_(propFile),
-      reason_(wordsOf(errorCause)),
-      cause(errorCause != 0 ? errorCause : result) {
+      reason_(why),
+      cause(errorCause) {
     code = numberOf(Message::companionAccessFailed);
     name = "ZPropertiesCompanionIOException";
 }

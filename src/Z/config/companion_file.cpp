@@ -6,7 +6,7 @@
 #include <cerrno>
 
 #include "Z/ZException.h"
-#include "Z/ZFileMap.h"
+#include "Z/config/companion_choice.h"
 
 namespace zfc::config {
 namespace {
@@ -18,25 +18,9 @@ constexpr char sourceName[] = "src/Z/ZProperties";
 // A link would lead the owner's rights to somebody else's file, a pipe would hold us.
 constexpr int openFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
 
-class CompanionMap : public ZUnixFileMap {
-  public:
-    explicit CompanionMap(char const* path) : ZUnixFileMap(path, readOnly, 0) {}
-    [[nodiscard]] unsigned int getLength() const { return length; }
-};
-
 }  // namespace
 
-// ----------------------------------------------------------------------------- reading, removing
-
-ZBuffer companionBytes(char const* path) {
-    int rc = 0;
-    CompanionMap map(path);
-    void* const bytes = map.mapfile(&rc, 0);
-    if (bytes == nullptr)
-        zraise(ZPropertiesIOException(path, "mapFile()", rc), sourceName, __LINE__);
-    // Copied at once: a mapped file that somebody cuts off ends the process that reads on.
-    return ZBuffer(map.getLength(), bytes);
-}
+// ----------------------------------------------------------------------------- removing
 
 void removeCompanion(char const* path) {
     if (zfc::platform::isLinkOrSpecial(path))
@@ -47,8 +31,9 @@ void removeCompanion(char const* path) {
 
 // --------------------------------------------------------------------------------------- writing
 
-CompanionFile::CompanionFile(char const* companionPath, bool isKnown) : path(companionPath) {
-    if (isKnown) open();
+CompanionFile::CompanionFile(char const* companionPath, char const* mainFile, bool isKnown)
+    : path(companionPath) {
+    if (isKnown || mayTakeOver(path, mainFile)) open();
     if (!file.isOpen()) create();
 }
 

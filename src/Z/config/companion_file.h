@@ -7,15 +7,10 @@
 #include <optional>
 #include <string_view>
 
-#include "Z/ZBuffer.h"
 #include "Z/platform/locked_file.h"
 #include "Z/platform/rewrite.h"
 
 namespace zfc::config {
-
-/// The bytes of an existing companion file. Raises ZPropertiesIOException (message 43) with
-/// "mapFile()".
-[[nodiscard]] ZBuffer companionBytes(char const* path);
 
 /// Removes the file; one that is gone already is no failure. Raises ZPropertiesIOException (message
 /// 43) with "unlink()", for a link and for what is no regular file too.
@@ -25,10 +20,10 @@ void removeCompanion(char const* path);
 /// which removes a new one.
 class CompanionFile {
   public:
-    /// One that the object knows is opened, or made when it is gone; any other must not exist:
-    /// nobody's file is overwritten because of its name. Raises ZPropertiesIOException (message 43)
-    /// with "fopen(w)". The path is used until the end.
-    CompanionFile(char const* companionPath, bool isKnown);
+    /// One that the object knows is opened, or made when it is gone; any other must not exist, or
+    /// be one that a killed store of `file` left: nobody's file is overwritten because of its name.
+    /// Raises ZPropertiesIOException (message 43) with "fopen(w)". The path is used until the end.
+    CompanionFile(char const* companionPath, char const* file, bool isKnown);
     ~CompanionFile();
     CompanionFile(CompanionFile const&) = delete;
     CompanionFile& operator=(CompanionFile const&) = delete;

@@ -100,7 +100,8 @@ void ZProperties::store(char const* file) {
     // Under the main file's lock, which stands for both.
     std::optional<CompanionFile> companion;
     if (hasCompanion)
-        companion.emplace(companionName.getChars(), history->companion == companionName.getChars());
+        companion.emplace(companionName.getChars(), path,
+                          history->companion == companionName.getChars());
     long const time = writeFiles(path, target, image.bytes(), companion, bytesOf(companionImage));
 
     if (auto changed = stored.takeChanged()) cache = std::move(changed);
@@ -115,6 +116,7 @@ void ZProperties::store(char const* file) {
 void ZProperties::settleCompanion(char const* name, char const* file) {
     if (*name != '\0') return history->rememberCompanion(name, file);
     if (history->companion.isEmpty() || !(history->companionOwner == file)) return;
-    zfc::config::removeCompanion(history->companion.getChars());
+    if (!zfc::config::belongsToOther(history->companion.getChars(), file))
+        zfc::config::removeCompanion(history->companion.getChars());
     history->rememberCompanion("", "");
 }

@@ -115,15 +115,15 @@ ZObject* Bucket::clone() const { return new Bucket(*this); }
 
 int Bucket::find(ZObject const* key, unsigned long hash) const {
     if (!index.exists()) return ZArrayMap::getIndex(key);
-    auto const ofBytes = isOfTexts ? bytesHash(key, hash) : shortHash(hash);
+    auto const known = indexHash(key, hash);
     // A probe of another kind than the entries, which its own equals() may accept nevertheless.
-    if (!ofBytes) return ZArrayMap::getIndex(key);
-    return index.find(*ofBytes, [&](unsigned int place) { return matches(key, get(place)); });
+    if (!known) return ZArrayMap::getIndex(key);
+    return index.find(*known, [&](unsigned int place) { return matches(key, get(place)); });
 }
 
-/// By which an entry stands in the index.
-std::uint32_t Bucket::indexHash(ZObject const* entry, unsigned long hash) const {
-    return isOfTexts ? bytesHash(entry, hash).value_or(0) : shortHash(hash);
+/// By which an entry stands in the index; nothing for one that cannot stand there.
+std::optional<std::uint32_t> Bucket::indexHash(ZObject const* entry, unsigned long hash) const {
+    return isOfTexts ? bytesHash(entry, hash) : shortHash(hash);
 }
 
 /// Makes room for one more in the index, and the index itself when it is time.
@@ -149,14 +149,13 @@ bool Bucket::holdsTextsAlone() const {
 void Bucket::enterAll() {
     index.empty();
     for (unsigned int i = 0; i < ZArrayMap::size(); ++i)
-        index.add(indexHash(get(i), hashOf(get(i))), i);
+        index.add(indexHash(get(i), hashOf(get(i))).value_or(0), i);
 }
 
 void Bucket::enterLast(unsigned long hash) {
     if (!index.exists()) return;
     unsigned int const place = ZArrayMap::size() - 1;
-    bool const isOther = isOfTexts && !bytesHash(get(place), hash);
-    if (!isOther) return index.add(indexHash(get(place), hash), place);
+    if (auto const known = indexHash(get(place), hash)) return index.add(*known, place);
     // The others go by the same hash as this one from now on.
     isOfTexts = false;
     enterAll();
@@ -184,7 +183,7 @@ void Bucket::drop(ZObject const* key, unsigned long hash) {
     if (place < 0) return;
     auto const at = static_cast<unsigned int>(place);
     // Before the entry goes, which may be `key` itself.
-    if (index.exists()) index.remove(indexHash(get(at), hash), at);
+    if (index.exists()) index.remove(indexHash(get(at), hash).value_or(0), at);
     remove(place);
 }
 

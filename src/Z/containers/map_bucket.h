@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "Z/ZMap.h"
 #include "Z/zfree.h"
@@ -84,7 +85,8 @@ class Bucket : public ZArrayMap {
     void drop(ZObject const* key, unsigned long hash);
 
   private:
-    [[nodiscard]] std::uint32_t indexHash(ZObject const* entry, unsigned long hash) const;
+    [[nodiscard]] std::optional<std::uint32_t> indexHash(ZObject const* entry,
+                                                         unsigned long hash) const;
     [[nodiscard]] bool holdsTextsAlone() const;
     void reserveOne();
     void enterLast(unsigned long hash);

@@ -238,9 +238,8 @@ TEST_F(MapTest, TextsOfOneHashAreFoundWithoutAWalkThroughThemAndListedAsTheyCame
         CountedText const key(text);
         map.putEntry(&key, &key);
     }
-    for (std::string const& text : texts)
-        EXPECT_TRUE(map.contains(std::make_unique<CountedText>(text).get()));
-    EXPECT_LT(CountedText::comparisons, 2 * 2048) << "but for the first few, one for each answer";
+    EXPECT_LT(CountedText::comparisons, 2048);
+    EXPECT_EQ(map.size(), 2048U);
     ZArrayList keys(1, 0);
     map.listKeys(keys);
     for (unsigned int i = 0; i < keys.size(); ++i)
@@ -259,25 +258,22 @@ class CaselessText : public ZLCString {
     [[nodiscard]] bool equals(ZObject const& other) const override {
         return compareignorecase(dynamic_cast<ZLCString const&>(other).getChars()) == 0;
     }
+    CaselessText* me() { return this; }
 };
 
 TEST_F(MapTest, CrowdedTextsOfAClassWithAnEqualityOfItsOwnAreFoundByIt) {
-    for (bool const isMixed : {false, true}) {
+    for (int const firstCaseless : {0, 200}) {
         ZHashMap map(2, 1);
         for (int i = 0; i < 300; ++i) {
-            std::string const text = "key" + std::to_string(i);
-            if (!isMixed || i > 200) {
-                map.putEntryNoCopy(new CaselessText(i % 2 == 0 ? text : "KEY" + text.substr(3)));
-            } else {
-                map.putEntryNoCopy(new ZLCString(text.c_str()));
-            }
-            for (int j : {0, i / 2, i})
-                ASSERT_TRUE(
-                    map.contains(std::make_unique<CaselessText>("KeY" + std::to_string(j)).get()))
-                    << j << " of " << i;
+            std::string const text = (i % 2 == 0 ? "key" : "KEY") + std::to_string(i);
+            std::string const lower = "key" + std::to_string(i);
+            map.putEntryNoCopy(i < firstCaseless ? new ZLCString(lower.c_str())
+                                                 : new CaselessText(text));
+            for (int const j : {0, i / 2, i})
+                ASSERT_TRUE(map.contains(CaselessText("KeY" + std::to_string(j)).me())) << j;
         }
         for (int i = 0; i < 300; ++i)
-            map.removeEntry(std::make_unique<CaselessText>("kEY" + std::to_string(i)).get());
+            map.removeEntry(CaselessText("kEY" + std::to_string(i)).me());
         EXPECT_TRUE(map.isEmpty());
     }
 }

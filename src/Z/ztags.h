@@ -129,6 +129,8 @@
 #define ZPCategoryBasedCache ZFC_TAGGED(ZPCategoryBasedCache)
 #define ZPKVList ZFC_TAGGED(ZPKVList)
 #define ZProperties ZFC_TAGGED(ZProperties)
+#define ZPropertiesCompanionDataException ZFC_TAGGED(ZPropertiesCompanionDataException)
+#define ZPropertiesCompanionIOException ZFC_TAGGED(ZPropertiesCompanionIOException)
 #define ZPropertiesException ZFC_TAGGED(ZPropertiesException)
 #define ZPropertiesFactoryInterface ZFC_TAGGED(ZPropertiesFactoryInterface)
 #define ZPropertiesInterface ZFC_TAGGED(ZPropertiesInterface)

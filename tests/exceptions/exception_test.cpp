@@ -37,7 +37,7 @@ void expect(unsigned long number, std::string const& text, Args... args) {
         auto& cloned = dynamic_cast<ZException&>(*copy);
         EXPECT_TRUE(typeid(thrown) == typeid(E) && typeid(cloned) == typeid(E)) << name;
         EXPECT_EQ("Exception: " + name + "\n File: \"src/Z/ZSample\" 7\n Error: " +
-                      std::to_string(number) + "\n Thread: #\nNUM_MSGS = 55\n" + text,
+                      std::to_string(number) + "\n Thread: #\nNUM_MSGS = 57\n" + text,
                   errorOutputOf([&] { cloned.dumpException(); }));
     }
 }
@@ -103,12 +103,18 @@ TEST(ExceptionTree, PrintsItsTextAndClonesAndThrowsAsItself) {
     expect<ZPropertiesInvalidDataException>(
         44, "The configuration file \"f\" contains invalid data at line 3.\nData: \" bad\"", "f",
         " bad", 3);
+    expect<ZPropertiesCompanionIOException>(
+        55, "The companion file c of the configuration file f cannot be read: Why (code 2).", "c",
+        "f", "Why", 22, 2);
+    expect<ZPropertiesCompanionDataException>(
+        56, "The companion file c of the configuration file f is damaged: it is cut off.", "c", "f",
+        "it is cut off");
     // Numbers that callers choose: a report shows no insert that was not passed, and a
     // mismatched one in its own kind.
     expect<ZThreadException>(
         28, "The configuration file 11 is missing the required attribute  in stanza .", 28, 11);
     expect<ZThreadException>(0, noText, 0, 1);
-    expect<ZThreadException>(55, noText, 55, 1);
+    expect<ZThreadException>(999, noText, 999, 1);
 }
 
 TEST(ExceptionLocation, IsNullUntilGivenAndOnlyTheLatestIsKept) {
@@ -165,7 +171,7 @@ TEST(ObjectRoot, ExhaustionIsAnExceptionFromAFixedPlace) {
 
 constexpr char report[] =
     "Exception: ZThreadException\n File: \"src/Z/ZThread\" 12\n Error: 17\n Thread: #\n"
-    "NUM_MSGS = 55\nUnexpected error from pthread_create().  rc = 11.";
+    "NUM_MSGS = 57\nUnexpected error from pthread_create().  rc = 11.";
 
 void dumpReport() {
     ZThreadException e(17, 11);

@@ -2,7 +2,7 @@
 
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
-#include "Z/config/companion_file.h"
+#include "Z/config/companion_choice.h"
 #include "Z/config/file_history.h"
 #include "Z/config/properties_edit.h"
 #include "Z/platform/locked_file.h"
@@ -154,12 +154,11 @@ void ZProperties::leaveOwnFile(char const* file) {
 }
 
 void ZProperties::readCompanion(char const* file) {
-    ZLCString const name = cache->getCompanionName();
+    ZLCString const name = zfc::config::companionToLoad(cache->getCompanionName(), file);
     // One that was decoded before must not give its values twice.
     if (name.isEmpty() || history->companion == name.getChars()) return;
     // Remembered last: a companion that could not be read is not ours to write.
-    ZBuffer bytes = zfc::config::companionBytes(name.getChars());
-    cache->be_read_obfuscated(bytes);
+    zfc::config::readCompanionInto(*cache, name.getChars(), file);
     history->rememberCompanion(name.getChars(), file);
 }
 

@@ -7,6 +7,7 @@
 #include "Z/ZBuffer.h"
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
+#include "Z/config/companion_choice.h"
 #include "Z/config/companion_file.h"
 #include "Z/config/file_history.h"
 #include "Z/platform/locked_file.h"
@@ -106,7 +107,8 @@ void ZProperties::storeTo(ZLCString const& name, zfc::platform::LockedFile* held
     // Under the main file's lock, which stands for both.
     std::optional<CompanionFile> companion;
     if (hasCompanion)
-        companion.emplace(companionName.getChars(), history->companion == companionName.getChars());
+        companion.emplace(companionName.getChars(), path,
+                          history->companion == companionName.getChars());
     auto const status = writeFiles(path, target, image.bytes(), companion, bytesOf(companionImage));
 
     if (auto changed = stored.takeChanged()) cache = std::move(changed);
@@ -121,6 +123,7 @@ void ZProperties::storeTo(ZLCString const& name, zfc::platform::LockedFile* held
 void ZProperties::settleCompanion(char const* name, char const* file) {
     if (*name != '\0') return history->rememberCompanion(name, file);
     if (history->companion.isEmpty() || !(history->companionOwner == file)) return;
-    zfc::config::removeCompanion(history->companion.getChars());
+    if (!zfc::config::belongsToOther(history->companion.getChars(), file))
+        zfc::config::removeCompanion(history->companion.getChars());
     history->rememberCompanion("", "");
 }

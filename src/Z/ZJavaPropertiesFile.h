@@ -7,9 +7,9 @@
 #include <functional>
 #include <memory>
 
-#include "Z/ZAbstractMutableString.h"
 #include "Z/ZList.h"
 #include "Z/ZObject.h"
+#include "Z/ZUTF8String.h"
 #include "Z/zexport.h"
 
 /// One properties file. It is read as the platform's `java.util.Properties` reads it, every escape

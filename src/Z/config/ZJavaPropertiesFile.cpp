@@ -10,7 +10,6 @@
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
-#include "Z/ZUTF8String.h"
 #include "Z/config/java_document.h"
 #include "Z/containers/members.h"
 #include "Z/platform/locked_file.h"

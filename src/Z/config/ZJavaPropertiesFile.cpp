@@ -211,15 +211,15 @@ void ZJavaPropertiesFile::load() {
     state->reading([&] { state->take(readImage(path, LockedFile(path, Purpose::load))); });
 }
 
-void ZJavaPropertiesFile::check(FaultyLines& faulty) const {
+void ZJavaPropertiesFile::check(FaultyLines& lines) const {
     ZCancellationOff const wholeFiles;
     char const* const path = state->path.getChars();
     String const image = readImage(path, LockedFile(path, Purpose::load));
-    Lines lines(image, state->encoding);
-    while (lines.next()) {
-        if (lines.fault() == zfc::java::Fault::none) continue;
-        faulty.faulty(static_cast<unsigned int>(lines.faultNumber()),
-                      String(lines.faultText()).c_str(), publicFault(lines.fault()));
+    Lines walk(image, state->encoding);
+    while (walk.next()) {
+        if (walk.fault() == zfc::java::Fault::none) continue;
+        lines.faulty(static_cast<unsigned int>(walk.faultNumber()),
+                     String(walk.faultText()).c_str(), publicFault(walk.fault()));
     }
 }
 

@@ -97,6 +97,7 @@
 #define ziswupper ZFC_TAGGED(ziswupper)
 #define ZIterator ZFC_TAGGED(ZIterator)
 #define ZJavaProperties ZFC_TAGGED(ZJavaProperties)
+#define ZJavaPropertiesFile ZFC_TAGGED(ZJavaPropertiesFile)
 #define ZJavaPropertyParseException ZFC_TAGGED(ZJavaPropertyParseException)
 #define ZKeyEntry ZFC_TAGGED(ZKeyEntry)
 #define ZKeyMap ZFC_TAGGED(ZKeyMap)

@@ -15,10 +15,11 @@ std::string caretLine(std::string const& line, std::size_t column) {
     return text + "^";
 }
 
-Exit checkOne(std::string const& file, std::optional<Format> format, double waitSeconds) {
+Exit checkOne(std::string const& file, std::optional<Format> format, double waitSeconds,
+              Encoding encoding) {
     try {
         Deadline deadline(waitSeconds);
-        if (formatOf(file, format) == Format::java) return checkJava(file, deadline);
+        if (formatOf(file, format) == Format::java) return checkJava({file, encoding}, deadline);
         auto const properties = openForReading(file, deadline);
         return Exit::done;
     } catch (ZPropertiesInvalidDataException& e) {
@@ -43,12 +44,12 @@ std::string counted(std::size_t count, char const* what) {
 
 }  // namespace
 
-Exit check(std::vector<std::string> const& files, std::optional<Format> format,
-           double waitSeconds) {
+Exit check(std::vector<std::string> const& files, std::optional<Format> format, double waitSeconds,
+           Encoding encoding) {
     std::size_t invalid = 0;
     std::size_t unreadable = 0;
     for (auto const& file : files) {
-        Exit const result = checkOne(file, format, waitSeconds);
+        Exit const result = checkOne(file, format, waitSeconds, encoding);
         if (result == Exit::notThereOrInvalid) ++invalid;
         if (result == Exit::inputOutput) ++unreadable;
     }

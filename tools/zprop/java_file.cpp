@@ -1,160 +1,186 @@
 #include "zprop/java_file.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
+#include <cstdio>
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
+#include "zprop/failure.h"
 
 namespace zprop {
 namespace {
 
-using Skipped = ZJavaProperties::Skipped;
+using Fault = ZJavaPropertiesFile::Fault;
 
-class PassedLines : public ZJavaProperties::SkippedLines {
+class Collector : public ZJavaPropertiesFile::FaultyLines {
   public:
-    explicit PassedLines(std::vector<PassedLine>& list) : lines(list) {}
-    void skipped(unsigned int line, Skipped what) override { lines.push_back({line, what}); }
-
-  private:
-    std::vector<PassedLine>& lines;
+    void faulty(unsigned int line, char const* text, Fault what) override {
+        lines.push_back({line, text, what});
+    }
+    std::vector<FaultyLine> lines;
 };
 
-std::string bytesOf(ZUTF8String const& text) { return {text.getChars(), text.getLength()}; }
-
-/// The surrogate that stands at `at` in three bytes of its own; 0 when there is none.
-unsigned int surrogateAt(std::string const& text, std::size_t at) {
-    auto const byte = [&](std::size_t i) { return static_cast<unsigned char>(text[at + i]); };
-    if (at + 3 > text.size() || byte(0) != 0xED || byte(1) < 0xA0) return 0;
-    return 0xD000U | (byte(1) & 0x3FU) << 6 | (byte(2) & 0x3FU);
+std::vector<FaultyLine> collected(ZJavaPropertiesFile const& properties) {
+    Collector collector;
+    properties.check(collector);
+    return std::move(collector.lines);
 }
 
-std::string fourBytes(unsigned int code) {
-    auto const byte = [](unsigned int bits) { return static_cast<char>(bits); };
-    return {byte(0xF0 | code >> 18), byte(0x80 | (code >> 12 & 0x3F)),
-            byte(0x80 | (code >> 6 & 0x3F)), byte(0x80 | (code & 0x3F))};
+/// The lines that an error at line `number` is about: that one when it is half a surrogate pair,
+/// which the rest can be read with, else all that keep the file from being read.
+std::vector<FaultyLine> linesOf(std::vector<FaultyLine> lines, int number) {
+    auto const isIt = [number](FaultyLine const& line) {
+        return line.what == Fault::halfSurrogate && static_cast<int>(line.number) == number;
+    };
+    auto const half = std::find_if(lines.begin(), lines.end(), isIt);
+    if (half != lines.end()) return {*half};
+    auto const isHalf = [](FaultyLine const& line) { return line.what == Fault::halfSurrogate; };
+    lines.erase(std::remove_if(lines.begin(), lines.end(), isHalf), lines.end());
+    return lines;
 }
 
-/// The library keeps the two \u escapes of a character as they are; everybody else wants one.
-std::string joined(std::string const& text) {
-    std::string result;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        unsigned int const high = surrogateAt(text, at);
-        unsigned int const low = high == 0 ? 0 : surrogateAt(text, at + 3);
-        bool const isPair = high >= 0xD800 && high < 0xDC00 && low >= 0xDC00;
-        if (!isPair) {
-            result += text[at];
-            continue;
-        }
-        result += fourBytes(0x10000 + ((high - 0xD800) << 10) + (low - 0xDC00));
-        at += 5;
-    }
-    return result;
+Failure failureOf(ZJavaPropertiesFile const& properties,
+                  ZPropertiesInvalidDataException const& cause) {
+    constexpr std::size_t most = 20;
+    std::string const file = properties.getPath();
+    auto const lines = linesOf(collected(properties), cause.badline());
+    std::string text;
+    for (std::size_t i = 0; i < lines.size() && i < most; ++i)
+        text += (i == 0 ? "" : "\nzprop: ") + file + ":" + std::to_string(lines[i].number) + ": " +
+                lines[i].reason();
+    if (lines.size() > most)
+        text += "\nzprop: " + file + ": and " + std::to_string(lines.size() - most) + " lines more";
+    // Somebody has mended the file meanwhile.
+    if (lines.empty()) text = file + ":" + std::to_string(cause.badline()) + ": invalid line";
+    return {Exit::notThereOrInvalid, text};
 }
 
-bool hasText(std::string const& comment) {
-    return comment.find_first_not_of(" \t\v\f#!") != std::string::npos;
+/// Bytes of the character of UTF-8 at `at`.
+std::size_t lengthAt(std::string const& text, std::size_t at) {
+    std::size_t end = at + 1;
+    while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80)
+        ++end;
+    return end - at;
+}
+
+std::string escape(unsigned int unit) {
+    char text[8];
+    std::snprintf(text, sizeof text, "\\u%04x", unit & 0xFFFFU);
+    return text;
+}
+
+/// A character of UTF-8 by the number, or the two, that Java has for it.
+std::string escaped(std::string const& character) {
+    unsigned int code = static_cast<unsigned char>(character[0]);
+    if (character.size() > 1) code &= 0x7FU >> character.size();
+    for (char const c : character.substr(1))
+        code = code << 6U | (static_cast<unsigned char>(c) & 0x3FU);
+    if (code < 0x10000) return escape(code);
+    return escape(0xD800 + ((code - 0x10000) >> 10U)) + escape(0xDC00 + (code & 0x3FFU));
+}
+
+bool isControl(std::string const& character) {
+    auto const byte = static_cast<unsigned char>(character[0]);
+    bool const isC1 = byte == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
+    return byte < 0x20 || byte == 0x7F || isC1;
+}
+
+std::string shownCharacter(std::string const& character) {
+    if (isControl(character)) return escaped(character);
+    ZLCString const local(stringOf(character));
+    return local.isEmpty() ? escaped(character) : local.getChars();
 }
 
 }  // namespace
 
-char const* PassedLine::reason() const {
+std::string FaultyLine::reason() const {
     switch (what) {
-        case Skipped::comment:
-            return "comment";
-        case Skipped::emptyKey:
-            return "no key before the separator";
-        case Skipped::noSeparator:
-            return "key without \"=\", \":\" or blank and value";
-        case Skipped::keyEscape:
-            return "backslash in the key before none of \"\\\", \"=\", \":\" and blank";
-        case Skipped::valueEscape:
-            return "backslash in the value before none of \"\\\", \":\", quote, blank and \"u\"";
-        case Skipped::unicodeEscape:
+        case Fault::encoding:
+            return "not UTF-8; --latin1 reads the file as ISO 8859-1";
+        case Fault::unicodeEscape:
             return "\"\\u\" without four hexadecimal digits";
-        case Skipped::noLineEnd:
+        case Fault::halfSurrogate:
             break;
     }
-    return "last line without a line end";
+    return "half of a surrogate pair, which is no character";
 }
 
-std::vector<JavaPair> JavaFile::pairs() const {
-    std::vector<JavaPair> list;
-    ZArrayList keys(1, 0);
-    properties.listKeys(keys);
-    ZUTF8String value;
-    for (unsigned int i = 0; i < keys.size(); ++i) {
-        auto const& key = static_cast<ZUTF8String const&>(*keys.get(i));
-        properties.getValue(key, value);
-        list.push_back({joined(bytesOf(key)), joined(bytesOf(value))});
+void load(ZJavaPropertiesFile& properties, Deadline& deadline) {
+    retryWhileLocked(deadline, [&] { withReasons(properties, [&] { properties.load(); }); });
+}
+
+void withReasons(ZJavaPropertiesFile const& properties, std::function<void()> const& body) {
+    try {
+        body();
+    } catch (ZPropertiesInvalidDataException const& e) {
+        throw failureOf(properties, e);
     }
-    return list;
 }
 
-std::optional<std::string> JavaFile::valueOf(ZUTF8String const& key) const {
-    if (!properties.contains(key)) return std::nullopt;
-    ZUTF8String value;
-    properties.getValue(key, value);
-    return joined(bytesOf(value));
+void editJavaFile(JavaName const& name, Missing missing, Deadline& deadline,
+                  std::function<void(ZJavaPropertiesFile&)> const& edit) {
+    ZJavaPropertiesFile properties(name.file.c_str(), name.encoding);
+    if (missing == Missing::isAnError) load(properties, deadline);
+    retryWhileLocked(deadline,
+                     [&] { withReasons(properties, [&] { properties.updateFile(edit, 0); }); });
 }
 
-std::vector<PassedLine> JavaFile::comments() const {
-    auto const lines = javaLines(name);
-    std::vector<PassedLine> list;
-    std::copy_if(passed.begin(), passed.end(), std::back_inserter(list), [&](auto& line) {
-        return line.isComment() && line.number <= lines.size() && hasText(lines[line.number - 1]);
-    });
-    return list;
-}
-
-std::vector<PassedLine> JavaFile::faults() const {
-    std::vector<PassedLine> list;
-    std::copy_if(passed.begin(), passed.end(), std::back_inserter(list),
-                 [](auto& line) { return !line.isComment(); });
-    return list;
-}
-
-JavaFile openJavaFile(std::string const& file, Deadline& deadline) {
-    JavaFile opened;
-    opened.name = file;
-    retryWhileLocked(deadline, [&] {
-        opened.passed.clear();
-        PassedLines lines(opened.passed);
-        opened.properties.read(file.c_str(), &lines);
-    });
-    return opened;
-}
-
-bool hasLoneSurrogate(std::string const& text) {
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        if (surrogateAt(text, at) != 0) return true;
-    }
-    return false;
-}
-
-std::vector<std::string> javaLines(std::string const& file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::vector<std::string> lines(1);
-    for (char c = '\0'; stream.get(c);) {
-        if (c != '\n' && c != '\r') {
-            lines.back() += c;
-            continue;
-        }
-        // Either character is an end, and both in either order are one.
-        if (stream.peek() == (c == '\n' ? '\r' : '\n')) stream.get();
-        lines.emplace_back();
-    }
+std::vector<FaultyLine> faultsOf(ZJavaPropertiesFile const& properties, Deadline& deadline) {
+    std::vector<FaultyLine> lines;
+    retryWhileLocked(deadline, [&] { lines = collected(properties); });
     return lines;
 }
 
+std::vector<JavaPair> pairsOf(ZJavaPropertiesFile const& properties) {
+    std::vector<JavaPair> pairs;
+    withReasons(properties, [&] {
+        auto const keys = properties.getKeys();
+        ZUTF8String value;
+        for (unsigned int i = 0; i < keys->size(); ++i) {
+            auto const& key = static_cast<ZUTF8String const&>(*keys->get(i));
+            properties.getValue(key, value);
+            pairs.push_back({bytesOf(key), bytesOf(value)});
+        }
+    });
+    return pairs;
+}
+
+std::optional<std::string> valueOf(ZJavaPropertiesFile const& properties, ZUTF8String const& key) {
+    if (!properties.contains(key)) return std::nullopt;
+    ZUTF8String value;
+    withReasons(properties, [&] { properties.getValue(key, value); });
+    return bytesOf(value);
+}
+
+ZUTF8String inUtf8(std::string const& local) {
+    ZUTF8String text{ZLCString(local.c_str())};
+    if (text.isEmpty() && !local.empty()) zraise(ZToUTF8Exception(), "zprop", __LINE__);
+    return text;
+}
+
 std::string inLocal(std::string const& utf8) {
-    ZUTF8String text;
-    for (char const c : utf8)  // a NUL would end what is taken at once
-        text.append(c);
-    ZLCString const local(text);
-    if (local.isEmpty() && !text.isEmpty()) zraise(ZFromUTF8Exception(), "zprop", __LINE__);
+    ZLCString const local(stringOf(utf8));
+    if (local.isEmpty() && !utf8.empty()) zraise(ZFromUTF8Exception(), "zprop", __LINE__);
     return {local.getChars(), local.getLength()};
+}
+
+std::string shown(std::string const& utf8) {
+    std::string text;
+    for (std::size_t at = 0; at < utf8.size();) {
+        std::string const character = utf8.substr(at, lengthAt(utf8, at));
+        text += shownCharacter(character);
+        at += character.size();
+    }
+    return text;
+}
+
+std::string bytesOf(ZUTF8String const& text) { return {text.getChars(), text.getLength()}; }
+
+ZUTF8String stringOf(std::string const& bytes) {
+    ZUTF8String text;
+    for (char const c : bytes)  // a NUL would end what is taken at once
+        text.append(c);
+    return text;
 }
 
 }  // namespace zprop

@@ -31,6 +31,7 @@ class CommandLine {
             ->transform(CLI::CheckedTransformer(
                 std::map<std::string, Format>{{"stanza", Format::stanza}, {"java", Format::java}}))
             ->option_text("stanza|java");
+        app.add_flag("--latin1", latin1, "the .properties file is ISO 8859-1, not UTF-8");
         app.fallthrough();
         addGet();
         addList();
@@ -72,6 +73,9 @@ class CommandLine {
     }
 
     [[nodiscard]] bool isJava() const { return formatOf(file, format) == Format::java; }
+
+    [[nodiscard]] Encoding encoding() const { return latin1 ? Encoding::latin1 : Encoding::utf8; }
+    [[nodiscard]] JavaName javaName() const { return {file, encoding()}; }
 
     /// For a command, or an option, that only stanza files have.
     void requireStanzaFile(char const* what) const {
@@ -128,7 +132,7 @@ class CommandLine {
         command->final_callback([this] {
             action = [this](Deadline& deadline) {
                 if (!stanza.empty()) requireStanzaFile("STANZA");
-                return isJava() ? listJava(file, deadline) : list(file, stanza, deadline);
+                return isJava() ? listJava(javaName(), deadline) : list(file, stanza, deadline);
             };
         });
     }
@@ -143,7 +147,8 @@ class CommandLine {
             dumpRequest.file = file;
             action = [this](Deadline& deadline) {
                 if (!isJava()) return dump(dumpRequest, deadline);
-                return dumpRequest.json ? dumpJavaAsJson(file, deadline) : listJava(file, deadline);
+                return dumpRequest.json ? dumpJavaAsJson(javaName(), deadline)
+                                        : listJava(javaName(), deadline);
             };
         });
     }
@@ -151,11 +156,12 @@ class CommandLine {
     void addCheck() {
         auto* const command = add("check",
                                   "Tells the first invalid line of each stanza file, and every "
-                                  "line that is skipped in a .properties file.",
+                                  "invalid line of a .properties file.",
                                   "zprop check /etc/app/*.conf");
         command->add_option("FILE", files, "files")->required();
-        command->final_callback(
-            [this] { action = [this](Deadline&) { return check(files, format, waitSeconds); }; });
+        command->final_callback([this] {
+            action = [this](Deadline&) { return check(files, format, waitSeconds, encoding()); };
+        });
     }
 
     Exit runGet(Deadline& deadline) {
@@ -165,7 +171,7 @@ class CommandLine {
         if (!isJava()) return get(getRequest, deadline);
         if (getRequest.all || getRequest.reveal || getRequest.type != ValueType::string)
             requireStanzaFile("--all, --reveal or --type");
-        return getJava(file, getRequest.key, getRequest.fallback, deadline);
+        return getJava(javaName(), getRequest.key, getRequest.fallback, deadline);
     }
 
     void addSet() {
@@ -189,11 +195,17 @@ class CommandLine {
         setEdit.value = given[2];
         if (isJava()) {
             if (setEdit.add || setEdit.obfuscate) requireStanzaFile("--add or --obfuscate");
-            return setJava(file, setEdit.key, setEdit.value, deadline);
+            return setJava(javaName(), setEdit.key, setEdit.value, deadline);
         }
         editFile(file, Missing::create, Comments::keep, deadline,
                  [&](ZStanzaFileProperties& properties) { apply(properties, file, setEdit); });
         return Exit::done;
+    }
+
+    /// Lets --key stand without --stanza, which a .properties file has none of.
+    static void freeKey(CLI::App& command) {
+        auto* const key = command.get_option_no_throw("--key");
+        if (key != nullptr) key->remove_needs(command.get_option("--stanza"));
     }
 
     template <class Edit>
@@ -201,14 +213,22 @@ class CommandLine {
                  Edit& edit) {
         auto* const command = addWithFile(name, description, example);
         declare(*command, edit);
-        command->final_callback([this, name, missing, &edit] {
-            action = [this, name, missing, &edit](Deadline& deadline) {
-                requireStanzaFile(name);
+        freeKey(*command);
+        command->final_callback([this, missing, &edit] {
+            action = [this, missing, &edit](Deadline& deadline) {
+                if (isJava()) return editJava(javaName(), edit, deadline);
+                requireWhole(edit);
                 editFile(file, missing, Comments::keep, deadline,
                          [&](ZStanzaFileProperties& properties) { apply(properties, file, edit); });
                 return Exit::done;
             };
         });
+    }
+
+    static void requireWhole(UnsetEdit const&) {}
+    static void requireWhole(CommentEdit const& edit) {
+        if (edit.stanza.empty() && !edit.key.empty())
+            throw Failure(Exit::wrongUsage, "--key requires --stanza");
     }
 
     void addEdits() {
@@ -217,11 +237,12 @@ class CommandLine {
             "printf 'set net port 80\\nunset net proxy\\n' | zprop edit app.conf");
         command->footer(command->get_footer() +
                         "\nA line is: set STANZA KEY VALUE [--add] [--obfuscate], unset STANZA "
-                        "[KEY], or comment TEXT [--stanza S [--key K]];\nwords are quoted as for a "
-                        "shell. When one edit cannot be made, none is.");
+                        "[KEY], or comment TEXT [--stanza S [--key K]],\nwithout stanzas for a "
+                        ".properties file; words are quoted as for a shell. When one edit cannot "
+                        "be made, none is.");
         command->final_callback([this] {
             action = [this](Deadline& deadline) {
-                requireStanzaFile("edit");
+                if (isJava()) return editJavaByLines(javaName(), std::cin, deadline);
                 auto const changes = readChanges(std::cin);
                 editFile(file, Missing::create, Comments::keep, deadline,
                          [&](ZStanzaFileProperties& properties) {
@@ -240,9 +261,10 @@ class CommandLine {
         command->add_flag("--drop-comments", dropComments, "leave comments and blank lines out");
         command->final_callback([this] {
             action = [this](Deadline& deadline) {
-                requireStanzaFile("rewrite");
-                editFile(file, Missing::isAnError, dropComments ? Comments::drop : Comments::keep,
-                         deadline, [](ZStanzaFileProperties&) {});
+                auto const comments = dropComments ? Comments::drop : Comments::keep;
+                if (isJava()) return rewriteJava(javaName(), comments, deadline);
+                editFile(file, Missing::isAnError, comments, deadline,
+                         [](ZStanzaFileProperties&) {});
                 return Exit::done;
             };
         });
@@ -264,6 +286,8 @@ class CommandLine {
         command->final_callback([this] {
             action = [this](Deadline& deadline) {
                 convertRequest.from = formatOf(convertRequest.source, format);
+                convertRequest.isFormatGiven = format.has_value();
+                convertRequest.encoding = encoding();
                 return convert(convertRequest, deadline);
             };
         });
@@ -272,6 +296,8 @@ class CommandLine {
     Exit run() {
         try {
             Deadline deadline(waitSeconds);
+            if (latin1 && !file.empty() && !isJava())
+                throw Failure(Exit::wrongUsage, file + ": --latin1 is for .properties files");
             Exit const result = action(deadline);
             std::cout.flush();
             if (!std::cout || std::fflush(stdout) != 0)
@@ -296,6 +322,7 @@ class CommandLine {
     std::string stanza;
     std::deque<std::optional<std::string>> words;  // of all commands
     std::optional<Format> format;
+    bool latin1 = false;
     std::vector<std::string> files;
     GetRequest getRequest;
     DumpRequest dumpRequest;

@@ -8,6 +8,7 @@
 
 #include "zprop/failure.h"
 #include "zprop/format.h"
+#include "zprop/java_file.h"
 #include "zprop/open.h"
 
 namespace zprop {
@@ -38,7 +39,8 @@ Exit dump(DumpRequest const& request, Deadline& deadline);
 /// Loads every file, of the format given or each of its own; prints "FILE:LINE: reason", the line
 /// and a caret for each invalid one (as checkJava() for properties files), goes on with the next,
 /// and ends with a count.
-Exit check(std::vector<std::string> const& files, std::optional<Format> format, double waitSeconds);
+Exit check(std::vector<std::string> const& files, std::optional<Format> format, double waitSeconds,
+           Encoding encoding);
 
 }  // namespace zprop
 

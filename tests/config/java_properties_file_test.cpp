@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -346,43 +344,6 @@ TEST(JavaPropertiesFileTest, AnyPairsComeBackAndNoOtherByteChanges) {
         std::size_t const end = bytes.find('\n', before.size()) + 1;
         ASSERT_EQ(bytes.compare(end, after.size(), after), 0) << bytes;
     }
-}
-
-/// Prints the pairs of each file that it is given the name of.
-constexpr char javaReader[] =
-    "import java.io.*;import java.nio.file.*;import java.util.*;import static "
-    "java.nio.charset.StandardCharsets.UTF_8;public class Pairs{public static void main(String[] "
-    "files)throws Exception{for(String file:files){Properties all=new Properties();all.load(Files."
-    "newBufferedReader(Path.of(file),UTF_8));for(var e:new TreeMap<Object,Object>(all).entrySet())"
-    "System.out.write((e.getKey()+\"\\0\"+e.getValue()+\"\\0\").getBytes(UTF_8));"
-    "System.out.print('|');}System.out.flush();}}";
-
-TEST(JavaPropertiesFileTest, JavaItselfReadsTheSame) {
-    if (std::system("java -version >/dev/null 2>&1") != 0) GTEST_SKIP() << "there is no java";
-    TempDir const dir;
-    writeFile(dir.file("Pairs.java"), javaReader);
-    std::string command = "cd " + dir.path() + " && java Pairs.java";
-    std::string expected;
-    int count = 0;
-    auto const add = [&](std::string const& bytes,
-                         std::map<std::string, std::string> const& pairs) {
-        std::string const name = std::to_string(++count);
-        writeFile(dir.file(name), bytes);
-        command += " " + name;
-        for (auto const& [key, value] : pairs)
-            expected += key + '\0' + value + '\0';
-        expected += '|';
-    };
-    for (Reading const& reading : readings)
-        add(reading.file, {reading.pairs.begin(), reading.pairs.end()});
-    for (Edit const& edit : edits) {
-        Loaded file(edit.written);
-        Pairs const pairs = pairsOf(file.properties);
-        add(edit.written, {pairs.begin(), pairs.end()});
-    }
-    auto const said =
-        captureChild([&] { return execl("/bin/sh", "sh", "-c", command.c_str(), nullptr); });
-    EXPECT_EQ(said.out, expected) << said.err;
 }
 
 }  // namespace

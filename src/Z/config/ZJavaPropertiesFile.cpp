@@ -3,10 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
-#include <cstring>
-#include <optional>
-#include <thread>
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
@@ -76,28 +72,6 @@ void saveImage(char const* path, LockedFile& target, std::string_view image) {
     if (target.status().size == 0) zfc::platform::flushDirectory(path);
     rewrite.keep();
     target.keep();
-}
-
-bool isBusy(ZPropertiesIOException const& e) {
-    return std::strcmp(e.api(), "fcntl()") == 0 &&
-           (e.excerrno() == EAGAIN || e.excerrno() == EACCES);
-}
-
-/// A record lock cannot be waited for up to a limit, so it is asked for again and again.
-void lockWithin(std::optional<LockedFile>& target, char const* path, unsigned int milliseconds) {
-    using Clock = std::chrono::steady_clock;
-    auto const end = Clock::now() + std::chrono::milliseconds(milliseconds);
-    std::chrono::milliseconds pause{1};
-    constexpr std::chrono::milliseconds longest{32};
-    for (;; pause = std::min(pause * 2, longest)) {
-        try {
-            target.emplace(path, Purpose::store);
-            return;
-        } catch (ZPropertiesIOException const& e) {
-            if (!isBusy(e) || Clock::now() >= end) throw;
-        }
-        std::this_thread::sleep_for(pause);
-    }
 }
 
 bool isMissing(ZException const& e) {
@@ -269,12 +243,12 @@ void ZJavaPropertiesFile::store() {
 void ZJavaPropertiesFile::updateFile(std::function<void(ZJavaPropertiesFile&)> const& edit,
                                      unsigned int milliseconds) {
     ZCancellationOff const wholeFiles;
-    std::optional<LockedFile> target;
-    lockWithin(target, state->path.getChars(), milliseconds);
-    state->refresh(*target);
+    zfc::platform::Patience patience(milliseconds);
+    LockedFile target(state->path.getChars(), patience);
+    state->refresh(target);
     state->editing([&] { edit(*this); });
     String image = state->document.image();
-    if (image != state->image || state->overwrites) state->save(*target, std::move(image));
+    if (image != state->image || state->overwrites) state->save(target, std::move(image));
 }
 
 void ZJavaPropertiesFile::clear() {

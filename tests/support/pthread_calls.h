@@ -23,17 +23,36 @@ inline thread_local std::function<void()> beforeCreate;
 
 inline thread_local bool failsHere = false;
 inline std::atomic<bool> failsEverywhere{false};
-inline std::atomic_flag faultIsInUse = ATOMIC_FLAG_INIT;
+
+/// Keeps `fault` for the calling thread; no mutex, since locking one is among the calls that fail.
+class FaultInUse {
+  public:
+    FaultInUse() {
+        while (isTaken.test_and_set())
+            std::this_thread::yield();
+    }
+    ~FaultInUse() { isTaken.clear(); }
+    FaultInUse(FaultInUse const&) = delete;
+    FaultInUse& operator=(FaultInUse const&) = delete;
+
+  private:
+    static inline std::atomic_flag isTaken = ATOMIC_FLAG_INIT;
+};
 
 /// While it lives, calls fail as planned: those of the thread that made it, or of all.
 class Failing {
   public:
     explicit Failing(Fault const& planned, bool everywhere = false) {
+        FaultInUse const mine;
         fault = planned;
         failsHere = true;
         failsEverywhere = everywhere;
     }
-    ~Failing() { failsHere = failsEverywhere = false; }
+    /// A thread that nobody joins may be in a call still: afterwards none touches `fault`.
+    ~Failing() {
+        FaultInUse const mine;
+        failsHere = failsEverywhere = false;
+    }
     Failing(Failing const&) = delete;
     Failing& operator=(Failing const&) = delete;
 };
@@ -41,13 +60,11 @@ class Failing {
 /// What a call is to return instead of running; 0: it runs.
 inline int codeOf(std::string_view function) {
     if (!failsHere && !failsEverywhere) return 0;
-    while (faultIsInUse.test_and_set())
-        std::this_thread::yield();
+    FaultInUse const mine;
+    if (!failsHere && !failsEverywhere) return 0;  // over while this call waited
     // Once only: a mutex that can never be unlocked is nobody's again, whatever the library does.
     bool const again = function == "pthread_mutex_unlock" && fault.seen >= fault.first;
-    int const rc = !again && fault.strikes(function) ? fault.error : 0;
-    faultIsInUse.clear();
-    return rc;
+    return !again && fault.strikes(function) ? fault.error : 0;
 }
 
 }  // namespace testsupport

@@ -1,0 +1,244 @@
+#include "Z/config/recovery.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "Z/ZException.h"
+#include "Z/config/companion_file.h"
+
+namespace zfc::config {
+namespace {
+
+using zfc::platform::Descriptor;
+using zfc::platform::FilePages;
+using zfc::platform::LockedFile;
+
+constexpr char sourceName[] = "src/Z/ZProperties";
+
+enum class Way { stay, forward, back };
+enum class Access { read, write };
+
+/// One file of a store that was broken off.
+struct Part {
+    FileRecord const* record;
+    String path;
+    Descriptor opened;  // of a companion
+    int fd = Descriptor::none;
+    std::optional<FilePages> bytes;  // nothing: there is no such file
+    FileState state = FileState::edited;
+    Way way = Way::stay;
+
+    [[nodiscard]] bool isMain() const { return record->name.empty(); }
+    void examine() {
+        bytes.reset();
+        if (fd != Descriptor::none) bytes.emplace(zfc::platform::readWhole(path.c_str(), fd));
+        state = stateOf(*record, bytes ? std::optional(bytes->bytes()) : std::nullopt);
+    }
+};
+
+/// The change that takes the store's one back.
+ChangedRange inverse(ChangedRange const& range) {
+    return {range.newSize, range.oldSize, range.start, range.after, range.before};
+}
+
+String changed(std::string_view bytes, ChangedRange const& range) {
+    String result(bytes.substr(0, std::min(bytes.size(), range.newSize)));
+    result.resize(range.newSize);
+    std::size_t const room = range.newSize - range.start;
+    std::string_view const text = range.after.substr(0, room);
+    return result.replace(range.start, text.size(), text);
+}
+
+/// Copied first, so that a write that is broken off ends between two pages of the file.
+void writeAligned(String const& path, int fd, ChangedRange range) {
+    FilePages pages(range.start, range.after.size());
+    std::copy(range.after.begin(), range.after.end(), pages.data());
+    range.after = pages.bytes();
+    zfc::platform::writeRange(path.c_str(), fd, range);
+}
+
+/// A store that was broken off, file by file.
+class Unfinished {
+  public:
+    /// `mainFd` is the main file, open and locked.
+    Unfinished(FoundCopy const& found, char const* file, LockedFile const& mainFile, Access access);
+
+    [[nodiscard]] Vector<Part> const& all() const { return parts; }
+    [[nodiscard]] bool isEdited() const { return hasEdited; }
+    /// Changes the files.
+    void finish();
+
+  private:
+    void add(FileRecord const& record, Access access);
+    [[nodiscard]] bool isOurs(FileRecord const& record, Part const& part) const;
+    void decide();
+    void finish(Part& part);
+
+    FoundCopy const& copy;
+    char const* path;
+    LockedFile const& target;
+    Vector<Part> parts;  // the main file first
+    bool hasEdited = false;
+};
+
+Unfinished::Unfinished(FoundCopy const& found, char const* file, LockedFile const& mainFile,
+                       Access access)
+    : copy(found), path(file), target(mainFile) {
+    for (FileRecord const& record : copy.files)
+        add(record, access);
+    decide();
+}
+
+void Unfinished::add(FileRecord const& record, Access access) {
+    Part part;
+    part.record = &record;
+    if (record.name.empty()) {
+        part.path = path;
+        part.fd = target.descriptor();
+    } else {
+        bool const isBeside = record.name.find('/') == std::string_view::npos;
+        if (isBeside) part.path = directoryPart(copy.path);
+        part.path.append(record.name);
+        part.opened = openCompanion(part.path.c_str(), access == Access::write);
+        part.fd = part.opened.get();
+        if (!isOurs(record, part)) return;
+    }
+    part.examine();
+    // One that was made anew since is empty as the one was that the store found.
+    if (part.isMain() && record.range.oldSize == 0 && !copy.isOfThisFile)
+        part.state = FileState::edited;
+    parts.push_back(std::move(part));
+}
+
+/// Whether the copy may tell what becomes of this companion. What the file's owner wrote must not
+/// lead the superuser to files of others, nor a copy of the file to what belongs to the original.
+bool Unfinished::isOurs(FileRecord const& record, Part const& part) const {
+    bool const isBeside = record.name.find('/') == std::string_view::npos;
+    if (!isBeside && !copy.isOfThisFile) return false;
+    if (copy.status.owner == 0 || copy.status.owner == geteuid()) return true;
+    if (part.fd == Descriptor::none) return isBeside;
+    auto const status = zfc::platform::statusOf(part.fd);
+    return status && status->owner == copy.status.owner && status->links == 1;
+}
+
+void Unfinished::decide() {
+    auto const isEditedPart = [](Part const& part) { return part.state == FileState::edited; };
+    hasEdited = std::any_of(parts.begin(), parts.end(), isEditedPart);
+    bool const isMainEdited = isEditedPart(parts.front());
+    bool const isMainOld = parts.front().state == FileState::old;
+    for (Part& part : parts) {
+        if (isEditedPart(part)) continue;
+        if (!hasEdited) {
+            part.way = Way::forward;
+        } else if (part.state == FileState::between) {
+            // The companion is written before the main file is touched: whoever edited the main
+            // file since had the old one, and needs the old companion.
+            part.way = part.isMain() || (!isMainEdited && !isMainOld) ? Way::forward : Way::back;
+        }
+    }
+}
+
+/// In the order of a store: the companion first, what is removed last.
+void Unfinished::finish() {
+    for (Part& part : parts) {
+        if (!part.isMain() && part.record->remains) finish(part);
+    }
+    finish(parts.front());
+    for (Part& part : parts) {
+        if (!part.record->remains) finish(part);
+    }
+}
+
+void Unfinished::finish(Part& part) {
+    char const* const name = part.path.c_str();
+    if (part.way == Way::stay) return;
+    if (!part.record->remains) return removeCompanion(name);
+    if (part.way == Way::back && !part.record->existed) return removeCompanion(name);
+    if (part.fd == Descriptor::none) {
+        part.opened = createCompanion(name, target.status());
+        part.fd = part.opened.get();
+    }
+    ChangedRange const& range = part.record->range;
+    // One that is complete already is written again: it may not have reached the device yet.
+    writeAligned(part.path, part.fd, part.way == Way::forward ? range : inverse(range));
+}
+
+}  // namespace
+
+void finishStore(char const* file, LockedFile& target) {
+    auto const copy = findCopy(file, target.status());
+    if (!copy) return;
+    Unfinished unfinished(*copy, file, target, Access::write);
+    unfinished.finish();
+    if (unfinished.isEdited()) {
+        setAside(*copy, file);
+    } else if (unlink(copy->path.c_str()) != 0) {
+        zraise(ZPropertiesIOException(copy->path.c_str(), "unlink()", errno), sourceName, __LINE__);
+    }
+    zfc::platform::flushDirectory(copy->path.c_str());
+}
+
+// ------------------------------------------------------------------------------------------ Source
+
+Source::Source(char const* name) : path(name) {
+    file.emplace(path, zfc::platform::Purpose::load);
+    auto copy = findCopy(path, file->status());
+    if (!copy) return;
+    if (finishedElsewhere()) return;
+    finishHere();
+}
+
+/// Under an exclusive lock, for which ours has to go: who else reads is in its way too.
+bool Source::finishedElsewhere() {
+    bool isFinished = true;
+    file.reset();
+    try {
+        // There must be a file: a store makes one that is missing.
+        if (!zfc::platform::statusOf(path)) errno = ENOENT;
+        LockedFile target(path, zfc::platform::Purpose::store);
+        finishStore(path, target);
+    } catch (ZPropertiesIOException const&) {
+        isFinished = false;  // as a reader's rights have it; it reads what will be
+    }
+    file.emplace(path, zfc::platform::Purpose::load);
+    return isFinished;
+}
+
+void Source::finishHere() {
+    auto const copy = findCopy(path, file->status());
+    if (!copy) return;  // somebody else was faster
+    Unfinished const unfinished(*copy, path, *file, Access::read);
+    for (Part const& part : unfinished.all()) {
+        if (part.way == Way::stay || !part.record->remains) continue;
+        ChangedRange const& range = part.record->range;
+        std::string_view const now = part.bytes ? part.bytes->bytes() : std::string_view();
+        String bytes = changed(now, part.way == Way::forward ? range : inverse(range));
+        if (part.isMain()) {
+            mainBytes = std::move(bytes);
+        } else {
+            companions.push_back({String(part.record->name), std::move(bytes)});
+        }
+    }
+}
+
+FILE* Source::intoStream() {
+    if (!mainBytes) return file->intoStream();
+    FILE* const stream = fmemopen(mainBytes->data(), mainBytes->size(), "r");
+    if (stream == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    return stream;
+}
+
+std::optional<std::string_view> Source::companionBytes(char const* name) const {
+    if (companions.empty()) return std::nullopt;
+    String const wanted = nameInCopy(name, path);
+    for (Companion const& companion : companions) {
+        if (companion.name == wanted) return companion.bytes;
+    }
+    return std::nullopt;
+}
+
+}  // namespace zfc::config

@@ -1,0 +1,52 @@
+/// Shared in config. What becomes of a store that was broken off, by whoever loads or stores next.
+#ifndef Z_CONFIG_RECOVERY_H
+#define Z_CONFIG_RECOVERY_H
+
+#include <cstdio>
+#include <optional>
+#include <string_view>
+
+#include "Z/config/recovery_copy.h"
+#include "Z/platform/locked_file.h"
+
+namespace zfc::config {
+
+/// Finishes a store of `file` that was broken off, in the files, which `target` holds under an
+/// exclusive lock. Where one of them was edited since, that one stays as it is, the other is made
+/// whole and the copy put aside with a report. Does nothing where there is no copy. What fails
+/// raises ZPropertiesIOException (message 43) with the name of the file that it happened to, and
+/// the copy stays for another attempt.
+void finishStore(char const* file, zfc::platform::LockedFile& target);
+
+/// A file that is open and locked to be loaded. A store that was broken off is finished first: in
+/// the files where that is possible, else in what is read here.
+class Source {
+  public:
+    /// Raises what LockedFile does. The path is used until the end.
+    explicit Source(char const* path);
+
+    /// As it was when the lock was had.
+    [[nodiscard]] zfc::platform::Status const& status() const { return file->status(); }
+    /// What there is to read, once; the caller closes it, and keeps this object until then.
+    [[nodiscard]] FILE* intoStream();
+    /// The bytes of a companion that is not as it is to be read; nothing for any other.
+    [[nodiscard]] std::optional<std::string_view> companionBytes(char const* name) const;
+
+  private:
+    struct Companion {
+        String name;  // as in the copy
+        String bytes;
+    };
+
+    [[nodiscard]] bool finishedElsewhere();
+    void finishHere();
+
+    char const* path;
+    std::optional<zfc::platform::LockedFile> file;
+    std::optional<String> mainBytes;  // in the place of the file's
+    Vector<Companion> companions;
+};
+
+}  // namespace zfc::config
+
+#endif

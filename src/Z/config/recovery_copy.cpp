@@ -1,0 +1,307 @@
+#include "Z/config/recovery_copy.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "Z/ZException.h"
+#include "Z/config/copy_format.h"
+#include "Z/exceptions/report.h"
+#include "Z/zfree.h"
+
+namespace zfc::config {
+namespace {
+
+using zfc::platform::Descriptor;
+using zfc::platform::FilePages;
+using zfc::platform::openFile;
+
+constexpr char sourceName[] = "src/Z/ZProperties";
+constexpr char ending[] = ".zsave";
+constexpr char asideEnding[] = ".old";
+// What a device writes whole or not at all, whatever becomes of the power.
+constexpr std::size_t sectorSize = 512;
+
+std::uint32_t checksum(std::string_view bytes) {
+    auto const* const first = reinterpret_cast<unsigned char const*>(bytes.data());
+    return static_cast<std::uint32_t>(crc32_z(0, first, bytes.size()));
+}
+
+/// The bytes from `start` to before `end`, as far as there are any.
+std::string_view between(std::string_view bytes, std::size_t start, std::size_t end) {
+    if (start >= end || start >= bytes.size()) return {};
+    return bytes.substr(start, end - start);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------- what it holds
+
+FileRecord recordOf(std::string_view name, std::string_view oldBytes, ChangedRange const& range) {
+    FileRecord record;
+    record.name = name;
+    record.range = range;
+    std::size_t const behind = range.start + range.after.size();
+    record.headSum = checksum(between(oldBytes, 0, range.start));
+    record.oldTailSum = checksum(between(oldBytes, behind, range.oldSize));
+    // The same bytes, unless the file is cut off: not summed twice.
+    record.newTailSum = range.newSize == range.oldSize
+                            ? record.oldTailSum
+                            : checksum(between(oldBytes, behind, range.newSize));
+    return record;
+}
+
+namespace {
+
+/// Whether the bytes are the old ones; behind the old end stands what a file system shows of a
+/// block that was never written.
+bool isOld(std::string_view bytes, std::string_view before) {
+    std::string_view const old = before.substr(0, bytes.size());
+    return bytes.substr(0, old.size()) == old &&
+           bytes.find_first_not_of('\0', old.size()) == std::string_view::npos;
+}
+
+/// Whether every sector of the range is the old or the new one. A write that is broken off ends
+/// between two pages, a device that loses its power between two sectors.
+bool isMixture(std::string_view bytes, ChangedRange const& range) {
+    for (std::size_t at = 0; at < bytes.size();) {
+        std::size_t const sector = sectorSize - (range.start + at) % sectorSize;
+        std::string_view const piece = bytes.substr(at, sector);
+        std::string_view const before = between(range.before, at, range.before.size());
+        if (piece != range.after.substr(at, sector) && !isOld(piece, before)) return false;
+        at += piece.size();
+    }
+    return true;
+}
+
+FileState stateOfBytes(FileRecord const& record, std::string_view bytes) {
+    ChangedRange const& range = record.range;
+    std::size_t const size = bytes.size();
+    bool const isGrowing = range.oldSize < size && size < range.newSize;
+    if (size != range.oldSize && size != range.newSize && !isGrowing) return FileState::edited;
+    std::size_t const behind = range.start + range.after.size();
+    std::uint32_t const tailSum = size == range.oldSize ? record.oldTailSum : record.newTailSum;
+    bool const isAroundSame = checksum(between(bytes, 0, range.start)) == record.headSum &&
+                              checksum(between(bytes, behind, size)) == tailSum;
+    if (!isAroundSame) return FileState::edited;
+    std::string_view const inside = between(bytes, range.start, behind);
+    if (size == range.newSize && inside == range.after.substr(0, inside.size()))
+        return FileState::complete;
+    if (size == range.oldSize && inside == range.before) return FileState::old;
+    return isMixture(inside, range) ? FileState::between : FileState::edited;
+}
+
+}  // namespace
+
+FileState stateOf(FileRecord const& record, std::optional<std::string_view> bytes) {
+    if (!bytes && !record.existed) return FileState::old;
+    if (!bytes) return record.remains ? FileState::edited : FileState::complete;
+    FileState const state = stateOfBytes(record, *bytes);
+    // There, and not to be there: it was not removed yet.
+    if (!record.remains) return state == FileState::complete ? FileState::old : FileState::edited;
+    // A new file that is empty still is one that a store began to write.
+    return state == FileState::old && !record.existed ? FileState::between : state;
+}
+
+// ----------------------------------------------------------------------------------- where it is
+
+std::string_view directoryPart(std::string_view path) {
+    std::size_t const slash = path.rfind('/');
+    return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash + 1);
+}
+
+namespace {
+
+/// The path without links in it; nothing when there is no such file.
+std::unique_ptr<char, ZFree> withoutLinks(char const* path) {
+    return std::unique_ptr<char, ZFree>(realpath(path, nullptr));
+}
+
+String besideName(std::string_view file) {
+    std::string_view const directory = directoryPart(file);
+    String name(directory);
+    name.append(".").append(file.substr(directory.size())).append(ending);
+    return name;
+}
+
+/// The directory of a path without links in it; the path's own where that cannot be told.
+String realDirectory(char const* path) {
+    String directory(directoryPart(path));
+    if (directory.empty()) directory = ".";
+    auto const real = withoutLinks(directory.c_str());
+    if (real) directory = real.get();
+    if (directory.back() != '/') directory.push_back('/');
+    return directory;
+}
+
+}  // namespace
+
+String recoveryPath(char const* file) {
+    if (!zfc::platform::isLinkOrSpecial(file)) return besideName(file);
+    auto const target = withoutLinks(file);
+    return besideName(target ? target.get() : file);
+}
+
+String nameInCopy(char const* path, char const* file) {
+    auto const target = withoutLinks(file);
+    String name = realDirectory(path);
+    std::string_view const base = std::string_view(path).substr(directoryPart(path).size());
+    // Without a directory: the files may be moved together.
+    if (name == realDirectory(target ? target.get() : file)) name.clear();
+    return name.append(base);
+}
+
+// ------------------------------------------------------------------------------------- making it
+
+RecoveryCopy::RecoveryCopy(char const* file, Status const& mainFile)
+    : path(recoveryPath(file)),
+      owner(mainFile),
+      permissions(mainFile.mode & (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH)) {}
+
+RecoveryCopy::~RecoveryCopy() {
+    if (!isMade) return;
+    // One that cannot be removed must not count: by its length it is cut off.
+    if (unlink(path.c_str()) != 0) static_cast<void>(ftruncate(copy.get(), 0));
+    // Else a failure of power could bring it back, beside a file that was edited since.
+    zfc::platform::flushDirectory(path.c_str());
+}
+
+void RecoveryCopy::protect(Status const& companion) {
+    permissions &= companion.mode;
+    if (companion.group != owner.group) permissions &= ~static_cast<mode_t>(S_IRWXG);
+    isForOwner = isForOwner || companion.owner != owner.owner;
+    if (isForOwner) permissions &= S_IRUSR | S_IWUSR;
+}
+
+void RecoveryCopy::make(Vector<FileRecord> const& files) {
+    String const bytes = encodeCopy(files, owner.identity);
+    if (!create()) return;
+    isMade = true;
+    write(bytes);
+    zfc::platform::flushDirectory(path.c_str());
+}
+
+/// False where there can be none.
+bool RecoveryCopy::create() {
+    constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW;
+    // Permissions come first and bytes last: until then it is for its maker alone.
+    copy = openFile(path.c_str(), flags, S_IRUSR | S_IWUSR);
+    // Under the lock, only a store that was killed before its copy was complete can have left one.
+    if (!copy.isOpen() && errno == EEXIST) {
+        auto const there = zfc::platform::statusOf(path.c_str());
+        bool const isOurs = !zfc::platform::isLinkOrSpecial(path.c_str()) && there &&
+                            (there->owner == owner.owner || there->owner == geteuid());
+        if (!isOurs || unlink(path.c_str()) != 0) return false;
+        copy = openFile(path.c_str(), flags, S_IRUSR | S_IWUSR);
+    }
+    if (copy.isOpen() && giveToOwner()) return true;
+    if (copy.isOpen()) {
+        unlink(path.c_str());
+        return false;
+    }
+    bool const isRefused = errno == EACCES || errno == EPERM || errno == EROFS ||
+                           errno == ENAMETOOLONG || errno == EEXIST;
+    if (!isRefused)
+        zraise(ZPropertiesIOException(path.c_str(), "fopen(w)", errno), sourceName, __LINE__);
+    return false;
+}
+
+/// Whether the copy counts then.
+bool RecoveryCopy::giveToOwner() const {
+    constexpr auto same = static_cast<uid_t>(-1);
+    bool const isOwn = geteuid() == owner.owner;
+    bool const isKept = isOwn || isForOwner;
+    mode_t mode = permissions;
+    if (fchown(copy.get(), isKept ? same : owner.owner, owner.group) != 0) {
+        // A group of the file that is not ours: nobody else's group gets what is meant for it.
+        mode &= ~static_cast<mode_t>(S_IRWXG);
+        if (!isKept && fchown(copy.get(), owner.owner, static_cast<gid_t>(-1)) != 0) return false;
+    }
+    if (fchmod(copy.get(), mode) != 0) return false;
+    return isOwn || !isForOwner || geteuid() == 0;
+}
+
+void RecoveryCopy::write(std::string_view bytes) const {
+    ChangedRange whole;
+    whole.newSize = bytes.size();
+    whole.after = bytes;
+    zfc::platform::writeRange(path.c_str(), copy.get(), whole);
+}
+
+// ------------------------------------------------------------------------------------ finding one
+
+namespace {
+
+[[nodiscard]] bool isTrusted(Status const& copy, Status const& mainFile) {
+    constexpr mode_t everything = S_IRWXU | S_IRWXG | S_IRWXO;
+    bool const isOfOwner = copy.owner == mainFile.owner || copy.owner == 0;
+    return copy.isRegular() && copy.links == 1 && isOfOwner &&
+           (copy.mode & everything & ~mainFile.mode) == 0;
+}
+
+void ignore(char const* file, String const& path, char const* reason) {
+    ZPropertiesRecoveryException report(Message::copyIgnored, path.c_str(), file, reason);
+    report.addLocation(sourceName, __LINE__);
+    zreportException(report);
+}
+
+/// Whether a copy that cannot be opened is one that counts: then the file may be torn.
+[[nodiscard]] bool mayCount(String const& path, Status const& mainFile) {
+    if (zfc::platform::isLinkOrSpecial(path.c_str())) return false;
+    auto const status = zfc::platform::statusOf(path.c_str());
+    return status && isTrusted(*status, mainFile);
+}
+
+}  // namespace
+
+std::optional<FoundCopy> findCopy(char const* file, Status const& mainFile) {
+    FoundCopy found;
+    found.path = recoveryPath(file);
+    char const* const path = found.path.c_str();
+    Descriptor const copy = openFile(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+    if (!copy.isOpen()) {
+        int const error = errno;
+        if (error == ENOENT || error == ENAMETOOLONG || error == ENOTDIR) return std::nullopt;
+        if (mayCount(found.path, mainFile))
+            zraise(ZPropertiesIOException(path, "fopen(r)", error), sourceName, __LINE__);
+        ignore(file, found.path, std::strerror(error));
+        return std::nullopt;
+    }
+    auto const status = zfc::platform::statusOf(copy.get());
+    if (!status || !isTrusted(*status, mainFile)) {
+        ignore(file, found.path, "it is not the file's owner's alone");
+        return std::nullopt;
+    }
+    found.status = *status;
+    found.bytes = zfc::platform::readWhole(path, copy.get());
+    zfc::platform::Identity of;
+    if (!decodeCopy(found.bytes.bytes(), found.files, of)) {
+        ignore(file, found.path, "it is not complete");
+        return std::nullopt;
+    }
+    found.isOfThisFile = of == mainFile.identity;
+    return found;
+}
+
+void setAside(FoundCopy const& copy, char const* file) noexcept {
+    try {
+        String const aside = copy.path + asideEnding;
+        // What cannot be renamed is found, and reported, again.
+        if (rename(copy.path.c_str(), aside.c_str()) != 0) return ignore(file, copy.path, "rename");
+        ZPropertiesRecoveryException report(Message::copySetAside, aside.c_str(), file, "");
+        report.addLocation(sourceName, __LINE__);
+        zreportException(report);
+    } catch (ZException& failure) {
+        zreportException(failure);
+    }
+}
+
+}  // namespace zfc::config

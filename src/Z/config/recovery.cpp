@@ -20,7 +20,6 @@ using zfc::platform::LockedFile;
 constexpr char sourceName[] = "src/Z/ZProperties";
 
 enum class Way { stay, forward, back };
-enum class Access { read, write };
 
 /// One file of a store that was broken off.
 struct Part {
@@ -59,6 +58,12 @@ void writeAligned(String const& path, int fd, ChangedRange range) {
     std::copy(range.after.begin(), range.after.end(), pages.data());
     range.after = pages.bytes();
     zfc::platform::writeRange(path.c_str(), fd, range);
+}
+
+/// EINVAL: a file system that has nothing to flush to.
+void flush(String const& path, int fd) {
+    if (zfc::platform::uninterrupted([&] { return fsync(fd); }) != 0 && errno != EINVAL)
+        zraise(ZPropertiesIOException(path.c_str(), "fsync()", errno), sourceName, __LINE__);
 }
 
 /// A store that was broken off, file by file.
@@ -103,7 +108,7 @@ void Unfinished::add(FileRecord const& record, Access access) {
         bool const isBeside = record.name.find('/') == std::string_view::npos;
         if (isBeside) part.path = directoryPart(copy.path);
         part.path.append(record.name);
-        part.opened = openCompanion(part.path.c_str(), access == Access::write);
+        part.opened = openCompanion(part.path.c_str(), access);
         part.fd = part.opened.get();
         if (!isOurs(record, part)) return;
     }
@@ -155,7 +160,11 @@ void Unfinished::finish() {
 
 void Unfinished::finish(Part& part) {
     char const* const name = part.path.c_str();
-    if (part.way == Way::stay) return;
+    if (part.way == Way::stay) {
+        // It stands beside an edit, and has to be on the device before the copy goes.
+        if (part.fd != Descriptor::none) flush(part.path, part.fd);
+        return;
+    }
     if (!part.record->remains) return removeCompanion(name);
     if (part.way == Way::back && !part.record->existed) return removeCompanion(name);
     if (part.fd == Descriptor::none) {
@@ -169,49 +178,55 @@ void Unfinished::finish(Part& part) {
 
 }  // namespace
 
+/// The copy is flushed once more, and so is all that it may have brought about: the process that
+/// was killed may not have come to that (flushCopy, flushDirectory, finishStore, setAside).
 void finishStore(char const* file, LockedFile& target) {
     auto const copy = findCopy(file, target.status());
     if (!copy) return;
+    flush(copy->path, copy->file.get());
+    zfc::platform::flushDirectory(copy->path.c_str());
     Unfinished unfinished(*copy, file, target, Access::write);
     unfinished.finish();
     if (unfinished.isEdited()) {
+        // Else a failure of power could bring back what the edit replaced.
+        zfc::platform::flushDirectory(copy->path.c_str());
         setAside(*copy, file);
     } else if (unlink(copy->path.c_str()) != 0) {
         zraise(ZPropertiesIOException(copy->path.c_str(), "unlink()", errno), sourceName, __LINE__);
     }
     zfc::platform::flushDirectory(copy->path.c_str());
+    target.examine();
 }
 
-// ------------------------------------------------------------------------------------------ Source
+// -------------------------------------------------------------------------------------- FileSource
 
-Source::Source(char const* name) : path(name) {
-    file.emplace(path, zfc::platform::Purpose::load);
-    auto copy = findCopy(path, file->status());
-    if (!copy) return;
-    if (finishedElsewhere()) return;
-    finishHere();
+FileSource::FileSource(char const* filePath) : path(filePath), file(nullptr) {
+    open();
+    if (!findCopy(path, file->status()) || finishedInFiles()) return;
+    // Looked for again: meanwhile the file was not locked.
+    if (auto const copy = findCopy(path, file->status())) finishHere(*copy);
 }
 
-/// Under an exclusive lock, for which ours has to go: who else reads is in its way too.
-bool Source::finishedElsewhere() {
+FileSource::FileSource(char const* filePath, LockedFile& held) : path(filePath), file(&held) {
+    finishStore(path, held);
+}
+
+/// Under an exclusive lock, for which ours has to go: that of another reader is in its way too.
+bool FileSource::finishedInFiles() {
     bool isFinished = true;
-    file.reset();
+    own.reset();
     try {
-        // There must be a file: a store makes one that is missing.
-        if (!zfc::platform::statusOf(path)) errno = ENOENT;
         LockedFile target(path, zfc::platform::Purpose::store);
         finishStore(path, target);
     } catch (ZPropertiesIOException const&) {
-        isFinished = false;  // as a reader's rights have it; it reads what will be
+        isFinished = false;  // by the rights of a reader, who reads what will be
     }
-    file.emplace(path, zfc::platform::Purpose::load);
+    open();
     return isFinished;
 }
 
-void Source::finishHere() {
-    auto const copy = findCopy(path, file->status());
-    if (!copy) return;  // somebody else was faster
-    Unfinished const unfinished(*copy, path, *file, Access::read);
+void FileSource::finishHere(FoundCopy const& copy) {
+    Unfinished const unfinished(copy, path, *file, Access::read);
     for (Part const& part : unfinished.all()) {
         if (part.way == Way::stay || !part.record->remains) continue;
         ChangedRange const& range = part.record->range;
@@ -225,14 +240,19 @@ void Source::finishHere() {
     }
 }
 
-FILE* Source::intoStream() {
-    if (!mainBytes) return file->intoStream();
-    FILE* const stream = fmemopen(mainBytes->data(), mainBytes->size(), "r");
-    if (stream == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    return stream;
+FILE* FileSource::stream() {
+    if (!mainBytes) return file->stream();
+    memory.reset(fmemopen(mainBytes->data(), mainBytes->size(), "r"));
+    if (!memory) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    return memory.get();
 }
 
-std::optional<std::string_view> Source::companionBytes(char const* name) const {
+String FileSource::image() const {
+    if (mainBytes) return *mainBytes;
+    return String(zfc::platform::readWhole(path, file->descriptor()).bytes());
+}
+
+std::optional<std::string_view> FileSource::companionBytes(char const* name) const {
     if (companions.empty()) return std::nullopt;
     String const wanted = nameInCopy(name, path);
     for (Companion const& companion : companions) {

@@ -18,6 +18,9 @@
 #include "Z/zfree.h"
 
 namespace zfc::config {
+
+using namespace std::string_view_literals;
+
 namespace {
 
 using zfc::platform::Descriptor;
@@ -27,8 +30,6 @@ using zfc::platform::openFile;
 constexpr char sourceName[] = "src/Z/ZProperties";
 constexpr char ending[] = ".zsave";
 constexpr char asideEnding[] = ".old";
-// What a device writes whole or not at all, whatever becomes of the power.
-constexpr std::size_t sectorSize = 512;
 
 std::uint32_t checksum(std::string_view bytes) {
     auto const* const first = reinterpret_cast<unsigned char const*>(bytes.data());
@@ -61,38 +62,38 @@ FileRecord recordOf(std::string_view name, std::string_view oldBytes, ChangedRan
 
 namespace {
 
-/// Whether the bytes are the old ones; behind the old end stands what a file system shows of a
-/// block that was never written.
-bool isOld(std::string_view bytes, std::string_view before) {
-    std::string_view const old = before.substr(0, bytes.size());
-    return bytes.substr(0, old.size()) == old &&
-           bytes.find_first_not_of('\0', old.size()) == std::string_view::npos;
-}
-
-/// Whether every sector of the range is the old or the new one. A write that is broken off ends
-/// between two pages, a device that loses its power between two sectors.
+/// Whether every byte is the old or the new one: a write may break off anywhere, the one that puts
+/// old bytes back too, and of what was not flushed a device keeps what it likes. Behind the old end
+/// stands what a file system shows of a block that was never written.
 bool isMixture(std::string_view bytes, ChangedRange const& range) {
-    for (std::size_t at = 0; at < bytes.size();) {
-        std::size_t const sector = sectorSize - (range.start + at) % sectorSize;
-        std::string_view const piece = bytes.substr(at, sector);
-        std::string_view const before = between(range.before, at, range.before.size());
-        if (piece != range.after.substr(at, sector) && !isOld(piece, before)) return false;
-        at += piece.size();
+    for (std::size_t at = 0; at < bytes.size(); ++at) {
+        char const old = at < range.before.size() ? range.before[at] : '\0';
+        if (bytes[at] != range.after[at] && bytes[at] != old) return false;
     }
     return true;
+}
+
+/// Whether behind the range nothing was changed but the length, which a store cuts off after it has
+/// put line feeds there.
+bool isTailSame(FileRecord const& record, std::string_view bytes) {
+    ChangedRange const& range = record.range;
+    std::size_t const behind = range.start + range.after.size();
+    if (bytes.size() == range.oldSize)
+        return checksum(between(bytes, behind, bytes.size())) == record.oldTailSum;
+    std::string_view const cut = between(bytes, std::max(behind, range.newSize), bytes.size());
+    return checksum(between(bytes, behind, range.newSize)) == record.newTailSum &&
+           cut.find_first_not_of("\n\0"sv) == std::string_view::npos;
 }
 
 FileState stateOfBytes(FileRecord const& record, std::string_view bytes) {
     ChangedRange const& range = record.range;
     std::size_t const size = bytes.size();
-    bool const isGrowing = range.oldSize < size && size < range.newSize;
-    if (size != range.oldSize && size != range.newSize && !isGrowing) return FileState::edited;
-    std::size_t const behind = range.start + range.after.size();
-    std::uint32_t const tailSum = size == range.oldSize ? record.oldTailSum : record.newTailSum;
-    bool const isAroundSame = checksum(between(bytes, 0, range.start)) == record.headSum &&
-                              checksum(between(bytes, behind, size)) == tailSum;
-    if (!isAroundSame) return FileState::edited;
-    std::string_view const inside = between(bytes, range.start, behind);
+    auto const [least, most] = std::minmax(range.oldSize, range.newSize);
+    if (size < least || size > most) return FileState::edited;
+    bool const isHeadSame = checksum(between(bytes, 0, range.start)) == record.headSum;
+    if (!isHeadSame || !isTailSame(record, bytes)) return FileState::edited;
+    std::string_view const inside =
+        between(bytes, range.start, range.start + range.after.size());
     if (size == range.newSize && inside == range.after.substr(0, inside.size()))
         return FileState::complete;
     if (size == range.oldSize && inside == range.before) return FileState::old;
@@ -248,7 +249,7 @@ namespace {
 }
 
 void ignore(char const* file, String const& path, char const* reason) {
-    ZPropertiesRecoveryException report(Message::copyIgnored, path.c_str(), file, reason);
+    ZPropertiesRecoveryException report(numberOf(Message::recoveryCopyIgnored), path.c_str(), file, reason);
     report.addLocation(sourceName, __LINE__);
     zreportException(report);
 }
@@ -266,8 +267,8 @@ std::optional<FoundCopy> findCopy(char const* file, Status const& mainFile) {
     FoundCopy found;
     found.path = recoveryPath(file);
     char const* const path = found.path.c_str();
-    Descriptor const copy = openFile(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
-    if (!copy.isOpen()) {
+    found.file = openFile(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+    if (!found.file.isOpen()) {
         int const error = errno;
         if (error == ENOENT || error == ENAMETOOLONG || error == ENOTDIR) return std::nullopt;
         if (mayCount(found.path, mainFile))
@@ -275,19 +276,20 @@ std::optional<FoundCopy> findCopy(char const* file, Status const& mainFile) {
         ignore(file, found.path, std::strerror(error));
         return std::nullopt;
     }
-    auto const status = zfc::platform::statusOf(copy.get());
+    auto const status = zfc::platform::statusOf(found.file.get());
     if (!status || !isTrusted(*status, mainFile)) {
-        ignore(file, found.path, "it is not the file's owner's alone");
+        ignore(file, found.path, "it is no file of the owner's, with one name, for those who may use the file");
         return std::nullopt;
     }
     found.status = *status;
-    found.bytes = zfc::platform::readWhole(path, copy.get());
+    found.bytes = zfc::platform::readWhole(path, found.file.get());
     zfc::platform::Identity of;
     if (!decodeCopy(found.bytes.bytes(), found.files, of)) {
         ignore(file, found.path, "it is not complete");
         return std::nullopt;
     }
-    found.isOfThisFile = of == mainFile.identity;
+    // Not by the device, whose number may be another one when the machine has started again.
+    found.isOfThisFile = of.inode == mainFile.identity.inode;
     return found;
 }
 
@@ -295,8 +297,10 @@ void setAside(FoundCopy const& copy, char const* file) noexcept {
     try {
         String const aside = copy.path + asideEnding;
         // What cannot be renamed is found, and reported, again.
-        if (rename(copy.path.c_str(), aside.c_str()) != 0) return ignore(file, copy.path, "rename");
-        ZPropertiesRecoveryException report(Message::copySetAside, aside.c_str(), file, "");
+        if (rename(copy.path.c_str(), aside.c_str()) != 0)
+            return ignore(file, copy.path, "the file was edited since");
+        ZPropertiesRecoveryException report(numberOf(Message::recoveryCopySetAside), aside.c_str(), file,
+                                            "the file was edited since");
         report.addLocation(sourceName, __LINE__);
         zreportException(report);
     } catch (ZException& failure) {

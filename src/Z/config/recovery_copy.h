@@ -74,6 +74,7 @@ class RecoveryCopy {
     /// there is none. Raises ZPropertiesIOException (message 43) with the copy's name and
     /// "fopen(w)", "write()" or "fsync()", and then nothing is left of it.
     void make(Vector<FileRecord> const& files);
+    [[nodiscard]] bool exists() const { return isMade; }
     /// The copy stays, for whoever loads or stores next.
     void leave() noexcept { isMade = false; }
 
@@ -93,6 +94,7 @@ class RecoveryCopy {
 /// A copy that was found and counts.
 struct FoundCopy {
     String path;
+    zfc::platform::Descriptor file;
     Status status;
     zfc::platform::FilePages bytes;
     Vector<FileRecord> files;  // the main file first; texts in `bytes`
@@ -102,12 +104,12 @@ struct FoundCopy {
 /// The copy that stands beside `file`, which has the status given. Nothing when there is none, and
 /// none that counts: a regular file with one link, of the file's owner or the superuser, which
 /// nobody may use who may not use the file, whole and undamaged; any other is reported
-/// (message 58). One that counts and cannot be read raises ZPropertiesIOException (message 43) with
+/// (message 57). One that counts and cannot be read raises ZPropertiesIOException (message 43) with
 /// its name.
 [[nodiscard]] std::optional<FoundCopy> findCopy(char const* file, Status const& mainFile);
 
 /// Puts the copy aside as ".NAME.zsave.old", in the place of an older one, and reports it (message
-/// 59).
+/// 58).
 void setAside(FoundCopy const& copy, char const* file) noexcept;
 
 }  // namespace zfc::config

@@ -76,7 +76,7 @@ void encode(Encoder& out, FileRecord const& file) {
     for (std::uint64_t const number :
          {std::uint64_t{file.existed}, std::uint64_t{file.remains}, std::uint64_t{range.oldSize},
           std::uint64_t{range.newSize}, std::uint64_t{range.start}, std::uint64_t{file.headSum},
-          std::uint64_t{file.oldTailSum}, std::uint64_t{file.newTailSum}})
+          std::uint64_t{file.tailSum}})
         out.put(number);
     out.put(range.before);
     out.put(range.after);
@@ -91,8 +91,7 @@ FileRecord decode(Decoder& in) {
     file.range.newSize = in.size();
     file.range.start = in.size();
     file.headSum = static_cast<std::uint32_t>(in.number());
-    file.oldTailSum = static_cast<std::uint32_t>(in.number());
-    file.newTailSum = static_cast<std::uint32_t>(in.number());
+    file.tailSum = static_cast<std::uint32_t>(in.number());
     file.range.before = in.text();
     file.range.after = in.text();
     return file;
@@ -101,13 +100,13 @@ FileRecord decode(Decoder& in) {
 /// Whether the sizes agree, so that no step of a recovery has to look again.
 bool isSound(FileRecord const& file) {
     ChangedRange const& range = file.range;
-    std::size_t const least = std::min(range.oldSize, range.newSize);
-    std::size_t const most = std::max(range.oldSize, range.newSize);
-    if (range.start > least || range.after.size() > most - range.start) return false;
-    if (range.newSize > range.oldSize && range.after.size() != range.newSize - range.start)
-        return false;
-    std::size_t const old = std::min(range.oldSize - range.start, range.after.size());
-    return range.before.size() == old && file.name.find('\0') == std::string_view::npos;
+    if (file.name.find('\0') != std::string_view::npos) return false;
+    if (range.start > std::min(range.oldSize, range.newSize)) return false;
+    std::size_t const old = range.oldSize - range.start;
+    std::size_t const now = range.newSize - range.start;
+    if (old == now) return range.before.size() == range.after.size() && range.after.size() <= now;
+    bool const isToTheEnd = range.after.size() == now || range.after.size() == std::max(old, now);
+    return range.before.size() == old && isToTheEnd;
 }
 
 }  // namespace

@@ -19,8 +19,6 @@
 
 namespace zfc::config {
 
-using namespace std::string_view_literals;
-
 namespace {
 
 using zfc::platform::Descriptor;
@@ -50,13 +48,8 @@ FileRecord recordOf(std::string_view name, std::string_view oldBytes, ChangedRan
     FileRecord record;
     record.name = name;
     record.range = range;
-    std::size_t const behind = range.start + range.after.size();
     record.headSum = checksum(between(oldBytes, 0, range.start));
-    record.oldTailSum = checksum(between(oldBytes, behind, range.oldSize));
-    // The same bytes, unless the file is cut off: not summed twice.
-    record.newTailSum = range.newSize == range.oldSize
-                            ? record.oldTailSum
-                            : checksum(between(oldBytes, behind, range.newSize));
+    record.tailSum = checksum(between(oldBytes, range.start + range.before.size(), range.oldSize));
     return record;
 }
 
@@ -68,21 +61,10 @@ namespace {
 bool isMixture(std::string_view bytes, ChangedRange const& range) {
     for (std::size_t at = 0; at < bytes.size(); ++at) {
         char const old = at < range.before.size() ? range.before[at] : '\0';
-        if (bytes[at] != range.after[at] && bytes[at] != old) return false;
+        char const now = at < range.after.size() ? range.after[at] : '\0';
+        if (bytes[at] != now && bytes[at] != old) return false;
     }
     return true;
-}
-
-/// Whether behind the range nothing was changed but the length, which a store cuts off after it has
-/// put line feeds there.
-bool isTailSame(FileRecord const& record, std::string_view bytes) {
-    ChangedRange const& range = record.range;
-    std::size_t const behind = range.start + range.after.size();
-    if (bytes.size() == range.oldSize)
-        return checksum(between(bytes, behind, bytes.size())) == record.oldTailSum;
-    std::string_view const cut = between(bytes, std::max(behind, range.newSize), bytes.size());
-    return checksum(between(bytes, behind, range.newSize)) == record.newTailSum &&
-           cut.find_first_not_of("\n\0"sv) == std::string_view::npos;
 }
 
 FileState stateOfBytes(FileRecord const& record, std::string_view bytes) {
@@ -90,10 +72,13 @@ FileState stateOfBytes(FileRecord const& record, std::string_view bytes) {
     std::size_t const size = bytes.size();
     auto const [least, most] = std::minmax(range.oldSize, range.newSize);
     if (size < least || size > most) return FileState::edited;
-    bool const isHeadSame = checksum(between(bytes, 0, range.start)) == record.headSum;
-    if (!isHeadSame || !isTailSame(record, bytes)) return FileState::edited;
-    std::string_view const inside =
-        between(bytes, range.start, range.start + range.after.size());
+    // Where the sizes differ the range goes to the end, and there is nothing behind it.
+    std::size_t const behind =
+        range.oldSize == range.newSize ? range.start + range.after.size() : size;
+    bool const isAroundSame = checksum(between(bytes, 0, range.start)) == record.headSum &&
+                              checksum(between(bytes, behind, size)) == record.tailSum;
+    if (!isAroundSame) return FileState::edited;
+    std::string_view const inside = between(bytes, range.start, behind);
     if (size == range.newSize && inside == range.after.substr(0, inside.size()))
         return FileState::complete;
     if (size == range.oldSize && inside == range.before) return FileState::old;
@@ -254,11 +239,16 @@ void ignore(char const* file, String const& path, char const* reason) {
     zreportException(report);
 }
 
-/// Whether a copy that cannot be opened is one that counts: then the file may be torn.
-[[nodiscard]] bool mayCount(String const& path, Status const& mainFile) {
-    if (zfc::platform::isLinkOrSpecial(path.c_str())) return false;
+/// A copy that cannot be opened: where it is one that counts the file may be torn.
+std::nullopt_t refuseUnreadable(char const* file, String const& path, Status const& mainFile,
+                                int error) {
+    bool const isLink = zfc::platform::isLinkOrSpecial(path.c_str());
     auto const status = zfc::platform::statusOf(path.c_str());
-    return status && isTrusted(*status, mainFile);
+    if (!isLink && !status) return std::nullopt;
+    if (!isLink && isTrusted(*status, mainFile))
+        zraise(ZPropertiesIOException(path.c_str(), "fopen(r)", error), sourceName, __LINE__);
+    ignore(file, path, "it cannot be opened");
+    return std::nullopt;
 }
 
 }  // namespace
@@ -268,14 +258,8 @@ std::optional<FoundCopy> findCopy(char const* file, Status const& mainFile) {
     found.path = recoveryPath(file);
     char const* const path = found.path.c_str();
     found.file = openFile(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
-    if (!found.file.isOpen()) {
-        int const error = errno;
-        if (error == ENOENT || error == ENAMETOOLONG || error == ENOTDIR) return std::nullopt;
-        if (mayCount(found.path, mainFile))
-            zraise(ZPropertiesIOException(path, "fopen(r)", error), sourceName, __LINE__);
-        ignore(file, found.path, std::strerror(error));
-        return std::nullopt;
-    }
+    if (!found.file.isOpen() && errno == ENOENT) return std::nullopt;
+    if (!found.file.isOpen()) return refuseUnreadable(file, found.path, mainFile, errno);
     auto const status = zfc::platform::statusOf(found.file.get());
     if (!status || !isTrusted(*status, mainFile)) {
         ignore(file, found.path, "it is no file of the owner's, with one name, for those who may use the file");

@@ -29,9 +29,8 @@ struct FileRecord {
     bool remains = true;    // after it
     ChangedRange range;
     // Checksums (CRC-32 of RFC 1952) of what the store leaves alone.
-    std::uint32_t headSum = 0;     // in front of the range
-    std::uint32_t oldTailSum = 0;  // behind it, to the old end
-    std::uint32_t newTailSum = 0;  // behind it, to the new end
+    std::uint32_t headSum = 0;  // in front of the range
+    std::uint32_t tailSum = 0;  // behind it
 };
 
 /// The record of a file that holds `oldBytes`.

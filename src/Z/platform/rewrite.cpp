@@ -133,11 +133,12 @@ void Rewrite::findRange() {
     std::string_view const text = image.substr(changed.start);
     std::copy(text.begin(), text.end(), written.data());
     padToOldSize();
-    std::string_view before = bytes.substr(changed.start);
-    if (before.size() == written.bytes().size())
-        written.shorten(before.size() - commonTail(before, written.bytes()));
+    std::size_t tail = 0;
+    changed.before = bytes.substr(changed.start);
+    if (changed.oldSize == changed.newSize) tail = commonTail(changed.before, written.bytes());
+    changed.before.remove_suffix(tail);
+    written.shorten(written.bytes().size() - tail);
     changed.after = written.bytes();
-    changed.before = before.substr(0, changed.after.size());
 }
 
 void Rewrite::padToOldSize() {
@@ -176,7 +177,9 @@ bool Rewrite::undo() noexcept {
     // A file that was longer than the limit has not grown; what was cut off it cannot be written.
     bool const isTooLong = exceedsSizeLimit(static_cast<off_t>(changed.oldSize));
     bool isBack = true;
-    if (left == Stage::overwritten) isBack = writeAll(fd, changed.start, changed.before) == 0;
+    std::string_view const before =
+        isTooLong ? changed.before.substr(0, changed.after.size()) : changed.before;
+    if (left == Stage::overwritten) isBack = writeAll(fd, changed.start, before) == 0;
     // Also gives back what was reserved behind the end.
     if (!isTooLong) isBack = setSize(fd, changed.oldSize) == 0 && isBack;
     // What fails here has no remedy, and the error that brought us here is the one to tell.

@@ -42,8 +42,9 @@ struct ChangedRange {
     std::size_t oldSize = 0;
     std::size_t newSize = 0;
     std::size_t start = 0;    // of the range in the file
-    std::string_view before;  // the old bytes of the range; fewer where the file grows
-    std::string_view after;   // the new ones; line feeds between the new end and the old one
+    // To the last byte that differs; where the sizes differ, each to its file's end.
+    std::string_view before;
+    std::string_view after;  // where the file shrinks, with line feeds to its old end
 
     [[nodiscard]] bool isEmpty() const { return after.empty() && oldSize == newSize; }
 };

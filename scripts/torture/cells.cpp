@@ -37,7 +37,7 @@ std::size_t extraLength(Cell const& cell, bool isEven) {
 
 Item ordinaryItem(Cell const& cell, unsigned int number, unsigned int generation) {
     unsigned int const count = cell.size / bytesPerLine;
-    bool const isSecret = cell.kind == Kind::companion && number % 5 == 0;
+    bool const isSecret = cell.kind == Kind::companion && number % 5 == 4;
     bool const changes = isSecret || cell.kind == Kind::everything || isInMiddle(number, count);
     char key[20];
     std::snprintf(key, sizeof key, "k%05u", number);

@@ -9,7 +9,7 @@
  * A content is a number: a generation, `torn(n)` for what lies between the old bytes and those of
  * generation n, or an edit. What is on the device is kept beside what processes see (`onDevice`).
  *
- * Beside two writers and a reader there are
+ * Beside two users, who load and store, and a reader who must not write, there are
  * - kills: any process may end before any of its steps; what it did stays visible;
  * - a power loss at any moment: all processes end, and of what was not flushed each file and each
  *   entry of the directory has either state, or is torn;
@@ -20,7 +20,17 @@
  * - a generation whose store returned is not lost: no reader gets an older one;
  * - what an editor wrote stays until a store that began behind it.
  *
- * -DFAULT=1 to 7 plants one mistake each; model.sh sees that each is found.
+ * -DFAULT=N plants a mistake; model.sh sees that each is found:
+ *  1  nobody looks for a copy before he stores
+ *  2  whoever finishes a store does not flush what he finds written
+ *  3  a store is finished over an edit
+ *  4  a store returns, though the path names another file by now
+ *  5  the copy is not flushed before the files are written
+ *  6  the copy goes before the files are flushed, and the main file is written first
+ *  7  the copy goes before the main file is flushed
+ *  8  whoever finishes a store does not flush the copy first, which its writer may not have done
+ *  9  a copy is set aside before the rename that replaced the file is on the device
+ * 10  ... or before the companion is
  */
 
 #ifndef FAULT
@@ -36,7 +46,7 @@
 /* Generation 2 has no secrets, so it names no companion: 2 drops it, 3 has its first one again. */
 #define namesCompanion(n) ((n) != 2)
 
-#define stores 4     /* numbers of generations, the first one included */
+#define stores 3     /* numbers of generations, the first one included */
 
 byte M = 1, C = 1, R = absent;                  /* as processes see them; R: whose copy it is */
 byte M_onDevice = 1, C_onDevice = 1, R_onDevice = absent;
@@ -48,7 +58,6 @@ bool isComplete[stores + 1], isFlushed[stores + 1];
 byte oldM[stores + 1];
 
 bool isLocked = false;                          /* exclusively */
-byte sharers = 0;
 byte epoch = 0;                                 /* power losses */
 
 byte kills = 2, powerLosses = 1, edits = 1;     /* that may still come */
@@ -71,7 +80,7 @@ inline mayEnd() {
 
 inline lockExclusively() {
     atomic {
-        (!isLocked && sharers == 0) || epoch != mine;
+        !isLocked || epoch != mine;
         mayEnd();
         isLocked = true;
         isHolding = true;
@@ -155,22 +164,22 @@ inline flushCompanion() {
     fi
 }
 
-/* To the file that is locked, which an editor may have replaced. */
-inline writeMain() {
+/* To the file that is locked. An editor may have replaced it: then it is seen no more, but it is
+ * the one on the device while the rename is not flushed. */
+inline putMain(content) {
     atomic {
         mayEnd();
         if
-        :: heldInode == inode -> M = torn(n)
-        :: else
-        fi
-    };
-    atomic {
-        mayEnd();
-        if
-        :: heldInode == inode -> M = n
-        :: else
+        :: heldInode == inode -> M = content
+        :: heldInode != inode && renameIsPending -> M_onDevice = content
+        :: heldInode != inode
         fi
     }
+}
+
+inline writeMain() {
+    putMain(torn(n));
+    putMain(n)
 }
 
 inline flushMain() {
@@ -178,7 +187,8 @@ inline flushMain() {
         mayEnd();
         if
         :: heldInode == inode -> M_onDevice = M
-        :: else
+        :: heldInode != inode && renameIsPending -> M_onDevice = n
+        :: heldInode != inode && !renameIsPending
         fi
     }
 }
@@ -199,9 +209,13 @@ inline removeCopy() { atomic { mayEnd(); R = absent } }
 /* Renamed to `.NAME.zsave.old`: nobody reads it any more. */
 inline setAside() { atomic { mayEnd(); R = absent } }
 
-/* From the copy, which is there: both files as the store meant them. The bytes that are there
- * already are flushed too: a process that was killed may not have come to that. */
+/* From the copy, which is there: both files as the store meant them. The copy is flushed again, and
+ * so are bytes that are there already: a process that was killed may not have come to that. */
 inline finishStore() {
+#if FAULT != 8
+    flushCopy();
+    flushDirectory();
+#endif
     writeCompanion();
 #if FAULT != 2
     flushCompanion();
@@ -228,11 +242,19 @@ inline finishOrSetAside() {
 #else
         :: M == oldM[n] || M == torn(n) || M == n -> finishStore()
         :: else ->
-            /* Edited since. A companion between two generations is of no use to anybody. */
+            /* Edited since. A companion between two generations is of no use to anybody, nor is
+             * one that is whole, but not on the device. */
             if
+#if FAULT == 10
             :: C == torn(n) -> writeCompanion(); flushCompanion()
+#else
+            :: C == torn(n) || C == n -> writeCompanion(); flushCompanion()
+#endif
             :: else
             fi;
+#if FAULT != 9
+            flushDirectory();    /* else a torn file could come back where the edit was */
+#endif
             setAside();
             flushDirectory()
 #endif
@@ -257,21 +279,38 @@ inline acknowledge() {
 
 /* ------------------------------------------------------------------------------- the processes */
 
-proctype writer() {
-    byte mine, n = 0, heldInode;
+/* What somebody who read has got. */
+inline judge(gotM, gotC) {
+    assert(!isTorn(gotM));
+    assert(!isTorn(gotC) || (!isEdit(gotM) && !namesCompanion(gotM)));
+    assert(isEdit(gotM) || !namesCompanion(gotM) || gotC == gotM);
+    assert(isEdit(gotM) || gotM >= acknowledged);
+    assert(!isEdit(gotM) || acknowledged == 0);
+    assert(edit == 0 || gotM == edit)
+}
+
+/* Loads, and at times stores. */
+proctype user() {
+    byte mine, n = 0, heldInode = 0;
     bool isHolding = false;
 again:
-    atomic {
-        generations < stores -> mine = epoch;
-        isHolding = false
-    };
+    mine = epoch;
     lockExclusively();
 #if FAULT != 1
     finishOrSetAside();
 #endif
     if
-    :: heldInode != inode || generations >= stores -> unlock(); goto again
-    :: else
+    :: heldInode == inode && generations < stores
+    :: heldInode == inode ->
+        atomic {
+            mayEnd();
+            if
+            :: heldInode == inode && (R == absent || !isComplete[R]) -> judge(M, C)
+            :: else
+            fi
+        };
+        goto done
+    :: heldInode != inode -> goto done    /* the path is opened again */
     fi;
     makeCopy();
     fillCopy();
@@ -299,8 +338,9 @@ again:
 #endif
     flushDirectory();
     acknowledge();
+done:
     unlock();
-    goto again;
+    atomic { n = 0; heldInode = 0; goto again };
 ended:
     atomic {
         if
@@ -308,31 +348,19 @@ ended:
         :: else
         fi;
         isHolding = false;
+        n = 0;
+        heldInode = 0;
         goto again
     }
 }
 
-/* What a reader has got. */
-inline judge() {
-    assert(!isTorn(gotM));
-    assert(!isTorn(gotC) || (!isEdit(gotM) && !namesCompanion(gotM)));
-    assert(isEdit(gotM) || !namesCompanion(gotM) || gotC == gotM);
-    assert(isEdit(gotM) || gotM >= acknowledged);
-    assert(!isEdit(gotM) || acknowledged == 0);
-    assert(edit == 0 || gotM == edit)
-}
-
-/* One that must not write: it finishes the store in what it has read. */
-inline readOnly() {
-    atomic {
-        !isLocked || epoch != mine;
-        mayEnd();
-        sharers++;
-        isHolding = true
-    };
-    /* At once: the editor's rename before or behind it is another state, and the file is open. */
-    atomic {
-        mayEnd();
+/* One that must not write: it finishes the store in what it has read. Its shared lock keeps users
+ * off, so all of it is one step; an editor's rename between is as one before it. */
+proctype reader() {
+    byte gotM = 0, gotC = 0;
+    do
+    :: atomic {
+        !isLocked ->
         gotM = M;
         gotC = C;
         if
@@ -346,56 +374,11 @@ inline readOnly() {
             fi
         :: else
         fi;
-        judge()
-    };
-    atomic {
-        mayEnd();
-        sharers--;
-        isHolding = false
+        judge(gotM, gotC);
+        gotM = 0;
+        gotC = 0
     }
-}
-
-inline recoverAndRead() {
-    lockExclusively();
-    isExclusive = true;
-    finishOrSetAside();
-    atomic {
-        mayEnd();
-        gotM = M;
-        gotC = C;
-        if
-        :: R == absent -> judge()    /* else it was edited meanwhile, and is looked at again */
-        :: else
-        fi
-    };
-    unlock();
-    isExclusive = false
-}
-
-proctype reader() {
-    byte mine, n = 0, heldInode, gotM, gotC;
-    bool isHolding, isExclusive;
-again:
-    atomic {
-        mine = epoch;
-        isHolding = false;
-        isExclusive = false;
-        n = 0; heldInode = 0; gotM = 0; gotC = 0
-    };
-    if
-    :: readOnly()
-    :: recoverAndRead()
-    fi;
-    goto again;
-ended:
-    atomic {
-        if
-        :: isHolding && epoch == mine && isLocked -> isLocked = false
-        :: isHolding && epoch == mine && !isLocked -> sharers--
-        :: else
-        fi;
-        goto again
-    }
+    od
 }
 
 /* Its new file is whole and flushed, the rename is not. What it did not see is its own loss. */
@@ -404,6 +387,11 @@ proctype editor() {
     :: atomic {
         edits > 0;
         edits--;
+        if
+        :: M_onDevice != M -> M_onDevice = M
+        :: M_onDevice != M && !isTorn(M) -> M_onDevice = torn(M)
+        :: true
+        fi;
         M = firstEdit + edits;
         edit = M;
         acknowledged = 0;
@@ -421,7 +409,6 @@ proctype power() {
         powerLosses--;
         epoch++;
         isLocked = false;
-        sharers = 0;
         if
         :: M != M_onDevice && !renameIsPending && !isTorn(M) -> M = torn(M)
         :: M = M_onDevice
@@ -454,8 +441,8 @@ proctype power() {
 
 init {
     atomic {
-        run writer();
-        run writer();
+        run user();
+        run user();
         run reader();
         run editor();
         run power()

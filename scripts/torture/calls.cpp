@@ -1,11 +1,13 @@
 /// Every call of a store, one after the other, complete: no kill and no failure at a call is
-/// missed.
+/// missed, and no power loss before one.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdio>
+#include <optional>
 
 #include "Z/ZException.h"
+#include "torture/device.h"
 #include "torture/modes.h"
 #include "torture/process.h"
 #include "torture/tracer.h"
@@ -82,9 +84,7 @@ class CellCalls {
         unsigned int const calls = countCalls();
         Files lastTorn;
         for (unsigned int at = 1; at <= calls + 1; ++at) {
-            putFiles(subject.directory(), before);
-            static_cast<void>(storeUnder({What::kill, at, 0}, nullptr));
-            Files const torn = filesOf(subject.directory());
+            Files const torn = tornAt(at);
             // Most calls change no file; the recovery is the same then.
             if (at == 1 || torn != lastTorn) recoverFrom(torn);
             lastTorn = torn;
@@ -92,7 +92,53 @@ class CellCalls {
         table.add("kill or fail the next load, " + nameOf(subject.cell), recoveries);
     }
 
+    /// The power fails before each call of the store, and of the load that finishes it.
+    void runPower() {
+        unsigned int const calls = countCalls();
+        Files lastTorn;
+        for (unsigned int at = 1; at <= calls + 1; ++at) {
+            failPowerAt({What::killWithin, at, 0}, {});
+            failPowerAt({What::kill, at, 0}, {});
+            Files const torn = tornAt(at);
+            if (torn == before || torn == lastTorn) continue;
+            lastTorn = torn;
+            failPowerInLoad({What::kill, at, 0});
+        }
+        table.add("power loss, " + nameOf(subject.cell), powerLosses);
+    }
+
   private:
+    Files tornAt(unsigned int at) {
+        putFiles(subject.directory(), before);
+        static_cast<void>(storeUnder({What::kill, at, 0}, nullptr));
+        return filesOf(subject.directory());
+    }
+
+    void failPowerInLoad(Plan const& kill) {
+        std::size_t calls = 1;
+        for (unsigned int at = 1; at <= calls; ++at)
+            calls = std::max(calls, failPowerAt(kill, Plan{What::kill, at, 0}));
+    }
+
+    /// A store that is killed and, with a plan for it, a load that is; then the power fails. How
+    /// many calls the last of them would make at least.
+    std::size_t failPowerAt(Plan const& plan, std::optional<Plan> const& loadPlan) {
+        putFiles(subject.directory(), before);
+        Device device(subject.directory());
+        OnFlush const onFlush = [&](pid_t child, unsigned long descriptor) {
+            device.flush(child, descriptor);
+        };
+        Traced traced = storeUnder(plan, nullptr, nullptr, onFlush);
+        unsigned int const acknowledged = shared().acknowledged;
+        if (loadPlan) traced = loadUnder(*loadPlan, onFlush);
+        for (Files const& files : device.afterPowerLoss()) {
+            putFiles(subject.directory(), files);
+            settle(judgeAndStore(subject, acknowledged), loadPlan.value_or(plan), traced,
+                   powerLosses);
+        }
+        return traced.calls.size() + (traced.hasEnded ? 1 : 0);
+    }
+
     unsigned int countCalls() {
         Gate gate;
         gate.open();
@@ -128,12 +174,13 @@ class CellCalls {
         properties.store();
     }
 
-    Traced storeUnder(Plan const& plan, Gate const* gate, pid_t* child = nullptr) {
+    Traced storeUnder(Plan const& plan, Gate const* gate, pid_t* child = nullptr,
+                      OnFlush const& onFlush = {}) {
         shared().acknowledged = oldGeneration;
         shared().raised = false;
         shared().leaksDescriptor = false;
         pid_t const started = startChild([&] { storeTwice(gate); });
-        Traced traced = traceChild(started, plan);
+        Traced traced = traceChild(started, plan, onFlush);
         if (child != nullptr)
             *child = started;
         else if (!traced.hasEnded)
@@ -183,7 +230,7 @@ class CellCalls {
         table.note(subject.cell, describe(plan, traced) + ": " + finding.reason);
     }
 
-    Traced loadUnder(Plan const& plan) {
+    Traced loadUnder(Plan const& plan, OnFlush const& onFlush = {}) {
         pid_t const child = startChild([&] {
             ZStanzaFileProperties(1).setValue("s", "k", "v");  // reads what the codeset needs
             beginTraced();
@@ -194,7 +241,7 @@ class CellCalls {
             }
             endTraced();
         });
-        Traced traced = traceChild(child, plan);
+        Traced traced = traceChild(child, plan, onFlush);
         if (!traced.hasEnded) static_cast<void>(waitFor(child));
         return traced;
     }
@@ -223,6 +270,7 @@ class CellCalls {
     Count kills;
     Count failed;
     Count recoveries;
+    Count powerLosses;
     unsigned int told = 0;  // faults that a note tells already
 };
 
@@ -238,7 +286,9 @@ bool runCalls(Options const& options) {
             for (Kind const kind : allKinds) {
                 CellCalls cell({directory.path() + "/app.conf", {kind, size}}, options, table);
                 cell.run();
-                if (size == allSizes[0]) cell.runRecovery();
+                if (size != allSizes[0]) continue;
+                cell.runRecovery();
+                cell.runPower();
             }
         }
         isClean = table.finish() && isClean;

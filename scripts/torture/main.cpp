@@ -10,10 +10,10 @@
 namespace torture {
 
 Table::Table(char const* title) {
-    std::printf("\n%s\n\n| %-48s | %5s |", title, "cell", "runs");
+    std::printf("\n%s\n\n| %-49s | %5s |", title, "cell", "runs");
     for (unsigned int i = 0; i < faultCount; ++i)
         std::printf(" %s |", nameOf(static_cast<Fault>(i)));
-    std::printf("\n|%s|%s|", std::string(50, '-').c_str(), std::string(7, '-').c_str());
+    std::printf("\n|%s|%s|", std::string(51, '-').c_str(), std::string(7, '-').c_str());
     for (unsigned int i = 0; i < faultCount; ++i)
         std::printf("%s|",
                     std::string(std::strlen(nameOf(static_cast<Fault>(i))) + 2, '-').c_str());
@@ -21,7 +21,7 @@ Table::Table(char const* title) {
 }
 
 void Table::add(std::string const& cell, Count const& count) {
-    std::printf("| %-48s | %5u |", cell.c_str(), count.runs);
+    std::printf("| %-49s | %5u |", cell.c_str(), count.runs);
     for (unsigned int i = 0; i < faultCount; ++i) {
         auto const width = static_cast<int>(std::strlen(nameOf(static_cast<Fault>(i))));
         std::printf(" %*u |", width, count.faults[i]);

@@ -87,7 +87,8 @@ constexpr CallName fileCalls[] = {
 /// One run of the child.
 class Tracer {
   public:
-    Tracer(pid_t tracedChild, Plan const& thePlan) : child(tracedChild), plan(thePlan) {}
+    Tracer(pid_t tracedChild, Plan const& thePlan, OnFlush const& whenFlushed)
+        : child(tracedChild), plan(thePlan), onFlush(whenFlushed) {}
 
     Traced run() {
         if (!awaitStop()) return result;
@@ -132,7 +133,7 @@ class Tracer {
         if (ptrace(PTRACE_GET_SYSCALL_INFO, child, reinterpret_cast<void*>(sizeof info), &info) < 0)
             die("PTRACE_GET_SYSCALL_INFO");
         if (info.op == PTRACE_SYSCALL_INFO_ENTRY) return atEntry(info.entry.nr, info.entry.args);
-        if (info.op == PTRACE_SYSCALL_INFO_EXIT) atExit();
+        if (info.op == PTRACE_SYSCALL_INFO_EXIT) atExit(info.exit.rval);
     }
 
     void atEntry(unsigned long number, decltype(__ptrace_syscall_info::entry.args) const& args) {
@@ -140,6 +141,8 @@ class Tracer {
         CallName const* const call = isCounting ? fileCall(number) : nullptr;
         if (call == nullptr) return;
         result.calls.push_back(call->name);
+        isFlush = number == SYS_fsync || number == SYS_fdatasync;
+        flushed = args[0];
         if (result.calls.size() > endlessCalls) {
             result.isHung = true;
             return killNow();
@@ -203,8 +206,10 @@ class Tracer {
         result.befell = true;
     }
 
-    void atExit() {
+    void atExit(long outcome) {
         if (killsAtExit) return killNow();
+        if (isFlush && outcome == 0 && onFlush) onFlush(child, flushed);
+        isFlush = false;
         if (failsAtExit)
             edit([&](user_regs_struct& registers) {
                 registers.rax =
@@ -226,6 +231,7 @@ class Tracer {
 
     pid_t child;
     Plan plan;
+    OnFlush const& onFlush;
     Traced result;
     int stopSignal = 0;
     bool isCounting = false;
@@ -233,6 +239,8 @@ class Tracer {
     bool isKilled = false;  // what is left to do is to see it end
     bool killsAtExit = false;
     bool failsAtExit = false;
+    bool isFlush = false;       // the call that is being made
+    unsigned long flushed = 0;  // its descriptor
     unsigned long halvedFrom = 0;
 };
 
@@ -246,7 +254,9 @@ void beginTraced() {
 
 void endTraced() { syscall(markerCall, endMark); }
 
-Traced traceChild(pid_t child, Plan const& plan) { return Tracer(child, plan).run(); }
+Traced traceChild(pid_t child, Plan const& plan, OnFlush const& onFlush) {
+    return Tracer(child, plan, onFlush).run();
+}
 
 std::string describe(Plan const& plan, Traced const& traced) {
     static char const* const words[] = {"nothing",   "kill before", "kill within", "fail",

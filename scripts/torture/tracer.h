@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -37,8 +38,11 @@ struct Traced {
 void beginTraced();
 void endTraced();
 
+/// Is told each descriptor that was flushed.
+using OnFlush = std::function<void(pid_t child, unsigned long descriptor)>;
+
 /// Follows the child up to endTraced() or its end.
-[[nodiscard]] Traced traceChild(pid_t child, Plan const& plan);
+[[nodiscard]] Traced traceChild(pid_t child, Plan const& plan, OnFlush const& onFlush = {});
 
 /// As "write 3 killed within" for a report.
 [[nodiscard]] std::string describe(Plan const& plan, Traced const& traced);

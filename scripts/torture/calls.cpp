@@ -65,25 +65,27 @@ class CellCalls {
     }
 
     void run() {
-        unsigned int const calls = countCalls();
+        Calls const calls = countCalls();
         // One more: behind the last call.
-        for (unsigned int at = 1; at <= calls + 1; ++at) {
+        for (unsigned int at = 1; at <= calls.size() + 1; ++at) {
             killAt({What::kill, at, 0});
-            if (at <= calls) killAt({What::killWithin, at, 0});
+            if (befalls(calls, {What::killWithin, at, 0})) killAt({What::killWithin, at, 0});
         }
         table.add("kill at a call, " + nameOf(subject.cell), kills);
-        for (unsigned int at = 1; at <= calls; ++at) {
-            for (PlannedFailure const& failure : failures)
-                failAt({failure.what, at, failure.error});
+        for (unsigned int at = 1; at <= calls.size(); ++at) {
+            for (PlannedFailure const& failure : failures) {
+                Plan const plan{failure.what, at, failure.error};
+                if (befalls(calls, plan)) failAt(plan);
+            }
         }
         table.add("fail a call, " + nameOf(subject.cell), failed);
     }
 
     /// The same for the first load behind each kill, which has to finish that store.
     void runRecovery() {
-        unsigned int const calls = countCalls();
+        Calls const calls = countCalls();
         Files lastTorn;
-        for (unsigned int at = 1; at <= calls + 1; ++at) {
+        for (unsigned int at = 1; at <= calls.size() + 1; ++at) {
             Files const torn = tornAt(at);
             // Most calls change no file; the recovery is the same then.
             if (at == 1 || torn != lastTorn) recoverFrom(torn);
@@ -94,10 +96,11 @@ class CellCalls {
 
     /// The power fails before each call of the store, and of the load that finishes it.
     void runPower() {
-        unsigned int const calls = countCalls();
+        Calls const calls = countCalls();
         Files lastTorn;
-        for (unsigned int at = 1; at <= calls + 1; ++at) {
-            failPowerAt({What::killWithin, at, 0}, {});
+        for (unsigned int at = 1; at <= calls.size() + 1; ++at) {
+            Plan const within{What::killWithin, at, 0};
+            if (befalls(calls, within)) failPowerAt(within, {});
             failPowerAt({What::kill, at, 0}, {});
             Files const torn = tornAt(at);
             if (torn == before || torn == lastTorn) continue;
@@ -139,14 +142,20 @@ class CellCalls {
         return traced.calls.size() + (traced.hasEnded ? 1 : 0);
     }
 
-    unsigned int countCalls() {
+    using Calls = std::vector<char const*>;  // of a store that is left alone
+
+    [[nodiscard]] static bool befalls(Calls const& calls, Plan const& plan) {
+        return plan.at <= calls.size() && torture::befalls(plan.what, calls[plan.at - 1]);
+    }
+
+    Calls countCalls() {
         Gate gate;
         gate.open();
         pid_t child = 0;
         putFiles(subject.directory(), before);
         Traced const traced = storeUnder({}, &gate, &child);
         static_cast<void>(waitFor(child));
-        return static_cast<unsigned int>(traced.calls.size());
+        return traced.calls;
     }
 
     void store(ZStanzaFileProperties& properties) const {
@@ -258,7 +267,8 @@ class CellCalls {
                 // The longest of them tells how many there are.
                 if (plan.what == What::shorten)
                     calls = std::max(calls, static_cast<unsigned int>(traced.calls.size()));
-                settle(judgeAndStore(subject, oldGeneration), plan, traced, recoveries);
+                bool const isDone = traced.befell || plan.what == What::kill;
+                if (isDone) settle(judgeAndStore(subject, oldGeneration), plan, traced, recoveries);
             }
         }
     }

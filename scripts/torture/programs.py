@@ -95,7 +95,7 @@ def rename_over(path, updates):
         base = read_locked(old)
         text = base
         for stanza, keys in updates.items():
-            text = with_keys(text, stanza, sorted(keys - keys_of(text).get(stanza, set())))
+            text = with_keys(text, stanza, sorted(keys))
         temporary = path + ".editor"
         with open(temporary, "wb") as new:
             new.write(text)
@@ -103,7 +103,8 @@ def rename_over(path, updates):
             return updates
         os.rename(temporary, path)
         old.seek(0)
-        return missing(text, old.read())
+        last = old.read()
+        return missing(text, last) if last != base else {}
 
 
 def missing(text, other):

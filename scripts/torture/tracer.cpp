@@ -170,8 +170,8 @@ class Tracer {
                 return;
             case Plan::What::killWithin:
                 killsAtExit = isWrite && length > 1;
-                if (!killsAtExit) return killNow();
-                return halve(length);
+                if (killsAtExit) halve(length);
+                return;
             case Plan::What::kill:
                 return killNow();
             case Plan::What::shorten:
@@ -256,6 +256,13 @@ void endTraced() { syscall(markerCall, endMark); }
 
 Traced traceChild(pid_t child, Plan const& plan, OnFlush const& onFlush) {
     return Tracer(child, plan, onFlush).run();
+}
+
+bool befalls(Plan::What what, char const* call) {
+    bool const isWrite = std::strstr(call, "write") != nullptr;
+    if (what == Plan::What::killWithin) return isWrite;
+    bool const isHalf = what == Plan::What::shorten || what == Plan::What::failBehind;
+    return !isHalf || isWrite || std::strstr(call, "read") != nullptr;
 }
 
 std::string describe(Plan const& plan, Traced const& traced) {

@@ -15,7 +15,7 @@ struct Plan {
     enum class What {
         nothing,
         kill,        // before it is made; behind it: before the next
-        killWithin,  // a write of which half is made; other calls as kill
+        killWithin,  // a write, when half of it is made; nothing to others
         failOnce,    // not made, with `error`; only close() is made, as Linux does it
         failFrom,    // so is every later one
         failBehind,  // half of what is to be read or written; then every call fails
@@ -43,6 +43,9 @@ using OnFlush = std::function<void(pid_t child, unsigned long descriptor)>;
 
 /// Follows the child up to endTraced() or its end.
 [[nodiscard]] Traced traceChild(pid_t child, Plan const& plan, OnFlush const& onFlush = {});
+
+/// Whether the plan does anything to a call of this name.
+[[nodiscard]] bool befalls(Plan::What what, char const* call);
 
 /// As "write 3 killed within" for a report.
 [[nodiscard]] std::string describe(Plan const& plan, Traced const& traced);

@@ -31,6 +31,7 @@
  *  8  whoever finishes a store does not flush the copy first, which its writer may not have done
  *  9  a copy is set aside before the rename that replaced the file is on the device
  * 10  ... or before the companion is
+ * 11  old bytes that are put back are not flushed before the copy goes
  */
 
 #ifndef FAULT
@@ -42,6 +43,10 @@
 #define torn(n) (20 + (n))
 #define isTorn(content) ((content) > 20 && (content) < firstEdit)
 #define isEdit(content) ((content) >= firstEdit)
+
+/* What lies between two contents is told by the later one, whichever way the store went. */
+#define between(a, b) torn(isEdit(a) -> (b) : (isEdit(b) -> (a) : ((a) > (b) -> (a) : (b))))
+#define areWhole(a, b) (!isTorn(a) && !isTorn(b))
 
 /* Generation 2 has no secrets, so it names no companion: 2 drops it, 3 has its first one again. */
 #define namesCompanion(n) ((n) != 2)
@@ -55,7 +60,7 @@ byte inode = 1;                                 /* of M */
 
 /* Of the copy of each generation. */
 bool isComplete[stores + 1], isFlushed[stores + 1];
-byte oldM[stores + 1];
+byte oldM[stores + 1], oldC[stores + 1];
 
 bool isLocked = false;                          /* exclusively */
 byte epoch = 0;                                 /* power losses */
@@ -115,6 +120,7 @@ inline fillCopy() {
     atomic {
         mayEnd();
         isComplete[n] = true;
+        oldC[n] = C;
         if
         :: heldInode == inode -> oldM[n] = M; edit = 0    /* a store that has seen it began */
         :: else -> oldM[n] = absent                       /* of the replaced file: not what M is */
@@ -139,11 +145,22 @@ inline flushDirectory() {
     }
 }
 
+inline putCompanion(content) {
+    atomic {
+        mayEnd();
+        if
+        :: C_onDevice != C && C_onDevice != absent -> C_onDevice = C
+        :: true
+        fi;
+        C = content
+    }
+}
+
 inline writeCompanion() {
     if
     :: namesCompanion(n) ->
-        atomic { mayEnd(); C = torn(n) };
-        atomic { mayEnd(); C = n }
+        putCompanion(torn(n));
+        putCompanion(n)
     :: else
     fi
 }
@@ -170,7 +187,13 @@ inline putMain(content) {
     atomic {
         mayEnd();
         if
-        :: heldInode == inode -> M = content
+        :: heldInode == inode ->
+            /* What was there may have come to the device by itself. */
+            if
+            :: M_onDevice != M && !renameIsPending -> M_onDevice = M
+            :: true
+            fi;
+            M = content
         :: heldInode != inode && renameIsPending -> M_onDevice = content
         :: heldInode != inode
         fi
@@ -182,12 +205,12 @@ inline writeMain() {
     putMain(n)
 }
 
-inline flushMain() {
+inline flushMain(content) {
     atomic {
         mayEnd();
         if
         :: heldInode == inode -> M_onDevice = M
-        :: heldInode != inode && renameIsPending -> M_onDevice = n
+        :: heldInode != inode && renameIsPending -> M_onDevice = content
         :: heldInode != inode && !renameIsPending
         fi
     }
@@ -209,6 +232,32 @@ inline removeCopy() { atomic { mayEnd(); R = absent } }
 /* Renamed to `.NAME.zsave.old`: nobody reads it any more. */
 inline setAside() { atomic { mayEnd(); R = absent } }
 
+/* What a store does that cannot go on, because the disk is full: it raises, and promises nothing. The
+ * copy stays until the old bytes are on the device. */
+inline putBack() {
+    putMain(torn(n));
+    putMain(oldM[n]);
+#if FAULT != 11
+    flushMain(oldM[n]);
+#endif
+    if
+    :: C != oldC[n] ->
+        putCompanion((oldC[n] == absent -> absent : torn(n)));
+        putCompanion(oldC[n])
+    :: else
+    fi;
+    atomic {
+        mayEnd();
+        if
+        :: C != absent && C_onDevice != absent -> C_onDevice = C
+        :: else
+        fi
+    };
+    flushDirectory();
+    removeCopy();
+    flushDirectory()
+}
+
 /* From the copy, which is there: both files as the store meant them. The copy is flushed again, and
  * so are bytes that are there already: a process that was killed may not have come to that. */
 inline finishStore() {
@@ -222,7 +271,7 @@ inline finishStore() {
 #endif
     writeMain();
 #if FAULT != 2
-    flushMain();
+    flushMain(n);
 #endif
     removeCompanion();
     removeCopy();
@@ -242,16 +291,15 @@ inline finishOrSetAside() {
 #else
         :: M == oldM[n] || M == torn(n) || M == n -> finishStore()
         :: else ->
-            /* Edited since. A companion between two generations is of no use to anybody, nor is
-             * one that is whole, but not on the device. */
+            /* Edited since. A companion between two generations is of no use to anybody, and one
+             * that is whole may not be so on the device. */
             if
-#if FAULT == 10
-            :: C == torn(n) -> writeCompanion(); flushCompanion()
-#else
-            :: C == torn(n) || C == n -> writeCompanion(); flushCompanion()
-#endif
+            :: C == torn(n) -> writeCompanion()
             :: else
             fi;
+#if FAULT != 10
+            flushCompanion();
+#endif
 #if FAULT != 9
             flushDirectory();    /* else a torn file could come back where the edit was */
 #endif
@@ -321,18 +369,22 @@ again:
 #if FAULT == 6
     writeMain();
     removeCopy();
-    flushMain();
+    flushMain(n);
     writeCompanion();
     flushCompanion();
 #else
     writeCompanion();
     flushCompanion();
-    writeMain();
+    putMain(torn(n));
+    if
+    :: oldM[n] != absent -> putBack(); goto done
+    :: putMain(n)
+    fi;
 #if FAULT == 7
     removeCopy();
     flushDirectory();
 #endif
-    flushMain();
+    flushMain(n);
     removeCompanion();
     removeCopy();
 #endif
@@ -389,7 +441,7 @@ proctype editor() {
         edits--;
         if
         :: M_onDevice != M -> M_onDevice = M
-        :: M_onDevice != M && !isTorn(M) -> M_onDevice = torn(M)
+        :: M_onDevice != M && areWhole(M, M_onDevice) -> M_onDevice = between(M, M_onDevice)
         :: true
         fi;
         M = firstEdit + edits;
@@ -410,12 +462,13 @@ proctype power() {
         epoch++;
         isLocked = false;
         if
-        :: M != M_onDevice && !renameIsPending && !isTorn(M) -> M = torn(M)
+        :: M != M_onDevice && !renameIsPending && areWhole(M, M_onDevice) ->
+            M = between(M, M_onDevice)
         :: M = M_onDevice
         :: true
         fi;
         if
-        :: C != absent && C != C_onDevice && !isTorn(C) -> C = torn(C)
+        :: C != absent && C != C_onDevice && areWhole(C, C_onDevice) -> C = between(C, C_onDevice)
         :: C = C_onDevice
         :: true
         fi;

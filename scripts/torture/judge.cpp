@@ -38,6 +38,7 @@ void collectGenerations(Loaded& loaded, Content const& content) {
 
 /// A value that every generation has, in one file or the other, is there.
 void findLostMove(Loaded const& loaded, Finding& finding) {
+    if (loaded.subject.cell.kind < Kind::hide) return;
     Content const odd = contentOf(loaded.subject.cell, 1);
     Content const even = contentOf(loaded.subject.cell, 2);
     for (std::size_t i = 0; i < odd.size(); ++i) {

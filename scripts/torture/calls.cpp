@@ -296,7 +296,8 @@ bool runCalls(Options const& options) {
             for (Kind const kind : allKinds) {
                 CellCalls cell({directory.path() + "/app.conf", {kind, size}}, options, table);
                 cell.run();
-                if (size != allSizes[0]) continue;
+                // What these find does not depend on the size, nor on where the file is.
+                if (size != allSizes[0] || parent != options.directories.front()) continue;
                 cell.runRecovery();
                 cell.runPower();
             }

@@ -11,19 +11,17 @@
 namespace torture {
 namespace {
 
-constexpr std::size_t mostStates = 64;
+constexpr std::size_t mostStates = 128;
 
 void addOnce(std::vector<std::vector<File>>& choices, std::vector<File> const& choice) {
     if (std::find(choices.begin(), choices.end(), choice) == choices.end())
         choices.push_back(choice);
 }
 
-/// The first half as it is now, the rest as it was.
-File halved(File const& now, File const& before) {
-    std::size_t const half = now.bytes.size() / 2;
-    std::string bytes = now.bytes.substr(0, half);
-    if (before.bytes.size() > half) bytes += before.bytes.substr(half);
-    return {bytes, now.mode};
+/// The bytes of one up to the middle of the shorter one, behind it those of the other.
+File halved(File const& one, File const& other) {
+    std::size_t const half = std::min(one.bytes.size(), other.bytes.size()) / 2;
+    return {one.bytes.substr(0, half) + other.bytes.substr(half), one.mode};
 }
 
 }  // namespace
@@ -82,7 +80,9 @@ Device::Choices Device::choicesFor(std::string const& path, Presents const& pres
     File const before = flushedBytes(now->second.inode, file.mode);
     addOnce(choices, {file});
     addOnce(choices, {before});
-    if (!(file == before)) addOnce(choices, {halved(file, before)});
+    // Blocks reach the device in any order.
+    addOnce(choices, {halved(file, before)});
+    addOnce(choices, {halved(before, file)});
     return choices;
 }
 

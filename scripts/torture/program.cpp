@@ -12,7 +12,7 @@
 namespace torture {
 namespace {
 
-constexpr unsigned long patience = 60000;  // milliseconds
+constexpr unsigned int patience = 60000;  // milliseconds
 
 /// Sets one key of whatever object it is called with, or of the one that it knows.
 struct AddKey {

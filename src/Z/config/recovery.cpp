@@ -33,9 +33,12 @@ struct Part {
 
     [[nodiscard]] bool isMain() const { return record->name.empty(); }
     void examine() {
-        bytes.reset();
-        if (fd != Descriptor::none) bytes.emplace(zfc::platform::readWhole(path.c_str(), fd));
-        state = stateOf(*record, bytes ? std::optional(bytes->bytes()) : std::nullopt);
+        if (fd == Descriptor::none) {
+            state = stateOf(*record, std::nullopt);
+        } else {
+            FilePages const& now = bytes.emplace(zfc::platform::readWhole(path.c_str(), fd));
+            state = stateOf(*record, now.bytes());
+        }
     }
 };
 

@@ -56,13 +56,15 @@ FileRecord recordOf(std::string_view name, std::string_view oldBytes, ChangedRan
 namespace {
 
 /// Whether every byte is the old or the new one: a write may break off anywhere, the one that puts
-/// old bytes back too, and of what was not flushed a device keeps what it likes. Behind the old end
-/// stands what a file system shows of a block that was never written.
+/// old bytes back too, and of what was not flushed a device keeps what it likes. Behind the end of
+/// the shorter one a file system may show zeros for a block that was never written.
 bool isMixture(std::string_view bytes, ChangedRange const& range) {
+    std::size_t const written = std::min(range.oldSize, range.newSize) - range.start;
     for (std::size_t at = 0; at < bytes.size(); ++at) {
-        char const old = at < range.before.size() ? range.before[at] : '\0';
-        char const now = at < range.after.size() ? range.after[at] : '\0';
-        if (bytes[at] != now && bytes[at] != old) return false;
+        bool const isOld = at < range.before.size() && bytes[at] == range.before[at];
+        bool const isNew = at < range.after.size() && bytes[at] == range.after[at];
+        bool const isUnwritten = at >= written && bytes[at] == '\0';
+        if (!isOld && !isNew && !isUnwritten) return false;
     }
     return true;
 }

@@ -180,8 +180,9 @@ bool Rewrite::undo() noexcept {
     std::string_view const before =
         isTooLong ? changed.before.substr(0, changed.after.size()) : changed.before;
     if (left == Stage::overwritten) isBack = writeAll(fd, changed.start, before) == 0;
-    // Also gives back what was reserved behind the end.
-    if (!isTooLong) isBack = setSize(fd, changed.oldSize) == 0 && isBack;
+    // Also gives back what was reserved behind the end. Not behind old bytes that are missing: there
+    // it would put zeros, which are neither old nor new.
+    if (isBack && !isTooLong) isBack = setSize(fd, changed.oldSize) == 0;
     // What fails here has no remedy, and the error that brought us here is the one to tell.
     bool const isFlushed = left == Stage::reserved || fsync(fd) == 0 || errno == EINVAL;
     return isBack && isFlushed && !(isTooLong && left == Stage::overwritten);

@@ -417,8 +417,7 @@ class ZFC_API ZProperties : public ZAbstractProperties,
         ZREQUIRES(propLock);
     [[nodiscard]] std::unique_ptr<ZPCategoryBasedCache> emptyCache() ZREQUIRES(propLock);
     void leaveOwnFile(char const* file) ZREQUIRES(propLock);
-    void readCompanion(char const* file, zfc::config::FileSource const& source)
-        ZREQUIRES(propLock);
+    void readCompanion(char const* file, zfc::config::FileSource const& source) ZREQUIRES(propLock);
     [[nodiscard]] ZLCString droppedCompanion(char const* name, char const* file) const
         ZREQUIRES(propLock);
     void storeTo(ZLCString const& name, zfc::platform::LockedFile* held) ZREQUIRES(propLock);

@@ -94,8 +94,8 @@ struct ZJavaPropertiesFile::State : public ZObject {
     ZLCString path;
     zfc::java::Encoding encoding;
     Document document{encoding};
-    String image;                         // what the file held when it was read or written last
-    bool wasRead = false;                 // or written
+    String image;          // what the file held when it was read or written last
+    bool wasRead = false;  // or written
     bool makesRecoveryCopy = true;
     bool overwrites = false;              // whatever the file holds, that is
     bool isHalfRead = false;              // the file must not be written

@@ -109,6 +109,18 @@ bool isSound(FileRecord const& file) {
     return range.before.size() == old && isToTheEnd;
 }
 
+bool decodeFiles(Decoder& in, Vector<FileRecord>& files) {
+    std::uint64_t const count = in.number();
+    if (count == 0 || count > mostFiles) return false;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        files.push_back(decode(in));
+        // The first is the main file, and the only one without a name.
+        bool const isNamed = !files.back().name.empty();
+        if (in.hasFailed() || !isSound(files.back()) || isNamed != (i != 0)) return false;
+    }
+    return in.isAtEnd();
+}
+
 }  // namespace
 
 String encodeCopy(Vector<FileRecord> const& files, zfc::platform::Identity const& mainFile) {
@@ -131,24 +143,20 @@ String encodeCopy(Vector<FileRecord> const& files, zfc::platform::Identity const
     return bytes.replace(0, headSize, head);
 }
 
-bool decodeCopy(std::string_view bytes, Vector<FileRecord>& files,
-                zfc::platform::Identity& mainFile) {
-    if (bytes.size() < headSize || bytes.substr(0, mark.size()) != mark) return false;
+CopyFault decodeCopy(std::string_view bytes, Vector<FileRecord>& files,
+                     zfc::platform::Identity& mainFile) {
+    if (bytes.substr(0, mark.size()) != mark.substr(0, bytes.size())) return CopyFault::damaged;
+    if (bytes.size() < headSize) return CopyFault::cutOff;
     Decoder head(bytes.substr(mark.size(), 2 * numberSize));
-    if (head.number() != bytes.size()) return false;
-    if (head.number() != checksum(bytes.substr(headSize))) return false;
+    std::uint64_t const size = head.number();
+    if (bytes.size() != size) return bytes.size() < size ? CopyFault::cutOff : CopyFault::damaged;
+    if (head.number() != checksum(bytes.substr(headSize))) return CopyFault::damaged;
     Decoder in(bytes.substr(headSize));
     mainFile.device = in.number();
     mainFile.inode = in.number();
-    std::uint64_t const count = in.number();
-    if (count == 0 || count > mostFiles) return false;
-    for (std::uint64_t i = 0; i < count; ++i) {
-        files.push_back(decode(in));
-        // The first is the main file, and the only one without a name.
-        bool const isNamed = !files.back().name.empty();
-        if (in.hasFailed() || !isSound(files.back()) || isNamed != (i != 0)) return false;
-    }
-    return in.isAtEnd();
+    if (decodeFiles(in, files)) return CopyFault::none;
+    files.clear();
+    return CopyFault::damaged;
 }
 
 }  // namespace zfc::config

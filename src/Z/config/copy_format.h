@@ -12,9 +12,11 @@ namespace zfc::config {
 [[nodiscard]] String encodeCopy(Vector<FileRecord> const& files,
                                 zfc::platform::Identity const& mainFile);
 
-/// False for bytes that are no whole copy. The texts of `files` are in `bytes`.
-[[nodiscard]] bool decodeCopy(std::string_view bytes, Vector<FileRecord>& files,
-                              zfc::platform::Identity& mainFile);
+enum class CopyFault { none, cutOff, damaged };
+
+/// The texts of `files`, which is empty for a copy with a fault, are in `bytes`.
+[[nodiscard]] CopyFault decodeCopy(std::string_view bytes, Vector<FileRecord>& files,
+                                   zfc::platform::Identity& mainFile);
 
 }  // namespace zfc::config
 

@@ -29,9 +29,9 @@ class FileStore {
     FileStore(StorePlan const& intended, zfc::platform::LockedFile& mainFile)
         : plan(intended), target(mainFile), copy(intended.path, mainFile.status()) {}
 
-    /// Both files, or neither; the main file is examined then. The dropped companion is the caller's to
-    /// remove, as long as the object lives. Raises ZPropertiesIOException (message 43) with the
-    /// name of the file, the operation and its errno.
+    /// Both files, or neither; the main file is examined then. The dropped companion is the
+    /// caller's to remove, as long as the object lives. Raises ZPropertiesIOException (message 43)
+    /// with the name of the file, the operation and its errno.
     void write();
 
   private:

@@ -170,13 +170,15 @@ void Unfinished::finish(Part& part) {
     }
     if (!part.record->remains) return removeCompanion(name);
     if (part.way == Way::back && !part.record->existed) return removeCompanion(name);
-    if (part.fd == Descriptor::none) {
+    bool const isMissing = part.fd == Descriptor::none;
+    if (isMissing) {
         part.opened = createCompanion(name, target.status());
         part.fd = part.opened.get();
     }
     ChangedRange const& range = part.record->range;
     // One that is complete already is written again: it may not have reached the device yet.
     writeAligned(part.path, part.fd, part.way == Way::forward ? range : inverse(range));
+    if (isMissing) zfc::platform::flushDirectory(name);
 }
 
 }  // namespace
@@ -188,6 +190,7 @@ void finishStore(char const* file, LockedFile& target) {
     if (!copy) return;
     flush(copy->path, copy->file.get());
     zfc::platform::flushDirectory(copy->path.c_str());
+    if (copy->isCutOff()) return removeCutOff(*copy, file);
     Unfinished unfinished(*copy, file, target, Access::write);
     unfinished.finish();
     if (unfinished.isEdited()) {
@@ -207,7 +210,9 @@ FileSource::FileSource(char const* filePath) : path(filePath), file(nullptr) {
     open();
     if (!findCopy(path, file->status()) || finishedInFiles()) return;
     // Looked for again: meanwhile the file was not locked.
-    if (auto const copy = findCopy(path, file->status())) finishHere(*copy);
+    auto const copy = findCopy(path, file->status());
+    if (!copy) return;
+    copy->isCutOff() ? reportCutOff(*copy, path) : finishHere(*copy);
 }
 
 FileSource::FileSource(char const* filePath, LockedFile& held) : path(filePath), file(&held) {

@@ -235,10 +235,19 @@ namespace {
            (copy.mode & everything & ~mainFile.mode) == 0;
 }
 
-void ignore(char const* file, String const& path, char const* reason) {
-    ZPropertiesRecoveryException report(numberOf(Message::recoveryCopyIgnored), path.c_str(), file, reason);
-    report.addLocation(sourceName, __LINE__);
-    zreportException(report);
+/// Throws nothing, so that what can be done without the copy is done without memory too.
+void report(Message message, String const& path, char const* file, char const* reason) noexcept {
+    try {
+        ZPropertiesRecoveryException told(numberOf(message), path.c_str(), file, reason);
+        told.addLocation(sourceName, __LINE__);
+        zreportException(told);
+    } catch (ZException& failure) {
+        zreportException(failure);
+    }
+}
+
+void ignore(char const* file, String const& path, char const* reason) noexcept {
+    report(Message::recoveryCopyIgnored, path, file, reason);
 }
 
 /// A copy that cannot be opened: where it is one that counts the file may be torn.
@@ -264,14 +273,15 @@ std::optional<FoundCopy> findCopy(char const* file, Status const& mainFile) {
     if (!found.file.isOpen()) return refuseUnreadable(file, found.path, mainFile, errno);
     auto const status = zfc::platform::statusOf(found.file.get());
     if (!status || !isTrusted(*status, mainFile)) {
-        ignore(file, found.path, "it is no file of the owner's, with one name, for those who may use the file");
+        ignore(file, found.path,
+               "it is no file of the owner's, with one name, for those who may use the file");
         return std::nullopt;
     }
     found.status = *status;
     found.bytes = zfc::platform::readWhole(path, found.file.get());
     zfc::platform::Identity of;
-    if (!decodeCopy(found.bytes.bytes(), found.files, of)) {
-        ignore(file, found.path, "it is not complete");
+    if (decodeCopy(found.bytes.bytes(), found.files, of) == CopyFault::damaged) {
+        ignore(file, found.path, "it is damaged");
         return std::nullopt;
     }
     // Not by the device, whose number may be another one when the machine has started again.
@@ -279,19 +289,22 @@ std::optional<FoundCopy> findCopy(char const* file, Status const& mainFile) {
     return found;
 }
 
-void setAside(FoundCopy const& copy, char const* file) noexcept {
-    try {
-        String const aside = copy.path + asideEnding;
-        // What cannot be renamed is found, and reported, again.
-        if (rename(copy.path.c_str(), aside.c_str()) != 0)
-            return ignore(file, copy.path, "the file was edited since");
-        ZPropertiesRecoveryException report(numberOf(Message::recoveryCopySetAside), aside.c_str(), file,
-                                            "the file was edited since");
-        report.addLocation(sourceName, __LINE__);
-        zreportException(report);
-    } catch (ZException& failure) {
-        zreportException(failure);
-    }
+void reportCutOff(FoundCopy const& copy, char const* file) noexcept {
+    ignore(file, copy.path, "it is cut off");
+}
+
+void removeCutOff(FoundCopy const& copy, char const* file) noexcept {
+    reportCutOff(copy, file);
+    unlink(copy.path.c_str());
+    zfc::platform::flushDirectory(copy.path.c_str());
+}
+
+void setAside(FoundCopy const& copy, char const* file) {
+    constexpr char reason[] = "the file was edited since";
+    String const aside = copy.path + asideEnding;
+    // What cannot be renamed is found, and reported, again.
+    if (rename(copy.path.c_str(), aside.c_str()) != 0) return ignore(file, copy.path, reason);
+    report(Message::recoveryCopySetAside, aside, file, reason);
 }
 
 }  // namespace zfc::config

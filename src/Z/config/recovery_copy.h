@@ -98,18 +98,26 @@ struct FoundCopy {
     zfc::platform::FilePages bytes;
     Vector<FileRecord> files;  // the main file first; texts in `bytes`
     bool isOfThisFile = true;  // and not of one that it was copied from
+
+    /// Whether its maker was killed over it; then the files are as they were.
+    [[nodiscard]] bool isCutOff() const { return files.empty(); }
 };
 
 /// The copy that stands beside `file`, which has the status given. Nothing when there is none, and
 /// none that counts: a regular file with one link, of the file's owner or the superuser, which
-/// nobody may use who may not use the file, whole and undamaged; any other is reported
-/// (message 57). One that counts and cannot be read raises ZPropertiesIOException (message 43) with
-/// its name.
+/// nobody may use who may not use the file, whole or cut off; any other is reported (message 57).
+/// One that counts and cannot be read raises ZPropertiesIOException (message 43) with its name.
 [[nodiscard]] std::optional<FoundCopy> findCopy(char const* file, Status const& mainFile);
+
+/// Reports that the copy is left alone (message 57).
+void reportCutOff(FoundCopy const& copy, char const* file) noexcept;
+
+/// The same, and removes it.
+void removeCutOff(FoundCopy const& copy, char const* file) noexcept;
 
 /// Puts the copy aside as ".NAME.zsave.old", in the place of an older one, and reports it (message
 /// 58).
-void setAside(FoundCopy const& copy, char const* file) noexcept;
+void setAside(FoundCopy const& copy, char const* file);
 
 }  // namespace zfc::config
 

@@ -59,8 +59,8 @@ constexpr std::size_t pageSize = 4096;  // of x86, and of its file systems
 /// The same at the end of texts of one length.
 [[nodiscard]] std::size_t commonTail(std::string_view a, std::string_view b) {
     std::size_t left = a.size();
-    while (left >= pageSize && std::memcmp(a.data() + left - pageSize, b.data() + left - pageSize,
-                                           pageSize) == 0)
+    while (left >= pageSize &&
+           std::memcmp(a.data() + left - pageSize, b.data() + left - pageSize, pageSize) == 0)
         left -= pageSize;
     while (left > 0 && a[left - 1] == b[left - 1])
         --left;
@@ -180,8 +180,8 @@ bool Rewrite::undo() noexcept {
     std::string_view const before =
         isTooLong ? changed.before.substr(0, changed.after.size()) : changed.before;
     if (left == Stage::overwritten) isBack = writeAll(fd, changed.start, before) == 0;
-    // Also gives back what was reserved behind the end. Not behind old bytes that are missing: there
-    // it would put zeros, which are neither old nor new.
+    // Also gives back what was reserved behind the end. Not behind old bytes that are missing:
+    // there it would put zeros, which are neither old nor new.
     if (isBack && !isTooLong) isBack = setSize(fd, changed.oldSize) == 0;
     // What fails here has no remedy, and the error that brought us here is the one to tell.
     bool const isFlushed = left == Stage::reserved || fsync(fd) == 0 || errno == EINVAL;

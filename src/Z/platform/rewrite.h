@@ -41,7 +41,7 @@ class FilePages {
 struct ChangedRange {
     std::size_t oldSize = 0;
     std::size_t newSize = 0;
-    std::size_t start = 0;    // of the range in the file
+    std::size_t start = 0;  // of the range in the file
     // To the last byte that differs; where the sizes differ, each to its file's end.
     std::string_view before;
     std::string_view after;  // where the file shrinks, with line feeds to its old end

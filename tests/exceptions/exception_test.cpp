@@ -110,7 +110,8 @@ TEST(ExceptionTree, PrintsItsTextAndClonesAndThrowsAsItself) {
         56, "The companion file c of the configuration file f is damaged: it is cut off.", "c", "f",
         "it is cut off");
     expect<ZPropertiesRecoveryException>(
-        57, "The recovery copy c of the configuration file f is ignored: Why.", 57, "c", "f", "Why");
+        57, "The recovery copy c of the configuration file f is ignored: Why.", 57, "c", "f",
+        "Why");
     // Numbers that callers choose: a report shows no insert that was not passed, and a
     // mismatched one in its own kind.
     expect<ZThreadException>(

@@ -3,10 +3,10 @@
 /// numbers of eight bytes in the order of x86, texts as their length and their bytes.
 #include "Z/config/copy_format.h"
 
-#include <zlib.h>
-
 #include <array>
 #include <cstring>
+
+#include "Z/utility/checksum.h"
 
 namespace zfc::config {
 namespace {
@@ -15,10 +15,6 @@ constexpr std::string_view mark = "ZSAVE 1\n";
 constexpr std::size_t numberSize = 8;
 constexpr std::size_t headSize = 3 * numberSize;
 constexpr std::uint64_t mostFiles = 3;  // main file, the companion that it names, one it named
-
-std::uint64_t checksum(std::string_view bytes) {
-    return crc32_z(0, reinterpret_cast<unsigned char const*>(bytes.data()), bytes.size());
-}
 
 class Encoder {
   public:
@@ -139,7 +135,7 @@ String encodeCopy(Vector<FileRecord> const& files, zfc::platform::Identity const
     String head(mark);
     Encoder first(head);
     first.put(std::uint64_t{bytes.size()});
-    first.put(checksum(std::string_view(bytes).substr(headSize)));
+    first.put(std::uint64_t{checksum(std::string_view(bytes).substr(headSize))});
     return bytes.replace(0, headSize, head);
 }
 

@@ -250,9 +250,10 @@ void FileSource::finishHere(FoundCopy const& copy) {
 
 FILE* FileSource::stream() {
     if (!mainBytes) return file->stream();
-    memory.reset(fmemopen(mainBytes->data(), mainBytes->size(), "r"));
-    if (!memory) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    return memory.get();
+    FILE* const opened = fmemopen(&(*mainBytes)[0], mainBytes->size(), "r");
+    if (opened == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    memory.reset(opened);
+    return opened;
 }
 
 String FileSource::image() const {

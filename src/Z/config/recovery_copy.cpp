@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <unistd.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -15,24 +14,18 @@
 #include "Z/ZException.h"
 #include "Z/config/copy_format.h"
 #include "Z/exceptions/report.h"
+#include "Z/utility/checksum.h"
 #include "Z/zfree.h"
 
 namespace zfc::config {
 
 namespace {
 
-using zfc::platform::Descriptor;
-using zfc::platform::FilePages;
 using zfc::platform::openFile;
 
 constexpr char sourceName[] = "src/Z/ZProperties";
 constexpr char ending[] = ".zsave";
 constexpr char asideEnding[] = ".old";
-
-std::uint32_t checksum(std::string_view bytes) {
-    auto const* const first = reinterpret_cast<unsigned char const*>(bytes.data());
-    return static_cast<std::uint32_t>(crc32_z(0, first, bytes.size()));
-}
 
 /// The bytes from `start` to before `end`, as far as there are any.
 std::string_view between(std::string_view bytes, std::size_t start, std::size_t end) {

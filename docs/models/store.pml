@@ -294,7 +294,7 @@ inline finishOrSetAside() {
             /* Edited since. A companion between two generations is of no use to anybody, and one
              * that is whole may not be so on the device. */
             if
-            :: C == torn(n) -> writeCompanion()
+            :: C == torn(n) -> putCompanion(oldC[n])    /* the edited M was the old one */
             :: else
             fi;
 #if FAULT != 10
@@ -422,7 +422,7 @@ proctype reader() {
                 gotM = R;
                 gotC = (namesCompanion(R) -> R : gotC)
             :: else ->
-                gotC = (gotC == torn(R) -> R : gotC)
+                gotC = (gotC == torn(R) -> oldC[R] : gotC)
             fi
         :: else
         fi;

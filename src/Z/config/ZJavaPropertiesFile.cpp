@@ -90,6 +90,8 @@ struct ZJavaPropertiesFile::State : public ZObject {
     template <class Edit>
     void editing(Edit edit);
     void save(LockedFile& target, String bytes);
+    template <class Edit>
+    [[nodiscard]] bool updatedOnce(Edit edit, zfc::platform::Patience& patience);
 
     ZLCString path;
     zfc::java::Encoding encoding;
@@ -219,17 +221,39 @@ void ZJavaPropertiesFile::store() {
     if (!found.empty() && !state->isOurs(found))
         failIO(path, "store()", state->wasRead ? ESTALE : EEXIST);
     state->save(target, std::move(image));
+    // Somebody without a lock has put another file in place.
+    if (target.isReplaced()) failIO(path, "store()", ESTALE);
+}
+
+/// False when somebody without a lock has put another file in place: then nothing is changed here.
+template <class Edit>
+bool ZJavaPropertiesFile::State::updatedOnce(Edit edit, zfc::platform::Patience& patience) {
+    LockedFile target(path.getChars(), patience);
+    refresh(FileSource(path.getChars(), target));
+    String const before = document.image();
+    String const known = image;
+    bool const overwrote = overwrites;
+    editing(edit);
+    String bytes = document.image();
+    bool const isDone = bytes == image && !overwrites;
+    if (!isDone && target.isNamed()) save(target, std::move(bytes));
+    if (!target.isReplaced()) return true;
+    document = parsed(before);
+    image = known;
+    overwrites = overwrote;
+    return false;
 }
 
 void ZJavaPropertiesFile::updateFile(std::function<void(ZJavaPropertiesFile&)> const& edit,
                                      unsigned int milliseconds) {
     ZCancellationOff const wholeFiles;
     zfc::platform::Patience patience(milliseconds);
-    LockedFile target(state->path.getChars(), patience);
-    state->refresh(FileSource(state->path.getChars(), target));
-    state->editing([&] { edit(*this); });
-    String image = state->document.image();
-    if (image != state->image || state->overwrites) state->save(target, std::move(image));
+    // Nobody puts other files in place again and again.
+    constexpr int attempts = 10;
+    for (int i = 0; i < attempts; ++i) {
+        if (state->updatedOnce([&] { edit(*this); }, patience)) return;
+    }
+    failIO(state->path.getChars(), "store()", ESTALE);
 }
 
 void ZJavaPropertiesFile::setRecoveryCopy(bool isMade) { state->makesRecoveryCopy = isMade; }

@@ -261,6 +261,10 @@ bool mayTakeOver(char const* companion, char const* file) {
     if (!isOwn) return false;
     auto const opened = openRegular(companion, O_NOFOLLOW);
     if (!opened || opened->status.links != 1) return false;
+    // In a directory that others may write, it may be one of theirs that waits for our secrets.
+    auto const mainFile = statusOf(file);
+    bool const isOfOwner = mainFile && opened->status.owner == mainFile->owner;
+    if (!isOfOwner && opened->status.owner != geteuid()) return false;
     auto const bytes = firstBytes(*opened, beginning);
     return bytes && beginsLikeCompanion(*bytes);
 }

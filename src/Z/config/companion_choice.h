@@ -52,9 +52,9 @@ class StoredValues {
 [[nodiscard]] ZLCString companionToLoad(char const* named, char const* file);
 
 /// Whether an existing companion that the object does not know may be overwritten by a store of
-/// `file`: it bears the file's own name, is a regular file with one link, reached through no link
-/// itself, and is empty, a companion, or the beginning of one, as a killed store leaves it. Never
-/// waits.
+/// `file`: it bears the file's own name, is a regular file with one link, of the file's owner or
+/// ours, reached through no link itself, and is empty, a companion, or the beginning of one, as a
+/// killed store leaves it. Never waits.
 [[nodiscard]] bool mayTakeOver(char const* companion, char const* file);
 
 /// Adds the values of the companion that `file` names to the cache. Raises

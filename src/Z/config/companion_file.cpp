@@ -25,18 +25,6 @@ constexpr mode_t everything = S_IRWXU | S_IRWXG | S_IRWXO;
     zraise(ZPropertiesIOException(path, operation, error), sourceName, __LINE__);
 }
 
-/// Owner, group and permissions of the main file, as far as this process may; where the group
-/// cannot be given, the permissions meant for it are not given to another one.
-void giveTo(Descriptor const& file, Status const& mainFile) {
-    mode_t permissions = mainFile.mode & everything;
-    // Only the superuser gives a file to another owner; to a group of his own anybody may.
-    bool const isGiven = fchown(file.get(), mainFile.owner, mainFile.group) == 0 ||
-                         fchown(file.get(), static_cast<uid_t>(-1), mainFile.group) == 0;
-    if (!isGiven) permissions &= ~static_cast<mode_t>(S_IRWXG);
-    // Last: the group that a new file is made with gets no permission meant for another.
-    static_cast<void>(fchmod(file.get(), permissions));
-}
-
 }  // namespace
 
 Descriptor openCompanion(char const* path, Access access) {
@@ -57,8 +45,30 @@ Descriptor createCompanion(char const* path, Status const& mainFile) {
     constexpr int flags = openFlags | O_RDWR | O_CREAT | O_EXCL;
     Descriptor file = zfc::platform::openFile(path, flags, S_IRUSR | S_IWUSR);
     if (!file.isOpen()) refuse(path, "fopen(w)", errno);
-    giveTo(file, mainFile);
+    giveCompanion(file.get(), mainFile);
     return file;
+}
+
+void giveCompanion(int fd, Status const& mainFile) noexcept {
+    mode_t permissions = mainFile.mode & everything;
+    // Only the superuser gives a file to another owner; to a group of his own anybody may.
+    bool const isGiven = fchown(fd, mainFile.owner, mainFile.group) == 0 ||
+                         fchown(fd, static_cast<uid_t>(-1), mainFile.group) == 0;
+    if (!isGiven) permissions &= ~static_cast<mode_t>(S_IRWXG);
+    // Last: the group that a new file is made with gets no permission meant for another.
+    static_cast<void>(fchmod(fd, permissions));
+}
+
+void narrowCompanion(char const* path, int fd, Status const& mainFile) {
+    auto const status = zfc::platform::statusOf(fd);
+    if (!status) refuse(path, "fchmod()", errno);
+    mode_t allowed = mainFile.mode;
+    // Another group's members are others to the main file.
+    if (status->group != mainFile.group)
+        allowed &= ~static_cast<mode_t>(S_IRWXG) | ((mainFile.mode & S_IRWXO) << 3U);
+    mode_t const permissions = status->mode & everything;
+    if ((permissions & ~allowed) == 0) return;
+    if (fchmod(fd, permissions & allowed) != 0) refuse(path, "fchmod()", errno);
 }
 
 void removeCompanion(char const* path) {
@@ -70,7 +80,7 @@ void removeCompanion(char const* path) {
 
 CompanionFile::CompanionFile(char const* companionPath, char const* mainFile, bool isKnown,
                              std::string_view newImage)
-    : path(companionPath), image(newImage) {
+    : path(companionPath), image(newImage), isOrphan(!isKnown) {
     // Removed behind our back: it is made again.
     if (isKnown || mayTakeOver(path, mainFile)) file = openCompanion(path, Access::write);
     if (file.isOpen()) {
@@ -107,16 +117,12 @@ void CompanionFile::apply(Status const& mainFile) {
         rewrite.emplace(path, file.get(), image);
         rewrite->prepare();
     } else {
-        narrow(mainFile);
+        // One that is taken over is as good as new.
+        if (isOrphan) giveCompanion(file.get(), mainFile);
+        narrowCompanion(path, file.get(), mainFile);
     }
     rewrite->apply();
     if (isMade) zfc::platform::flushDirectory(path);
-}
-
-void CompanionFile::narrow(Status const& mainFile) const {
-    mode_t const permissions = found->mode & everything;
-    if ((permissions & ~mainFile.mode) == 0) return;
-    if (fchmod(file.get(), permissions & mainFile.mode) != 0) refuse(path, "fchmod()", errno);
 }
 
 void CompanionFile::keep() noexcept {

@@ -23,6 +23,12 @@ enum class Access { read, write };
 [[nodiscard]] zfc::platform::Descriptor createCompanion(char const* path,
                                                         zfc::platform::Status const& mainFile);
 
+/// Gives an open companion to whom createCompanion() gives it.
+void giveCompanion(int fd, zfc::platform::Status const& mainFile) noexcept;
+
+/// Takes the permissions from an open companion that the main file has not. "fchmod()".
+void narrowCompanion(char const* path, int fd, zfc::platform::Status const& mainFile);
+
 /// Removes the file; one that is gone already is no failure. "unlink()", for a link and for what is
 /// no regular file too.
 void removeCompanion(char const* path);
@@ -59,12 +65,11 @@ class CompanionFile {
     [[nodiscard]] bool undo() noexcept;
 
   private:
-    void narrow(zfc::platform::Status const& mainFile) const;
-
     char const* path;
     std::string_view image;
     zfc::platform::Descriptor file;
     std::optional<zfc::platform::Status> found;
+    bool isOrphan;                                  // nobody names it
     bool isMade = false;                            // here, and to be removed
     std::optional<zfc::platform::Rewrite> rewrite;  // none for one that is not there yet
 };

@@ -1,9 +1,10 @@
 /// A recovery copy is a head (eight bytes of mark, the length of the whole, the checksum of all
-/// behind the head), the identity of the main file, the number of files, and a record for each:
+/// behind the head), device and inode of the main file and of the copy itself, the number of files,
+/// and a record for each:
 /// numbers of eight bytes in the order of x86, texts as their length and their bytes.
 #include "Z/config/copy_format.h"
 
-#include <array>
+#include <algorithm>
 #include <cstring>
 
 #include "Z/utility/checksum.h"
@@ -13,8 +14,10 @@ namespace {
 
 constexpr std::string_view mark = "ZSAVE 1\n";
 constexpr std::size_t numberSize = 8;
-constexpr std::size_t headSize = 3 * numberSize;
-constexpr std::uint64_t mostFiles = 3;  // main file, the companion that it names, one it named
+constexpr std::size_t headSize = copyHeadSize;
+static_assert(headSize == 3 * numberSize);
+constexpr std::uint64_t mostFiles = 2;  // the main file, and the companion that it names or named
+constexpr std::size_t recordNumbers = 10;
 
 class Encoder {
   public:
@@ -93,10 +96,17 @@ FileRecord decode(Decoder& in) {
     return file;
 }
 
+/// Whether it is the name of a file beside the main file, or an absolute path.
+bool isFit(std::string_view name) {
+    bool const isBeside = name.find('/') == std::string_view::npos;
+    if (isBeside && (name == "." || name == "..")) return false;
+    return (isBeside || name.front() == '/') && name.find('\0') == std::string_view::npos;
+}
+
 /// Whether the sizes agree, so that no step of a recovery has to look again.
 bool isSound(FileRecord const& file) {
     ChangedRange const& range = file.range;
-    if (file.name.find('\0') != std::string_view::npos) return false;
+    if (!isFit(file.name) || (!file.existed && range.oldSize != 0)) return false;
     if (range.start > std::min(range.oldSize, range.newSize)) return false;
     std::size_t const old = range.oldSize - range.start;
     std::size_t const now = range.newSize - range.start;
@@ -110,25 +120,29 @@ bool decodeFiles(Decoder& in, Vector<FileRecord>& files) {
     if (count == 0 || count > mostFiles) return false;
     for (std::uint64_t i = 0; i < count; ++i) {
         files.push_back(decode(in));
-        // The first is the main file, and the only one without a name.
-        bool const isNamed = !files.back().name.empty();
-        if (in.hasFailed() || !isSound(files.back()) || isNamed != (i != 0)) return false;
+        FileRecord const& file = files.back();
+        // The first is the main file, the only one without a name, and stays.
+        bool const isMain = file.name.empty() && file.existed && file.remains;
+        if (in.hasFailed() || !isSound(file) || (i == 0) != isMain) return false;
+        if (i != 0 && file.name.empty()) return false;
     }
     return in.isAtEnd();
 }
 
 }  // namespace
 
-String encodeCopy(Vector<FileRecord> const& files, zfc::platform::Identity const& mainFile) {
+String encodeCopy(Vector<FileRecord> const& files, CopyOf const& of) {
     std::size_t size = 0;
     for (FileRecord const& file : files)
         size += file.name.size() + file.range.before.size() + file.range.after.size();
     String bytes;
-    bytes.reserve(size + headSize + files.size() * 2 * headSize * numberSize);
+    bytes.reserve(size + headSize + (5 + files.size() * recordNumbers) * numberSize);
     bytes.append(headSize, '\0');
     Encoder out(bytes);
-    out.put(std::uint64_t{mainFile.device});
-    out.put(std::uint64_t{mainFile.inode});
+    for (zfc::platform::Identity const& identity : {of.mainFile, of.copy}) {
+        out.put(std::uint64_t{identity.device});
+        out.put(std::uint64_t{identity.inode});
+    }
     out.put(std::uint64_t{files.size()});
     for (FileRecord const& file : files)
         encode(out, file);
@@ -139,20 +153,24 @@ String encodeCopy(Vector<FileRecord> const& files, zfc::platform::Identity const
     return bytes.replace(0, headSize, head);
 }
 
-CopyFault decodeCopy(std::string_view bytes, Vector<FileRecord>& files,
-                     zfc::platform::Identity& mainFile) {
-    if (bytes.substr(0, mark.size()) != mark.substr(0, bytes.size())) return CopyFault::damaged;
-    if (bytes.size() < headSize) return CopyFault::cutOff;
-    Decoder head(bytes.substr(mark.size(), 2 * numberSize));
-    std::uint64_t const size = head.number();
-    if (bytes.size() != size) return bytes.size() < size ? CopyFault::cutOff : CopyFault::damaged;
-    if (head.number() != checksum(bytes.substr(headSize))) return CopyFault::damaged;
+CopyFault faultOfHead(std::string_view head, std::uint64_t size) {
+    if (head.substr(0, mark.size()) != mark.substr(0, head.size())) return CopyFault::damaged;
+    if (head.size() < headSize) return CopyFault::cutOff;
+    std::uint64_t const whole = Decoder(head.substr(mark.size())).number();
+    if (size == whole) return CopyFault::none;
+    return size < whole ? CopyFault::cutOff : CopyFault::damaged;
+}
+
+bool decodeCopy(std::string_view bytes, Vector<FileRecord>& files, CopyOf& of) {
+    if (faultOfHead(bytes.substr(0, headSize), bytes.size()) != CopyFault::none) return false;
+    Decoder head(bytes.substr(mark.size() + numberSize));
+    if (head.number() != checksum(bytes.substr(headSize))) return false;
     Decoder in(bytes.substr(headSize));
-    mainFile.device = in.number();
-    mainFile.inode = in.number();
-    if (decodeFiles(in, files)) return CopyFault::none;
-    files.clear();
-    return CopyFault::damaged;
+    for (zfc::platform::Identity* const identity : {&of.mainFile, &of.copy}) {
+        identity->device = in.number();
+        identity->inode = in.number();
+    }
+    return decodeFiles(in, files);
 }
 
 }  // namespace zfc::config

@@ -33,6 +33,9 @@ void FileStore::writeFiles(Rewrite& rewrite) {
     });
     if (companion != nullptr) companion->apply(target.status());
     rewrite.apply();
+    // Who looks for changes looks at the main file.
+    if (companion != nullptr && rewrite.range().isEmpty())
+        zfc::platform::touch(plan.path, target.descriptor());
     if (target.status().size == 0 && !copy.exists()) zfc::platform::flushDirectory(plan.path);
     putBack.keep();
     rewrite.keep();
@@ -42,22 +45,21 @@ void FileStore::writeFiles(Rewrite& rewrite) {
 
 namespace {
 
-/// The record of a companion that goes with the store, whose bytes `old` has; nothing when it
-/// cannot be read: then its removal is not finished by others.
-std::optional<FileRecord> recordOfDropped(char const* path, std::string_view name,
-                                          zfc::platform::FilePages& old) {
+/// The record of a companion that goes with the store; nothing when it cannot be read: then its
+/// removal is not finished by others.
+std::optional<FileRecord> recordOfDropped(char const* path, std::string_view name) {
     try {
         auto const file = openCompanion(path, Access::read);
         if (!file.isOpen()) return std::nullopt;
-        old = zfc::platform::readWhole(path, file.get());
+        auto const old = zfc::platform::readWhole(path, file.get());
+        ChangedRange unchanged;
+        unchanged.oldSize = unchanged.newSize = old.bytes().size();
+        FileRecord record = recordOf(name, old.bytes(), unchanged);
+        record.remains = false;
+        return record;
     } catch (ZPropertiesIOException const&) {
         return std::nullopt;
     }
-    ChangedRange unchanged;
-    unchanged.oldSize = unchanged.newSize = old.bytes().size();
-    FileRecord record = recordOf(name, old.bytes(), unchanged);
-    record.remains = false;
-    return record;
 }
 
 }  // namespace
@@ -77,10 +79,9 @@ void FileStore::makeCopy(Rewrite const& rewrite) {
         if (companion->status()) copy.protect(*companion->status());
     }
     String droppedName;
-    zfc::platform::FilePages droppedBytes;
     if (*plan.dropped != '\0') {
         droppedName = nameInCopy(plan.dropped, plan.path);
-        auto const record = recordOfDropped(plan.dropped, droppedName, droppedBytes);
+        auto const record = recordOfDropped(plan.dropped, droppedName);
         if (record) files.push_back(*record);
     }
     copy.make(files);

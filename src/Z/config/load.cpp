@@ -151,8 +151,9 @@ void ZProperties::leaveOwnFile(char const* file) {
 
 void ZProperties::readCompanion(char const* file, zfc::config::FileSource const& source) {
     ZLCString const named = cache->getCompanionName();
-    auto const recovered = source.companionBytes(named.getChars());
-    ZLCString const name = recovered ? named : zfc::config::companionToLoad(named.getChars(), file);
+    ZLCString name = zfc::config::companionToLoad(named.getChars(), file);
+    auto recovered = source.companionBytes(name.getChars());
+    if (!recovered && (recovered = source.companionBytes(named.getChars()))) name = named;
     // One that was decoded before must not give its values twice.
     if (name.isEmpty() || history->companion == name.getChars()) return;
     // Remembered last: a companion that could not be read is not ours to write.

@@ -1,6 +1,5 @@
 #include "Z/config/recovery.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +15,7 @@ namespace {
 using zfc::platform::Descriptor;
 using zfc::platform::FilePages;
 using zfc::platform::LockedFile;
+using zfc::platform::Status;
 
 constexpr char sourceName[] = "src/Z/ZProperties";
 
@@ -47,6 +47,15 @@ ChangedRange inverse(ChangedRange const& range) {
     return {range.newSize, range.oldSize, range.start, range.after, range.before};
 }
 
+[[noreturn]] void raise(String const& path, char const* operation, int error) {
+    zraise(ZPropertiesIOException(path.c_str(), operation, error), sourceName, __LINE__);
+}
+
+void flushDirectoryOf(String const& path) {
+    bool const isDone = zfc::platform::flushDirectory(path.c_str()) || errno == EACCES;
+    if (!isDone) raise(path, "fsync()", errno);
+}
+
 String changed(std::string_view bytes, ChangedRange const& range) {
     String result(bytes.substr(0, std::min(bytes.size(), range.newSize)));
     result.resize(range.newSize);
@@ -57,22 +66,17 @@ String changed(std::string_view bytes, ChangedRange const& range) {
 
 /// Copied first, so that a write that is broken off ends between two pages of the file.
 void writeAligned(String const& path, int fd, ChangedRange range) {
+    if (zfc::platform::exceedsSizeLimit(static_cast<off_t>(range.newSize)))
+        raise(path, "write()", EFBIG);
     FilePages pages(range.start, range.after.size());
     std::copy(range.after.begin(), range.after.end(), pages.data());
     range.after = pages.bytes();
     zfc::platform::writeRange(path.c_str(), fd, range);
 }
 
-/// EINVAL: a file system that has nothing to flush to.
-void flush(String const& path, int fd) {
-    if (zfc::platform::uninterrupted([&] { return fsync(fd); }) != 0 && errno != EINVAL)
-        zraise(ZPropertiesIOException(path.c_str(), "fsync()", errno), sourceName, __LINE__);
-}
-
 /// A store that was broken off, file by file.
 class Unfinished {
   public:
-    /// `mainFd` is the main file, open and locked.
     Unfinished(FoundCopy const& found, char const* file, LockedFile const& mainFile, Access access);
 
     [[nodiscard]] Vector<Part> const& all() const { return parts; }
@@ -82,7 +86,8 @@ class Unfinished {
 
   private:
     void add(FileRecord const& record, Access access);
-    [[nodiscard]] bool isOurs(FileRecord const& record, Part const& part) const;
+    [[nodiscard]] bool isOurs(Part const& part) const;
+    [[nodiscard]] bool isReplaced(Part const& part) const;
     void decide();
     void finish(Part& part);
 
@@ -113,29 +118,39 @@ void Unfinished::add(FileRecord const& record, Access access) {
         part.path.append(record.name);
         part.opened = openCompanion(part.path.c_str(), access);
         part.fd = part.opened.get();
-        if (!isOurs(record, part)) return;
+        // The file that was copied names it, and it is not the copied one's to write.
+        if (!isBeside && !copy.isOfThisFile) return static_cast<void>(hasEdited = true);
+        if (access == Access::write && !isOurs(part)) raise(part.path, "fopen(w)", EPERM);
     }
     part.examine();
-    // One that was made anew since is empty as the one was that the store found.
-    if (part.isMain() && record.range.oldSize == 0 && !copy.isOfThisFile)
-        part.state = FileState::edited;
+    if (part.isMain() && isReplaced(part)) part.state = FileState::edited;
     parts.push_back(std::move(part));
 }
 
-/// Whether the copy may tell what becomes of this companion. What the file's owner wrote must not
-/// lead the superuser to files of others, nor a copy of the file to what belongs to the original.
-bool Unfinished::isOurs(FileRecord const& record, Part const& part) const {
-    bool const isBeside = record.name.find('/') == std::string_view::npos;
-    if (!isBeside && !copy.isOfThisFile) return false;
-    if (copy.status.owner == 0 || copy.status.owner == geteuid()) return true;
+/// Whether the main file is no more the one that was stored: put in its place by somebody, or made
+/// anew, empty as the one was that the store found.
+bool Unfinished::isReplaced(Part const& part) const {
+    bool const isAnew = part.state == FileState::old && part.record->range.oldSize == 0;
+    return copy.isReplaced || (isAnew && !copy.isOfThisFile);
+}
+
+/// Whether this companion may be written: what the file's owner wrote must not lead another user to
+/// files that are not that owner's.
+bool Unfinished::isOurs(Part const& part) const {
+    Status const& mainFile = target.status();
+    if (mainFile.owner == geteuid()) return true;
+    bool const isBeside = part.record->name.find('/') == std::string_view::npos;
     if (part.fd == Descriptor::none) return isBeside;
     auto const status = zfc::platform::statusOf(part.fd);
-    return status && status->owner == copy.status.owner && status->links == 1;
+    // One of our own: we were killed before we could give it away.
+    bool const isFit =
+        status && (status->owner == mainFile.owner || (isBeside && status->owner == geteuid()));
+    return isFit && status->links == 1;
 }
 
 void Unfinished::decide() {
     auto const isEditedPart = [](Part const& part) { return part.state == FileState::edited; };
-    hasEdited = std::any_of(parts.begin(), parts.end(), isEditedPart);
+    hasEdited = hasEdited || std::any_of(parts.begin(), parts.end(), isEditedPart);
     bool const isMainEdited = isEditedPart(parts.front());
     bool const isMainOld = parts.front().state == FileState::old;
     for (Part& part : parts) {
@@ -156,6 +171,8 @@ void Unfinished::finish() {
         if (!part.isMain() && part.record->remains) finish(part);
     }
     finish(parts.front());
+    // Who looks for changes looks at the main file.
+    if (parts.size() > 1) zfc::platform::touch(path, target.descriptor());
     for (Part& part : parts) {
         if (!part.record->remains) finish(part);
     }
@@ -165,7 +182,7 @@ void Unfinished::finish(Part& part) {
     char const* const name = part.path.c_str();
     if (part.way == Way::stay) {
         // It stands beside an edit, and has to be on the device before the copy goes.
-        if (part.fd != Descriptor::none) flush(part.path, part.fd);
+        if (part.fd != Descriptor::none) zfc::platform::flush(part.path.c_str(), part.fd);
         return;
     }
     if (!part.record->remains) return removeCompanion(name);
@@ -175,10 +192,13 @@ void Unfinished::finish(Part& part) {
         part.opened = createCompanion(name, target.status());
         part.fd = part.opened.get();
     }
+    // Its maker may have been killed before he came to that.
+    if (!part.isMain() && !part.record->existed) giveCompanion(part.fd, target.status());
+    if (!part.isMain()) narrowCompanion(name, part.fd, target.status());
     ChangedRange const& range = part.record->range;
     // One that is complete already is written again: it may not have reached the device yet.
     writeAligned(part.path, part.fd, part.way == Way::forward ? range : inverse(range));
-    if (isMissing) zfc::platform::flushDirectory(name);
+    if (isMissing) flushDirectoryOf(part.path);
 }
 
 }  // namespace
@@ -188,39 +208,53 @@ void Unfinished::finish(Part& part) {
 void finishStore(char const* file, LockedFile& target) {
     auto const copy = findCopy(file, target.status());
     if (!copy) return;
-    flush(copy->path, copy->file.get());
+    zfc::platform::flush(copy->path.c_str(), copy->file.get());
     zfc::platform::flushDirectory(copy->path.c_str());
     if (copy->isCutOff()) return removeCutOff(*copy, file);
     Unfinished unfinished(*copy, file, target, Access::write);
     unfinished.finish();
     if (unfinished.isEdited()) {
         // Else a failure of power could bring back what the edit replaced.
-        zfc::platform::flushDirectory(copy->path.c_str());
+        flushDirectoryOf(copy->path);
         setAside(*copy, file);
     } else if (unlink(copy->path.c_str()) != 0) {
-        zraise(ZPropertiesIOException(copy->path.c_str(), "unlink()", errno), sourceName, __LINE__);
+        raise(copy->path, "unlink()", errno);
     }
-    zfc::platform::flushDirectory(copy->path.c_str());
+    flushDirectoryOf(copy->path);
     target.examine();
 }
 
 // -------------------------------------------------------------------------------------- FileSource
 
+/// Looked for again each time that the file was not locked: meanwhile others may have stored, and
+/// been killed.
 FileSource::FileSource(char const* filePath) : path(filePath), file(nullptr) {
+    constexpr int attempts = 10;
     open();
-    if (!findCopy(path, file->status()) || finishedInFiles()) return;
-    // Looked for again: meanwhile the file was not locked.
-    auto const copy = findCopy(path, file->status());
-    if (!copy) return;
-    copy->isCutOff() ? reportCutOff(*copy, path) : finishHere(*copy);
+    auto copy = findCopy(path, file->status());
+    for (int i = 0; copy && i < attempts && isFinishedInFiles(); ++i)
+        copy = findCopy(path, file->status());
+    if (copy) copy->isCutOff() ? reportCutOff(*copy, path) : finishHere(*copy);
+}
+
+/// Waits a moment where there is a copy: of those who start again after a crash one finishes the
+/// store, and the others come when he holds the lock.
+void FileSource::open() {
+    constexpr unsigned int moment = 2000;  // milliseconds
+    zfc::platform::Patience patience(zfc::platform::statusOf(recoveryPath(path).c_str()) ? moment
+                                                                                         : 0);
+    own.reset();
+    file = &own.emplace(path, zfc::platform::Purpose::load, patience);
 }
 
 FileSource::FileSource(char const* filePath, LockedFile& held) : path(filePath), file(&held) {
     finishStore(path, held);
 }
 
-/// Under an exclusive lock, for which ours has to go: that of another reader is in its way too.
-bool FileSource::finishedInFiles() {
+/// Under an exclusive lock, for which ours has to go: that of another reader is in its way too. Not
+/// for somebody else: his directories may become links to ours while we look at them.
+bool FileSource::isFinishedInFiles() {
+    if (file->status().owner != geteuid()) return false;
     bool isFinished = true;
     own.reset();
     try {

@@ -49,8 +49,8 @@ class FileSource {
         String bytes;
     };
 
-    void open() { file = &own.emplace(path, zfc::platform::Purpose::load); }
-    [[nodiscard]] bool finishedInFiles();
+    void open();
+    [[nodiscard]] bool isFinishedInFiles();
     void finishHere(FoundCopy const& copy);
 
     char const* path;

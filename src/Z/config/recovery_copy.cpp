@@ -142,8 +142,24 @@ String nameInCopy(char const* path, char const* file) {
 
 // ------------------------------------------------------------------------------------- making it
 
-RecoveryCopy::RecoveryCopy(char const* file, Status const& mainFile)
-    : path(recoveryPath(file)),
+namespace {
+
+/// Throws nothing, so that what can be done without the copy is done without memory too.
+void report(Message message, String const& path, char const* file, char const* reason) noexcept {
+    try {
+        ZPropertiesRecoveryException told(numberOf(message), path.c_str(), file, reason);
+        told.addLocation(sourceName, __LINE__);
+        zreportException(told);
+    } catch (ZException& failure) {
+        zreportException(failure);
+    }
+}
+
+}  // namespace
+
+RecoveryCopy::RecoveryCopy(char const* mainPath, Status const& mainFile)
+    : file(mainPath),
+      path(recoveryPath(file)),
       owner(mainFile),
       permissions(mainFile.mode & (S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH)) {}
 
@@ -163,36 +179,53 @@ void RecoveryCopy::protect(Status const& companion) {
 }
 
 void RecoveryCopy::make(Vector<FileRecord> const& files) {
-    String const bytes = encodeCopy(files, owner.identity);
     if (!create()) return;
     isMade = true;
-    write(bytes);
-    zfc::platform::flushDirectory(path.c_str());
+    auto const status = zfc::platform::statusOf(copy.get());
+    if (!status) refuse("fopen(w)", errno);
+    write(encodeCopy(files, {owner.identity, status->identity}));
+    // A directory that may not be read has no other way to the device.
+    if (!zfc::platform::flushDirectory(path.c_str()) && errno != EACCES) refuse("fsync()", errno);
+}
+
+void RecoveryCopy::refuse(char const* operation, int error) const {
+    zraise(ZPropertiesIOException(path.c_str(), operation, error), sourceName, __LINE__);
 }
 
 /// False where there can be none.
 bool RecoveryCopy::create() {
     constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW;
+    // It must be possible to set it aside.
+    std::size_t const nameSize = path.size() - directoryPart(path).size();
+    if (nameSize + sizeof asideEnding - 1 > NAME_MAX) return false;
     // Permissions come first and bytes last: until then it is for its maker alone.
     copy = openFile(path.c_str(), flags, S_IRUSR | S_IWUSR);
-    // Under the lock, only a store that was killed before its copy was complete can have left one.
-    if (!copy.isOpen() && errno == EEXIST) {
-        auto const there = zfc::platform::statusOf(path.c_str());
-        bool const isOurs = !zfc::platform::isLinkOrSpecial(path.c_str()) && there &&
-                            (there->owner == owner.owner || there->owner == geteuid());
-        if (!isOurs || unlink(path.c_str()) != 0) return false;
+    if (!copy.isOpen() && errno == EEXIST && isCleared())
         copy = openFile(path.c_str(), flags, S_IRUSR | S_IWUSR);
-    }
-    if (copy.isOpen() && giveToOwner()) return true;
-    if (copy.isOpen()) {
-        unlink(path.c_str());
+    if (!copy.isOpen()) {
+        bool const isRefused =
+            errno == EACCES || errno == EPERM || errno == EROFS || errno == EEXIST;
+        if (!isRefused) refuse("fopen(w)", errno);
         return false;
     }
-    bool const isRefused = errno == EACCES || errno == EPERM || errno == EROFS ||
-                           errno == ENAMETOOLONG || errno == EEXIST;
-    if (!isRefused)
-        zraise(ZPropertiesIOException(path.c_str(), "fopen(w)", errno), sourceName, __LINE__);
+    if (giveToOwner()) return true;
+    unlink(path.c_str());
     return false;
+}
+
+/// Whether the name is free then. Under the lock, what stands there is no copy that counts: it is
+/// put aside, since it may hold what its file has lost.
+bool RecoveryCopy::isCleared() const {
+    auto const there = zfc::platform::statusOf(path.c_str());
+    bool const isOurs = !zfc::platform::isLinkOrSpecial(path.c_str()) && there &&
+                        (there->owner == owner.owner || there->owner == geteuid());
+    String const aside = path + asideEnding;
+    if (!isOurs || rename(path.c_str(), aside.c_str()) != 0) {
+        errno = EEXIST;
+        return false;
+    }
+    report(Message::recoveryCopySetAside, aside, file, "it does not count");
+    return true;
 }
 
 /// Whether the copy counts then.
@@ -211,6 +244,7 @@ bool RecoveryCopy::giveToOwner() const {
 }
 
 void RecoveryCopy::write(std::string_view bytes) const {
+    if (zfc::platform::exceedsSizeLimit(static_cast<off_t>(bytes.size()))) refuse("write()", EFBIG);
     ChangedRange whole;
     whole.newSize = bytes.size();
     whole.after = bytes;
@@ -224,19 +258,9 @@ namespace {
 [[nodiscard]] bool isTrusted(Status const& copy, Status const& mainFile) {
     constexpr mode_t everything = S_IRWXU | S_IRWXG | S_IRWXO;
     bool const isOfOwner = copy.owner == mainFile.owner || copy.owner == 0;
-    return copy.isRegular() && copy.links == 1 && isOfOwner &&
+    bool const isOfGroup = (copy.mode & S_IRWXG) == 0 || copy.group == mainFile.group;
+    return copy.isRegular() && copy.links == 1 && isOfOwner && isOfGroup &&
            (copy.mode & everything & ~mainFile.mode) == 0;
-}
-
-/// Throws nothing, so that what can be done without the copy is done without memory too.
-void report(Message message, String const& path, char const* file, char const* reason) noexcept {
-    try {
-        ZPropertiesRecoveryException told(numberOf(message), path.c_str(), file, reason);
-        told.addLocation(sourceName, __LINE__);
-        zreportException(told);
-    } catch (ZException& failure) {
-        zreportException(failure);
-    }
 }
 
 void ignore(char const* file, String const& path, char const* reason) noexcept {
@@ -249,10 +273,25 @@ std::nullopt_t refuseUnreadable(char const* file, String const& path, Status con
     bool const isLink = zfc::platform::isLinkOrSpecial(path.c_str());
     auto const status = zfc::platform::statusOf(path.c_str());
     if (!isLink && !status) return std::nullopt;
-    if (!isLink && isTrusted(*status, mainFile))
+    // Its maker was killed before he could give it to those who may read it.
+    bool const isEmpty = !isLink && status->size == 0;
+    if (!isLink && !isEmpty && isTrusted(*status, mainFile))
         zraise(ZPropertiesIOException(path.c_str(), "fopen(r)", error), sourceName, __LINE__);
-    ignore(file, path, "it cannot be opened");
+    ignore(file, path, isEmpty ? "it is cut off" : "it cannot be opened");
     return std::nullopt;
+}
+
+/// Reads a copy that is whole; what is no copy may have any size.
+CopyFault readCopy(FoundCopy& found, CopyOf& of) {
+    char head[copyHeadSize];
+    ssize_t const got =
+        zfc::platform::uninterrupted([&] { return pread(found.file.get(), head, sizeof head, 0); });
+    if (got < 0)
+        zraise(ZPropertiesIOException(found.path.c_str(), "fread()", errno), sourceName, __LINE__);
+    CopyFault const fault = faultOfHead({head, static_cast<std::size_t>(got)}, found.status.size);
+    if (fault != CopyFault::none) return fault;
+    found.bytes = zfc::platform::readWhole(found.path.c_str(), found.file.get());
+    return decodeCopy(found.bytes.bytes(), found.files, of) ? CopyFault::none : CopyFault::damaged;
 }
 
 }  // namespace
@@ -271,14 +310,14 @@ std::optional<FoundCopy> findCopy(char const* file, Status const& mainFile) {
         return std::nullopt;
     }
     found.status = *status;
-    found.bytes = zfc::platform::readWhole(path, found.file.get());
-    zfc::platform::Identity of;
-    if (decodeCopy(found.bytes.bytes(), found.files, of) == CopyFault::damaged) {
+    CopyOf of;
+    if (readCopy(found, of) == CopyFault::damaged) {
         ignore(file, found.path, "it is damaged");
         return std::nullopt;
     }
     // Not by the device, whose number may be another one when the machine has started again.
-    found.isOfThisFile = of.inode == mainFile.identity.inode;
+    found.isOfThisFile = of.mainFile.inode == mainFile.identity.inode;
+    found.isReplaced = !found.isOfThisFile && of.copy.inode == status->identity.inode;
     return found;
 }
 
@@ -293,11 +332,11 @@ void removeCutOff(FoundCopy const& copy, char const* file) noexcept {
 }
 
 void setAside(FoundCopy const& copy, char const* file) {
-    constexpr char reason[] = "the file was edited since";
     String const aside = copy.path + asideEnding;
-    // What cannot be renamed is found, and reported, again.
-    if (rename(copy.path.c_str(), aside.c_str()) != 0) return ignore(file, copy.path, reason);
-    report(Message::recoveryCopySetAside, aside, file, reason);
+    // Else it might be taken for one that counts when others have stored.
+    if (rename(copy.path.c_str(), aside.c_str()) != 0)
+        zraise(ZPropertiesIOException(copy.path.c_str(), "rename()", errno), sourceName, __LINE__);
+    report(Message::recoveryCopySetAside, aside, file, "the file was edited since");
 }
 
 }  // namespace zfc::config

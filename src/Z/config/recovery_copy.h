@@ -59,8 +59,9 @@ enum class FileState {
 /// A copy that a store makes. Used under the exclusive lock of the main file.
 class RecoveryCopy {
   public:
-    /// Of a store of `file`, which has the status given; nothing is made yet.
-    RecoveryCopy(char const* file, Status const& mainFile);
+    /// Of a store of the file, which has the status given; nothing is made yet. The path is used
+    /// until the end.
+    RecoveryCopy(char const* mainPath, Status const& mainFile);
     /// Removes a copy that was made, unless leave() was called.
     ~RecoveryCopy();
     RecoveryCopy(RecoveryCopy const&) = delete;
@@ -70,7 +71,8 @@ class RecoveryCopy {
     void protect(Status const& companion);
     /// Makes the copy, flushed to the device with its directory entry. Where the directory cannot
     /// be written, its name would be too long or the copy could not be given to the file's owner,
-    /// there is none. Raises ZPropertiesIOException (message 43) with the copy's name and
+    /// there is none. What stands in its place and does not count is put aside and reported
+    /// (message 58). Raises ZPropertiesIOException (message 43) with the copy's name and
     /// "fopen(w)", "write()" or "fsync()", and then nothing is left of it.
     void make(Vector<FileRecord> const& files);
     [[nodiscard]] bool exists() const { return isMade; }
@@ -79,9 +81,12 @@ class RecoveryCopy {
 
   private:
     [[nodiscard]] bool create();
+    [[nodiscard]] bool isCleared() const;
+    [[noreturn]] void refuse(char const* operation, int error) const;
     [[nodiscard]] bool giveToOwner() const;
     void write(std::string_view bytes) const;
 
+    char const* file;
     String path;
     Status owner;             // of the main file
     bool isForOwner = false;  // whoever makes the copy has to keep it for himself
@@ -97,7 +102,8 @@ struct FoundCopy {
     Status status;
     zfc::platform::FilePages bytes;
     Vector<FileRecord> files;  // the main file first; texts in `bytes`
-    bool isOfThisFile = true;  // and not of one that it was copied from
+    bool isOfThisFile = true;  // and not of one that it was copied from, or that was replaced
+    bool isReplaced = false;   // another file was put in the place of the one that was stored
 
     /// Whether its maker was killed over it; then the files are as they were.
     [[nodiscard]] bool isCutOff() const { return files.empty(); }
@@ -116,7 +122,7 @@ void reportCutOff(FoundCopy const& copy, char const* file) noexcept;
 void removeCutOff(FoundCopy const& copy, char const* file) noexcept;
 
 /// Puts the copy aside as ".NAME.zsave.old", in the place of an older one, and reports it (message
-/// 58).
+/// 58). Raises ZPropertiesIOException (message 43) with "rename()".
 void setAside(FoundCopy const& copy, char const* file);
 
 }  // namespace zfc::config

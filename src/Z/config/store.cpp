@@ -93,7 +93,7 @@ void ZProperties::storeTo(ZLCString const& name, zfc::platform::LockedFile* held
     if (fileName.isEmpty()) fileName = name;
     // Somebody without a lock has put another file in place, which the caller of an update reads.
     if (held == nullptr && target.isReplaced())
-        zraise(ZPropertiesIOException(path, "fcntl()", EAGAIN), sourceName, __LINE__);
+        zraise(ZPropertiesIOException(path, "store()", ESTALE), sourceName, __LINE__);
     settle(path, target.status());
 }
 

@@ -177,10 +177,17 @@ bool LockedFile::isNamed() const {
     return named && named->identity == found.identity;
 }
 
-/// Under the lock, which goes with the descriptor: whoever opened the file meanwhile sees, when it
-/// has locked it, that the name is gone.
+/// A new file is removed under the lock: whoever opened it meanwhile sees, when he has locked it,
+/// that the name is gone.
 LockedFile::~LockedFile() {
-    if (!isNew) return;
+    if (isNew) removeEmpty();
+    // Not with the descriptor alone, which a child that was forked since has too; nor by that
+    // child.
+    if (holder == getpid() && descriptor() != Descriptor::none)
+        static_cast<void>(setRecordLock(descriptor(), LockMode::none, wholeFile, LockWait::no));
+}
+
+void LockedFile::removeEmpty() const {
     auto const named = askSystem(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
     if (named && named->identity == found.identity && named->size == 0) unlink(path);
 }
@@ -203,14 +210,35 @@ FILE* LockedFile::intoStream() {
     return stream;
 }
 
-void flushDirectory(char const* path) noexcept {
+namespace {
+
+/// EINVAL: a file system that has nothing to flush to.
+[[nodiscard]] bool isFlushed(int fd) {
+    return uninterrupted([&] { return fsync(fd); }) == 0 || errno == EINVAL;
+}
+
+}  // namespace
+
+bool flushDirectory(char const* path) noexcept {
     try {
-        Descriptor const directory = openFile(directoryOf(path).getChars(), O_RDONLY | O_DIRECTORY);
-        // Else a crash could lose the name of the new file, whose bytes are safe.
-        if (directory.isOpen()) fsync(directory.get());
+        bool const isBare = std::strchr(path, '/') == nullptr;
+        ZLCString const name = isBare ? ZLCString(".") : directoryOf(path);
+        Descriptor const directory = openFile(name.getChars(), O_RDONLY | O_DIRECTORY);
+        return directory.isOpen() && isFlushed(directory.get());
     } catch (ZException const&) {
-        return;  // no memory for the name
+        errno = ENOMEM;  // for the name
+        return false;
     }
+}
+
+void flush(char const* path, int fd) {
+    if (!isFlushed(fd))
+        zraise(ZPropertiesIOException(path, "fsync()", errno), sourceName, __LINE__);
+}
+
+void touch(char const* path, int fd) {
+    if (futimens(fd, nullptr) != 0)
+        zraise(ZPropertiesIOException(path, "futimens()", errno), sourceName, __LINE__);
 }
 
 }  // namespace zfc::platform

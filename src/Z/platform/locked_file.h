@@ -5,6 +5,7 @@
 #define Z_PLATFORM_LOCKED_FILE_H
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -82,6 +83,10 @@ class LockedFile {
     /// To store it. A lock that is taken is tried for again as long as `patience` lasts.
     LockedFile(char const* filePath, Patience& patience)
         : LockedFile(filePath, Purpose::store, "fopen(r+)", &patience) {}
+    /// The same for any purpose.
+    LockedFile(char const* filePath, Purpose purpose, Patience& patience)
+        : LockedFile(filePath, purpose, purpose == Purpose::load ? "fopen(r)" : "fopen(r+)",
+                     &patience) {}
     /// Removes a file that was created here and is still empty, unless keep() was called. One that
     /// could not be locked stays: another process may be about to write it.
     ~LockedFile();
@@ -119,18 +124,26 @@ class LockedFile {
 
     LockedFile(char const* filePath, Purpose purpose, char const* api, Patience* patience);
 
+    void removeEmpty() const;
     [[nodiscard]] bool tryOpen(Purpose purpose, char const* api, Patience* patience);
 
     char const* path;
     Descriptor file;                             // not open any more when there is a stream
     std::unique_ptr<FILE, CloseStream> reading;  // null: not asked for
     Status found;
+    pid_t const holder = getpid();
     bool isNew = false;  // created here, and to be removed
     bool kept = false;
 };
 
-/// Flushes the directory entry of a new file. What fails here is not reported: the file is whole.
-void flushDirectory(char const* path) noexcept;
+/// Flushes the entry of a file in its directory; false, with errno, when that fails.
+bool flushDirectory(char const* path) noexcept;
+
+/// Flushes the file to the device. "fsync()".
+void flush(char const* path, int fd);
+
+/// Gives the file the present time, for those who look for a change by it. "futimens()".
+void touch(char const* path, int fd);
 
 }  // namespace zfc::platform
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -108,9 +109,7 @@ void writeRange(char const* path, int fd, ChangedRange const& range) {
     // text at no time.
     if (range.newSize < range.oldSize && setSize(fd, range.newSize) != 0)
         refuse(path, "ftruncate()", errno);
-    // EINVAL: a file system that has nothing to flush to.
-    if (uninterrupted([&] { return fsync(fd); }) != 0 && errno != EINVAL)
-        refuse(path, "fsync()", errno);
+    flush(path, fd);
 }
 
 // ----------------------------------------------------------------------------------------- Rewrite
@@ -164,7 +163,8 @@ void Rewrite::prepare() {
 }
 
 void Rewrite::apply() {
-    if (changed.isEmpty()) return;
+    // Bytes that are there already may not have reached the device yet.
+    if (changed.isEmpty()) return flush(path, fd);
     // Noted before the first byte: what breaks off within has to be undone.
     stage = Stage::overwritten;
     writeRange(path, fd, changed);
@@ -174,18 +174,22 @@ bool Rewrite::undo() noexcept {
     Stage const left = stage;
     stage = Stage::untouched;
     if (left == Stage::untouched) return true;
+    if (left == Stage::reserved) return isReleased();
     // A file that was longer than the limit has not grown; what was cut off it cannot be written.
     bool const isTooLong = exceedsSizeLimit(static_cast<off_t>(changed.oldSize));
-    bool isBack = true;
     std::string_view const before =
         isTooLong ? changed.before.substr(0, changed.after.size()) : changed.before;
-    if (left == Stage::overwritten) isBack = writeAll(fd, changed.start, before) == 0;
-    // Also gives back what was reserved behind the end. Not behind old bytes that are missing:
-    // there it would put zeros, which are neither old nor new.
-    if (isBack && !isTooLong) isBack = setSize(fd, changed.oldSize) == 0;
-    // What fails here has no remedy, and the error that brought us here is the one to tell.
-    bool const isFlushed = left == Stage::reserved || fsync(fd) == 0 || errno == EINVAL;
-    return isBack && isFlushed && !(isTooLong && left == Stage::overwritten);
+    if (writeAll(fd, changed.start, before) != 0) return false;
+    // Not behind old bytes that are missing: there it would put zeros, which are neither old nor
+    // new.
+    if (isTooLong || setSize(fd, changed.oldSize) != 0) return false;
+    return fsync(fd) == 0 || errno == EINVAL;
+}
+
+/// Gives back what was reserved behind the end, wherever that is by now.
+bool Rewrite::isReleased() const noexcept {
+    auto const now = statusOf(fd);
+    return now && setSize(fd, static_cast<std::size_t>(now->size)) == 0;
 }
 
 }  // namespace zfc::platform

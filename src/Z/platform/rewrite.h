@@ -68,7 +68,7 @@ class Rewrite {
     /// What can fail before a byte is overwritten: the process's file size limit ("write()",
     /// EFBIG) and the space on the device ("fallocate()").
     void prepare();
-    /// Makes the file hold the image, as writeRange() does.
+    /// Makes the file hold the image, as writeRange() does, and flushes it in any case.
     void apply();
     void keep() noexcept { stage = Stage::untouched; }
     /// Puts back what apply() changed; false when that fails.
@@ -79,6 +79,7 @@ class Rewrite {
 
     void findRange();
     void padToOldSize();
+    [[nodiscard]] bool isReleased() const noexcept;
 
     char const* path;
     int fd;

@@ -1,0 +1,141 @@
+#include "zprop/command_line.h"
+
+#include <cstdio>
+#include <iostream>
+
+namespace zprop {
+namespace {
+
+constexpr char exitCodes[] =
+    "Exit status: 0 done, 1 not there or not valid, 2 wrong usage, 3 input or output error.\n"
+    "Words that begin with \"-\" follow \"--\": zprop set app.conf net offset -- -x";
+
+}  // namespace
+
+CommandLine::Command const CommandLine::commands[] = {
+    {"get", "Prints the value of a key.", "zprop get app.conf server port --type int --default 80",
+     &CommandLine::declareGet, &CommandLine::runGet},
+    {"list", "Lists stanzas, keys and plain values.", "zprop list app.conf server",
+     &CommandLine::declareList, &CommandLine::runList},
+    {"dump", "Prints stanzas, keys and all values in file order.",
+     "zprop dump app.conf --json | jq '.stanzas[].name'", &CommandLine::declareDump,
+     &CommandLine::runDump},
+    {"check",
+     "Tells the first invalid line of each stanza file, and every line that is skipped in a "
+     ".properties file.",
+     "zprop check /etc/app/*.conf", &CommandLine::declareCheck, &CommandLine::runCheck},
+    {"set", "Sets a value; creates the file if there is none.",
+     "zprop set app.conf server port 8080\n"
+     "         zprop set app.properties server.port 8080",
+     &CommandLine::declareSet, &CommandLine::runSet},
+    {"unset", "Removes a key, or a stanza with all it holds.", "zprop unset app.conf server port",
+     &CommandLine::declareUnset, &CommandLine::runUnset},
+    {"comment", "Adds a comment line.",
+     "zprop comment app.conf 'raised for the load test' --stanza server --key port",
+     &CommandLine::declareComment, &CommandLine::runComment},
+    {"edit", "Reads edits from standard input, one a line, and stores them at once.",
+     "printf 'set net port 80\\nunset net proxy\\n' | zprop edit app.conf",
+     &CommandLine::declareEdit, &CommandLine::runEdit},
+    {"rewrite", "Stores the file in its normal form: \"key = value\" lines.",
+     "zprop rewrite app.conf --drop-comments", &CommandLine::declareRewrite,
+     &CommandLine::runRewrite},
+    {"convert",
+     "Converts a stanza file into a .properties file or back, when nothing is lost; else tells "
+     "what would be.",
+     "zprop convert app.conf app.properties", &CommandLine::declareConvert,
+     &CommandLine::runConvert},
+};
+
+CommandLine::CommandLine()
+    : app("Reads, edits and checks stanza files, and .properties files.", "zprop") {
+    app.require_subcommand(1);
+    app.footer(exitCodes);
+    addGlobalOptions();
+    app.fallthrough();
+    for (Command const& command : commands)
+        add(command);
+}
+
+int CommandLine::parseAndRun(int argc, char** argv) {
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::ParseError& e) {
+        bool const isHelp = e.get_exit_code() == 0;
+        app.exit(e);
+        return static_cast<int>(isHelp ? Exit::done : Exit::wrongUsage);
+    }
+    return static_cast<int>(run());
+}
+
+void CommandLine::addGlobalOptions() {
+    app.add_option("--wait", waitSeconds, "seconds to retry a file that is locked (default 5)")
+        ->check(CLI::NonNegativeNumber);
+    app.add_option("--format", format,
+                   "format of the file; by default java for a name that ends in .properties")
+        ->transform(CLI::CheckedTransformer(
+            std::map<std::string, Format>{{"stanza", Format::stanza}, {"java", Format::java}}))
+        ->option_text("stanza|java");
+}
+
+void CommandLine::add(Command const& command) {
+    auto* const declared = app.add_subcommand(command.name, command.description);
+    declared->footer(std::string("Example: ") + command.example);
+    (this->*command.declare)(*declared);
+    declared->final_callback([this, runIt = command.run] {
+        action = [this, runIt](Deadline& deadline) { return (this->*runIt)(deadline); };
+    });
+}
+
+Exit CommandLine::run() {
+    try {
+        Deadline deadline(waitSeconds);
+        Exit const result = action(deadline);
+        std::cout.flush();
+        if (!std::cout || std::fflush(stdout) != 0)
+            throw Failure(Exit::inputOutput, "standard output cannot be written");
+        return result;
+    } catch (ZException& e) {
+        return report(failureOf(e));
+    } catch (Failure& failure) {
+        return report(failure);
+    }
+}
+
+Exit CommandLine::report(Failure const& failure) {
+    std::cerr << "zprop: " << failure.what() << "\n";
+    return failure.exitCode();
+}
+
+void CommandLine::requireStanzaFile(char const* what) const {
+    if (isJava()) throw Failure(Exit::wrongUsage, std::string(what) + " is for stanza files");
+}
+
+void CommandLine::addFile(CLI::App& command) {
+    requireText(command.add_option("FILE", file, "stanza or .properties file"))->required();
+}
+
+void CommandLine::addWord(CLI::App& command, char const* name, char const* what) {
+    words.emplace_back();
+    command.add_option(name, words.back(), what);
+}
+
+void CommandLine::addStanzaAndKey(CLI::App& command) {
+    addWord(command, "STANZA", "stanza; a .properties file has none: leave it out");
+    addWord(command, "KEY", "key");
+}
+
+std::vector<std::string> CommandLine::takeWords(std::size_t count) const {
+    std::vector<std::string> taken;
+    if (isJava()) taken.emplace_back();
+    for (auto const& word : words) {
+        if (word) taken.push_back(*word);
+    }
+    bool const isStanzaMissing = !isJava() && !taken.empty() && taken.front().empty();
+    if (taken.size() != count || isStanzaMissing || taken[1].empty())
+        throw Failure(Exit::wrongUsage, file + ": needs " + (isJava() ? "KEY" : "STANZA and KEY") +
+                                            (count > 2 ? " and VALUE" : "") +
+                                            "; only a value may be empty");
+    return taken;
+}
+
+}  // namespace zprop

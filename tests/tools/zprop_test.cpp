@@ -40,10 +40,15 @@ TEST(ZpropTest, GetAnswersByTypeWithDefaultsAndExitCodes) {
         {"zprop get app.conf server none --default x", 0, "x\n"},
         {"zprop get app.conf server none --default 7 --type int", 0, "7\n"},
         {"zprop get app.conf server none --default true --type bool", 0, "yes\n"},
+        // A key without a value is another thing than one that is not there.
+        {"zprop get app.conf log rotate", 0, "\n"},
+        {"zprop get app.conf log rotate --type int", 0, "\n"},
+        {"zprop get app.conf log rotate --all", 0, ""},
+        {"zprop get app.conf log rotate --default x", 0, "x\n"},
     });
     samples.refuse(1, {"get app.conf server host --type int",
                        "get app.conf server host --type bool", "get app.conf server none",
-                       "get app.conf log rotate", "get app.conf log rotate --all"});
+                       "get app.conf log rotate --required", "get app.conf log none --required"});
     samples.refuse(2, {"get app.conf server", "get app.conf s k --wait soon",
                        "get app.conf server port --type float",
                        "get app.conf server none --default x --type int",
@@ -133,7 +138,8 @@ TEST(ZpropTest, DumpAndListShowFileOrder) {
          R"({"name":"s","keys":[{"name":"k","values":["1","2"],"obfuscated":false}]},)"
          R"({"name":"t","keys":[{"name":"e","values":[],"obfuscated":false}]}]})"},
         // JSON has no such text.
-        {"printf '[s]\nk = \\377\n' >app.conf && zprop dump app.conf --json", 3},
+        {"printf '[s]\nk = \\377\n' >app.conf && zprop dump app.conf --json | grep -A 1 val", 0,
+         "          \"values\": [\n            \"\xEF\xBF\xBD\"\n", "no text"},
     });
 }
 
@@ -150,7 +156,7 @@ TEST(ZpropTest, CheckNamesLineReasonAndColumnOfEachBadFileAndCounts) {
         checked("[s]\n\tport 80\n",
                 "f:2: neither stanza header, comment nor key = value\n\tport 80\n\t^\n"),
         checked("[s]\n = v\n", "f:2: no key before \"=\"\n = v\n ^\n"),
-        checked("[s]\nk = a\\0b\n", "f:2: NUL byte\nk = a\n     ^\n"),
+        checked("[s]\nk = a\\0b\n", "f:2: NUL byte\nk = a\\x00b\n     ^\n"),
         checked("\xEF\xBB\xBF[s]\n",
                 "f:1: byte order mark; the file must begin with its text\n\xEF\xBB\xBF[s]\n^\n"),
         {"echo '[s' >f && zprop check app.conf gone f", 3,

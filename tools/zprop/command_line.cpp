@@ -1,5 +1,7 @@
 #include "zprop/command_line.h"
 
+#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <iostream>
 
@@ -9,6 +11,23 @@ namespace {
 constexpr char exitCodes[] =
     "Exit status: 0 done, 1 not there or not valid, 2 wrong usage, 3 input or output error.\n"
     "Words that begin with \"-\" follow \"--\": zprop set app.conf net offset -- -x";
+
+/// Digits, and K, M or G for the powers of 1024; 0: it is no size, or none that fits.
+unsigned long sizeOf(std::string const& text) {
+    unsigned long size = 0;
+    std::size_t digits = 0;
+    for (; digits < text.size() && text[digits] >= '0' && text[digits] <= '9'; ++digits) {
+        if (size > (ULONG_MAX - 9) / 10) return 0;
+        size = size * 10 + static_cast<unsigned long>(text[digits] - '0');
+    }
+    std::string const unit = text.substr(digits);
+    std::size_t const shift = unit.empty()  ? 0
+                              : unit == "K" ? 10
+                              : unit == "M" ? 20
+                              : unit == "G" ? 30
+                                            : SIZE_MAX;
+    return shift == SIZE_MAX || size > ULONG_MAX >> shift ? 0 : size << shift;
+}
 
 }  // namespace
 
@@ -20,9 +39,13 @@ CommandLine::Command const CommandLine::commands[] = {
     {"dump", "Prints stanzas, keys and all values in file order.",
      "zprop dump app.conf --json | jq '.stanzas[].name'", &CommandLine::declareDump,
      &CommandLine::runDump},
+    {"names", "Lists the names of the stanzas, or of a stanza's keys, one a line.",
+     "zprop names app.conf server", &CommandLine::declareNames, &CommandLine::runNames},
+    {"diff", "Tells the keys whose values differ between two files; 1 when there are some.",
+     "zprop diff app.conf app.conf.orig", &CommandLine::declareDiff, &CommandLine::runDiff},
     {"check",
-     "Tells the first invalid line of each stanza file, and every line that is skipped in a "
-     ".properties file.",
+     "Tells every invalid line of each stanza file, what an edit would lose, and every line that "
+     "is skipped in a .properties file.",
      "zprop check /etc/app/*.conf", &CommandLine::declareCheck, &CommandLine::runCheck},
     {"set", "Sets a value; creates the file if there is none.",
      "zprop set app.conf server port 8080\n"
@@ -30,6 +53,14 @@ CommandLine::Command const CommandLine::commands[] = {
      &CommandLine::declareSet, &CommandLine::runSet},
     {"unset", "Removes a key, or a stanza with all it holds.", "zprop unset app.conf server port",
      &CommandLine::declareUnset, &CommandLine::runUnset},
+    {"rename", "Gives a key another name, at its place.",
+     "zprop rename app.conf server port listen", &CommandLine::declareRename,
+     &CommandLine::runRename},
+    {"uncomment", "Turns the commented-out template of a key, \"# key = ...\", into the key.",
+     "zprop uncomment app.conf server timeout", &CommandLine::declareUncomment,
+     &CommandLine::runUncomment},
+    {"merge", "Sets all that another stanza file sets.", "zprop merge app.conf site.conf",
+     &CommandLine::declareMerge, &CommandLine::runMerge},
     {"comment", "Adds a comment line.",
      "zprop comment app.conf 'raised for the load test' --stanza server --key port",
      &CommandLine::declareComment, &CommandLine::runComment},
@@ -60,11 +91,22 @@ int CommandLine::parseAndRun(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError& e) {
-        bool const isHelp = e.get_exit_code() == 0;
-        app.exit(e);
-        return static_cast<int>(isHelp ? Exit::done : Exit::wrongUsage);
+        return static_cast<int>(tell(e));
     }
     return static_cast<int>(run());
+}
+
+Exit CommandLine::tell(CLI::ParseError const& e) {
+    if (e.get_exit_code() == 0) {
+        app.exit(e);
+        return Exit::done;
+    }
+    bool const mayHoldSecret = app.got_subcommand("set") || app.got_subcommand("unset");
+    if (mayHoldSecret)
+        report({Exit::wrongUsage, discreet(e)});
+    else
+        app.exit(e);
+    return Exit::wrongUsage;
 }
 
 void CommandLine::addGlobalOptions() {
@@ -75,6 +117,14 @@ void CommandLine::addGlobalOptions() {
         ->transform(CLI::CheckedTransformer(
             std::map<std::string, Format>{{"stanza", Format::stanza}, {"java", Format::java}}))
         ->option_text("stanza|java");
+    app.add_option_function<std::string>(
+           "--max-companion", [](std::string const& text) { setCompanionLimit(sizeOf(text)); },
+           "most that a companion file may expand to, with K, M or G (default 64M)")
+        ->check([](std::string const& text) {
+            return sizeOf(text) == 0 ? "not a size: " + text : std::string();
+        })
+        ->option_text("BYTES");
+    app.set_version_flag("--version", "zprop " ZFC_VERSION, "print the version and exit");
 }
 
 void CommandLine::add(Command const& command) {
@@ -99,11 +149,6 @@ Exit CommandLine::run() {
     } catch (Failure& failure) {
         return report(failure);
     }
-}
-
-Exit CommandLine::report(Failure const& failure) {
-    std::cerr << "zprop: " << failure.what() << "\n";
-    return failure.exitCode();
 }
 
 void CommandLine::requireStanzaFile(char const* what) const {

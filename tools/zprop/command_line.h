@@ -40,7 +40,8 @@ class CommandLine {
     void addGlobalOptions();
     void add(Command const& command);
     Exit run();
-    static Exit report(Failure const& failure);
+    /// Prints what the parser says; the exit code.
+    Exit tell(CLI::ParseError const& e);
 
     [[nodiscard]] bool isJava() const { return formatOf(file, format) == Format::java; }
     /// For a command, or an option, that only stanza files have.
@@ -53,25 +54,44 @@ class CommandLine {
     /// .properties file.
     [[nodiscard]] std::vector<std::string> takeWords(std::size_t count) const;
 
+    void addStyles(CLI::App& command, Style& style);
+    void requireLines(Style style) const;
+    void addEditOptions(CLI::App& command);
+    /// What every edit refuses.
+    void beginEdit() const;
+    /// Edits a stanza file; `name` is the command's.
+    Exit runEditing(char const* name, Missing missing, Deadline& deadline,
+                    std::function<void(Document&)> const& edit);
+
     void declareGet(CLI::App& command);
     void declareList(CLI::App& command);
     void declareDump(CLI::App& command);
     void declareCheck(CLI::App& command);
+    void declareNames(CLI::App& command);
+    void declareDiff(CLI::App& command);
     Exit runGet(Deadline& deadline);
     Exit runList(Deadline& deadline);
     Exit runDump(Deadline& deadline);
     Exit runCheck(Deadline& deadline);
+    Exit runNames(Deadline& deadline);
+    Exit runDiff(Deadline& deadline);
 
     void declareSet(CLI::App& command);
     void declareUnset(CLI::App& command);
     void declareComment(CLI::App& command);
     void declareEdit(CLI::App& command);
+    void declareRename(CLI::App& command);
+    void declareUncomment(CLI::App& command);
+    void declareMerge(CLI::App& command);
     void declareRewrite(CLI::App& command);
     void declareConvert(CLI::App& command);
     Exit runSet(Deadline& deadline);
     Exit runUnset(Deadline& deadline);
     Exit runComment(Deadline& deadline);
     Exit runEdit(Deadline& deadline);
+    Exit runRename(Deadline& deadline);
+    Exit runUncomment(Deadline& deadline);
+    Exit runMerge(Deadline& deadline);
     Exit runRewrite(Deadline& deadline);
     Exit runConvert(Deadline& deadline);
 
@@ -79,17 +99,22 @@ class CommandLine {
     std::function<Exit(Deadline&)> action;
     double waitSeconds = 5;
     std::string file;
-    std::string stanza;
+    std::string otherFile;
     std::deque<std::optional<std::string>> words;  // of all commands
     std::optional<Format> format;
     std::vector<std::string> files;
     GetRequest getRequest;
+    ListRequest listRequest;
     DumpRequest dumpRequest;
+    DiffRequest diffRequest;
+    EditTarget target;
     SetEdit setEdit;
     UnsetEdit unsetEdit;
     CommentEdit commentEdit;
+    RenameEdit renameEdit;
+    UncommentEdit uncommentEdit;
     ConvertRequest convertRequest;
-    bool dropComments = false;
+    bool fromStandardInput = false;  // the value that is set
 };
 
 }  // namespace zprop

@@ -1,4 +1,4 @@
-/// The commands that only read: get, list, dump and check.
+/// The commands that only read: get, list, names, dump, diff and check.
 #include "zprop/command_line.h"
 #include "zprop/java_commands.h"
 
@@ -15,8 +15,12 @@ void CommandLine::declareGet(CLI::App& command) {
                                                                      {"int", ValueType::integer},
                                                                      {"bool", ValueType::boolean}}))
         ->excludes(all);
-    command.add_option("--default", getRequest.fallback, "printed when there is no value");
+    auto* const fallback =
+        command.add_option("--default", getRequest.fallback, "printed when there is no value");
+    command.add_flag("--required", getRequest.required, "a key without a value is an error")
+        ->excludes(fallback);
     command.add_flag("--reveal", getRequest.reveal, "show obfuscated values");
+    addStyles(command, getRequest.style);
 }
 
 Exit CommandLine::runGet(Deadline& deadline) {
@@ -27,29 +31,75 @@ Exit CommandLine::runGet(Deadline& deadline) {
     if (!isJava()) return get(getRequest, deadline);
     if (getRequest.all || getRequest.reveal || getRequest.type != ValueType::string)
         requireStanzaFile("--all, --reveal or --type");
+    requireLines(getRequest.style);
     return getJava(file, getRequest.key, getRequest.fallback, deadline);
 }
 
 void CommandLine::declareList(CLI::App& command) {
     addFile(command);
-    requireText(command.add_option("STANZA", stanza, "this stanza alone"));
+    requireText(command.add_option("STANZA", listRequest.stanza, "this stanza alone"));
+    addStyles(command, listRequest.style);
 }
 
 Exit CommandLine::runList(Deadline& deadline) {
-    if (!stanza.empty()) requireStanzaFile("STANZA");
-    return isJava() ? listJava(file, deadline) : list(file, stanza, deadline);
+    listRequest.file = file;
+    if (!listRequest.stanza.empty()) requireStanzaFile("STANZA");
+    requireLines(listRequest.style);
+    return isJava() ? listJava(file, deadline) : list(listRequest, deadline);
+}
+
+void CommandLine::declareNames(CLI::App& command) {
+    addFile(command);
+    requireText(command.add_option("STANZA", listRequest.stanza, "the keys of this stanza"));
+    addStyles(command, listRequest.style);
+}
+
+Exit CommandLine::runNames(Deadline& deadline) {
+    listRequest.file = file;
+    requireStanzaFile("names");
+    return names(listRequest, deadline);
 }
 
 void CommandLine::declareDump(CLI::App& command) {
     addFile(command);
     command.add_flag("--json", dumpRequest.json, "as JSON");
     command.add_flag("--reveal", dumpRequest.reveal, "show obfuscated values");
+    addStyles(command, dumpRequest.style);
 }
 
 Exit CommandLine::runDump(Deadline& deadline) {
     dumpRequest.file = file;
+    if (dumpRequest.json && dumpRequest.style != Style::lines)
+        throw Failure(Exit::wrongUsage, "--json goes without --null and --shell");
+    requireLines(dumpRequest.style);
     if (!isJava()) return dump(dumpRequest, deadline);
     return dumpRequest.json ? dumpJavaAsJson(file, deadline) : listJava(file, deadline);
+}
+
+void CommandLine::declareDiff(CLI::App& command) {
+    requireText(command.add_option("FILE", file, "stanza file"))->required();
+    requireText(command.add_option("OTHER", otherFile, "stanza file"))->required();
+    command.add_flag("--reveal", diffRequest.reveal, "show obfuscated values");
+}
+
+Exit CommandLine::runDiff(Deadline& deadline) {
+    requireStanzaFile("diff");
+    diffRequest.from = file;
+    diffRequest.to = otherFile;
+    return diff(diffRequest, deadline);
+}
+
+void CommandLine::addStyles(CLI::App& command, Style& style) {
+    auto* const nul = command.add_flag_callback(
+        "-z,--null", [&style] { style = Style::nul; }, "a NUL behind each answer, for xargs -0");
+    command
+        .add_flag_callback(
+            "--shell", [&style] { style = Style::shell; }, "as words or assignments of a shell")
+        ->excludes(nul);
+}
+
+void CommandLine::requireLines(Style style) const {
+    if (style != Style::lines) requireStanzaFile("--null or --shell");
 }
 
 void CommandLine::declareCheck(CLI::App& command) {

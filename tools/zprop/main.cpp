@@ -2,8 +2,10 @@
 /// files in the manner of the Java platform.
 #include "common/datadir.h"
 #include "zprop/command_line.h"
+#include "zprop/locale.h"
 
 int main(int argc, char** argv) {
     tools::useInstalledDataDirectory();
+    zprop::useKnownCodeset();
     return zprop::CommandLine().parseAndRun(argc, argv);
 }

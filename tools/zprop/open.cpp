@@ -7,11 +7,16 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cmath>
 #include <cstring>
+#include <iostream>
 #include <thread>
+#include <utility>
 
-#include "zprop/failure.h"
+#include "zprop/backup.h"
+#include "zprop/difference.h"
+#include "zprop/scan.h"
 
 namespace zprop {
 namespace {
@@ -108,12 +113,34 @@ class EditedFile {
     bool kept = false;
 };
 
-Properties load(std::string const& file, Comments comments, Deadline& deadline) {
+unsigned long companionLimit = 0;  // bytes; 0: the library's own
+
+Properties emptyDocument(Comments comments) {
+    // The bit says that the data points to the most bytes that a companion expands to.
+    constexpr unsigned long limitIsGiven = 8;
+    auto properties = std::make_unique<Document>(comments);
+    if (companionLimit != 0) properties->setAttributes(limitIsGiven, &companionLimit);
+    return properties;
+}
+
+/// Loads the file, or of one whose companion cannot be used what it holds itself.
+Properties loadWhatIsThere(std::string const& file, Comments comments, Deadline& deadline) {
     Properties properties;
     retryWhileLocked(deadline, [&] {
-        properties = std::make_unique<ZStanzaFileProperties>(file.c_str(),
-                                                             comments == Comments::keep ? 1 : 0);
+        properties = emptyDocument(comments);
+        try {
+            properties->load(file.c_str());
+        } catch (ZException& e) {
+            if (!isAboutCompanion(e)) throw;
+            properties->trouble = troubleOf(e);
+        }
     });
+    return properties;
+}
+
+Properties load(std::string const& file, Comments comments, Deadline& deadline) {
+    Properties properties = loadWhatIsThere(file, comments, deadline);
+    if (properties->trouble) throw CompanionFailure(file, *properties->trouble);
     return properties;
 }
 
@@ -147,8 +174,16 @@ void retryWhileLocked(Deadline& deadline, std::function<void()> const& body) {
     }
 }
 
+void setCompanionLimit(unsigned long bytes) { companionLimit = bytes; }
+
 Properties openForReading(std::string const& file, Deadline& deadline) {
     return load(file, Comments::keep, deadline);
+}
+
+Properties openForAnswers(std::string const& file, Deadline& deadline) {
+    Properties properties = loadWhatIsThere(file, Comments::keep, deadline);
+    if (properties->trouble) warn("warning: " + file + ": " + properties->trouble->reason);
+    return properties;
 }
 
 void editWith(std::string const& file, Missing missing, Deadline& deadline,
@@ -167,14 +202,105 @@ void editWith(std::string const& file, Missing missing, Deadline& deadline,
     }
 }
 
-void editFile(std::string const& file, Missing missing, Comments comments, Deadline& deadline,
-              std::function<void(ZStanzaFileProperties&)> const& edit) {
+namespace {
+
+constexpr char companionStanza[] = "configuration-database";
+constexpr char companionKey[] = "file";
+
+/// Refuses to lose text that the format does not keep, unless its stanza is gone anyway.
+void requireNothingLost(EditTarget const& target, std::string const& before,
+                        Document const& properties) {
+    std::vector<std::string> messages;
+    if (!target.force) {
+        for (Finding const& loss : scan(before).losses) {
+            if (loss.stanza.empty() || properties.exists(loss.stanza.c_str()))
+                messages.push_back(target.file + ":" + std::to_string(loss.line) + ": " +
+                                   loss.reason + "; nothing is changed without --force");
+        }
+    }
+    if (!messages.empty()) throw Failure(Exit::notThereOrInvalid, messages);
+}
+
+/// Lets `edit` change what was loaded, and prints what a store would change.
+void tryEdit(EditTarget const& target, std::function<Properties()> const& loadIt,
+             std::function<void(Document&)> const& edit) {
+    bool const isNew = target.missing == Missing::create &&
+                       access(target.file.c_str(), F_OK) != 0 && errno == ENOENT;
+    Properties const properties = isNew ? emptyDocument(target.comments) : loadIt();
+    std::string const before = bytesOf(target.file);
+    std::string const secrets = properties->secrets();
+    edit(*properties);
+    requireNothingLost(target, before, *properties);
+    std::cout << difference(isNew ? "/dev/null" : target.file, target.file, before,
+                            properties->text());
+    if (properties->secrets() == secrets) return;
+    bool const isNamed = !properties->companion().empty();
+    warn(target.file + (isNamed ? ": obfuscated values would change in its companion file"
+                                : ": a companion file would be made, and named in this one"));
+}
+
+/// Loads, edits and stores the file, or only tries.
+void transact(EditTarget const& target, Deadline& deadline,
+              std::function<Properties()> const& loadIt,
+              std::function<void(Document&)> const& edit) {
+    if (target.file == "-")
+        throw Failure(
+            Exit::wrongUsage,
+            "\"-\" is standard input, which cannot be edited; a file of that name is ./-");
+    if (target.dryRun) return tryEdit(target, loadIt, edit);
     Properties properties;
     auto const loadAndEdit = [&] {
-        properties = load(file, comments, deadline);
+        properties = loadIt();
+        std::string const before = bytesOf(target.file);
+        std::string const secrets = properties->secrets();
+        std::string const companion = properties->companion();
         edit(*properties);
+        requireNothingLost(target, before, *properties);
+        bool const changes = properties->text() != before || properties->secrets() != secrets;
+        if (!target.backup || !changes) return;
+        makeBackup(target.file, *target.backup);
+        if (!companion.empty()) makeBackup(companion, *target.backup);
     };
-    editWith(file, missing, deadline, loadAndEdit, [&] { properties->store(nullptr); });
+    editWith(target.file, target.missing, deadline, loadAndEdit,
+             [&] { properties->store(target.file.c_str()); });
+}
+
+/// Whether the companion file is whole, and no more than larger than what is expanded.
+bool isOnlyTooLarge(std::string const& file, Deadline& deadline) {
+    unsigned long const before = std::exchange(companionLimit, ULONG_MAX);
+    Properties const properties = loadWhatIsThere(file, Comments::keep, deadline);
+    companionLimit = before;
+    return !properties->trouble;
+}
+
+}  // namespace
+
+void editFile(EditTarget const& target, Deadline& deadline,
+              std::function<void(Document&)> const& edit) {
+    auto const loadIt = [&] { return load(target.file, target.comments, deadline); };
+    transact(target, deadline, loadIt, edit);
+}
+
+void letGoOfCompanion(EditTarget const& target, std::string const& stanza, std::string const& key,
+                      CompanionFailure const& found, Deadline& deadline) {
+    if (!found.cause().isLost || isOnlyTooLarge(target.file, deadline)) throw found;
+    auto const loadIt = [&] {
+        Properties const broken = loadWhatIsThere(target.file, Comments::keep, deadline);
+        if (!broken->trouble || broken->exists(stanza.c_str(), key.c_str())) throw found;
+        // Another object, because one that could not read its companion stores nothing.
+        Properties whole = emptyDocument(Comments::keep);
+        whole->setText(broken->text());
+        return whole;
+    };
+    transact(target, deadline, loadIt, [&](Document& properties) {
+        properties.deleteKey(companionStanza, companionKey);
+        properties.forgetCompanion();
+    });
+    warn(std::string(found.what()));
+    warn(
+        target.file + (target.dryRun ? ": would not name " : ": does not name ") +
+        found.cause().file +
+        " any more, so that all its obfuscated values are unset; the companion file is left alone");
 }
 
 }  // namespace zprop

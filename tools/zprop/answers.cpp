@@ -1,0 +1,119 @@
+#include "zprop/answers.h"
+
+#include <iostream>
+#include <map>
+
+#include "Z/ZList.h"
+#include "zprop/shown.h"
+
+namespace zprop {
+namespace {
+
+/// The values as they are printed.
+std::vector<std::string> toldValues(ZStanzaFileProperties const& properties,
+                                    std::string const& stanza, std::string const& key,
+                                    Secrets secrets) {
+    bool const isHidden =
+        secrets != Secrets::revealed && properties.isObfuscated(stanza.c_str(), key.c_str());
+    if (isHidden && secrets == Secrets::leftOut) return {};
+    auto values = valuesOf(properties, stanza, key);
+    if (isHidden) values.assign(values.size(), hiddenText);
+    return values;
+}
+
+void printLines(std::string const& key, std::vector<std::string> const& values) {
+    if (values.empty()) std::cout << shown(key) << " =\n";
+    for (auto const& value : values)
+        std::cout << shown(key) << " = " << shown(value) << "\n";
+}
+
+void printRecords(std::string const& stanza, std::string const& key,
+                  std::vector<std::string> const& values) {
+    std::string const place = stanza + "\n" + key;
+    if (values.empty()) std::cout << place << '\0';
+    for (auto const& value : values)
+        std::cout << place << "\n" << value << '\0';
+}
+
+std::string shellName(std::string const& stanza, std::string const& key) {
+    constexpr char allowed[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";
+    std::string name = stanza + "_" + key;
+    for (std::size_t at = 0; (at = name.find_first_not_of(allowed, at)) != name.npos;)
+        name[at] = '_';
+    bool const isDigit = name.front() >= '0' && name.front() <= '9';
+    return isDigit ? "_" + name : name;
+}
+
+/// The assignments of a shell, each name once.
+class Assignments {
+  public:
+    void print(std::string const& stanza, std::string const& key,
+               std::vector<std::string> const& values) {
+        std::string const name = shellName(stanza, key);
+        std::string const place = "key \"" + key + "\" in stanza \"" + stanza + "\"";
+        auto const [known, isNew] = places.emplace(name, place);
+        if (!isNew)
+            throw Failure(Exit::notThereOrInvalid,
+                          known->second + " and " + place + " would both be " + name);
+        std::string joined;
+        for (auto const& value : values)
+            joined += (&value == &values.front() ? "" : "\n") + value;
+        std::cout << name << "=" << shellWord(joined) << "\n";
+    }
+
+  private:
+    std::map<std::string, std::string> places;  // of each name
+};
+
+}  // namespace
+
+std::vector<std::string> valuesOf(ZStanzaFileProperties const& properties,
+                                  std::string const& stanza, std::string const& key) {
+    ZArrayList list(1, 1);
+    properties.getValues(stanza.c_str(), key.c_str(), list, zpropLocalCodeset);
+    std::vector<std::string> values;
+    for (unsigned int i = 0; i < list.size(); ++i)
+        values.emplace_back(static_cast<ZAbstractString*>(list.get(i))->getChars());
+    return values;
+}
+
+std::vector<std::string> stanzasOf(ZStanzaFileProperties const& properties) {
+    std::vector<std::string> names;
+    ZPropertiesIterator stanzas(properties);
+    while (stanzas.next())
+        names.emplace_back(stanzas.getName());
+    return names;
+}
+
+std::vector<std::string> keysOf(ZStanzaFileProperties const& properties,
+                                std::string const& stanza) {
+    std::vector<std::string> names;
+    if (stanza.empty()) return names;
+    ZPropertiesIterator keys(properties, stanza.c_str());
+    while (keys.next())
+        names.emplace_back(keys.getName());
+    return names;
+}
+
+void printStanzas(ZStanzaFileProperties const& properties, std::vector<std::string> const& stanzas,
+                  char const* header, Secrets secrets, Style style) {
+    Assignments assignments;
+    for (auto const& stanza : stanzas) {
+        if (style == Style::lines) std::cout << header << "[" << shown(stanza) << "]\n";
+        for (auto const& key : keysOf(properties, stanza)) {
+            auto const values = toldValues(properties, stanza, key, secrets);
+            if (style == Style::lines) printLines(key, values);
+            if (style == Style::nul) printRecords(stanza, key, values);
+            if (style == Style::shell) assignments.print(stanza, key, values);
+        }
+    }
+}
+
+void printText(std::string const& text, Style style) {
+    if (style == Style::shell)
+        std::cout << shellWord(text) << "\n";
+    else
+        std::cout << text << (style == Style::nul ? '\0' : '\n');
+}
+
+}  // namespace zprop

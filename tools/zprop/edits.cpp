@@ -226,13 +226,16 @@ void merge(Document& properties, std::string const& file, Document const& other,
         ZPropertiesIterator keys(other, stanza.c_str());
         while (keys.next()) {
             char const* const key = keys.getName();
-            SetEdit edit{stanza, key, "", false, true, {}, other.isObfuscated(stanza.c_str(), key)};
+            ZArrayList values(1, 1);
+            other.getValues(stanza.c_str(), key, values, zpropLocalCodeset);
+            SetEdit edit;
+            edit.stanza = stanza;
+            edit.key = key;
+            edit.value = values.size() == 0 ? "" : "a value";
+            edit.obfuscate = other.isObfuscated(stanza.c_str(), key);
             std::string const reason = refusalOf(properties, edit);
-            guarded(file, "cannot take " + place(stanza, key) + " from " + otherFile, reason, [&] {
-                ZArrayList values(1, 1);
-                other.getValues(stanza.c_str(), key, values, zpropLocalCodeset);
-                takeValues(properties, edit, values);
-            });
+            guarded(file, "cannot take " + place(stanza, key) + " from " + otherFile, reason,
+                    [&] { takeValues(properties, edit, values); });
         }
     }
 }

@@ -43,9 +43,17 @@ Failure invalidValue(ZPropertiesInvalidValueException const& e) {
                                          (isBool ? "boolean" : "number")};
 }
 
-bool isEmptyFile(std::string const& file) {
+/// Why a companion file that is no file with bytes cannot be used, whatever mapping it says; empty:
+/// it is one.
+std::string stateOf(std::string const& file, bool& isLost) {
     struct stat status {};
-    return stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
+    if (stat(file.c_str(), &status) != 0) {
+        isLost = errno == ENOENT || errno == ENOTDIR;
+        return isLost ? "is missing" : std::string("cannot be read: ") + std::strerror(errno);
+    }
+    isLost = S_ISREG(status.st_mode) && status.st_size == 0;
+    if (isLost) return "is empty";
+    return S_ISREG(status.st_mode) ? "" : "is no regular file";
 }
 
 }  // namespace
@@ -107,18 +115,14 @@ CompanionTrouble troubleOf(ZException const& e) {
     CompanionTrouble trouble;
     auto const* io = dynamic_cast<ZPropertiesIOException const*>(&e);
     trouble.file = dynamic_cast<ZPropertiesException const&>(e).propFile();
-    // A file without a byte cannot be mapped; one that is no regular file is not missing.
-    bool const isEmpty = io != nullptr && io->excerrno() == EINVAL && isEmptyFile(trouble.file);
-    bool const isMissing = io != nullptr && (io->excerrno() == ENOENT || io->excerrno() == ENOTDIR);
-    trouble.isLost = io == nullptr || isMissing || isEmpty;
-    trouble.reason = "the companion file of its obfuscated values, " + trouble.file + ", ";
-    if (io == nullptr)
-        trouble.reason += "is damaged, or holds more than --max-companion allows";
-    else if (isEmpty)
-        trouble.reason += "is empty";
-    else
-        trouble.reason += std::string(isMissing ? "is missing" : "cannot be read") + ": " +
-                          std::strerror(io->excerrno());
+    std::string why = stateOf(trouble.file, trouble.isLost);
+    if (why.empty() && io != nullptr)
+        why = std::string("cannot be read: ") + std::strerror(io->excerrno());
+    if (why.empty()) {
+        trouble.isLost = true;
+        why = "is damaged, or holds more than --max-companion allows";
+    }
+    trouble.reason = "the companion file of its obfuscated values, " + trouble.file + ", " + why;
     return trouble;
 }
 

@@ -64,7 +64,9 @@ void useUtf8() {
 
 void useKnownCodeset() {
     char const* const variable = namingVariable();
-    std::string const name = variable == nullptr ? "C" : std::getenv(variable);
+    if (variable == nullptr) return useUtf8();
+    char const* const value = std::getenv(variable);
+    std::string const name = value != nullptr ? value : "C";
     if (name == "C" || name == "POSIX") return useUtf8();
     Codeset const codeset = isUtf8Locale(name) ? Codeset::known : codesetOfEnvironment();
     if (codeset == Codeset::unknown)

@@ -353,6 +353,7 @@ TEST(ZpropTest, EveryFaultIsToldInTheLinesOfAnEditor) {
          "", "standard input:4: app.conf: there is no key \"none\""},
         // What acts on a terminal stands in no message.
         {"zprop get app.conf log \"$(printf 'a\\033[2J\\nb')\"", 1, "", "key \"a\\x1B[2J\\nb\""},
+        {"zprop names app.conf log \"$(printf '\\033[2J')\"", 2, "", "\\x1B[2J"},
     });
 }
 

@@ -102,11 +102,8 @@ Exit CommandLine::tell(CLI::ParseError const& e) {
         return Exit::done;
     }
     bool const mayHoldSecret = app.got_subcommand("set") || app.got_subcommand("unset");
-    if (mayHoldSecret)
-        report({Exit::wrongUsage, discreet(e)});
-    else
-        app.exit(e);
-    return Exit::wrongUsage;
+    return report({Exit::wrongUsage,
+                   (mayHoldSecret ? discreet(e) : std::string(e.what())) + "; --help tells more"});
 }
 
 void CommandLine::addGlobalOptions() {

@@ -560,4 +560,51 @@ class ZFC_API ZPropertiesInvalidDataException : public ZPropertiesException {
     int lineNumber;
 };
 
+/// The companion file of a configuration file cannot be read (message 55). propFile() is the
+/// companion, api() "mapFile()", and excerrno() what a map of the file answers: EINVAL where the
+/// companion is missing or empty.
+class ZFC_API ZPropertiesCompanionIOException : public ZPropertiesIOException {
+  public:
+    /// `error` is the code of a map, `cause` the `errno` that the text shows.
+    ZPropertiesCompanionIOException(char const* companion, char const* configFile,
+                                    char const* reason, int error, int cause);
+    [[nodiscard]] ZObject* clone() const override {
+        return new ZPropertiesCompanionIOException(*this);
+    }
+    void print() override;
+    void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
+
+    /// The file that names the companion.
+    [[nodiscard]] char const* configFile() const { return configFile_.getChars(); }
+    /// Why, in words.
+    [[nodiscard]] char const* reason() const { return reason_.getChars(); }
+
+  private:
+    ZLCString configFile_;
+    ZLCString reason_;
+    int cause;
+};
+
+/// The companion file of a configuration file is damaged, or expands to more than is allowed
+/// (message 56). propFile() is the companion, baddata() empty, badline() 0.
+class ZFC_API ZPropertiesCompanionDataException : public ZPropertiesInvalidDataException {
+  public:
+    ZPropertiesCompanionDataException(char const* companion, char const* configFile,
+                                      char const* reason);
+    [[nodiscard]] ZObject* clone() const override {
+        return new ZPropertiesCompanionDataException(*this);
+    }
+    void print() override;
+    void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
+
+    /// The file that names the companion.
+    [[nodiscard]] char const* configFile() const { return configFile_.getChars(); }
+    /// Why, in words.
+    [[nodiscard]] char const* reason() const { return reason_.getChars(); }
+
+  private:
+    ZLCString configFile_;
+    ZLCString reason_;
+};
+
 #endif

@@ -93,6 +93,10 @@ class ZFC_API ZAbstractObservable : public ZObservableInterface {
     ZAbstractObservable& operator=(ZAbstractObservable const& other);
     ~ZAbstractObservable();
 
+    /// Whether anybody may be registered: true as well when another thread is in one of the
+    /// operations. Never waits, so that it can be asked under locks that observers take.
+    [[nodiscard]] bool mayBeObserved() const;
+
   private:
     friend struct ZForkedChild;  // frees the lock in the child of a fork
 

@@ -5,14 +5,22 @@
 /// it does not store it.
 ///
 /// Threads. Every operation holds the object's own lock for its whole run, so an object can be
-/// shared; several operations together are not one. Change notices go out after the lock is
-/// released.
+/// shared; several operations together are not one, but within updateFile(). Change notices go out
+/// after the lock is released.
 ///
 /// Other processes. load() holds a shared record lock on the whole file, store() an exclusive one,
 /// both of the open-file-description kind, both without waiting: whoever finds the file locked gets
-/// ZPropertiesIOException with "fcntl()" and tries again when it likes. The file is rewritten in
-/// place, because that lock is on this very file. What others store is noticed by the modification
-/// time, in whole seconds, when getPropertiesFor() is called.
+/// ZPropertiesIOException with "fcntl()" and tries again when it likes. A store writes what the
+/// object holds, whatever others have stored meanwhile; updateFile() waits for the lock, reads what
+/// they stored, and loses nothing. The file is rewritten in place, because that lock is on this
+/// very file. What others store is noticed when getPropertiesFor() or updateFile() is called, by
+/// the modification time to the nanosecond, the size, the device and the inode. A file that changed
+/// a moment before it was read is read once more, because its time may not move with the next
+/// change.
+///
+/// What was not read is not overwritten. After a load that failed for any reason but that there is
+/// no such file, store() and updateFile() of that file raise the same failure again, until a load
+/// or reload of it has succeeded or clear() was called.
 ///
 /// Arguments. Stanzas, keys and texts are in the local codeset. A stanza or key that is null or
 /// empty raises ZInvalidParameterException (message 22) before anything happens; so do names and
@@ -24,6 +32,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <type_traits>
 
 #include "Z/ZLCString.h"
 #include "Z/ZList.h"
@@ -37,6 +46,15 @@ class ZHashKeyMap;
 class ZLCConstString;
 class ZUTF8ConstString;
 class ZUTF8String;
+
+namespace zfc::config {
+class Notices;
+}
+namespace zfc::platform {
+class LockedFile;
+class Patience;
+struct Status;
+}  // namespace zfc::platform
 
 /// The read operations. None raises more than its contract says and ZOutOfMemoryException.
 class ZFC_API ZPropertiesInterface {
@@ -229,13 +247,20 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     /// regular file counts too), with "fcntl()" for a lock that is taken, with "fread()", or with
     /// the companion file's name and "mapFile()". The first line that is not of the format raises
     /// ZPropertiesInvalidDataException (message 44).
-    /// What was read before a failure stays in the cache, and then store() to that file raises the
-    /// same failure again until a load of it or a reload() has succeeded: a half-read file is never
-    /// written back.
+    /// What was read before a failure stays in the cache.
     virtual void load(char const* file = nullptr);
     /// As load(), with the values here dropped first; not before the file is open and locked. When
-    /// a reload from another file fails, this object's own file is not stored to either: what it
-    /// held is not here any more.
+    /// a reload from another file fails, this object's own file is not stored to either until a
+    /// reload has succeeded: what it held is not here any more.
+    ///
+    /// With the attribute bit ZPCache::keepLastGood the file is read aside, and the values here are
+    /// exchanged for its own when all of it was read, its companion and postLoad() included; a
+    /// failure leaves this object as it was, but for the rule above.
+    ///
+    /// Observers are told what the reload has changed: of each key that went (deleted) and of each
+    /// stanza that went, behind its keys (deleted, without a key), both in the order of the old
+    /// file; then of each new stanza (stanzaAdded), and of each key that is new or has other values
+    /// (valueSet), in the order of the new one. What an observer throws ends this and passes.
     virtual void reload(char const* file = nullptr);
     /// Writes the values to `file`, with the obfuscated ones in the companion file that it names,
     /// and flushes both to the device. Null and empty as for load(); an object that has no name
@@ -287,10 +312,10 @@ class ZFC_API ZProperties : public ZAbstractProperties,
   public:
     /// The one object for `file` that `factory` keeps, made and loaded by the first call. It
     /// belongs to the factory, is shared by all callers and lives as long as the factory; null is
-    /// never returned. A later call loads it anew when `forceReload` is not 0, or when the file's
-    /// modification time has changed and the object is not modified. Names are compared as they
-    /// are given. A load that fails passes its exception on; a new object is then forgotten, an old
-    /// one that is not modified is tried again by the next call.
+    /// never returned. A later call reloads it when `forceReload` is not 0, or when the file has
+    /// changed and the object is not modified; within its updateFile() never. Names are compared as
+    /// they are given. A load that fails passes its exception on; a new object is then forgotten,
+    /// an old one that is not modified is tried again by the next call.
     static ZProperties* getPropertiesFor(char const* file, ZAbstractPropertiesFactory& factory,
                                          int forceReload = 0);
 
@@ -298,6 +323,37 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     [[nodiscard]] ZLCString getFileName() const;
     /// Whether there was an edit since the last load or store that succeeded.
     [[nodiscard]] bool isModified() const;
+
+    /// Drops all values and comments, as an edit does of which observers are told as of a reload's,
+    /// and forgets the loads that failed: a store writes over their files from now on.
+    void clear();
+
+    /// Edits the file so that no change by anybody who respects its lock is lost: locks it
+    /// exclusively, reads it when it has changed since this object read or stored it, calls `edit`
+    /// as `edit(*this)`, stores when something was changed, releases the file.
+    ///
+    /// `file`: null and empty mean this object's file; an object without one takes the name. A
+    /// missing file is made, with the values here, and goes again when nothing is stored. A lock
+    /// that is taken is waited for, up to `milliseconds`; with 0 it is tried for once. When the
+    /// time is up, ZPropertiesIOException (message 43) with "fcntl()" and EAGAIN.
+    ///
+    /// The object's lock is held for the whole time, the wait included: `edit` must not wait for a
+    /// thread that uses the object. Observers are told of what was read and edited after it is
+    /// released. In `edit` this object cannot be loaded, stored or
+    /// updated: ZInvalidParameterException (message 22). The same is raised for an object with
+    /// edits that are not stored, which reading would drop; for a name that is not the object's;
+    /// and from within postLoad().
+    ///
+    /// Whatever is thrown, by `edit` or as by load() and store(), passes. Then nothing is stored,
+    /// the edit is undone, and the object holds what was read; but when "unlink()" fails for a
+    /// companion that is needed no more, all else is stored. When somebody without a lock puts
+    /// another file in place meanwhile, the edit is undone and `edit` called again for that one. A
+    /// thread is not cancelled in here.
+    template <class Edit>
+    void updateFile(Edit&& edit, unsigned int milliseconds, char const* file = nullptr) {
+        using Callable = std::remove_reference_t<Edit>;
+        update({&callEdit<Callable>, const_cast<void*>(addressOf(edit))}, milliseconds, file);
+    }
 
   protected:
     /// Takes the cache over, which is not null.
@@ -312,7 +368,28 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     friend class ZAbstractPropertyValuesIterator;
     struct FileHistory;
     class LoadingFlag;
-    enum class Values { kept, cleared };
+    enum class Values { kept, cleared, exchanged };
+
+    /// What updateFile() calls.
+    struct FileEdit {
+        void (*call)(void* edit, ZProperties& object);
+        void* edit;
+    };
+    template <class Edit>
+    static void callEdit(void* edit, ZProperties& object) {
+        (*static_cast<Edit*>(edit))(object);
+    }
+    template <class Edit>
+    static void const* addressOf(Edit& edit) {
+        return std::addressof(edit);
+    }
+    void update(FileEdit const& edit, unsigned int milliseconds, char const* file);
+    [[nodiscard]] bool updateOnce(ZLCString const& name, FileEdit const& edit,
+                                  zfc::platform::Patience& patience) ZREQUIRES(propLock);
+    void updateHeld(FileEdit const& edit, unsigned int milliseconds, char const* file)
+        ZREQUIRES(propLock);
+    void readAgain(char const* file, zfc::platform::LockedFile& source) ZREQUIRES(propLock);
+    void runEdit(FileEdit const& edit) ZREQUIRES(propLock);
 
     /// The last value of a key; null text when there is none.
     struct LastValue {
@@ -328,11 +405,26 @@ class ZFC_API ZProperties : public ZAbstractProperties,
 
     [[nodiscard]] ZLCString resolved(char const* file) const ZREQUIRES(propLock);
     void loadFrom(ZLCString const& file, Values values) ZREQUIRES(propLock);
-    void dropValues(char const* file) ZREQUIRES(propLock);
+    void readFrom(char const* file, zfc::platform::LockedFile& source, Values values)
+        ZREQUIRES(propLock);
+    void readValues(char const* file, zfc::platform::LockedFile& source) ZREQUIRES(propLock);
+    void readAnew(char const* file, zfc::platform::LockedFile& source, Values values)
+        ZREQUIRES(propLock);
+    void readAside(char const* file, zfc::platform::LockedFile& source, bool comesBack)
+        ZREQUIRES(propLock);
+    [[nodiscard]] std::unique_ptr<ZPCategoryBasedCache> emptyCache() ZREQUIRES(propLock);
+    void leaveOwnFile(char const* file) ZREQUIRES(propLock);
     void readCompanion(char const* file) ZREQUIRES(propLock);
     void settleCompanion(char const* name, char const* file) ZREQUIRES(propLock);
-    void settle(char const* file, long time) ZREQUIRES(propLock);
+    void storeTo(ZLCString const& name, zfc::platform::LockedFile* held) ZREQUIRES(propLock);
+    void settle(char const* file, zfc::platform::Status const& status) ZREQUIRES(propLock);
     void refresh(int forceReload);
+    [[nodiscard]] bool isOutdated(int forceReload) const ZREQUIRES(propLock);
+    static ZProperties* findOrLoad(char const* file, ZAbstractPropertiesFactory& factory,
+                                   bool& isNew);
+    [[nodiscard]] bool defersNotice(ZPropertyChanged::PropertyChangeType type, char const* stanza,
+                                    char const* key) ZREQUIRES(propLock);
+    void tell(zfc::config::Notices const& notices);
 
     // Guarded by propLock. Declared order.
     std::unique_ptr<ZPCategoryBasedCache> cache ZPT_GUARDED_BY(propLock);  // never null
@@ -340,7 +432,8 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     int modified ZGUARDED_BY(propLock) = 0;    // set by an edit, cleared by a load or store
     int loading ZGUARDED_BY(propLock) = 0;     // set while a load runs: no notices
     long fileTime ZGUARDED_BY(propLock) = 0;   // modification time of fileName at the last load or
-                                               // store, in whole seconds; 0 before
+                                               // store, in whole seconds; 0 before. Layout: the
+                                               // history knows it better
     std::unique_ptr<FileHistory> history ZPT_GUARDED_BY(propLock);  // never null
 };
 

@@ -140,6 +140,12 @@ class ZFC_API ZPCache : public ZObject {
     };
     /// Attribute bit: comments and blank lines that are read are kept.
     static constexpr unsigned long keepComments = 1;
+    /// Attribute bit: a reload that fails leaves the values as they were.
+    static constexpr unsigned long keepLastGood = 4;
+    /// Attribute bit: the attribute data points to an `unsigned long`, read at once: how many bytes
+    /// the content of the companion file may expand to, instead of defaultCompanionLimit.
+    static constexpr unsigned long companionLimit = 8;
+    static constexpr unsigned long defaultCompanionLimit = 64UL << 20;
 
     // in slot order: do not sort
     ~ZPCache() override;
@@ -215,7 +221,9 @@ class ZFC_API ZPCache : public ZObject {
     virtual void addLineComment(char const* stanza, char const* key, char const* text) = 0;
     /// Drops everything but the attributes.
     virtual void clear() = 0;
-    /// Adds attribute bits, and replaces the attribute data, which stays the caller's.
+    /// Adds attribute bits, and replaces the attribute data, which stays the caller's. With the bit
+    /// companionLimit, null data raises ZInvalidParameterException (message 22) and changes
+    /// nothing.
     virtual void setAttributes(unsigned long attributes, void* data) = 0;
     /// out = stanza + "." + key.
     virtual void makeKey(ZLCString& out, char const* stanza, char const* key) const = 0;
@@ -342,12 +350,15 @@ class ZFC_API ZPCategoryBasedCache : public ZPCache {
     void setCompanionName(char const* file) { companionName = file; }
     [[nodiscard]] unsigned long getAttributes() const { return attributes; }
     [[nodiscard]] void* getAttributeData() const { return attributeData; }
+    /// Bytes that the content of the companion file may expand to.
+    [[nodiscard]] unsigned long getCompanionLimit() const;
 
   protected:
     /// Copies everything but the lists handed out.
     ZPCategoryBasedCache(ZPCategoryBasedCache const& other);
 
-    struct Lists;  // what get() and getNames() handed out since the last change
+    // What get() and getNames() handed out since the last change. Layout: and the companion's limit
+    struct Lists;
     std::unique_ptr<zfc::cache::Records> records;  // stanzas, keys, values and lines; never null
     std::unique_ptr<Lists> lists;                  // never null
     ZLCString companionName;                       // empty: none known

@@ -34,9 +34,9 @@ class ZFC_API ZSCFData : public ZPCategoryBasedCache {
     /// is written; a write error raises ZPropertiesIOException (message 43) with "fwrite()".
     void be_write(char const* fileName, FILE* stream) override;
     /// Expands the companion file's bytes and adds its values as obfuscated ones. Bytes that are
-    /// damaged, cut off, expand beyond what the compression can (1032 times) or hold anything but
-    /// whole records with names raise ZPropertiesInvalidDataException (message 44) with the
-    /// companion's name, no data and line 0, and nothing is added.
+    /// damaged, cut off, expand beyond getCompanionLimit() or hold anything but whole records with
+    /// names raise ZPropertiesInvalidDataException (message 44) with the companion's name, no data
+    /// and line 0, and nothing is added.
     void be_read_obfuscated(ZBuffer& in) override;
     /// Compresses all obfuscated values into `out`; without any, `out` stays untouched.
     void be_write_obfuscated(ZBuffer& out) override;

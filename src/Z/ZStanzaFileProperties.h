@@ -55,13 +55,28 @@ class ZFC_API ZStanzaFileProperties : public ZProperties {
     /// others are null.
     void getItems(ZStzFileItem* items, int count) const;
 
-    /// Makes objects for ZProperties::getPropertiesFor(); they keep comments.
+    /// As ZProperties::updateFile(); `edit` is called as `edit(ZStanzaFileProperties&)`.
+    template <class Edit>
+    void updateFile(Edit&& edit, unsigned int milliseconds, char const* file = nullptr) {
+        // What the base hands out is this very object.
+        ZProperties::updateFile([&](ZProperties&) { edit(*this); }, milliseconds, file);
+    }
+
+    /// Makes objects for ZProperties::getPropertiesFor(); they keep comments, and are
+    /// ZStanzaFileProperties.
     class ZFC_API ZStanzaFilePropertiesFactory : public ZAbstractPropertiesFactory {
       public:
         ZStanzaFilePropertiesFactory();
         ~ZStanzaFilePropertiesFactory() override;
         [[nodiscard]] ZProperties* makePropertiesInstance() override;
     };
+
+    /// As ZProperties::getPropertiesFor(), which hands out the same object. A factory derived from
+    /// this one that has made another kind for the file raises ZInvalidParameterException (message
+    /// 22).
+    static ZStanzaFileProperties* getStanzaPropertiesFor(char const* file,
+                                                         ZStanzaFilePropertiesFactory& factory,
+                                                         int forceReload = 0);
 
   protected:
     /// Puts "#" in front of a text that does not begin with it.

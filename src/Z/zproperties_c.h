@@ -17,8 +17,8 @@
 ///   an iterator belong to the iterator.
 /// - Threads may share a handle of a file, but not one of an iterator. An iterator uses its file's
 ///   handle: close it first.
-/// - Nothing waits for another process. A file that another one holds locked cannot be opened or
-///   stored just now (ZPROP_IO_ERROR): try again.
+/// - Nothing but zstzPropUpdate() waits for another process. A file that another one holds locked
+///   cannot be opened or stored just now (ZPROP_IO_ERROR): try again.
 #ifndef Z_ZPROPERTIES_C_H
 #define Z_ZPROPERTIES_C_H
 
@@ -83,6 +83,22 @@ ZFC_API int zstzPropClose(ZPROP_stz_handle* handle);
 /// Writes all edits to `file`, or with null to the file that was opened, and flushes it to the
 /// device. ZPROP_IO_ERROR: nothing was written, the file is as it was, the edits are kept.
 ZFC_API int zstzPropStore(ZPROP_stz_handle* handle, char const* file);
+
+/// Edits the file of `handle`, which is the one given to zstzPropUpdate(), as `data` is. 0 when the
+/// edits are to be stored; any other number gives up.
+typedef int (*ZPROPUpdate)(ZPROP_stz_handle* handle, void* data);
+/// Edits the file that was opened so that no change by another program is lost: waits for its lock,
+/// up to `milliseconds`, reads it when it has changed, calls `edit`, stores, releases the lock.
+/// Other threads wait for the handle meanwhile. `edit` may be called again, with the values read
+/// anew, when somebody puts another file in place without the lock; it must not close the handle,
+/// and cannot store or update it.
+///
+/// Whatever the code, but ZPROP_OK, nothing is stored and the handle has no edits; what was read
+/// stays. ZPROP_IO_ERROR: the lock could not be had in time, or reading or storing failed.
+/// ZPROP_EDIT_ERROR: `edit` gave up, or threw where it is C++. ZPROP_INVALID_ARGUMENT: `edit` is
+/// null, or the handle has edits that are not stored, which it keeps; `edit` was not called.
+ZFC_API int zstzPropUpdate(ZPROP_stz_handle* handle, unsigned int milliseconds, ZPROPUpdate edit,
+                           void* data);
 
 // ------------------------------------------------------------------------------------- reading
 

@@ -6,6 +6,7 @@
 #include "Z/ZFileLock.h"
 #include "Z/ZFileMap.h"
 #include "Z/ZJavaProperties.h"
+#include "Z/ZJavaPropertiesFile.h"
 #include "Z/ZLCConstString.h"
 #include "Z/ZMessage.h"
 #include "Z/ZSharedLibrary.h"
@@ -55,6 +56,8 @@ static_assert(haveSize<20 + 4 * text, ZPropertiesInvalidValueException,
                        ZPropertiesInvalidNumValueException, ZPropertiesInvalidBoolValueException>);
 static_assert(haveSize<20 + 2 * text + 4, ZPropertiesIOException, ZPropertiesInvalidDataException,
                        ZSharedLibraryException>);
+static_assert(haveSize<20 + 4 * text + 4, ZPropertiesCompanionDataException>);
+static_assert(haveSize<20 + 4 * text + 8, ZPropertiesCompanionIOException>);
 static_assert(haveSize<20 + 2 * text, ZCodesetException>);
 static_assert(
     haveSize<20 + 3 * text + 4, ZSharedLibraryLoadException, ZSharedLibraryResolveException>);
@@ -114,6 +117,7 @@ LAYOUT(ZSharedLibrary, 464, AT(handle, 460));
 LAYOUT(ZJavaProperties, 516,
        AT(stateHandlers, 4) && AT(properties, 132) && AT(key, 176) && AT(value, 288) &&
            AT(searchKey, 400) && AT(unicodeUnit, 512));
+LAYOUT(ZJavaPropertiesFile, 8, AT(state, 4));
 LAYOUT(ZFormatContext, 468,
        AT(specs, 280) && AT(specCount, 284) && AT(inlineArgs, 288) && AT(args, 448) &&
            AT(format, 456) && AT(codeset, 460));

@@ -89,23 +89,31 @@ int failInScenes(Attempt attempt) {
     });
 }
 
-TEST(PropertiesFailureTest, aStoreThatFailsOnceAnywhereLosesNothing) {
-    for (Edit const edit : {grow, shrink, forgetSecret}) {
-        int const places = failInScenes([&](Scene& scene, auto call, auto fails) {
-            std::string const before = scene.state();
-            edit(scene.properties);
-            bool const failed = fails([&] { scene.properties.store(); });
-            EXPECT_EQ(scene.properties.isModified(), failed);
-            // The removal of a companion comes when the main file is already stored.
-            if (failed && call != "unlink") {
-                EXPECT_EQ(scene.state(), before);
-            }
-            scene.properties.store();  // the lock is free, and nothing is missing
-            EXPECT_NE(scene.state(), before);
-            EXPECT_EQ(scene.secret(), valueOf(scene.properties, "s", "secret"));
-        });
-        EXPECT_GT(places, 10);
-    }
+/// Makes the edit once with a failure, and then without.
+void failOnceAnywhere(Edit edit, bool updates) {
+    int const places = failInScenes([&](Scene& scene, auto call, auto fails) {
+        ZStanzaFileProperties& properties = scene.properties;
+        std::string const before = scene.state();
+        auto const make = [&] { updates ? properties.updateFile(edit, 0) : properties.store(); };
+        if (!updates) edit(properties);
+        bool const failed = fails(make);
+        EXPECT_EQ(properties.isModified(), failed && !updates);
+        // The removal of a companion comes when the main file is already stored.
+        if (failed && call != "unlink") {
+            EXPECT_EQ(scene.state(), before);
+            EXPECT_EQ(scene.secret() == valueOf(properties, "s", "secret"), updates);
+        }
+        make();  // the lock is free, and nothing is missing
+        EXPECT_NE(scene.state(), before);
+        EXPECT_EQ(scene.secret(), valueOf(properties, "s", "secret"));
+    });
+    EXPECT_GT(places, 10);
+}
+
+TEST(PropertiesFailureTest, aStoreOrUpdateThatFailsOnceAnywhereLosesNothing) {
+    for (Edit const edit : {grow, shrink, forgetSecret})
+        for (bool const updates : {false, true})
+            failOnceAnywhere(edit, updates);
 }
 
 TEST(PropertiesFailureTest, aStoreToANewNameThatFailsLeavesNoFiles) {

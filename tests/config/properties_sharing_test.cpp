@@ -20,7 +20,7 @@ constexpr char sample[] = "[s]\nk = 1\n";
 class Hooked : public ZStanzaFileProperties {
   public:
     Hooked() : ZStanzaFileProperties(1) {}
-    std::function<void()> hook;
+    std::function<void()> hook = [] {};
 
   protected:
     void postLoad(char const*) override { hook(); }
@@ -119,9 +119,10 @@ struct RegistryScene {
         }
     }
     /// What somebody else does to the file.
-    void change(std::string const& value, long seconds) const {
+    void change(std::string const& value, timespec time) const {
         writeFile(file.path(), "[s]\nk = " + value + "\n");
-        setTime(file.path(), seconds);
+        timespec const times[] = {time, time};
+        EXPECT_EQ(utimensat(AT_FDCWD, file.path().c_str(), times, 0), 0);
     }
 };
 
@@ -136,36 +137,49 @@ TEST(PropertiesRegistryTest, handsOutOneObjectForEachFileAndFactory) {
 }
 
 TEST(PropertiesRegistryTest, reloadsWhatOthersHaveChanged) {
-    constexpr long once = 1000000000;
+    constexpr timespec once{1000000000, 5}, later{1000000000, 6};
     struct {
         char const* written;
-        long time;
+        timespec time;
         int force;
         char const* found;  // empty: refused
     } const steps[] = {
         {"\nnonsense", once, 0, ""},
         {"1", once, 0, "1"},
-        {"2", once, 0, "1"},  // the same second: not read again
+        {"2", once, 0, "1"},  // the same in all that is looked at: not read again
         {"2", once, 1, "2"},
-        {"3", once - 1, 0, "3"},  // a file from a backup is older
-        {"4\nnonsense", once - 1, 1, ""},
-        {"4\nnonsense", once - 1, 0, ""},  // tried again, though the time has not moved
-        {"5", once - 1, 0, "5"},
+        {"3", later, 0, "3"},
+        {"3a", later, 0, "3a"},  // another size
+        {"3", once, 0, "3"},     // a file from a backup is older
+        {"4\nnonsense", once, 1, ""},
+        {"4\nnonsense", once, 0, ""},  // tried again, though nothing has changed
+        {"5", once, 0, "5"},
     };
     RegistryScene scene;
     for (auto const& step : steps) {
         scene.change(step.written, step.time);
         EXPECT_EQ(scene.value(step.force), step.found) << &step - steps;
     }
-    ZProperties* const properties = scene.get(scene.file.path());
+    std::string const path = scene.file.path();
+    scene.change("6", once);
+    ASSERT_EQ(rename(path.c_str(), scene.file.beside("6").c_str()), 0);
+    scene.change("5", once);
+    EXPECT_EQ(scene.value(), "5");
+    ASSERT_EQ(rename(scene.file.beside("6").c_str(), path.c_str()), 0);
+    EXPECT_EQ(scene.value(), "6") << "another file of this name";
+    ZProperties* const properties = scene.get(path);
     properties->setValue("s", "k", "mine");
-    scene.change("6", once + 1);
+    scene.change("7", later);
     EXPECT_EQ(scene.value(), "mine") << "never behind its user's back";
     properties->store();
-    scene.change("7", statusOf(scene.file.path()).st_mtime);
-    EXPECT_EQ(scene.value(), "mine") << "its own store is no change";
-    ASSERT_EQ(unlink(scene.file.path().c_str()), 0);
-    EXPECT_EQ(scene.value(), "mine") << "one that is gone has not changed";
+    // Within the tick of the file system's clock, where no time moves.
+    timespec const stored = statusOf(path).st_mtim;
+    scene.change("next", stored);
+    EXPECT_EQ(scene.value(), "next");
+    ASSERT_EQ(unlink(path.c_str()), 0);
+    EXPECT_EQ(scene.value(), "next") << "one that is gone has not changed";
+    EXPECT_EQ(ZStanzaFileProperties::getStanzaPropertiesFor(path.c_str(), scene.factory),
+              properties);
 }
 
 /// Writes down every notice, and can look at the object, which must not be locked.
@@ -210,6 +224,97 @@ TEST(PropertiesNoticeTest, tellsOfEveryChangeOnce) {
     properties.reload();
     EXPECT_EQ(recorder.notices, told);
     properties.deleteObservers();
+}
+
+TEST(PropertiesNoticeTest, tellsWhatAReloadHasChanged) {
+    char const before[] = "[a]\nsame = 1\nother = 1\ngone = 1\n[b]\nk = 1\n[s]\nx = 1\nx = 2\n";
+    char const after[] = "[s]\nx = 2\nx = 1\n[new]\nk =\n# why\n[a]\nother = 2\nsame = 1\n";
+    Texts const changes{"1a/gone", "1b/k", "1b/-", "2s/x", "0new/-", "2new/k", "2a/other"};
+    Texts const clearing{"1s/x", "1s/-", "1new/k", "1new/-", "1a/other", "1a/same", "1a/-"};
+    for (unsigned long const attribute : {0UL, ZPCache::keepLastGood}) {
+        EditedFile file(before);
+        ZStanzaFileProperties& properties = file.properties;
+        properties.setAttributes(attribute, nullptr);
+        Recorder recorder;
+        recorder.inspect = [](ZProperties& source) {
+            EXPECT_EQ(onThread([&] { return source.count(); }), source.count());
+        };
+        properties.addObserver(&recorder);
+        writeFile(file.path(), std::string(after) + "nonsense\n");
+        EXPECT_THROW(properties.reload(), ZPropertiesInvalidDataException);
+        EXPECT_EQ(recorder.notices, Texts{});
+        writeFile(file.path(), after);
+        properties.reload();
+        EXPECT_EQ(recorder.notices, changes);
+        recorder.notices.clear();
+        properties.reload();
+        EXPECT_EQ(recorder.notices, Texts{});
+        properties.clear();
+        EXPECT_EQ(recorder.notices, clearing);
+        properties.deleteObservers();
+    }
+}
+
+TEST(PropertiesNoticeTest, tellsAtTheEndOfAnUpdateWhatWasReadAndEdited) {
+    EditedFile file(sample);
+    Recorder recorder;
+    file.properties.addObserver(&recorder);
+    for (bool const fails : {true, false}) {
+        writeFile(file.path(), fails ? "[s]\nread = 1\n" : sample);
+        auto const edit = [&](ZProperties& edited) {
+            edited.setValue("s", "edited", "1");
+            EXPECT_EQ(recorder.notices, Texts{});
+            if (fails) throw ZOutOfMemoryException();
+        };
+        auto const update = [&] { file.properties.updateFile(edit, 0); };
+        if (fails) {
+            EXPECT_THROW(update(), ZOutOfMemoryException);
+        } else {
+            update();
+        }
+        EXPECT_EQ(recorder.notices,
+                  fails ? Texts({"1s/k", "2s/read"}) : Texts({"1s/read", "2s/k", "2s/edited"}));
+        recorder.notices.clear();
+    }
+    file.properties.deleteObservers();
+}
+
+TEST(PropertiesReloadTest, keepsTheLastGoodValuesWhenAskedTo) {
+    using Invalid = ZPropertiesInvalidDataException;
+    StanzaFile const file(sample);
+    Hooked properties;
+    properties.load(file.path().c_str());
+    properties.setValue("s", "secret", "hush", 1);
+    properties.store();
+    properties.setAttributes(ZPCache::keepLastGood, nullptr);
+    std::string const main = file.bytes();
+    std::string const companion = readFile(file.companion());
+    struct {
+        std::string main, companion;
+        std::function<void()> hook;
+        int line;  // of the failure
+    } const rows[] = {{"[s]\nk = 2\n[t]\nbroken\n", companion, [] {}, 4},
+                      {main + "[t]\n", "damaged", [] {}, 0},
+                      {"[s]\nk = 2\n", companion, [] { throw Invalid("settings", "", 7); }, 7}};
+    for (auto const& row : rows) {
+        writeFile(file.path(), row.main);
+        writeFile(file.companion(), row.companion);
+        properties.hook = row.hook;
+        for (auto const operation : {&ZProperties::reload, &ZProperties::store}) {
+            auto const failure = raisedBy<Invalid>([&] { (properties.*operation)(nullptr); });
+            EXPECT_EQ(failure ? failure->badline() : -1, row.line);
+        }
+        EXPECT_EQ(file.bytes(), row.main);
+        EXPECT_EQ(valueOf(properties, "s", "k") + valueOf(properties, "s", "secret"), "1hush");
+        EXPECT_FALSE(properties.exists("t"));
+    }
+    properties.hook = [] {};
+    writeFile(file.path(), main + "[t]\n");
+    properties.reload();
+    EXPECT_TRUE(properties.exists("t"));
+    properties.setValue("s", "secret", "changed", 1);
+    properties.store();  // the companion is still known as its own
+    EXPECT_EQ(valuesOf(properties, "s", "secret"), Texts{"changed"});
 }
 
 TEST(PropertiesNoticeTest, comesWhenTheObjectIsFreeAgainAndNotWhileALoadRuns) {

@@ -54,15 +54,15 @@ TEST(PropertiesLoadTest, namesTheFileOrDirectoryThatDeniesALoadOrAStore) {
     ASSERT_EQ(chmod(file.place().c_str(), 0555), 0);
     expectInChild([&] {
         becomeNobody();
-        ZStanzaFileProperties properties(1);
-        properties.setValue("s", "k", "3");
         int const before = openDescriptors();
         for (auto const& row : rows) {
+            ZStanzaFileProperties properties(1);
+            properties.setValue("s", "k", "3");
             auto const operation = row.isLoad ? &ZProperties::load : &ZProperties::store;
             EXPECT_EQ(ioFailure([&] { (properties.*operation)(row.path.c_str()); }),
                       ioText(row.denied, row.api, row.error));
+            EXPECT_TRUE(properties.isModified());
         }
-        EXPECT_TRUE(properties.isModified());
         EXPECT_EQ(openDescriptors(), before);
     });
     ASSERT_EQ(chmod(file.place().c_str(), 0755), 0);
@@ -115,6 +115,29 @@ TEST(PropertiesLoadTest, aHalfReadFileIsNeverWrittenBack) {
     properties.reload();
     properties.store();
     EXPECT_EQ(file.bytes(), "[s]\nk = 4\n");
+}
+
+TEST(PropertiesLoadTest, aFileThatCouldNotBeLockedIsNotOverwritten) {
+    StanzaFile const file("");
+    std::string const path = file.path();
+    std::string const link = file.beside("link");
+    ASSERT_EQ(symlink(path.c_str(), link.c_str()), 0);
+    for (bool const isRead : {true, false}) {
+        std::string const missing = file.beside(isRead ? "first" : "second");
+        std::string const refusal = ioText(path, "fcntl()", EAGAIN);
+        writeFile(path, sample);
+        ZStanzaFileProperties properties(1);
+        int const holder = lockWhole(path, F_OFD_SETLK, F_WRLCK);
+        EXPECT_EQ(ioFailure([&] { properties.load(path.c_str()); }), refusal);
+        close(holder);
+        for (std::string const& name : {path, link, std::string()})
+            EXPECT_EQ(storeFailure(properties, name), refusal) << "nobody knows what it holds";
+        EXPECT_THROW(properties.load(missing.c_str()), ZPropertiesIOException);
+        EXPECT_EQ(storeFailure(properties, missing), "") << "nothing is lost there";
+        isRead ? properties.reload() : properties.clear();
+        properties.store();
+        EXPECT_EQ(file.bytes(), isRead ? sample : "");
+    }
 }
 
 TEST(PropertiesLoadTest, aFailedReloadFromAnotherFileSpoilsNeither) {

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <fstream>
+#include <memory>
 #include <random>
 #include <string>
 
@@ -123,6 +124,23 @@ TEST(StanzaCompanionTest, aBombEndsAndAValueThatExpandsAsFarIsRead) {
     ZSCFData file;
     read(file, squeezed("s\0k\0"s + value + "\0"s));
     EXPECT_TRUE(file.valueAt("s", "k", 0) == value);
+}
+
+TEST(StanzaCompanionTest, expandsToTheLimitThatIsSetAlsoInACopyAndBehindAClear) {
+    ZSCFData file;
+    EXPECT_EQ(file.getCompanionLimit(), 64UL << 20);
+    EXPECT_THROW(file.setAttributes(ZPCache::companionLimit, nullptr), ZInvalidParameterException);
+    for (unsigned long limit : {6UL, 5UL}) {
+        file.setAttributes(ZPCache::companionLimit, &limit);
+        file.setAttributes(ZPCache::keepComments, nullptr);
+        file.clear();
+        std::unique_ptr<ZObject> const copy(file.clone());
+        auto const reading = [&] { read(dynamic_cast<ZSCFData&>(*copy), squeezed("s\0k\0v\0"s)); };
+        if (limit == 6) reading();
+        if (limit == 5) {
+            EXPECT_THROW(reading(), ZPropertiesInvalidDataException);
+        }
+    }
 }
 
 TEST(StanzaCompanionTest, aLargeOneThatIsCutOffTakesTheMemoryOfWhatItHolds) {

@@ -7,7 +7,13 @@
 #include <utility>
 #include <vector>
 
+#include "Z/ZBuffer.h"
 #include "Z/ZException.h"
+#include "Z/ZKeyMap.h"
+#include "Z/ZObserve.h"
+#include "Z/ZProcessLock.h"
+#include "Z/ZPropertiesImpl.h"
+#include "Z/ZSharedLibrary.h"
 #include "Z/ZUTF8String.h"
 #include "support/objects.h"
 
@@ -31,7 +37,7 @@ void expect(unsigned long number, std::string const& text, Args... args) {
         auto& cloned = dynamic_cast<ZException&>(*copy);
         EXPECT_TRUE(typeid(thrown) == typeid(E) && typeid(cloned) == typeid(E)) << name;
         EXPECT_EQ("Exception: " + name + "\n File: \"src/Z/ZSample\" 7\n Error: " +
-                      std::to_string(number) + "\n Thread: #\nNUM_MSGS = 55\n" + text,
+                      std::to_string(number) + "\n Thread: #\nNUM_MSGS = 57\n" + text,
                   errorOutputOf([&] { cloned.dumpException(); }));
     }
 }
@@ -75,6 +81,10 @@ TEST(ExceptionTree, PrintsItsTextAndClonesAndThrowsAsItself) {
     expect<ZToUTF8Exception>(49, "Local codeset UTF-8 string could not be converted to UTF-8.");
     expect<ZFromUTF8Exception>(50,
                                "UTF-8 string could not be converted to the local codeset UTF-8.");
+    expect<ZSharedLibraryLoadException>(51, "Shared library load/unload error (lib) 2.  why", "lib",
+                                        "why", 2);
+    expect<ZSharedLibraryResolveException>(52, "Shared library resolve error (lib:symbol) 2.  why",
+                                           "lib", "symbol", "why", 2);
     expect<ZPropertiesMissingPropertyException>(
         28, "The configuration file f is missing the required attribute k in stanza .", "f",
         nullptr, "k");
@@ -93,12 +103,18 @@ TEST(ExceptionTree, PrintsItsTextAndClonesAndThrowsAsItself) {
     expect<ZPropertiesInvalidDataException>(
         44, "The configuration file \"f\" contains invalid data at line 3.\nData: \" bad\"", "f",
         " bad", 3);
+    expect<ZPropertiesCompanionIOException>(
+        55, "The companion file c of the configuration file f cannot be read: Why (code 2).", "c",
+        "f", "Why", 22, 2);
+    expect<ZPropertiesCompanionDataException>(
+        56, "The companion file c of the configuration file f is damaged: it is cut off.", "c", "f",
+        "it is cut off");
     // Numbers that callers choose: a report shows no insert that was not passed, and a
     // mismatched one in its own kind.
     expect<ZThreadException>(
         28, "The configuration file 11 is missing the required attribute  in stanza .", 28, 11);
     expect<ZThreadException>(0, noText, 0, 1);
-    expect<ZThreadException>(55, noText, 55, 1);
+    expect<ZThreadException>(999, noText, 999, 1);
 }
 
 TEST(ExceptionLocation, IsNullUntilGivenAndOnlyTheLatestIsKept) {
@@ -127,6 +143,24 @@ TEST(ObjectRoot, OrdersByAddressOrAnOverriddenCompare) {
     expectOrder(Number(1), Number(1), Number(2));
 }
 
+TEST(ObjectRoot, OtherClassesEqualTheirClonesAndAreOrderedAmongEachOtherByAddress) {
+    ZObject const plain;
+    ZPropLine const line(ZPropLine::comment, "#a");
+    ZObfuscatedItem const item("s", "k");
+    ZBuffer const buffer("a");
+    ZSequenceUpdate const update(1, 0);
+    ZKeyEntry const entry(&plain, nullptr, 0);
+    Voyeur const voyeur(nullptr);
+    ZSharedLibrary const library;
+    ZObject const* const objects[] = {&line, &item, &buffer, &update, &entry, &voyeur, &library};
+    for (ZObject const* const object : objects) {
+        std::unique_ptr<ZObject> const copy(object->clone());
+        EXPECT_EQ(object->compare(*copy), 0);
+        EXPECT_EQ(object->compare(plain), -plain.compare(*object));
+    }
+    EXPECT_NE(line.compare(ZPropLine(ZPropLine::header, "#a")), 0);
+}
+
 TEST(ObjectRoot, ExhaustionIsAnExceptionFromAFixedPlace) {
     volatile std::size_t const tooMuch = SIZE_MAX / 4 * 3;  // more than any object may have
     std::string const told =
@@ -137,7 +171,7 @@ TEST(ObjectRoot, ExhaustionIsAnExceptionFromAFixedPlace) {
 
 constexpr char report[] =
     "Exception: ZThreadException\n File: \"src/Z/ZThread\" 12\n Error: 17\n Thread: #\n"
-    "NUM_MSGS = 55\nUnexpected error from pthread_create().  rc = 11.";
+    "NUM_MSGS = 57\nUnexpected error from pthread_create().  rc = 11.";
 
 void dumpReport() {
     ZThreadException e(17, 11);
@@ -151,7 +185,7 @@ TEST(MessageService, MessageShowsAsManyTextsAsCountedAndKeptUtf8TextsAsEmptyLine
     auto const& service = *ZMessageService::messageService();
     std::string const head = "Error: 4\n File: \"(null)\" 3\n Thread: #\n";
     for (auto const& [count, tail] :
-         {std::pair(-1, ""), std::pair(2, "Additional Information:\na\n\n"),
+         {std::pair(-1, ""), std::pair(0, ""), std::pair(2, "Additional Information:\na\n\n"),
           std::pair(7, "Additional Information:\na\n\n\n\n\na\n")})  // there are only six
         EXPECT_EQ(head + tail, errorOutputOf([&, shown = count] {
                       service.outputMessage(nullptr, 3, 4, shown, &a, nullptr, nullptr, nullptr,

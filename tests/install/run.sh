@@ -38,7 +38,7 @@ for tool in "$prefix"/bin/*; do
     page=$prefix/share/man/man1/$(basename "$tool").1
     commands=$("$tool" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z][a-z]*\) .*/\1/p')
     options=$(for command in "" $commands; do "$tool" ${command:+"$command"} --help; done |
-        sed -n 's/^  \(-[a-z],\)\?--\([a-z-]*\).*/\2/p' | sort -u)
+        sed -n 's/^  \(-[a-z],\)\?--\([a-z0-9-]*\).*/\2/p' | sort -u)
     for word in $commands $options; do
         [[ $word == help ]] || grep -qE "(Fl -|Cm )$word\b" "$page" ||
             fail "$(basename "$page") does not tell of \"$word\""

@@ -33,6 +33,7 @@ TEST_F(ProcessLockTest, NamesItsFileByDirectoryAndName) {
     EXPECT_STREQ("config", lock.getLockName().getChars()) << "without the lock";
     lock.writeLock();
     lock.setLockName(name);
+    lock.setLockName(name);  // which it has already
     EXPECT_STREQ("other", lock.getLockName().getChars());
     EXPECT_TRUE(isFree() && path == lock.getLockFileName().getChars());
     TempDir const elsewhere;
@@ -130,6 +131,25 @@ TEST_F(ProcessLockTest, SharesTheFileAmongReadersOfTheProcess) {
     EXPECT_TRUE(lock.haveLock(unset) && isFree());
 }
 
+/// Notes the beginnings of the ranges that it gives back.
+struct Noting : ZUnixProcessReadWriteFileLock {
+    using ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock;
+    void unlockFileRange(unsigned int start, unsigned int length) override {
+        givenBack += std::to_string(start);
+        ZUnixProcessReadWriteFileLock::unlockFileRange(start, length);
+    }
+    std::string givenBack;
+};
+
+TEST_F(ProcessLockTest, AReaderGivesTheGateBackAtOnceAndAWriterAtTheEnd) {
+    Noting noting("config", directory.path().c_str());
+    for (auto const mode : {reading, writing}) {
+        noting.lock(mode);
+        noting.unlock();
+    }
+    EXPECT_EQ("4004", noting.givenBack);
+}
+
 TEST_F(ProcessLockTest, DoesNotOpenPlantedFiles) {
     std::string const target = directory.file("target");
     std::function<int()> const plants[] = {
@@ -139,11 +159,12 @@ TEST_F(ProcessLockTest, DoesNotOpenPlantedFiles) {
         [&] { return mkfifo(path.c_str(), 0600); },
     };
     writeFile(target, "precious");
+    lock.setUpdate(1);
     int const descriptors = openDescriptors();
     for (auto const& plant : plants) {
         ASSERT_EQ(0, plant());
         EXPECT_EQ(notOpened, thrownBy([&] { lock.readLock(); }));
-        EXPECT_EQ(0, lock.getReaderCount());
+        EXPECT_TRUE(lock.getReaderCount() == 0 && lock.getUpdate() == 1);
         ASSERT_EQ(0, remove(path.c_str()));
     }
     EXPECT_EQ("precious", readFile(target));
@@ -211,15 +232,14 @@ TEST_F(ProcessLockTest, WaitsUpToItsLimitForAProcessWhoseLockEndsWithIt) {
 
 TEST_F(ProcessLockTest, ForkedChildrenHoldNothing) {
     ZStubProcessReadWriteLock stub("config");
+    Lock copy(lock);
     struct {
         ZAbstractProcessReadWriteLock& held;  // by the parent
         Lock::zlockstate mode;
         bool mayRead, mayWrite;  // the child
     } const rows[] = {
-        {lock, reading, true, false},
-        {lock, writing, false, false},
-        {stub, reading, true, true},
-        {stub, writing, true, true},
+        {lock, reading, true, false}, {lock, writing, false, false}, {copy, writing, false, false},
+        {stub, reading, true, true},  {stub, writing, true, true},
     };
     for (auto const& row : rows) {
         auto const wrongInChild = [&] {
@@ -280,8 +300,11 @@ TEST_F(ProcessLockTest, CancelledThreadsGiveBackWhatTheyWaitForAndWhatTheirGuard
 }
 
 TEST_F(ProcessLockTest, StubsOrderTheThreadsOfTheProcessAndCountInMemory) {
-    ZStubProcessReadWriteFileLock fileStub("config", directory.path().c_str());
-    ZStubProcessReadWriteLock plainStub("config");
+    char const* const place = directory.path().c_str();
+    std::unique_ptr<ZObject> const file(ZStubProcessReadWriteFileLock("config", place).clone());
+    std::unique_ptr<ZObject> const plain(ZStubProcessReadWriteLock("config").clone());
+    auto& fileStub = dynamic_cast<ZStubProcessReadWriteFileLock&>(*file);
+    auto& plainStub = dynamic_cast<ZStubProcessReadWriteLock&>(*plain);
     struct {
         ZAbstractProcessReadWriteLock& stub;
         Lock::zlockstate protect;  // how it tells that mode

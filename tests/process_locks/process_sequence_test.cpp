@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <memory>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -27,8 +26,6 @@ TEST(SequenceUpdateTest, ComparesInThirtyTwoBits) {
         int const difference = row.one.compare(row.other);
         EXPECT_EQ(row.sign, (difference > 0) - (difference < 0)) << row.one.getSequence();
     }
-    std::unique_ptr<ZObject> const copy(ZSequenceUpdate(5, 3).clone());
-    EXPECT_EQ(ZSequenceUpdate(5, 3), *copy);
 }
 
 using Numbers = std::vector<std::pair<unsigned long, unsigned long>>;  // now and last time

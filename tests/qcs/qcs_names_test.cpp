@@ -92,6 +92,7 @@ TEST(AliasTest, AddsNamesToTheBuiltInOnes) {
                "codeset loop1 loop2\ncodeset loop2 loop1\n"
                "codeset toomany UTF-8 UTF-8\n"
                "codeset KOI8-RU no-such-codeset\n"
+               "codeset azAZ09 KOI8-R\n"
                "nonsense\ncodeset\ncodeset x\n\n\r\n"
                "codeset last KOI8-R");
     EXPECT_EQ(qcs_cs_new("houselatin"), qcs_cs_new("ISO8859-15"));
@@ -100,6 +101,9 @@ TEST(AliasTest, AddsNamesToTheBuiltInOnes) {
     EXPECT_EQ(canonical("ruritanian"), "de_DE.ISO-8859-15");
     EXPECT_EQ(qcs_mb_max(qcs_cs_new("utf8")), 4) << "built-in names stay";
     EXPECT_EQ(qcs_cs_new("loop1") + qcs_cs_new("toomany"), 0U);
+    EXPECT_EQ(qcs_cs_new("AZaz-09"), qcs_cs_new("KOI8-R"));
+    for (char const* const cutShort : {"zAZ09", "aAZ09", "azZ09", "azA09", "azAZ9", "azAZ0"})
+        EXPECT_EQ(qcs_cs_new(cutShort), 0U) << cutShort;
     qcs_set_dir(nullptr);
     EXPECT_EQ(canonical("ruritanian"), "de_DE.ISO-8859-15") << "null changes nothing";
     setEnvironment("german", nullptr, nullptr);

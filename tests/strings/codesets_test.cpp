@@ -68,7 +68,10 @@ TEST(CodesetSetUpTest, TakesTheCodesetOfTheEnvironment) {
 }
 
 TEST(NoCodesetTest, IsReportedOnceAndAborts) {
+    // With the hyphen that its codeset lacks it is too long.
+    std::string const endless = std::string(250, 'x') + ".utf8@" + std::string(255, 'x');
     char const* const rows[][4] = {
+        {endless.c_str(), "/tmp", "ZCodeset", "codeset \"\""},
         {"C.UTF-8", nullptr, "ZNoQCSEnvironment", "The QCSDIR environment variable is not set."},
         {"xx_XX.UTF-16", "/tmp", "ZCodeset",
          "Codeset handle create failed for codeset \"UTF-16\".  QCSDIR is \"/tmp\""},
@@ -103,7 +106,7 @@ TEST(LocalCodesetTest, TakesEveryByteForACharacterAndConvertsWithinItsRoom) {
     holdsUnder("C", [] {
         ZCodesetHandle const local = zgetLCSHandle();
         EXPECT_EQ(zmblen(local, "\xE9", 1), 1);
-        EXPECT_EQ(zmblen(local, "", 1), 0);
+        EXPECT_EQ(zmblen(local, "", 1) + zmblen(local, "a", 0) + zmblen(local, nullptr, 1), 0);
         EXPECT_EQ(zstrcount(local, "café!"), 6);
         EXPECT_EQ(zmblen(zgetUTF8Handle(), "\xE9", 1), -1);
         std::array<char, 4> room{'?', '?', '?', '?'};
@@ -111,6 +114,7 @@ TEST(LocalCodesetTest, TakesEveryByteForACharacterAndConvertsWithinItsRoom) {
             EXPECT_EQ(convert("abc", 3, room.data(), 3), 3);
             EXPECT_EQ(convert("abc", 4, room.data(), 3), -1);
             EXPECT_EQ(convert("a", 1, room.data(), 0) + convert("a", 1, nullptr, 4), 0);
+            EXPECT_EQ(convert("a", 0, room.data(), 4) + convert(nullptr, 1, room.data(), 4), 0);
         }
         EXPECT_EQ(room[3], '?');
     });
@@ -201,6 +205,10 @@ TEST(StringCodesetTest, EditsSearchesAndSplitsByWholeCharacters) {
         EXPECT_STREQ(ZLCString("\xE9\xE9").replace('\xE9', 'e'), "ee");
         EXPECT_EQ(ZLCString("\xE9-\xE9").lastIndexOf(0xE9), 2);
         EXPECT_EQ(ZUTF8String("\xC3\xA9-\xC3\xA9").lastIndexOf(0xC3), 3);
+        ZLCString local;
+        ZUTF8String utf8;
+        EXPECT_STREQ(*ZStringIterator(ZLCConstString("\xE9!"), local).getNext(), "\xE9");
+        EXPECT_STREQ(*ZStringIterator(ZUTF8ConstString("é!"), utf8).getNext(), "é");
     });
 }
 

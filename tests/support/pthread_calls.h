@@ -17,22 +17,42 @@
 namespace testsupport {
 
 inline std::atomic<int> waitsBegun{0};        // and joins; noted before they give anything up
+inline std::atomic<int> attributesLeft{0};    // made, or not for a failure, and not destroyed
 inline thread_local timespec lastDeadline{};  // of the calling thread's last timed wait
 inline thread_local std::function<void()> beforeCreate;
 
 inline thread_local bool failsHere = false;
 inline std::atomic<bool> failsEverywhere{false};
-inline std::atomic_flag faultIsInUse = ATOMIC_FLAG_INIT;
+
+/// Keeps `fault` for the calling thread; no mutex, since locking one is among the calls that fail.
+class FaultInUse {
+  public:
+    FaultInUse() {
+        while (isTaken.test_and_set())
+            std::this_thread::yield();
+    }
+    ~FaultInUse() { isTaken.clear(); }
+    FaultInUse(FaultInUse const&) = delete;
+    FaultInUse& operator=(FaultInUse const&) = delete;
+
+  private:
+    static inline std::atomic_flag isTaken = ATOMIC_FLAG_INIT;
+};
 
 /// While it lives, calls fail as planned: those of the thread that made it, or of all.
 class Failing {
   public:
     explicit Failing(Fault const& planned, bool everywhere = false) {
+        FaultInUse const mine;
         fault = planned;
         failsHere = true;
         failsEverywhere = everywhere;
     }
-    ~Failing() { failsHere = failsEverywhere = false; }
+    /// A thread that nobody joins may be in a call still: afterwards none touches `fault`.
+    ~Failing() {
+        FaultInUse const mine;
+        failsHere = failsEverywhere = false;
+    }
     Failing(Failing const&) = delete;
     Failing& operator=(Failing const&) = delete;
 };
@@ -40,13 +60,11 @@ class Failing {
 /// What a call is to return instead of running; 0: it runs.
 inline int codeOf(std::string_view function) {
     if (!failsHere && !failsEverywhere) return 0;
-    while (faultIsInUse.test_and_set())
-        std::this_thread::yield();
+    FaultInUse const mine;
+    if (!failsHere && !failsEverywhere) return 0;  // over while this call waited
     // Once only: a mutex that can never be unlocked is nobody's again, whatever the library does.
     bool const again = function == "pthread_mutex_unlock" && fault.seen >= fault.first;
-    int const rc = !again && fault.strikes(function) ? fault.error : 0;
-    faultIsInUse.clear();
-    return rc;
+    return !again && fault.strikes(function) ? fault.error : 0;
 }
 
 }  // namespace testsupport
@@ -74,8 +92,8 @@ PTHREAD_CALL(pthread_cond_timedwait, (pthread_cond_t * c, pthread_mutex_t* m, ti
 PTHREAD_CALL(pthread_create, (pthread_t * t, pthread_attr_t const* a, void* (*f)(void*), void* x),
              (t, a, f, x), if (beforeCreate) std::exchange(beforeCreate, nullptr)())
 PTHREAD_CALL(pthread_join, (pthread_t t, void** r), (t, r), ++waitsBegun)
-PTHREAD_CALL(pthread_attr_init, (pthread_attr_t * a), (a), )
-PTHREAD_CALL(pthread_attr_destroy, (pthread_attr_t * a), (a), )
+PTHREAD_CALL(pthread_attr_init, (pthread_attr_t * a), (a), ++attributesLeft)
+PTHREAD_CALL(pthread_attr_destroy, (pthread_attr_t * a), (a), --attributesLeft)
 PTHREAD_CALL(pthread_attr_setdetachstate, (pthread_attr_t * a, int s), (a, s), )
 PTHREAD_CALL(pthread_key_create, (pthread_key_t * k, void (*f)(void*)), (k, f), )
 PTHREAD_CALL(pthread_setspecific, (pthread_key_t k, void const* v), (k, v), )

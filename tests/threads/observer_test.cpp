@@ -66,6 +66,7 @@ TEST_F(ObserverTest, AreCalledOnceEachInOrderOfFirstRegistrationUntilForgotten) 
     copy.addObserver(&a);
     copy = subject;
     EXPECT_EQ(copy.countObservers(), 1U);
+    EXPECT_TRUE(Voyeur(&a) < Voyeur(&b) && Voyeur(&b) > Voyeur(&a)) << "by their addresses";
 }
 
 TEST_F(ObserverTest, WhoChangesTheListInsideUpdateMissesNobodyAndCallsNobodyGone) {

@@ -13,6 +13,7 @@
 #include <initializer_list>
 #include <limits>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -137,6 +138,7 @@ TEST(FaultTest, IsThrownOrReportedAndLeavesEveryHoldAsItWas) {
         EXPECT_GE(fault.seen, 1) << "the call was not made";
         EXPECT_EQ(reports.take(), std::vector<Report>(row.reported ? 1 : 0, reported));
         EXPECT_EQ(held.timedOut, 0);
+        EXPECT_EQ(attributesLeft.exchange(0), row.number == 15 ? 1 : 0);
         EXPECT_FALSE(isFree(held.lock));
         EXPECT_EQ(unwind(held.lock), 2);
         static_cast<void>(unwind(held.other));  // held by an unlock that failed
@@ -327,6 +329,37 @@ TEST(ThreadPoolFaultTest, CountsComeBackToZeroAfterAnyFailure) {
         EXPECT_EQ(idle, nullptr);
         end(task);
     });
+}
+
+/// Cannot be told to exit at first.
+struct Stubborn : Worker {
+    using Worker::Worker;
+    void waitForExit() override {
+        bool const isFirst = !wasTold.exchange(true);
+        isFirst ? refuse.await() : Worker::waitForExit();
+        throw std::runtime_error(isFirst ? "not yet" : "but it has ended");
+    }
+    std::atomic<bool> wasTold{false};
+    Gate refuse;
+};
+
+TEST(ThreadPoolFaultTest, WhoWaitsForTheEndTellsAWorkerThatAnotherCouldNotTell) {
+    Reports reports;
+    Tally tally;
+    ZThreadPool pool(1, 1);
+    Stubborn worker(tally);
+    pool.start(worker);
+    int keep = 0;
+    pool.threadDoneNotification(worker, keep);
+    Beside first([&] { EXPECT_THROW(pool.waitForExit(), std::runtime_error); });
+    awaitThat([&] { return worker.wasTold.load(); });
+    int const before = waitsBegun;
+    Beside second([&] { pool.waitForExit(); });
+    awaitThat([&] { return waitsBegun > before + 2; });  // one of them may be the worker's
+    worker.refuse.open();
+    first.join();
+    second.join();
+    EXPECT_EQ(reports.take(), (std::vector<Report>{unknownInThread})) << "it has ended";
 }
 
 }  // namespace

@@ -140,11 +140,8 @@ TEST(ThreadTest, StandsForAThreadThatSomebodyElseStarted) {
     EXPECT_EQ(wrapped.getPThreadID(), id);
     wrapped.waitForExit();
     EXPECT_EQ(thrownBy([&] { wrapped.waitForExit(); }), notJoined);
-}
-
-TEST(ThreadTest, OrdersByIdUnsigned) {
     constexpr auto highest = std::numeric_limits<pthread_t>::max();
-    EXPECT_EQ(Wrapped(1).compare(Wrapped(highest)), -1);
+    EXPECT_EQ(Wrapped(1).compare(Wrapped(highest)), -1) << "by unsigned ids";
     EXPECT_EQ(Wrapped(highest).compare(Wrapped(1)), 1);
 }
 
@@ -310,7 +307,11 @@ TEST(ThreadPoolTest, AnEndedThreadIsNotTakenForTheOneThatHasGotItsId) {
 
 struct Unstartable : Task {
     using Task::Task;
-    void start() override { throw 7; }
+    void start() override {
+        if (runsFirst) Task::start(), Task::waitForExit();
+        throw 7;
+    }
+    bool runsFirst = false;
 };
 
 TEST(ThreadPoolTest, AStartThatFailsIsReportedAndNotCounted) {
@@ -318,15 +319,18 @@ TEST(ThreadPoolTest, AStartThatFailsIsReportedAndNotCounted) {
     Tally tally;
     ZThreadPool pool(1, 0);
     Unstartable unstartable(tally);
-    pool.start(unstartable);
-    EXPECT_EQ(reports.take(), (std::vector<Report>{unknownInThread}));
+    for (bool const runsFirst : {false, true}) {
+        unstartable.runsFirst = runsFirst;
+        pool.start(unstartable);
+        EXPECT_EQ(reports.take(), (std::vector<Report>{unknownInThread}));
+    }
     Task task(tally);
     pool.start(task);  // there is a place for it
     task.waitForExit();
     task.start();  // now without the pool
     task.waitForExit();
     pool.waitForExit();
-    EXPECT_EQ(tally.works, 2);
+    EXPECT_EQ(tally.works, 3);
     EXPECT_EQ(thrownBy([&] { ZThreadPool(0, 0).start(task); }), invalidParameter);
 }
 
@@ -366,28 +370,6 @@ TEST(ThreadPoolTest, WaitForExitEndsWorkersOfEveryKindIdleOrBusyAndKeepsThoseTha
     Worker worker(tally);
     makeIdle(pool, worker);
     pool.waitForExit();
-}
-
-/// Cannot be told to exit at first.
-struct Stubborn : Worker {
-    using Worker::Worker;
-    void waitForExit() override {
-        if (++tries == 1) throw std::runtime_error("not yet");
-        Worker::waitForExit();
-        throw std::runtime_error("but it has ended");
-    }
-    int tries = 0;
-};
-
-TEST(ThreadPoolTest, AWorkerThatCouldNotBeToldToExitIsToldByTheNextWaitForTheEnd) {
-    Reports reports;
-    Tally tally;
-    ZThreadPool pool(1, 1);
-    Stubborn worker(tally);
-    makeIdle(pool, worker);
-    EXPECT_THROW(pool.waitForExit(), std::runtime_error);
-    pool.waitForExit();
-    EXPECT_EQ(reports.take(), (std::vector<Report>{unknownInThread})) << "it has ended";
 }
 
 // The address sanitizer of g++ takes what a cancelled wait left on its stack for in use, in any

@@ -6,29 +6,13 @@
 namespace {
 
 using namespace testsupport;
-using Texts = std::vector<std::string>;
 
 constexpr char sample[] =
     "# the proxy\n\n[server]\nhost = east.example\nport=8080\nlisten = a\nlisten = b\n\n"
     "# timeout = 30\n\n[log]\nlevel = info\nrotate =\n";
-constexpr char javaSample[] = "# made by hand\nserver.host = east\nserver.port=80\nname: \\u00e9\n";
 
-/// A directory with two files, and a copy of each to compare with.
-struct Samples {
-    Samples() {
-        writeFile(dir.file("app.conf"), sample);
-        writeFile(dir.file("app.properties"), javaSample);
-        expect({{"mkdir before && cp app.* before"}});
-    }
-    void expect(std::vector<Step> const& steps) const {
-        expectTranscript(dir.path(), ZFC_TEST_TOOLS, steps);
-    }
-    /// Each command of the tool ends so, prints nothing, and tells why: `told` is a part of it.
-    void refuse(int status, Texts const& commands, std::string const& told = {}) const {
-        for (std::string const& command : commands)
-            expect({{"zprop " + command, status, "", told}});
-    }
-    TempDir dir;
+struct Samples : testsupport::Samples {
+    Samples() : testsupport::Samples(ZFC_TEST_TOOLS, "zprop", {{"app.conf", sample}}) {}
 };
 
 TEST(ZpropTest, GetAnswersByTypeWithDefaultsAndExitCodes) {
@@ -195,96 +179,6 @@ TEST(ZpropTest, EditsOfManyProcessesAreAllKept) {
     });
 }
 
-TEST(ZpropJavaTest, GetListAndDumpShowThePairs) {
-    std::string const pairs = "server.host = east\nserver.port = 80\nname = \xC3\xA9\n";
-    Samples const samples;
-    samples.expect({
-        {"zprop get app.properties name", 0, "\xC3\xA9\n"},
-        {"zprop get app.properties none --default x", 0, "x\n"},
-        {"zprop list app.properties && zprop dump app.properties", 0, pairs + pairs},
-        {"zprop dump app.properties --json | tr -d ' \n'", 0,
-         R"({"file":"app.properties","pairs":[{"key":"server.host","value":"east"},)"
-         R"({"key":"server.port","value":"80"},{"key":"name","value":")"
-         "\xC3\xA9\"}]}"},
-        // No name of a properties file.
-        {"printf '%s\n' 'k=\\uD83D\\uDE00' 'h=\\ud83d' >other"},
-        {"zprop get other k --format java", 0, "\xF0\x9F\x98\x80\n"},
-    });
-    samples.refuse(1, {"get app.properties none", "--format java dump other --json"});
-    samples.refuse(2, {"get app.properties server host", "get app.properties name --all",
-                       "unset app.properties name"});
-    samples.refuse(3, {"get gone.properties k"});
-}
-
-TEST(ZpropJavaTest, SetStoresWhatTheFormatKeepsAndRefusesTheRest) {
-    Samples const samples;
-    samples.refuse(1,
-                   {"set app.properties k 'a\x7F'", "set app.properties k '\xF0\x9F\x98\x80'",
-                    "set app.properties k ' x'", "set app.properties k 'a\nb'",
-                    "set app.properties 'a b' v", "set app.properties '#k' v"},
-                   "would not read back");
-    samples.refuse(2, {"set app.properties '' v", "set app.properties a b c"});
-    samples.expect({
-        {"cmp app.properties before/app.properties"},
-        {"zprop set app.properties server.port 8:0", 0, "", "1 comment"},
-        {"cat app.properties", 0, "#\nserver.host = east\nserver.port = 8\\:0\nname = \\u00e9\n"},
-        {"printf '%s\n' a=1 'b=\\q' >lossy.properties"},
-        {"zprop set lossy.properties a 2", 1, "", "lossy.properties:2: "},
-        {"cat lossy.properties", 0, "a=1\nb=\\q\n"},
-        {"zprop set made.properties k '' && cat made.properties", 0, "#\nk = \n"},
-    });
-}
-
-TEST(ZpropJavaTest, CheckTellsEveryLineThatIsSkipped) {
-    Samples().expect({
-        {"printf '[s]\nk\n' >b.conf; printf 'a=1\\r\n =b\\r\nkey\n\nb=\\\\x\nc=3' >a.properties"},
-        {"zprop check a.properties app.properties b.conf", 1,
-         "a.properties:2: no key before the separator\n =b\n"
-         "a.properties:3: key without \"=\", \":\" or blank and value\nkey\n"
-         "a.properties:5: backslash in the value before none of \"\\\", \":\", quote, blank and "
-         "\"u\"\nb=\\x\n"
-         "a.properties:6: last line without a line end\nc=3\n"
-         "b.conf:2: neither stanza header, comment nor key = value\nk\n^\n"
-         "3 files checked, 2 invalid\n"},
-    });
-}
-
-TEST(ZpropJavaTest, ConvertsBothWaysWhereNothingIsLost) {
-    Samples().expect({
-        {"printf '[server]\nhost = a b\nport =\n[log]\nlevel = \xC3\xA9:\n' >b.conf"},
-        {"zprop convert b.conf 1.properties && sort 1.properties", 0,
-         "#\nlog.level = \\u00e9\\:\nserver.host = a b\nserver.port = \n"},
-        {"zprop convert 1.properties 2.conf && zprop list 2.conf server | sort", 0,
-         "\n[server]\nhost = a b\nport =\n"},
-        {"zprop list 2.conf log", 0, "\n[log]\nlevel = \xC3\xA9:\n"},
-        {"zprop convert b.conf 2.conf", 1, "", "2.conf: is there already"},
-        {"zprop convert app.properties 3.conf --stanza all --drop-comments &&"
-         " zprop get 3.conf all server.port",
-         0, "80\n"},
-    });
-}
-
-/// What is told of each file: the line, or what would be lost of it.
-TEST(ZpropJavaTest, ConvertTellsWhatWouldBeLostAndDoesNothing) {
-    std::string const convert = " && zprop convert $f out 2>&1 | cut -d: -f3 | sort";
-    std::string const end = " not converted, since this would be lost\n";
-    Samples().expect({
-        {"f=a.conf; printf '# c\n[a.b]\nk=1\n[s]\nm = 1\nm = 2\nx y = 1\n"
-         "e = \xF0\x9F\x98\x80\n[e]\n' >$f" +
-             convert,
-         0,
-         " key \"s.e\"\n key \"s.m\"\n key \"s.x y\"\n" + end +
-             " stanza \"a.b\"\n stanza \"e\"\n1\n"},
-        {"f=a.properties; printf '%s\n' '# c' plain=1 'a.b=x ' 'a.c=\\ud83d' 'a.d=\\u0000' "
-         "'a.e=\\q' a.f=1 >$f" +
-             convert,
-         0, " key \"a.b\"\n key \"a.c\"\n key \"a.d\"\n key \"plain\"\n" + end + "1\n6\n"},
-        {"zprop convert a.conf out", 1},
-        {"zprop convert a.properties out", 1},
-        {"ls out", 2},
-    });
-}
-
 TEST(ZpropTest, NothingIsLostByAnEditThatDoesNotSaySo) {
     Samples const samples;
     samples.refuse(1, {"set app.conf server listen c", "set app.conf server listen ''"},
@@ -303,7 +197,7 @@ TEST(ZpropTest, NothingIsLostByAnEditThatDoesNotSaySo) {
          "standard input:3: NUL byte"},
         {"printf 'a\\0b' | zprop set app.conf log k --stdin", 1, "", "NUL byte"},
         {"zprop set app.conf log k --stdin </dev/null", 2, "", "holds no value"},
-        {"cmp app.conf before/app.conf && ls", 0, "app.conf\napp.properties\nbefore\n"},
+        {"cmp app.conf before/app.conf && ls", 0, "app.conf\nbefore\n"},
         {"zprop set app.conf server listen c --replace a &&"
          " zprop get app.conf server listen --all",
          0, "c\nb\n"},
@@ -415,10 +309,17 @@ TEST(ZpropTest, WithoutItsCompanionAFileAnswersForPlainKeysAndCanLetItGo) {
             {"rm -f app.conf.obf; zprop set app.conf server port 1"},
         });
     }
+    // What is only too large is not lost.
+    samples.expect({
+        {"seq 999 | zprop set app.conf s k --stdin --obfuscate && cp app.conf large.conf"},
+        {"zprop get app.conf s k --reveal | wc -l", 0, "999\n"},
+        {"zprop unset app.conf s k --max-companion 3K", 1, "", "more than the limit of 3072 bytes"},
+        {"cmp app.conf large.conf && zprop unset app.conf s k --max-companion 4K"},
+    });
     // Not there because nobody may look is another thing than lost.
     samples.expect({
         {"cp with.conf app.conf; mkdir app.conf.obf; zprop unset app.conf db pw", 3, "",
-         "is no regular file"},
+         "Is a directory"},
         {"cmp app.conf with.conf"},
     });
 }
@@ -450,7 +351,6 @@ TEST(ZpropTest, DryRunPrintsWhatPatchTakesAndBackupKeepsWhatWas) {
          "app.conf*",
          0, "app.conf\napp.conf.bak\napp.conf.obf\napp.conf.obf~\napp.conf~\n"},
     });
-    samples.refuse(2, {"set app.properties k v --dry-run", "set app.properties k v --backup"});
 }
 
 TEST(ZpropTest, KeysAreRenamedUncommentedAndMerged) {

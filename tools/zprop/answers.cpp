@@ -1,7 +1,6 @@
 #include "zprop/answers.h"
 
 #include <iostream>
-#include <map>
 
 #include "Z/ZList.h"
 #include "zprop/shown.h"
@@ -21,6 +20,15 @@ std::vector<std::string> toldValues(ZStanzaFileProperties const& properties,
     return values;
 }
 
+/// A variable's name; the path may be empty.
+std::string shellName(std::string name) {
+    constexpr char allowed[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";
+    for (std::size_t at = 0; (at = name.find_first_not_of(allowed, at)) != name.npos;)
+        name[at] = '_';
+    bool const isName = !name.empty() && (name.front() < '0' || name.front() > '9');
+    return isName ? name : "_" + name;
+}
+
 void printLines(std::string const& key, std::vector<std::string> const& values) {
     if (values.empty()) std::cout << shown(key) << " =\n";
     for (auto const& value : values)
@@ -35,37 +43,20 @@ void printRecords(std::string const& stanza, std::string const& key,
         std::cout << place << "\n" << value << '\0';
 }
 
-std::string shellName(std::string const& stanza, std::string const& key) {
-    constexpr char allowed[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";
-    std::string name = stanza + "_" + key;
-    for (std::size_t at = 0; (at = name.find_first_not_of(allowed, at)) != name.npos;)
-        name[at] = '_';
-    bool const isDigit = name.front() >= '0' && name.front() <= '9';
-    return isDigit ? "_" + name : name;
-}
-
-/// The assignments of a shell, each name once.
-class Assignments {
-  public:
-    void print(std::string const& stanza, std::string const& key,
-               std::vector<std::string> const& values) {
-        std::string const name = shellName(stanza, key);
-        std::string const place = "key \"" + key + "\" in stanza \"" + stanza + "\"";
-        auto const [known, isNew] = places.emplace(name, place);
-        if (!isNew)
-            throw Failure(Exit::notThereOrInvalid,
-                          known->second + " and " + place + " would both be " + name);
-        std::string joined;
-        for (auto const& value : values)
-            joined += (&value == &values.front() ? "" : "\n") + value;
-        std::cout << name << "=" << shellWord(joined) << "\n";
-    }
-
-  private:
-    std::map<std::string, std::string> places;  // of each name
-};
-
 }  // namespace
+
+void Assignments::print(std::string const& path, std::string const& place,
+                        std::vector<std::string> const& values) {
+    std::string const name = shellName(path);
+    auto const [known, isNew] = places.emplace(name, place);
+    if (!isNew)
+        throw Failure(Exit::notThereOrInvalid,
+                      known->second + " and " + place + " would both be " + name);
+    std::string joined;
+    for (auto const& value : values)
+        joined += (&value == &values.front() ? "" : "\n") + value;
+    std::cout << name << "=" << shellWord(joined) << "\n";
+}
 
 std::vector<std::string> valuesOf(ZStanzaFileProperties const& properties,
                                   std::string const& stanza, std::string const& key) {
@@ -104,7 +95,9 @@ void printStanzas(ZStanzaFileProperties const& properties, std::vector<std::stri
             auto const values = toldValues(properties, stanza, key, secrets);
             if (style == Style::lines) printLines(key, values);
             if (style == Style::nul) printRecords(stanza, key, values);
-            if (style == Style::shell) assignments.print(stanza, key, values);
+            if (style == Style::shell)
+                assignments.print(stanza + "_" + key,
+                                  "key \"" + key + "\" in stanza \"" + stanza + "\"", values);
         }
     }
 }

@@ -2,6 +2,7 @@
 #ifndef ZFC_TOOLS_ZPROP_ANSWERS_H
 #define ZFC_TOOLS_ZPROP_ANSWERS_H
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,18 @@ constexpr char hiddenText[] = "(obfuscated)";
 
 /// What becomes of the values that are obfuscated.
 enum class Secrets { leftOut, hidden, revealed };
+
+/// The assignments of a shell, each name once.
+class Assignments {
+  public:
+    /// Prints the values, joined by line feeds, for the variable that the path names, as well as
+    /// one can. Throws Failure when an earlier one has this name; `place` is for that.
+    void print(std::string const& path, std::string const& place,
+               std::vector<std::string> const& values);
+
+  private:
+    std::map<std::string, std::string> places;  // of each name
+};
 
 /// Prints stanzas, keys and values, in the styles "lines" (with `header` in front of each stanza's
 /// name), "nul" (records "STANZA\nKEY\nVALUE", or "STANZA\nKEY" for a key without a value) and

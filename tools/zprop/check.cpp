@@ -53,10 +53,11 @@ Exit checkStanzaFile(std::string const& file, Deadline& deadline, Counts& counts
 }
 
 Exit checkOne(std::string const& file, std::optional<Format> format, double waitSeconds,
-              Counts& counts) {
+              Encoding encoding, Counts& counts) {
     try {
         Deadline deadline(waitSeconds);
-        if (formatOf(file, format) == Format::java) return checkJava(file, deadline);
+        if (formatOf(file, format) == Format::java)
+            return checkJava({file, encoding}, counts.warnings, deadline);
         return checkStanzaFile(file, deadline, counts);
     } catch (ZException& e) {
         return report(failureOf(e));
@@ -71,11 +72,11 @@ std::string counted(std::size_t count, char const* what) {
 
 }  // namespace
 
-Exit check(std::vector<std::string> const& files, std::optional<Format> format,
-           double waitSeconds) {
+Exit check(std::vector<std::string> const& files, std::optional<Format> format, double waitSeconds,
+           Encoding encoding) {
     Counts counts;
     for (auto const& file : files) {
-        Exit const result = checkOne(file, format, waitSeconds, counts);
+        Exit const result = checkOne(file, format, waitSeconds, encoding, counts);
         if (result == Exit::notThereOrInvalid) ++counts.invalid;
         if (result == Exit::inputOutput) ++counts.unreadable;
     }

@@ -44,8 +44,8 @@ CommandLine::Command const CommandLine::commands[] = {
     {"diff", "Tells the keys whose values differ between two files; 1 when there are some.",
      "zprop diff app.conf app.conf.orig", &CommandLine::declareDiff, &CommandLine::runDiff},
     {"check",
-     "Tells every invalid line of each stanza file, what an edit would lose, and every line that "
-     "is skipped in a .properties file.",
+     "Tells every invalid line of each file, and warns of what an edit would lose, or another "
+     "reader skip.",
      "zprop check /etc/app/*.conf", &CommandLine::declareCheck, &CommandLine::runCheck},
     {"set", "Sets a value; creates the file if there is none.",
      "zprop set app.conf server port 8080\n"
@@ -59,7 +59,7 @@ CommandLine::Command const CommandLine::commands[] = {
     {"uncomment", "Turns the commented-out template of a key, \"# key = ...\", into the key.",
      "zprop uncomment app.conf server timeout", &CommandLine::declareUncomment,
      &CommandLine::runUncomment},
-    {"merge", "Sets all that another stanza file sets.", "zprop merge app.conf site.conf",
+    {"merge", "Sets all that another file of the format sets.", "zprop merge app.conf site.conf",
      &CommandLine::declareMerge, &CommandLine::runMerge},
     {"comment", "Adds a comment line.",
      "zprop comment app.conf 'raised for the load test' --stanza server --key port",
@@ -114,6 +114,7 @@ void CommandLine::addGlobalOptions() {
         ->transform(CLI::CheckedTransformer(
             std::map<std::string, Format>{{"stanza", Format::stanza}, {"java", Format::java}}))
         ->option_text("stanza|java");
+    app.add_flag("--latin1", latin1, "the .properties file is ISO 8859-1, not UTF-8");
     app.add_option_function<std::string>(
            "--max-companion", [](std::string const& text) { setCompanionLimit(sizeOf(text)); },
            "most that a companion file may expand to, with K, M or G (default 64M)")
@@ -136,6 +137,8 @@ void CommandLine::add(Command const& command) {
 Exit CommandLine::run() {
     try {
         Deadline deadline(waitSeconds);
+        if (latin1 && !file.empty() && !isJava())
+            throw Failure(Exit::wrongUsage, file + ": --latin1 is for .properties files");
         Exit const result = action(deadline);
         std::cout.flush();
         if (!std::cout || std::fflush(stdout) != 0)
@@ -150,6 +153,14 @@ Exit CommandLine::run() {
 
 void CommandLine::requireStanzaFile(char const* what) const {
     if (isJava()) throw Failure(Exit::wrongUsage, std::string(what) + " is for stanza files");
+}
+
+void CommandLine::requireSameFormat() const {
+    bool const isOther = formatOf(otherFile, format) != formatOf(file, format);
+    if (isOther)
+        throw Failure(Exit::wrongUsage,
+                      "one of " + file + " and " + otherFile +
+                          " is a stanza file and the other a .properties file; convert one before");
 }
 
 void CommandLine::addFile(CLI::App& command) {

@@ -14,6 +14,7 @@
 #include "zprop/edits.h"
 #include "zprop/failure.h"
 #include "zprop/format.h"
+#include "zprop/java_file.h"
 #include "zprop/open.h"
 #include "zprop/read_commands.h"
 
@@ -44,6 +45,10 @@ class CommandLine {
     Exit tell(CLI::ParseError const& e);
 
     [[nodiscard]] bool isJava() const { return formatOf(file, format) == Format::java; }
+    [[nodiscard]] Encoding encoding() const { return latin1 ? Encoding::latin1 : Encoding::utf8; }
+    [[nodiscard]] JavaName javaName() const { return {file, encoding()}; }
+    /// Both files of a command are of one format.
+    void requireSameFormat() const;
     /// For a command, or an option, that only stanza files have.
     void requireStanzaFile(char const* what) const;
     void addFile(CLI::App& command);
@@ -55,13 +60,16 @@ class CommandLine {
     [[nodiscard]] std::vector<std::string> takeWords(std::size_t count) const;
 
     void addStyles(CLI::App& command, Style& style);
-    void requireLines(Style style) const;
     void addEditOptions(CLI::App& command);
-    /// What every edit refuses.
-    void beginEdit() const;
-    /// Edits a stanza file; `name` is the command's.
-    Exit runEditing(char const* name, Missing missing, Deadline& deadline,
-                    std::function<void(Document&)> const& edit);
+    /// Refuses "-".
+    void requireFileToEdit() const;
+    /// For a command that only stanza files have.
+    void requireStanzas(char const* command) const;
+    /// Lets `edit` change a stanza file.
+    Exit editStanzas(Missing missing, Deadline& deadline,
+                     std::function<void(Document&)> const& edit);
+    /// The same with a properties file.
+    Exit editPairs(Missing missing, Deadline& deadline, JavaEdit const& edit);
 
     void declareGet(CLI::App& command);
     void declareList(CLI::App& command);
@@ -102,6 +110,7 @@ class CommandLine {
     std::string otherFile;
     std::deque<std::optional<std::string>> words;  // of all commands
     std::optional<Format> format;
+    bool latin1 = false;
     std::vector<std::string> files;
     GetRequest getRequest;
     ListRequest listRequest;

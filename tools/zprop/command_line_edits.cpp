@@ -17,23 +17,29 @@ void CommandLine::addEditOptions(CLI::App& command) {
                      "lose text that the format does not keep: see \"zprop check\"");
 }
 
-void CommandLine::beginEdit() const {
-    if (file == "-")
-        throw Failure(
-            Exit::wrongUsage,
-            "\"-\" is standard input, which cannot be edited; a file of that name is ./-");
-    if (target.dryRun || target.backup || target.force)
-        requireStanzaFile("--dry-run, --backup or --force");
-}
-
-Exit CommandLine::runEditing(char const* name, Missing missing, Deadline& deadline,
-                             std::function<void(Document&)> const& edit) {
-    beginEdit();
-    requireStanzaFile(name);
+Exit CommandLine::editStanzas(Missing missing, Deadline& deadline,
+                              std::function<void(Document&)> const& edit) {
+    requireFileToEdit();
     target.file = file;
     target.missing = missing;
     editFile(target, deadline, edit);
     return Exit::done;
+}
+
+Exit CommandLine::editPairs(Missing missing, Deadline& deadline, JavaEdit const& edit) {
+    requireFileToEdit();
+    target.file = file;
+    target.missing = missing;
+    editJavaFile(target, encoding(), deadline, edit);
+    return Exit::done;
+}
+
+/// Before anything is read, a secret among it, that would come to nothing.
+void CommandLine::requireFileToEdit() const {
+    if (file == "-")
+        throw Failure(
+            Exit::wrongUsage,
+            "\"-\" is standard input, which cannot be edited; a file of that name is ./-");
 }
 
 void CommandLine::declareSet(CLI::App& command) {
@@ -47,17 +53,15 @@ void CommandLine::declareSet(CLI::App& command) {
 }
 
 Exit CommandLine::runSet(Deadline& deadline) {
-    beginEdit();
+    requireFileToEdit();
     auto const given = takeWords(fromStandardInput ? 2 : 3);
     setEdit.stanza = given[0];
     setEdit.key = given[1];
-    bool const hasOptions =
-        setEdit.add || setEdit.obfuscate || setEdit.replaceAll || setEdit.replace;
-    if (hasOptions) requireStanzaFile("--add, --replace, --replace-all or --obfuscate");
+    if (isJava()) static_cast<void>(javaEdit(setEdit));  // refused before a value is asked for
     setEdit.value = fromStandardInput ? readSecret() : given[2];
-    if (isJava()) return setJava(file, setEdit.key, setEdit.value, deadline);
-    return runEditing("set", Missing::create, deadline,
-                      [&](Document& properties) { apply(properties, file, setEdit); });
+    if (isJava()) return editPairs(Missing::create, deadline, javaEdit(setEdit));
+    return editStanzas(Missing::create, deadline,
+                       [&](Document& properties) { apply(properties, file, setEdit); });
 }
 
 void CommandLine::declareUnset(CLI::App& command) {
@@ -67,14 +71,23 @@ void CommandLine::declareUnset(CLI::App& command) {
 }
 
 Exit CommandLine::runUnset(Deadline& deadline) {
+    if (isJava()) return editPairs(Missing::isAnError, deadline, javaEdit(unsetEdit));
     try {
-        return runEditing("unset", Missing::isAnError, deadline,
-                          [&](Document& properties) { apply(properties, file, unsetEdit); });
+        return editStanzas(Missing::isAnError, deadline,
+                           [&](Document& properties) { apply(properties, file, unsetEdit); });
     } catch (CompanionFailure& e) {
         if (unsetEdit.key.empty()) throw;
         letGoOfCompanion(target, unsetEdit.stanza, unsetEdit.key, e, deadline);
         return Exit::done;
     }
+}
+
+/// A .properties file is edited by whole pairs, which these two would not leave at their place.
+void CommandLine::requireStanzas(char const* command) const {
+    if (isJava())
+        throw Failure(Exit::wrongUsage,
+                      file + ": " + command +
+                          " is for stanza files; of a .properties file set and unset the keys");
 }
 
 void CommandLine::declareRename(CLI::App& command) {
@@ -84,8 +97,9 @@ void CommandLine::declareRename(CLI::App& command) {
 }
 
 Exit CommandLine::runRename(Deadline& deadline) {
-    return runEditing("rename", Missing::isAnError, deadline,
-                      [&](Document& properties) { apply(properties, file, renameEdit); });
+    requireStanzas("rename");
+    return editStanzas(Missing::isAnError, deadline,
+                       [&](Document& properties) { apply(properties, file, renameEdit); });
 }
 
 void CommandLine::declareUncomment(CLI::App& command) {
@@ -95,34 +109,44 @@ void CommandLine::declareUncomment(CLI::App& command) {
 }
 
 Exit CommandLine::runUncomment(Deadline& deadline) {
-    return runEditing("uncomment", Missing::isAnError, deadline,
-                      [&](Document& properties) { apply(properties, file, uncommentEdit); });
+    requireStanzas("uncomment");
+    return editStanzas(Missing::isAnError, deadline,
+                       [&](Document& properties) { apply(properties, file, uncommentEdit); });
 }
 
 void CommandLine::declareMerge(CLI::App& command) {
     addFile(command);
-    requireText(command.add_option("OTHER", otherFile, "stanza file with the values to set"))
+    requireText(
+        command.add_option("OTHER", otherFile, "file of the same format with the values to set"))
         ->required();
     addEditOptions(command);
 }
 
 Exit CommandLine::runMerge(Deadline& deadline) {
-    requireStanzaFile("merge");
+    requireFileToEdit();
+    requireSameFormat();
     // Not while the file is locked: the two may be the same, or be merged both ways at once.
+    if (isJava())
+        return editPairs(Missing::create, deadline, javaMerge({otherFile, encoding()}, deadline));
     Properties const other = openForReading(otherFile, deadline);
-    return runEditing("merge", Missing::create, deadline,
-                      [&](Document& properties) { merge(properties, file, *other, otherFile); });
+    return editStanzas(Missing::create, deadline,
+                       [&](Document& properties) { merge(properties, file, *other, otherFile); });
 }
 
 void CommandLine::declareComment(CLI::App& command) {
     addFile(command);
     declare(command, commentEdit);
+    // A .properties file has no stanza that a key could need.
+    command.get_option("--key")->remove_needs(command.get_option("--stanza"));
     addEditOptions(command);
 }
 
 Exit CommandLine::runComment(Deadline& deadline) {
-    return runEditing("comment", Missing::isAnError, deadline,
-                      [&](Document& properties) { apply(properties, file, commentEdit); });
+    if (isJava()) return editPairs(Missing::isAnError, deadline, javaEdit(commentEdit));
+    if (commentEdit.stanza.empty() && !commentEdit.key.empty())
+        throw Failure(Exit::wrongUsage, "--key requires --stanza");
+    return editStanzas(Missing::isAnError, deadline,
+                       [&](Document& properties) { apply(properties, file, commentEdit); });
 }
 
 void CommandLine::declareEdit(CLI::App& command) {
@@ -132,15 +156,16 @@ void CommandLine::declareEdit(CLI::App& command) {
         command.get_footer() +
         "\nA line is: set STANZA KEY VALUE [--add] [--replace OLD] [--replace-all] [--obfuscate],\n"
         "unset STANZA [KEY [--value V]], rename STANZA KEY NEW, uncomment STANZA KEY, or\n"
-        "comment TEXT [--stanza S [--key K]]; words are quoted as for a shell. When one edit\n"
-        "cannot be made, none is.");
+        "comment TEXT [--stanza S [--key K]]; for a .properties file set KEY VALUE, unset KEY, or\n"
+        "comment TEXT [--key K]. Words are quoted as for a shell. When one edit cannot be made,\n"
+        "none is.");
 }
 
 Exit CommandLine::runEdit(Deadline& deadline) {
-    beginEdit();
-    requireStanzaFile("edit");
+    requireFileToEdit();
+    if (isJava()) return editPairs(Missing::create, deadline, readJavaEdits(std::cin));
     auto const changes = readChanges(std::cin);
-    return runEditing("edit", Missing::create, deadline, [&](Document& properties) {
+    return editStanzas(Missing::create, deadline, [&](Document& properties) {
         for (auto const& change : changes)
             change(properties, file);
     });
@@ -155,8 +180,9 @@ void CommandLine::declareRewrite(CLI::App& command) {
 }
 
 Exit CommandLine::runRewrite(Deadline& deadline) {
-    return runEditing("rewrite", Missing::isAnError, deadline,
-                      [](Document& properties) { properties.touch(); });
+    if (isJava()) return editPairs(Missing::isAnError, deadline, javaRewrite(target.comments));
+    return editStanzas(Missing::isAnError, deadline,
+                       [](Document& properties) { properties.touch(); });
 }
 
 void CommandLine::declareConvert(CLI::App& command) {
@@ -172,6 +198,8 @@ void CommandLine::declareConvert(CLI::App& command) {
 
 Exit CommandLine::runConvert(Deadline& deadline) {
     convertRequest.from = formatOf(convertRequest.source, format);
+    convertRequest.isFormatGiven = format.has_value();
+    convertRequest.encoding = encoding();
     return convert(convertRequest, deadline);
 }
 

@@ -31,8 +31,7 @@ Exit CommandLine::runGet(Deadline& deadline) {
     if (!isJava()) return get(getRequest, deadline);
     if (getRequest.all || getRequest.reveal || getRequest.type != ValueType::string)
         requireStanzaFile("--all, --reveal or --type");
-    requireLines(getRequest.style);
-    return getJava(file, getRequest.key, getRequest.fallback, deadline);
+    return getJava(getRequest, encoding(), deadline);
 }
 
 void CommandLine::declareList(CLI::App& command) {
@@ -44,8 +43,8 @@ void CommandLine::declareList(CLI::App& command) {
 Exit CommandLine::runList(Deadline& deadline) {
     listRequest.file = file;
     if (!listRequest.stanza.empty()) requireStanzaFile("STANZA");
-    requireLines(listRequest.style);
-    return isJava() ? listJava(file, deadline) : list(listRequest, deadline);
+    return isJava() ? listJava(javaName(), listRequest.style, deadline)
+                    : list(listRequest, deadline);
 }
 
 void CommandLine::declareNames(CLI::App& command) {
@@ -56,8 +55,9 @@ void CommandLine::declareNames(CLI::App& command) {
 
 Exit CommandLine::runNames(Deadline& deadline) {
     listRequest.file = file;
-    requireStanzaFile("names");
-    return names(listRequest, deadline);
+    if (!listRequest.stanza.empty()) requireStanzaFile("STANZA");
+    return isJava() ? namesJava(javaName(), listRequest.style, deadline)
+                    : names(listRequest, deadline);
 }
 
 void CommandLine::declareDump(CLI::App& command) {
@@ -71,19 +71,20 @@ Exit CommandLine::runDump(Deadline& deadline) {
     dumpRequest.file = file;
     if (dumpRequest.json && dumpRequest.style != Style::lines)
         throw Failure(Exit::wrongUsage, "--json goes without --null and --shell");
-    requireLines(dumpRequest.style);
     if (!isJava()) return dump(dumpRequest, deadline);
-    return dumpRequest.json ? dumpJavaAsJson(file, deadline) : listJava(file, deadline);
+    return dumpRequest.json ? dumpJavaAsJson(javaName(), deadline)
+                            : listJava(javaName(), dumpRequest.style, deadline);
 }
 
 void CommandLine::declareDiff(CLI::App& command) {
-    requireText(command.add_option("FILE", file, "stanza file"))->required();
-    requireText(command.add_option("OTHER", otherFile, "stanza file"))->required();
+    requireText(command.add_option("FILE", file, "stanza or .properties file"))->required();
+    requireText(command.add_option("OTHER", otherFile, "file of the same format"))->required();
     command.add_flag("--reveal", diffRequest.reveal, "show obfuscated values");
 }
 
 Exit CommandLine::runDiff(Deadline& deadline) {
-    requireStanzaFile("diff");
+    requireSameFormat();
+    if (isJava()) return diffJava(javaName(), {otherFile, encoding()}, deadline);
     diffRequest.from = file;
     diffRequest.to = otherFile;
     return diff(diffRequest, deadline);
@@ -98,14 +99,10 @@ void CommandLine::addStyles(CLI::App& command, Style& style) {
         ->excludes(nul);
 }
 
-void CommandLine::requireLines(Style style) const {
-    if (style != Style::lines) requireStanzaFile("--null or --shell");
-}
-
 void CommandLine::declareCheck(CLI::App& command) {
     command.add_option("FILE", files, "files")->required();
 }
 
-Exit CommandLine::runCheck(Deadline&) { return check(files, format, waitSeconds); }
+Exit CommandLine::runCheck(Deadline&) { return check(files, format, waitSeconds, encoding()); }
 
 }  // namespace zprop

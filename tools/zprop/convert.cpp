@@ -1,9 +1,12 @@
 #include "zprop/convert.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstring>
 #include <fstream>
-#include <iostream>
 
 #include "Z/ZList.h"
 #include "zprop/java_file.h"
@@ -25,13 +28,12 @@ class Losses {
     void addLine(std::size_t number, std::string const& why) {
         lines.push_back(source + ":" + std::to_string(number) + ": " + why);
     }
-    /// Throws when there are any, behind a line for each.
+    /// Throws when there are any, with a message for each.
     void refuse() const {
         if (lines.empty()) return;
-        for (auto const& line : lines)
-            std::cerr << "zprop: " << line << "\n";
-        throw Failure(Exit::notThereOrInvalid,
-                      source + ": not converted, since this would be lost");
+        auto messages = lines;
+        messages.push_back(source + ": not converted, since this would be lost");
+        throw Failure(Exit::notThereOrInvalid, messages);
     }
 
   private:
@@ -74,7 +76,6 @@ char const* put(ZStanzaFileProperties& properties, Place const& place, std::stri
 
 char const* putPair(ZStanzaFileProperties& properties, ConvertRequest const& request,
                     JavaPair const& pair) {
-    if (hasLoneSurrogate(pair.value)) return "half a surrogate pair in its value";
     try {
         return put(properties, placeOf(inLocal(pair.key), request), inLocal(pair.value));
     } catch (ZFromUTF8Exception&) {
@@ -82,19 +83,35 @@ char const* putPair(ZStanzaFileProperties& properties, ConvertRequest const& req
     }
 }
 
+bool isContinued(std::string const& line) {
+    auto const end = std::find_if(line.rbegin(), line.rend(), [](char c) { return c != '\\'; });
+    return (end - line.rbegin()) % 2 == 1;
+}
+
+/// Tells the comment lines of a properties file that have text.
+void addJavaComments(std::string const& file, Losses& losses) {
+    bool belongsAbove = false;
+    std::size_t number = 0;
+    for (auto const& line : linesOf(file)) {
+        ++number;
+        std::size_t const start = line.find_first_not_of(" \t\f");
+        bool const isComment = !belongsAbove && start != std::string::npos &&
+                               (line[start] == '#' || line[start] == '!');
+        belongsAbove = !isComment && isContinued(line);
+        if (isComment && line.find_first_not_of(" \t\f#!") != std::string::npos)
+            losses.addLine(number, "comment; --drop-comments lets them go");
+    }
+}
+
 /// The pairs of the source as stanzas.
 std::unique_ptr<ZStanzaFileProperties> asStanzas(ConvertRequest const& request,
                                                  Deadline& deadline) {
-    JavaFile const opened = openJavaFile(request.source, deadline);
+    ZJavaPropertiesFile source(request.source.c_str(), request.encoding);
+    load(source, deadline);
     Losses losses(request.source);
-    for (auto const& line : opened.faults())
-        losses.addLine(line.number, line.reason());
-    if (!request.dropComments) {
-        for (auto const& line : opened.comments())
-            losses.addLine(line.number, "comment; --drop-comments lets them go");
-    }
+    if (!request.dropComments) addJavaComments(request.source, losses);
     auto properties = std::make_unique<ZStanzaFileProperties>(1);
-    for (auto const& pair : opened.pairs()) {
+    for (auto const& pair : pairsOf(source)) {
         char const* const why = putPair(*properties, request, pair);
         if (why != nullptr) losses.addKey(pair.key, why);
     }
@@ -115,18 +132,19 @@ void addComments(std::string const& file, Losses& losses) {
     }
 }
 
+/// Fills a properties file, in memory, from a stanza file.
 class JavaWriter {
   public:
-    JavaWriter(ConvertRequest const& asked, ZStanzaFileProperties const& from)
-        : request(asked), source(from), losses(asked.source) {}
+    JavaWriter(ConvertRequest const& asked, ZStanzaFileProperties const& from,
+               ZJavaPropertiesFile& to)
+        : request(asked), source(from), losses(asked.source), target(to) {}
 
-    ZJavaProperties convert() {
+    void convert() {
         if (!request.dropComments) addComments(request.source, losses);
         ZPropertiesIterator stanzas(source);
         while (stanzas.next())
             addStanza(stanzas.getName());
         losses.refuse();
-        return target;
     }
 
   private:
@@ -149,40 +167,130 @@ class JavaWriter {
         ZArrayList values(1, 1);
         source.getValues(stanza.c_str(), key.c_str(), values, zpropUTF8);
         if (values.size() > 1) return losses.addKey(prefix + key, "has several values");
-        ZUTF8String const name{ZLCString((prefix + key).c_str())};
         ZUTF8String text;
         if (values.size() == 1) text = static_cast<ZUTF8String const&>(*values.get(0));
-        if (!ZJavaProperties::isStorable(name, text))
-            return losses.addKey(prefix + key,
-                                 "key or value would not read back from a properties file");
+        ZUTF8String const name = inUtf8(prefix + key);
+        // "a.b" of stanza "c" is "b" of "c.a" too.
+        if (target.contains(name)) return losses.addKey(prefix + key, "would be there twice");
         target.setValue(name, text);
     }
 
     ConvertRequest const& request;
     ZStanzaFileProperties const& source;
     Losses losses;
-    ZJavaProperties target;
+    ZJavaPropertiesFile& target;
 };
 
-/// Makes the target with `store`; nothing is left when that fails.
-void write(std::string const& target, Deadline& deadline, std::function<void()> const& store) {
-    if (access(target.c_str(), F_OK) == 0)
-        throw Failure(Exit::notThereOrInvalid, target + ": is there already");
-    editWith(
-        target, Missing::create, deadline, [] {}, store);
+// -------------------------------------------------------------------------------------- the target
+
+[[noreturn]] void failIO(std::string const& file, char const* operation) {
+    throw Failure(Exit::inputOutput, file + ": " + operation + ": " + std::strerror(errno));
+}
+
+/// The target, made empty with the permissions of the source before it has a byte; it goes again
+/// when it is not kept.
+class Target {
+  public:
+    Target(std::string target, std::string const& source) : file(std::move(target)) {
+        struct stat like {};
+        if (stat(source.c_str(), &like) != 0) failIO(source, "stat()");
+        // For the owner alone until it is in its group.
+        fd = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, ownersOwn);
+        if (fd < 0 && errno == EEXIST)
+            throw Failure(Exit::notThereOrInvalid, file + ": is there already");
+        if (fd < 0) failIO(file, "open()");
+        try {
+            mode = modeLike(like);
+            setMode(mode | ownersOwn);  // a store has to open it
+        } catch (Failure&) {
+            end();
+            throw;
+        }
+    }
+    ~Target() { end(); }
+    Target(Target const&) = delete;
+    Target& operator=(Target const&) = delete;
+
+    void keep() {
+        setMode(mode);
+        kept = true;
+    }
+
+  private:
+    static constexpr mode_t ownersOwn = S_IRUSR | S_IWUSR;
+
+    /// Gives the file to the source's owner and group where that is allowed; the mode it may have.
+    [[nodiscard]] mode_t modeLike(struct stat const& like) const {
+        struct stat made {};
+        if (fstat(fd, &made) != 0) failIO(file, "fstat()");
+        mode_t const asked = like.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+        bool const isOfGroup =
+            made.st_gid == like.st_gid || fchown(fd, static_cast<uid_t>(-1), like.st_gid) == 0;
+        if (made.st_uid != like.st_uid)  // allowed to few, and nobody gets more without it
+            static_cast<void>(fchown(fd, like.st_uid, static_cast<gid_t>(-1)) == 0);
+        if (isOfGroup) return asked;
+        // Another group may not have what that of the source has; nor may the members of that one,
+        // now among the others, have what they have.
+        return (asked & S_IRWXU) | (asked & (asked >> 3U) & S_IRWXO);
+    }
+
+    void setMode(mode_t bits) const {
+        if (fchmod(fd, bits) != 0) failIO(file, "fchmod()");
+    }
+
+    void end() const {
+        if (!kept) unlink(file.c_str());
+        close(fd);
+    }
+
+    std::string file;
+    int fd = -1;
+    mode_t mode = 0;  // in the end
+    bool kept = false;
+};
+
+/// The format that the ending of a file's name says; nothing without an ending.
+std::optional<Format> saidBy(std::string const& file) {
+    std::size_t const name = file.rfind('/') + 1;
+    std::size_t const dot = file.rfind('.');
+    if (dot == std::string::npos || dot <= name) return std::nullopt;
+    return formatOf(file, std::nullopt);
+}
+
+void requireFitting(ConvertRequest const& request) {
+    if (request.target == "-")
+        throw Failure(Exit::wrongUsage,
+                      "\"-\" is standard output, where no file is made; one of that name is ./-");
+    if (access(request.target.c_str(), F_OK) == 0)
+        throw Failure(Exit::notThereOrInvalid, request.target + ": is there already");
+    auto const said = saidBy(request.target);
+    if (request.isFormatGiven || !said || *said != request.from) return;
+    throw Failure(Exit::wrongUsage, request.target + ": its ending says that it is a " +
+                                        (request.from == Format::java ? "properties" : "stanza") +
+                                        " file, which it would not be; --format " +
+                                        (request.from == Format::java ? "java" : "stanza") +
+                                        ", the format of " + request.source + ", lets it");
+}
+
+void write(ConvertRequest const& request, Deadline& deadline, std::function<void()> const& store) {
+    Target target(request.target, request.source);
+    retryWhileLocked(deadline, store);
+    target.keep();
 }
 
 }  // namespace
 
 Exit convert(ConvertRequest const& request, Deadline& deadline) {
+    requireFitting(request);
     if (request.from == Format::java) {
         auto const properties = asStanzas(request, deadline);
-        write(request.target, deadline, [&] { properties->store(request.target.c_str()); });
+        write(request, deadline, [&] { properties->store(request.target.c_str()); });
         return Exit::done;
     }
     Properties const source = openForReading(request.source, deadline);
-    ZJavaProperties const properties = JavaWriter(request, *source).convert();
-    write(request.target, deadline, [&] { properties.store(request.target.c_str()); });
+    ZJavaPropertiesFile target(request.target.c_str(), request.encoding);
+    JavaWriter(request, *source, target).convert();
+    write(request, deadline, [&] { target.store(); });
     return Exit::done;
 }
 

@@ -6,6 +6,7 @@
 
 #include "zprop/failure.h"
 #include "zprop/format.h"
+#include "zprop/java_file.h"
 #include "zprop/open.h"
 
 namespace zprop {
@@ -16,10 +17,12 @@ struct ConvertRequest {
     std::string stanza;            // holds all keys; empty: the key "a.b" is "b" of stanza "a"
     bool dropComments = false;     // comments are no loss
     Format from = Format::stanza;  // of the source
+    bool isFormatGiven = false;    // the target's ending may say another one than it gets
+    Encoding encoding = Encoding::utf8;  // of the properties file
 };
 
-/// Writes the target in the other format. When something would be lost, each loss is a line on
-/// standard error, and nothing is written.
+/// Writes the target in the other format, with the permissions of the source. When something would
+/// be lost, each loss is a line on standard error, and nothing is written.
 Exit convert(ConvertRequest const& request, Deadline& deadline);
 
 }  // namespace zprop

@@ -79,8 +79,7 @@ class EditLine {
     }
 
     Change parse(std::vector<std::string> words) {
-        std::reverse(words.begin(), words.end());  // CLI11 takes them from the back
-        app.parse(words);
+        parseWords(app, std::move(words));
         if (app.got_subcommand("set")) return changeOf(set);
         if (app.got_subcommand("unset")) return changeOf(unset);
         if (app.got_subcommand("rename")) return changeOf(rename);
@@ -103,37 +102,6 @@ class EditLine {
     RenameEdit rename;
     UncommentEdit uncomment;
 };
-
-Change readChange(std::vector<std::string> const& words) {
-    try {
-        return EditLine().parse(words);
-    } catch (CLI::ParseError& e) {
-        throw Failure(Exit::wrongUsage, discreet(e));
-    }
-}
-
-/// The same change; when it cannot be made, the message says which line asks for it.
-Change numbered(Change const& change, std::string const& line) {
-    return [change, line](Document& properties, std::string const& file) {
-        try {
-            change(properties, file);
-        } catch (Failure& e) {
-            throw e.with(line);
-        } catch (ZException& e) {
-            throw failureOf(e).with(line);
-        }
-    };
-}
-
-Change readLine(std::string const& text, std::string const& line) {
-    try {
-        if (text.find('\0') != std::string::npos) throw Failure(Exit::wrongUsage, "NUL byte");
-        auto const words = splitWords(text);
-        return words.empty() ? Change() : numbered(readChange(words), line);
-    } catch (Failure& e) {
-        throw e.with(line);
-    }
-}
 
 /// The key gets these values, of the kind that the edit says, and keeps its place.
 void takeValues(Document& properties, SetEdit const& edit, ZArrayList& values) {
@@ -299,12 +267,22 @@ void declare(CLI::App& command, CommentEdit& edit) {
 
 std::vector<Change> readChanges(std::istream& input) {
     std::vector<Change> changes;
-    std::string text;
-    for (int number = 1; std::getline(input, text); ++number) {
-        Change const change = readLine(text, "standard input:" + std::to_string(number) + ": ");
-        if (change) changes.push_back(change);
-    }
+    forEachCommand(input, [&](std::vector<std::string> const& words, std::string const& place) {
+        Change const change = EditLine().parse(words);
+        changes.emplace_back([change, place](Document& properties, std::string const& file) {
+            atPlace(place, [&] { change(properties, file); });
+        });
+    });
     return changes;
+}
+
+void parseWords(CLI::App& app, std::vector<std::string> words) {
+    std::reverse(words.begin(), words.end());  // CLI11 takes them from the back
+    try {
+        app.parse(words);
+    } catch (CLI::ParseError& e) {
+        throw Failure(Exit::wrongUsage, discreet(e));
+    }
 }
 
 std::string discreet(CLI::ParseError const& e) {

@@ -83,6 +83,9 @@ using Change = std::function<void(Document&, std::string const& file)>;
 /// made throws it with the number too.
 [[nodiscard]] std::vector<Change> readChanges(std::istream& input);
 
+/// Has the words of one line parsed; throws Failure (wrong usage).
+void parseWords(CLI::App& app, std::vector<std::string> words);
+
 /// What a parser says without repeating words that nobody expected, among which a secret may be.
 [[nodiscard]] std::string discreet(CLI::ParseError const& e);
 

@@ -43,17 +43,19 @@ Failure invalidValue(ZPropertiesInvalidValueException const& e) {
                                          (isBool ? "boolean" : "number")};
 }
 
-/// Why a companion file that is no file with bytes cannot be used, whatever mapping it says; empty:
-/// it is one.
-std::string stateOf(std::string const& file, bool& isLost) {
+/// Whether something else than a file stands where the companion is named.
+bool isSpecial(char const* file) {
     struct stat status {};
-    if (stat(file.c_str(), &status) != 0) {
-        isLost = errno == ENOENT || errno == ENOTDIR;
-        return isLost ? "is missing" : std::string("cannot be read: ") + std::strerror(errno);
-    }
-    isLost = S_ISREG(status.st_mode) && status.st_size == 0;
-    if (isLost) return "is empty";
-    return S_ISREG(status.st_mode) ? "" : "is no regular file";
+    return stat(file, &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+/// What both exceptions about a companion file tell.
+template <class Exception>
+CompanionTrouble troubleWith(Exception const& e, bool isLost) {
+    return {e.configFile(), e.propFile(),
+            std::string("the companion file of its obfuscated values, ") + e.propFile() +
+                ", cannot be used: " + e.reason(),
+            isLost};
 }
 
 }  // namespace
@@ -79,10 +81,7 @@ std::string bytesOf(std::string const& file) {
 }
 
 Failure failureOf(ZException& e) {
-    if (isAboutCompanion(e)) {
-        CompanionTrouble const trouble = troubleOf(e);
-        return {trouble.exitCode(), trouble.reason};
-    }
+    if (auto const trouble = troubleOf(e)) return CompanionFailure(*trouble);
     if (auto const* data = dynamic_cast<ZPropertiesInvalidDataException*>(&e))
         return invalidData(*data);
     if (auto const* missing = dynamic_cast<ZPropertiesMissingPropertyException*>(&e)) {
@@ -104,26 +103,12 @@ Failure failureOf(ZException& e) {
             std::string(e.getName()) + " (message " + std::to_string(e.getCode()) + ")"};
 }
 
-bool isAboutCompanion(ZException const& e) {
-    if (auto const* io = dynamic_cast<ZPropertiesIOException const*>(&e))
-        return std::strcmp(io->api(), "mapFile()") == 0;
-    auto const* data = dynamic_cast<ZPropertiesInvalidDataException const*>(&e);
-    return data != nullptr && data->badline() == 0;
-}
-
-CompanionTrouble troubleOf(ZException const& e) {
-    CompanionTrouble trouble;
-    auto const* io = dynamic_cast<ZPropertiesIOException const*>(&e);
-    trouble.file = dynamic_cast<ZPropertiesException const&>(e).propFile();
-    std::string why = stateOf(trouble.file, trouble.isLost);
-    if (why.empty() && io != nullptr)
-        why = std::string("cannot be read: ") + std::strerror(io->excerrno());
-    if (why.empty()) {
-        trouble.isLost = true;
-        why = "is damaged, or holds more than --max-companion allows";
-    }
-    trouble.reason = "the companion file of its obfuscated values, " + trouble.file + ", " + why;
-    return trouble;
+std::optional<CompanionTrouble> troubleOf(ZException const& e) {
+    if (auto const* io = dynamic_cast<ZPropertiesCompanionIOException const*>(&e))
+        return troubleWith(*io, io->excerrno() == EINVAL && !isSpecial(io->propFile()));
+    if (auto const* data = dynamic_cast<ZPropertiesCompanionDataException const*>(&e))
+        return troubleWith(*data, true);
+    return std::nullopt;
 }
 
 }  // namespace zprop

@@ -2,6 +2,7 @@
 #ifndef ZFC_TOOLS_ZPROP_FAILURE_H
 #define ZFC_TOOLS_ZPROP_FAILURE_H
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -45,29 +46,29 @@ void warn(std::string const& message);
 
 /// Why a companion file cannot be used.
 struct CompanionTrouble {
-    std::string file;    // the companion
-    std::string reason;  // with its name
-    bool isLost;         // it is missing or damaged; else it cannot be read just now
+    std::string configFile;  // that names it
+    std::string file;        // the companion
+    std::string reason;      // with its name
+    bool isLost;             // it is missing, empty, damaged or too large, not just out of reach
 
     [[nodiscard]] Exit exitCode() const {
         return isLost ? Exit::notThereOrInvalid : Exit::inputOutput;
     }
 };
 
-/// Ends what needs the companion of `file`.
+/// Ends what needs the companion file.
 class CompanionFailure : public Failure {
   public:
-    CompanionFailure(std::string const& file, CompanionTrouble const& found)
-        : Failure(found.exitCode(), file + ": " + found.reason), trouble(found) {}
+    explicit CompanionFailure(CompanionTrouble const& found)
+        : Failure(found.exitCode(), found.configFile + ": " + found.reason), trouble(found) {}
     [[nodiscard]] CompanionTrouble const& cause() const { return trouble; }
 
   private:
     CompanionTrouble trouble;
 };
 
-/// Whether the exception of a load is about the companion file, and what it says then.
-[[nodiscard]] bool isAboutCompanion(ZException const& e);
-[[nodiscard]] CompanionTrouble troubleOf(ZException const& e);
+/// What the exception of a load says of the companion file; nothing when it is about another one.
+[[nodiscard]] std::optional<CompanionTrouble> troubleOf(ZException const& e);
 
 }  // namespace zprop
 

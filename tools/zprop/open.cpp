@@ -1,7 +1,5 @@
 #include "zprop/open.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +9,7 @@
 #include <cmath>
 #include <cstring>
 #include <iostream>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -37,6 +36,14 @@ struct Stamp {
     off_t size;
     timespec modified;
 
+    explicit Stamp(std::string const& file) {
+        struct stat status {};
+        if (stat(file.c_str(), &status) != 0) failIO(file, "stat()");
+        device = status.st_dev;
+        inode = status.st_ino;
+        size = status.st_size;
+        modified = status.st_mtim;
+    }
     bool operator==(Stamp const& other) const {
         return device == other.device && inode == other.inode && size == other.size &&
                modified.tv_sec == other.modified.tv_sec &&
@@ -44,82 +51,24 @@ struct Stamp {
     }
 };
 
-/// The file that an edit is about, held against the edits of other zprop processes. The lock is of
-/// the kind that the library's record locks do not meet, so the library can lock the file as usual.
-class EditedFile {
-  public:
-    EditedFile(std::string const& path, Missing missing, Deadline& deadline) : file(path) {
-        do {
-            closeDescriptor();
-            openDescriptor(missing);
-            while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-                if (errno != EWOULDBLOCK && errno != EINTR) failIO(file, "flock()");
-                if (!deadline.pause())
-                    throw Failure(Exit::inputOutput, file + ": another process is editing it");
-            }
-        } while (!isStillThePath());
+/// Runs `edit`, which loads and changes the file in memory, anew when somebody rewrote the file
+/// meanwhile, then `store`. For what updateFile() refuses to read.
+void editWith(std::string const& file, Deadline& deadline, std::function<void()> const& edit,
+              std::function<void()> const& store) {
+    for (;;) {
+        Stamp const before(file);
+        edit();
+        if (Stamp(file) == before) return retryWhileLocked(deadline, store);
+        if (!deadline.pause())
+            throw Failure(Exit::inputOutput, file + ": another program keeps rewriting it");
     }
-    ~EditedFile() {
-        if (created && !kept && isEmpty()) unlink(file.c_str());
-        closeDescriptor();
-    }
-    EditedFile(EditedFile const&) = delete;
-    EditedFile& operator=(EditedFile const&) = delete;
-
-    [[nodiscard]] Stamp stamp() const {
-        struct stat status {};
-        if (fstat(descriptor, &status) != 0) failIO(file, "fstat()");
-        return {status.st_dev, status.st_ino, status.st_size, status.st_mtim};
-    }
-
-    /// A file that was made for the edit stays.
-    void keep() { kept = true; }
-
-  private:
-    void openDescriptor(Missing missing) {
-        descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
-        if (descriptor < 0 && errno == ENOENT && missing == Missing::create) {
-            descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC | O_CREAT | O_EXCL, 0666);
-            created = descriptor >= 0;
-            // Somebody else made it, or it is a link to a file that is not there yet.
-            if (descriptor < 0 && errno == EEXIST)
-                descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK | O_CREAT, 0666);
-        }
-        if (descriptor < 0) failIO(file, "open()");
-    }
-
-    void closeDescriptor() {
-        if (descriptor >= 0) close(descriptor);
-        descriptor = -1;
-    }
-
-    /// Another process may have stored to the new file before it was locked here.
-    [[nodiscard]] bool isEmpty() const {
-        struct stat status {};
-        return fstat(descriptor, &status) == 0 && status.st_size == 0;
-    }
-
-    /// False when the file was replaced while the lock was waited for.
-    [[nodiscard]] bool isStillThePath() const {
-        struct stat named {};
-        if (::stat(file.c_str(), &named) != 0) return false;
-        Stamp const ours = stamp();
-        return named.st_dev == ours.device && named.st_ino == ours.inode;
-    }
-
-    std::string file;
-    int descriptor = -1;
-    bool created = false;
-    bool kept = false;
-};
+}
 
 unsigned long companionLimit = 0;  // bytes; 0: the library's own
 
 Properties emptyDocument(Comments comments) {
-    // The bit says that the data points to the most bytes that a companion expands to.
-    constexpr unsigned long limitIsGiven = 8;
     auto properties = std::make_unique<Document>(comments);
-    if (companionLimit != 0) properties->setAttributes(limitIsGiven, &companionLimit);
+    if (companionLimit != 0) properties->setAttributes(ZPCache::companionLimit, &companionLimit);
     return properties;
 }
 
@@ -131,8 +80,8 @@ Properties loadWhatIsThere(std::string const& file, Comments comments, Deadline&
         try {
             properties->load(file.c_str());
         } catch (ZException& e) {
-            if (!isAboutCompanion(e)) throw;
             properties->trouble = troubleOf(e);
+            if (!properties->trouble) throw;
         }
     });
     return properties;
@@ -140,7 +89,7 @@ Properties loadWhatIsThere(std::string const& file, Comments comments, Deadline&
 
 Properties load(std::string const& file, Comments comments, Deadline& deadline) {
     Properties properties = loadWhatIsThere(file, comments, deadline);
-    if (properties->trouble) throw CompanionFailure(file, *properties->trouble);
+    if (properties->trouble) throw CompanionFailure(*properties->trouble);
     return properties;
 }
 
@@ -158,6 +107,12 @@ bool Deadline::pause() {
     std::this_thread::sleep_for(std::min(next, left));
     next = std::min(next * 2, longest);
     return true;
+}
+
+unsigned int Deadline::left() const {
+    auto const milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(
+        end - std::chrono::steady_clock::now());
+    return milliseconds.count() <= 0 ? 0 : static_cast<unsigned int>(milliseconds.count());
 }
 
 void retryWhileLocked(Deadline& deadline, std::function<void()> const& body) {
@@ -186,22 +141,6 @@ Properties openForAnswers(std::string const& file, Deadline& deadline) {
     return properties;
 }
 
-void editWith(std::string const& file, Missing missing, Deadline& deadline,
-              std::function<void()> const& edit, std::function<void()> const& store) {
-    EditedFile edited(file, missing, deadline);
-    for (;;) {
-        Stamp const before = edited.stamp();
-        edit();
-        if (edited.stamp() == before) {
-            retryWhileLocked(deadline, store);
-            edited.keep();
-            return;
-        }
-        if (!deadline.pause())
-            throw Failure(Exit::inputOutput, file + ": another program keeps rewriting it");
-    }
-}
-
 namespace {
 
 constexpr char companionStanza[] = "configuration-database";
@@ -221,48 +160,59 @@ void requireNothingLost(EditTarget const& target, std::string const& before,
     if (!messages.empty()) throw Failure(Exit::notThereOrInvalid, messages);
 }
 
+/// Whether the companion file belongs to another one, as that of a copied file does: a store makes
+/// one of its own then.
+bool isOfAnother(std::string const& companion, std::string const& file) {
+    constexpr std::string_view ending = ".obf";
+    bool const tellsOwner =
+        companion.size() > ending.size() &&
+        companion.compare(companion.size() - ending.size(), ending.size(), ending) == 0;
+    if (!tellsOwner) return false;
+    std::string const owner = companion.substr(0, companion.size() - ending.size());
+    struct stat theirs {};
+    struct stat ours {};
+    return stat(owner.c_str(), &theirs) == 0 && stat(file.c_str(), &ours) == 0 &&
+           (theirs.st_dev != ours.st_dev || theirs.st_ino != ours.st_ino);
+}
+
+/// Tells what a store would do to the companion file, which no difference shows.
+void tellOfCompanion(std::string const& file, std::string const& companion, bool changes) {
+    if (isOfAnother(companion, file))
+        warn(file + ": a companion file of its own would be made, and named in this one, as " +
+             companion + " belongs to another file");
+    else if (changes)
+        warn(file + (companion.empty() ? ": a companion file would be made, and named in this one"
+                                       : ": obfuscated values would change in its companion file"));
+}
+
 /// Lets `edit` change what was loaded, and prints what a store would change.
 void tryEdit(EditTarget const& target, std::function<Properties()> const& loadIt,
              std::function<void(Document&)> const& edit) {
-    bool const isNew = target.missing == Missing::create &&
-                       access(target.file.c_str(), F_OK) != 0 && errno == ENOENT;
+    bool const isNew = isToBeMade(target);
     Properties const properties = isNew ? emptyDocument(target.comments) : loadIt();
     std::string const before = bytesOf(target.file);
     std::string const secrets = properties->secrets();
     edit(*properties);
     requireNothingLost(target, before, *properties);
-    std::cout << difference(isNew ? "/dev/null" : target.file, target.file, before,
-                            properties->text());
-    if (properties->secrets() == secrets) return;
-    bool const isNamed = !properties->companion().empty();
-    warn(target.file + (isNamed ? ": obfuscated values would change in its companion file"
-                                : ": a companion file would be made, and named in this one"));
+    std::string const after = properties->text();
+    std::cout << difference(isNew ? "/dev/null" : target.file, target.file, before, after);
+    bool const areOthers = properties->secrets() != secrets;
+    if (areOthers || after != before)
+        tellOfCompanion(target.file, properties->companion(), areOthers);
 }
 
-/// Loads, edits and stores the file, or only tries.
-void transact(EditTarget const& target, Deadline& deadline,
-              std::function<Properties()> const& loadIt,
-              std::function<void(Document&)> const& edit) {
-    if (target.file == "-")
-        throw Failure(
-            Exit::wrongUsage,
-            "\"-\" is standard input, which cannot be edited; a file of that name is ./-");
-    if (target.dryRun) return tryEdit(target, loadIt, edit);
-    Properties properties;
-    auto const loadAndEdit = [&] {
-        properties = loadIt();
-        std::string const before = bytesOf(target.file);
-        std::string const secrets = properties->secrets();
-        std::string const companion = properties->companion();
-        edit(*properties);
-        requireNothingLost(target, before, *properties);
-        bool const changes = properties->text() != before || properties->secrets() != secrets;
-        if (!target.backup || !changes) return;
-        makeBackup(target.file, *target.backup);
-        if (!companion.empty()) makeBackup(companion, *target.backup);
-    };
-    editWith(target.file, target.missing, deadline, loadAndEdit,
-             [&] { properties->store(target.file.c_str()); });
+/// Makes the backup that is asked for when the edit changes anything.
+void editWithBackup(EditTarget const& target, Document& properties,
+                    std::function<void(Document&)> const& edit) {
+    std::string const before = bytesOf(target.file);
+    std::string const secrets = properties.secrets();
+    std::string const companion = properties.companion();
+    edit(properties);
+    requireNothingLost(target, before, properties);
+    bool const changes = properties.text() != before || properties.secrets() != secrets;
+    if (!target.backup || !changes) return;
+    makeBackup(target.file, *target.backup);
+    if (!companion.empty()) makeBackup(companion, *target.backup);
 }
 
 /// Whether the companion file is whole, and no more than larger than what is expanded.
@@ -275,10 +225,34 @@ bool isOnlyTooLarge(std::string const& file, Deadline& deadline) {
 
 }  // namespace
 
+void requireThere(EditTarget const& target) {
+    if (target.missing == Missing::isAnError && access(target.file.c_str(), F_OK) != 0)
+        failIO(target.file, "open()");
+}
+
+bool isToBeMade(EditTarget const& target) {
+    return target.missing == Missing::create && access(target.file.c_str(), F_OK) != 0 &&
+           errno == ENOENT;
+}
+
 void editFile(EditTarget const& target, Deadline& deadline,
               std::function<void(Document&)> const& edit) {
+    requireThere(target);
     auto const loadIt = [&] { return load(target.file, target.comments, deadline); };
-    transact(target, deadline, loadIt, edit);
+    if (target.dryRun) return tryEdit(target, loadIt, edit);
+    auto const update = [&] {
+        Properties const properties = emptyDocument(target.comments);
+        properties->updateFile(
+            [&](ZStanzaFileProperties&) { editWithBackup(target, *properties, edit); },
+            deadline.left(), target.file.c_str());
+    };
+    try {
+        retryWhileLocked(deadline, update);
+    } catch (ZException const& e) {
+        auto const trouble = troubleOf(e);
+        if (!trouble) throw;
+        throw CompanionFailure(*trouble);
+    }
 }
 
 void letGoOfCompanion(EditTarget const& target, std::string const& stanza, std::string const& key,
@@ -292,10 +266,17 @@ void letGoOfCompanion(EditTarget const& target, std::string const& stanza, std::
         whole->setText(broken->text());
         return whole;
     };
-    transact(target, deadline, loadIt, [&](Document& properties) {
+    auto const edit = [&](Document& properties) {
         properties.deleteKey(companionStanza, companionKey);
         properties.forgetCompanion();
-    });
+    };
+    if (target.dryRun) {
+        tryEdit(target, loadIt, edit);
+    } else {
+        Properties whole;
+        auto const loadAndEdit = [&] { editWithBackup(target, *(whole = loadIt()), edit); };
+        editWith(target.file, deadline, loadAndEdit, [&] { whole->store(target.file.c_str()); });
+    }
     warn(std::string(found.what()));
     warn(
         target.file + (target.dryRun ? ": would not name " : ": does not name ") +

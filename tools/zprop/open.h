@@ -20,6 +20,8 @@ class Deadline {
     explicit Deadline(double seconds);
     /// Sleeps a little longer than the last time (1 to 50 ms); false, at once, when time is up.
     [[nodiscard]] bool pause();
+    /// Milliseconds until then.
+    [[nodiscard]] unsigned int left() const;
 
   private:
     std::chrono::steady_clock::time_point end;
@@ -67,13 +69,6 @@ void setCompanionLimit(unsigned long bytes);
 /// error that it cannot be used, and why.
 [[nodiscard]] Properties openForAnswers(std::string const& file, Deadline& deadline);
 
-/// Runs `edit`, which loads and changes the file in memory, then `store`. Edits of several zprop
-/// processes wait for one another, and `edit` runs anew when another program rewrote the file under
-/// it, so that no change of either is lost. When one of the two throws, a file that was made for
-/// them is removed again.
-void editWith(std::string const& file, Missing missing, Deadline& deadline,
-              std::function<void()> const& edit, std::function<void()> const& store);
-
 /// What is edited, and how.
 struct EditTarget {
     std::string file;
@@ -84,11 +79,17 @@ struct EditTarget {
     std::optional<std::string> backup;  // ending of the copy that is made before
 };
 
-/// Loads the file, lets `edit` change it and stores it, as editWith() does. When `edit` throws,
-/// nothing is written. Refused as Failure: "-", and a store that would lose text; as
-/// CompanionFailure: a companion file that cannot be used.
+/// Loads the file, lets `edit` change it and stores it, with the file locked all the time, so that
+/// no change by anybody who takes the lock, or puts a new file in place, is lost; `edit` may run
+/// more than once. When it throws, nothing is written. Refused as Failure: a store that would lose
+/// text; as CompanionFailure: a companion file that cannot be used.
 void editFile(EditTarget const& target, Deadline& deadline,
               std::function<void(Document&)> const& edit);
+
+/// Throws Failure for a file that is missing and not to be made.
+void requireThere(EditTarget const& target);
+/// Whether the edit makes the file.
+[[nodiscard]] bool isToBeMade(EditTarget const& target);
 
 /// Takes the line that names the companion out of a file whose companion is lost, provided that the
 /// key is none of its plain ones; else passes `found` on. The companion stays where it is.

@@ -1,53 +1,17 @@
 #include "zprop/read_commands.h"
 
-#include <nlohmann/json.hpp>
-
 #include <iostream>
 
-#include "Z/ZUTF8String.h"
 #include "zprop/answers.h"
+#include "zprop/json_text.h"
 #include "zprop/shown.h"
 
 namespace zprop {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 std::string place(GetRequest const& request) {
     return "key \"" + request.key + "\" in stanza \"" + request.stanza + "\"";
 }
-
-/// Text for JSON, which knows UTF-8 alone: bytes that are none become U+FFFD.
-class JsonText {
-  public:
-    Json of(std::string const& local) {
-        ZUTF8String const text{ZLCString(local.c_str())};
-        // Text that the local codeset does not have may still be UTF-8.
-        bool const isConverted = !text.isEmpty() || local.empty();
-        return wellFormed(isConverted ? text.getChars() : local);
-    }
-    Json of(std::vector<std::string> const& texts) {
-        Json list = Json::array();
-        for (auto const& text : texts)
-            list.push_back(of(text));
-        return list;
-    }
-    [[nodiscard]] bool hasReplaced() const { return replaced; }
-
-  private:
-    std::string wellFormed(std::string_view text) {
-        std::string result;
-        while (!text.empty()) {
-            std::size_t const length = utf8Length(text);
-            replaced |= length == 0;
-            result += length == 0 ? std::string_view("\xEF\xBF\xBD") : text.substr(0, length);
-            text.remove_prefix(length == 0 ? 1 : length);
-        }
-        return result;
-    }
-
-    bool replaced = false;
-};
 
 /// The value of a key that has one, as its type prints it.
 std::string typedValue(ZStanzaFileProperties const& properties, char const* stanza, char const* key,

@@ -8,6 +8,7 @@
 
 #include "zprop/failure.h"
 #include "zprop/format.h"
+#include "zprop/java_file.h"
 #include "zprop/open.h"
 
 namespace zprop {
@@ -61,7 +62,8 @@ Exit diff(DiffRequest const& request, Deadline& deadline);
 /// Loads every file, of the format given or each of its own; prints "FILE:LINE: reason", the line
 /// and a caret for each fault of a stanza file (as checkJava() for properties files), goes on with
 /// the next, and ends with a count. Warns of what the next store would lose.
-Exit check(std::vector<std::string> const& files, std::optional<Format> format, double waitSeconds);
+Exit check(std::vector<std::string> const& files, std::optional<Format> format, double waitSeconds,
+           Encoding encoding);
 
 }  // namespace zprop
 

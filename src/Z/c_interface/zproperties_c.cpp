@@ -80,6 +80,23 @@ int zstzPropStore(ZPROP_stz_handle* handle, char const* file) {
     return guarded(ZPROP_IO_ERROR, ZPROP_IO_ERROR, [&] { handle->properties.store(file); });
 }
 
+int zstzPropUpdate(ZPROP_stz_handle* handle, unsigned int milliseconds, ZPROPUpdate edit,
+                   void* data) {
+    if (!isHandle(handle) || edit == nullptr) return ZPROP_INVALID_ARGUMENT;
+    bool gaveUp = false;
+    auto const run = [&](ZStanzaFileProperties&) {
+        int answer = 0;
+        int const code =
+            guarded(ZPROP_EDIT_ERROR, ZPROP_EDIT_ERROR, [&] { answer = edit(handle, data); });
+        gaveUp = code != ZPROP_OK || answer != 0;
+        // Whatever is thrown here undoes the edits.
+        if (gaveUp) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    };
+    int const code = guarded(ZPROP_INVALID_ARGUMENT, ZPROP_IO_ERROR,
+                             [&] { handle->properties.updateFile(run, milliseconds); });
+    return gaveUp ? ZPROP_EDIT_ERROR : code;
+}
+
 // --------------------------------------------------------------------------------------- reading
 
 int zstzPropExists(ZPROP_stz_handle* handle, char const* stanza, char const* key, int* rc) {

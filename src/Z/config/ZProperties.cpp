@@ -284,3 +284,16 @@ void ZProperties::notify(ZPropertyChanged::PropertyChangeType type, char const* 
     if (countObservers() == 0) return;
     notifyObservers(ZPropertyChanged(ZPropertyChanged::stanzaAndKey, type, stanza, key));
 }
+
+/// Within updateFile() observers are told at its end, when it is known whether the edit stays.
+bool ZProperties::defersNotice(ZPropertyChanged::PropertyChangeType type, char const* stanza,
+                               char const* key) {
+    if (!history->isUpdating) return false;
+    if (mayBeObserved()) history->notices.add(type, stanza, key);
+    return true;
+}
+
+void ZProperties::tell(zfc::config::Notices const& notices) {
+    for (ZPropertyChanged const& notice : notices)
+        notifyObservers(notice);
+}

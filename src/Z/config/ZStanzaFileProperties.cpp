@@ -223,6 +223,14 @@ ZProperties* ZStanzaFileProperties::ZStanzaFilePropertiesFactory::makeProperties
     return new ZStanzaFileProperties(1);
 }
 
+ZStanzaFileProperties* ZStanzaFileProperties::getStanzaPropertiesFor(
+    char const* file, ZStanzaFilePropertiesFactory& factory, int forceReload) {
+    auto* const found =
+        dynamic_cast<ZStanzaFileProperties*>(getPropertiesFor(file, factory, forceReload));
+    if (found == nullptr) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    return found;
+}
+
 // --------------------------------------------------------------------------------------- iterators
 
 ZStanzaIterator::ZStanzaIterator(ZStanzaFileProperties& ofFile, char const* ofStanza)

@@ -4,103 +4,23 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <utility>
 
 #include "Z/ZException.h"
-#include "Z/ZFileMap.h"
-#include "Z/config/cache/names.h"
+#include "Z/config/companion_choice.h"
 
 namespace zfc::config {
 namespace {
 
-using zfc::cache::companionKey;
-using zfc::cache::companionStanza;
 using zfc::platform::Status;
 
 constexpr char sourceName[] = "src/Z/ZProperties";
-constexpr char companionEnding[] = ".obf";
-constexpr std::size_t workingDirectorySize = 4096;
 
 // A link would lead the owner's rights to somebody else's file, a pipe would hold us.
 constexpr int openFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
 
-/// The name that the values themselves give, without the blanks that a reader takes off.
-ZLCString namedCompanion(ZPCategoryBasedCache const& cache) {
-    ZLCString name;
-    cache.forEachValue(
-        companionStanza, companionKey, ZPCache::plainValues,
-        [&](char const* text, unsigned int length) { name = ZLCString(text, length); });
-    name.stripWhiteSpace();
-    return name;
-}
-
-/// Beside the file, wherever later readers have their working directory.
-ZLCString newCompanion(char const* file) {
-    ZLCString name;
-    if (*file != '/') {
-        char current[workingDirectorySize];
-        if (getcwd(current, sizeof current) == nullptr)
-            zraise(ZPropertiesIOException(file, "getcwd()", errno), sourceName, __LINE__);
-        name = current;
-        name += '/';
-    }
-    name += file;
-    name += companionEnding;
-    return name;
-}
-
-class CompanionMap : public ZUnixFileMap {
-  public:
-    explicit CompanionMap(char const* path) : ZUnixFileMap(path, readOnly, 0) {}
-    [[nodiscard]] unsigned int getLength() const { return length; }
-};
-
 }  // namespace
 
-// -------------------------------------------------------------------------------- which file it is
-
-StoredValues::StoredValues(ZPCategoryBasedCache& ofObject, char const* file) : cache(&ofObject) {
-    if (cache->obfuscatedCount() == 0) {
-        forgetCompanion();
-    } else {
-        chooseCompanion(file);
-    }
-}
-
-void StoredValues::forgetCompanion() {
-    if (*cache->getCompanionName() == '\0') return;
-    if (cache->contains(companionStanza, companionKey))
-        changeable().remove(companionStanza, companionKey);
-    changeable().setCompanionName("");
-}
-
-void StoredValues::chooseCompanion(char const* file) {
-    companion = namedCompanion(*cache);
-    if (!companion.isEmpty()) return;
-    // The line is gone, but the file that it named is still ours.
-    companion = cache->getCompanionName();
-    if (companion.isEmpty()) companion = newCompanion(file);
-    changeable().addLine(companionStanza, companionKey, companion.getChars(), 0);
-}
-
-ZPCategoryBasedCache& StoredValues::changeable() {
-    // The object's own values stay as they are until both files are stored.
-    if (!copy) copy.reset(static_cast<ZPCategoryBasedCache*>(cache->clone()));
-    if (!copy) zraise(ZNotClonableException(), sourceName, __LINE__);
-    return *copy;
-}
-
-// ----------------------------------------------------------------------------- reading, removing
-
-ZBuffer companionBytes(char const* path) {
-    int rc = 0;
-    CompanionMap map(path);
-    void* const bytes = map.mapfile(&rc, 0);
-    if (bytes == nullptr)
-        zraise(ZPropertiesIOException(path, "mapFile()", rc), sourceName, __LINE__);
-    // Copied at once: a mapped file that somebody cuts off ends the process that reads on.
-    return ZBuffer(map.getLength(), bytes);
-}
+// ----------------------------------------------------------------------------- removing
 
 void removeCompanion(char const* path) {
     if (zfc::platform::isLinkOrSpecial(path))
@@ -111,8 +31,9 @@ void removeCompanion(char const* path) {
 
 // --------------------------------------------------------------------------------------- writing
 
-CompanionFile::CompanionFile(char const* companionPath, bool isKnown) : path(companionPath) {
-    if (isKnown) open();
+CompanionFile::CompanionFile(char const* companionPath, char const* mainFile, bool isKnown)
+    : path(companionPath) {
+    if (isKnown || mayTakeOver(path, mainFile)) open();
     if (!file.isOpen()) create();
 }
 

@@ -1,49 +1,16 @@
-/// The companion file of a stanza file, which holds its obfuscated values: which file it is, and
-/// all that is done with it. What its bytes mean is said in companion_format.cpp; how the stanza
-/// file names it, in cache/names.h.
+/// The companion file of a stanza file, which holds its obfuscated values, as it is written and
+/// removed. Which file it is is said in companion_choice.h, what its bytes mean in
+/// companion_format.h.
 #ifndef Z_CONFIG_COMPANION_FILE_H
 #define Z_CONFIG_COMPANION_FILE_H
 
-#include <memory>
 #include <optional>
 #include <string_view>
 
-#include "Z/ZBuffer.h"
-#include "Z/ZLCString.h"
-#include "Z/ZPropertiesImpl.h"
 #include "Z/platform/locked_file.h"
 #include "Z/platform/rewrite.h"
 
 namespace zfc::config {
-
-/// The values as a stored file shows them, and the companion file that it names then: none without
-/// obfuscated values, else the one that the values name or used to name, else a new one beside the
-/// file. Where the file's word on its companion changes, this holds a changed copy of the values.
-class StoredValues {
-  public:
-    /// `ofObject` is used until the end. Raises ZPropertiesIOException (message 43) with "getcwd()"
-    /// when a new companion would stand beside a file whose directory cannot be told.
-    StoredValues(ZPCategoryBasedCache& ofObject, char const* file);
-
-    /// Empty: the values need none.
-    [[nodiscard]] ZLCString const& companionName() const { return companion; }
-    [[nodiscard]] ZPCategoryBasedCache& values() const { return copy ? *copy : *cache; }
-    /// What the object holds once both files are stored; null: nothing changed.
-    [[nodiscard]] std::unique_ptr<ZPCategoryBasedCache> takeChanged() { return std::move(copy); }
-
-  private:
-    void forgetCompanion();
-    void chooseCompanion(char const* file);
-    [[nodiscard]] ZPCategoryBasedCache& changeable();
-
-    ZPCategoryBasedCache* cache;
-    std::unique_ptr<ZPCategoryBasedCache> copy;  // null: as in `cache`
-    ZLCString companion;
-};
-
-/// The bytes of an existing companion file. Raises ZPropertiesIOException (message 43) with
-/// "mapFile()".
-[[nodiscard]] ZBuffer companionBytes(char const* path);
 
 /// Removes the file; one that is gone already is no failure. Raises ZPropertiesIOException (message
 /// 43) with "unlink()", for a link and for what is no regular file too.
@@ -53,10 +20,10 @@ void removeCompanion(char const* path);
 /// which removes a new one.
 class CompanionFile {
   public:
-    /// One that the object knows is opened, or made when it is gone; any other must not exist:
-    /// nobody's file is overwritten because of its name. Raises ZPropertiesIOException (message 43)
-    /// with "fopen(w)". The path is used until the end.
-    CompanionFile(char const* companionPath, bool isKnown);
+    /// One that the object knows is opened, or made when it is gone; any other must not exist, or
+    /// be one that a killed store of `file` left: nobody's file is overwritten because of its name.
+    /// Raises ZPropertiesIOException (message 43) with "fopen(w)". The path is used until the end.
+    CompanionFile(char const* companionPath, char const* file, bool isKnown);
     ~CompanionFile();
     CompanionFile(CompanionFile const&) = delete;
     CompanionFile& operator=(CompanionFile const&) = delete;

@@ -1,7 +1,9 @@
-/// The companion file of a stanza file: its obfuscated values, as records in a zlib stream.
+#include "Z/config/companion_format.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -21,12 +23,15 @@ using zfc::cache::Obfuscated;
 using zfc::cache::Records;
 using zfc::cache::String;
 using zfc::cache::Values;
+using zfc::containers::Expanded;
+using zfc::containers::StreamEnd;
 
 constexpr char sourceName[] = "src/Z/ZSCFData";
-constexpr int outOfMemory = -4;                    // zlib's status
 constexpr int outputFull = -5;                     // ZSqueeze: the output is too small
 constexpr std::uint64_t greatestExpansion = 1032;  // a deflate stream cannot expand to more
 constexpr std::uint64_t largestBlock = 0xffffffff;
+constexpr std::size_t longestSample = std::size_t{256} << 10;  // expanded, to know a companion by
+constexpr std::string_view streamMark = "\x78\x9c";            // how a stream of ours begins
 
 // ------------------------------------------------------------------------------------- the records
 
@@ -48,24 +53,39 @@ String contentOf(Records const& records) {
     return content;
 }
 
-/// Calls visit(stanza, key, value) for each record; false at the first thing that is none.
+enum class Content { whole, cutOff, wrong };
+
+/// Takes a text off the content; false when it has no end there.
+bool takePart(std::string_view& content, std::string_view& part) {
+    std::size_t const length = content.find('\0');
+    if (length == std::string_view::npos) return false;
+    part = content.substr(0, length);
+    content.remove_prefix(length + 1);
+    return true;
+}
+
+/// Calls visit(stanza, key, value) for each record up to the first thing that is none.
 template <class Visit>
-bool eachRecord(std::string_view content, Visit visit) {
+Content eachRecord(std::string_view content, Visit visit) {
     while (!content.empty()) {
-        std::array<std::string_view, 3> parts;
-        for (std::string_view& part : parts) {
-            std::size_t const length = content.find('\0');
-            if (length == std::string_view::npos) return false;
-            part = content.substr(0, length);
-            content.remove_prefix(length + 1);
-        }
-        if (parts[0].empty() || parts[1].empty()) return false;
-        visit(parts[0], parts[1], parts[2]);
-        if (content.empty()) return true;
-        if (content.front() != '\0' || content.size() == 1) return false;
+        std::string_view stanza, key, value;
+        if (!takePart(content, stanza)) return Content::cutOff;
+        if (stanza.empty()) return Content::wrong;
+        if (!takePart(content, key)) return Content::cutOff;
+        if (key.empty()) return Content::wrong;
+        if (!takePart(content, value)) return Content::cutOff;
+        visit(stanza, key, value);
+        if (content.empty()) return Content::whole;
+        if (content.front() != '\0') return Content::wrong;
+        if (content.size() == 1) return Content::cutOff;
         content.remove_prefix(1);
     }
-    return true;
+    return Content::whole;
+}
+
+Content contentOf(Expanded const& expanded, unsigned int& recordCount) {
+    return eachRecord(expanded.content(),
+                      [&](std::string_view, std::string_view, std::string_view) { ++recordCount; });
 }
 
 void addRecord(Records& records, std::string_view stanza, std::string_view key,
@@ -93,7 +113,65 @@ void compress(String& content, ZBuffer& out) {
     zraise(ZOutOfMemoryException(), sourceName, __LINE__);
 }
 
+/// As far as `limit` and the format of the stream allow.
+StreamEnd expandLimited(void const* source, std::uint64_t length, unsigned long limit,
+                        Expanded& out) {
+    auto const most = std::min({length * greatestExpansion, largestBlock, std::uint64_t{limit}});
+    return zfc::containers::expandStart(source, static_cast<std::size_t>(length),
+                                        static_cast<std::size_t>(most), out);
+}
+
+[[noreturn]] void raiseOutOfMemory(int line) { zraise(ZOutOfMemoryException(), sourceName, line); }
+
 }  // namespace
+
+// ---------------------------------------------------------------------------------- what bytes are
+
+namespace zfc::config {
+
+ZLCString tooLarge(unsigned long limit) {
+    char text[80];
+    std::snprintf(text, sizeof text, "it expands to more than the limit of %lu bytes", limit);
+    return text;
+}
+
+ZLCString companionFault(std::string_view bytes, unsigned long limit) {
+    Expanded expanded;
+    unsigned int records = 0;
+    switch (expandLimited(bytes.data(), bytes.size(), limit, expanded)) {
+        case StreamEnd::whole:
+            return contentOf(expanded, records) == Content::whole ? "" : "it holds no records";
+        case StreamEnd::full:
+            return tooLarge(limit);
+        case StreamEnd::cutOff:
+            return "it is cut off";
+        case StreamEnd::followed:
+            return "something stands behind its end";
+        case StreamEnd::noMemory:
+            raiseOutOfMemory(__LINE__);
+        case StreamEnd::damaged:
+            break;
+    }
+    return "it is no sound zlib stream";
+}
+
+bool beginsLikeCompanion(std::string_view bytes) {
+    if (bytes.empty()) return true;
+    Expanded expanded;
+    unsigned int records = 0;
+    StreamEnd const end =
+        zfc::containers::expandStart(bytes.data(), bytes.size(), longestSample, expanded);
+    if (end == StreamEnd::noMemory) raiseOutOfMemory(__LINE__);
+    Content const content = contentOf(expanded, records);
+    if (end == StreamEnd::whole) return content == Content::whole;
+    bool const goesOn = end == StreamEnd::cutOff || end == StreamEnd::full;
+    bool const isMarked = bytes.substr(0, 2) == streamMark.substr(0, bytes.size());
+    // Text may begin as a stream by chance, but not with a whole record.
+    bool const isStream = records > 0 || (goesOn && isMarked);
+    return isStream && content != Content::wrong;
+}
+
+}  // namespace zfc::config
 
 // ---------------------------------------------------------------------------------------- ZSCFData
 
@@ -103,14 +181,13 @@ void ZSCFData::be_write_obfuscated(ZBuffer& out) {
 }
 
 void ZSCFData::be_read_obfuscated(ZBuffer& in) {
-    auto const most = std::min(in.getLength() * greatestExpansion, largestBlock);
-    zfc::containers::Expanded expanded;
-    int const status = zfc::containers::expand(in.getBuffer(), in.getLength(),
-                                               static_cast<std::size_t>(most), expanded);
-    if (status == outOfMemory) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    auto const nothing = [](std::string_view, std::string_view, std::string_view) {};
+    Expanded expanded;
+    unsigned int count = 0;
+    StreamEnd const end =
+        expandLimited(in.getBuffer(), in.getLength(), getCompanionLimit(), expanded);
+    if (end == StreamEnd::noMemory) raiseOutOfMemory(__LINE__);
     // All records are checked before the first is added: a bad file changes nothing.
-    if (status != 0 || !eachRecord(expanded.content(), nothing))
+    if (end != StreamEnd::whole || contentOf(expanded, count) != Content::whole)
         zraise(ZPropertiesInvalidDataException(getCompanionName(), "", 0), sourceName, __LINE__);
     lists->clear();
     eachRecord(expanded.content(),

@@ -1,20 +1,20 @@
-#include <cstdio>
+#include <utility>
 
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
-#include "Z/config/companion_file.h"
+#include "Z/config/companion_choice.h"
 #include "Z/config/file_history.h"
 #include "Z/config/properties_edit.h"
 #include "Z/platform/locked_file.h"
+#include "Z/utility/undo.h"
 
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZProperties";
 
-struct CloseStream {
-    void operator()(FILE* stream) const noexcept { std::fclose(stream); }
-};
-using Stream = std::unique_ptr<FILE, CloseStream>;
+[[nodiscard]] zfc::platform::LockedFile openForLoading(char const* path) {
+    return {path, zfc::platform::Purpose::load};
+}
 
 }  // namespace
 
@@ -31,6 +31,8 @@ class ZProperties::LoadingFlag {
 };
 
 ZLCString ZProperties::resolved(char const* file) const {
+    // The file is open and locked, and the edit not finished.
+    if (history->isUpdating) zraise(ZInvalidParameterException(), sourceName, __LINE__);
     if (!zfc::config::isEmpty(file)) return file;
     zfc::config::require(fileName.getChars(), sourceName, __LINE__);
     return fileName;
@@ -43,9 +45,15 @@ void ZProperties::load(char const* file) {
 }
 
 void ZProperties::reload(char const* file) {
-    ZCancellationOff const wholeFiles;
-    ZPropResourceLock const hold(propLock);
-    loadFrom(resolved(file), Values::cleared);
+    zfc::config::Notices notices;
+    {
+        ZCancellationOff const wholeFiles;
+        ZPropResourceLock const hold(propLock);
+        FileHistory::Gathering const gathering(*history, notices);
+        bool const isAside = (cache->getAttributes() & ZPCache::keepLastGood) != 0;
+        loadFrom(resolved(file), isAside ? Values::exchanged : Values::cleared);
+    }
+    tell(notices);
 }
 
 /// The values here are touched only when the file is open and locked, so that a file that is
@@ -54,69 +62,149 @@ void ZProperties::loadFrom(ZLCString const& file, Values values) {
     char const* const path = file.getChars();
     // Before anything can fail: a first load that fails can be tried again without a name.
     if (fileName.isEmpty()) fileName = file;
-    zfc::platform::LockedFile source(path, zfc::platform::Purpose::load);
-    // Of the time when the lock was had: what others store later has a time that differs.
-    zfc::platform::Status const status = source.status();
-    // Open, and with it locked, until the companion is decoded.
-    Stream const stream(source.intoStream());
-    LoadingFlag const flag(loading);
-    if (values == Values::cleared) dropValues(path);
-    // Before the first line is read, and behind dropValues(), which makes a new list.
-    FileHistory::enter(history->halfReads, path, status.identity);
+    history->beginReading(path);
     try {
-        cache->be_read(path, stream.get());
-        // Behind the file, which names it, and under its lock: no store by another process comes
-        // between the two.
-        readCompanion(path);
-        postLoad(path);
+        zfc::platform::LockedFile source = openForLoading(path);
+        readFrom(path, source, values);
     } catch (ZException const& cause) {
-        history->failReading(cause);
+        history->failReading(path, cause);
         throw;
     }
-    // What a half-read file left here went with the other values.
-    if (values == Values::cleared) history->halfReads.clear();
-    history->finishReading(path);
-    settle(path, status.modified);
 }
 
-/// Empties the cache for `file`, which is about to be read. Should that fail, the values that go
-/// here are in their own file alone, and what is left of the other must not get there.
-void ZProperties::dropValues(char const* file) {
-    char const* const own = fileName.getChars();
-    auto const ownStatus = zfc::platform::statusOf(own);
-    // Aside, because it needs memory: after clear() nothing here may fail.
-    FileHistory::HalfReads files;
-    FileHistory::enter(files, file, {});
-    FileHistory::enter(files, own, ownStatus ? ownStatus->identity : zfc::platform::Identity{});
+void ZProperties::readFrom(char const* file, zfc::platform::LockedFile& source, Values values) {
+    // Of the time when the lock was had: what others store later has a time that differs.
+    zfc::platform::Status const status = source.status();
+    history->identify(file, status.identity);
+    LoadingFlag const flag(loading);
+    bool const isFirst = cache->count() == 0 && history->stamp.status.identity.inode == 0;
+    bool const isAlone = values != Values::kept || isFirst;
+    // Until all is read there may be half of another file here.
+    if (values != Values::exchanged) history->stamp.isAlone = false;
+    if (values == Values::kept) {
+        readValues(file, source);
+    } else {
+        readAnew(file, source, values);
+    }
+    history->finishReading(file, status.identity, isAlone);
+    settle(file, status);
+    history->stamp.isAlone &= isAlone;
+}
+
+void ZProperties::readValues(char const* file, zfc::platform::LockedFile& source) {
+    cache->be_read(file, source.stream());
+    // Behind the file, which names it, and under its lock: no store by another process comes
+    // between the two.
+    readCompanion(file);
+    postLoad(file);
+}
+
+/// Reads in place of the values here, which come back when that fails and they are to be exchanged.
+void ZProperties::readAnew(char const* file, zfc::platform::LockedFile& source, Values values) {
+    bool const isAside = values == Values::exchanged;
+    if (!isAside) leaveOwnFile(file);
+    if (isAside || mayBeObserved()) return readAside(file, source, isAside);
     cache->clear();
-    history->halfReads.swap(files);
     history->rememberCompanion("", "");
+    history->told.reset();
+    readValues(file, source);
+}
+
+void ZProperties::readAside(char const* file, zfc::platform::LockedFile& source, bool comesBack) {
+    auto before = emptyCache();
+    ZLCString companion;
+    ZLCString companionOwner;
+    FileHistory& known = *history;
+    auto const exchange = [&before, &companion, &companionOwner, &now = cache, &known] {
+        now.swap(before);
+        std::swap(companion, known.companion);
+        std::swap(companionOwner, known.companionOwner);
+    };
+    exchange();
+    ZUndo undo([&exchange, &before, &known, comesBack] {
+        if (comesBack) return exchange();
+        // Observers will be told what the next reload has changed of this.
+        if (!known.told) known.told.swap(before);
+    });
+    readValues(file, source);
+    if (mayBeObserved()) known.notices.addDifferences(known.told ? *known.told : *before, *cache);
+    known.told.reset();
+    undo.keep();
+}
+
+/// A cache as the one here, without values.
+std::unique_ptr<ZPCategoryBasedCache> ZProperties::emptyCache() {
+    if (!history->empty) {
+        auto empty = zfc::config::copyOf(*cache);
+        empty->clear();
+        // For the next time, when nothing has to be copied.
+        history->empty = std::move(empty);
+    }
+    auto fresh = zfc::config::copyOf(*history->empty);
+    fresh->setAttributes(cache->getAttributes(), cache->getAttributeData());
+    return fresh;
+}
+
+/// The values here are about to be dropped for those of `file`. Should that fail, they are in their
+/// own file alone, and what is left of the other must not get there.
+void ZProperties::leaveOwnFile(char const* file) {
+    if (fileName == file) return;
+    history->beginReading(fileName.getChars());
+    history->leave(fileName.getChars());
 }
 
 void ZProperties::readCompanion(char const* file) {
-    ZLCString const name = cache->getCompanionName();
+    ZLCString const name = zfc::config::companionToLoad(cache->getCompanionName(), file);
     // One that was decoded before must not give its values twice.
     if (name.isEmpty() || history->companion == name.getChars()) return;
     // Remembered last: a companion that could not be read is not ours to write.
-    ZBuffer bytes = zfc::config::companionBytes(name.getChars());
-    cache->be_read_obfuscated(bytes);
+    zfc::config::readCompanionInto(*cache, name.getChars(), file);
     history->rememberCompanion(name.getChars(), file);
 }
 
 /// The object and the file hold the same.
-void ZProperties::settle(char const* file, long time) {
+void ZProperties::settle(char const* file, zfc::platform::Status const& status) {
     modified = 0;
+    bool const isOwn = fileName == file;
+    history->stamp.isAlone = isOwn;
     // refresh() looks at this file alone.
-    if (fileName == file) fileTime = time;
+    if (!isOwn) return;
+    fileTime = status.modified;
+    history->stamp.status = status;
 }
 
 void ZProperties::refresh(int forceReload) {
-    ZPropResourceLock const hold(propLock);
-    if (forceReload == 0) {
-        auto const status = zfc::platform::statusOf(fileName.getChars());
-        bool const isCurrent = status && status->modified == fileTime && history->halfReads.empty();
-        // Edits that are not stored must not be lost, nor values because their file is gone.
-        if (modified != 0 || loading != 0 || !status || isCurrent) return;
+    zfc::config::Notices notices;
+    {
+        ZPropResourceLock const hold(propLock);
+        FileHistory::Gathering const gathering(*history, notices);
+        // Under one lock: an edit that comes between would be lost.
+        if (isOutdated(forceReload)) reload(nullptr);
     }
-    reload(nullptr);
+    tell(notices);
+}
+
+bool ZProperties::isOutdated(int forceReload) const {
+    // In its updateFile() it holds what the file holds, and the edit.
+    if (history->isUpdating) return false;
+    if (forceReload != 0) return true;
+    // Edits that are not stored must not be lost, nor values because their file is gone.
+    auto const status = zfc::platform::statusOf(fileName.getChars());
+    if (modified != 0 || loading != 0 || !status) return false;
+    return !history->isCurrent(*status) || history->isUnread(fileName.getChars());
+}
+
+void ZProperties::clear() {
+    zfc::config::Notices notices;
+    {
+        ZPropResourceLock const hold(propLock);
+        FileHistory::Gathering const gathering(*history, notices);
+        if (loading == 0 && mayBeObserved())
+            history->notices.addDifferences(history->told ? *history->told : *cache, *emptyCache());
+        cache->clear();
+        history->told.reset();
+        modified = 1;
+        history->forgetUnread();
+    }
+    tell(notices);
 }

@@ -10,6 +10,14 @@ namespace zfc::config {
 
 using zfc::cache::isEmpty;
 
+/// Raises ZNotClonableException (message 2) for a flavour that has no copies.
+[[nodiscard]] inline std::unique_ptr<ZPCategoryBasedCache> copyOf(
+    ZPCategoryBasedCache const& cache) {
+    std::unique_ptr<ZPCategoryBasedCache> copy(static_cast<ZPCategoryBasedCache*>(cache.clone()));
+    if (!copy) zraise(ZNotClonableException(), "src/Z/ZProperties", __LINE__);
+    return copy;
+}
+
 /// Raises ZInvalidParameterException (message 22) for a null or empty text.
 inline void require(char const* text, char const* source, int line) {
     if (isEmpty(text)) zraise(ZInvalidParameterException(), source, line);
@@ -28,7 +36,7 @@ struct ZProperties::Editing {
             ZPropResourceLock const hold(object.propLock);
             if (!change(*object.cache)) return;
             object.modified = 1;
-            if (object.loading != 0) return;
+            if (object.loading != 0 || object.defersNotice(type, stanza, key)) return;
         }
         // Without the lock: an observer may take its time, or wait for a thread that needs this
         // object.

@@ -56,15 +56,22 @@ void ZAbstractPropertiesFactory::enter(char const* file, std::unique_ptr<ZProper
 ZProperties* ZProperties::getPropertiesFor(char const* file, ZAbstractPropertiesFactory& factory,
                                            int forceReload) {
     zfc::config::require(file, sourceName, __LINE__);
+    bool isNew = false;
+    ZProperties* const found = findOrLoad(file, factory, isNew);
+    // Without the registry's lock: whoever holds the object's may ask for another file.
+    if (!isNew) found->refresh(forceReload);
+    return found;
+}
+
+ZProperties* ZProperties::findOrLoad(char const* file, ZAbstractPropertiesFactory& factory,
+                                     bool& isNew) {
     ZPropRegistry const guard;
-    if (ZProperties* const known = factory.find(file)) {
-        known->refresh(forceReload);
-        return known;
-    }
+    if (ZProperties* const known = factory.find(file)) return known;
     std::unique_ptr<ZProperties> made(factory.makePropertiesInstance());
     // Entered only when that has succeeded, so that the next caller tries a file again.
     made->load(file);
     ZProperties* const entered = made.get();
     factory.enter(file, std::move(made));
+    isNew = true;
     return entered;
 }

@@ -7,6 +7,7 @@
 #include "Z/ZBuffer.h"
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
+#include "Z/config/companion_choice.h"
 #include "Z/config/companion_file.h"
 #include "Z/config/file_history.h"
 #include "Z/platform/locked_file.h"
@@ -52,12 +53,13 @@ std::string_view bytesOf(ZBuffer const& buffer) {
     return {static_cast<char const*>(buffer.getBuffer()), buffer.getLength()};
 }
 
-/// Both files, or neither; the time that the main file has then.
+/// Both files, or neither; what the main file is then.
 ///
 /// The companion is written first: the main file must never name values that are not on the device.
 /// Nothing is kept before both are written, since each destructor puts its own file back.
-long writeFiles(char const* path, zfc::platform::LockedFile& target, std::string_view image,
-                std::optional<CompanionFile>& companion, std::string_view companionImage) {
+zfc::platform::Status writeFiles(char const* path, zfc::platform::LockedFile& target,
+                                 std::string_view image, std::optional<CompanionFile>& companion,
+                                 std::string_view companionImage) {
     if (companion) companion->write(companionImage, target.status());
     Rewrite rewrite(path, target.descriptor(), image);
     rewrite.apply();
@@ -66,18 +68,22 @@ long writeFiles(char const* path, zfc::platform::LockedFile& target, std::string
     target.keep();
     if (companion) companion->keep();
     // Asked again, now that writing has changed it.
-    return zfc::platform::statusOf(target.descriptor()).value_or(target.status()).modified;
+    return zfc::platform::statusOf(target.descriptor()).value_or(target.status());
 }
 
 }  // namespace
 
-/// First what can fail without a file open (names, rights, both images whole in memory), then the
-/// lock, then the files, and last what the object knows: whatever fails before that, it still
-/// counts as modified and has the values that it had.
 void ZProperties::store(char const* file) {
     ZCancellationOff const wholeFiles;
     ZPropResourceLock const hold(propLock);
-    ZLCString const name = resolved(file);
+    storeTo(resolved(file), nullptr);
+}
+
+/// First what can fail without a file open (names, rights, both images whole in memory), then the
+/// lock, then the files, and last what the object knows: whatever fails before that, it still
+/// counts as modified and has the values that it had. `held` is the file when the caller has it
+/// open and locked.
+void ZProperties::storeTo(ZLCString const& name, zfc::platform::LockedFile* held) {
     char const* const path = name.getChars();
     // By name, before a lock is asked for; by identity when the file is open.
     history->refuseHalfRead(path, {});
@@ -94,19 +100,22 @@ void ZProperties::store(char const* file) {
     stored.values().be_write_obfuscated(companionImage);
 
     // Behind the images: a format that refuses a line must not leave a new, empty file.
-    zfc::platform::LockedFile target(path, zfc::platform::Purpose::store);
+    std::optional<zfc::platform::LockedFile> opened;
+    zfc::platform::LockedFile& target =
+        held != nullptr ? *held : opened.emplace(path, zfc::platform::Purpose::store);
     history->refuseHalfRead(path, target.status().identity);
     // Under the main file's lock, which stands for both.
     std::optional<CompanionFile> companion;
     if (hasCompanion)
-        companion.emplace(companionName.getChars(), history->companion == companionName.getChars());
-    long const time = writeFiles(path, target, image.bytes(), companion, bytesOf(companionImage));
+        companion.emplace(companionName.getChars(), path,
+                          history->companion == companionName.getChars());
+    auto const status = writeFiles(path, target, image.bytes(), companion, bytesOf(companionImage));
 
     if (auto changed = stored.takeChanged()) cache = std::move(changed);
     // May fail, with the file stored: so the object stays modified, and the next store tries again.
     settleCompanion(companionName.getChars(), path);
     if (fileName.isEmpty()) fileName = name;
-    settle(path, time);
+    settle(path, status);
 }
 
 /// After both files are written: the one that is no longer named goes, unless another file may
@@ -114,6 +123,7 @@ void ZProperties::store(char const* file) {
 void ZProperties::settleCompanion(char const* name, char const* file) {
     if (*name != '\0') return history->rememberCompanion(name, file);
     if (history->companion.isEmpty() || !(history->companionOwner == file)) return;
-    zfc::config::removeCompanion(history->companion.getChars());
+    if (!zfc::config::belongsToOther(history->companion.getChars(), file))
+        zfc::config::removeCompanion(history->companion.getChars());
     history->rememberCompanion("", "");
 }

@@ -31,8 +31,14 @@ class Expansion {
         status = inflate(&stream, Z_NO_FLUSH);
     }
     [[nodiscard]] std::size_t length() const { return stream.total_out; }
-    [[nodiscard]] bool isWhole() const { return status == Z_STREAM_END && stream.avail_in == 0; }
-    [[nodiscard]] bool isOutOfMemory() const { return status == Z_MEM_ERROR; }
+    /// When it needs no more room, or gets none.
+    [[nodiscard]] StreamEnd end() const {
+        if (status == Z_STREAM_END)
+            return stream.avail_in == 0 ? StreamEnd::whole : StreamEnd::followed;
+        if (needsRoom()) return StreamEnd::full;
+        if (status == Z_OK || status == Z_BUF_ERROR) return StreamEnd::cutOff;
+        return status == Z_MEM_ERROR ? StreamEnd::noMemory : StreamEnd::damaged;
+    }
     /// It stopped for nothing but the end of the block.
     [[nodiscard]] bool needsRoom() const {
         // True before the first step too, when there is no block yet.
@@ -46,9 +52,9 @@ class Expansion {
 
 }  // namespace
 
-int expand(void const* source, std::size_t length, std::size_t most, Expanded& out) {
+StreamEnd expandStart(void const* source, std::size_t length, std::size_t most, Expanded& out) {
     // zlib counts in 32 bits: else the beginning of the stream might pass for the whole.
-    if (length > std::numeric_limits<unsigned int>::max()) return Z_DATA_ERROR;
+    if (length > std::numeric_limits<unsigned int>::max()) return StreamEnd::damaged;
     Expansion expansion(source, static_cast<unsigned int>(length));
     std::size_t room = 0;
     while (expansion.needsRoom() && room < most) {
@@ -56,12 +62,17 @@ int expand(void const* source, std::size_t length, std::size_t most, Expanded& o
         // wrap.
         std::size_t const half = std::max({room, length, std::size_t{1}});
         room = half > most / 2 ? most : half * 2;
-        if (!resizeBlock(out.block, room)) return Z_MEM_ERROR;
+        if (!resizeBlock(out.block, room)) return StreamEnd::noMemory;
         expansion.goOn(out.block.get(), room);
     }
-    if (expansion.isOutOfMemory()) return Z_MEM_ERROR;
     out.length = expansion.length();
-    return expansion.isWhole() ? Z_OK : Z_DATA_ERROR;
+    return expansion.end();
+}
+
+int expand(void const* source, std::size_t length, std::size_t most, Expanded& out) {
+    StreamEnd const end = expandStart(source, length, most, out);
+    if (end == StreamEnd::noMemory) return Z_MEM_ERROR;
+    return end == StreamEnd::whole ? Z_OK : Z_DATA_ERROR;
 }
 
 }  // namespace zfc::containers

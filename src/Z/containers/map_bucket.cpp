@@ -2,10 +2,14 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <utility>
 
+#include "Z/ZAbstractString.h"
 #include "Z/ZException.h"
+#include "Z/ZKeyMap.h"
 #include "Z/containers/members.h"
+#include "Z/utility/keyed_hash.h"
 
 namespace zfc::containers {
 namespace {
@@ -19,8 +23,17 @@ constexpr std::uint32_t leastSlots = 4 * greatestScan;  // half full with twice 
 // Half the table on 64 bits; where two hashes meet in 32, equals() still decides.
 std::uint32_t shortHash(unsigned long hash) { return static_cast<std::uint32_t>(hash); }
 
-std::uint32_t hashOf(ZObject const* object) {
-    return object != nullptr ? shortHash(object->hash()) : 0;
+unsigned long hashOf(ZObject const* object) { return object != nullptr ? object->hash() : 0; }
+
+/// Of the bytes of a text, or of the text that is the key of an entry. Nothing for an object that
+/// is no text, or has another hash than that of its bytes: its class may take texts of other bytes
+/// for equal.
+std::optional<std::uint32_t> bytesHash(ZObject const* object, unsigned long hash) {
+    auto const* const entry = dynamic_cast<ZKeyEntry const*>(object);
+    auto const* const text =
+        dynamic_cast<ZAbstractString const*>(entry != nullptr ? entry->getKey() : object);
+    if (text == nullptr || text->ZAbstractString::hash() != hash) return std::nullopt;
+    return zfc::utility::keyedHash({text->getChars(), text->getLength()});
 }
 
 }  // namespace
@@ -92,6 +105,8 @@ void PlaceIndex::clear() {
     mask = 0;
 }
 
+void PlaceIndex::empty() { std::memset(slots.get(), 0, slotCount() * sizeof(Slot)); }
+
 // ------------------------------------------------------------------------------------- Bucket
 
 Bucket::Bucket(int owns) : ZArrayMap(bucketCapacity, owns) {}
@@ -100,8 +115,15 @@ ZObject* Bucket::clone() const { return new Bucket(*this); }
 
 int Bucket::find(ZObject const* key, unsigned long hash) const {
     if (!index.exists()) return ZArrayMap::getIndex(key);
-    return index.find(shortHash(hash),
-                      [&](unsigned int place) { return matches(key, get(place)); });
+    auto const known = indexHash(key, hash);
+    // A probe of another kind than the entries, which its own equals() may accept nevertheless.
+    if (!known) return ZArrayMap::getIndex(key);
+    return index.find(*known, [&](unsigned int place) { return matches(key, get(place)); });
+}
+
+/// By which an entry stands in the index; nothing for one that cannot stand there.
+std::optional<std::uint32_t> Bucket::indexHash(ZObject const* entry, unsigned long hash) const {
+    return isOfTexts ? bytesHash(entry, hash) : shortHash(hash);
 }
 
 /// Makes room for one more in the index, and the index itself when it is time.
@@ -109,10 +131,34 @@ void Bucket::reserveOne() {
     unsigned int const entries = ZArrayMap::size();
     if (entries < greatestScan) return;
     bool const isNew = !index.exists();
-    // A small bucket keeps no hashes, so all are asked again when it gets its index.
     index.reserve(entries + 1);
-    for (unsigned int i = 0; isNew && i < entries; ++i)
-        index.add(hashOf(get(i)), i);
+    if (!isNew) return;
+    // A small bucket keeps no hashes, so all are asked again when it gets its index.
+    isOfTexts = holdsTextsAlone();
+    enterAll();
+}
+
+bool Bucket::holdsTextsAlone() const {
+    unsigned int i = 0;
+    while (i < ZArrayMap::size() && bytesHash(get(i), hashOf(get(i))))
+        ++i;
+    return i == ZArrayMap::size();
+}
+
+/// Needs no memory: the room is there.
+void Bucket::enterAll() {
+    index.empty();
+    for (unsigned int i = 0; i < ZArrayMap::size(); ++i)
+        index.add(indexHash(get(i), hashOf(get(i))).value_or(0), i);
+}
+
+void Bucket::enterLast(unsigned long hash) {
+    if (!index.exists()) return;
+    unsigned int const place = ZArrayMap::size() - 1;
+    if (auto const known = indexHash(get(place), hash)) return index.add(*known, place);
+    // The others go by the same hash as this one from now on.
+    isOfTexts = false;
+    enterAll();
 }
 
 void Bucket::put(ZObject* entry, unsigned long hash) {
@@ -121,7 +167,7 @@ void Bucket::put(ZObject* entry, unsigned long hash) {
     reserveOne();
     // Room in the index comes first: an entry that it lacks would never be found again.
     add(entry);
-    if (index.exists()) index.add(shortHash(hash), ZArrayMap::size() - 1);
+    enterLast(hash);
 }
 
 void Bucket::putNoCopy(ZObject* entry, unsigned long hash) {
@@ -129,14 +175,15 @@ void Bucket::putNoCopy(ZObject* entry, unsigned long hash) {
     if (place >= 0) return setNoCopy(static_cast<unsigned int>(place), entry);
     reserveOne();
     addNoCopy(entry);
-    if (index.exists()) index.add(shortHash(hash), ZArrayMap::size() - 1);
+    enterLast(hash);
 }
 
 void Bucket::drop(ZObject const* key, unsigned long hash) {
     int const place = find(key, hash);
     if (place < 0) return;
+    auto const at = static_cast<unsigned int>(place);
     // Before the entry goes, which may be `key` itself.
-    if (index.exists()) index.remove(shortHash(hash), static_cast<unsigned int>(place));
+    if (index.exists()) index.remove(indexHash(get(at), hash).value_or(0), at);
     remove(place);
 }
 

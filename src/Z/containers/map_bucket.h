@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "Z/ZMap.h"
 #include "Z/zfree.h"
@@ -27,6 +28,8 @@ class PlaceIndex {
     void remove(std::uint32_t hash, unsigned int place);
     /// Gives the table back.
     void clear();
+    /// Takes all places out; the room stays.
+    void empty();
 
     /// The place of that hash that `isIt(place)` accepts; -1 when there is none.
     template <class IsIt>
@@ -62,8 +65,10 @@ class PlaceIndex {
 };
 
 /// Entries in the order of insertion. A bucket that fills up far beyond what a table of the right
-/// size has is searched through an index, so that a map made too small stays as fast. The `hash` of
-/// the operations is that of the entry or probe.
+/// size has is searched through an index, so that a map made too small stays as fast. Where all
+/// entries are texts, or have texts for keys, the index goes by a keyed hash of their bytes: nobody
+/// can write a file whose keys crowd in one place. The `hash` of the operations is that of the
+/// entry or probe.
 class Bucket : public ZArrayMap {
   public:
     explicit Bucket(int ownsMembers);
@@ -80,9 +85,15 @@ class Bucket : public ZArrayMap {
     void drop(ZObject const* key, unsigned long hash);
 
   private:
+    [[nodiscard]] std::optional<std::uint32_t> indexHash(ZObject const* entry,
+                                                         unsigned long hash) const;
+    [[nodiscard]] bool holdsTextsAlone() const;
     void reserveOne();
+    void enterLast(unsigned long hash);
+    void enterAll();
 
-    PlaceIndex index;  // none while the bucket is small
+    PlaceIndex index;        // none while the bucket is small
+    bool isOfTexts = false;  // what the index has goes by their bytes
 };
 
 }  // namespace zfc::containers

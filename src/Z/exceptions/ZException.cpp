@@ -246,3 +246,29 @@ ZPropertiesInvalidDataException::ZPropertiesInvalidDataException(char const* pro
 void ZPropertiesInvalidDataException::print() {
     printinternal(this, propFile(), badline(), baddata());
 }
+
+ZPropertiesCompanionIOException::ZPropertiesCompanionIOException(char const* companion,
+                                                                 char const* propFile,
+                                                                 char const* why, int result,
+                                                                 int errorCause)
+    : ZPropertiesIOException(companion, "mapFile()", result),
+      configFile_(propFile),
+      reason_(why),
+      cause(errorCause) {
+    code = numberOf(Message::companionAccessFailed);
+    name = "ZPropertiesCompanionIOException";
+}
+void ZPropertiesCompanionIOException::print() {
+    printinternal(this, propFile(), configFile(), reason(), cause);
+}
+
+ZPropertiesCompanionDataException::ZPropertiesCompanionDataException(char const* companion,
+                                                                     char const* propFile,
+                                                                     char const* why)
+    : ZPropertiesInvalidDataException(companion, "", 0), configFile_(propFile), reason_(why) {
+    code = numberOf(Message::companionDamaged);
+    name = "ZPropertiesCompanionDataException";
+}
+void ZPropertiesCompanionDataException::print() {
+    printinternal(this, propFile(), configFile(), reason());
+}

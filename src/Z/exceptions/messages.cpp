@@ -86,6 +86,10 @@ constexpr Row rows[] = {
     {Message::symbolResolveFailed, "Shared library resolve error (%s:%s) %d.  %s"},
     {Message::unexpectedEndOfFile, "Unexpected end of file encounted while reading %s."},
     {Message::javaParserFailed, "Internal error encountered while loading Java property file %s."},
+    {Message::companionAccessFailed,
+     "The companion file %s of the configuration file %s cannot be read: %s (code %d)."},
+    {Message::companionDamaged,
+     "The companion file %s of the configuration file %s is damaged: %s."},
 };
 
 constexpr bool areInOrder() {

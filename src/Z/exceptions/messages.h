@@ -65,6 +65,8 @@ enum class Message : int {
     symbolResolveFailed,
     unexpectedEndOfFile,
     javaParserFailed,
+    companionAccessFailed,
+    companionDamaged,
 };
 
 /// What exceptions and reports carry.

@@ -4,8 +4,12 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <thread>
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
@@ -17,6 +21,20 @@ namespace {
 constexpr char sourceName[] = "src/Z/ZProperties";
 constexpr std::size_t workingDirectorySize = 1024;
 
+/// Whether a change from now on gets another time than this one.
+[[nodiscard]] bool isOver(statx_timestamp const& time) {
+    // A clock of nanoseconds moves with the kernel's ticks, of 10 ms at most; one without them may
+    // be kept in steps of two seconds.
+    constexpr double tick = 0.05;
+    constexpr double coarse = 2.5;
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    double const age = static_cast<double>(now.tv_sec) - static_cast<double>(time.tv_sec) +
+                       (static_cast<double>(now.tv_nsec) - time.tv_nsec) * 1e-9;
+    // One that is still to come is as good as one that is long over.
+    return std::abs(age) > (time.tv_nsec == 0 ? coarse : tick);
+}
+
 [[nodiscard]] Status fromSystem(struct statx const& raw) {
     Status status;
     status.identity = {makedev(raw.stx_dev_major, raw.stx_dev_minor), raw.stx_ino};
@@ -25,6 +43,8 @@ constexpr std::size_t workingDirectorySize = 1024;
     status.owner = raw.stx_uid;
     status.group = raw.stx_gid;
     status.modified = static_cast<long>(raw.stx_mtime.tv_sec);
+    status.modifiedNanoseconds = raw.stx_mtime.tv_nsec;
+    status.isSettled = isOver(raw.stx_mtime);
     return status;
 }
 
@@ -102,30 +122,54 @@ void checkFileAccess(char const* path) {
     zraise(ZPropertiesIOException(directory.getChars(), "access()", errno), sourceName, __LINE__);
 }
 
-LockedFile::LockedFile(char const* filePath, Purpose purpose, char const* api) : path(filePath) {
+bool Patience::pause() {
+    constexpr Clock::duration longest = std::chrono::milliseconds(20);
+    Clock::duration const left = end - Clock::now();
+    if (left <= Clock::duration::zero()) return false;
+    std::this_thread::sleep_for(std::min(next, left));
+    next = std::min(2 * next, longest);
+    return true;
+}
+
+void LockedFile::CloseStream::operator()(FILE* stream) const noexcept { std::fclose(stream); }
+
+LockedFile::LockedFile(char const* filePath, Purpose purpose, char const* api, Patience* patience)
+    : path(filePath) {
     // Somebody may put another file in this one's place between opening and locking, and what is
     // stored would go with the old one. Nobody does it again and again.
     constexpr int attempts = 10;
     for (int i = 0; i < attempts; ++i) {
-        if (tryOpen(purpose, api)) return;
+        if (tryOpen(purpose, api, patience)) return;
     }
     zraise(ZPropertiesIOException(path, "fcntl()", EAGAIN), sourceName, __LINE__);
 }
 
-bool LockedFile::tryOpen(Purpose purpose, char const* api) {
-    file.close();  // with its lock, which would refuse ours
-    Opened opened = openRegular(path, purpose, api);
-    file = std::move(opened.file);
+bool LockedFile::tryOpen(Purpose purpose, char const* api, Patience* patience) {
     auto const mode = purpose == Purpose::load ? LockMode::shared : LockMode::exclusive;
-    int const rc = setRecordLock(file.get(), mode, wholeFile, LockWait::no);
-    if (rc != 0) zraise(ZPropertiesIOException(path, "fcntl()", rc), sourceName, __LINE__);
+    Opened opened;
+    for (int rc = EAGAIN; rc != 0;) {
+        file.close();  // with its lock, which would refuse ours
+        // Anew each time: whoever has the lock may put another file in its place.
+        opened = openRegular(path, purpose, api);
+        file = std::move(opened.file);
+        rc = setRecordLock(file.get(), mode, wholeFile, LockWait::no);
+        bool const waits = rc == EAGAIN && patience != nullptr && patience->pause();
+        if (rc != 0 && !waits)
+            zraise(ZPropertiesIOException(path, "fcntl()", rc), sourceName, __LINE__);
+    }
     auto const held = statusOf(file.get());
-    // Asked under the lock: from here on nobody who respects locks exchanges the file.
-    auto const named = statusOf(path);
-    if (!held || !named || !(held->identity == named->identity)) return false;
+    if (!held) return false;
     found = *held;
     isNew = opened.isNew;
-    return true;
+    // Asked under the lock: from here on nobody who respects locks exchanges the file.
+    if (isNamed()) return true;
+    isNew = false;
+    return false;
+}
+
+bool LockedFile::isNamed() const {
+    auto const named = statusOf(path);
+    return named && named->identity == found.identity;
 }
 
 /// Under the lock, which goes with the descriptor: whoever opened the file meanwhile sees, when it
@@ -134,6 +178,16 @@ LockedFile::~LockedFile() {
     if (!isNew) return;
     auto const named = askSystem(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
     if (named && named->identity == found.identity && named->size == 0) unlink(path);
+}
+
+bool LockedFile::isReplaced() const {
+    auto const named = statusOf(path);
+    return named && !(named->identity == found.identity);
+}
+
+FILE* LockedFile::stream() {
+    reading.reset(intoStream());
+    return reading.get();
 }
 
 FILE* LockedFile::intoStream() {

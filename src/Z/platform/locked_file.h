@@ -6,7 +6,9 @@
 
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdio>
+#include <memory>
 #include <optional>
 
 #include "Z/platform/descriptor.h"
@@ -30,6 +32,10 @@ struct Status {
     uid_t owner = 0;
     gid_t group = 0;
     long modified = 0;  // whole seconds; the low bits where `long` cannot hold them
+    unsigned int modifiedNanoseconds = 0;  // beside them
+    /// Whether every later change will show by the modification time: not when the file changed so
+    /// shortly before it was examined that the clock of its file system has not moved since.
+    bool isSettled = false;
 
     [[nodiscard]] bool isRegular() const { return S_ISREG(mode); }
 };
@@ -47,6 +53,21 @@ void checkFileAccess(char const* path);
 
 enum class Purpose { load, store };
 
+/// How long a lock is waited for, from now on.
+class Patience {
+  public:
+    explicit Patience(unsigned int milliseconds)
+        : end(Clock::now() + std::chrono::milliseconds(milliseconds)) {}
+    /// Pauses a little longer than the last time; false, and no pause, when the time is up.
+    [[nodiscard]] bool pause();
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    Clock::time_point end;
+    Clock::duration next = std::chrono::milliseconds(1);
+};
+
 /// A regular file, open and locked whole: shared to load it, exclusive to store it. A store creates
 /// a missing file, empty; nothing is ever cut off by opening. The path is used until the end.
 class LockedFile {
@@ -55,27 +76,52 @@ class LockedFile {
     LockedFile(char const* filePath, Purpose purpose)
         : LockedFile(filePath, purpose, purpose == Purpose::load ? "fopen(r)" : "fopen(r+)") {}
     /// What a failure to open is called is said with `api`.
-    LockedFile(char const* filePath, Purpose purpose, char const* api);
+    LockedFile(char const* filePath, Purpose purpose, char const* api)
+        : LockedFile(filePath, purpose, api, nullptr) {}
+    /// To store it. A lock that is taken is tried for again as long as `patience` lasts.
+    LockedFile(char const* filePath, Patience& patience)
+        : LockedFile(filePath, Purpose::store, "fopen(r+)", &patience) {}
     /// Removes a file that was created here and is still empty, unless keep() was called. One that
     /// could not be locked stays: another process may be about to write it.
     ~LockedFile();
     LockedFile(LockedFile const&) = delete;
     LockedFile& operator=(LockedFile const&) = delete;
 
-    void keep() noexcept { isNew = false; }
-    [[nodiscard]] int descriptor() const { return file.get(); }
+    void keep() noexcept {
+        isNew = false;
+        kept = true;
+    }
+    /// Whether keep() was called.
+    [[nodiscard]] bool isKept() const { return kept; }
+    /// Whether the file was not there before, and keep() was not called.
+    [[nodiscard]] bool isCreated() const { return isNew; }
+    /// Whether it still is the file of its name.
+    [[nodiscard]] bool isNamed() const;
+    /// Whether another file has its name by now.
+    [[nodiscard]] bool isReplaced() const;
+    [[nodiscard]] int descriptor() const { return reading ? fileno(reading.get()) : file.get(); }
     /// As it was when the lock was had.
     [[nodiscard]] Status const& status() const { return found; }
+    /// The file as a stream to read, which lives and is locked as long as this. Asked for once.
+    [[nodiscard]] FILE* stream();
     /// The file as a stream to read, which owns the descriptor from now on.
     [[nodiscard]] FILE* intoStream();
 
   private:
-    [[nodiscard]] bool tryOpen(Purpose purpose, char const* api);
+    struct CloseStream {
+        void operator()(FILE* stream) const noexcept;
+    };
+
+    LockedFile(char const* filePath, Purpose purpose, char const* api, Patience* patience);
+
+    [[nodiscard]] bool tryOpen(Purpose purpose, char const* api, Patience* patience);
 
     char const* path;
-    Descriptor file;
+    Descriptor file;                             // not open any more when there is a stream
+    std::unique_ptr<FILE, CloseStream> reading;  // null: not asked for
     Status found;
     bool isNew = false;  // created here, and to be removed
+    bool kept = false;
 };
 
 /// Flushes the directory entry of a new file. What fails here is not reported: the file is whole.

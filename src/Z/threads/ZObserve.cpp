@@ -56,6 +56,12 @@ unsigned int ZAbstractObservable::countObservers() const {
     return observers.size();
 }
 
+bool ZAbstractObservable::mayBeObserved() const {
+    if (!observersLock.try_lock()) return true;
+    ZPersistentGuard const guard(observersLock, std::adopt_lock);
+    return !observers.isEmpty();
+}
+
 void ZAbstractObservable::notifyObservers(ZObservedParm const& parm) {
     ZPersistentGuard const guard(observersLock);
     if (observers.isEmpty()) return;

@@ -21,6 +21,8 @@ using zfc::containers::appendNew;
 
 namespace {
 
+constexpr char sourceName[] = "src/Z/ZPropertiesImpl";
+
 std::uint32_t visibleCount(Records const& records, Index key) {
     Key const& record = records.names().key(key);
     return records.values().count(record, Values::visibleKind(record));
@@ -87,14 +89,22 @@ ZPCategoryBasedCache::ZPCategoryBasedCache(ZPCategoryBasedCache const& other)
       lists(new Lists),
       companionName(other.companionName),
       attributes(other.attributes),
-      attributeData(other.attributeData) {}
+      attributeData(other.attributeData) {
+    lists->companionLimit = other.lists->companionLimit;
+}
 
 ZPCategoryBasedCache::~ZPCategoryBasedCache() = default;
 
 void ZPCategoryBasedCache::setAttributes(unsigned long bits, void* data) {
+    if ((bits & companionLimit) != 0) {
+        if (data == nullptr) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+        lists->companionLimit = *static_cast<unsigned long const*>(data);
+    }
     attributes |= bits;
     attributeData = data;
 }
+
+unsigned long ZPCategoryBasedCache::getCompanionLimit() const { return lists->companionLimit; }
 
 void ZPCategoryBasedCache::makeKey(ZLCString& out, char const* stanza, char const* key) const {
     // Built apart: `out` may hold the text of either part.

@@ -1,4 +1,5 @@
-/// Shared. The lists of strings that the property cache has handed out.
+/// Shared. The lists of strings that the property cache has handed out, and what else the object
+/// has no fields for.
 #ifndef Z_CONFIG_CACHE_HANDED_OUT_H
 #define Z_CONFIG_CACHE_HANDED_OUT_H
 
@@ -31,6 +32,9 @@ struct ZPCategoryBasedCache::Lists : zfc::cache::Allocated {
     ByNumber<ZArrayList> values;  // of keys
     ByNumber<ZPKVList> stanzas;   // the key maps of stanzas
     ByNumber<ZArrayList> names;   // the key names of stanzas
+
+    // Here because the object has no field for it; copies have it, and clear() keeps it.
+    unsigned long companionLimit = defaultCompanionLimit;
 };
 
 #endif

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "Z/config/cache/texts.h"
+#include "Z/utility/keyed_hash.h"
 
 namespace zfc::cache {
 
@@ -13,9 +14,9 @@ namespace zfc::cache {
 using Index = std::uint32_t;
 constexpr Index none = 0xffffffff;
 
-/// SipHash-1-3 (Aumasson, Bernstein: a fast short-input PRF) under a key drawn once per process, so
-/// that nobody can write a file whose names collide.
-[[nodiscard]] std::uint32_t hashName(std::string_view name);
+[[nodiscard]] inline std::uint32_t hashName(std::string_view name) {
+    return zfc::utility::keyedHash(name);
+}
 
 /// Finds records by their names: open addressing.
 ///

@@ -176,6 +176,29 @@ TEST(ZpropTest, EditsOfManyProcessesAreAllKept) {
         {"for i in $(seq 20); do zprop set app.conf many k$i v --wait 60 & done; wait\n"
          "zprop list app.conf many | grep -c ' = v$'",
          0, "20\n"},
+        // A program that takes the lock, and in turn rewrites the file and renames a new one.
+        {"(echo '[s]'; seq -f 'key%.0f = of a file that takes a while' 20000; echo '[t]') >big\n"
+         "python3 - <<'END'\nimport fcntl, os, subprocess\n"
+         "done = 0\n"
+         "def update():\n"
+         "  with open('big', 'r+b') as f:\n"
+         "    fcntl.lockf(f, fcntl.LOCK_EX)\n"
+         "    if not os.path.samestat(os.fstat(f.fileno()), os.stat('big')): return 0\n"
+         "    text = f.read() + b'p%d = 1\\n' % done\n"
+         "    if done % 2:\n"
+         "      with open('new', 'wb') as g: g.write(text)\n"
+         "      os.rename('new', 'big')\n"
+         "    else: os.pwrite(f.fileno(), text, 0)\n"
+         "    return 1\n"
+         "for i in range(10):\n"
+         "  z = subprocess.Popen(['zprop', 'set', 'big', 't', 'z%d' % i, '1', '--wait', '60'])\n"
+         "  while z.poll() is None:\n"
+         "    done += update()\n"
+         "    try: z.wait(0.02)\n"
+         "    except subprocess.TimeoutExpired: pass\n"
+         "keys = subprocess.check_output(['zprop', 'names', 'big', 't']).split()\n"
+         "print(len(keys) - done)\nEND",
+         0, "10\n"},
     });
 }
 

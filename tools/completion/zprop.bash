@@ -4,7 +4,7 @@ _zprop_words() {
     # What the tool's own help lists, so that both agree.
     case $1 in
     commands) zprop --help 2>/dev/null | sed -n '/^Subcommands:/,/^$/s/^  \([a-z][a-z]*\) .*/\1/p' ;;
-    *) zprop ${1:+"$1"} --help 2>/dev/null | grep -oE '^  (-[a-z],)?--[a-z-]+' | sed 's/.*--/--/' ;;
+    *) zprop ${1:+"$1"} --help 2>/dev/null | grep -oE '^  (-[a-z],)?--[a-z0-9-]+' | sed 's/.*--/--/' ;;
     esac
 }
 

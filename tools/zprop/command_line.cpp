@@ -101,7 +101,12 @@ Exit CommandLine::tell(CLI::ParseError const& e) {
         app.exit(e);
         return Exit::done;
     }
-    bool const mayHoldSecret = app.got_subcommand("set") || app.got_subcommand("unset");
+    for (char const* const command : {"rename", "uncomment"}) {
+        // Not that a word is missing: without a stanza it always is.
+        if (app.got_subcommand(command) && isJava()) return report(stanzasAlone(command));
+    }
+    bool const mayHoldSecret =
+        app.get_subcommands().empty() || app.got_subcommand("set") || app.got_subcommand("unset");
     return report({Exit::wrongUsage,
                    (mayHoldSecret ? discreet(e) : std::string(e.what())) + "; --help tells more"});
 }

@@ -63,8 +63,8 @@ class CommandLine {
     void addEditOptions(CLI::App& command);
     /// Refuses "-".
     void requireFileToEdit() const;
-    /// For a command that only stanza files have.
-    void requireStanzas(char const* command) const;
+    /// Why a properties file is none for the command.
+    [[nodiscard]] Failure stanzasAlone(char const* command) const;
     /// Lets `edit` change a stanza file.
     Exit editStanzas(Missing missing, Deadline& deadline,
                      std::function<void(Document&)> const& edit);

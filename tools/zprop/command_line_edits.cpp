@@ -67,11 +67,15 @@ Exit CommandLine::runSet(Deadline& deadline) {
 void CommandLine::declareUnset(CLI::App& command) {
     addFile(command);
     declare(command, unsetEdit);
+    // Of a .properties file the word before is the key.
+    command.get_option("--value")->remove_needs(command.get_option("KEY"));
     addEditOptions(command);
 }
 
 Exit CommandLine::runUnset(Deadline& deadline) {
     if (isJava()) return editPairs(Missing::isAnError, deadline, javaEdit(unsetEdit));
+    if (unsetEdit.value && unsetEdit.key.empty())
+        throw Failure(Exit::wrongUsage, "--value requires KEY");
     try {
         return editStanzas(Missing::isAnError, deadline,
                            [&](Document& properties) { apply(properties, file, unsetEdit); });
@@ -82,12 +86,11 @@ Exit CommandLine::runUnset(Deadline& deadline) {
     }
 }
 
-/// A .properties file is edited by whole pairs, which these two would not leave at their place.
-void CommandLine::requireStanzas(char const* command) const {
-    if (isJava())
-        throw Failure(Exit::wrongUsage,
-                      file + ": " + command +
-                          " is for stanza files; of a .properties file set and unset the keys");
+Failure CommandLine::stanzasAlone(char const* command) const {
+    // Its lines are edited by whole pairs, which these commands would not leave at their place.
+    return {Exit::wrongUsage,
+            file + ": " + command +
+                " is for stanza files; of a .properties file set the one key and unset the other"};
 }
 
 void CommandLine::declareRename(CLI::App& command) {
@@ -97,7 +100,7 @@ void CommandLine::declareRename(CLI::App& command) {
 }
 
 Exit CommandLine::runRename(Deadline& deadline) {
-    requireStanzas("rename");
+    if (isJava()) throw stanzasAlone("rename");
     return editStanzas(Missing::isAnError, deadline,
                        [&](Document& properties) { apply(properties, file, renameEdit); });
 }
@@ -109,7 +112,7 @@ void CommandLine::declareUncomment(CLI::App& command) {
 }
 
 Exit CommandLine::runUncomment(Deadline& deadline) {
-    requireStanzas("uncomment");
+    if (isJava()) throw stanzasAlone("uncomment");
     return editStanzas(Missing::isAnError, deadline,
                        [&](Document& properties) { apply(properties, file, uncommentEdit); });
 }

@@ -26,12 +26,18 @@ class Comparison {
 
     bool run() {
         auto const isKnown = [&](std::string const& name) { return from.exists(name.c_str()); };
-        for (auto const& stanza : inEither(stanzasOf(from), stanzasOf(to), isKnown))
-            compareStanza(stanza);
+        for (auto const& stanza : inEither(stanzasOf(from), stanzasOf(to), isKnown)) {
+            if (!isAboutCompanion(stanza)) compareStanza(stanza);
+        }
         return differs;
     }
 
   private:
+    /// Each file has a companion of its own, and says so here; what it holds is compared.
+    static bool isAboutCompanion(std::string const& stanza) {
+        return stanza == "configuration-database";
+    }
+
     void compareStanza(std::string const& stanza) {
         bool const wasThere = stanza.empty() || from.exists(stanza.c_str());
         bool const isThere = stanza.empty() || to.exists(stanza.c_str());

@@ -38,6 +38,7 @@ TEST(ZpropTest, GetAnswersByTypeWithDefaultsAndExitCodes) {
                        "get app.conf server none --default x --type int",
                        "get app.conf server none --default on --type bool"});
     samples.refuse(3, {"get gone s k", "get . s k"});
+    samples.refuse(3, {"get /dev/null s k", "set /dev/null s k v"}, "is no regular file");
 }
 
 TEST(ZpropTest, EditsChangeTheirLinesAloneAndPlaceNewKeysAtTheirTemplate) {
@@ -370,9 +371,16 @@ TEST(ZpropTest, DryRunPrintsWhatPatchTakesAndBackupKeepsWhatWas) {
          0, "640\n"},
         {"zprop set app.conf server host west --backup=.bak && cmp app.conf.bak before/app.conf"},
         {"zprop set app.conf db pw 1 --obfuscate && cp app.conf.obf was &&"
-         " zprop set app.conf db pw 2 --obfuscate --backup && cmp app.conf.obf~ was && ls "
-         "app.conf*",
-         0, "app.conf\napp.conf.bak\napp.conf.obf\napp.conf.obf~\napp.conf~\n"},
+         " chmod 600 app.conf && zprop set app.conf db pw 2 --obfuscate --backup &&"
+         " cmp app.conf.obf~ was && stat -c '%n %a' app.conf*",
+         0, "app.conf 600\napp.conf.bak 640\napp.conf.obf 600\napp.conf.obf~ 600\napp.conf~ 600\n"},
+        // A copy gets a companion of its own, which no difference of the two shows.
+        {"cp app.conf copy.conf && zprop set copy.conf server host east --dry-run | tail -n 1", 0,
+         " listen = b\n", "would be made, and named in this one"},
+        {"zprop set copy.conf db pw 3 --obfuscate && zprop diff app.conf copy.conf", 1,
+         " [db]\n-pw = (obfuscated)\n+pw = (obfuscated)\n"},
+        {"zprop set copy.conf db pw 2 --obfuscate && zprop diff app.conf copy.conf"},
+        {"zprop dump copy.conf --shell | grep -c db_pw", 1, "0\n"},
     });
 }
 

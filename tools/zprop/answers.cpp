@@ -8,12 +8,16 @@
 namespace zprop {
 namespace {
 
+bool isKeptBack(ZStanzaFileProperties const& properties, std::string const& stanza,
+                std::string const& key, Secrets secrets) {
+    return secrets != Secrets::revealed && properties.isObfuscated(stanza.c_str(), key.c_str());
+}
+
 /// The values as they are printed.
 std::vector<std::string> toldValues(ZStanzaFileProperties const& properties,
                                     std::string const& stanza, std::string const& key,
                                     Secrets secrets) {
-    bool const isHidden =
-        secrets != Secrets::revealed && properties.isObfuscated(stanza.c_str(), key.c_str());
+    bool const isHidden = isKeptBack(properties, stanza, key, secrets);
     if (isHidden && secrets == Secrets::leftOut) return {};
     auto values = valuesOf(properties, stanza, key);
     if (isHidden) values.assign(values.size(), hiddenText);
@@ -41,6 +45,12 @@ void printRecords(std::string const& stanza, std::string const& key,
     if (values.empty()) std::cout << place << '\0';
     for (auto const& value : values)
         std::cout << place << "\n" << value << '\0';
+}
+
+void printAssignment(Assignments& assignments, std::string const& stanza, std::string const& key,
+                     std::vector<std::string> const& values) {
+    assignments.print(stanza + "_" + key, "key \"" + key + "\" in stanza \"" + stanza + "\"",
+                      values);
 }
 
 }  // namespace
@@ -95,9 +105,9 @@ void printStanzas(ZStanzaFileProperties const& properties, std::vector<std::stri
             auto const values = toldValues(properties, stanza, key, secrets);
             if (style == Style::lines) printLines(key, values);
             if (style == Style::nul) printRecords(stanza, key, values);
-            if (style == Style::shell)
-                assignments.print(stanza + "_" + key,
-                                  "key \"" + key + "\" in stanza \"" + stanza + "\"", values);
+            // A script must not take what stands for a secret for its value.
+            bool const isSet = !isKeptBack(properties, stanza, key, secrets);
+            if (style == Style::shell && isSet) printAssignment(assignments, stanza, key, values);
         }
     }
 }

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 #include <fstream>
 
 #include "Z/ZList.h"
@@ -182,10 +181,6 @@ class JavaWriter {
 };
 
 // -------------------------------------------------------------------------------------- the target
-
-[[noreturn]] void failIO(std::string const& file, char const* operation) {
-    throw Failure(Exit::inputOutput, file + ": " + operation + ": " + std::strerror(errno));
-}
 
 /// The target, made empty with the permissions of the source before it has a byte; it goes again
 /// when it is not kept.

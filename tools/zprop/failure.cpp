@@ -67,6 +67,10 @@ Failure Failure::with(std::string const& text) const {
     return {code, messages};
 }
 
+void failIO(std::string const& file, char const* operation) {
+    throw Failure(Exit::inputOutput, file + ": " + operation + ": " + std::strerror(errno));
+}
+
 Exit report(Failure const& failure) {
     for (std::string const& message : failure.messages())
         std::cerr << "zprop: " << shown(message) << "\n";
@@ -91,11 +95,15 @@ Failure failureOf(ZException& e) {
     if (auto const* value = dynamic_cast<ZPropertiesInvalidValueException*>(&e))
         return invalidValue(*value);
     if (auto const* io = dynamic_cast<ZPropertiesIOException*>(&e)) {
-        return {Exit::inputOutput, std::string(io->propFile()) + ": " + io->api() + ": " +
-                                       std::strerror(io->excerrno())};
+        std::string const file = io->propFile();
+        if (io->excerrno() == EINVAL && isSpecial(file.c_str()))
+            return {Exit::inputOutput, file + ": is no regular file"};
+        return {Exit::inputOutput, file + ": " + io->api() + ": " + std::strerror(io->excerrno())};
     }
     if (dynamic_cast<ZOutOfMemoryException*>(&e) != nullptr)
         return {Exit::inputOutput, "memory is exhausted"};
+    if (dynamic_cast<ZFromUTF8Exception*>(&e) != nullptr)
+        return {Exit::inputOutput, "text of the file has no form in the local codeset"};
     if (dynamic_cast<ZToUTF8Exception*>(&e) != nullptr)
         return {Exit::inputOutput,
                 "text is not in the local codeset (LC_ALL, LC_CTYPE or LANG name another one)"};

@@ -31,6 +31,9 @@ class Failure : public std::runtime_error {
     std::vector<std::string> lines;
 };
 
+/// Throws that an operation on the file failed, for the reason that `errno` says.
+[[noreturn]] void failIO(std::string const& file, char const* operation);
+
 /// Tells each message on standard error, as it is shown on a terminal; the exit code.
 Exit report(Failure const& failure);
 /// Tells a warning, or what was done beside what was asked for.

@@ -1,10 +1,8 @@
 #include "zprop/java_file.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -117,8 +115,7 @@ class TrialFile {
         char const* const temporary = std::getenv("TMPDIR");
         directory = temporary != nullptr && *temporary != '\0' ? temporary : "/tmp";
         directory += "/zprop.XXXXXX";
-        if (mkdtemp(directory.data()) == nullptr)
-            throw Failure(Exit::inputOutput, directory + ": mkdtemp(): " + std::strerror(errno));
+        if (mkdtemp(directory.data()) == nullptr) failIO(directory, "mkdtemp()");
         std::ofstream(path(), std::ios::binary) << bytes;
     }
     ~TrialFile() {
@@ -213,7 +210,7 @@ void editJavaFile(EditTarget const& target, Encoding encoding, Deadline& deadlin
         std::string const before = bytesOf(target.file);
         edit(held, target.file);
         bool const isKept = target.backup && textAfter(before, target, encoding, edit) != before;
-        if (isKept) makeBackup(target.file, *target.backup);
+        if (isKept) makeBackup(target.file, *target.backup, target.file);
     };
     retryWhileLocked(deadline, [&] {
         withReasons(properties, [&] { properties.updateFile(editHeld, deadline.left()); });
@@ -257,7 +254,7 @@ std::vector<JavaPair> pairsOf(ZJavaPropertiesFile const& properties) {
         for (unsigned int i = 0; i < keys->size(); ++i) {
             auto const& key = static_cast<ZUTF8String const&>(*keys->get(i));
             properties.getValue(key, value);
-            pairs.push_back({bytesOf(key), bytesOf(value)});
+            pairs.push_back({utf8Of(key), utf8Of(value)});
         }
     });
     return pairs;
@@ -267,7 +264,7 @@ std::optional<std::string> valueOf(ZJavaPropertiesFile const& properties, ZUTF8S
     if (!properties.contains(key)) return std::nullopt;
     ZUTF8String value;
     withReasons(properties, [&] { properties.getValue(key, value); });
-    return bytesOf(value);
+    return utf8Of(value);
 }
 
 ZUTF8String inUtf8(std::string const& local) {
@@ -292,7 +289,7 @@ std::string inEscapes(std::string const& utf8) {
     return text;
 }
 
-std::string bytesOf(ZUTF8String const& text) { return {text.getChars(), text.getLength()}; }
+std::string utf8Of(ZUTF8String const& text) { return {text.getChars(), text.getLength()}; }
 
 ZUTF8String stringOf(std::string const& bytes) {
     ZUTF8String text;

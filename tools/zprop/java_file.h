@@ -77,7 +77,7 @@ void editJavaFile(EditTarget const& target, Encoding encoding, Deadline& deadlin
 [[nodiscard]] std::string inLocal(std::string const& utf8);
 /// The same to look at: control characters and what has no form there are \u escapes.
 [[nodiscard]] std::string inEscapes(std::string const& utf8);
-[[nodiscard]] std::string bytesOf(ZUTF8String const& text);
+[[nodiscard]] std::string utf8Of(ZUTF8String const& text);
 [[nodiscard]] ZUTF8String stringOf(std::string const& bytes);
 
 }  // namespace zprop

@@ -20,10 +20,6 @@
 namespace zprop {
 namespace {
 
-[[noreturn]] void failIO(std::string const& file, char const* operation) {
-    throw Failure(Exit::inputOutput, file + ": " + operation + ": " + std::strerror(errno));
-}
-
 bool isLocked(ZPropertiesIOException const& e) {
     return std::strcmp(e.api(), "fcntl()") == 0 &&
            (e.excerrno() == EAGAIN || e.excerrno() == EACCES);
@@ -211,8 +207,8 @@ void editWithBackup(EditTarget const& target, Document& properties,
     requireNothingLost(target, before, properties);
     bool const changes = properties.text() != before || properties.secrets() != secrets;
     if (!target.backup || !changes) return;
-    makeBackup(target.file, *target.backup);
-    if (!companion.empty()) makeBackup(companion, *target.backup);
+    makeBackup(target.file, *target.backup, target.file);
+    if (!companion.empty()) makeBackup(companion, *target.backup, target.file);
 }
 
 /// Whether the companion file is whole, and no more than larger than what is expanded.

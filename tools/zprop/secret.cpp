@@ -6,7 +6,6 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <iostream>
 
 #include "zprop/failure.h"
@@ -21,7 +20,7 @@ volatile std::sig_atomic_t caught = 0;  // the signal that ended the reading; 0:
 class EchoOff {
   public:
     EchoOff() {
-        if (tcgetattr(STDIN_FILENO, &before) != 0) fail("tcgetattr()");
+        if (tcgetattr(STDIN_FILENO, &before) != 0) failIO("standard input", "tcgetattr()");
         struct sigaction noted {};
         noted.sa_handler = [](int signal) { caught = signal; };  // without SA_RESTART: read() ends
         for (std::size_t i = 0; i < signals.size(); ++i)
@@ -29,7 +28,8 @@ class EchoOff {
         termios silent = before;
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         silent.c_lflag |= ECHONL;
-        if (tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent) != 0) fail("tcsetattr()");
+        if (tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent) != 0)
+            failIO("standard input", "tcsetattr()");
     }
     ~EchoOff() {
         tcsetattr(STDIN_FILENO, TCSAFLUSH, &before);
@@ -41,11 +41,6 @@ class EchoOff {
     EchoOff& operator=(EchoOff const&) = delete;
 
   private:
-    [[noreturn]] static void fail(char const* operation) {
-        throw Failure(Exit::inputOutput,
-                      std::string("standard input: ") + operation + ": " + std::strerror(errno));
-    }
-
     static constexpr std::array<int, 5> signals{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP};
     std::array<struct sigaction, signals.size()> old{};
     termios before{};
@@ -58,9 +53,7 @@ std::string readInput(bool isTerminal) {
     while (caught == 0 && !(isTerminal && !text.empty() && text.back() == '\n')) {
         ssize_t const n = read(STDIN_FILENO, block, sizeof block);
         if (n < 0 && errno == EINTR) continue;
-        if (n < 0)
-            throw Failure(Exit::inputOutput,
-                          std::string("standard input: read(): ") + std::strerror(errno));
+        if (n < 0) failIO("standard input", "read()");
         if (n == 0) break;
         text.append(block, static_cast<std::size_t>(n));
     }

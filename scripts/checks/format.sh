@@ -6,7 +6,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
 files=("$@")
 if [[ $# -eq 0 ]]; then
-    mapfile -t files < <(find src tools examples bench fuzz tests \
+    mapfile -t files < <(find src tools examples bench fuzz scripts tests \
         -name '*.cpp' -o -name '*.h' -o -name '*.c' 2>/dev/null | sort)
 fi
 clang-format-14 --style=file:.clang-format --dry-run -Werror "${files[@]}"

@@ -607,4 +607,27 @@ class ZFC_API ZPropertiesCompanionDataException : public ZPropertiesInvalidDataE
     ZLCString reason_;
 };
 
+/// Reported, not thrown: a recovery copy of a configuration file, ".NAME.zsave", is left alone
+/// because it is damaged or nobody vouches for it (message 57), or was set aside because the file
+/// was edited since (message 58). propFile() is the copy, under its new name when it was set aside.
+class ZFC_API ZPropertiesRecoveryException : public ZPropertiesException {
+  public:
+    ZPropertiesRecoveryException(int number, char const* copy, char const* configFile,
+                                 char const* reason);
+    [[nodiscard]] ZObject* clone() const override {
+        return new ZPropertiesRecoveryException(*this);
+    }
+    void print() override;
+    void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
+
+    /// The file that the copy was made for.
+    [[nodiscard]] char const* configFile() const { return configFile_.getChars(); }
+    /// Why, in words.
+    [[nodiscard]] char const* reason() const { return reason_.getChars(); }
+
+  private:
+    ZLCString configFile_;
+    ZLCString reason_;
+};
+
 #endif

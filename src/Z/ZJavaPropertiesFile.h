@@ -86,6 +86,10 @@ class ZFC_API ZJavaPropertiesFile : public ZObject {
     /// is: "store()" with ESTALE. Else throws as load() and store() do.
     void updateFile(std::function<void(ZJavaPropertiesFile&)> const& edit,
                     unsigned int milliseconds);
+    /// Whether a store makes a recovery copy, ".NAME.zsave", from which one that is killed is
+    /// finished by whoever opens the file next; at first it does. Without, a store is faster, and a
+    /// kill inside of it may leave a part of the file old and a part new.
+    void setRecoveryCopy(bool isMade);
     /// Without pairs and comments, and the next store() may overwrite whatever the file holds.
     void clear();
 

@@ -64,7 +64,7 @@ class ZFC_API ZMessageService {
 class ZFC_API ZDefaultMessageService : public ZObject, public ZMessageService {
   public:
     /// Message numbers lie below this; numbers 0 and 23 have no text.
-    static constexpr int NUM_MSGS = 57;
+    static constexpr int NUM_MSGS = 59;
 
     // in slot order: do not sort
     [[nodiscard]] ZObject* clone() const override;

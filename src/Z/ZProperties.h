@@ -32,6 +32,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <string_view>
 #include <type_traits>
 
 #include "Z/ZLCString.h"
@@ -48,8 +49,10 @@ class ZUTF8ConstString;
 class ZUTF8String;
 
 namespace zfc::config {
+class FileSource;
 class Notices;
-}
+class StoredValues;
+}  // namespace zfc::config
 namespace zfc::platform {
 class LockedFile;
 class Patience;
@@ -388,7 +391,7 @@ class ZFC_API ZProperties : public ZAbstractProperties,
                                   zfc::platform::Patience& patience) ZREQUIRES(propLock);
     void updateHeld(FileEdit const& edit, unsigned int milliseconds, char const* file)
         ZREQUIRES(propLock);
-    void readAgain(char const* file, zfc::platform::LockedFile& source) ZREQUIRES(propLock);
+    void readAgain(char const* file, zfc::config::FileSource& source) ZREQUIRES(propLock);
     void runEdit(FileEdit const& edit) ZREQUIRES(propLock);
 
     /// The last value of a key; null text when there is none.
@@ -405,18 +408,21 @@ class ZFC_API ZProperties : public ZAbstractProperties,
 
     [[nodiscard]] ZLCString resolved(char const* file) const ZREQUIRES(propLock);
     void loadFrom(ZLCString const& file, Values values) ZREQUIRES(propLock);
-    void readFrom(char const* file, zfc::platform::LockedFile& source, Values values)
+    void readFrom(char const* file, zfc::config::FileSource& source, Values values)
         ZREQUIRES(propLock);
-    void readValues(char const* file, zfc::platform::LockedFile& source) ZREQUIRES(propLock);
-    void readAnew(char const* file, zfc::platform::LockedFile& source, Values values)
+    void readValues(char const* file, zfc::config::FileSource& source) ZREQUIRES(propLock);
+    void readAnew(char const* file, zfc::config::FileSource& source, Values values)
         ZREQUIRES(propLock);
-    void readAside(char const* file, zfc::platform::LockedFile& source, bool comesBack)
+    void readAside(char const* file, zfc::config::FileSource& source, bool comesBack)
         ZREQUIRES(propLock);
     [[nodiscard]] std::unique_ptr<ZPCategoryBasedCache> emptyCache() ZREQUIRES(propLock);
     void leaveOwnFile(char const* file) ZREQUIRES(propLock);
-    void readCompanion(char const* file) ZREQUIRES(propLock);
-    void settleCompanion(char const* name, char const* file) ZREQUIRES(propLock);
+    void readCompanion(char const* file, zfc::config::FileSource const& source) ZREQUIRES(propLock);
+    [[nodiscard]] ZLCString droppedCompanion(char const* name, char const* file) const
+        ZREQUIRES(propLock);
     void storeTo(ZLCString const& name, zfc::platform::LockedFile* held) ZREQUIRES(propLock);
+    void storeInto(zfc::platform::LockedFile& target, zfc::config::StoredValues& stored,
+                   std::string_view image, std::string_view companionImage) ZREQUIRES(propLock);
     void settle(char const* file, zfc::platform::Status const& status) ZREQUIRES(propLock);
     void refresh(int forceReload);
     [[nodiscard]] bool isOutdated(int forceReload) const ZREQUIRES(propLock);

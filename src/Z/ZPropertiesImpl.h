@@ -140,6 +140,9 @@ class ZFC_API ZPCache : public ZObject {
     };
     /// Attribute bit: comments and blank lines that are read are kept.
     static constexpr unsigned long keepComments = 1;
+    /// Attribute bit: a store makes no recovery copy. It is faster, and a process that is killed
+    /// inside of it may leave a part of the file old and a part new.
+    static constexpr unsigned long noRecoveryCopy = 2;
     /// Attribute bit: a reload that fails leaves the values as they were.
     static constexpr unsigned long keepLastGood = 4;
     /// Attribute bit: the attribute data points to an `unsigned long`, read at once: how many bytes

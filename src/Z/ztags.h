@@ -146,6 +146,7 @@
 #define ZPropertiesKVList ZFC_TAGGED(ZPropertiesKVList)
 #define ZPropertiesMissingPropertyException ZFC_TAGGED(ZPropertiesMissingPropertyException)
 #define ZPropertiesMutableInterface ZFC_TAGGED(ZPropertiesMutableInterface)
+#define ZPropertiesRecoveryException ZFC_TAGGED(ZPropertiesRecoveryException)
 #define ZPropertyChanged ZFC_TAGGED(ZPropertyChanged)
 #define ZPropertyValuesIteratorInterface ZFC_TAGGED(ZPropertyValuesIteratorInterface)
 #define ZPropLine ZFC_TAGGED(ZPropLine)

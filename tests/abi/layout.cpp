@@ -58,6 +58,7 @@ static_assert(haveSize<20 + 2 * text + 4, ZPropertiesIOException, ZPropertiesInv
                        ZSharedLibraryException>);
 static_assert(haveSize<20 + 4 * text + 4, ZPropertiesCompanionDataException>);
 static_assert(haveSize<20 + 4 * text + 8, ZPropertiesCompanionIOException>);
+static_assert(haveSize<20 + 3 * text, ZPropertiesRecoveryException>);
 static_assert(haveSize<20 + 2 * text, ZCodesetException>);
 static_assert(
     haveSize<20 + 3 * text + 4, ZSharedLibraryLoadException, ZSharedLibraryResolveException>);

@@ -11,6 +11,7 @@
 
 #include "support/faults.h"
 #include "support/properties.h"
+#include "support/reports.h"
 
 WRAP_VARIADIC(open64, char const*, mode_t)
 WRAP_VARIADIC(fcntl64, int, void*)
@@ -52,6 +53,14 @@ struct Scene {
     [[nodiscard]] std::string secret() const { return valueIn(file.path(), "s", "secret"); }
 };
 
+/// All values.
+std::string generation(ZStanzaFileProperties const& properties) {
+    std::string values;
+    for (char const* const key : {"k", "long", "secret"})
+        values += valueOf(properties, "s", key) + ";";
+    return values;
+}
+
 using Edit = void (*)(ZStanzaFileProperties&);
 
 void grow(ZStanzaFileProperties& properties) {
@@ -73,10 +82,13 @@ std::string failureUnder(Fault const& planned, Body body) {
     return failure;
 }
 
-/// Lets every call of `attempt` on a scene fail, one in each scene; the number of calls.
+/// Lets every call of `attempt` on a scene fail, one in each scene, or `count` from there on; the
+/// number of calls.
 template <class Attempt>
-int failInScenes(Attempt attempt) {
-    return failEverywhere(everyCall, EIO, [&](Fault const& planned) {
+int failInScenes(Attempt attempt, long count = 1) {
+    Reports const dropped;
+    return failEverywhere(everyCall, EIO, [&](Fault planned) {
+        planned.count = count;
         SCOPED_TRACE(std::string(planned.function) + " number " + std::to_string(planned.first));
         Scene scene;
         int const descriptors = openDescriptors();
@@ -116,6 +128,27 @@ TEST(PropertiesFailureTest, aStoreOrUpdateThatFailsOnceAnywhereLosesNothing) {
             failOnceAnywhere(edit, updates);
 }
 
+TEST(PropertiesFailureTest, whatFailsFromThereOnLeavesTheOldOrTheNewFiles) {
+    for (Edit const edit : {grow, shrink, forgetSecret}) {
+        int const places = failInScenes(
+            [&](Scene& scene, auto, auto fails) {
+                ZStanzaFileProperties& properties = scene.properties;
+                std::string const before = generation(properties);
+                edit(properties);
+                bool const failed = fails([&] { properties.store(); });
+                EXPECT_EQ(properties.isModified(), failed);
+                std::string const after = generation(properties);
+                std::string const found =
+                    generation(ZStanzaFileProperties(scene.file.path().c_str(), 1));
+                EXPECT_TRUE(found == after || (failed && found == before)) << found;
+                properties.store();
+                EXPECT_EQ(generation(ZStanzaFileProperties(scene.file.path().c_str(), 1)), after);
+            },
+            everyone);
+        EXPECT_GT(places, 10);
+    }
+}
+
 TEST(PropertiesFailureTest, aStoreToANewNameThatFailsLeavesNoFiles) {
     int const places = failInScenes([](Scene& scene, auto call, auto fails) {
         ZStanzaFileProperties fresh(1);
@@ -147,27 +180,25 @@ TEST(PropertiesFailureTest, whatFailsForLongLosesNothing) {
     struct {
         Fault fault;
         Edit edit;
-        char const* api;  // of the companion; null: the store succeeds
+        char const* api;  // null: the store succeeds
+        char const* file = "settings.obf";
     } const rows[] = {
         {{"fallocate64", 1, ENOSPC, everyone}, grow, "fallocate()"},
-        // A disk that reserves nothing runs full before old bytes are touched, and still is when
-        // they are to be put back.
-        {{"pwrite64", 1, ENOSPC, everyone}, grow, "write()"},
+        // A disk that reserves nothing runs full before old bytes are touched.
+        {{"pwrite64", 1, ENOSPC, everyone}, grow, "write()", ".settings.zsave"},
         {{"fallocate64", 1, EOPNOTSUPP, everyone}, grow, nullptr},
         {{"fsync", 1, EINVAL, everyone}, grow, nullptr},  // there is nothing to flush to
         // An older kernel, where classic locks serve.
         {{"fcntl64", 1, EINVAL}, shrink, nullptr},
-        // What cannot be put back is kept in memory.
-        {{"pwrite64", 2, EIO, everyone}, shrink, "write()"},
     };
-    for (auto const& [planned, edit, api] : rows) {
+    for (auto const& [planned, edit, api, file] : rows) {
         SCOPED_TRACE(std::string(planned.function) + " " + std::to_string(planned.error));
         Scene scene;
         std::string const before = scene.state();
         edit(scene.properties);
         std::string const failure = failureUnder(planned, [&] { scene.properties.store(); });
         EXPECT_GE(fault.seen, planned.first + (api == nullptr ? 1 : 0));
-        EXPECT_EQ(failure, api ? ioText(scene.file.companion(), api, planned.error) : "");
+        EXPECT_EQ(failure, api ? ioText(scene.file.beside(file), api, planned.error) : "");
         EXPECT_EQ(scene.properties.isModified(), api != nullptr);
         if (edit == grow) {
             EXPECT_EQ(scene.state() == before, api != nullptr);

@@ -37,7 +37,7 @@ void expect(unsigned long number, std::string const& text, Args... args) {
         auto& cloned = dynamic_cast<ZException&>(*copy);
         EXPECT_TRUE(typeid(thrown) == typeid(E) && typeid(cloned) == typeid(E)) << name;
         EXPECT_EQ("Exception: " + name + "\n File: \"src/Z/ZSample\" 7\n Error: " +
-                      std::to_string(number) + "\n Thread: #\nNUM_MSGS = 57\n" + text,
+                      std::to_string(number) + "\n Thread: #\nNUM_MSGS = 59\n" + text,
                   errorOutputOf([&] { cloned.dumpException(); }));
     }
 }
@@ -109,6 +109,9 @@ TEST(ExceptionTree, PrintsItsTextAndClonesAndThrowsAsItself) {
     expect<ZPropertiesCompanionDataException>(
         56, "The companion file c of the configuration file f is damaged: it is cut off.", "c", "f",
         "it is cut off");
+    expect<ZPropertiesRecoveryException>(
+        57, "The recovery copy c of the configuration file f is ignored: Why.", 57, "c", "f",
+        "Why");
     // Numbers that callers choose: a report shows no insert that was not passed, and a
     // mismatched one in its own kind.
     expect<ZThreadException>(
@@ -171,7 +174,7 @@ TEST(ObjectRoot, ExhaustionIsAnExceptionFromAFixedPlace) {
 
 constexpr char report[] =
     "Exception: ZThreadException\n File: \"src/Z/ZThread\" 12\n Error: 17\n Thread: #\n"
-    "NUM_MSGS = 57\nUnexpected error from pthread_create().  rc = 11.";
+    "NUM_MSGS = 59\nUnexpected error from pthread_create().  rc = 11.";
 
 void dumpReport() {
     ZThreadException e(17, 11);

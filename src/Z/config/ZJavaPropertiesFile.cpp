@@ -6,15 +6,17 @@
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
+#include "Z/config/file_store.h"
 #include "Z/config/java_document.h"
+#include "Z/config/recovery.h"
 #include "Z/containers/members.h"
 #include "Z/platform/locked_file.h"
-#include "Z/platform/rewrite.h"
 #include "Z/utility/cancellation_off.h"
 
 namespace {
 
 using zfc::cache::isEmpty;
+using zfc::config::FileSource;
 using zfc::java::Document;
 using zfc::java::Kind;
 using zfc::java::Lines;
@@ -50,30 +52,6 @@ ZUTF8String stringOf(std::string_view utf8) {
     zraise(ZPropertiesIOException(path, operation, error), sourceName, __LINE__);
 }
 
-String readImage(char const* path, LockedFile const& source) {
-    constexpr std::size_t step = 65536;
-    String image;
-    std::size_t have = 0;
-    for (ssize_t got = 1; got > 0; have += static_cast<std::size_t>(got)) {
-        image.resize(have + step);
-        auto const at = static_cast<off_t>(have);
-        got = zfc::platform::uninterrupted(
-            [&] { return pread(source.descriptor(), &image[have], step, at); });
-        if (got < 0) failIO(path, "fread()", errno);
-    }
-    image.resize(have);
-    return image;
-}
-
-void saveImage(char const* path, LockedFile& target, std::string_view image) {
-    zfc::platform::Rewrite rewrite(path, target.descriptor(), image);
-    rewrite.apply();
-    // A file that was empty may have been made just now.
-    if (target.status().size == 0) zfc::platform::flushDirectory(path);
-    rewrite.keep();
-    target.keep();
-}
-
 bool isMissing(ZException const& e) {
     auto const* const io = dynamic_cast<ZPropertiesIOException const*>(&e);
     return io != nullptr && io->excerrno() == ENOENT;
@@ -107,7 +85,7 @@ struct ZJavaPropertiesFile::State : public ZObject {
     void requireRead() const;
 
     [[nodiscard]] bool isOurs(std::string_view bytes) const { return overwrites || bytes == image; }
-    void refresh(LockedFile const& file);
+    void refresh(FileSource const& file);
     /// Runs an edit that changes nothing when it throws.
     template <class Edit>
     void editing(Edit edit);
@@ -116,8 +94,9 @@ struct ZJavaPropertiesFile::State : public ZObject {
     ZLCString path;
     zfc::java::Encoding encoding;
     Document document{encoding};
-    String image;                         // what the file held when it was read or written last
-    bool wasRead = false;                 // or written
+    String image;          // what the file held when it was read or written last
+    bool wasRead = false;  // or written
+    bool makesRecoveryCopy = true;
     bool overwrites = false;              // whatever the file holds, that is
     bool isHalfRead = false;              // the file must not be written
     std::unique_ptr<ZException> failure;  // of that reading; null: it could not be kept
@@ -182,13 +161,13 @@ void ZJavaPropertiesFile::State::requireRead() const {
 void ZJavaPropertiesFile::load() {
     ZCancellationOff const wholeFiles;
     char const* const path = state->path.getChars();
-    state->reading([&] { state->take(readImage(path, LockedFile(path, Purpose::load))); });
+    state->reading([&] { state->take(FileSource(path).image()); });
 }
 
 void ZJavaPropertiesFile::check(FaultyLines& lines) const {
     ZCancellationOff const wholeFiles;
     char const* const path = state->path.getChars();
-    String const image = readImage(path, LockedFile(path, Purpose::load));
+    String const image = FileSource(path).image();
     Lines walk(image, state->encoding);
     while (walk.next()) {
         if (walk.fault() == zfc::java::Fault::none) continue;
@@ -200,8 +179,8 @@ void ZJavaPropertiesFile::check(FaultyLines& lines) const {
 // ---------------------------------------------------------------------------------------- writing
 
 /// Reads the file when it is another one, which edits that are not stored must not get into.
-void ZJavaPropertiesFile::State::refresh(LockedFile const& file) {
-    String bytes = readImage(path.getChars(), file);
+void ZJavaPropertiesFile::State::refresh(FileSource const& file) {
+    String bytes = file.image();
     if (isOurs(bytes) && !isHalfRead) return;
     if (document.image() != image) failIO(path.getChars(), "store()", ESTALE);
     reading([&] { take(std::move(bytes)); });
@@ -221,7 +200,9 @@ void ZJavaPropertiesFile::State::editing(Edit edit) {
 }
 
 void ZJavaPropertiesFile::State::save(LockedFile& target, String bytes) {
-    saveImage(path.getChars(), target, bytes);
+    zfc::config::StorePlan plan{path.getChars(), bytes};
+    plan.makesCopy = makesRecoveryCopy;
+    zfc::config::FileStore(plan, target).write();
     image.swap(bytes);
     wasRead = true;
     overwrites = false;
@@ -234,7 +215,7 @@ void ZJavaPropertiesFile::store() {
     // Before the file is opened: what cannot be written must not leave a new, empty one.
     String image = state->document.image();
     LockedFile target(path, Purpose::store);
-    String const found = readImage(path, target);
+    String const found = FileSource(path, target).image();
     if (!found.empty() && !state->isOurs(found))
         failIO(path, "store()", state->wasRead ? ESTALE : EEXIST);
     state->save(target, std::move(image));
@@ -245,11 +226,13 @@ void ZJavaPropertiesFile::updateFile(std::function<void(ZJavaPropertiesFile&)> c
     ZCancellationOff const wholeFiles;
     zfc::platform::Patience patience(milliseconds);
     LockedFile target(state->path.getChars(), patience);
-    state->refresh(target);
+    state->refresh(FileSource(state->path.getChars(), target));
     state->editing([&] { edit(*this); });
     String image = state->document.image();
     if (image != state->image || state->overwrites) state->save(target, std::move(image));
 }
+
+void ZJavaPropertiesFile::setRecoveryCopy(bool isMade) { state->makesRecoveryCopy = isMade; }
 
 void ZJavaPropertiesFile::clear() {
     state->document = Document(state->encoding);

@@ -86,13 +86,6 @@ std::optional<String> firstBytes(Opened const& opened, std::uint64_t most) {
     return status && otherStatus && status->identity == otherStatus->identity;
 }
 
-/// The mapping of a name that is one of several would not end with its removal.
-[[nodiscard]] bool hasOneLink(Descriptor const& file) {
-    // As statusOf(): stat(2) in 32 bits fails for some files.
-    struct statx raw {};
-    return statx(file.get(), "", AT_EMPTY_PATH, STATX_NLINK, &raw) == 0 && raw.stx_nlink == 1;
-}
-
 // ------------------------------------------------------------------------------------------ names
 
 /// The name that the values themselves give, without the blanks that a reader takes off.
@@ -267,7 +260,7 @@ bool mayTakeOver(char const* companion, char const* file) {
         !owner.isEmpty() && (isSameFile(owner.getChars(), file) || ownCompanion(file) == companion);
     if (!isOwn) return false;
     auto const opened = openRegular(companion, O_NOFOLLOW);
-    if (!opened || !hasOneLink(opened->file)) return false;
+    if (!opened || opened->status.links != 1) return false;
     auto const bytes = firstBytes(*opened, beginning);
     return bytes && beginsLikeCompanion(*bytes);
 }
@@ -306,10 +299,16 @@ ZPCategoryBasedCache& StoredValues::changeable() {
 
 // ----------------------------------------------------------------------------------------- reading
 
-void readCompanionInto(ZPCategoryBasedCache& cache, char const* companion, char const* file) {
+void readCompanionInto(ZPCategoryBasedCache& cache, char const* companion, char const* file,
+                       std::optional<std::string_view> recovered) {
     Source const source{companion, file};
     ZBuffer bytes;
-    source.readInto(bytes, cache.getCompanionLimit());
+    if (recovered) {
+        bytes.setLength(static_cast<unsigned long>(recovered->size()));
+        std::copy(recovered->begin(), recovered->end(), static_cast<char*>(bytes.getBuffer()));
+    } else {
+        source.readInto(bytes, cache.getCompanionLimit());
+    }
     try {
         cache.be_read_obfuscated(bytes);
     } catch (ZPropertiesInvalidDataException const&) {

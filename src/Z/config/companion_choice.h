@@ -6,6 +6,8 @@
 #define Z_CONFIG_COMPANION_CHOICE_H
 
 #include <memory>
+#include <optional>
+#include <string_view>
 #include <utility>
 
 #include "Z/ZLCString.h"
@@ -58,8 +60,10 @@ class StoredValues {
 /// Adds the values of the companion that `file` names to the cache. Raises
 /// ZPropertiesCompanionIOException (message 55) with "mapFile()" when it cannot be read or is
 /// empty, and ZPropertiesCompanionDataException (message 56) when it is damaged or larger than the
-/// cache's getCompanionLimit(); nothing is added then. Never waits.
-void readCompanionInto(ZPCategoryBasedCache& cache, char const* companion, char const* file);
+/// cache's getCompanionLimit(); nothing is added then. Never waits. `recovered` is what the
+/// companion holds when its last store is finished; nothing: what it holds now.
+void readCompanionInto(ZPCategoryBasedCache& cache, char const* companion, char const* file,
+                       std::optional<std::string_view> recovered);
 
 }  // namespace zfc::config
 

@@ -11,80 +11,126 @@
 namespace zfc::config {
 namespace {
 
+using zfc::platform::ChangedRange;
+using zfc::platform::Descriptor;
 using zfc::platform::Status;
 
 constexpr char sourceName[] = "src/Z/ZProperties";
 
 // A link would lead the owner's rights to somebody else's file, a pipe would hold us.
-constexpr int openFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+constexpr int openFlags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+constexpr mode_t everything = S_IRWXU | S_IRWXG | S_IRWXO;
 
-}  // namespace
-
-// ----------------------------------------------------------------------------- removing
-
-void removeCompanion(char const* path) {
-    if (zfc::platform::isLinkOrSpecial(path))
-        zraise(ZPropertiesIOException(path, "unlink()", EINVAL), sourceName, __LINE__);
-    if (unlink(path) != 0 && errno != ENOENT)
-        zraise(ZPropertiesIOException(path, "unlink()", errno), sourceName, __LINE__);
-}
-
-// --------------------------------------------------------------------------------------- writing
-
-CompanionFile::CompanionFile(char const* companionPath, char const* mainFile, bool isKnown)
-    : path(companionPath) {
-    if (isKnown || mayTakeOver(path, mainFile)) open();
-    if (!file.isOpen()) create();
-}
-
-CompanionFile::~CompanionFile() {
-    if (isNew) ::unlink(path);
-}
-
-void CompanionFile::write(std::string_view image, Status const& mainFile) {
-    rewrite.emplace(path, file.get(), image);
-    rewrite->apply();
-    giveTo(mainFile);
-    if (isNew) zfc::platform::flushDirectory(path);
-}
-
-void CompanionFile::keep() noexcept {
-    rewrite->keep();
-    isNew = false;
-}
-
-void CompanionFile::open() {
-    file = zfc::platform::openFile(path, openFlags);
-    // Removed behind our back: the caller makes it again.
-    if (!file.isOpen() && errno == ENOENT) return;
-    if (!file.isOpen()) refuse(errno);
-    // The open file is asked: its name may be another one's by now.
-    auto const status = zfc::platform::statusOf(file.get());
-    if (!status) refuse(errno);
-    if (!status->isRegular()) refuse(EINVAL);
-}
-
-void CompanionFile::create() {
-    // For the owner alone, until giveTo() knows who may read the main file.
-    file = zfc::platform::openFile(path, openFlags | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
-    if (!file.isOpen()) refuse(errno);
-    isNew = true;
-}
-
-void CompanionFile::refuse(int error) const {
-    zraise(ZPropertiesIOException(path, "fopen(w)", error), sourceName, __LINE__);
+[[noreturn]] void refuse(char const* path, char const* operation, int error) {
+    zraise(ZPropertiesIOException(path, operation, error), sourceName, __LINE__);
 }
 
 /// Owner, group and permissions of the main file, as far as this process may; where the group
 /// cannot be given, the permissions meant for it are not given to another one.
-void CompanionFile::giveTo(Status const& mainFile) const {
-    mode_t permissions = mainFile.mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+void giveTo(Descriptor const& file, Status const& mainFile) {
+    mode_t permissions = mainFile.mode & everything;
     // Only the superuser gives a file to another owner; to a group of his own anybody may.
     bool const isGiven = fchown(file.get(), mainFile.owner, mainFile.group) == 0 ||
                          fchown(file.get(), static_cast<uid_t>(-1), mainFile.group) == 0;
     if (!isGiven) permissions &= ~static_cast<mode_t>(S_IRWXG);
     // Last: the group that a new file is made with gets no permission meant for another.
     static_cast<void>(fchmod(file.get(), permissions));
+}
+
+}  // namespace
+
+Descriptor openCompanion(char const* path, Access access) {
+    bool const writes = access == Access::write;
+    char const* const operation = writes ? "fopen(w)" : "fopen(r)";
+    Descriptor file = zfc::platform::openFile(path, openFlags | (writes ? O_RDWR : O_RDONLY));
+    if (!file.isOpen() && (errno == ENOENT || errno == ENOTDIR)) return file;
+    if (!file.isOpen()) refuse(path, operation, errno);
+    // The open file is asked: its name may be another one's by now.
+    auto const status = zfc::platform::statusOf(file.get());
+    if (!status) refuse(path, operation, errno);
+    if (!status->isRegular()) refuse(path, operation, EINVAL);
+    return file;
+}
+
+Descriptor createCompanion(char const* path, Status const& mainFile) {
+    // For the owner alone, until it is clear who may read it: permissions first, bytes last.
+    constexpr int flags = openFlags | O_RDWR | O_CREAT | O_EXCL;
+    Descriptor file = zfc::platform::openFile(path, flags, S_IRUSR | S_IWUSR);
+    if (!file.isOpen()) refuse(path, "fopen(w)", errno);
+    giveTo(file, mainFile);
+    return file;
+}
+
+void removeCompanion(char const* path) {
+    if (zfc::platform::isLinkOrSpecial(path)) refuse(path, "unlink()", EINVAL);
+    if (unlink(path) != 0 && errno != ENOENT && errno != ENOTDIR) refuse(path, "unlink()", errno);
+}
+
+// ----------------------------------------------------------------------------------- CompanionFile
+
+CompanionFile::CompanionFile(char const* companionPath, char const* mainFile, bool isKnown,
+                             std::string_view newImage)
+    : path(companionPath), image(newImage) {
+    // Removed behind our back: it is made again.
+    if (isKnown || mayTakeOver(path, mainFile)) file = openCompanion(path, Access::write);
+    if (file.isOpen()) {
+        found = zfc::platform::statusOf(file.get());
+        if (!found) refuse(path, "fopen(w)", errno);
+        rewrite.emplace(path, file.get(), image);
+    } else if (zfc::platform::statusOf(path) || zfc::platform::isLinkOrSpecial(path)) {
+        refuse(path, "fopen(w)", EEXIST);
+    }
+}
+
+CompanionFile::~CompanionFile() { static_cast<void>(undo()); }
+
+std::string_view CompanionFile::oldBytes() const {
+    return rewrite ? rewrite->oldBytes() : std::string_view();
+}
+
+ChangedRange CompanionFile::range() const {
+    if (rewrite) return rewrite->range();
+    ChangedRange whole;
+    whole.newSize = image.size();
+    whole.after = image;
+    return whole;
+}
+
+void CompanionFile::prepare() {
+    if (rewrite) rewrite->prepare();
+}
+
+void CompanionFile::apply(Status const& mainFile) {
+    if (!rewrite) {
+        file = createCompanion(path, mainFile);
+        isMade = true;
+        rewrite.emplace(path, file.get(), image);
+        rewrite->prepare();
+    } else {
+        narrow(mainFile);
+    }
+    rewrite->apply();
+    if (isMade) zfc::platform::flushDirectory(path);
+}
+
+void CompanionFile::narrow(Status const& mainFile) const {
+    mode_t const permissions = found->mode & everything;
+    if ((permissions & ~mainFile.mode) == 0) return;
+    if (fchmod(file.get(), permissions & mainFile.mode) != 0) refuse(path, "fchmod()", errno);
+}
+
+void CompanionFile::keep() noexcept {
+    if (rewrite) rewrite->keep();
+    isMade = false;
+}
+
+bool CompanionFile::undo() noexcept {
+    if (!isMade) return !rewrite || rewrite->undo();
+    isMade = false;
+    rewrite.reset();
+    bool const isGone = unlink(path) == 0 || errno == ENOENT;
+    zfc::platform::flushDirectory(path);
+    return isGone;
 }
 
 }  // namespace zfc::config

@@ -1,6 +1,6 @@
 /// The companion file of a stanza file, which holds its obfuscated values, as it is written and
 /// removed. Which file it is is said in companion_choice.h, what its bytes mean in
-/// companion_format.h.
+/// companion_format.h. Failures are ZPropertiesIOException (message 43) with the companion's name.
 #ifndef Z_CONFIG_COMPANION_FILE_H
 #define Z_CONFIG_COMPANION_FILE_H
 
@@ -12,37 +12,61 @@
 
 namespace zfc::config {
 
-/// Removes the file; one that is gone already is no failure. Raises ZPropertiesIOException (message
-/// 43) with "unlink()", for a link and for what is no regular file too.
+enum class Access { read, write };
+
+/// Opens a companion that is there; not open when there is none. "fopen(r)" or "fopen(w)", for a
+/// link and for what is no regular file too.
+[[nodiscard]] zfc::platform::Descriptor openCompanion(char const* path, Access access);
+
+/// Makes a companion, empty, with the main file's owner, group and permissions as far as this
+/// process may give them; what is not given to another group is not given to its own. "fopen(w)".
+[[nodiscard]] zfc::platform::Descriptor createCompanion(char const* path,
+                                                        zfc::platform::Status const& mainFile);
+
+/// Removes the file; one that is gone already is no failure. "unlink()", for a link and for what is
+/// no regular file too.
 void removeCompanion(char const* path);
 
-/// A companion file that is written: open, and until keep() is called put back by the destructor,
-/// which removes a new one.
+/// A companion file that a store writes. Until keep() is called, the destructor puts it back, and
+/// removes a new one.
 class CompanionFile {
   public:
-    /// One that the object knows is opened, or made when it is gone; any other must not exist, or
-    /// be one that a killed store of `file` left: nobody's file is overwritten because of its name.
-    /// Raises ZPropertiesIOException (message 43) with "fopen(w)". The path is used until the end.
-    CompanionFile(char const* companionPath, char const* file, bool isKnown);
+    /// One that the object knows is opened, and made with apply() when it is gone; any other must
+    /// not exist, or be one that a killed store of `file` left: nobody's file is overwritten
+    /// because of its name. "fopen(w)". Path and image are used until the end.
+    CompanionFile(char const* companionPath, char const* file, bool isKnown,
+                  std::string_view newImage);
     ~CompanionFile();
     CompanionFile(CompanionFile const&) = delete;
     CompanionFile& operator=(CompanionFile const&) = delete;
 
-    /// Makes the file hold `image`, flushed to the device, and gives it to whom the main file
-    /// belongs. Raises what Rewrite::apply() does. The image is used until the end.
-    void write(std::string_view image, zfc::platform::Status const& mainFile);
+    [[nodiscard]] char const* name() const { return path; }
+    /// Whether it is not there before apply().
+    [[nodiscard]] bool isNew() const { return !found; }
+    /// What it is before apply(), when it is there.
+    [[nodiscard]] std::optional<zfc::platform::Status> const& status() const { return found; }
+    [[nodiscard]] std::string_view oldBytes() const;
+    [[nodiscard]] zfc::platform::ChangedRange range() const;
+
+    /// What Rewrite::prepare() is, for one that is there.
+    void prepare();
+    /// Makes the file hold the image, flushed to the device. One that is there gets no wider than
+    /// the main file first ("fchmod()") and keeps its owner. Else raises what Rewrite::apply()
+    /// does.
+    void apply(zfc::platform::Status const& mainFile);
     void keep() noexcept;
+    /// Puts back what apply() changed; false when that fails.
+    [[nodiscard]] bool undo() noexcept;
 
   private:
-    void open();
-    void create();
-    [[noreturn]] void refuse(int error) const;
-    void giveTo(zfc::platform::Status const& mainFile) const;
+    void narrow(zfc::platform::Status const& mainFile) const;
 
     char const* path;
+    std::string_view image;
     zfc::platform::Descriptor file;
-    bool isNew = false;                             // made here, and to be removed
-    std::optional<zfc::platform::Rewrite> rewrite;  // none before write()
+    std::optional<zfc::platform::Status> found;
+    bool isMade = false;                            // here, and to be removed
+    std::optional<zfc::platform::Rewrite> rewrite;  // none for one that is not there yet
 };
 
 }  // namespace zfc::config

@@ -5,16 +5,12 @@
 #include "Z/config/companion_choice.h"
 #include "Z/config/file_history.h"
 #include "Z/config/properties_edit.h"
-#include "Z/platform/locked_file.h"
+#include "Z/config/recovery.h"
 #include "Z/utility/undo.h"
 
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZProperties";
-
-[[nodiscard]] zfc::platform::LockedFile openForLoading(char const* path) {
-    return {path, zfc::platform::Purpose::load};
-}
 
 }  // namespace
 
@@ -64,7 +60,7 @@ void ZProperties::loadFrom(ZLCString const& file, Values values) {
     if (fileName.isEmpty()) fileName = file;
     history->beginReading(path);
     try {
-        zfc::platform::LockedFile source = openForLoading(path);
+        zfc::config::FileSource source(path);
         readFrom(path, source, values);
     } catch (ZException const& cause) {
         history->failReading(path, cause);
@@ -72,7 +68,7 @@ void ZProperties::loadFrom(ZLCString const& file, Values values) {
     }
 }
 
-void ZProperties::readFrom(char const* file, zfc::platform::LockedFile& source, Values values) {
+void ZProperties::readFrom(char const* file, zfc::config::FileSource& source, Values values) {
     // Of the time when the lock was had: what others store later has a time that differs.
     zfc::platform::Status const status = source.status();
     history->identify(file, status.identity);
@@ -91,16 +87,16 @@ void ZProperties::readFrom(char const* file, zfc::platform::LockedFile& source, 
     history->stamp.isAlone &= isAlone;
 }
 
-void ZProperties::readValues(char const* file, zfc::platform::LockedFile& source) {
+void ZProperties::readValues(char const* file, zfc::config::FileSource& source) {
     cache->be_read(file, source.stream());
     // Behind the file, which names it, and under its lock: no store by another process comes
     // between the two.
-    readCompanion(file);
+    readCompanion(file, source);
     postLoad(file);
 }
 
 /// Reads in place of the values here, which come back when that fails and they are to be exchanged.
-void ZProperties::readAnew(char const* file, zfc::platform::LockedFile& source, Values values) {
+void ZProperties::readAnew(char const* file, zfc::config::FileSource& source, Values values) {
     bool const isAside = values == Values::exchanged;
     if (!isAside) leaveOwnFile(file);
     if (isAside || mayBeObserved()) return readAside(file, source, isAside);
@@ -110,7 +106,7 @@ void ZProperties::readAnew(char const* file, zfc::platform::LockedFile& source, 
     readValues(file, source);
 }
 
-void ZProperties::readAside(char const* file, zfc::platform::LockedFile& source, bool comesBack) {
+void ZProperties::readAside(char const* file, zfc::config::FileSource& source, bool comesBack) {
     auto before = emptyCache();
     ZLCString companion;
     ZLCString companionOwner;
@@ -153,12 +149,14 @@ void ZProperties::leaveOwnFile(char const* file) {
     history->leave(fileName.getChars());
 }
 
-void ZProperties::readCompanion(char const* file) {
-    ZLCString const name = zfc::config::companionToLoad(cache->getCompanionName(), file);
+void ZProperties::readCompanion(char const* file, zfc::config::FileSource const& source) {
+    ZLCString const named = cache->getCompanionName();
+    auto const recovered = source.companionBytes(named.getChars());
+    ZLCString const name = recovered ? named : zfc::config::companionToLoad(named.getChars(), file);
     // One that was decoded before must not give its values twice.
     if (name.isEmpty() || history->companion == name.getChars()) return;
     // Remembered last: a companion that could not be read is not ours to write.
-    zfc::config::readCompanionInto(*cache, name.getChars(), file);
+    zfc::config::readCompanionInto(*cache, name.getChars(), file, recovered);
     history->rememberCompanion(name.getChars(), file);
 }
 

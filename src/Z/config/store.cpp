@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -10,13 +11,13 @@
 #include "Z/config/companion_choice.h"
 #include "Z/config/companion_file.h"
 #include "Z/config/file_history.h"
+#include "Z/config/file_store.h"
+#include "Z/config/recovery.h"
 #include "Z/platform/locked_file.h"
-#include "Z/platform/rewrite.h"
 
 namespace {
 
 using zfc::config::CompanionFile;
-using zfc::platform::Rewrite;
 
 constexpr char sourceName[] = "src/Z/ZProperties";
 
@@ -53,24 +54,6 @@ std::string_view bytesOf(ZBuffer const& buffer) {
     return {static_cast<char const*>(buffer.getBuffer()), buffer.getLength()};
 }
 
-/// Both files, or neither; what the main file is then.
-///
-/// The companion is written first: the main file must never name values that are not on the device.
-/// Nothing is kept before both are written, since each destructor puts its own file back.
-zfc::platform::Status writeFiles(char const* path, zfc::platform::LockedFile& target,
-                                 std::string_view image, std::optional<CompanionFile>& companion,
-                                 std::string_view companionImage) {
-    if (companion) companion->write(companionImage, target.status());
-    Rewrite rewrite(path, target.descriptor(), image);
-    rewrite.apply();
-    if (target.status().size == 0) zfc::platform::flushDirectory(path);
-    rewrite.keep();
-    target.keep();
-    if (companion) companion->keep();
-    // Asked again, now that writing has changed it.
-    return zfc::platform::statusOf(target.descriptor()).value_or(target.status());
-}
-
 }  // namespace
 
 void ZProperties::store(char const* file) {
@@ -104,26 +87,45 @@ void ZProperties::storeTo(ZLCString const& name, zfc::platform::LockedFile* held
     zfc::platform::LockedFile& target =
         held != nullptr ? *held : opened.emplace(path, zfc::platform::Purpose::store);
     history->refuseHalfRead(path, target.status().identity);
-    // Under the main file's lock, which stands for both.
+    // What it did not come to belongs to this store's past.
+    if (held == nullptr) zfc::config::finishStore(path, target);
+    storeInto(target, stored, image.bytes(), bytesOf(companionImage));
+    if (fileName.isEmpty()) fileName = name;
+    // Somebody without a lock has put another file in place, which the caller of an update reads.
+    if (held == nullptr && target.isReplaced())
+        zraise(ZPropertiesIOException(path, "fcntl()", EAGAIN), sourceName, __LINE__);
+    settle(path, target.status());
+}
+
+/// Under the main file's lock, which stands for the companion too.
+void ZProperties::storeInto(zfc::platform::LockedFile& target, zfc::config::StoredValues& stored,
+                            std::string_view image, std::string_view companionImage) {
+    char const* const path = target.name();
+    char const* const companionName = stored.companionName().getChars();
     std::optional<CompanionFile> companion;
-    if (hasCompanion)
-        companion.emplace(companionName.getChars(), path,
-                          history->companion == companionName.getChars());
-    auto const status = writeFiles(path, target, image.bytes(), companion, bytesOf(companionImage));
+    if (*companionName != '\0')
+        companion.emplace(companionName, path, history->companion == companionName, companionImage);
+    ZLCString const dropped = droppedCompanion(companionName, path);
+
+    zfc::config::StorePlan plan{path, image};
+    plan.companion = companion ? &*companion : nullptr;
+    plan.dropped = dropped.getChars();
+    plan.makesCopy = (cache->getAttributes() & ZPCache::noRecoveryCopy) == 0;
+    zfc::config::FileStore files(plan, target);
+    files.write();
 
     if (auto changed = stored.takeChanged()) cache = std::move(changed);
     // May fail, with the file stored: so the object stays modified, and the next store tries again.
-    settleCompanion(companionName.getChars(), path);
-    if (fileName.isEmpty()) fileName = name;
-    settle(path, status);
+    if (!dropped.isEmpty()) zfc::config::removeCompanion(dropped.getChars());
+    if (companion) return history->rememberCompanion(companionName, path);
+    if (history->companionOwner == path) history->rememberCompanion("", "");
 }
 
-/// After both files are written: the one that is no longer named goes, unless another file may
-/// still name it.
-void ZProperties::settleCompanion(char const* name, char const* file) {
-    if (*name != '\0') return history->rememberCompanion(name, file);
-    if (history->companion.isEmpty() || !(history->companionOwner == file)) return;
-    if (!zfc::config::belongsToOther(history->companion.getChars(), file))
-        zfc::config::removeCompanion(history->companion.getChars());
-    history->rememberCompanion("", "");
+/// The companion that the file names no more once it names `name`, and that no other file may still
+/// name; empty: none.
+ZLCString ZProperties::droppedCompanion(char const* name, char const* file) const {
+    bool const isOurs = *name == '\0' && history->companionOwner == file;
+    if (!isOurs || history->companion.isEmpty()) return "";
+    if (zfc::config::belongsToOther(history->companion.getChars(), file)) return "";
+    return history->companion;
 }

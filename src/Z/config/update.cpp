@@ -7,6 +7,7 @@
 #include "Z/ZProperties.h"
 #include "Z/config/file_history.h"
 #include "Z/config/properties_edit.h"
+#include "Z/config/recovery.h"
 #include "Z/exceptions/report.h"
 #include "Z/platform/locked_file.h"
 #include "Z/utility/undo.h"
@@ -53,7 +54,8 @@ void ZProperties::updateHeld(FileEdit const& edit, unsigned int milliseconds, ch
 bool ZProperties::updateOnce(ZLCString const& name, FileEdit const& edit,
                              zfc::platform::Patience& patience) {
     zfc::platform::LockedFile target(name.getChars(), patience);
-    readAgain(name.getChars(), target);
+    zfc::config::FileSource source(name.getChars(), target);
+    readAgain(name.getChars(), source);
     auto before = zfc::config::copyOf(*cache);
     FileHistory& known = *history;
     std::size_t const told = known.notices.size();
@@ -73,8 +75,8 @@ bool ZProperties::updateOnce(ZLCString const& name, FileEdit const& edit,
 }
 
 /// Makes the object hold what the file holds. A file that was made just now gets what is here.
-void ZProperties::readAgain(char const* file, zfc::platform::LockedFile& source) {
-    if (source.isCreated()) return history->refuseHalfRead(file, {});
+void ZProperties::readAgain(char const* file, zfc::config::FileSource& source) {
+    if (source.isNew()) return history->refuseHalfRead(file, {});
     bool const isKnown = history->isCurrent(source.status()) && history->stamp.isAlone;
     if (isKnown && !history->isUnread(file)) return;
     history->beginReading(file);

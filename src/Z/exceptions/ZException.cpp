@@ -272,3 +272,12 @@ ZPropertiesCompanionDataException::ZPropertiesCompanionDataException(char const*
 void ZPropertiesCompanionDataException::print() {
     printinternal(this, propFile(), configFile(), reason());
 }
+
+ZPropertiesRecoveryException::ZPropertiesRecoveryException(int number, char const* copy,
+                                                           char const* propFile, char const* why)
+    : ZPropertiesException(number, "ZPropertiesRecoveryException", copy),
+      configFile_(propFile),
+      reason_(why) {}
+void ZPropertiesRecoveryException::print() {
+    printinternal(this, propFile(), configFile(), reason());
+}

@@ -90,6 +90,10 @@ constexpr Row rows[] = {
      "The companion file %s of the configuration file %s cannot be read: %s (code %d)."},
     {Message::companionDamaged,
      "The companion file %s of the configuration file %s is damaged: %s."},
+    {Message::recoveryCopyIgnored,
+     "The recovery copy %s of the configuration file %s is ignored: %s."},
+    {Message::recoveryCopySetAside,
+     "The recovery copy %s of the configuration file %s was not used: %s."},
 };
 
 constexpr bool areInOrder() {

@@ -67,6 +67,8 @@ enum class Message : int {
     javaParserFailed,
     companionAccessFailed,
     companionDamaged,
+    recoveryCopyIgnored,
+    recoveryCopySetAside,
 };
 
 /// What exceptions and reports carry.

@@ -39,6 +39,7 @@ constexpr std::size_t workingDirectorySize = 1024;
     Status status;
     status.identity = {makedev(raw.stx_dev_major, raw.stx_dev_minor), raw.stx_ino};
     status.size = raw.stx_size;
+    status.links = raw.stx_nlink;
     status.mode = raw.stx_mode;
     status.owner = raw.stx_uid;
     status.group = raw.stx_gid;
@@ -165,6 +166,10 @@ bool LockedFile::tryOpen(Purpose purpose, char const* api, Patience* patience) {
     if (isNamed()) return true;
     isNew = false;
     return false;
+}
+
+void LockedFile::examine() {
+    if (auto const now = statusOf(descriptor())) found = *now;
 }
 
 bool LockedFile::isNamed() const {

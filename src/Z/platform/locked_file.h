@@ -28,6 +28,7 @@ struct Identity {
 struct Status {
     Identity identity;
     unsigned long long size = 0;
+    unsigned int links = 0;
     mode_t mode = 0;  // type and permissions
     uid_t owner = 0;
     gid_t group = 0;
@@ -99,9 +100,13 @@ class LockedFile {
     [[nodiscard]] bool isNamed() const;
     /// Whether another file has its name by now.
     [[nodiscard]] bool isReplaced() const;
+    /// As it was given.
+    [[nodiscard]] char const* name() const { return path; }
     [[nodiscard]] int descriptor() const { return reading ? fileno(reading.get()) : file.get(); }
-    /// As it was when the lock was had.
+    /// As it was when the lock was had, or at the last examine().
     [[nodiscard]] Status const& status() const { return found; }
+    /// Takes the status anew, behind a change that was made under this lock.
+    void examine();
     /// The file as a stream to read, which lives and is locked as long as this. Asked for once.
     [[nodiscard]] FILE* stream();
     /// The file as a stream to read, which owns the descriptor from now on.

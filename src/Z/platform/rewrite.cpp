@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 
 #include "Z/ZException.h"
 #include "Z/platform/descriptor.h"
@@ -13,6 +15,7 @@ namespace zfc::platform {
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZProperties";
+constexpr std::size_t pageSize = 4096;  // of x86, and of its file systems
 
 /// 0, or the errno of the write that failed.
 [[nodiscard]] int writeAll(int fd, std::size_t offset, std::string_view bytes) {
@@ -41,87 +44,148 @@ constexpr char sourceName[] = "src/Z/ZProperties";
     return static_cast<ssize_t>(have);
 }
 
+/// How many bytes two texts have in common at their beginning.
+[[nodiscard]] std::size_t commonLength(std::string_view a, std::string_view b) {
+    std::size_t const most = std::min(a.size(), b.size());
+    std::size_t at = 0;
+    // memcmp() is several times faster than a loop over bytes, but tells no place.
+    while (at + pageSize <= most && std::memcmp(a.data() + at, b.data() + at, pageSize) == 0)
+        at += pageSize;
+    while (at < most && a[at] == b[at])
+        ++at;
+    return at;
+}
+
+/// The same at the end of texts of one length.
+[[nodiscard]] std::size_t commonTail(std::string_view a, std::string_view b) {
+    std::size_t left = a.size();
+    while (left >= pageSize &&
+           std::memcmp(a.data() + left - pageSize, b.data() + left - pageSize, pageSize) == 0)
+        left -= pageSize;
+    while (left > 0 && a[left - 1] == b[left - 1])
+        --left;
+    return a.size() - left;
+}
+
+[[nodiscard]] int setSize(int fd, std::size_t size) {
+    return uninterrupted([&] { return ftruncate(fd, static_cast<off_t>(size)); });
+}
+
+[[noreturn]] void refuse(char const* path, char const* operation, int error) {
+    zraise(ZPropertiesIOException(path, operation, error), sourceName, __LINE__);
+}
+
 }  // namespace
 
-Rewrite::Rewrite(char const* filePath, int descriptor, std::string_view newImage)
-    : path(filePath), fd(descriptor), image(newImage) {
+FilePages::FilePages(std::size_t offset, std::size_t size) : count(size) {
+    std::size_t const lead = offset % pageSize;
+    void* made = nullptr;
+    bool const fits = size <= SIZE_MAX - 2 * pageSize;
+    if (!fits || posix_memalign(&made, pageSize, lead + size + 1) != 0)
+        zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    block.reset(static_cast<char*>(made));
+    first = block.get() + lead;
+}
+
+FilePages readWhole(char const* path, int fd) {
     auto const status = statusOf(fd);
-    if (!status) zraise(ZPropertiesIOException(path, "fread()", errno), sourceName, __LINE__);
-    // What a buffer cannot hold could not be put back.
+    if (!status) refuse(path, "fread()", errno);
+    // Lengths of the library are 32 bits wide.
     if (status->size > static_cast<unsigned int>(-1))
         zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    auto const size = static_cast<std::size_t>(status->size);
-    old.setLength(size);
-    ssize_t const got = readAll(fd, static_cast<char*>(old.getBuffer()), size);
-    if (got < 0) zraise(ZPropertiesIOException(path, "fread()", errno), sourceName, __LINE__);
+    FilePages pages(0, static_cast<std::size_t>(status->size));
+    ssize_t const got = readAll(fd, pages.data(), pages.bytes().size());
+    if (got < 0) refuse(path, "fread()", errno);
     // Shorter than it was said to be: a lock does not hold those off that do not ask for it.
-    old.setLength(static_cast<unsigned long>(got));
+    pages.shorten(static_cast<std::size_t>(got));
+    return pages;
 }
 
-Rewrite::~Rewrite() {
-    if (stage != Stage::untouched) putBack();
+void writeRange(char const* path, int fd, ChangedRange const& range) {
+    if (int const error = writeAll(fd, range.start, range.after); error != 0)
+        refuse(path, "write()", error);
+    // Behind the line feeds that are there now: who reads without a lock meets the end of the old
+    // text at no time.
+    if (range.newSize < range.oldSize && setSize(fd, range.newSize) != 0)
+        refuse(path, "ftruncate()", errno);
+    // EINVAL: a file system that has nothing to flush to.
+    if (uninterrupted([&] { return fsync(fd); }) != 0 && errno != EINVAL)
+        refuse(path, "fsync()", errno);
 }
 
-std::string_view Rewrite::oldBytes() const {
-    if (old.getLength() == 0) return {};
-    return {static_cast<char const*>(old.getBuffer()), old.getLength()};
+// ----------------------------------------------------------------------------------------- Rewrite
+
+Rewrite::Rewrite(char const* filePath, int descriptor, std::string_view newImage)
+    : path(filePath), fd(descriptor), image(newImage), old(readWhole(filePath, descriptor)) {
+    findRange();
 }
 
-void Rewrite::apply() {
-    if (oldBytes() == image) return;
-    std::size_t const shared = std::min<std::size_t>(old.getLength(), image.size());
-    checkSizeLimit();
-    // Each stage is noted before its first byte: what breaks off within has to be undone.
-    stage = Stage::grown;
-    reserve();
-    // Behind the old bytes first: a full disk is found out while they are whole.
-    writeAt(shared, image.substr(shared));
-    stage = Stage::overwritten;
-    writeAt(0, image.substr(0, shared));
-    cutAndFlush();
+Rewrite::~Rewrite() { static_cast<void>(undo()); }
+
+void Rewrite::findRange() {
+    std::string_view const bytes = old.bytes();
+    changed.oldSize = bytes.size();
+    changed.newSize = image.size();
+    changed.start = commonLength(bytes, image);
+    if (changed.start == std::max(bytes.size(), image.size())) return;
+    std::size_t const end = std::max(bytes.size(), image.size());
+    written = FilePages(changed.start, end - changed.start);
+    std::string_view const text = image.substr(changed.start);
+    std::copy(text.begin(), text.end(), written.data());
+    padToOldSize();
+    std::size_t tail = 0;
+    changed.before = bytes.substr(changed.start);
+    if (changed.oldSize == changed.newSize) tail = commonTail(changed.before, written.bytes());
+    changed.before.remove_suffix(tail);
+    written.shorten(written.bytes().size() - tail);
+    changed.after = written.bytes();
 }
 
-void Rewrite::checkSizeLimit() const {
-    if (exceedsSizeLimit(static_cast<off_t>(image.size())))
-        zraise(ZPropertiesIOException(path, "write()", EFBIG), sourceName, __LINE__);
+void Rewrite::padToOldSize() {
+    if (changed.newSize >= changed.oldSize) return;
+    std::size_t const text = changed.newSize - changed.start;
+    // A write behind the process's limit, even of bytes that are there, is a signal.
+    if (exceedsSizeLimit(static_cast<off_t>(changed.oldSize))) return written.shorten(text);
+    std::fill(written.data() + text, written.data() + written.bytes().size(), '\n');
 }
 
-void Rewrite::reserve() const {
-    if (image.empty()) return;
-    auto const size = static_cast<off_t>(image.size());
+void Rewrite::prepare() {
+    auto const start = static_cast<off_t>(changed.start);
+    auto const size = static_cast<off_t>(changed.after.size());
+    if (exceedsSizeLimit(static_cast<off_t>(changed.newSize))) refuse(path, "write()", EFBIG);
+    if (size == 0) return;
+    stage = Stage::reserved;
     // The size is kept: a process that ends here leaves no zeros behind its text.
-    int const rc = uninterrupted([&] { return fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, size); });
+    int const rc = uninterrupted([&] { return fallocate(fd, FALLOC_FL_KEEP_SIZE, start, size); });
     if (rc == 0) return;
     // Any other error says that this file system reserves nothing: it is written as it is.
     bool const isFull = errno == ENOSPC || errno == EDQUOT || errno == EFBIG || errno == EIO;
-    if (isFull) zraise(ZPropertiesIOException(path, "fallocate()", errno), sourceName, __LINE__);
+    if (isFull) refuse(path, "fallocate()", errno);
 }
 
-void Rewrite::writeAt(std::size_t offset, std::string_view bytes) const {
-    int const error = writeAll(fd, offset, bytes);
-    if (error != 0) zraise(ZPropertiesIOException(path, "write()", error), sourceName, __LINE__);
+void Rewrite::apply() {
+    if (changed.isEmpty()) return;
+    // Noted before the first byte: what breaks off within has to be undone.
+    stage = Stage::overwritten;
+    writeRange(path, fd, changed);
 }
 
-void Rewrite::cutAndFlush() const {
-    auto const size = static_cast<off_t>(image.size());
-    if (uninterrupted([&] { return ftruncate(fd, size); }) != 0)
-        zraise(ZPropertiesIOException(path, "ftruncate()", errno), sourceName, __LINE__);
-    // EINVAL: a file system that has nothing to flush to.
-    if (uninterrupted([&] { return fsync(fd); }) != 0 && errno != EINVAL)
-        zraise(ZPropertiesIOException(path, "fsync()", errno), sourceName, __LINE__);
-}
-
-void Rewrite::putBack() const noexcept {
-    std::string_view const bytes = oldBytes();
-    auto const size = static_cast<off_t>(bytes.size());
+bool Rewrite::undo() noexcept {
+    Stage const left = stage;
+    stage = Stage::untouched;
+    if (left == Stage::untouched) return true;
     // A file that was longer than the limit has not grown; what was cut off it cannot be written.
-    bool const isTooLong = exceedsSizeLimit(size);
-    if (stage == Stage::overwritten)
-        static_cast<void>(writeAll(fd, 0, isTooLong ? bytes.substr(0, image.size()) : bytes));
-    // Also gives back what was reserved behind the end.
-    if (!isTooLong) static_cast<void>(uninterrupted([&] { return ftruncate(fd, size); }));
+    bool const isTooLong = exceedsSizeLimit(static_cast<off_t>(changed.oldSize));
+    bool isBack = true;
+    std::string_view const before =
+        isTooLong ? changed.before.substr(0, changed.after.size()) : changed.before;
+    if (left == Stage::overwritten) isBack = writeAll(fd, changed.start, before) == 0;
+    // Also gives back what was reserved behind the end. Not behind old bytes that are missing:
+    // there it would put zeros, which are neither old nor new.
+    if (isBack && !isTooLong) isBack = setSize(fd, changed.oldSize) == 0;
     // What fails here has no remedy, and the error that brought us here is the one to tell.
-    fsync(fd);
+    bool const isFlushed = left == Stage::reserved || fsync(fd) == 0 || errno == EINVAL;
+    return isBack && isFlushed && !(isTooLong && left == Stage::overwritten);
 }
 
 }  // namespace zfc::platform

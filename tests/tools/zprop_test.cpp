@@ -271,6 +271,9 @@ TEST(ZpropTest, EveryFaultIsToldInTheLinesOfAnEditor) {
          "", "standard input:4: app.conf: there is no key \"none\""},
         // What acts on a terminal stands in no message.
         {"zprop get app.conf log \"$(printf 'a\\033[2J\\nb')\"", 1, "", "key \"a\\x1B[2J\\nb\""},
+        {"n=$(printf 'a\\033b'); printf '[s]\nk = 1\n' >$n && echo junk >.$n.zsave &&"
+         " chmod 600 .$n.zsave && zprop get $n s k",
+         0, "1\n", "zprop: warning: a\\x1Bb: its recovery copy .a\\x1Bb.zsave is ignored"},
         {"zprop names app.conf log \"$(printf '\\033[2J')\"", 2, "", "\\x1B[2J"},
     });
 }

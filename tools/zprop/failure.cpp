@@ -36,6 +36,15 @@ Failure invalidData(ZPropertiesInvalidDataException const& e) {
     return {Exit::notThereOrInvalid, messages};
 }
 
+Failure recovery(ZPropertiesRecoveryException const& e) {
+    constexpr int setAside = 58;
+    std::string const what = std::string(e.configFile()) + ": its recovery copy ";
+    std::string const copy = e.propFile();
+    return {Exit::inputOutput,
+            what + (e.getCode() == setAside ? "was set aside as " + copy : copy + " is ignored") +
+                ": " + e.reason()};
+}
+
 Failure invalidValue(ZPropertiesInvalidValueException const& e) {
     bool const isBool = dynamic_cast<ZPropertiesInvalidBoolValueException const*>(&e) != nullptr;
     return {Exit::notThereOrInvalid, std::string(e.propFile()) + ": value " + quoted(e.value()) +
@@ -88,6 +97,7 @@ Failure failureOf(ZException& e) {
     if (auto const trouble = troubleOf(e)) return CompanionFailure(*trouble);
     if (auto const* data = dynamic_cast<ZPropertiesInvalidDataException*>(&e))
         return invalidData(*data);
+    if (auto const* copy = dynamic_cast<ZPropertiesRecoveryException*>(&e)) return recovery(*copy);
     if (auto const* missing = dynamic_cast<ZPropertiesMissingPropertyException*>(&e)) {
         return {Exit::notThereOrInvalid, std::string(missing->propFile()) + ": there is no " +
                                              place(missing->category(), missing->key())};

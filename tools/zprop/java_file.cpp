@@ -136,6 +136,7 @@ std::string textAfter(std::string const& bytes, EditTarget const& target, Encodi
                       JavaEdit const& edit) {
     TrialFile const trial(bytes);
     ZJavaPropertiesFile properties(trial.path().c_str(), encoding);
+    properties.setRecoveryCopy(false);
     properties.load();
     edit(properties, target.file);
     properties.store();

@@ -3,9 +3,11 @@
 #include "common/datadir.h"
 #include "zprop/command_line.h"
 #include "zprop/locale.h"
+#include "zprop/reports.h"
 
 int main(int argc, char** argv) {
     tools::useInstalledDataDirectory();
     zprop::useKnownCodeset();
+    zprop::tellReports();
     return zprop::CommandLine().parseAndRun(argc, argv);
 }

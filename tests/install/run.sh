@@ -38,12 +38,28 @@ for tool in "$prefix"/bin/*; do
     page=$prefix/share/man/man1/$(basename "$tool").1
     commands=$("$tool" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z][a-z]*\) .*/\1/p')
     options=$(for command in "" $commands; do "$tool" ${command:+"$command"} --help; done |
-        sed -n 's/^  \(-h,\)\?--\([a-z0-9-]*\).*/\2/p' | sort -u)
+        sed -n 's/^  \(-[a-z],\)\?--\([a-z0-9-]*\).*/\2/p' | sort -u)
     for word in $commands $options; do
         [[ $word == help ]] || grep -qE "(Fl -|Cm )$word\b" "$page" ||
             fail "$(basename "$page") does not tell of \"$word\""
     done
 done
+
+# offered WORD...: what bash would make of the last word; the tool itself is asked.
+offered() {
+    # shellcheck disable=SC2016 # expanded by the other shell
+    cd "$work" && PATH=$prefix/bin:$PATH bash -c 'source "$1" && COMP_WORDS=("${@:2}") &&
+        COMP_CWORD=$(($# - 2)) && _zprop && printf "%s " "${COMPREPLY[@]}"' _ \
+        "$prefix/share/bash-completion/completions/zprop" "$@"
+}
+if [[ -x $prefix/bin/zprop ]]; then
+    printf '[a b]\nkey = 1\n' >"$work/words.conf"
+    words="$(offered zprop unc)$(offered zprop get words.conf '')"
+    words+="$(offered zprop set words.conf 'a\ b' k)$(offered zprop get --req)"
+    [[ $words == 'uncomment a\ b key --required ' ]] || fail "completion offers: $words"
+    grep -q '^#compdef zprop' "$prefix/share/zsh/site-functions/_zprop" ||
+        fail "there is no completion for zsh"
+fi
 
 export QCSDIR=$prefix/share/zfc/qcs LC_ALL=C.UTF-8
 

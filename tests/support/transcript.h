@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/processes.h"
@@ -41,6 +42,33 @@ inline void expectTranscript(std::string const& directory, std::string const& pr
         EXPECT_EQ(result.err.empty(), step.told.empty() && saysEnough) << result.err;
     }
 }
+
+/// A directory with files, and a copy of them in "before" to compare with, where a tool is called.
+class Samples {
+  public:
+    /// `texts` has a name and what is in it for each file.
+    Samples(std::string programFolder, std::string toolName,
+            std::vector<std::pair<std::string, std::string>> const& texts)
+        : programs(std::move(programFolder)), tool(std::move(toolName)) {
+        for (auto const& [name, text] : texts)
+            writeFile(dir.file(name), text);
+        expect({{"mkdir before && cp *.* before"}});
+    }
+    void expect(std::vector<Step> const& steps) const {
+        expectTranscript(dir.path(), programs, steps);
+    }
+    /// Each command of the tool ends so, prints nothing, and tells why: `told` is a part of it.
+    void refuse(int status, std::vector<std::string> const& commands,
+                std::string const& told = {}) const {
+        for (std::string const& command : commands)
+            expect({{tool + " " + command, status, "", told}});
+    }
+    TempDir dir;
+
+  private:
+    std::string programs;
+    std::string tool;
+};
 
 }  // namespace testsupport
 

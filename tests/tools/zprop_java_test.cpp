@@ -4,25 +4,11 @@
 namespace {
 
 using namespace testsupport;
-using Texts = std::vector<std::string>;
 
 constexpr char sample[] = "# made by hand\nserver.host = east\nserver.port=80\nname: \\u00e9\n";
 
-/// A directory with a file, and a copy to compare with.
-struct Samples {
-    Samples() {
-        writeFile(dir.file("app.properties"), sample);
-        expect({{"mkdir before && cp app.* before"}});
-    }
-    void expect(std::vector<Step> const& steps) const {
-        expectTranscript(dir.path(), ZFC_TEST_TOOLS, steps);
-    }
-    /// Each command of the tool ends so, prints nothing, and tells why: `told` is a part of it.
-    void refuse(int status, Texts const& commands, std::string const& told = {}) const {
-        for (std::string const& command : commands)
-            expect({{"zprop " + command, status, "", told}});
-    }
-    TempDir dir;
+struct Samples : testsupport::Samples {
+    Samples() : testsupport::Samples(ZFC_TEST_TOOLS, "zprop", {{"app.properties", sample}}) {}
 };
 
 TEST(ZpropJavaTest, GetListAndDumpShowThePairs) {
@@ -45,9 +31,30 @@ TEST(ZpropJavaTest, GetListAndDumpShowThePairs) {
         {"zprop set other h 1 --format java && zprop list other --format java", 0,
          "k = \xF0\x9F\x98\x80\na b = =\\u000a.\nempty =\nh = 1\n"},
         {"LC_ALL=C zprop list app.properties | tail -n 1", 0, "name = \\u00e9\n"},
+        {"zprop names other --format java -z | tr '\\0' '|'", 0, "k|a b|empty|h|"},
+        {"zprop dump other --format java -z | tail -z -n 3 | tr '\\0\n' '|,'", 0,
+         "a b,=,.|empty,|h,1|"},
+        {"eval \"$(zprop list other --format java --shell)\" && echo \"$a_b$h\"", 0, "=\n.1\n"},
+        {"eval set -- $(zprop get other 'a b' --format java --shell) && echo $#", 0, "1\n"},
+        {"printf 'a\\\\nb=1\n' >feed.properties && printf 'k=\\u0000\n' >nul.properties &&"
+         " printf 'a-b=1\na.b=2\n' >same.properties && zprop names feed.properties -z | wc -l",
+         0, "1\n"},
+        {"zprop list same.properties --shell", 1, "a_b='1'\n", "would both be a_b"},
+        {"sed 's/=80/=81/; $d' app.properties >o.properties && zprop diff app.properties "
+         "o.properties",
+         1, "-server.port = 80\n+server.port = 81\n-name = \xC3\xA9\n"},
+        {"zprop diff o.properties o.properties && zprop diff o.properties app.properties | tail "
+         "-n 1",
+         0, "+name = \xC3\xA9\n"},
     });
+    samples.refuse(1,
+                   {"list feed.properties -z", "list nul.properties -z",
+                    "get nul.properties k --shell", "dump nul.properties --shell"},
+                   "which these answers have no form for");
     samples.refuse(1, {"get app.properties none"});
-    samples.refuse(2, {"get app.properties server host", "get app.properties name --all"});
+    samples.refuse(1, {"get other empty --format java --required"}, "has no value");
+    samples.refuse(2, {"get app.properties server host", "get app.properties name --all",
+                       "names app.properties s", "diff app.properties app.conf"});
     samples.refuse(3, {"get gone.properties k", "unset gone.properties k"});
 }
 
@@ -71,16 +78,38 @@ TEST(ZpropJavaTest, EditsLeaveEveryOtherByte) {
         {"zprop rewrite app.properties --drop-comments && cat app.properties", 0,
          "server.host = east\nserver.port = 80\nname = \\u00e9\n"},
         {"zprop set made.properties k '' && cat made.properties", 0, "k =\n"},
+        // Tried first, and what was is kept when something changes.
+        {"zprop set a.properties k w --dry-run | sed 1,3d; zprop set new.properties k v --dry-run;"
+         " ls new.properties",
+         2,
+         " last \\ud83d\\ude00\r\n #of it\r\n n\\ w = a\\u000ab\r\n+k = w\r\n"
+         "--- /dev/null\n+++ new.properties\n@@ -0,0 +1,1 @@\n+k = v\n",
+         "new.properties"},
+        {"cp a.properties was; for c in 'set a.properties k w' 'rewrite a.properties'"
+         " 'merge a.properties before/app.properties'; do\n"
+         "cp was dry; zprop $c --dry-run | patch -s dry; zprop $c --backup && cmp a.properties dry"
+         " && cmp a.properties~ was; cp was a.properties; done\n"
+         "printf 'x' | zprop set a.properties k --stdin --backup=.old && zprop set a.properties k "
+         "x "
+         "--backup=.old && cmp a.properties.old was"},
     });
     samples.refuse(1, {"unset app.properties none", "comment app.properties x --key none",
                        "comment app.properties 'two\nlines'"});
     samples.refuse(2, {"set app.properties '' v", "set app.properties a b c",
                        "unset app.properties server host", "set app.conf s k v --latin1",
                        "comment app.properties x --stanza s"});
+    samples.refuse(2,
+                   {"rename app.properties name n", "uncomment app.properties name",
+                    "merge app.properties app.conf", "set app.properties k v --obfuscate",
+                    "unset app.properties name --value v"},
+                   "stanza file");
     samples.expect({
         {"zprop edit app.properties <<'END'\nset k v\nunset none\nEND", 1, "",
          "standard input:2: app.properties: there is no key \"none\""},
         {"zprop edit app.properties <<'END'\n\nset k\nEND", 2, "", "standard input:2: "},
+        {"printf 'set k s3\\0cret\n' | zprop edit app.properties", 2, "", "input:1: NUL byte"},
+        {"echo 'set k not quoted s3cret' | zprop edit app.properties 2>&1 | grep -c s3cret", 1,
+         "0\n"},
         {"zprop edit app.properties <<'END'\nset 'a b' \"c d\"\nunset name # gone\n"
          "comment 'a c' --key 'a b'\nEND\ncat app.properties",
          0, "server.host = east\nserver.port = 80\n#a c\na\\ b = c d\n"},
@@ -110,10 +139,22 @@ TEST(ZpropJavaTest, CheckTellsEveryInvalidLine) {
          "\\351\n\nc=\\\\ud83d' >a.properties"},
         {"zprop check a.properties app.properties b.conf", 1,
          "a.properties:3: \"\\u\" without four hexadecimal digits\nb=\\u12\n"
-         "a.properties:5: not UTF-8; --latin1 reads the file as ISO 8859-1\n \xE9\n"
+         "a.properties:5: not UTF-8; --latin1 reads the file as ISO 8859-1\n \\xE9\n"
          "a.properties:7: half of a surrogate pair, which is no character\nc=\\ud83d\n"
          "b.conf:2: neither stanza header, comment nor key = value\nk\n^\n"
          "3 files checked, 2 invalid\n"},
+        // What Java reads and the library's narrower reader does not.
+        {"printf 'a=1\\r\\n =b\\r\\nkey\\n\\nb=\\\\x\\nc=3' >n.properties; zprop check "
+         "n.properties",
+         0,
+         "n.properties:2: warning: no key before the separator; the reader ZJavaProperties skips "
+         "it\n =b\n"
+         "n.properties:3: warning: key without \"=\", \":\" or blank and value; the reader "
+         "ZJavaProperties skips it\nkey\n"
+         "n.properties:5: warning: backslash in the value before none of \"\\\", \":\", quote, "
+         "blank and \"u\"; the reader ZJavaProperties skips it\nb=\\x\n"
+         "n.properties:6: warning: last line without a line end; the reader ZJavaProperties skips "
+         "it\nc=3\n1 file checked, 0 invalid, 4 warnings\n"},
     });
 }
 

@@ -2,39 +2,67 @@
 
 #include "zprop/java_commands.h"
 #include "zprop/read_commands.h"
+#include "zprop/scan.h"
+#include "zprop/shown.h"
 
 namespace zprop {
 namespace {
 
-/// The caret's line: tabs stay tabs, so that it stands below the fault on any terminal.
-std::string caretLine(std::string const& line, std::size_t column) {
-    std::string text = line.substr(0, column);
-    for (char& c : text) {
-        if (c != '\t') c = ' ';
+/// What was found in all files.
+struct Counts {
+    std::size_t invalid = 0;
+    std::size_t unreadable = 0;
+    std::size_t warnings = 0;
+};
+
+void tell(std::string const& file, Finding const& finding) {
+    std::cout << shown(file) << ":" << pictureOf(finding);
+}
+
+/// The faults of a text that the library refuses; false: there is none, as somebody mended it.
+bool tellFaults(std::string const& file) {
+    auto const faults = scan(bytesOf(file)).faults;
+    for (Finding const& fault : faults)
+        tell(file, fault);
+    return !faults.empty();
+}
+
+void tellLosses(std::string const& file, Scan const& found, Counts& counts) {
+    for (Finding loss : found.losses) {
+        loss.reason = "warning: " + loss.reason + "; an edit would lose it";
+        tell(file, loss);
+        ++counts.warnings;
     }
-    return text + "^";
+}
+
+Exit checkStanzaFile(std::string const& file, Deadline& deadline, Counts& counts) {
+    try {
+        auto const properties = openForReading(file, deadline);
+        tellLosses(file, scan(bytesOf(file)), counts);
+        return Exit::done;
+    } catch (CompanionFailure& e) {
+        Scan const found = scan(bytesOf(file));
+        tellLosses(file, found, counts);
+        std::cout << shown(file) << ":" << found.companionLine << ": " << shown(e.cause().reason)
+                  << "\n";
+        return e.exitCode();
+    } catch (ZPropertiesInvalidDataException&) {
+        if (!tellFaults(file)) throw;
+        return Exit::notThereOrInvalid;
+    }
 }
 
 Exit checkOne(std::string const& file, std::optional<Format> format, double waitSeconds,
-              Encoding encoding) {
+              Encoding encoding, Counts& counts) {
     try {
         Deadline deadline(waitSeconds);
-        if (formatOf(file, format) == Format::java) return checkJava({file, encoding}, deadline);
-        auto const properties = openForReading(file, deadline);
-        return Exit::done;
-    } catch (ZPropertiesInvalidDataException& e) {
-        LineFault const fault = faultOf(e);
-        std::cout << e.propFile() << ":" << e.badline() << ": " << fault.reason << "\n"
-                  << e.baddata() << "\n"
-                  << caretLine(e.baddata(), fault.column) << "\n";
-        return Exit::notThereOrInvalid;
+        if (formatOf(file, format) == Format::java)
+            return checkJava({file, encoding}, counts.warnings, deadline);
+        return checkStanzaFile(file, deadline, counts);
     } catch (ZException& e) {
-        Failure const failure = failureOf(e);
-        std::cerr << "zprop: " << failure.what() << "\n";
-        return failure.exitCode();
+        return report(failureOf(e));
     } catch (Failure& failure) {
-        std::cerr << "zprop: " << failure.what() << "\n";
-        return failure.exitCode();
+        return report(failure);
     }
 }
 
@@ -46,18 +74,18 @@ std::string counted(std::size_t count, char const* what) {
 
 Exit check(std::vector<std::string> const& files, std::optional<Format> format, double waitSeconds,
            Encoding encoding) {
-    std::size_t invalid = 0;
-    std::size_t unreadable = 0;
+    Counts counts;
     for (auto const& file : files) {
-        Exit const result = checkOne(file, format, waitSeconds, encoding);
-        if (result == Exit::notThereOrInvalid) ++invalid;
-        if (result == Exit::inputOutput) ++unreadable;
+        Exit const result = checkOne(file, format, waitSeconds, encoding, counts);
+        if (result == Exit::notThereOrInvalid) ++counts.invalid;
+        if (result == Exit::inputOutput) ++counts.unreadable;
     }
-    std::cout << counted(files.size(), "file") << " checked, " << invalid << " invalid";
-    if (unreadable != 0) std::cout << ", " << unreadable << " not readable";
+    std::cout << counted(files.size(), "file") << " checked, " << counts.invalid << " invalid";
+    if (counts.unreadable != 0) std::cout << ", " << counts.unreadable << " not readable";
+    if (counts.warnings != 0) std::cout << ", " << counted(counts.warnings, "warning");
     std::cout << "\n";
-    if (unreadable != 0) return Exit::inputOutput;
-    return invalid != 0 ? Exit::notThereOrInvalid : Exit::done;
+    if (counts.unreadable != 0) return Exit::inputOutput;
+    return counts.invalid != 0 ? Exit::notThereOrInvalid : Exit::done;
 }
 
 }  // namespace zprop

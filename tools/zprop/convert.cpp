@@ -5,9 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 #include <fstream>
-#include <iostream>
 
 #include "Z/ZList.h"
 #include "zprop/java_file.h"
@@ -29,13 +27,12 @@ class Losses {
     void addLine(std::size_t number, std::string const& why) {
         lines.push_back(source + ":" + std::to_string(number) + ": " + why);
     }
-    /// Throws when there are any, behind a line for each.
+    /// Throws when there are any, with a message for each.
     void refuse() const {
         if (lines.empty()) return;
-        for (auto const& line : lines)
-            std::cerr << "zprop: " << line << "\n";
-        throw Failure(Exit::notThereOrInvalid,
-                      source + ": not converted, since this would be lost");
+        auto messages = lines;
+        messages.push_back(source + ": not converted, since this would be lost");
+        throw Failure(Exit::notThereOrInvalid, messages);
     }
 
   private:
@@ -83,20 +80,6 @@ char const* putPair(ZStanzaFileProperties& properties, ConvertRequest const& req
     } catch (ZFromUTF8Exception&) {
         return "text that the local codeset does not have";
     }
-}
-
-/// The lines of a file, whatever they end with.
-std::vector<std::string> linesOf(std::string const& file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::vector<std::string> lines(1);
-    for (char c = '\0'; stream.get(c);) {
-        if (c == '\r' && stream.peek() == '\n') stream.get();
-        if (c == '\r' || c == '\n')
-            lines.emplace_back();
-        else
-            lines.back() += c;
-    }
-    return lines;
 }
 
 bool isContinued(std::string const& line) {
@@ -199,10 +182,6 @@ class JavaWriter {
 
 // -------------------------------------------------------------------------------------- the target
 
-[[noreturn]] void failIO(std::string const& file, char const* operation) {
-    throw Failure(Exit::inputOutput, file + ": " + operation + ": " + std::strerror(errno));
-}
-
 /// The target, made empty with the permissions of the source before it has a byte; it goes again
 /// when it is not kept.
 class Target {
@@ -274,6 +253,9 @@ std::optional<Format> saidBy(std::string const& file) {
 }
 
 void requireFitting(ConvertRequest const& request) {
+    if (request.target == "-")
+        throw Failure(Exit::wrongUsage,
+                      "\"-\" is standard output, where no file is made; one of that name is ./-");
     if (access(request.target.c_str(), F_OK) == 0)
         throw Failure(Exit::notThereOrInvalid, request.target + ": is there already");
     auto const said = saidBy(request.target);

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "zprop/failure.h"
+#include "Z/ZList.h"
 #include "zprop/words.h"
 
 namespace zprop {
@@ -15,8 +15,8 @@ std::string place(std::string const& stanza, std::string const& key) {
     return key.empty() ? text : "key \"" + key + "\" in " + text;
 }
 
-void requirePresent(ZStanzaFileProperties& properties, std::string const& file,
-                    std::string const& stanza, std::string const& key) {
+void requirePresent(Document& properties, std::string const& file, std::string const& stanza,
+                    std::string const& key) {
     bool const present = key.empty() ? properties.exists(stanza.c_str())
                                      : properties.exists(stanza.c_str(), key.c_str());
     if (!present)
@@ -34,8 +34,26 @@ void guarded(std::string const& file, std::string const& what, std::string const
     }
 }
 
+bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+bool hasBlankEnds(std::string const& value) {
+    return !value.empty() && (isBlank(value.front()) || isBlank(value.back()));
+}
+
+/// Why a value that the library takes is not set all the same; empty: it is.
+std::string lossOf(Document& properties, SetEdit const& edit) {
+    if (!edit.obfuscate && hasBlankEnds(edit.value))
+        return "the file does not keep blanks at the ends of a value; --obfuscate does";
+    bool const isWhole = !edit.add && !edit.replaceAll && !edit.replace;
+    unsigned int const count = properties.numValues(edit.stanza.c_str(), edit.key.c_str());
+    if (!isWhole || count < 2) return {};
+    return "it has " + std::to_string(count) +
+           " values; --replace-all replaces them by this one, --replace OLD one of them, and --add "
+           "adds one";
+}
+
 /// Why the library refuses to set a value; it looks at the key's kind before the text.
-std::string refusalOf(ZStanzaFileProperties& properties, SetEdit const& edit) {
+std::string refusalOf(Document& properties, SetEdit const& edit) {
     bool const exists = properties.exists(edit.stanza.c_str(), edit.key.c_str());
     if (exists && !edit.value.empty()) {
         bool const obfuscated = properties.isObfuscated(edit.stanza.c_str(), edit.key.c_str());
@@ -43,7 +61,8 @@ std::string refusalOf(ZStanzaFileProperties& properties, SetEdit const& edit) {
             return obfuscated ? "its values are obfuscated; give --obfuscate, or unset it first"
                               : "its values are plain; unset it first to obfuscate them";
     }
-    if (edit.add && edit.value.empty()) return "an empty value cannot be added";
+    if ((edit.add || edit.replace) && edit.value.empty())
+        return "a value among others cannot be empty";
     return "stanza, key or value would not read back from the file as given";
 }
 
@@ -55,20 +74,23 @@ class EditLine {
         declare(*app.add_subcommand("set"), set);
         declare(*app.add_subcommand("unset"), unset);
         declare(*app.add_subcommand("comment"), comment);
+        declare(*app.add_subcommand("rename"), rename);
+        declare(*app.add_subcommand("uncomment"), uncomment);
     }
 
     Change parse(std::vector<std::string> words) {
-        std::reverse(words.begin(), words.end());  // CLI11 takes them from the back
-        app.parse(words);
+        parseWords(app, std::move(words));
         if (app.got_subcommand("set")) return changeOf(set);
         if (app.got_subcommand("unset")) return changeOf(unset);
+        if (app.got_subcommand("rename")) return changeOf(rename);
+        if (app.got_subcommand("uncomment")) return changeOf(uncomment);
         return changeOf(comment);
     }
 
   private:
     template <class Edit>
     static Change changeOf(Edit const& edit) {
-        return [edit](ZStanzaFileProperties& properties, std::string const& file) {
+        return [edit](Document& properties, std::string const& file) {
             apply(properties, file, edit);
         };
     }
@@ -77,40 +99,80 @@ class EditLine {
     SetEdit set;
     UnsetEdit unset;
     CommentEdit comment;
+    RenameEdit rename;
+    UncommentEdit uncomment;
 };
 
-Change readChange(std::vector<std::string> const& words) {
-    try {
-        return EditLine().parse(words);
-    } catch (CLI::ParseError& e) {
-        throw Failure(Exit::wrongUsage, e.what());
+/// The key gets these values, of the kind that the edit says, and keeps its place.
+void takeValues(Document& properties, SetEdit const& edit, ZArrayList& values) {
+    char const* const stanza = edit.stanza.c_str();
+    char const* const key = edit.key.c_str();
+    int const obfuscated = edit.obfuscate ? 1 : 0;
+    bool const isOtherKind = properties.numValues(stanza, key) != 0 && values.size() != 0 &&
+                             properties.isObfuscated(stanza, key) != edit.obfuscate;
+    if (isOtherKind) zraise(ZInvalidParameterException(), "zprop", __LINE__);
+    if (edit.obfuscate)
+        properties.deleteKey(stanza, key);
+    else
+        properties.setValue(stanza, key, "", 0);
+    if (values.size() != 0) properties.addValues(stanza, key, values, obfuscated);
+}
+
+/// Sets one value of several, or removes it when there is no `value`.
+void changeValue(Document& properties, std::string const& file, std::string const& stanza,
+                 std::string const& key, std::string const& old, char const* value) {
+    requirePresent(properties, file, stanza, key);
+    ZStanzaValueIterator values(properties, stanza.c_str(), key.c_str());
+    bool isFound = false;
+    while (values.next()) {
+        if (old != values.getValue()) continue;
+        isFound = true;
+        if (value != nullptr)
+            values.changeValue(value);
+        else
+            values.removeValue();
     }
+    // Without the value, which may be a secret.
+    if (!isFound)
+        throw Failure(Exit::notThereOrInvalid,
+                      file + ": " + place(stanza, key) + " has no such value");
 }
 
 }  // namespace
 
-void apply(ZStanzaFileProperties& properties, std::string const& file, SetEdit const& edit) {
+void apply(Document& properties, std::string const& file, SetEdit const& edit) {
+    std::string const what = "cannot set " + place(edit.stanza, edit.key);
+    std::string const loss = lossOf(properties, edit);
+    if (!loss.empty()) throw Failure(Exit::notThereOrInvalid, file + ": " + what + ": " + loss);
     std::string const reason = refusalOf(properties, edit);
-    guarded(file, "cannot set " + place(edit.stanza, edit.key), reason, [&] {
-        int const obfuscated = edit.obfuscate ? 1 : 0;
-        if (edit.add)
-            properties.addValue(edit.stanza.c_str(), edit.key.c_str(), edit.value.c_str(),
-                                obfuscated);
-        else
-            properties.setValue(edit.stanza.c_str(), edit.key.c_str(), edit.value.c_str(),
-                                obfuscated);
+    char const* const stanza = edit.stanza.c_str();
+    char const* const key = edit.key.c_str();
+    int const obfuscated = edit.obfuscate ? 1 : 0;
+    guarded(file, what, reason, [&] {
+        if (edit.replace) {
+            bool const isOtherKind = (properties.isObfuscated(stanza, key) ? 1 : 0) != obfuscated;
+            if (isOtherKind) zraise(ZInvalidParameterException(), "zprop", __LINE__);
+            changeValue(properties, file, edit.stanza, edit.key, *edit.replace, edit.value.c_str());
+        } else if (edit.add) {
+            properties.addValue(stanza, key, edit.value.c_str(), obfuscated);
+        } else {
+            properties.setValue(stanza, key, edit.value.c_str(), obfuscated);
+        }
     });
 }
 
-void apply(ZStanzaFileProperties& properties, std::string const& file, UnsetEdit const& edit) {
+void apply(Document& properties, std::string const& file, UnsetEdit const& edit) {
+    char const* const stanza = edit.stanza.c_str();
+    char const* const key = edit.key.c_str();
     requirePresent(properties, file, edit.stanza, edit.key);
+    if (edit.value) changeValue(properties, file, edit.stanza, edit.key, *edit.value, nullptr);
     if (edit.key.empty())
-        properties.deleteStanza(edit.stanza.c_str());
-    else
-        properties.deleteKey(edit.stanza.c_str(), edit.key.c_str());
+        properties.deleteStanza(stanza);
+    else if (!edit.value || properties.numValues(stanza, key) == 0)
+        properties.deleteKey(stanza, key);
 }
 
-void apply(ZStanzaFileProperties& properties, std::string const& file, CommentEdit const& edit) {
+void apply(Document& properties, std::string const& file, CommentEdit const& edit) {
     if (!edit.stanza.empty()) requirePresent(properties, file, edit.stanza, edit.key);
     guarded(file, "cannot add the comment", "it would not read back from the file as given", [&] {
         if (edit.stanza.empty())
@@ -120,6 +182,30 @@ void apply(ZStanzaFileProperties& properties, std::string const& file, CommentEd
         else
             properties.addEntryComment(edit.stanza.c_str(), edit.key.c_str(), edit.text.c_str());
     });
+}
+
+void merge(Document& properties, std::string const& file, Document const& other,
+           std::string const& otherFile) {
+    ZPropertiesIterator stanzas(other);
+    while (stanzas.next()) {
+        std::string const stanza = stanzas.getName();
+        if (stanza.empty() || stanza == "configuration-database") continue;
+        properties.addStanza(stanza.c_str());
+        ZPropertiesIterator keys(other, stanza.c_str());
+        while (keys.next()) {
+            char const* const key = keys.getName();
+            ZArrayList values(1, 1);
+            other.getValues(stanza.c_str(), key, values, zpropLocalCodeset);
+            SetEdit edit;
+            edit.stanza = stanza;
+            edit.key = key;
+            edit.value = values.size() == 0 ? "" : "a value";
+            edit.obfuscate = other.isObfuscated(stanza.c_str(), key);
+            std::string const reason = refusalOf(properties, edit);
+            guarded(file, "cannot take " + place(stanza, key) + " from " + otherFile, reason,
+                    [&] { takeValues(properties, edit, values); });
+        }
+    }
 }
 
 CLI::Option* requireText(CLI::Option* option) {
@@ -135,14 +221,40 @@ void declare(CLI::App& command, SetEdit& edit) {
         ->required();
     requireText(command.add_option("KEY", edit.key, "key, made when there is none"))->required();
     command.add_option("VALUE", edit.value, "value; may be empty")->required();
-    command.add_flag("--add", edit.add, "add one more value instead of replacing all");
+    declareOptions(command, edit);
+}
+
+void declareOptions(CLI::App& command, SetEdit& edit) {
+    auto* const add = command.add_flag("--add", edit.add,
+                                       "add one more value instead of replacing the one there");
+    auto* const all = command.add_flag("--replace-all", edit.replaceAll,
+                                       "replace all values of a key that has several");
+    command.add_option("--replace", edit.replace, "replace this value alone")
+        ->option_text("OLD")
+        ->excludes(add, all);
+    add->excludes(all);
     command.add_flag("--obfuscate", edit.obfuscate,
                      "keep the value out of the file, in its compressed companion");
 }
 
 void declare(CLI::App& command, UnsetEdit& edit) {
     requireText(command.add_option("STANZA", edit.stanza, "stanza"))->required();
-    requireText(command.add_option("KEY", edit.key, "key; without it the whole stanza goes"));
+    auto* const key =
+        requireText(command.add_option("KEY", edit.key, "key; without it the whole stanza goes"));
+    command.add_option("--value", edit.value, "this value alone; the key goes with its last one")
+        ->option_text("V")
+        ->needs(key);
+}
+
+void declare(CLI::App& command, RenameEdit& edit) {
+    requireText(command.add_option("STANZA", edit.stanza, "stanza"))->required();
+    requireText(command.add_option("KEY", edit.key, "key"))->required();
+    requireText(command.add_option("NEW", edit.name, "the key's new name"))->required();
+}
+
+void declare(CLI::App& command, UncommentEdit& edit) {
+    requireText(command.add_option("STANZA", edit.stanza, "stanza"))->required();
+    requireText(command.add_option("KEY", edit.key, "key"))->required();
 }
 
 void declare(CLI::App& command, CommentEdit& edit) {
@@ -155,17 +267,28 @@ void declare(CLI::App& command, CommentEdit& edit) {
 
 std::vector<Change> readChanges(std::istream& input) {
     std::vector<Change> changes;
-    std::string line;
-    for (int number = 1; std::getline(input, line); ++number) {
-        try {
-            auto const words = splitWords(line);
-            if (!words.empty()) changes.push_back(readChange(words));
-        } catch (Failure& e) {
-            throw Failure(e.exitCode(),
-                          "standard input:" + std::to_string(number) + ": " + e.what());
-        }
-    }
+    forEachCommand(input, [&](std::vector<std::string> const& words, std::string const& place) {
+        Change const change = EditLine().parse(words);
+        changes.emplace_back([change, place](Document& properties, std::string const& file) {
+            atPlace(place, [&] { change(properties, file); });
+        });
+    });
     return changes;
+}
+
+void parseWords(CLI::App& app, std::vector<std::string> words) {
+    std::reverse(words.begin(), words.end());  // CLI11 takes them from the back
+    try {
+        app.parse(words);
+    } catch (CLI::ParseError& e) {
+        throw Failure(Exit::wrongUsage, discreet(e));
+    }
+}
+
+std::string discreet(CLI::ParseError const& e) {
+    bool const isExtra = e.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
+    return isExtra ? "too many words, or an unknown option; a value with blanks stands in quotes"
+                   : e.what();
 }
 
 }  // namespace zprop

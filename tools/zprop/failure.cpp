@@ -1,12 +1,18 @@
 #include "zprop/failure.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <iostream>
+#include <iterator>
+
+#include "zprop/scan.h"
+#include "zprop/shown.h"
 
 namespace zprop {
 namespace {
-
-constexpr char blanks[] = " \t\v\f\r";
 
 std::string quoted(char const* text) { return std::string("\"") + text + "\""; }
 
@@ -14,72 +20,113 @@ std::string place(char const* stanza, char const* key) {
     return "key " + quoted(key) + " in stanza " + quoted(stanza);
 }
 
-/// The bytes of a file's line as they are; the error shows them up to the first NUL only.
-std::string rawLine(char const* file, int number) {
-    std::ifstream stream(file, std::ios::binary);
-    std::string line;
-    for (int i = 0; i < number; ++i) {
-        if (!std::getline(stream, line)) return {};
-    }
-    return line;
+std::string atLine(std::string const& file, std::size_t line, std::string const& reason) {
+    return file + ":" + std::to_string(line) + ": " + reason;
 }
 
-LineFault headerFault(std::string const& line, std::size_t bracket) {
-    if (line.find(']', bracket) == std::string::npos)
-        return {"stanza header without \"]\"", line.size()};
-    return {"this stanza stands in the file already", bracket + 1};
+/// The file is looked through again, for all that is wrong with it.
+Failure invalidData(ZPropertiesInvalidDataException const& e) {
+    std::string const file = e.propFile();
+    std::vector<std::string> messages;
+    for (Finding const& fault : scan(bytesOf(file)).faults)
+        messages.push_back(atLine(file, fault.line, fault.reason));
+    // Somebody mended it meanwhile, or it is a line that cannot be written.
+    if (messages.empty())
+        messages.push_back(atLine(file, static_cast<std::size_t>(e.badline()), "invalid line"));
+    return {Exit::notThereOrInvalid, messages};
 }
 
-LineFault keyFault(std::string const& line, std::size_t start) {
-    std::size_t const equals = line.find('=', start);
-    if (equals == start) return {"no key before \"=\"", start};
-    if (equals == std::string::npos)
-        return {"neither stanza header, comment nor key = value", start};
-    return {"key line before the first stanza header", start};
+Failure recovery(ZPropertiesRecoveryException const& e) {
+    constexpr int setAside = 58;
+    std::string const what = std::string(e.configFile()) + ": its recovery copy ";
+    std::string const copy = e.propFile();
+    return {Exit::inputOutput,
+            what + (e.getCode() == setAside ? "was set aside as " + copy : copy + " is ignored") +
+                ": " + e.reason()};
+}
+
+Failure invalidValue(ZPropertiesInvalidValueException const& e) {
+    bool const isBool = dynamic_cast<ZPropertiesInvalidBoolValueException const*>(&e) != nullptr;
+    return {Exit::notThereOrInvalid, std::string(e.propFile()) + ": value " + quoted(e.value()) +
+                                         " of " + place(e.category(), e.key()) + " is no " +
+                                         (isBool ? "boolean" : "number")};
+}
+
+/// Whether something else than a file stands where the companion is named.
+bool isSpecial(char const* file) {
+    struct stat status {};
+    return stat(file, &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+/// What both exceptions about a companion file tell.
+template <class Exception>
+CompanionTrouble troubleWith(Exception const& e, bool isLost) {
+    return {e.configFile(), e.propFile(),
+            std::string("the companion file of its obfuscated values, ") + e.propFile() +
+                ", cannot be used: " + e.reason(),
+            isLost};
 }
 
 }  // namespace
 
-LineFault faultOf(ZPropertiesInvalidDataException const& e) {
-    std::string const line = e.baddata();
-    if (e.badline() == 0) return {"the companion file of obfuscated values is damaged", 0};
-    std::size_t const nul = rawLine(e.propFile(), e.badline()).find('\0');
-    if (nul != std::string::npos) return {"NUL byte", nul};
-    std::size_t const start = line.find_first_not_of(blanks);
-    if (start == std::string::npos) return {"invalid line", 0};
-    if (line.compare(start, 3, "\xEF\xBB\xBF") == 0)
-        return {"byte order mark; the file must begin with its text", start};
-    return line[start] == '[' ? headerFault(line, start) : keyFault(line, start);
+Failure Failure::with(std::string const& text) const {
+    std::vector<std::string> messages;
+    for (std::string const& line : lines)
+        messages.push_back(text + line);
+    return {code, messages};
+}
+
+void failIO(std::string const& file, char const* operation) {
+    throw Failure(Exit::inputOutput, file + ": " + operation + ": " + std::strerror(errno));
+}
+
+Exit report(Failure const& failure) {
+    for (std::string const& message : failure.messages())
+        std::cerr << "zprop: " << shown(message) << "\n";
+    return failure.exitCode();
+}
+
+void warn(std::string const& message) { std::cerr << "zprop: " << shown(message) << "\n"; }
+
+std::string bytesOf(std::string const& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
 Failure failureOf(ZException& e) {
-    if (auto const* data = dynamic_cast<ZPropertiesInvalidDataException*>(&e)) {
-        return {Exit::notThereOrInvalid, std::string(data->propFile()) + ":" +
-                                             std::to_string(data->badline()) + ": " +
-                                             faultOf(*data).reason};
-    }
+    if (auto const trouble = troubleOf(e)) return CompanionFailure(*trouble);
+    if (auto const* data = dynamic_cast<ZPropertiesInvalidDataException*>(&e))
+        return invalidData(*data);
+    if (auto const* copy = dynamic_cast<ZPropertiesRecoveryException*>(&e)) return recovery(*copy);
     if (auto const* missing = dynamic_cast<ZPropertiesMissingPropertyException*>(&e)) {
         return {Exit::notThereOrInvalid, std::string(missing->propFile()) + ": there is no " +
                                              place(missing->category(), missing->key())};
     }
-    if (auto const* value = dynamic_cast<ZPropertiesInvalidValueException*>(&e)) {
-        bool const isBool = dynamic_cast<ZPropertiesInvalidBoolValueException*>(&e) != nullptr;
-        return {Exit::notThereOrInvalid, std::string(value->propFile()) + ": value " +
-                                             quoted(value->value()) + " of " +
-                                             place(value->category(), value->key()) + " is no " +
-                                             (isBool ? "boolean" : "number")};
-    }
+    if (auto const* value = dynamic_cast<ZPropertiesInvalidValueException*>(&e))
+        return invalidValue(*value);
     if (auto const* io = dynamic_cast<ZPropertiesIOException*>(&e)) {
-        return {Exit::inputOutput, std::string(io->propFile()) + ": " + io->api() + ": " +
-                                       std::strerror(io->excerrno())};
+        std::string const file = io->propFile();
+        if (io->excerrno() == EINVAL && isSpecial(file.c_str()))
+            return {Exit::inputOutput, file + ": is no regular file"};
+        return {Exit::inputOutput, file + ": " + io->api() + ": " + std::strerror(io->excerrno())};
     }
     if (dynamic_cast<ZOutOfMemoryException*>(&e) != nullptr)
         return {Exit::inputOutput, "memory is exhausted"};
+    if (dynamic_cast<ZFromUTF8Exception*>(&e) != nullptr)
+        return {Exit::inputOutput, "text of the file has no form in the local codeset"};
     if (dynamic_cast<ZToUTF8Exception*>(&e) != nullptr)
         return {Exit::inputOutput,
                 "text is not in the local codeset (LC_ALL, LC_CTYPE or LANG name another one)"};
     return {Exit::inputOutput,
             std::string(e.getName()) + " (message " + std::to_string(e.getCode()) + ")"};
+}
+
+std::optional<CompanionTrouble> troubleOf(ZException const& e) {
+    if (auto const* io = dynamic_cast<ZPropertiesCompanionIOException const*>(&e))
+        return troubleWith(*io, io->excerrno() == EINVAL && !isSpecial(io->propFile()));
+    if (auto const* data = dynamic_cast<ZPropertiesCompanionDataException const*>(&e))
+        return troubleWith(*data, true);
+    return std::nullopt;
 }
 
 }  // namespace zprop

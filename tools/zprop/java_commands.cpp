@@ -1,190 +1,155 @@
 #include "zprop/java_commands.h"
 
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
-
-#include <algorithm>
 #include <iostream>
+#include <unordered_map>
 
-#include "Z/ZException.h"
-#include "zprop/words.h"
+#include "zprop/answers.h"
+#include "zprop/json_text.h"
+#include "zprop/shown.h"
 
 namespace zprop {
 namespace {
 
-using Json = nlohmann::ordered_json;
-using Edit = std::function<void(ZJavaPropertiesFile&)>;
+using Pairs = std::vector<JavaPair>;
 
-std::string quoted(std::string const& text) { return "\"" + text + "\""; }
+std::string named(std::string const& key) { return "key \"" + key + "\""; }
 
-Failure missingKey(std::string const& file, std::string const& key) {
-    return {Exit::notThereOrInvalid, file + ": there is no key " + quoted(key)};
+Pairs pairsIn(JavaName const& name, Deadline& deadline) {
+    ZJavaPropertiesFile properties(name.file.c_str(), name.encoding);
+    load(properties, deadline);
+    return pairsOf(properties);
 }
 
-// -------------------------------------------------------------------------------------- the edits
-
-Edit setting(std::string const& key, std::string const& value) {
-    return [key = inUtf8(key), value = inUtf8(value)](ZJavaPropertiesFile& properties) {
-        properties.setValue(key, value);
-    };
+/// Refuses text that programs would take apart at another place than it ends.
+void requireWhole(std::string const& file, std::string const& key, std::string const& text,
+                  std::string_view separators) {
+    if (text.find_first_of(separators) == text.npos) return;
+    char const* const which = separators.size() > 1 ? "a line feed or NUL" : "a NUL";
+    throw Failure(Exit::notThereOrInvalid, file + ": " + named(key) + " has " + which +
+                                               ", which these answers have no form for");
 }
 
-Edit unsetting(std::string const& key) {
-    return [name = key, key = inUtf8(key)](ZJavaPropertiesFile& properties) {
-        if (!properties.deleteKey(key)) throw missingKey(properties.getPath(), name);
-    };
+constexpr std::string_view nulAlone("\0", 1);
+constexpr std::string_view nulOrFeed("\0\n", 2);
+
+/// What an answer in this style ends at, beside a line for people.
+void requireAnswerable(std::string const& file, std::string const& key, std::string const& text,
+                       Style style) {
+    if (style != Style::lines) requireWhole(file, key, text, nulAlone);
 }
 
-Edit commenting(std::string const& text, std::string const& key) {
-    return [=](ZJavaPropertiesFile& properties) {
-        ZUTF8String const name = inUtf8(key);
-        if (!key.empty() && !properties.contains(name)) throw missingKey(properties.getPath(), key);
-        try {
-            if (key.empty())
-                properties.addComment(inUtf8(text));
-            else
-                properties.addComment(name, inUtf8(text));
-        } catch (ZInvalidParameterException&) {
-            throw Failure(Exit::notThereOrInvalid,
-                          std::string(properties.getPath()) +
-                              ": cannot add the comment: it would not read back as one line");
-        }
-    };
+void printLine(JavaPair const& pair) {
+    std::cout << inEscapes(pair.key) << (pair.value.empty() ? " =" : " = ") << inEscapes(pair.value)
+              << "\n";
 }
 
-/// One line of `zprop edit`.
-class EditLine {
-  public:
-    EditLine() : app("one edit", "zprop edit") {
-        app.require_subcommand(1);
-        app.set_help_flag();
-        auto* const set = app.add_subcommand("set");
-        addKey(*set)->required();
-        set->add_option("VALUE", text)->required();
-        addKey(*app.add_subcommand("unset"))->required();
-        auto* const comment = app.add_subcommand("comment");
-        comment->add_option("TEXT", text)->required();
-        requireText(comment->add_option("--key", key));
-    }
-
-    Edit parse(std::vector<std::string> words) {
-        std::reverse(words.begin(), words.end());  // CLI11 takes them from the back
-        app.parse(words);
-        if (app.got_subcommand("set")) return setting(key, text);
-        if (app.got_subcommand("unset")) return unsetting(key);
-        return commenting(text, key);
-    }
-
-  private:
-    CLI::Option* addKey(CLI::App& command) { return requireText(command.add_option("KEY", key)); }
-
-    CLI::App app;
-    std::string key;
-    std::string text;
-};
-
-/// Runs `body` for a line of standard input; what fails tells the line.
-template <class Body>
-auto atLine(int number, Body body) {
-    std::string const place = "standard input:" + std::to_string(number) + ": ";
-    try {
-        return body();
-    } catch (CLI::ParseError& e) {
-        throw Failure(Exit::wrongUsage, place + e.what());
-    } catch (Failure& e) {
-        throw Failure(e.exitCode(), place + e.what());
-    }
+void tellPair(char sign, JavaPair const& pair) {
+    std::cout << sign;
+    printLine(pair);
 }
 
-std::vector<Edit> readEdits(std::istream& input) {
-    std::vector<Edit> edits;
-    std::string line;
-    for (int number = 1; std::getline(input, line); ++number) {
-        auto const words = atLine(number, [&] { return splitWords(line); });
-        if (words.empty()) continue;
-        Edit const edit = atLine(number, [&] { return EditLine().parse(words); });
-        edits.emplace_back(
-            [=](ZJavaPropertiesFile& properties) { atLine(number, [&] { edit(properties); }); });
-    }
-    return edits;
+std::unordered_map<std::string, std::string> valuesByKey(Pairs const& pairs) {
+    std::unordered_map<std::string, std::string> values;
+    for (auto const& pair : pairs)
+        values.emplace(pair.key, pair.value);
+    return values;
 }
 
 }  // namespace
 
-Exit getJava(JavaName const& name, std::string const& key,
-             std::optional<std::string> const& fallback, Deadline& deadline) {
-    ZJavaPropertiesFile properties(name.file.c_str(), name.encoding);
+Exit getJava(GetRequest const& request, Encoding encoding, Deadline& deadline) {
+    ZJavaPropertiesFile properties(request.file.c_str(), encoding);
     load(properties, deadline);
-    auto const value = valueOf(properties, inUtf8(key));
-    if (!value && !fallback) throw missingKey(name.file, key);
-    std::cout << (value ? inLocal(*value) : *fallback) << "\n";
+    auto const value = valueOf(properties, inUtf8(request.key));
+    std::string const place = request.file + ": ";
+    if (!value && !request.fallback)
+        throw Failure(Exit::notThereOrInvalid, place + "there is no " + named(request.key));
+    std::string const answer = value ? inLocal(*value) : *request.fallback;
+    if (request.required && answer.empty())
+        throw Failure(Exit::notThereOrInvalid, place + named(request.key) + " has no value");
+    requireAnswerable(request.file, request.key, answer, request.style);
+    printText(answer, request.style);
     return Exit::done;
 }
 
-Exit listJava(JavaName const& name, Deadline& deadline) {
-    ZJavaPropertiesFile properties(name.file.c_str(), name.encoding);
-    load(properties, deadline);
-    for (auto const& pair : pairsOf(properties))
-        std::cout << shown(pair.key) << (pair.value.empty() ? " =" : " = ") << shown(pair.value)
-                  << "\n";
+Exit listJava(JavaName const& name, Style style, Deadline& deadline) {
+    Assignments assignments;
+    for (auto const& pair : pairsIn(name, deadline)) {
+        if (style == Style::lines) {
+            printLine(pair);
+            continue;
+        }
+        std::string const key = inLocal(pair.key);
+        std::string const value = inLocal(pair.value);
+        requireWhole(name.file, key, key, style == Style::nul ? nulOrFeed : nulAlone);
+        requireAnswerable(name.file, key, value, style);
+        if (style == Style::nul)
+            std::cout << key << "\n" << value << '\0';
+        else
+            assignments.print(key, named(key), {value});
+    }
     return Exit::done;
 }
 
 Exit dumpJavaAsJson(JavaName const& name, Deadline& deadline) {
-    ZJavaPropertiesFile properties(name.file.c_str(), name.encoding);
-    load(properties, deadline);
     Json pairs = Json::array();
-    for (auto const& pair : pairsOf(properties))
+    for (auto const& pair : pairsIn(name, deadline))
         pairs.push_back({{"key", pair.key}, {"value", pair.value}});
-    Json const whole = {{"file", inUtf8(name.file).getChars()}, {"pairs", pairs}};
+    Json const whole = {{"file", JsonText().of(name.file)}, {"pairs", pairs}};
     std::cout << whole.dump(2) << "\n";
     return Exit::done;
 }
 
-Exit setJava(JavaName const& name, std::string const& key, std::string const& value,
-             Deadline& deadline) {
-    editJavaFile(name, Missing::create, deadline, setting(key, value));
+Exit namesJava(JavaName const& name, Style style, Deadline& deadline) {
+    for (auto const& pair : pairsIn(name, deadline)) {
+        std::string const key = style == Style::lines ? inEscapes(pair.key) : inLocal(pair.key);
+        requireAnswerable(name.file, key, key, style);
+        printText(key, style);
+    }
     return Exit::done;
 }
 
-Exit editJava(JavaName const& name, UnsetEdit const& edit, Deadline& deadline) {
-    if (!edit.key.empty())
-        throw Failure(Exit::wrongUsage,
-                      name.file + ": a properties file has no stanzas; needs KEY");
-    editJavaFile(name, Missing::isAnError, deadline, unsetting(edit.stanza));
-    return Exit::done;
+Exit diffJava(JavaName const& from, JavaName const& to, Deadline& deadline) {
+    Pairs const older = pairsIn(from, deadline);
+    Pairs const newer = pairsIn(to, deadline);
+    auto const valuesBefore = valuesByKey(older);
+    auto const valuesNow = valuesByKey(newer);
+    bool differs = false;
+    for (auto const& pair : older) {
+        auto const now = valuesNow.find(pair.key);
+        bool const isThere = now != valuesNow.end();
+        if (isThere && now->second == pair.value) continue;
+        tellPair('-', pair);
+        if (isThere) tellPair('+', {pair.key, now->second});
+        differs = true;
+    }
+    for (auto const& pair : newer) {
+        if (valuesBefore.count(pair.key) != 0) continue;
+        tellPair('+', pair);
+        differs = true;
+    }
+    return differs ? Exit::notThereOrInvalid : Exit::done;
 }
 
-Exit editJava(JavaName const& name, CommentEdit const& edit, Deadline& deadline) {
-    if (!edit.stanza.empty())
-        throw Failure(Exit::wrongUsage, name.file + ": a properties file has no stanzas");
-    editJavaFile(name, Missing::isAnError, deadline, commenting(edit.text, edit.key));
-    return Exit::done;
-}
-
-Exit editJavaByLines(JavaName const& name, std::istream& input, Deadline& deadline) {
-    auto const edits = readEdits(input);
-    editJavaFile(name, Missing::create, deadline, [&](ZJavaPropertiesFile& properties) {
-        for (auto const& edit : edits)
-            edit(properties);
-    });
-    return Exit::done;
-}
-
-Exit rewriteJava(JavaName const& name, Comments comments, Deadline& deadline) {
-    editJavaFile(name, Missing::isAnError, deadline, [&](ZJavaPropertiesFile& properties) {
-        properties.rewrite(comments == Comments::keep ? 1 : 0);
-    });
-    return Exit::done;
-}
-
-Exit checkJava(JavaName const& name, Deadline& deadline) {
+Exit checkJava(JavaName const& name, std::size_t& warnings, Deadline& deadline) {
     ZJavaPropertiesFile const properties(name.file.c_str(), name.encoding);
     auto const faults = faultsOf(properties, deadline);
+    auto const tell = [&](unsigned int number, std::string const& reason, std::string const& text) {
+        std::cout << shown(name.file) << ":" << number << ": " << reason << "\n"
+                  << shown(text) << "\n";
+    };
     for (auto const& fault : faults)
-        std::cout << name.file << ":" << fault.number << ": " << fault.reason() << "\n"
-                  << fault.text << "\n";
-    return faults.empty() ? Exit::done : Exit::notThereOrInvalid;
+        tell(fault.number, fault.reason(), fault.text);
+    if (!faults.empty()) return Exit::notThereOrInvalid;
+    auto const lines = linesOf(name.file);
+    for (auto const& line : passedLinesOf(name.file, deadline)) {
+        bool const isThere = line.number != 0 && line.number <= lines.size();
+        tell(line.number,
+             std::string("warning: ") + line.reason() + "; the reader ZJavaProperties skips it",
+             isThere ? lines[line.number - 1] : std::string());
+        ++warnings;
+    }
+    return Exit::done;
 }
 
 }  // namespace zprop

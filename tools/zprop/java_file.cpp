@@ -2,15 +2,31 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
+#include "zprop/backup.h"
+#include "zprop/difference.h"
 #include "zprop/failure.h"
+#include "zprop/shown.h"
 
 namespace zprop {
 namespace {
 
 using Fault = ZJavaPropertiesFile::Fault;
+using Skipped = ZJavaProperties::Skipped;
+
+class PassedLines : public ZJavaProperties::SkippedLines {
+  public:
+    void skipped(unsigned int line, Skipped what) override {
+        if (what != Skipped::comment) lines.push_back({line, what});
+    }
+    std::vector<PassedLine> lines;
+};
 
 class Collector : public ZJavaPropertiesFile::FaultyLines {
   public:
@@ -44,15 +60,15 @@ Failure failureOf(ZJavaPropertiesFile const& properties,
     constexpr std::size_t most = 20;
     std::string const file = properties.getPath();
     auto const lines = linesOf(collected(properties), cause.badline());
-    std::string text;
+    std::vector<std::string> messages;
     for (std::size_t i = 0; i < lines.size() && i < most; ++i)
-        text += (i == 0 ? "" : "\nzprop: ") + file + ":" + std::to_string(lines[i].number) + ": " +
-                lines[i].reason();
+        messages.push_back(file + ":" + std::to_string(lines[i].number) + ": " + lines[i].reason());
     if (lines.size() > most)
-        text += "\nzprop: " + file + ": and " + std::to_string(lines.size() - most) + " lines more";
+        messages.push_back(file + ": and " + std::to_string(lines.size() - most) + " lines more");
     // Somebody has mended the file meanwhile.
-    if (lines.empty()) text = file + ":" + std::to_string(cause.badline()) + ": invalid line";
-    return {Exit::notThereOrInvalid, text};
+    if (messages.empty())
+        messages.push_back(file + ":" + std::to_string(cause.badline()) + ": invalid line");
+    return {Exit::notThereOrInvalid, messages};
 }
 
 /// Bytes of the character of UTF-8 at `at`.
@@ -88,7 +104,56 @@ bool isControl(std::string const& character) {
 std::string shownCharacter(std::string const& character) {
     if (isControl(character)) return escaped(character);
     ZLCString const local(stringOf(character));
-    return local.isEmpty() ? escaped(character) : local.getChars();
+    bool const isShowable = !local.isEmpty() && shown(local.getChars()) == local.getChars();
+    return isShowable ? local.getChars() : escaped(character);
+}
+
+/// A file of our own, which an edit is tried on. Nobody else may look at it, and it goes again.
+class TrialFile {
+  public:
+    explicit TrialFile(std::string const& bytes) {
+        char const* const temporary = std::getenv("TMPDIR");
+        directory = temporary != nullptr && *temporary != '\0' ? temporary : "/tmp";
+        directory += "/zprop.XXXXXX";
+        if (mkdtemp(directory.data()) == nullptr) failIO(directory, "mkdtemp()");
+        std::ofstream(path(), std::ios::binary) << bytes;
+    }
+    ~TrialFile() {
+        std::error_code ignored;
+        std::filesystem::remove_all(directory, ignored);
+    }
+    TrialFile(TrialFile const&) = delete;
+    TrialFile& operator=(TrialFile const&) = delete;
+
+    [[nodiscard]] std::string path() const { return directory + "/copy"; }
+
+  private:
+    std::string directory;
+};
+
+/// What a file of these bytes holds after the edit; the object itself does not tell.
+std::string textAfter(std::string const& bytes, EditTarget const& target, Encoding encoding,
+                      JavaEdit const& edit) {
+    TrialFile const trial(bytes);
+    ZJavaPropertiesFile properties(trial.path().c_str(), encoding);
+    properties.setRecoveryCopy(false);
+    properties.load();
+    edit(properties, target.file);
+    properties.store();
+    return bytesOf(trial.path());
+}
+
+void tryEdit(EditTarget const& target, Encoding encoding, Deadline& deadline,
+             JavaEdit const& edit) {
+    bool const isNew = isToBeMade(target);
+    if (!isNew) {  // whatever stands in the way is told of the file itself
+        ZJavaPropertiesFile properties(target.file.c_str(), encoding);
+        load(properties, deadline);
+        withReasons(properties, [&] { edit(properties, target.file); });
+    }
+    std::string const before = bytesOf(target.file);
+    std::cout << difference(isNew ? "/dev/null" : target.file, target.file, before,
+                            textAfter(before, target, encoding, edit));
 }
 
 }  // namespace
@@ -105,6 +170,26 @@ std::string FaultyLine::reason() const {
     return "half of a surrogate pair, which is no character";
 }
 
+char const* PassedLine::reason() const {
+    switch (what) {
+        case Skipped::comment:
+            return "comment";
+        case Skipped::emptyKey:
+            return "no key before the separator";
+        case Skipped::noSeparator:
+            return "key without \"=\", \":\" or blank and value";
+        case Skipped::keyEscape:
+            return "backslash in the key before none of \"\\\", \"=\", \":\" and blank";
+        case Skipped::valueEscape:
+            return "backslash in the value before none of \"\\\", \":\", quote, blank and \"u\"";
+        case Skipped::unicodeEscape:
+            return "\"\\u\" without four hexadecimal digits";
+        case Skipped::noLineEnd:
+            break;
+    }
+    return "last line without a line end";
+}
+
 void load(ZJavaPropertiesFile& properties, Deadline& deadline) {
     retryWhileLocked(deadline, [&] { withReasons(properties, [&] { properties.load(); }); });
 }
@@ -117,17 +202,48 @@ void withReasons(ZJavaPropertiesFile const& properties, std::function<void()> co
     }
 }
 
-void editJavaFile(JavaName const& name, Missing missing, Deadline& deadline,
-                  std::function<void(ZJavaPropertiesFile&)> const& edit) {
-    ZJavaPropertiesFile properties(name.file.c_str(), name.encoding);
-    if (missing == Missing::isAnError) load(properties, deadline);
-    retryWhileLocked(deadline,
-                     [&] { withReasons(properties, [&] { properties.updateFile(edit, 0); }); });
+void editJavaFile(EditTarget const& target, Encoding encoding, Deadline& deadline,
+                  JavaEdit const& edit) {
+    requireThere(target);
+    if (target.dryRun) return tryEdit(target, encoding, deadline, edit);
+    ZJavaPropertiesFile properties(target.file.c_str(), encoding);
+    auto const editHeld = [&](ZJavaPropertiesFile& held) {
+        std::string const before = bytesOf(target.file);
+        edit(held, target.file);
+        bool const isKept = target.backup && textAfter(before, target, encoding, edit) != before;
+        if (isKept) makeBackup(target.file, *target.backup, target.file);
+    };
+    retryWhileLocked(deadline, [&] {
+        withReasons(properties, [&] { properties.updateFile(editHeld, deadline.left()); });
+    });
 }
 
 std::vector<FaultyLine> faultsOf(ZJavaPropertiesFile const& properties, Deadline& deadline) {
     std::vector<FaultyLine> lines;
     retryWhileLocked(deadline, [&] { lines = collected(properties); });
+    return lines;
+}
+
+std::vector<PassedLine> passedLinesOf(std::string const& file, Deadline& deadline) {
+    std::vector<PassedLine> lines;
+    retryWhileLocked(deadline, [&] {
+        PassedLines passed;
+        ZJavaProperties().read(file.c_str(), &passed);
+        lines = std::move(passed.lines);
+    });
+    return lines;
+}
+
+std::vector<std::string> linesOf(std::string const& file) {
+    std::ifstream stream(file, std::ios::binary);
+    std::vector<std::string> lines(1);
+    for (char c = '\0'; stream.get(c);) {
+        if (c == '\r' && stream.peek() == '\n') stream.get();
+        if (c == '\r' || c == '\n')
+            lines.emplace_back();
+        else
+            lines.back() += c;
+    }
     return lines;
 }
 
@@ -139,7 +255,7 @@ std::vector<JavaPair> pairsOf(ZJavaPropertiesFile const& properties) {
         for (unsigned int i = 0; i < keys->size(); ++i) {
             auto const& key = static_cast<ZUTF8String const&>(*keys->get(i));
             properties.getValue(key, value);
-            pairs.push_back({bytesOf(key), bytesOf(value)});
+            pairs.push_back({utf8Of(key), utf8Of(value)});
         }
     });
     return pairs;
@@ -149,7 +265,7 @@ std::optional<std::string> valueOf(ZJavaPropertiesFile const& properties, ZUTF8S
     if (!properties.contains(key)) return std::nullopt;
     ZUTF8String value;
     withReasons(properties, [&] { properties.getValue(key, value); });
-    return bytesOf(value);
+    return utf8Of(value);
 }
 
 ZUTF8String inUtf8(std::string const& local) {
@@ -164,7 +280,7 @@ std::string inLocal(std::string const& utf8) {
     return {local.getChars(), local.getLength()};
 }
 
-std::string shown(std::string const& utf8) {
+std::string inEscapes(std::string const& utf8) {
     std::string text;
     for (std::size_t at = 0; at < utf8.size();) {
         std::string const character = utf8.substr(at, lengthAt(utf8, at));
@@ -174,7 +290,7 @@ std::string shown(std::string const& utf8) {
     return text;
 }
 
-std::string bytesOf(ZUTF8String const& text) { return {text.getChars(), text.getLength()}; }
+std::string utf8Of(ZUTF8String const& text) { return {text.getChars(), text.getLength()}; }
 
 ZUTF8String stringOf(std::string const& bytes) {
     ZUTF8String text;

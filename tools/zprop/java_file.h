@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Z/ZJavaProperties.h"
 #include "Z/ZJavaPropertiesFile.h"
 #include "zprop/open.h"
 
@@ -29,6 +30,14 @@ struct FaultyLine {
     [[nodiscard]] std::string reason() const;
 };
 
+/// A line that is sound, and passed over by the narrower reader, ZJavaProperties.
+struct PassedLine {
+    unsigned int number;
+    ZJavaProperties::Skipped what;
+
+    [[nodiscard]] char const* reason() const;
+};
+
 /// A key and its value in UTF-8.
 struct JavaPair {
     std::string key;
@@ -42,13 +51,20 @@ void load(ZJavaPropertiesFile& properties, Deadline& deadline);
 /// tells why; when it cannot be read at all, of each faulty line, up to some.
 void withReasons(ZJavaPropertiesFile const& properties, std::function<void()> const& body);
 
-/// Holds the file while `edit` changes it and it is stored, so that no change of another process is
-/// lost. When `edit` throws, nothing is written.
-void editJavaFile(JavaName const& name, Missing missing, Deadline& deadline,
-                  std::function<void(ZJavaPropertiesFile&)> const& edit);
+/// One change of a file; `file` is its name for messages.
+using JavaEdit = std::function<void(ZJavaPropertiesFile&, std::string const& file)>;
+
+/// As editFile(): holds the file while `edit` changes it and it is stored. Nothing that such a file
+/// holds can be lost, whatever `target.force` says.
+void editJavaFile(EditTarget const& target, Encoding encoding, Deadline& deadline,
+                  JavaEdit const& edit);
 
 [[nodiscard]] std::vector<FaultyLine> faultsOf(ZJavaPropertiesFile const& properties,
                                                Deadline& deadline);
+/// But for comments.
+[[nodiscard]] std::vector<PassedLine> passedLinesOf(std::string const& file, Deadline& deadline);
+/// The lines of a file, whatever they end with.
+[[nodiscard]] std::vector<std::string> linesOf(std::string const& file);
 /// In the order of the file.
 [[nodiscard]] std::vector<JavaPair> pairsOf(ZJavaPropertiesFile const& properties);
 /// Nothing when there is no such key.
@@ -60,8 +76,8 @@ void editJavaFile(JavaName const& name, Missing missing, Deadline& deadline,
 /// The way back; throws ZFromUTF8Exception for what has no form there.
 [[nodiscard]] std::string inLocal(std::string const& utf8);
 /// The same to look at: control characters and what has no form there are \u escapes.
-[[nodiscard]] std::string shown(std::string const& utf8);
-[[nodiscard]] std::string bytesOf(ZUTF8String const& text);
+[[nodiscard]] std::string inEscapes(std::string const& utf8);
+[[nodiscard]] std::string utf8Of(ZUTF8String const& text);
 [[nodiscard]] ZUTF8String stringOf(std::string const& bytes);
 
 }  // namespace zprop

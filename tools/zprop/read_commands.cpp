@@ -1,45 +1,16 @@
 #include "zprop/read_commands.h"
 
-#include <nlohmann/json.hpp>
-
 #include <iostream>
 
-#include "Z/ZList.h"
-#include "Z/ZUTF8String.h"
+#include "zprop/answers.h"
+#include "zprop/json_text.h"
+#include "zprop/shown.h"
 
 namespace zprop {
 namespace {
 
-constexpr char hidden[] = "(obfuscated)";
-
-using Json = nlohmann::ordered_json;
-
-/// The values of a key in order, in the codeset of `type`.
-std::vector<std::string> valuesOf(ZStanzaFileProperties const& properties, char const* stanza,
-                                  char const* key, ZPropertyStringType type) {
-    ZArrayList list(1, 1);
-    properties.getValues(stanza, key, list, type);
-    std::vector<std::string> values;
-    for (unsigned int i = 0; i < list.size(); ++i)
-        values.emplace_back(static_cast<ZAbstractString*>(list.get(i))->getChars());
-    return values;
-}
-
-/// The names of a stanza's keys; the nameless stanza has none.
-std::vector<std::string> keysOf(ZStanzaFileProperties const& properties, char const* stanza) {
-    std::vector<std::string> names;
-    if (*stanza == '\0') return names;
-    ZPropertiesIterator keys(properties, stanza);
-    while (keys.next())
-        names.emplace_back(keys.getName());
-    return names;
-}
-
-/// Names go into JSON as UTF-8; one that has no UTF-8 form is an error, not an empty name.
-std::string inUtf8(char const* local) {
-    ZUTF8String const text{ZLCString(local)};
-    if (text.isEmpty() && *local != '\0') zraise(ZToUTF8Exception(), "zprop", __LINE__);
-    return text.getChars();
+std::string place(GetRequest const& request) {
+    return "key \"" + request.key + "\" in stanza \"" + request.stanza + "\"";
 }
 
 /// The value of a key that has one, as its type prints it.
@@ -67,114 +38,116 @@ std::string typedFallback(GetRequest const& request) {
     }
 }
 
+/// The library's message shows the value, which may be a secret.
+std::string hiddenValue(Document const& properties, GetRequest const& request) {
+    try {
+        static_cast<void>(
+            typedValue(properties, request.stanza.c_str(), request.key.c_str(), request.type));
+        return hiddenText;
+    } catch (ZPropertiesInvalidValueException&) {
+        throw Failure(Exit::notThereOrInvalid,
+                      request.file + ": the obfuscated value of " + place(request) + " is no " +
+                          (request.type == ValueType::boolean ? "boolean" : "number"));
+    }
+}
+
 /// What `get` prints for a key that has values.
-std::vector<std::string> answers(ZStanzaFileProperties const& properties,
-                                 GetRequest const& request) {
+std::vector<std::string> answers(Document const& properties, GetRequest const& request) {
     char const* const stanza = request.stanza.c_str();
     char const* const key = request.key.c_str();
     bool const isHidden = !request.reveal && properties.isObfuscated(stanza, key);
     if (request.all) {
-        auto values = valuesOf(properties, stanza, key, zpropLocalCodeset);
-        if (isHidden) values.assign(values.size(), hidden);
+        auto values = valuesOf(properties, request.stanza, request.key);
+        if (isHidden) values.assign(values.size(), hiddenText);
         return values;
     }
-    std::string const value = typedValue(properties, stanza, key, request.type);
-    return {isHidden ? hidden : value};
+    if (isHidden) return {hiddenValue(properties, request)};
+    return {typedValue(properties, stanza, key, request.type)};
 }
 
-/// Prints "key = value" for each value, or "key =" where there is none.
-void printKey(std::string const& key, std::vector<std::string> const& values) {
-    if (values.empty()) std::cout << key << " =\n";
-    for (auto const& value : values)
-        std::cout << key << " = " << value << "\n";
+/// What `get` prints for a key that has none, or is not there.
+std::vector<std::string> answersWithoutValue(Document const& properties, GetRequest const& request,
+                                             std::string const& fallback) {
+    bool const isThere = properties.exists(request.stanza.c_str(), request.key.c_str());
+    // Without its companion file nobody knows.
+    if (!isThere && properties.trouble)
+        throw Failure(properties.trouble->exitCode(),
+                      request.file + ": " + place(request) +
+                          " is none of the plain ones, and may be an obfuscated one");
+    if (request.fallback) return {fallback};
+    if (!isThere)
+        zraise(ZPropertiesMissingPropertyException(request.file.c_str(), request.stanza.c_str(),
+                                                   request.key.c_str()),
+               "zprop", __LINE__);
+    if (request.required)
+        throw Failure(Exit::notThereOrInvalid,
+                      request.file + ": " + place(request) + " has no value");
+    return std::vector<std::string>(request.all ? 0 : 1);
 }
 
-void dumpAsText(ZStanzaFileProperties const& properties, bool reveal) {
-    ZPropertiesIterator stanzas(properties);
-    while (stanzas.next()) {
-        std::cout << "[" << stanzas.getName() << "]\n";
-        for (auto const& key : keysOf(properties, stanzas.getName())) {
-            auto values = valuesOf(properties, stanzas.getName(), key.c_str(), zpropLocalCodeset);
-            if (!reveal && properties.isObfuscated(stanzas.getName(), key.c_str()))
-                values.assign(values.size(), hidden);
-            printKey(key, values);
-        }
-    }
-}
-
-Json keyAsJson(ZStanzaFileProperties const& properties, char const* stanza, char const* key,
-               bool reveal) {
-    bool const obfuscated = properties.isObfuscated(stanza, key);
-    Json values;
-    if (reveal || !obfuscated) values = valuesOf(properties, stanza, key, zpropUTF8);
-    return {{"name", inUtf8(key)}, {"values", values}, {"obfuscated", obfuscated}};
-}
-
-void dumpAsJson(ZStanzaFileProperties const& properties, DumpRequest const& request) {
+void dumpAsJson(Document const& properties, DumpRequest const& request) {
+    JsonText text;
     Json stanzaList = Json::array();
-    ZPropertiesIterator stanzas(properties);
-    while (stanzas.next()) {
+    for (auto const& stanza : stanzasOf(properties)) {
         Json keyList = Json::array();
-        for (auto const& key : keysOf(properties, stanzas.getName()))
+        for (auto const& key : keysOf(properties, stanza)) {
+            bool const obfuscated = properties.isObfuscated(stanza.c_str(), key.c_str());
+            Json values;
+            if (request.reveal || !obfuscated) values = text.of(valuesOf(properties, stanza, key));
             keyList.push_back(
-                keyAsJson(properties, stanzas.getName(), key.c_str(), request.reveal));
-        stanzaList.push_back({{"name", inUtf8(stanzas.getName())}, {"keys", keyList}});
+                {{"name", text.of(key)}, {"values", values}, {"obfuscated", obfuscated}});
+        }
+        stanzaList.push_back({{"name", text.of(stanza)}, {"keys", keyList}});
     }
-    Json const whole = {{"file", inUtf8(request.file.c_str())}, {"stanzas", stanzaList}};
-    try {
-        std::cout << whole.dump(2) << "\n";
-    } catch (Json::exception&) {  // bytes that are no UTF-8, where that is the local codeset
-        zraise(ZToUTF8Exception(), "zprop", __LINE__);
-    }
+    Json const whole = {{"file", text.of(request.file)}, {"stanzas", stanzaList}};
+    std::cout << whole.dump(2) << "\n";
+    if (text.hasReplaced())
+        warn("warning: " + request.file + ": bytes that are no text are \\uFFFD in JSON");
 }
 
-/// The cache's listing of one stanza: plain values alone.
-void listStanza(ZStanzaFileProperties const& properties, char const* stanza) {
-    std::cout << "\n[" << stanza << "]\n";
-    for (auto const& key : keysOf(properties, stanza)) {
-        std::vector<std::string> values;
-        if (!properties.isObfuscated(stanza, key.c_str()))
-            values = valuesOf(properties, stanza, key.c_str(), zpropLocalCodeset);
-        printKey(key, values);
-    }
+void requireStanza(Document const& properties, ListRequest const& request) {
+    if (!request.stanza.empty() && !properties.exists(request.stanza.c_str()))
+        throw Failure(Exit::notThereOrInvalid,
+                      request.file + ": there is no stanza \"" + request.stanza + "\"");
 }
 
 }  // namespace
 
 Exit get(GetRequest const& request, Deadline& deadline) {
     std::string const fallback = request.fallback ? typedFallback(request) : std::string();
-    Properties const properties = openForReading(request.file, deadline);
-    if (properties->numValues(request.stanza.c_str(), request.key.c_str()) == 0) {
-        if (!request.fallback)
-            zraise(ZPropertiesMissingPropertyException(request.file.c_str(), request.stanza.c_str(),
-                                                       request.key.c_str()),
-                   "zprop", __LINE__);
-        std::cout << fallback << "\n";
-        return Exit::done;
-    }
-    for (auto const& answer : answers(*properties, request))
-        std::cout << answer << "\n";
+    Properties const properties = openForAnswers(request.file, deadline);
+    bool const hasValue = properties->numValues(request.stanza.c_str(), request.key.c_str()) != 0;
+    for (auto const& answer : hasValue ? answers(*properties, request)
+                                       : answersWithoutValue(*properties, request, fallback))
+        printText(answer, request.style);
     return Exit::done;
 }
 
-Exit list(std::string const& file, std::string const& stanza, Deadline& deadline) {
-    Properties const properties = openForReading(file, deadline);
-    if (stanza.empty()) {
-        properties->list();
-        return Exit::done;
-    }
-    if (!properties->exists(stanza.c_str()))
-        throw Failure(Exit::notThereOrInvalid, file + ": there is no stanza \"" + stanza + "\"");
-    listStanza(*properties, stanza.c_str());
+Exit list(ListRequest const& request, Deadline& deadline) {
+    Properties const properties = openForAnswers(request.file, deadline);
+    requireStanza(*properties, request);
+    auto const stanzas =
+        request.stanza.empty() ? stanzasOf(*properties) : std::vector{request.stanza};
+    printStanzas(*properties, stanzas, "\n", Secrets::leftOut, request.style);
     return Exit::done;
 }
 
 Exit dump(DumpRequest const& request, Deadline& deadline) {
-    Properties const properties = openForReading(request.file, deadline);
+    Properties const properties = openForAnswers(request.file, deadline);
     if (request.json)
         dumpAsJson(*properties, request);
     else
-        dumpAsText(*properties, request.reveal);
+        printStanzas(*properties, stanzasOf(*properties), "",
+                     request.reveal ? Secrets::revealed : Secrets::hidden, request.style);
+    return Exit::done;
+}
+
+Exit names(ListRequest const& request, Deadline& deadline) {
+    Properties const properties = openForAnswers(request.file, deadline);
+    requireStanza(*properties, request);
+    for (auto const& name :
+         request.stanza.empty() ? stanzasOf(*properties) : keysOf(*properties, request.stanza))
+        printText(name, request.style);
     return Exit::done;
 }
 

@@ -74,4 +74,28 @@ std::vector<std::string> splitWords(std::string const& line) {
     return words;
 }
 
+void atPlace(std::string const& place, std::function<void()> const& body) {
+    try {
+        body();
+    } catch (Failure& e) {
+        throw e.with(place);
+    } catch (ZException& e) {
+        throw failureOf(e).with(place);
+    }
+}
+
+void forEachCommand(
+    std::istream& input,
+    std::function<void(std::vector<std::string> const&, std::string const&)> const& take) {
+    std::string line;
+    for (int number = 1; std::getline(input, line); ++number) {
+        std::string const place = "standard input:" + std::to_string(number) + ": ";
+        atPlace(place, [&] {
+            if (line.find('\0') != std::string::npos) throw Failure(Exit::wrongUsage, "NUL byte");
+            auto const words = splitWords(line);
+            if (!words.empty()) take(words, place);
+        });
+    }
+}
+
 }  // namespace zprop

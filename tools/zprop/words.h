@@ -2,6 +2,8 @@
 #ifndef ZFC_TOOLS_ZPROP_WORDS_H
 #define ZFC_TOOLS_ZPROP_WORDS_H
 
+#include <functional>
+#include <istream>
 #include <string>
 #include <vector>
 
@@ -12,6 +14,16 @@ namespace zprop {
 /// character. "#" at the start of a word begins a comment. Throws Failure (wrong usage) for an open
 /// quote or a trailing backslash.
 [[nodiscard]] std::vector<std::string> splitWords(std::string const& line);
+
+/// Runs `body`; what it throws, an exception of the library too, is a Failure with `place` in
+/// front.
+void atPlace(std::string const& place, std::function<void()> const& body);
+
+/// Calls take(words, place) for each line that has words; what fails, a NUL byte too, has its place
+/// in front: "standard input:LINE: ".
+void forEachCommand(
+    std::istream& input,
+    std::function<void(std::vector<std::string> const&, std::string const&)> const& take);
 
 }  // namespace zprop
 

@@ -3,11 +3,14 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <ctime>
+#include <functional>
 #include <map>
 #include <memory>
 #include <random>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "Z/ZKeyMap.h"
 #include "Z/ZMap.h"
@@ -283,6 +286,114 @@ TEST_F(MapTest, CrowdedTextsOfAClassWithAnEqualityOfItsOwnAreFoundByIt) {
         for (int i = 0; i < 300; ++i)
             map.removeEntry(CaselessText("kEY" + std::to_string(i)).me());
         EXPECT_TRUE(map.isEmpty());
+    }
+}
+
+/// A number that throws when it is asked too often, and whose end changes a map.
+class Hostile : public Number {
+  public:
+    using Number::Number;
+    ~Hostile() override {
+        if (endsLeft-- > 0) atEnd();
+    }
+    [[nodiscard]] unsigned long hash() const override { return ask(), Number::hash(); }
+    [[nodiscard]] bool equals(ZObject const& other) const override {
+        return ask(), Number::equals(other);
+    }
+    [[nodiscard]] ZObject* clone() const override { return ask(), new Hostile(*this); }
+    static void ask() {
+        if (callsLeft-- == 0) throw ZInvalidParameterException();
+    }
+    inline static int callsLeft = -1;
+    inline static int endsLeft = 0;
+    inline static std::function<void()> atEnd;
+};
+
+void putInto(ZMap& map, Hostile& entry) { map.putEntry(&entry); }
+void putInto(ZKeyMap& map, Hostile& key) { map.putEntry(&key, &key); }
+
+/// What happens to a map by hostile members happens to a set of values alike.
+template <class Map>
+void checkHostileMembers() {
+    std::set<int> model;
+    std::mt19937 random(4);
+    Map map(2, 1);
+    auto const put = [&](int value) {
+        bool const isNew = model.insert(value).second;
+        Hostile entry(value);
+        int const error = errorOf([&] { putInto(map, entry); });
+        if (error != 0 && isNew) model.erase(value);
+    };
+    auto const remove = [&](int value) {
+        bool const wasIn = model.erase(value) != 0;
+        Hostile probe(value);
+        if (errorOf([&] { map.removeEntry(&probe); }) != 0 && wasIn) model.insert(value);
+    };
+    Hostile::atEnd = [&] {
+        int const left = std::exchange(Hostile::callsLeft, -1);
+        int const value = 300 + static_cast<int>(random() % 100);  // no other is being put
+        random() % 3 == 0 ? remove(value) : put(value);
+        Hostile::callsLeft = left;
+    };
+    for (int i = 0; i < 1500; ++i) {
+        auto const kind = random() % 100;
+        Hostile::callsLeft = random() % 4 == 0 ? static_cast<int>(random() % 40) : -1;
+        Hostile::endsLeft = random() % 4 == 0 ? static_cast<int>(random() % 40) : 0;
+        if (kind == 0) {
+            map.removeAll();
+            model.clear();
+        } else if (kind == 1) {
+            static_cast<void>(errorOf([&] { map = Map(map); }));
+        } else {
+            kind < 50 ? remove(static_cast<int>(random() % 400))
+                      : put(static_cast<int>(random() % 300));
+        }
+        Hostile::callsLeft = -1;
+        Hostile::endsLeft = 0;
+        ASSERT_EQ(model.size(), map.size()) << "step " << i;
+        for (int value = static_cast<int>(random() % 7); value < 400; value += 7)
+            ASSERT_EQ(model.count(value) != 0, map.contains(std::make_unique<Hostile>(value).get()))
+                << value << " at step " << i;
+    }
+    Hostile::endsLeft = 500;  // while the map ends
+}
+
+TEST_F(MapTest, MembersThatThrowOrComeBackIntoTheMapLoseNoEntry) {
+    for (int const perHash : {1, 100}) {
+        Number::perHash = perHash;
+        checkHostileMembers<ZArrayMap>();
+        checkHostileMembers<ZHashMap>();
+        checkHostileMembers<ZHashKeyMap>();
+    }
+    Hostile::endsLeft = 0;
+}
+
+/// Processor time that it takes to remove the numbers of a map in that order.
+template <class Map>
+std::clock_t timeToRemove(Map map, Values const& order) {
+    std::clock_t const begin = std::clock();
+    for (int const value : order) {
+        Number probe(value);
+        map.removeEntry(&probe);
+    }
+    EXPECT_TRUE(map.isEmpty());
+    return std::clock() - begin;
+}
+
+TEST_F(MapTest, RemovalFromACrowdedBucketIsNotSlowerThanTheScan) {
+    Number::perHash = 3;  // of the bucket of 0
+    for (auto const& [count, kind] :
+         {std::pair(40000, 0), std::pair(3000, 1), std::pair(3000, 2)}) {
+        ZArrayMap list(1, 1);
+        ZHashMap map(1, 1);
+        for (int i = 0; i < count; ++i) {
+            list.addNoCopy(new Number(9 * i));
+            map.putEntryNoCopy(new Number(9 * i));
+        }
+        Values order = valuesOf(list);
+        if (kind == 1) std::reverse(order.begin(), order.end());
+        if (kind == 2) std::shuffle(order.begin(), order.end(), std::mt19937(7));
+        EXPECT_LE(timeToRemove(map, order), timeToRemove(list, order)) << "order " << kind;
     }
 }
 

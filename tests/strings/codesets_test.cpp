@@ -207,8 +207,10 @@ TEST(StringCodesetTest, EditsSearchesAndSplitsByWholeCharacters) {
         EXPECT_EQ(ZUTF8String("\xC3\xA9-\xC3\xA9").lastIndexOf(0xC3), 3);
         ZLCString local;
         ZUTF8String utf8;
-        EXPECT_STREQ(*ZStringIterator(ZLCConstString("\xE9!"), local).getNext(), "\xE9");
-        EXPECT_STREQ(*ZStringIterator(ZUTF8ConstString("é!"), utf8).getNext(), "é");
+        ZLCConstString const localView("\xE9!");
+        ZUTF8ConstString const utf8View("é!");
+        EXPECT_STREQ(*ZStringIterator(localView, local).getNext(), "\xE9");
+        EXPECT_STREQ(*ZStringIterator(utf8View, utf8).getNext(), "é");
     });
 }
 
@@ -236,7 +238,7 @@ TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNulAndNeedsTheDataDirectory) {
 TEST(PropertiesCodesetTest, RefusesTextThatDoesNotConvertAndKeepsNoPartOfIt) {
     holdsUnder(eucJp, [] {
         ZStanzaFileProperties properties(1);
-        properties.setValue("s", "k", ZUTF8String("日"), 0);
+        properties.setValue("s", "k", ZUTF8String("日"));
         ZUTF8String const face("\xF0\x9F\x98\x80");
         ZArrayList list(1, 0);
         list.add(const_cast<ZUTF8String*>(&face));

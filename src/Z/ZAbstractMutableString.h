@@ -95,6 +95,11 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     ZAbstractMutableString& operator+=(char const* text) { return append(text); }
     /// Adds the bytes of `other`, no conversion.
     ZAbstractMutableString& operator+=(ZAbstractString const& other);
+    /// A number is no character: `s = n` gives its decimal text, and `s += char(n)` adds a byte.
+    template <class Number, zfc::strings::IfNoByte<Number> = 0>
+    void operator+=(Number) = delete;
+    template <class Number, zfc::strings::IfNoByte<Number> = 0>
+    void append(Number) = delete;
     /// Adds text in front; null adds nothing.
     ZAbstractMutableString& prepend(char const* text);
     /// Adds text at offset `position`; beyond the end, and with null, nothing happens.

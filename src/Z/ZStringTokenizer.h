@@ -27,6 +27,10 @@ class ZFC_API ZStringTokenizer : public ZAbstractIterator {
     /// other family.
     ZStringTokenizer(ZAbstractString const& source, ZAbstractMutableString& target,
                      ZAbstractString const& delimiters);
+    // A temporary would be gone before the first token.
+    ZStringTokenizer(ZAbstractString const&& source, ZAbstractMutableString& target) = delete;
+    ZStringTokenizer(ZAbstractString const&& source, ZAbstractMutableString& target,
+                     ZAbstractString const& delimiters) = delete;
     /// Stands where the other one stands and shares its source and target.
     ZStringTokenizer(ZStringTokenizer const& other);
     ZStringTokenizer& operator=(ZStringTokenizer const&) = delete;

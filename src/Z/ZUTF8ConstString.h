@@ -49,8 +49,9 @@ class ZFC_API ZUTF8ConstString : public ZAbstractConstString {
         return *this;
     }
 
-    /// A new string: this text followed by the other; null adds nothing.
+    /// A new string: this text followed by the other, or by one character; null adds nothing.
     [[nodiscard]] ZUTF8String operator+(char const* text) const;
+    [[nodiscard]] ZUTF8String operator+(char character) const;
     [[nodiscard]] ZUTF8String operator+(ZUTF8ConstString const& other) const;
     [[nodiscard]] ZUTF8String operator+(ZUTF8String const& other) const;
 

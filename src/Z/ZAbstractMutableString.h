@@ -26,8 +26,8 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     // in slot order: do not sort
     ~ZAbstractMutableString() override { release(); }
     [[nodiscard]] char const* getChars() const override;
-    /// Replaces the contents by the text of `other`, converted when it is in another codeset; what
-    /// cannot be converted leaves an empty string.
+    /// Replaces the contents by the text of `other`, converted when it is of the other family,
+    /// which in a UTF-8 locale is a check alone; what cannot be converted leaves an empty string.
     void setChars(ZAbstractString const& other) override;
     [[nodiscard]] unsigned int getLength() const override;
     /// Replaces every byte that occurs in `set` by `to`. Null and empty sets replace nothing.

@@ -188,6 +188,9 @@ class ZFC_API ZAbstractString : public ZObject {
     }
     /// `other` as a string of another codeset than this one's; null when it is no such thing.
     [[nodiscard]] ZAbstractString const* foreignText(ZObject const& other) const;
+    /// Whether `other` is of the other family, which in a UTF-8 locale has the same codeset, or of
+    /// another codeset.
+    [[nodiscard]] bool isOfOtherFamily(ZAbstractString const& other) const;
 
     static std::atomic<ZCodesetHandle> utf8_handle_;  // UTF-8; 0 before the first string
     static std::atomic<ZCodesetHandle> lcs_handle_;  // the local codeset; 0 before the first string

@@ -9,7 +9,7 @@
 
 class ZLCString;
 
-/// Shows text in the local codeset that somebody else keeps. Assigning a string in another codeset
+/// Shows text in the local codeset that somebody else keeps. Assigning a string of the other family
 /// changes nothing.
 class ZFC_API ZLCConstString : public ZAbstractConstString {
   public:

@@ -9,7 +9,7 @@
 
 class ZUTF8String;
 
-/// Shows text in UTF-8 that somebody else keeps. Assigning a string in another codeset
+/// Shows text in UTF-8 that somebody else keeps. Assigning a string of the other family
 /// changes nothing.
 class ZFC_API ZUTF8ConstString : public ZAbstractConstString {
   public:

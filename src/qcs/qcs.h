@@ -60,6 +60,11 @@ int qcs_to_utf8(qcs_cs_handle cs, char const* in, unsigned int inLen, char* out,
 int qcs_from_utf8(qcs_cs_handle cs, char const* in, unsigned int inLen, char* out,
                   unsigned int outLen);
 
+/// Where such a conversion stops: the offset of the first character that is malformed, cut off or
+/// lacking in the target; -1 when there is none, so that it is the room that lacks.
+long qcs_to_utf8_stop(qcs_cs_handle cs, char const* in, unsigned int inLen);
+long qcs_from_utf8_stop(qcs_cs_handle cs, char const* in, unsigned int inLen);
+
 /// Greatest bytes of one character; 1 for a handle that is none.
 int qcs_mb_max(qcs_cs_handle cs);
 /// Length of the character at `p`, which has `n` bytes left: 0 at NUL or `n` 0, -1 if malformed.

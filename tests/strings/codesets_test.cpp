@@ -214,6 +214,22 @@ TEST(StringCodesetTest, EditsSearchesAndSplitsByWholeCharacters) {
     });
 }
 
+TEST(FamilyTest, TextOfTheOtherIsCheckedInEveryLocaleAndAViewOfItIsRefused) {
+    for (char const* const locale : {"C.UTF-8", eucJp})
+        holdsUnder(locale, [] {
+            ZLCString local("left over");
+            ZUTF8String utf8("left over");
+            EXPECT_STREQ(local = ZUTF8ConstString("a\xFF"), "");
+            EXPECT_STREQ(utf8 = ZLCString("a\xFF"), "");
+            EXPECT_STREQ(utf8 = ZUTF8ConstString("a\xFF"), "a\xFF");
+            EXPECT_TRUE(ZUTF8String(ZLCConstString("\xFF")).isEmpty());
+            EXPECT_STREQ(ZUTF8String(ZLCString("abc")), "abc");
+            ZLCConstString view("kept");
+            EXPECT_STREQ(view = ZUTF8String("gone"), "kept");
+            EXPECT_STREQ(view = ZLCConstString("new"), "new");
+        });
+}
+
 TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNulAndNeedsTheDataDirectory) {
     holdsUnder(eucJp, [] {
         ZQCSUTF8Converter latin("ISO8859-1", nullptr);
@@ -227,8 +243,17 @@ TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNulAndNeedsTheDataDirectory) {
         EXPECT_EQ((latin.convertToUTF8("\xE9!", out), bytes()), std::string("é!\0", 4));
         EXPECT_EQ((latin.convertToLocal("é!", out), bytes()), std::string("\xE9!\0", 3));
         EXPECT_EQ((latin.convertToUTF8(nullptr, out), bytes()), std::string(1, '\0'));
-        EXPECT_EQ((latin.convertToLocal("€", out), bytes()).size(), 7U) << "reserved";
-        EXPECT_EQ((none.convertToUTF8("ab", out), bytes()).size(), 7U);
+        EXPECT_EQ((latin.convertToLocal("a€", out), bytes()), std::string(9, '\0'));
+        EXPECT_EQ((none.convertToUTF8("ab", out), bytes()), std::string(7, '\0'));
+        unsigned long place = 99;
+        EXPECT_TRUE(latin.tryConvertToLocal("é\0éx", 5, out, &place));
+        EXPECT_EQ(bytes(), std::string("\xE9\0\xE9\0", 4));
+        EXPECT_TRUE(latin.tryConvertToUTF8(nullptr, 5, out) && bytes() == std::string(1, '\0'));
+        EXPECT_FALSE(latin.tryConvertToLocal("é\0é€", 8, out, &place));
+        EXPECT_EQ(std::pair(place, 0UL), std::pair(5UL, out.getLength()));
+        EXPECT_FALSE(environments.tryConvertToUTF8("\xC6\xFC\xC6", 3, out, &place));
+        EXPECT_EQ(place, 2U);
+        EXPECT_FALSE(none.tryConvertToUTF8("ab", 2, out));
         EXPECT_THROW(ZQCSUTF8Converter("no such codeset", nullptr), ZCodesetException);
         unsetenv("QCSDIR");
         EXPECT_THROW(ZQCSUTF8Converter("UTF8", nullptr), ZNoQCSEnvironmentException);

@@ -129,6 +129,9 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     /// is consumed and not stored, or up to the end of the stream. A non-zero `skipWhiteSpace` sets
     /// the stream's skipws flag, which stays set. Returns the stream. Waits as the stream does.
     std::istream& readLine(std::istream& stream, int skipWhiteSpace = 0);
+    /// The same for loops: `while (line.readNext(stream))`. False, and the string is empty, when
+    /// the stream has no byte left; a line feed behind a carriage return belongs to it.
+    [[nodiscard]] bool readNext(std::istream& stream);
 
   protected:
     enum class Characters { in, notIn };

@@ -67,15 +67,35 @@ TEST(CodesetSetUpTest, TakesTheCodesetOfTheEnvironment) {
     });
 }
 
+TEST(CodesetSetUpTest, ReportsAnAliasFileThatIsTooLargeOrDamaged) {
+    std::string const line = "codeset house-set KOI8-R\n";
+    struct {
+        std::string aliases, report;
+        bool works;
+    } const rows[] = {{line + "codeset x\n",
+                       "/aliases\" contains invalid data at line 2.\nData: \"codeset x\"", true},
+                      {line + std::string(300 * 1024, '#'),
+                       "/aliases.  The access function was read() and return code was 27", false}};
+    for (auto const& [aliases, report, works] : rows) {
+        TempDir const directory;
+        writeFile(directory.file("aliases"), aliases);
+        auto const child =
+            inLocale("xx_XX.House-Set", directory.path().c_str(), [] { zgetLocalCodesetName(); });
+        EXPECT_EQ(child.status, 0) << child.err;
+        EXPECT_NE(child.err.find(report), std::string::npos) << child.err;
+        EXPECT_EQ(child.err.find("ZCodesetException") == std::string::npos, works) << child.err;
+    }
+}
+
 TEST(NoCodesetTest, IsReportedOnceAndAborts) {
-    // With the hyphen that its codeset lacks it is too long.
-    std::string const endless = std::string(250, 'x') + ".utf8@" + std::string(255, 'x');
+    std::string const longest(252, 'x');
+    std::string const longName = "C." + longest + "@" + std::string(255, 'm');
+    std::string const named = "codeset \"" + longest + "\"";
     char const* const rows[][4] = {
-        {endless.c_str(), "/tmp", "ZCodeset", "codeset \"\""},
+        {longName.c_str(), "/tmp", "ZCodeset", named.c_str()},
         {"C.UTF-8", nullptr, "ZNoQCSEnvironment", "The QCSDIR environment variable is not set."},
         {"xx_XX.UTF-16", "/tmp", "ZCodeset",
          "Codeset handle create failed for codeset \"UTF-16\".  QCSDIR is \"/tmp\""},
-        {"xx_XX.a-codeset-whose-name-is-beyond-all-measure", "/tmp", "ZCodeset", "codeset \"\""},
     };
     Body const uses[] = {[] { zgetLCSHandle(); }, [] { zgetUTF8Handle(); }, [] { zlcs_mb_max(); },
                          [] { ZLCString("text").append('x'); }};
@@ -196,9 +216,14 @@ TEST(StringCodesetTest, EditsSearchesAndSplitsByWholeCharacters) {
         ZStringTokenizer tokens(source, token, ZUTF8String("\\"));
         EXPECT_STREQ(*tokens.getNext(), "a\x83\\z");
         EXPECT_STREQ(*tokens.getNext(), "c");
+        tokens.reset();
+        EXPECT_STREQ(*tokens.getNext(ZUTF8String("ソ")), "a");
+        EXPECT_TRUE(tokens.hasMore(ZUTF8ConstString("ソz")));
+        EXPECT_STREQ(*tokens.getNext(), "c");
         ZUTF8String other("\xF0\x9F\x98\x80");
         EXPECT_THROW(ZStringTokenizer(source, other), ZUnsupportedException);
         EXPECT_THROW(ZStringTokenizer(source, token, other), ZFromUTF8Exception);
+        EXPECT_THROW(static_cast<void>(tokens.getNext(other)), ZFromUTF8Exception);
     });
     holdsUnder(latin1, [] {
         EXPECT_STREQ(ZLCString(" \xE9 ").upper().stripWhiteSpace(), "\xC9");

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "Z/ZException.h"
+#include "Z/exceptions/report.h"
 #include "qcs/qcs.h"
 
 namespace {
@@ -89,12 +90,13 @@ ZQCSUTF8Converter::ZQCSUTF8Converter() : localCodeSetName(withDirectory("", null
 
 ZQCSUTF8Converter::ZQCSUTF8Converter(char const* codeset, char const* dir)
     : localCodeSetName(withDirectory(codeset, dir)) {
-    std::array<char, 32> name{};
+    std::array<char, 256> name{};  // longer ones are none
     if (codeset == nullptr && qcs_os_cs_name(name.data(), name.size()) == 0)
         localCodeSetName = name.data();
     localCodeSetView = localCodeSetName;
     if (localCodeSetName.isEmpty()) return;
     codesetHandle = qcs_cs_new(localCodeSetName);
+    zreportAliasFault(sourceName, __LINE__);
     if (codesetHandle == 0) zraise(ZCodesetException(localCodeSetName), sourceName, __LINE__);
 }
 

@@ -1,7 +1,12 @@
 #include "Z/exceptions/report.h"
 
+#include <array>
+#include <cerrno>
+#include <climits>
+
 #include "Z/ZLCString.h"
 #include "Z/utility/cancellation_off.h"
+#include "qcs/qcs.h"
 
 namespace {
 
@@ -42,6 +47,20 @@ void zreportUnknownException(char const* source, int line) noexcept {
 
 void zreportException(ZException& exception) noexcept {
     undisturbed([&] { exception.dumpException(); });
+}
+
+void zreportAliasFault(char const* source, int line) noexcept {
+    std::array<char, PATH_MAX> path{};
+    std::array<char, 80> text{};
+    int number = 0;
+    if (qcs_alias_fault(path.data(), path.size(), text.data(), text.size(), &number) == 0) return;
+    undisturbed([&] {
+        ZPropertiesIOException unread(path.data(), "read()", EFBIG);
+        ZPropertiesInvalidDataException damaged(path.data(), text.data(), number);
+        ZException& fault = number == 0 ? static_cast<ZException&>(unread) : damaged;
+        fault.addLocation(source, static_cast<unsigned long>(line));
+        fault.dumpException();
+    });
 }
 
 ZReportScope::ZReportScope(ZReportInserts const& inserts) noexcept : outer(currentInserts) {

@@ -18,6 +18,9 @@ void zreportException(ZException& exception) noexcept;
 /// Reports, as zreportFailure() does, an exception that is none of the library's.
 void zreportUnknownException(char const* source, int line) noexcept;
 
+/// Reports, as zreportFailure() does, what was wrong with the codeset layer's alias file, once.
+void zreportAliasFault(char const* source, int line) noexcept;
+
 /// Whether `body` returned. What it throws is reported, an exception that is none of the library's
 /// as an unknown one of `source` and `line`. Cancellation and pthread_exit() unwind through it.
 template <class Body>

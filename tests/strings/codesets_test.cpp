@@ -11,6 +11,7 @@
 #include "Z/ZQCSUTF8Converter.h"
 #include "Z/zqcsutil.h"
 #include "support/properties.h"
+#include "support/reports.h"
 #include "support/strings.h"
 #include "support/threads.h"
 
@@ -111,8 +112,16 @@ TEST(NoCodesetTest, IsReportedOnceAndAborts) {
         }
 }
 
+struct ThrowingService : Silence {
+    void outputException(ZException& /*e*/) const override { throw std::exception(); }
+    void outputException(ZZException const* /*e*/, va_list /*args*/) const override {
+        throw std::exception();
+    }
+};
+
 TEST(NoCodesetTest, IsReportedByEveryCallOfTheNameGettersWhichReturnNull) {
     auto const child = inLocale("xx_XX.nosuchset", nullptr, [] {
+        EXPECT_EQ((ThrowingService(), zgetlocale()), nullptr);
         zset_cs_dir("/tmp");  // does not stand in for the environment's
         EXPECT_EQ(zgetLocalCodesetName(), nullptr);
         EXPECT_EQ(zgetlocale(), nullptr);

@@ -29,6 +29,8 @@ int ZException::locationCount() const { return 1; }
 char const* ZException::who() const { return file; }
 int ZException::where() const { return static_cast<int>(line); }
 
+ZLCString ZException::text() const { return zmessageText(*this); }
+
 void ZException::dumpException() { ZMessageService::messageService()->outputException(*this); }
 
 ZZException::ZZException(int number, char const* className)
@@ -41,7 +43,7 @@ void ZZException::route(ZZException const* self, InsertKind const* kinds, int co
     ZReportScope const scope(inserts);
     va_list args;
     va_start(args, count);
-    ZMessageService::routeZZException(self, args);
+    if (!ZTextCatcher::caught(*self, args)) ZMessageService::routeZZException(self, args);
     va_end(args);
 }
 

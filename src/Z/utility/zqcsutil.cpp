@@ -92,7 +92,7 @@ class ReportScope {
 
 void report(ZZException&& exception, int line) {
     exception.addLocation(sourceName, static_cast<unsigned long>(line));
-    exception.print();
+    zreportException(exception);
 }
 
 void reportFailure() {

@@ -124,7 +124,7 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     ZAbstractMutableString& upper();
     /// Replaces the contents by formatted text (zvsprintf()). The arguments may lie in this string.
     /// When formatting fails (a null or faulty format, no memory) the string stays as it was.
-    ZAbstractMutableString& format(char const* fmt, ...);
+    ZAbstractMutableString& format(char const* fmt, ...) ZFC_PRINTF(2, 3);
     /// Replaces the contents by the bytes up to the next line feed, carriage return or NUL, which
     /// is consumed and not stored, or up to the end of the stream. A non-zero `skipWhiteSpace` sets
     /// the stream's skipws flag, which stays set. Returns the stream. Waits as the stream does.

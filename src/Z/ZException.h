@@ -356,6 +356,8 @@ class ZFC_API ZCodesetException : public ZZException {
 class ZFC_API ZToUTF8Exception : public ZZException {
   public:
     ZToUTF8Exception();
+    /// Its text names the place in `text` where the conversion stops, as an offset in bytes.
+    explicit ZToUTF8Exception(ZAbstractString const& text);
     [[nodiscard]] ZObject* clone() const override { return new ZToUTF8Exception(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
@@ -368,6 +370,8 @@ class ZFC_API ZToUTF8Exception : public ZZException {
 class ZFC_API ZFromUTF8Exception : public ZZException {
   public:
     ZFromUTF8Exception();
+    /// Its text names the place in `text` where the conversion stops, as an offset in bytes.
+    explicit ZFromUTF8Exception(ZAbstractString const& text);
     [[nodiscard]] ZObject* clone() const override { return new ZFromUTF8Exception(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }

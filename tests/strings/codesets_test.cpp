@@ -233,6 +233,9 @@ TEST(StringCodesetTest, EditsSearchesAndSplitsByWholeCharacters) {
         EXPECT_THROW(ZStringTokenizer(source, other), ZUnsupportedException);
         EXPECT_THROW(ZStringTokenizer(source, token, other), ZFromUTF8Exception);
         EXPECT_THROW(static_cast<void>(tokens.getNext(other)), ZFromUTF8Exception);
+        EXPECT_TRUE(ZToUTF8Exception(ZLCString("a\x83")).text().contains("JIS (at offset 1) str"));
+        other = ZUTF8String("日") + other;
+        EXPECT_TRUE(ZFromUTF8Exception(other).text().endsWith("Shift_JIS (at offset 3)."));
     });
     holdsUnder(latin1, [] {
         EXPECT_STREQ(ZLCString(" \xE9 ").upper().stripWhiteSpace(), "\xC9");

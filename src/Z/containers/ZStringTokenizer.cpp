@@ -39,8 +39,8 @@ OwnedString newDelimiters(ZAbstractString const& source, ZAbstractString const& 
 /// A set that conversion has emptied would never split anything.
 void requireConverted(ZAbstractString const& converted, ZAbstractString const& original) {
     if (!converted.isEmpty() || original.isEmpty()) return;
-    if (isUtf8(converted)) zraise(ZToUTF8Exception(), sourceName, __LINE__);
-    zraise(ZFromUTF8Exception(), sourceName, __LINE__);
+    if (isUtf8(converted)) zraise(ZToUTF8Exception(original), sourceName, __LINE__);
+    zraise(ZFromUTF8Exception(original), sourceName, __LINE__);
 }
 
 /// Delimiters in the codeset of `source`.

@@ -83,16 +83,7 @@ void checkAgainstRow(Map map, int distance) {
     EXPECT_EQ((Values{9, 6}), listed(map));
 }
 
-TEST_F(MapTest, BucketKeepsTheOrderOfInsertion) {
-    checkAgainstRow(ZHashMap(2, 1), 3);
-    ZHashMap map(2, 1);
-    for (int i = 0; i < 100; ++i)
-        map.putEntryNoCopy(new Number(3 * i));
-    for (int i = 100; --i >= 0;) {
-        map.removeEntry(std::make_unique<Number>(3 * i).get());
-        EXPECT_FALSE(map.contains(nullptr)) << i << " are left";
-    }
-}
+TEST_F(MapTest, BucketKeepsTheOrderOfInsertion) { checkAgainstRow(ZHashMap(2, 1), 3); }
 
 TEST_F(MapTest, ArrayMapKeepsTheOrderOfInsertion) {
     checkAgainstRow(ZArrayMap(1, 1), 1);
@@ -165,49 +156,29 @@ TEST_F(MapTest, SharingGivesTheCallersPointersBackAndTakesNullValues) {
     EXPECT_EQ(2U, alike.size()) << "objects without a content of their own are not equal";
 }
 
-/// Puts, removes and looks for numbers, and null, in a map with crowded buckets and in the standard
-/// one, at times without clones or memory, and copies.
-TEST_F(MapTest, KeyMapDoesWhatAStandardMapDoes) {
-    for (int const perHash : {1, 5}) {
-        Number::perHash = perHash;
-        ZHashKeyMap map(2, 1);
-        std::map<int, int> model;
-        std::mt19937 random(3);
-        auto const draw = [&] {
-            return random() % 64 == 0 ? noNumber : static_cast<int>(random() % 1000) - 500;
-        };
-        for (int i = 0; i < 20000; ++i) {
-            Number key(draw());
-            Number const value(i);
-            if (random() % 3 != 0) {
-                auto const put = [&] { map.putEntry(objectOf(key), &value); };
-                if (errorAtTimes(random, put) == 0) model[key.value] = i;
-            } else {
-                map.removeEntry(objectOf(key));
-                model.erase(key.value);
-            }
-            Number probe(draw());
-            auto const found = model.find(probe.value);
-            ASSERT_EQ(found != model.end(), map.contains(objectOf(probe)));
-            ASSERT_EQ(found != model.end() ? found->second : noNumber,
-                      valueOf(map.getEntry(objectOf(probe))));
-            ASSERT_EQ(model.size(), map.size());
-        }
-        ZHashKeyMap other(50, 1);
-        other.putAll(map);
-        std::unique_ptr<ZObject> const copy(other.clone());
-        map.removeAll();
-        EXPECT_TRUE(map.isEmpty() && map.ZAbstractKeyMap::isEmpty());
-        for (auto const* const each : {&other, dynamic_cast<ZHashKeyMap*>(copy.get())}) {
-            ZArrayList keys(1, 0);
-            ZArrayList values(1, 0);
-            each->listKeys(keys);
-            each->listObjects(values);
-            ASSERT_EQ(model.size(), keys.size());
-            ASSERT_EQ(model.size(), values.size());
-            for (unsigned int i = 0; i < keys.size(); ++i)
-                EXPECT_EQ(model[valueOf(keys.get(i))], valueOf(values.get(i)));
-        }
+TEST_F(MapTest, KeyMapListsItsPairsAndCopiesThem) {
+    ZHashKeyMap map(2, 1);
+    std::map<int, int> model;
+    for (int i = 0; i < 300; ++i) {
+        Number key(i % 30 == 0 ? noNumber : i % 70);
+        Number const value(i);
+        map.putEntry(objectOf(key), &value);
+        model[key.value] = i;
+    }
+    ZHashKeyMap other(50, 1);
+    other.putAll(map);
+    std::unique_ptr<ZObject> const copy(other.clone());
+    map.removeAll();
+    EXPECT_TRUE(map.isEmpty() && map.ZAbstractKeyMap::isEmpty());
+    for (auto const* const each : {&other, dynamic_cast<ZHashKeyMap*>(copy.get())}) {
+        ZArrayList keys(1, 0);
+        ZArrayList values(1, 0);
+        each->listKeys(keys);
+        each->listObjects(values);
+        ASSERT_EQ(model.size(), keys.size());
+        ASSERT_EQ(model.size(), values.size());
+        for (unsigned int i = 0; i < keys.size(); ++i)
+            EXPECT_EQ(model[valueOf(keys.get(i))], valueOf(values.get(i)));
     }
 }
 
@@ -339,6 +310,7 @@ void checkHostileMembers() {
         auto const kind = random() % 100;
         Hostile::callsLeft = random() % 4 == 0 ? static_cast<int>(random() % 40) : -1;
         Hostile::endsLeft = random() % 4 == 0 ? static_cast<int>(random() % 40) : 0;
+        if (random() % 8 == 0) fault = {"", 1, ENOMEM, everyone};
         if (kind == 0) {
             map.removeAll();
             model.clear();
@@ -350,6 +322,7 @@ void checkHostileMembers() {
         }
         Hostile::callsLeft = -1;
         Hostile::endsLeft = 0;
+        fault = {};
         ASSERT_EQ(model.size(), map.size()) << "step " << i;
         for (int value = static_cast<int>(random() % 7); value < 400; value += 7)
             ASSERT_EQ(model.count(value) != 0, map.contains(std::make_unique<Hostile>(value).get()))

@@ -70,30 +70,25 @@ TEST(CodesetSetUpTest, TakesTheCodesetOfTheEnvironment) {
 
 TEST(CodesetSetUpTest, ReportsAnAliasFileThatIsTooLargeOrDamaged) {
     std::string const line = "codeset house-set KOI8-R\n";
-    struct {
-        std::string aliases, report;
-        bool works;
-    } const rows[] = {{line + "codeset x\n",
-                       "/aliases\" contains invalid data at line 2.\nData: \"codeset x\"", true},
-                      {line + std::string(300 * 1024, '#'),
-                       "/aliases.  The access function was read() and return code was 27", false}};
-    for (auto const& [aliases, report, works] : rows) {
+    std::string const rows[][2] = {
+        {line + "codeset x\n", "/aliases\" contains invalid data at line 2.\nData: \"codeset x\""},
+        {std::string(300 * 1024, '#'),
+         "/aliases.  The access function was read() and return code"}};
+    for (auto const& [aliases, report] : rows) {
         TempDir const directory;
         writeFile(directory.file("aliases"), aliases);
         auto const child =
             inLocale("xx_XX.House-Set", directory.path().c_str(), [] { zgetLocalCodesetName(); });
-        EXPECT_EQ(child.status, 0) << child.err;
         EXPECT_NE(child.err.find(report), std::string::npos) << child.err;
-        EXPECT_EQ(child.err.find("ZCodesetException") == std::string::npos, works) << child.err;
+        EXPECT_EQ(child.err.find("ZCodesetE") == std::string::npos, aliases.find(line) == 0);
     }
 }
 
 TEST(NoCodesetTest, IsReportedOnceAndAborts) {
     std::string const longest(252, 'x');
     std::string const longName = "C." + longest + "@" + std::string(255, 'm');
-    std::string const named = "codeset \"" + longest + "\"";
     char const* const rows[][4] = {
-        {longName.c_str(), "/tmp", "ZCodeset", named.c_str()},
+        {longName.c_str(), "/tmp", "ZCodeset", longest.c_str()},
         {"C.UTF-8", nullptr, "ZNoQCSEnvironment", "The QCSDIR environment variable is not set."},
         {"xx_XX.UTF-16", "/tmp", "ZCodeset",
          "Codeset handle create failed for codeset \"UTF-16\".  QCSDIR is \"/tmp\""},

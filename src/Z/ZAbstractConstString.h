@@ -14,8 +14,8 @@ class ZFC_API ZAbstractConstString : public ZAbstractString {
     // in slot order: do not sort
     ~ZAbstractConstString() override;
     [[nodiscard]] char const* getChars() const override;
-    /// Shows the text of `other` from now on when it is in the same codeset. With any other string
-    /// this does nothing at all: a view never converts.
+    /// Shows the text of `other` from now on when it is of the same family. With any other string
+    /// this does nothing at all, in every locale: a view never converts, and never checks.
     void setChars(ZAbstractString const& other) override;
     /// Measured once, when first asked for. A text that 32 bits cannot measure raises
     /// ZOutOfMemoryException (message 1).

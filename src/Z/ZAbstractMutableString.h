@@ -26,8 +26,8 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     // in slot order: do not sort
     ~ZAbstractMutableString() override { release(); }
     [[nodiscard]] char const* getChars() const override;
-    /// Replaces the contents by the text of `other`, converted when it is in another codeset; what
-    /// cannot be converted leaves an empty string.
+    /// Replaces the contents by the text of `other`, converted when it is of the other family,
+    /// which in a UTF-8 locale is a check alone; what cannot be converted leaves an empty string.
     void setChars(ZAbstractString const& other) override;
     [[nodiscard]] unsigned int getLength() const override;
     /// Replaces every byte that occurs in `set` by `to`. Null and empty sets replace nothing.
@@ -95,6 +95,11 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     ZAbstractMutableString& operator+=(char const* text) { return append(text); }
     /// Adds the bytes of `other`, no conversion.
     ZAbstractMutableString& operator+=(ZAbstractString const& other);
+    /// A number is no character: `s = n` gives its decimal text, and `s += char(n)` adds a byte.
+    template <class Number, zfc::strings::IfNoByte<Number> = 0>
+    void operator+=(Number) = delete;
+    template <class Number, zfc::strings::IfNoByte<Number> = 0>
+    void append(Number) = delete;
     /// Adds text in front; null adds nothing.
     ZAbstractMutableString& prepend(char const* text);
     /// Adds text at offset `position`; beyond the end, and with null, nothing happens.
@@ -119,11 +124,14 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     ZAbstractMutableString& upper();
     /// Replaces the contents by formatted text (zvsprintf()). The arguments may lie in this string.
     /// When formatting fails (a null or faulty format, no memory) the string stays as it was.
-    ZAbstractMutableString& format(char const* fmt, ...);
+    ZAbstractMutableString& format(char const* fmt, ...) ZFC_PRINTF(2, 3);
     /// Replaces the contents by the bytes up to the next line feed, carriage return or NUL, which
     /// is consumed and not stored, or up to the end of the stream. A non-zero `skipWhiteSpace` sets
     /// the stream's skipws flag, which stays set. Returns the stream. Waits as the stream does.
     std::istream& readLine(std::istream& stream, int skipWhiteSpace = 0);
+    /// The same for loops: `while (line.readNext(stream))`. False, and the string is empty, when
+    /// the stream has no byte left; a line feed behind a carriage return belongs to it.
+    [[nodiscard]] bool readNext(std::istream& stream);
 
   protected:
     enum class Characters { in, notIn };

@@ -5,10 +5,28 @@
 #include "Z/ztags.h"
 
 #include <atomic>
+#include <type_traits>
 
 #include "Z/ZObject.h"
 #include "Z/zexport.h"
 #include "Z/zqcsutil.h"
+
+namespace zfc::strings {
+
+/// `Result` for a number, a character or an enumerator.
+template <class Operand, class Result = int>
+using IfNumber = std::enable_if_t<std::is_arithmetic_v<Operand> || std::is_enum_v<Operand>, Result>;
+
+template <class Operand>
+inline constexpr bool isByte =
+    std::is_same_v<Operand, char> || std::is_same_v<Operand, signed char> ||
+    std::is_same_v<Operand, unsigned char>;
+
+/// The same without characters of one byte.
+template <class Operand>
+using IfNoByte = std::enable_if_t<!isByte<Operand>, IfNumber<Operand>>;
+
+}  // namespace zfc::strings
 
 /// Text of a known codeset, read as bytes that end at a NUL.
 ///
@@ -121,6 +139,40 @@ class ZFC_API ZAbstractString : public ZObject {
     [[nodiscard]] friend bool operator<=(char const* a, ZAbstractString const& b) { return b >= a; }
     [[nodiscard]] friend bool operator>=(char const* a, ZAbstractString const& b) { return b <= a; }
 
+    // What would ask or move the address of the text, by way of the conversion, not the text. ISO
+    // C++ takes the number 0 for a null pointer: `s == 0` would be false for every string.
+    explicit operator bool() const = delete;
+    template <class Number, zfc::strings::IfNumber<Number> = 0>
+    bool operator==(Number) const = delete;
+    template <class Number, zfc::strings::IfNumber<Number> = 0>
+    bool operator!=(Number) const = delete;
+    template <class Number, zfc::strings::IfNumber<Number> = 0>
+    bool operator<(Number) const = delete;
+    template <class Number, zfc::strings::IfNumber<Number> = 0>
+    bool operator>(Number) const = delete;
+    template <class Number, zfc::strings::IfNumber<Number> = 0>
+    bool operator<=(Number) const = delete;
+    template <class Number, zfc::strings::IfNumber<Number> = 0>
+    bool operator>=(Number) const = delete;
+    template <class Number>
+    friend zfc::strings::IfNumber<Number, bool> operator==(Number, ZAbstractString const&) = delete;
+    template <class Number>
+    friend zfc::strings::IfNumber<Number, bool> operator!=(Number, ZAbstractString const&) = delete;
+    template <class Number>
+    friend zfc::strings::IfNumber<Number, bool> operator<(Number, ZAbstractString const&) = delete;
+    template <class Number>
+    friend zfc::strings::IfNumber<Number, bool> operator>(Number, ZAbstractString const&) = delete;
+    template <class Number>
+    friend zfc::strings::IfNumber<Number, bool> operator<=(Number, ZAbstractString const&) = delete;
+    template <class Number>
+    friend zfc::strings::IfNumber<Number, bool> operator>=(Number, ZAbstractString const&) = delete;
+    template <class Number>
+    friend zfc::strings::IfNumber<Number, void> operator+(ZAbstractString const&, Number) = delete;
+    template <class Number>
+    friend zfc::strings::IfNumber<Number, void> operator+(Number, ZAbstractString const&) = delete;
+    template <class Other>
+    friend void operator-(ZAbstractString const&, Other const&) = delete;
+
   protected:
     ZAbstractString() {
         // Acquire pairs with the release that publishes both handles, this one last.
@@ -136,6 +188,9 @@ class ZFC_API ZAbstractString : public ZObject {
     }
     /// `other` as a string of another codeset than this one's; null when it is no such thing.
     [[nodiscard]] ZAbstractString const* foreignText(ZObject const& other) const;
+    /// Whether `other` is of the other family, which in a UTF-8 locale has the same codeset, or of
+    /// another codeset.
+    [[nodiscard]] bool isOfOtherFamily(ZAbstractString const& other) const;
 
     static std::atomic<ZCodesetHandle> utf8_handle_;  // UTF-8; 0 before the first string
     static std::atomic<ZCodesetHandle> lcs_handle_;  // the local codeset; 0 before the first string

@@ -10,8 +10,8 @@
 #include "Z/zexport.h"
 #include "Z/zfree.h"
 
-/// What a buffer offers. Lengths are bytes and fit 32 bits: a greater one raises
-/// ZOutOfMemoryException (message 1) before anything changes. Nothing locks.
+/// What a buffer offers. Lengths are bytes and fit 32 bits, on 32 bits 31, as any block there does:
+/// a greater one raises ZOutOfMemoryException (message 1) before anything changes. Nothing locks.
 class ZFC_API ZBufferInterface {
   public:
     // in slot order: do not sort
@@ -73,7 +73,8 @@ class ZFC_API ZBuffer : public ZAbstractBuffer {
     /// Makes the block exactly `n` bytes long when that is more than now; new bytes have no
     /// particular value. A smaller length keeps the block, 0 frees it.
     void setLength(unsigned long n) override;
-    /// setLength(), then copies `n` bytes of `data`, which may lie in this buffer.
+    /// setLength(), then copies `n` bytes of `data`, which may lie in this buffer's block, also
+    /// behind the length that it was cut to.
     void setBuffer(unsigned long n, void* data) override;
     /// The caller frees the block with free().
     void takeBuffer(unsigned long& n, void*& data) override;
@@ -83,11 +84,12 @@ class ZFC_API ZBuffer : public ZAbstractBuffer {
     /// As the constructor of a text does.
     void setBuffer(char const* text);
     /// Frees the block and takes `data` over, `n` bytes from malloc or realloc. `data` stays the
-    /// caller's when it throws.
+    /// caller's when it throws. Data in this buffer's own block stays there, at its beginning.
     void setBufferNoCopy(unsigned long n, void* data);
 
   private:
     void grow(unsigned int wanted);
+    [[nodiscard]] bool holds(void const* data) const;
 
     unsigned int length = 0;              // valid bytes, at most the size of the block
     std::unique_ptr<void, ZFree> buffer;  // from realloc; null when empty

@@ -52,6 +52,8 @@ class ZFC_API ZException : public ZObject {
     [[nodiscard]] unsigned long getCode() const { return code; }
     /// The class name; not owned by the caller.
     [[nodiscard]] char const* getName() const { return name; }
+    /// As zmessageText().
+    [[nodiscard]] ZLCString text() const;
 
   protected:
     /// What throwException() of every concrete class does.
@@ -99,6 +101,15 @@ class ZFC_API ZZException : public ZException {
     }
     static void route(ZZException const* self, InsertKind const* kinds, int count, ...);
 };
+
+/// The default text of the exception's number with its inserts; empty when the number has none. For
+/// classes whose print() ends in printinternal(), as all of the library do. Throws
+/// ZOutOfMemoryException (message 1).
+[[nodiscard]] ZFC_API ZLCString zmessageText(ZException const& exception);
+
+/// Has what nobody catches reported by the message service, before the process ends as it does
+/// without. Once for all; later calls do nothing.
+ZFC_API void zreportUncaught();
 
 /// Throws `exception` from the place given; the one line of a throw site.
 template <class E>
@@ -345,6 +356,8 @@ class ZFC_API ZCodesetException : public ZZException {
 class ZFC_API ZToUTF8Exception : public ZZException {
   public:
     ZToUTF8Exception();
+    /// Its text names the place in `text` where the conversion stops, as an offset in bytes.
+    explicit ZToUTF8Exception(ZAbstractString const& text);
     [[nodiscard]] ZObject* clone() const override { return new ZToUTF8Exception(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
@@ -357,6 +370,8 @@ class ZFC_API ZToUTF8Exception : public ZZException {
 class ZFC_API ZFromUTF8Exception : public ZZException {
   public:
     ZFromUTF8Exception();
+    /// Its text names the place in `text` where the conversion stops, as an offset in bytes.
+    explicit ZFromUTF8Exception(ZAbstractString const& text);
     [[nodiscard]] ZObject* clone() const override { return new ZFromUTF8Exception(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }

@@ -97,7 +97,7 @@ class ZFC_API ZHashKeyMap : public ZAbstractKeyMap {
     ZHashKeyMap(unsigned int size, int copy);
     /// A copy holds clones of the keys and values when `other` is a copying map, else the pointers.
     ZHashKeyMap(ZHashKeyMap const&) = default;
-    ZHashKeyMap& operator=(ZHashKeyMap const&) = default;
+    ZHashKeyMap& operator=(ZHashKeyMap const& other);
 
     // in slot order: do not sort
     ~ZHashKeyMap() override;

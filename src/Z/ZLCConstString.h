@@ -9,7 +9,7 @@
 
 class ZLCString;
 
-/// Shows text in the local codeset that somebody else keeps. Assigning a string in another codeset
+/// Shows text in the local codeset that somebody else keeps. Assigning a string of the other family
 /// changes nothing.
 class ZFC_API ZLCConstString : public ZAbstractConstString {
   public:
@@ -49,8 +49,9 @@ class ZFC_API ZLCConstString : public ZAbstractConstString {
         return *this;
     }
 
-    /// A new string: this text followed by the other; null adds nothing.
+    /// A new string: this text followed by the other, or by one character; null adds nothing.
     [[nodiscard]] ZLCString operator+(char const* text) const;
+    [[nodiscard]] ZLCString operator+(char character) const;
     [[nodiscard]] ZLCString operator+(ZLCConstString const& other) const;
     [[nodiscard]] ZLCString operator+(ZLCString const& other) const;
 

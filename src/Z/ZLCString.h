@@ -21,6 +21,11 @@ class ZFC_API ZLCString : public ZAbstractMutableString {
     ZLCString(char const* text) : ZAbstractMutableString(text) {}
     /// At most `maxLength` bytes of `text`.
     ZLCString(char const* text, unsigned int maxLength) : ZAbstractMutableString(text, maxLength) {}
+    /// The same of a string of either family, converted.
+    ZLCString(ZAbstractString const& other, unsigned int maxLength) {
+        setChars(other);
+        trunc(maxLength);
+    }
     explicit ZLCString(char c) : ZAbstractMutableString(c) {}
     /// The number as decimal text.
     explicit ZLCString(int number) : ZAbstractMutableString(number) {}
@@ -104,13 +109,20 @@ class ZFC_API ZLCString : public ZAbstractMutableString {
         ZAbstractMutableString::operator+=(other);
         return *this;
     }
+    /// A number is no character: `s = n` gives its decimal text, and `s += char(n)` adds a byte.
+    template <class Number, zfc::strings::IfNoByte<Number> = 0>
+    void operator+=(Number) = delete;
 
-    /// This text followed by the other; null adds nothing.
+    /// This text followed by the other, or by one character; null adds nothing.
     [[nodiscard]] ZLCString operator+(char const* text) const&;
+    [[nodiscard]] ZLCString operator+(char character) const& {
+        return ZLCString(*this) + character;
+    }
     [[nodiscard]] ZLCString operator+(ZLCString const& other) const&;
     [[nodiscard]] ZLCString operator+(ZLCConstString const& other) const&;
     // A temporary is extended, not copied.
     [[nodiscard]] ZLCString operator+(char const* text) && { return std::move(*this += text); }
+    [[nodiscard]] ZLCString operator+(char character) && { return std::move(*this += character); }
     [[nodiscard]] ZLCString operator+(ZLCString const& other) && {
         return std::move(*this += other);
     }

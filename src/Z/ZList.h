@@ -71,7 +71,8 @@ class ZFC_API ZList {
     virtual void swap(unsigned int i, unsigned int j) = 0;
     /// Sorts in place: not stable, at most about 4 n log2 n comparisons. Null members go behind all
     /// others, are never compared, and do not change how the others are sorted. Ends, with every
-    /// member kept, however inconsistent `cmp` is, and also when it throws.
+    /// member kept, however inconsistent `cmp` is, and also when it throws. One that changes the
+    /// list spoils the order alone.
     virtual void sort(ZSortCompare const& cmp, ZSortCompare::sortorder order) = 0;
     /// Puts the members into the order that ISO C rand() gives, seeded by srand() with the time in
     /// seconds at each call. Changes the process's rand() sequence.

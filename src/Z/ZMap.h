@@ -36,7 +36,8 @@ class ZFC_API ZMap {
     /// Number of entries.
     [[nodiscard]] virtual unsigned int size() const = 0;
     [[nodiscard]] virtual bool isEmpty() const = 0;
-    /// Takes every entry out; an owning map deletes them.
+    /// Takes every entry out; an owning map deletes them, and those too that their destructors put
+    /// meanwhile.
     virtual void removeAll() = 0;
     /// putEntry() for every entry of `other`. When one throws, those before it are stored.
     virtual void putAll(ZMap& other) = 0;
@@ -100,7 +101,7 @@ class ZFC_API ZHashMap : public ZAbstractMap {
     ZHashMap(unsigned int size, int ownsMembers);
     /// A copy has clones of the entries when `other` owns its own, else the same pointers.
     ZHashMap(ZHashMap const&) = default;
-    ZHashMap& operator=(ZHashMap const&) = default;
+    ZHashMap& operator=(ZHashMap const& other);
 
     // in slot order: do not sort
     ~ZHashMap() override;
@@ -124,8 +125,7 @@ class ZFC_API ZHashMap : public ZAbstractMap {
     [[nodiscard]] zfc::containers::Bucket* bucketAt(unsigned int index) const;
     [[nodiscard]] zfc::containers::Bucket& makeBucket(unsigned long hash);
 
-    ZArray
-        buckets;  // owns its members; each null or a zfc::containers::Bucket, which is a ZArrayMap
+    ZArray buckets;   // owns its members; each null or a zfc::containers::Bucket
     int ownsMembers;  // handed to every bucket: non-zero when it clones and deletes its entries
 };
 

@@ -16,7 +16,9 @@ class ZZException;
 
 /// Renders exceptions and messages. A process has one service at a time; an application that wants
 /// its own reporting installs its own. Reports may come from any thread, from handlers registered
-/// with `atexit` and from static destructors.
+/// with `atexit` and from static destructors. What a service throws reaches those who print an
+/// exception themselves; where a report may not fail it is dropped. ZMessageParts takes a report
+/// apart.
 class ZFC_API ZMessageService {
   public:
     // in slot order: do not sort

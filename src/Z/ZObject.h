@@ -43,11 +43,31 @@ class ZFC_API ZObject {
     /// Never return null: throw ZOutOfMemoryException (message 1).
     static void* operator new(std::size_t size);
     static void* operator new[](std::size_t size);
+    static void* operator new(std::size_t size, std::align_val_t alignment);
+    static void* operator new[](std::size_t size, std::align_val_t alignment);
+    /// Return null instead.
+    static void* operator new(std::size_t size, std::nothrow_t const&) noexcept;
+    static void* operator new[](std::size_t size, std::nothrow_t const&) noexcept;
+    static void* operator new(std::size_t size, std::align_val_t alignment,
+                              std::nothrow_t const&) noexcept;
+    static void* operator new[](std::size_t size, std::align_val_t alignment,
+                                std::nothrow_t const&) noexcept;
     static void operator delete(void* block) noexcept;
     static void operator delete[](void* block) noexcept;
+    static void operator delete(void* block, std::align_val_t alignment) noexcept;
+    static void operator delete[](void* block, std::align_val_t alignment) noexcept;
+    // For constructors that throw.
+    static void operator delete(void* block, std::nothrow_t const&) noexcept;
+    static void operator delete[](void* block, std::nothrow_t const&) noexcept;
+    static void operator delete(void* block, std::align_val_t alignment,
+                                std::nothrow_t const&) noexcept;
+    static void operator delete[](void* block, std::align_val_t alignment,
+                                  std::nothrow_t const&) noexcept;
     // The class's own forms would hide these.
     static void* operator new(std::size_t, void* place) noexcept { return place; }
+    static void* operator new[](std::size_t, void* place) noexcept { return place; }
     static void operator delete(void*, void*) noexcept {}
+    static void operator delete[](void*, void*) noexcept {}
 };
 
 #endif

@@ -41,12 +41,12 @@
 #include "Z/ZObject.h"
 #include "Z/ZObserve.h"
 #include "Z/ZPropertiesImpl.h"
+#include "Z/ZUTF8String.h"
 #include "Z/zexport.h"
 
 class ZHashKeyMap;
 class ZLCConstString;
 class ZUTF8ConstString;
-class ZUTF8String;
 
 namespace zfc::config {
 class FileSource;
@@ -145,6 +145,12 @@ class ZFC_API ZPropertiesMutableInterface {
                           int obfuscated) = 0;
     virtual void setValue(char const* stanza, char const* key, ZUTF8ConstString const& value,
                           int obfuscated) = 0;
+    /// A plain value from a string, as above.
+    void setValue(char const* stanza, char const* key, ZAbstractString const& value) {
+        if (value.getCodesetHandle() == zgetUTF8Handle())
+            return setValue(stanza, key, ZUTF8String(value), 0);
+        setValue(stanza, key, ZLCString(value), 0);
+    }
     /// Sets the number in decimal, plain.
     virtual void setIntegerValue(char const* stanza, char const* key, unsigned int value) = 0;
     /// Sets "yes" for a value other than 0, else "no", plain.
@@ -281,6 +287,7 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     /// stored.
     virtual void store(char const* file = nullptr);
     void list() const override;
+    using ZPropertiesMutableInterface::setValue;
     void setValue(char const* stanza, char const* key, char const* value, int obfuscated) override;
     void setValue(char const* stanza, char const* key, char const* value) override;
     void setValue(char const* stanza, char const* key, ZLCString const& value,

@@ -43,9 +43,9 @@ class ZFC_API ZAbstractUTF8Converter : public ZUTF8ConverterInterface, public vi
 ///
 /// A conversion that fails, because the text is malformed, has a character that the target lacks,
 /// or the converter has no codeset, throws nothing: it leaves `out` at the length reserved for the
-/// result (three times the bytes and one towards UTF-8, twice and one from it), with bytes of no
-/// particular value. The text must not lie in `out`; null is empty text. A result that 32 bits
-/// cannot measure raises ZOutOfMemoryException (message 1).
+/// result (three times the bytes and one towards UTF-8, twice and one from it), with zeros; the
+/// checked forms tell it from empty text. The text must not lie in `out`; null is empty text. A
+/// result that 32 bits cannot measure raises ZOutOfMemoryException (message 1).
 class ZFC_API ZQCSUTF8Converter : public ZAbstractUTF8Converter {
   public:
     /// A converter without codeset: its name is empty, every conversion fails. Throws
@@ -64,6 +64,14 @@ class ZFC_API ZQCSUTF8Converter : public ZAbstractUTF8Converter {
     void convertToLocal(char const* utf8, ZBuffer& out) override;
     void convertToUTF8(char const* local, ZBuffer& out) override;
     ~ZQCSUTF8Converter() override;
+
+    /// The checked forms: convert `length` bytes, which need no NUL behind them and may have some
+    /// among them. True: `out` has the result and one NUL behind it. False: `out` is empty, and
+    /// `*place`, unless `place` is null, the offset of the first character that does not convert.
+    [[nodiscard]] bool tryConvertToLocal(char const* utf8, unsigned long length, ZBuffer& out,
+                                         unsigned long* place = nullptr) const;
+    [[nodiscard]] bool tryConvertToUTF8(char const* local, unsigned long length, ZBuffer& out,
+                                        unsigned long* place = nullptr) const;
 
   private:
     ZLCString localCodeSetName;        // name of the codeset; empty: none

@@ -81,7 +81,8 @@ class ZFC_API ZSharedLibrary : public ZAbstractSharedLibrary {
     /// is taken. Then runs initialize(). Returns 0. A load on top of a load replaces the handle;
     /// the library then wants to be unloaded twice.
     /// Throws ZSharedLibraryLoadException (message 51) with the number and text of the failure
-    /// under the name itself, the handle as it was; and with the text "initialize" when that hook
+    /// under the name itself, the handle as it was; an empty name is never tried, and its number is
+    /// 2, ENOENT; and with the text "initialize" when that hook
     /// returns something else than 0, the library loaded and the handle stored.
     int loadLibrary() override;
     /// Throws ZSharedLibraryResolveException (message 52): the library is not loaded, has no such
@@ -95,7 +96,8 @@ class ZFC_API ZSharedLibrary : public ZAbstractSharedLibrary {
     [[nodiscard]] void* getHandle() const { return handle; }
     /// Whether other libraries can use the symbols of this one: 0 lets them (RTLD_GLOBAL), else
     /// they are its own. For the next load; as long as no resolution is set, the flags can become
-    /// 0 and then stand for the default mode, which is global.
+    /// 0 and then stand for the default mode, which is global. With RTLD_GLOBAL alone, functions
+    /// are looked up as with RTLD_LAZY.
     void setLocalScope(int local);
     /// Returns 0 always, whatever was set.
     [[nodiscard]] int getLocalScope() const;

@@ -29,7 +29,8 @@ class ZFC_API ZSqueeze {
     void setLevel(int newLevel) noexcept { level = newLevel; }
 
     /// Compresses (expands) the source into `dest`, which has room for `destLength` bytes. Returns
-    /// the number of bytes written, or a negative status.
+    /// the number of bytes written, or a negative status: -5 also for room above LONG_MAX, which on
+    /// 32 bits is 2 GiB.
     [[nodiscard]] long squeeze(unsigned char* dest, unsigned long destLength) const noexcept;
     [[nodiscard]] long unsqueeze(unsigned char* dest, unsigned long destLength) const noexcept;
 

@@ -4,6 +4,8 @@
 
 #include "Z/ztags.h"
 
+#include <type_traits>
+
 #include "Z/ZAbstractMutableString.h"
 #include "Z/ZIterator.h"
 #include "Z/zexport.h"
@@ -12,6 +14,24 @@ class ZLCConstString;
 class ZLCString;
 class ZUTF8ConstString;
 class ZUTF8String;
+
+namespace zfc::strings {
+
+template <class String, class Owned, class View>
+inline constexpr bool isOneOf =
+    std::is_convertible_v<String*, Owned const*> || std::is_convertible_v<String*, View const*>;
+
+/// What would be walked is no string that stays: a temporary, or one that conversion into the other
+/// family would make.
+template <class Source, class Target>
+using IfNotWalkable = std::enable_if_t<
+    !std::is_lvalue_reference_v<Source> ||
+        !(std::is_convertible_v<Target*, ZLCString*>
+              ? isOneOf<std::remove_reference_t<Source>, ZLCString, ZLCConstString>
+              : isOneOf<std::remove_reference_t<Source>, ZUTF8String, ZUTF8ConstString>),
+    int>;
+
+}  // namespace zfc::strings
 
 /// Gives the characters of a string one by one, none of them split, in a string that the caller
 /// supplies. Source and target outlive the iterator; the source stays unchanged while it is walked.
@@ -22,6 +42,8 @@ class ZFC_API ZStringIterator : public ZAbstractIterator {
     ZStringIterator(ZLCConstString const& source, ZLCString& target);
     ZStringIterator(ZUTF8String const& source, ZUTF8String& target);
     ZStringIterator(ZUTF8ConstString const& source, ZUTF8String& target);
+    template <class Source, class Target, zfc::strings::IfNotWalkable<Source, Target> = 0>
+    ZStringIterator(Source&& source, Target& target) = delete;
     /// Stands where the other one stands and shares its source and target.
     ZStringIterator(ZStringIterator const& other) = default;
     ZStringIterator& operator=(ZStringIterator const&) = delete;

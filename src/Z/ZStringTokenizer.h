@@ -27,6 +27,10 @@ class ZFC_API ZStringTokenizer : public ZAbstractIterator {
     /// other family.
     ZStringTokenizer(ZAbstractString const& source, ZAbstractMutableString& target,
                      ZAbstractString const& delimiters);
+    // A temporary would be gone before the first token.
+    ZStringTokenizer(ZAbstractString const&& source, ZAbstractMutableString& target) = delete;
+    ZStringTokenizer(ZAbstractString const&& source, ZAbstractMutableString& target,
+                     ZAbstractString const& delimiters) = delete;
     /// Stands where the other one stands and shares its source and target.
     ZStringTokenizer(ZStringTokenizer const& other);
     ZStringTokenizer& operator=(ZStringTokenizer const&) = delete;
@@ -34,11 +38,12 @@ class ZFC_API ZStringTokenizer : public ZAbstractIterator {
     // in slot order: do not sort
     ~ZStringTokenizer() override;
     [[nodiscard]] ZStringTokenizer* clone() const override;
-    /// Moves over delimiters and says whether a token is left. `delims` is in the source's codeset.
+    /// Moves over delimiters and says whether a token is left. `delims` of the other family are
+    /// converted; what cannot be raises ZToUTF8Exception (message 49) or ZFromUTF8Exception (50).
     [[nodiscard]] virtual bool hasMore(ZAbstractString const& delims);
     [[nodiscard]] bool hasMore() override;
     /// The target, holding the next token; at the end, holding empty text. It stays the caller's
-    /// and changes with the next call. `delims` is in the source's codeset.
+    /// and changes with the next call. `delims` as for hasMore().
     virtual ZAbstractMutableString* getNext(ZAbstractString const& delims);
     ZAbstractMutableString* getNext() override;
     /// Back to the beginning.

@@ -9,7 +9,7 @@
 
 class ZUTF8String;
 
-/// Shows text in UTF-8 that somebody else keeps. Assigning a string in another codeset
+/// Shows text in UTF-8 that somebody else keeps. Assigning a string of the other family
 /// changes nothing.
 class ZFC_API ZUTF8ConstString : public ZAbstractConstString {
   public:
@@ -49,8 +49,9 @@ class ZFC_API ZUTF8ConstString : public ZAbstractConstString {
         return *this;
     }
 
-    /// A new string: this text followed by the other; null adds nothing.
+    /// A new string: this text followed by the other, or by one character; null adds nothing.
     [[nodiscard]] ZUTF8String operator+(char const* text) const;
+    [[nodiscard]] ZUTF8String operator+(char character) const;
     [[nodiscard]] ZUTF8String operator+(ZUTF8ConstString const& other) const;
     [[nodiscard]] ZUTF8String operator+(ZUTF8String const& other) const;
 

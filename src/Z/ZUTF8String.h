@@ -21,6 +21,11 @@ class ZFC_API ZUTF8String : public ZAbstractMutableString {
     /// At most `maxLength` bytes of `text`.
     ZUTF8String(char const* text, unsigned int maxLength)
         : ZAbstractMutableString(text, maxLength) {}
+    /// The same of a string of either family, converted.
+    ZUTF8String(ZAbstractString const& other, unsigned int maxLength) {
+        setChars(other);
+        trunc(maxLength);
+    }
     explicit ZUTF8String(char c) : ZAbstractMutableString(c) {}
     /// The number as decimal text.
     explicit ZUTF8String(int number) : ZAbstractMutableString(number) {}
@@ -114,13 +119,20 @@ class ZFC_API ZUTF8String : public ZAbstractMutableString {
         ZAbstractMutableString::operator+=(other);
         return *this;
     }
+    /// A number is no character: `s = n` gives its decimal text, and `s += char(n)` adds a byte.
+    template <class Number, zfc::strings::IfNoByte<Number> = 0>
+    void operator+=(Number) = delete;
 
-    /// This text followed by the other; null adds nothing.
+    /// This text followed by the other, or by one character; null adds nothing.
     [[nodiscard]] ZUTF8String operator+(char const* text) const&;
+    [[nodiscard]] ZUTF8String operator+(char character) const& {
+        return ZUTF8String(*this) + character;
+    }
     [[nodiscard]] ZUTF8String operator+(ZUTF8String const& other) const&;
     [[nodiscard]] ZUTF8String operator+(ZUTF8ConstString const& other) const&;
     // A temporary is extended, not copied.
     [[nodiscard]] ZUTF8String operator+(char const* text) && { return std::move(*this += text); }
+    [[nodiscard]] ZUTF8String operator+(char character) && { return std::move(*this += character); }
     [[nodiscard]] ZUTF8String operator+(ZUTF8String const& other) && {
         return std::move(*this += other);
     }

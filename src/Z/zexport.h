@@ -5,6 +5,15 @@
 /// Marks a class or function that the shared library exports; all others are hidden.
 #define ZFC_API __attribute__((visibility("default")))
 
+/// Has the compiler hold the arguments from `first` on against the format. The conversions of wide
+/// characters here (C, S) take UTF-16, which compilers do not know: a source that uses them defines
+/// ZFC_NO_FORMAT_CHECK before its first include, and nothing is checked there.
+#if defined(ZFC_NO_FORMAT_CHECK)
+#define ZFC_PRINTF(format, first)
+#else
+#define ZFC_PRINTF(format, first) __attribute__((__format__(__printf__, format, first)))
+#endif
+
 /// Clang checks these words as errors; other compilers read past them.
 #if defined(__clang__)
 #define ZFC_THREAD_SAFETY(word) __attribute__((word))

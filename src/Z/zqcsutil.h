@@ -5,8 +5,9 @@
 /// locale the C library's (`setlocale(LC_ALL, "")`), and are then read without locks from any
 /// thread. The environment variable `QCSDIR` must name the codeset data directory; without it, and
 /// when the local codeset is not known, the handle getters print the reason and abort, the name
-/// getters print it and return null. A message service that works with strings while such a report
-/// is made gets handles that are none.
+/// getters print it and return null. A file "aliases" of that directory that is too large or has a
+/// line of another form is reported (messages 43 and 44), and the rest of it used. A message
+/// service that works with strings while such a report is made gets handles that are none.
 ///
 /// Rules that hold for all functions here: text is NUL-terminated bytes in the codeset of the
 /// handle, null text is empty text, lengths are bytes, nothing is read behind the terminating NUL

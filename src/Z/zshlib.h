@@ -18,7 +18,8 @@ extern "C" {
 
 /**
  * Loads the library `file` and returns its handle, null on failure. `mode` has the bits of
- * dlopen(); 0 stands for RTLD_NOW | RTLD_GLOBAL. A null `file` is an error (2, ENOENT).
+ * dlopen(), and RTLD_LAZY too when it has neither that nor RTLD_NOW; 0 stands for RTLD_NOW |
+ * RTLD_GLOBAL. A null `file` is an error (2, ENOENT).
  */
 ZFC_API void* zdlopen(char const* file, int mode, int* err);
 

@@ -54,15 +54,15 @@ extern "C" {
 /// text needs, so the text was cut when it is not below `size`. A negative `size` counts as 0.
 /// `out` may be null, then nothing is written. After a failure `out` holds some text,
 /// NUL-terminated, or, when the format was bad, what it held before.
-ZFC_API int zsnprintf(char* out, int size, char const* format, ...);
+ZFC_API int zsnprintf(char* out, int size, char const* format, ...) ZFC_PRINTF(3, 4);
 /// As zsnprintf(); the caller still ends `list`.
-ZFC_API int zvsnprintf(char* out, int size, char const* format, va_list list);
+ZFC_API int zvsnprintf(char* out, int size, char const* format, va_list list) ZFC_PRINTF(3, 0);
 
 /// Formats into a new block, which the caller frees with `free`, and stores it in `*result`; null
 /// when the call fails. -1 also for a null `result`.
-ZFC_API int zsprintf(char** result, char const* format, ...);
+ZFC_API int zsprintf(char** result, char const* format, ...) ZFC_PRINTF(2, 3);
 /// As zsprintf(); the caller still ends `list`. -1 also for a null `list`.
-ZFC_API int zvsprintf(char** result, char const* format, va_list list);
+ZFC_API int zvsprintf(char** result, char const* format, va_list list) ZFC_PRINTF(2, 0);
 
 /// One conversion specification. The words behind `end` are the engine's own.
 typedef struct ZFormatSpec {

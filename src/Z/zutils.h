@@ -1,4 +1,5 @@
-/// A hexadecimal dump for diagnostics.
+/// The helpers of C callers: this header brings the string and character functions, those of
+/// Internet addresses and, in C++, ZGetLocale(), beside a hexadecimal dump for diagnostics.
 #ifndef Z_ZUTILS_H
 #define Z_ZUTILS_H
 
@@ -7,6 +8,13 @@
 #include <stdio.h>
 
 #include "Z/zexport.h"
+#include "Z/zinet_ntop.h"
+#include "Z/zinet_pton.h"
+#include "Z/zqcsutil.h"
+
+#ifdef __cplusplus
+#include "Z/ZGetLocale.h"
+#endif
 
 #ifdef __cplusplus
 extern "C" {

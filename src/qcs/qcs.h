@@ -31,6 +31,12 @@ typedef unsigned short qcs_wchar;
 /// set-user-id programs it is not read. Null is ignored.
 void qcs_set_dir(char const* dir);
 
+/// Whether there was a fault in the alias file when it was read last; each is told once. `*line` is
+/// the number of the first line of another form, whose beginning goes to `text`, or 0 when the file
+/// is too large or cannot be read: then it counts as empty. Texts end at a NUL within their sizes.
+int qcs_alias_fault(char* path, unsigned int pathSize, char* text, unsigned int textSize,
+                    int* line);
+
 /// Name of the locale that the environment asks for: the first of LC_ALL, LC_CTYPE and LANG that is
 /// set and not empty; "C" when there is none or it is no locale name (letters, digits and "-_.:",
 /// and a modifier of these after "@"). 0 on success, -1 when it does not fit `size` bytes.
@@ -59,6 +65,11 @@ int qcs_to_utf8(qcs_cs_handle cs, char const* in, unsigned int inLen, char* out,
                 unsigned int outLen);
 int qcs_from_utf8(qcs_cs_handle cs, char const* in, unsigned int inLen, char* out,
                   unsigned int outLen);
+
+/// Where such a conversion stops: the offset of the first character that is malformed, cut off or
+/// lacking in the target; -1 when there is none, so that it is the room that lacks.
+long qcs_to_utf8_stop(qcs_cs_handle cs, char const* in, unsigned int inLen);
+long qcs_from_utf8_stop(qcs_cs_handle cs, char const* in, unsigned int inLen);
 
 /// Greatest bytes of one character; 1 for a handle that is none.
 int qcs_mb_max(qcs_cs_handle cs);

@@ -1,6 +1,8 @@
 /// Single characters to wide ones and back, and whole text to UTF-8 and back.
 #include <algorithm>
+#include <array>
 #include <climits>
+#include <cstring>
 
 #include "qcs/qcs_codeset.h"
 #include "qcs/qcs_compile.h"
@@ -131,8 +133,38 @@ Character decodeAt(qcs_cs_handle cs, char const* p, unsigned n) {
     return withCodec(cs, malformed, [=](auto const& codec) { return codec.decode(p, n); });
 }
 
+/// Decodes by `decode` and converts each character by `convertOne`.
+template <class Decode, class Convert>
+long stopOf(char const* in, unsigned inLen, Decode&& decode, Convert&& convertOne) {
+    constexpr unsigned room = 64;  // more than any character becomes
+    std::array<char, room> out{};
+    unsigned const end = in == nullptr ? 0 : static_cast<unsigned>(strnlen(in, inLen));
+    for (unsigned at = 0; at < end;) {
+        Character const next = decode(in + at, end - at);
+        if (next.length == 0 || convertOne(in + at, next.length, out.data(), room) < 0) return at;
+        at += next.length;
+    }
+    return -1;
+}
+
 }  // namespace
 }  // namespace qcs
+
+long qcs_to_utf8_stop(qcs_cs_handle cs, char const* in, unsigned int inLen) {
+    return qcs::stopOf(
+        in, inLen, [=](char const* p, unsigned n) { return qcs::decodeAt(cs, p, n); },
+        [=](char const* p, unsigned n, char* out, unsigned room) {
+            return qcs_to_utf8(cs, p, n, out, room);
+        });
+}
+
+long qcs_from_utf8_stop(qcs_cs_handle cs, char const* in, unsigned int inLen) {
+    return qcs::stopOf(
+        in, inLen, [](char const* p, unsigned n) { return qcs::Utf8Codec().decode(p, n); },
+        [=](char const* p, unsigned n, char* out, unsigned room) {
+            return qcs_from_utf8(cs, p, n, out, room);
+        });
+}
 
 int qcs_to_utf8(qcs_cs_handle cs, char const* in, unsigned int inLen, char* out,
                 unsigned int outLen) {

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "qcs/qcs_cancellation.h"
@@ -37,12 +38,13 @@ class Locales {
         auto const known = std::find(names.begin(), names.end(), name);
         if (known != names.end()) return static_cast<qcs_loc_handle>(known - names.begin()) + 1;
         if (names.size() == slots.size()) return 0;
-        // Before the locale is made, which a failure to grow would lose.
+        // Both before the locale is made, which a lack of memory would lose.
         names.reserve(names.size() + 1);
+        std::string kept = name;
         locale_t const made = newlocale(LC_ALL_MASK, name.c_str(), nullptr);
         if (made == nullptr) return 0;
         slots[names.size()].store(made, std::memory_order_release);
-        names.push_back(name);
+        names.push_back(std::move(kept));
         return static_cast<qcs_loc_handle>(names.size());
     }
 
@@ -122,6 +124,23 @@ int qcs_os_cs_name(char* buffer, unsigned int size) {
 int qcs_canonical_loc(char const* name, char* out, unsigned int size) {
     if (name == nullptr) return -1;
     return qcs::delivered(out, size, [=] { return qcs::canonicalLocale(name); });
+}
+
+int qcs_alias_fault(char* path, unsigned int pathSize, char* text, unsigned int textSize,
+                    int* line) {
+    qcs::CancellationOff const wholeNames;
+    try {
+        auto const fault = qcs::takeAliasFault();
+        if (!fault) return 0;
+        // What does not fit is left empty: the other parts still tell.
+        *path = *text = '\0';
+        static_cast<void>(qcs::deliver(fault->path, path, pathSize));
+        static_cast<void>(qcs::deliver(fault->text.substr(0, textSize - 1), text, textSize));
+        *line = fault->line;
+        return 1;
+    } catch (...) {  // out of memory: nothing more can be told
+        return 0;
+    }
 }
 
 qcs_loc_handle qcs_loc_new(char const* name) {

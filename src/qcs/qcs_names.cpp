@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <mutex>
 #include <unordered_map>
+#include <utility>
 
 namespace qcs {
 namespace {
@@ -143,7 +144,7 @@ class File {
     }
 
     /// The whole content; nothing when it is longer than `limit` or cannot be read.
-    [[nodiscard]] std::string content(std::size_t limit) const {
+    [[nodiscard]] std::optional<std::string> content(std::size_t limit) const {
         std::string bytes;
         std::array<char, 4096> block{};
         // By reading, not by the size that fstat() tells: the file may grow meanwhile.
@@ -153,7 +154,7 @@ class File {
             if (got < 0 && errno != EINTR) break;
             if (got > 0) bytes.append(block.data(), static_cast<std::size_t>(got));
         }
-        return {};
+        return std::nullopt;
     }
 
   private:
@@ -163,12 +164,13 @@ class File {
 /// The alias table of the codeset data directory.
 ///
 /// The file "aliases" has one alias a line: `codeset ALIAS NAME` or `locale ALIAS NAME`, words
-/// separated by blanks; "#" begins a comment. Lines of another form are passed over.
+/// separated by blanks; "#" begins a comment. Lines of another form are passed over; the first is
+/// the file's fault.
 class AliasTable {
   public:
     /// Reads the file; an empty table when it is no readable regular file of at most `maxFileSize`
-    /// bytes. Does not wait.
-    static AliasTable load(std::string const& path);
+    /// bytes. Does not wait. One that is there and is not of use as a whole is the `fault`.
+    static AliasTable load(std::string const& path, std::optional<AliasFault>& fault);
 
     /// The name that an alias stands for; empty when it is no alias.
     [[nodiscard]] std::string codeset(std::string_view alias) const;
@@ -177,7 +179,7 @@ class AliasTable {
     static constexpr std::size_t maxFileSize = 256UL * 1024;
 
   private:
-    void addLine(std::string_view line);
+    [[nodiscard]] bool addLine(std::string_view line);
 
     std::unordered_map<std::string, std::string> codesets;
     std::unordered_map<std::string, std::string> locales;
@@ -188,29 +190,34 @@ std::string found(std::unordered_map<std::string, std::string> const& in, std::s
     return at == in.end() ? std::string() : at->second;
 }
 
-AliasTable AliasTable::load(std::string const& path) {
+AliasTable AliasTable::load(std::string const& path, std::optional<AliasFault>& fault) {
     AliasTable table;
     File const file(path);
     if (!file.isRegular()) return table;
-    std::string const content = file.content(maxFileSize);
-    std::string_view rest = content;
-    while (!rest.empty()) {
+    auto const content = file.content(maxFileSize);
+    if (!content) fault = AliasFault{path, "", 0};
+    std::string_view rest = content ? std::string_view(*content) : std::string_view();
+    for (int number = 1; !rest.empty(); ++number) {
         std::string_view const line = rest.substr(0, rest.find('\n'));
-        table.addLine(line.substr(0, line.find('#')));
+        bool const isUsable = table.addLine(line.substr(0, line.find('#')));
+        if (!isUsable && !fault) fault = AliasFault{path, std::string(line), number};
         rest.remove_prefix(std::min(line.size() + 1, rest.size()));
     }
     return table;
 }
 
-void AliasTable::addLine(std::string_view line) {
+/// False for a line of another form.
+bool AliasTable::addLine(std::string_view line) {
     std::string_view const kind = takeWord(line);
     std::string_view const alias = takeWord(line);
     std::string_view const name = takeWord(line);
+    if (kind.empty()) return true;
     // A fourth word makes it a line of another form.
-    if (!isName(alias) || !isName(name) || !takeWord(line).empty()) return;
+    if (!isName(alias) || !isName(name) || !takeWord(line).empty()) return false;
     // Of two lines for one alias the first counts.
     if (kind == "codeset") codesets.emplace(nameKey(alias), name);
     if (kind == "locale") locales.emplace(nameKey(alias), name);
+    return kind == "codeset" || kind == "locale";
 }
 
 std::string AliasTable::codeset(std::string_view alias) const { return found(codesets, alias); }
@@ -233,12 +240,16 @@ class Aliases {
         std::lock_guard<std::mutex> const guard(mutex);
         return loaded().locale(alias);
     }
+    std::optional<AliasFault> takeFault() {
+        std::lock_guard<std::mutex> const guard(mutex);
+        return std::exchange(fault, std::nullopt);
+    }
 
   private:
     AliasTable const& loaded() {
         // Whoever starts a set-user-id program chooses its environment, but not its files.
         bool const readable = !path.empty() && getauxval(AT_SECURE) == 0;
-        if (!isLoaded) table = readable ? AliasTable::load(path) : AliasTable();
+        if (!isLoaded) table = readable ? AliasTable::load(path, fault) : AliasTable();
         isLoaded = true;
         return table;
     }
@@ -246,6 +257,7 @@ class Aliases {
     std::mutex mutex;
     std::string path;
     AliasTable table;
+    std::optional<AliasFault> fault;  // that nobody was told of
     bool isLoaded = false;
 };
 
@@ -336,6 +348,8 @@ std::string environmentCodeset() {
     if (codeset.empty()) codeset = splitLocale(canonical).codeset;
     return codeset.empty() ? "US-ASCII" : canonicalCodeset(codeset);
 }
+
+std::optional<AliasFault> takeAliasFault() { return aliases().takeFault(); }
 
 void setAliasDirectory(char const* dir) { aliases().setDirectory(dir); }
 

@@ -3,6 +3,7 @@
 #ifndef QCS_QCS_NAMES_H
 #define QCS_QCS_NAMES_H
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,15 @@ std::string canonicalLocale(std::string_view name);
 std::string environmentLocale();
 /// Canonical name of that locale's codeset.
 std::string environmentCodeset();
+
+/// What is wrong with an alias file.
+struct AliasFault {
+    std::string path;
+    std::string text;  // of the first line of another form
+    int line;          // its number; 0: the file is too large or cannot be read
+};
+/// The fault that was found since the last call, if there is one.
+std::optional<AliasFault> takeAliasFault();
 
 /// Names the directory of the alias table, which is read at the next look-up that needs it.
 void setAliasDirectory(char const* dir);

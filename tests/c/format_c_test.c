@@ -1,4 +1,5 @@
 /* The formatting functions as C calls them; the exit status tells which one failed. */
+#define ZFC_NO_FORMAT_CHECK /* wide text */
 #include "Z/zasprintf.h"
 #include "Z/zsnprintf.h"
 

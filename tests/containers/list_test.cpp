@@ -322,6 +322,32 @@ TEST_F(SortTest, EndsForAComparatorThatErrsOrThrowsAndKeepsEveryMember) {
     });
 }
 
+template <class List>
+void checkSortOfAChangingList() {
+    std::mt19937 random(6);
+    List list(1, 1);
+    fill(list, numbers(3000));
+    Values expected = numbers(3000);
+    Comparator const comparator([&](int a, int b) {
+        if (random() % 16 == 0 && list.size() > 0) {
+            auto const at = static_cast<unsigned int>(random() % list.size());
+            expected.erase(std::find(expected.begin(), expected.end(), valueOf(list.get(at))));
+            list.remove(at);
+        } else if (random() % 16 == 0) {
+            list.addNoCopy(new Number(static_cast<int>(random() % 3000)));
+            expected.push_back(valueOf(list.get(list.size() - 1)));
+        }
+        return a - b;
+    });
+    list.sort(comparator, ascending);
+    EXPECT_EQ(sorted(expected), sorted(valuesOf(list)));
+}
+
+TEST_F(SortTest, ListThatItsComparatorChangesLosesNoMember) {
+    checkSortOfAChangingList<ZArrayList>();
+    checkSortOfAChangingList<PlainList>();
+}
+
 /// The adversary of M. D. McIlroy, "A Killer Adversary for Quicksort" (Software: Practice and
 /// Experience, 1999): decides what it is asked for as late as it can, so that every pivot turns out
 /// to be among the smallest. Its answers agree with the order it ends with.

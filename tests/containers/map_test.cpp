@@ -3,11 +3,14 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <ctime>
+#include <functional>
 #include <map>
 #include <memory>
 #include <random>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "Z/ZKeyMap.h"
 #include "Z/ZMap.h"
@@ -34,68 +37,10 @@ Values listed(ZMap const& map) {
     map.list(list);
     return valuesOf(list);
 }
-
-/// Puts and removes numbers that lie `distance` apart, and null, at times without clones or memory,
-/// and expects them in the order of insertion, also in copies.
-template <class Map>
-void checkAgainstRow(Map map, int distance) {
-    Values model;
-    std::mt19937 random(1);
-    for (int i = 0; i < 3000; ++i) {
-        Number number(random() % 16 == 0 ? noNumber : static_cast<int>(random() % 90) * distance);
-        auto const found = std::find(model.begin(), model.end(), number.value);
-        bool const isMember = found != model.end();
-        ZObject* const member = map.getEntry(objectOf(number));
-        ASSERT_EQ(isMember, map.contains(objectOf(number)));
-        ASSERT_EQ(isMember ? number.value : noNumber, valueOf(member));
-        ZObject* const entry = isMember && i % 2 == 0 ? member : objectOf(number);
-        auto const kind = random() % 8;
-        if (kind == 0) {
-            static_cast<void>(errorAtTimes(random, [&] { map = Map(map); }));
-        } else if (kind < 4) {
-            map.removeEntry(entry);
-            if (isMember) model.erase(found);
-        } else if (kind == 4 && number.value != noNumber) {
-            auto own = std::make_unique<Number>(number.value);
-            if (errorAtTimes(random, [&] { map.putEntryNoCopy(own.get()); }) != 0) continue;
-            EXPECT_EQ(own.get(), map.getEntry(own.get()));
-            if (!isMember) model.push_back(own->value);
-            static_cast<void>(own.release());
-        } else if (errorAtTimes(random, [&] { map.putEntry(entry); }) == 0 && !isMember) {
-            model.push_back(number.value);
-        }
-        ASSERT_EQ(model, listed(map)) << "step " << i;
-        auto const nulls = std::count(model.begin(), model.end(), noNumber);
-        ASSERT_EQ(static_cast<long>(model.size()) - nulls + 1, Number::alive);
-    }
-    std::unique_ptr<ZObject> const copy(map.clone());
-    Map other(1, 1);
-    other.putAll(map);
-    map.removeAll();
-    EXPECT_TRUE(map.isEmpty());
-    EXPECT_EQ(model.size(), other.size());
-    for (Map* const each : {&other, dynamic_cast<Map*>(copy.get())})
-        EXPECT_EQ(model, listed(*each));
-    put(map, {9, 6});
-    EXPECT_EQ((Values{9, 6}), listed(map));
-}
-
-TEST_F(MapTest, BucketKeepsTheOrderOfInsertion) {
-    checkAgainstRow(ZHashMap(2, 1), 3);
-    ZHashMap map(2, 1);
-    for (int i = 0; i < 100; ++i)
-        map.putEntryNoCopy(new Number(3 * i));
-    for (int i = 100; --i >= 0;) {
-        map.removeEntry(std::make_unique<Number>(3 * i).get());
-        EXPECT_FALSE(map.contains(nullptr)) << i << " are left";
-    }
-}
-
-TEST_F(MapTest, ArrayMapKeepsTheOrderOfInsertion) {
-    checkAgainstRow(ZArrayMap(1, 1), 1);
-    ZArrayMap map(1, 1);
-    put(map, {4, 5, 1});
-    EXPECT_EQ(map.get(2), ZArrayMapIterator(map).findNext(Number(1)));
+Values listed(ZKeyMap const& map) {
+    ZArrayList list(1, 0);
+    map.listKeys(list);
+    return valuesOf(list);
 }
 
 TEST_F(MapTest, ListsBucketByBucketOfOneAndAHalfTimesItsSizeOrNothing) {
@@ -112,6 +57,9 @@ TEST_F(MapTest, ListsBucketByBucketOfOneAndAHalfTimesItsSizeOrNothing) {
 }
 
 TEST_F(MapTest, IteratorWalksTheEntriesOfTheTimeItWasMade) {
+    ZArrayMap row(1, 1);
+    put(row, {4, 5, 1});
+    EXPECT_EQ(row.get(2), ZArrayMapIterator(row).findNext(Number(1)));
     ZHashMap map(4, 1);
     put(map, {1, 2});
     ZMapIterator iterator(map);
@@ -162,49 +110,29 @@ TEST_F(MapTest, SharingGivesTheCallersPointersBackAndTakesNullValues) {
     EXPECT_EQ(2U, alike.size()) << "objects without a content of their own are not equal";
 }
 
-/// Puts, removes and looks for numbers, and null, in a map with crowded buckets and in the standard
-/// one, at times without clones or memory, and copies.
-TEST_F(MapTest, KeyMapDoesWhatAStandardMapDoes) {
-    for (int const perHash : {1, 5}) {
-        Number::perHash = perHash;
-        ZHashKeyMap map(2, 1);
-        std::map<int, int> model;
-        std::mt19937 random(3);
-        auto const draw = [&] {
-            return random() % 64 == 0 ? noNumber : static_cast<int>(random() % 1000) - 500;
-        };
-        for (int i = 0; i < 20000; ++i) {
-            Number key(draw());
-            Number const value(i);
-            if (random() % 3 != 0) {
-                auto const put = [&] { map.putEntry(objectOf(key), &value); };
-                if (errorAtTimes(random, put) == 0) model[key.value] = i;
-            } else {
-                map.removeEntry(objectOf(key));
-                model.erase(key.value);
-            }
-            Number probe(draw());
-            auto const found = model.find(probe.value);
-            ASSERT_EQ(found != model.end(), map.contains(objectOf(probe)));
-            ASSERT_EQ(found != model.end() ? found->second : noNumber,
-                      valueOf(map.getEntry(objectOf(probe))));
-            ASSERT_EQ(model.size(), map.size());
-        }
-        ZHashKeyMap other(50, 1);
-        other.putAll(map);
-        std::unique_ptr<ZObject> const copy(other.clone());
-        map.removeAll();
-        EXPECT_TRUE(map.isEmpty() && map.ZAbstractKeyMap::isEmpty());
-        for (auto const* const each : {&other, dynamic_cast<ZHashKeyMap*>(copy.get())}) {
-            ZArrayList keys(1, 0);
-            ZArrayList values(1, 0);
-            each->listKeys(keys);
-            each->listObjects(values);
-            ASSERT_EQ(model.size(), keys.size());
-            ASSERT_EQ(model.size(), values.size());
-            for (unsigned int i = 0; i < keys.size(); ++i)
-                EXPECT_EQ(model[valueOf(keys.get(i))], valueOf(values.get(i)));
-        }
+TEST_F(MapTest, KeyMapListsItsPairsAndCopiesThem) {
+    ZHashKeyMap map(2, 1);
+    std::map<int, int> model;
+    for (int i = 0; i < 300; ++i) {
+        Number key(i % 30 == 0 ? noNumber : i % 70);
+        Number const value(i);
+        map.putEntry(objectOf(key), &value);
+        model[key.value] = i;
+    }
+    ZHashKeyMap other(50, 1);
+    other.putAll(map);
+    std::unique_ptr<ZObject> const copy(other.clone());
+    map.removeAll();
+    EXPECT_TRUE(map.isEmpty() && map.ZAbstractKeyMap::isEmpty());
+    for (auto const* const each : {&other, dynamic_cast<ZHashKeyMap*>(copy.get())}) {
+        ZArrayList keys(1, 0);
+        ZArrayList values(1, 0);
+        each->listKeys(keys);
+        each->listObjects(values);
+        ASSERT_EQ(model.size(), keys.size());
+        ASSERT_EQ(model.size(), values.size());
+        for (unsigned int i = 0; i < keys.size(); ++i)
+            EXPECT_EQ(model[valueOf(keys.get(i))], valueOf(values.get(i)));
     }
 }
 
@@ -283,6 +211,138 @@ TEST_F(MapTest, CrowdedTextsOfAClassWithAnEqualityOfItsOwnAreFoundByIt) {
         for (int i = 0; i < 300; ++i)
             map.removeEntry(CaselessText("kEY" + std::to_string(i)).me());
         EXPECT_TRUE(map.isEmpty());
+    }
+}
+
+/// A number that throws when it is asked too often, and whose end changes a map.
+class Hostile : public Number {
+  public:
+    using Number::Number;
+    ~Hostile() override {
+        if (endsLeft-- > 0) atEnd();
+    }
+    [[nodiscard]] unsigned long hash() const override { return ask(), Number::hash(); }
+    [[nodiscard]] bool equals(ZObject const& other) const override {
+        return ask(), Number::equals(other);
+    }
+    [[nodiscard]] ZObject* clone() const override { return ask(), new Hostile(*this); }
+    static void ask() {
+        if (callsLeft-- == 0) throw ZInvalidParameterException();
+    }
+    inline static int callsLeft = -1;
+    inline static int endsLeft = 0;
+    inline static std::function<void()> atEnd;
+};
+
+template <class Map>
+void putInto(Map& map, Number* entry, bool copied) {
+    if constexpr (std::is_base_of_v<ZKeyMap, Map>) return map.putEntry(entry, entry);
+    if constexpr (std::is_base_of_v<ZMap, Map>) {
+        if (copied || entry == nullptr) return map.putEntry(entry);
+        auto own = std::make_unique<Hostile>(entry->value);
+        map.putEntryNoCopy(own.get());
+        static_cast<void>(own.release());
+    }
+}
+
+/// What happens to a map of one bucket, with null in it, by hostile members and without memory
+/// happens to a row of values alike.
+template <class Map>
+void checkHostileMembers() {
+    Values model;
+    std::mt19937 random(4);
+    Map map(2, 1);
+    auto const placeOf = [&](int value) { return std::find(model.begin(), model.end(), value); };
+    auto const put = [&](int value) {
+        bool const isNew = placeOf(value) == model.end();
+        if (isNew) model.push_back(value);
+        Hostile entry(value);
+        bool const copied = random() % 2 == 0;
+        if (errorOf([&] { putInto(map, objectOf(entry), copied); }) != 0 && isNew)
+            model.erase(placeOf(value));
+    };
+    auto const remove = [&](int value) {
+        Values const before = model;
+        model.erase(std::remove(model.begin(), model.end(), value), model.end());
+        Hostile probe(value);
+        if (errorOf([&] { map.removeEntry(objectOf(probe)); }) != 0) model = before;
+    };
+    auto const draw = [&](unsigned int from, unsigned int count) {
+        return random() % 32 == 0 && from == 0 ? noNumber
+                                               : 3 * static_cast<int>(from + random() % count);
+    };
+    Hostile::atEnd = [&] {
+        int const calls = std::exchange(Hostile::callsLeft, -1);
+        int const ends = std::exchange(Hostile::endsLeft, 0);
+        int const value = draw(300, 100);  // not that which is being put
+        random() % 3 == 0 ? remove(value) : put(value);
+        Hostile::callsLeft = calls;
+        Hostile::endsLeft = ends;
+    };
+    for (int i = 0; i < 2000; ++i) {
+        auto const kind = random() % 100;
+        Hostile::callsLeft = random() % 4 == 0 ? static_cast<int>(random() % 40) : -1;
+        Hostile::endsLeft = random() % 4 == 0 ? static_cast<int>(random() % 40) : 0;
+        if (random() % 8 == 0) fault = {"", 1, ENOMEM, everyone};
+        if (kind == 0) {
+            map.removeAll();
+            model.clear();
+        } else if (kind == 1) {
+            static_cast<void>(errorOf([&] { map = Map(map); }));
+        } else {
+            kind < 50 ? remove(draw(0, 400)) : put(draw(0, 300));
+        }
+        Hostile::callsLeft = -1;
+        Hostile::endsLeft = 0;
+        fault = {};
+        ASSERT_EQ(model, listed(map)) << "step " << i;
+        Hostile probe(draw(0, 400));
+        bool const isMember = placeOf(probe.value) != model.end();
+        ASSERT_EQ(isMember, map.contains(objectOf(probe)));
+        ASSERT_EQ(isMember ? probe.value : noNumber, valueOf(map.getEntry(objectOf(probe))));
+    }
+    std::unique_ptr<ZObject> const copy(map.clone());
+    Map other(1, 1);
+    other.putAll(map);
+    EXPECT_EQ(model, listed(other));
+    EXPECT_EQ(model, listed(dynamic_cast<Map&>(*copy)));
+    Hostile::endsLeft = 500;  // while the map ends
+}
+
+TEST_F(MapTest, MembersThatThrowOrComeBackIntoTheMapLoseNoEntryAndNoOrder) {
+    for (int const perHash : {1, 100000}) {
+        Number::perHash = perHash;
+        checkHostileMembers<ZArrayMap>();
+        checkHostileMembers<ZHashMap>();
+        checkHostileMembers<ZHashKeyMap>();
+    }
+    Hostile::endsLeft = 0;
+}
+
+/// Processor time that it takes to remove the numbers of a map in that order.
+template <class Map>
+std::clock_t timeToRemove(Map map, Values const& order) {
+    std::clock_t const begin = std::clock();
+    for (int const value : order)
+        map.removeEntry(std::make_unique<Number>(value).get());
+    EXPECT_TRUE(map.isEmpty());
+    return std::clock() - begin;
+}
+
+TEST_F(MapTest, RemovalFromACrowdedBucketIsNotSlowerThanTheScan) {
+    Number::perHash = 3;  // of the bucket of 0
+    for (auto const& [count, kind] :
+         {std::pair(40000, 0), std::pair(3000, 1), std::pair(3000, 2)}) {
+        ZArrayMap list(1, 1);
+        ZHashMap map(1, 1);
+        for (int i = 0; i < count; ++i) {
+            list.addNoCopy(new Number(9 * i));
+            map.putEntryNoCopy(new Number(9 * i));
+        }
+        Values order = valuesOf(list);
+        if (kind == 1) std::reverse(order.begin(), order.end());
+        if (kind == 2) std::shuffle(order.begin(), order.end(), std::mt19937(7));
+        EXPECT_LE(timeToRemove(map, order), timeToRemove(list, order)) << "order " << kind;
     }
 }
 

@@ -1,5 +1,7 @@
+#include <csignal>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -10,6 +12,7 @@
 #include "Z/ZBuffer.h"
 #include "Z/ZException.h"
 #include "Z/ZKeyMap.h"
+#include "Z/ZMessageParts.h"
 #include "Z/ZObserve.h"
 #include "Z/ZProcessLock.h"
 #include "Z/ZPropertiesImpl.h"
@@ -36,6 +39,7 @@ void expect(unsigned long number, std::string const& text, Args... args) {
         std::unique_ptr<ZObject> const copy(thrown.clone());
         auto& cloned = dynamic_cast<ZException&>(*copy);
         EXPECT_TRUE(typeid(thrown) == typeid(E) && typeid(cloned) == typeid(E)) << name;
+        EXPECT_EQ(text.find("No default text") == 0 ? "" : text, std::string(thrown.text()));
         EXPECT_EQ("Exception: " + name + "\n File: \"src/Z/ZSample\" 7\n Error: " +
                       std::to_string(number) + "\n Thread: #\nNUM_MSGS = 59\n" + text,
                   errorOutputOf([&] { cloned.dumpException(); }));
@@ -170,6 +174,20 @@ TEST(ObjectRoot, ExhaustionIsAnExceptionFromAFixedPlace) {
         errorOutputOf([&] { ZObject::operator delete[](ZObject::operator new[](tooMuch)); });
     EXPECT_NE(told.find("Exception: ZOutOfMemoryException\n File: \"src/Z/ZObject\" 75\n"),
               std::string::npos);  // a sanitizer warns before it
+    EXPECT_EQ(ZObject::operator new(tooMuch, std::nothrow), nullptr);
+}
+
+TEST(ObjectRoot, EveryFormOfNewIsAtHand) {
+    struct alignas(128) Wide : ZObject {};
+    for (int i = 0; i < 9; ++i) {
+        std::unique_ptr<ZObject> const wide(i % 2 == 0 ? new Wide : new (std::nothrow) Wide);
+        EXPECT_EQ(wide->hash() % 128, 0U);
+    }
+    std::unique_ptr<Wide[]> const row(new Wide[3]);
+    EXPECT_EQ(row[1].hash() % 128, 0U);
+    std::unique_ptr<ZObject> const one(new (std::nothrow) Number(1));
+    EXPECT_EQ(*one, Number(1));
+    EXPECT_EQ(ZObject::operator new[](8, row.get()), row.get());
 }
 
 constexpr char report[] =
@@ -208,6 +226,37 @@ TEST(MessageService, AnInstalledServiceGetsEveryReportUntilNullRestoresTheDefaul
     EXPECT_EQ(std::vector(2, Report{"ZThreadException", 17, {}}), reports.take());
     ZMessageService::setMessageService(nullptr);
     EXPECT_EQ(report, errorOutputOf(dumpReport));
+}
+
+TEST(MessageService, RendersWhatItGets) {
+    struct Rendering : Silence {
+        void outputException(ZException& e) const override { e.print(); }
+        void outputException(ZZException const* e, va_list args) const override {
+            ZMessageParts const parts(*e, args);
+            EXPECT_EQ(std::pair(37UL, 2), std::pair(parts.getNumber(), parts.getInsertCount()));
+            EXPECT_EQ(parts.getInsertKind(0), ZZException::InsertKind::number);
+            EXPECT_EQ(parts.getInsertNumber(0), 5);
+            EXPECT_STREQ(parts.getInsertText(1), "/x");
+            EXPECT_THROW(static_cast<void>(parts.getInsertKind(2)), ZInvalidParameterException);
+            ZLCString const place(parts.getSource());
+            told = place + ':' + ZLCString(parts.getLine()) + ' ' + parts.getText();
+        }
+        mutable std::string told;
+    } const service;
+    ZOpenResourceException e(37, 5, "/x");
+    e.addLocation("f", 7);
+    e.dumpException();
+    EXPECT_EQ(service.told,
+              "f:7 Create failed for a process lock.  rc = 5 and the lock file name is /x.");
+}
+
+TEST(MessageService, IsToldWhatNobodyCatches) {
+    auto const [out, err, status] = captureChild([]() noexcept -> int {
+        zreportUncaught();
+        zraise(ZThreadException(17, 11), "f", 1);
+    });
+    EXPECT_EQ(status, -SIGABRT);
+    EXPECT_NE(err.find("Unexpected error from pthread_create().  rc = 11."), std::string::npos);
 }
 
 TEST(MessageService, ReportsWorkFromExitHandlersAndDoNotMixThreads) {

@@ -52,12 +52,14 @@ TEST(PluginTest, NameIsTriedFirstAndThenWithEachSuffixTheOtherWayRound) {
                                              {plain.substr(0, plain.size() - 3), plain},
                                              {plain + ".so", plain},
                                              {"libx", "libx.so", "libx.so"},
-                                             {"a.so.so", "a.so", "a.so"}};
+                                             {"a.so.so", "a.so", "a.so"},
+                                             {".so"},  // without it nothing is left
+                                             {}};
     for (auto const& expected : rows) {
         attempts.clear();
-        ZSharedLibrary library(expected[0].c_str());
+        ZSharedLibrary library(expected.empty() ? "" : expected[0].c_str());
         Report const failure = thrownBy([&] { library.loadLibrary(); });
-        EXPECT_EQ(expected.back() == plain, failure.number == 0);
+        EXPECT_EQ(!expected.empty() && expected.back() == plain, failure.number == 0);
         if (library.getHandle() != nullptr) library.unloadLibrary();
         EXPECT_EQ(nullptr, library.getHandle());
         std::vector<std::string> files;
@@ -92,6 +94,9 @@ TEST(PluginTest, FailureTellsNumberAndTextOfTheNameItself) {
     library.setLastError(5);
     EXPECT_EQ(5, library.getLastErrorNumber());
     EXPECT_TRUE(library.getLastErrorMessage().isEmpty());
+    EXPECT_EQ(nullptr, zdlopen("./liby", 0, nullptr));  // leaves a text that is not this library's
+    EXPECT_THROW(library.unloadLibrary(), LoadFailure);
+    EXPECT_TRUE(library.getLastErrorMessage().isEmpty());
 }
 
 TEST(PluginTest, FailingInitializeFailsTheLoadAndKeepsTheHandle) {
@@ -123,6 +128,9 @@ TEST(PluginTest, FlagsAreTheLoadersModeAndLocalScopeIsNeverTold) {
     library.setLazyResolution(0);
     library.setLocalScope(1);
     expectFlags(RTLD_NOW, RTLD_NOW);
+    library.setFlags(0);
+    library.setLocalScope(0);
+    expectFlags(RTLD_GLOBAL, RTLD_GLOBAL | RTLD_LAZY);
 }
 
 TEST(PluginTest, EveryCopyIsEqualAndHoldsTheLibraryUntilItUnloadsIt) {

@@ -6,7 +6,9 @@
 
 #include <array>
 #include <cstdlib>
+#include <new>
 #include <string>
+#include <string_view>
 
 #include "qcs/qcs.h"
 #include "support/processes.h"
@@ -14,10 +16,24 @@
 
 extern "C" decltype(newlocale) __real_newlocale;
 
-/// A system that has the locale de_DE, in UTF-8, beside its own ones.
+static constexpr std::string_view longName = "de_DE.ISO-8859-15@with-a-long-modifier";
+static int localesMade = 0;
+static int allocationsLeft = -1;  // below 0: no limit
+
+/// A system that has the locales de_DE, in UTF-8, and one of a long name beside its own ones.
 extern "C" locale_t __wrap_newlocale(int mask, char const* name, locale_t base) {
-    return __real_newlocale(mask, std::string(name) == "de_DE" ? "C.UTF-8" : name, base);
+    bool const isOurs = std::string_view(name) == "de_DE" || name == longName;
+    locale_t const made = __real_newlocale(mask, isOurs ? "C.UTF-8" : name, base);
+    localesMade += made != nullptr ? 1 : 0;
+    return made;
 }
+
+void* operator new(std::size_t size) {
+    void* const block = allocationsLeft-- == 0 ? nullptr : std::malloc(size);
+    return block != nullptr ? block : throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
 namespace {
 
@@ -74,6 +90,17 @@ TEST(LocaleNameTest, HasACanonicalSpelling) {
     EXPECT_NE(qcs_loc_new("C.UTF-8"), 0U);
     EXPECT_EQ(qcs_loc_new("C.utf8"), qcs_loc_new("C.UTF-8"));
     EXPECT_EQ(qcs_loc_new("xx_XX.UTF-8") + qcs_loc_new("../C.UTF-8") + qcs_loc_new(nullptr), 0U);
+}
+
+TEST(LocaleNameTest, MakesNoLocaleThatItHasNoMemoryToKeep) {
+    qcs_loc_handle handle = 0;
+    for (int allowed = 0; handle == 0; ++allowed) {
+        localesMade = 0;
+        allocationsLeft = allowed;
+        handle = qcs_loc_new(longName.data());
+        allocationsLeft = -1;
+        ASSERT_EQ(localesMade, handle != 0 ? 1 : 0) << allowed;
+    }
 }
 
 /// Gives the library a data directory with this alias table.

@@ -11,6 +11,7 @@
 #include "Z/ZQCSUTF8Converter.h"
 #include "Z/zqcsutil.h"
 #include "support/properties.h"
+#include "support/reports.h"
 #include "support/strings.h"
 #include "support/threads.h"
 
@@ -67,15 +68,30 @@ TEST(CodesetSetUpTest, TakesTheCodesetOfTheEnvironment) {
     });
 }
 
+TEST(CodesetSetUpTest, ReportsAnAliasFileThatIsTooLargeOrDamaged) {
+    std::string const line = "codeset house-set KOI8-R\n";
+    std::string const rows[][2] = {
+        {line + "codeset x\n", "/aliases\" contains invalid data at line 2.\nData: \"codeset x\""},
+        {std::string(300 * 1024, '#'),
+         "/aliases.  The access function was read() and return code"}};
+    for (auto const& [aliases, report] : rows) {
+        TempDir const directory;
+        writeFile(directory.file("aliases"), aliases);
+        auto const child =
+            inLocale("xx_XX.House-Set", directory.path().c_str(), [] { zgetLocalCodesetName(); });
+        EXPECT_NE(child.err.find(report), std::string::npos) << child.err;
+        EXPECT_EQ(child.err.find("ZCodesetE") == std::string::npos, aliases.find(line) == 0);
+    }
+}
+
 TEST(NoCodesetTest, IsReportedOnceAndAborts) {
-    // With the hyphen that its codeset lacks it is too long.
-    std::string const endless = std::string(250, 'x') + ".utf8@" + std::string(255, 'x');
+    std::string const longest(252, 'x');
+    std::string const longName = "C." + longest + "@" + std::string(255, 'm');
     char const* const rows[][4] = {
-        {endless.c_str(), "/tmp", "ZCodeset", "codeset \"\""},
+        {longName.c_str(), "/tmp", "ZCodeset", longest.c_str()},
         {"C.UTF-8", nullptr, "ZNoQCSEnvironment", "The QCSDIR environment variable is not set."},
         {"xx_XX.UTF-16", "/tmp", "ZCodeset",
          "Codeset handle create failed for codeset \"UTF-16\".  QCSDIR is \"/tmp\""},
-        {"xx_XX.a-codeset-whose-name-is-beyond-all-measure", "/tmp", "ZCodeset", "codeset \"\""},
     };
     Body const uses[] = {[] { zgetLCSHandle(); }, [] { zgetUTF8Handle(); }, [] { zlcs_mb_max(); },
                          [] { ZLCString("text").append('x'); }};
@@ -91,8 +107,16 @@ TEST(NoCodesetTest, IsReportedOnceAndAborts) {
         }
 }
 
+struct ThrowingService : Silence {
+    void outputException(ZException& /*e*/) const override { throw std::exception(); }
+    void outputException(ZZException const* /*e*/, va_list /*args*/) const override {
+        throw std::exception();
+    }
+};
+
 TEST(NoCodesetTest, IsReportedByEveryCallOfTheNameGettersWhichReturnNull) {
     auto const child = inLocale("xx_XX.nosuchset", nullptr, [] {
+        EXPECT_EQ((ThrowingService(), zgetlocale()), nullptr);
         zset_cs_dir("/tmp");  // does not stand in for the environment's
         EXPECT_EQ(zgetLocalCodesetName(), nullptr);
         EXPECT_EQ(zgetlocale(), nullptr);
@@ -196,9 +220,17 @@ TEST(StringCodesetTest, EditsSearchesAndSplitsByWholeCharacters) {
         ZStringTokenizer tokens(source, token, ZUTF8String("\\"));
         EXPECT_STREQ(*tokens.getNext(), "a\x83\\z");
         EXPECT_STREQ(*tokens.getNext(), "c");
+        tokens.reset();
+        EXPECT_STREQ(*tokens.getNext(ZUTF8String("ソ")), "a");
+        EXPECT_TRUE(tokens.hasMore(ZUTF8ConstString("ソz")));
+        EXPECT_STREQ(*tokens.getNext(), "c");
         ZUTF8String other("\xF0\x9F\x98\x80");
         EXPECT_THROW(ZStringTokenizer(source, other), ZUnsupportedException);
         EXPECT_THROW(ZStringTokenizer(source, token, other), ZFromUTF8Exception);
+        EXPECT_THROW(static_cast<void>(tokens.getNext(other)), ZFromUTF8Exception);
+        EXPECT_TRUE(ZToUTF8Exception(ZLCString("a\x83")).text().contains("JIS (at offset 1) str"));
+        other = ZUTF8String("日") + other;
+        EXPECT_TRUE(ZFromUTF8Exception(other).text().endsWith("Shift_JIS (at offset 3)."));
     });
     holdsUnder(latin1, [] {
         EXPECT_STREQ(ZLCString(" \xE9 ").upper().stripWhiteSpace(), "\xC9");
@@ -207,9 +239,27 @@ TEST(StringCodesetTest, EditsSearchesAndSplitsByWholeCharacters) {
         EXPECT_EQ(ZUTF8String("\xC3\xA9-\xC3\xA9").lastIndexOf(0xC3), 3);
         ZLCString local;
         ZUTF8String utf8;
-        EXPECT_STREQ(*ZStringIterator(ZLCConstString("\xE9!"), local).getNext(), "\xE9");
-        EXPECT_STREQ(*ZStringIterator(ZUTF8ConstString("é!"), utf8).getNext(), "é");
+        ZLCConstString const localView("\xE9!");
+        ZUTF8ConstString const utf8View("é!");
+        EXPECT_STREQ(*ZStringIterator(localView, local).getNext(), "\xE9");
+        EXPECT_STREQ(*ZStringIterator(utf8View, utf8).getNext(), "é");
     });
+}
+
+TEST(FamilyTest, TextOfTheOtherIsCheckedInEveryLocaleAndAViewOfItIsRefused) {
+    for (char const* const locale : {"C.UTF-8", eucJp})
+        holdsUnder(locale, [] {
+            ZLCString local("left over");
+            ZUTF8String utf8("left over");
+            EXPECT_STREQ(local = ZUTF8ConstString("a\xFF"), "");
+            EXPECT_STREQ(utf8 = ZLCString("a\xFF"), "");
+            EXPECT_STREQ(utf8 = ZUTF8ConstString("a\xFF"), "a\xFF");
+            EXPECT_TRUE(ZUTF8String(ZLCConstString("\xFF")).isEmpty());
+            EXPECT_STREQ(ZUTF8String(ZLCString("abc")), "abc");
+            ZLCConstString view("kept");
+            EXPECT_STREQ(view = ZUTF8String("gone"), "kept");
+            EXPECT_STREQ(view = ZLCConstString("new"), "new");
+        });
 }
 
 TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNulAndNeedsTheDataDirectory) {
@@ -225,8 +275,17 @@ TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNulAndNeedsTheDataDirectory) {
         EXPECT_EQ((latin.convertToUTF8("\xE9!", out), bytes()), std::string("é!\0", 4));
         EXPECT_EQ((latin.convertToLocal("é!", out), bytes()), std::string("\xE9!\0", 3));
         EXPECT_EQ((latin.convertToUTF8(nullptr, out), bytes()), std::string(1, '\0'));
-        EXPECT_EQ((latin.convertToLocal("€", out), bytes()).size(), 7U) << "reserved";
-        EXPECT_EQ((none.convertToUTF8("ab", out), bytes()).size(), 7U);
+        EXPECT_EQ((latin.convertToLocal("a€", out), bytes()), std::string(9, '\0'));
+        EXPECT_EQ((none.convertToUTF8("ab", out), bytes()), std::string(7, '\0'));
+        unsigned long place = 99;
+        EXPECT_TRUE(latin.tryConvertToLocal("é\0éx", 5, out, &place));
+        EXPECT_EQ(bytes(), std::string("\xE9\0\xE9\0", 4));
+        EXPECT_TRUE(latin.tryConvertToUTF8(nullptr, 5, out) && bytes() == std::string(1, '\0'));
+        EXPECT_FALSE(latin.tryConvertToLocal("é\0é€", 8, out, &place));
+        EXPECT_EQ(std::pair(place, 0UL), std::pair(5UL, out.getLength()));
+        EXPECT_FALSE(environments.tryConvertToUTF8("\xC6\xFC\xC6", 3, out, &place));
+        EXPECT_EQ(place, 2U);
+        EXPECT_FALSE(none.tryConvertToUTF8("ab", 2, out));
         EXPECT_THROW(ZQCSUTF8Converter("no such codeset", nullptr), ZCodesetException);
         unsetenv("QCSDIR");
         EXPECT_THROW(ZQCSUTF8Converter("UTF8", nullptr), ZNoQCSEnvironmentException);
@@ -236,7 +295,7 @@ TEST(Utf8ConverterTest, ConvertsWithTheTerminatingNulAndNeedsTheDataDirectory) {
 TEST(PropertiesCodesetTest, RefusesTextThatDoesNotConvertAndKeepsNoPartOfIt) {
     holdsUnder(eucJp, [] {
         ZStanzaFileProperties properties(1);
-        properties.setValue("s", "k", ZUTF8String("日"), 0);
+        properties.setValue("s", "k", ZUTF8String("日"));
         ZUTF8String const face("\xF0\x9F\x98\x80");
         ZArrayList list(1, 0);
         list.add(const_cast<ZUTF8String*>(&face));

@@ -189,6 +189,12 @@ TYPED_TEST(StringEditTest, ReadsLines) {
     }
     line.readLine(stream, 1);
     EXPECT_TRUE(stream.flags() & std::ios::skipws) << "kept: the flag stays";
+    std::istringstream lines("a\r\n\n b\rc");
+    std::string read;
+    while (line.readNext(lines))
+        read += line + "|";
+    EXPECT_EQ(read, "a|| b|c|");
+    EXPECT_TRUE(line.isEmpty());
 }
 
 /// A string that only says how long it is: a length that no test could keep in memory.

@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "Z/zinet_ntop.h"
-#include "Z/zinet_pton.h"
 #include "Z/zutfconvert.h"
 #include "Z/zutils.h"
 #include "support/codesets.h"

@@ -18,23 +18,25 @@ ZPropertyValuesIteratorInterface::~ZPropertyValuesIteratorInterface() = default;
 
 ZAbstractPropertiesIterator::ZAbstractPropertiesIterator(ZProperties const& properties,
                                                          char const* stanza) {
-    auto const add = [this](char const* name, unsigned int length) {
-        // One behind the other in one string: many names cost no objects.
-        names.append(name, length);
-        names.append('\0');
-        ++count;
-    };
+    auto const enter = [this](char const* name, unsigned int length) { add(name, length); };
     ZProperties::ZPropResourceLock const hold(properties.propLock);
     fileName = properties.fileName;
     if (stanza == nullptr) {
-        properties.cache->forEachStanza(add);
+        properties.cache->forEachStanza(enter);
     } else {
         zfc::config::require(stanza, sourceName, __LINE__);
-        properties.cache->forEachKey(stanza, add);
+        properties.cache->forEachKey(stanza, enter);
     }
 }
 
 ZAbstractPropertiesIterator::~ZAbstractPropertiesIterator() = default;
+
+void ZAbstractPropertiesIterator::add(char const* name, unsigned int length) {
+    // One behind the other in one string: many names cost no objects.
+    names.append(name, length);
+    names.append('\0');
+    ++count;
+}
 
 bool ZAbstractPropertiesIterator::hasMore() const {
     if (current == noEntry) return count != 0;

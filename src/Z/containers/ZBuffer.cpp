@@ -1,7 +1,13 @@
 #include "Z/ZBuffer.h"
 
+#include <malloc.h>
+
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <limits>
 #include <utility>
 
 #include "Z/ZException.h"
@@ -10,11 +16,14 @@ namespace {
 
 constexpr char sourceName[] = "src/Z/ZBuffer";
 
+// Layout: the length is a field of 32 bits, where a long may have 64. No block of 32 bits is longer
+// than what its pointers can be apart.
+constexpr unsigned long greatestLength =
+    std::min<unsigned long>(std::numeric_limits<unsigned int>::max(), PTRDIFF_MAX);
+
 unsigned int checkedLength(unsigned long n) {
-    // Layout: the length is a field of 32 bits, where a long may have 64.
-    auto const length = static_cast<unsigned int>(n);
-    if (length != n) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    return length;
+    if (n > greatestLength) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    return static_cast<unsigned int>(n);
 }
 
 void checkData(unsigned long n, void const* data) {
@@ -84,7 +93,13 @@ void ZBuffer::setLength(unsigned long n) {
 
 void ZBuffer::setBuffer(unsigned long n, void* data) {
     checkData(n, data);
-    // Data of this buffer is not longer than the buffer, so its block stays.
+    // The old block stays until its bytes are copied: behind a length that was cut it holds more of
+    // them, and growing in place would take them away.
+    std::unique_ptr<void, ZFree> old;
+    if (checkedLength(n) > length) {
+        old = std::move(buffer);
+        length = 0;
+    }
     ZBuffer::setLength(n);
     if (n != 0) std::memmove(buffer.get(), data, n);
 }
@@ -103,7 +118,17 @@ void ZBuffer::setBufferNoCopy(unsigned long n, void* data) {
     checkData(n, data);
     length = checkedLength(n);
     // Its own block given back: reset() would free it.
-    if (data != buffer.get()) buffer.reset(data);
+    if (!holds(data)) return buffer.reset(data);
+    std::memmove(buffer.get(), data, n);
+}
+
+/// Whether `data` lies in the block, which may be longer than the length tells.
+bool ZBuffer::holds(void const* data) const {
+    auto const* const begin = static_cast<char const*>(buffer.get());
+    if (begin == nullptr) return false;
+    // By `less`: the operator promises nothing about pointers into different blocks.
+    std::less<void const*> const before;
+    return !before(data, begin) && before(data, begin + malloc_usable_size(buffer.get()));
 }
 
 // -------------------------------------------------------------------------------- ZConstBuffer

@@ -4,6 +4,7 @@
 #include <typeinfo>
 
 #include "Z/containers/members.h"
+#include "Z/utility/undo.h"
 
 namespace {
 
@@ -98,7 +99,19 @@ bool ZKeyEntry::equals(ZObject const& other) const {
 
 ZHashKeyMap::ZHashKeyMap(unsigned int size, int copyFlag) : map(size, 1), copy(copyFlag) {}
 
-ZHashKeyMap::~ZHashKeyMap() = default;
+ZHashKeyMap& ZHashKeyMap::operator=(ZHashKeyMap const& other) {
+    // The flag first: destructors of the old pairs may put others.
+    ZUndo restoring([this, copied = copy] { copy = copied; });
+    copy = other.copy;
+    map = other.map;
+    restoring.keep();
+    return *this;
+}
+
+ZHashKeyMap::~ZHashKeyMap() {
+    // While it is a map: destructors of keys and values may put others into it.
+    map.removeAll();
+}
 
 ZObject* ZHashKeyMap::clone() const { return new ZHashKeyMap(*this); }
 

@@ -17,11 +17,15 @@ struct ListMembers {
     void swap(unsigned int i, unsigned int j) const { list.swap(i, j); }
 };
 
-/// The members of a list in one row, without its virtual calls.
+/// The members of a list in one row, without its virtual calls. Row and count are the list's own,
+/// since a comparator may change them.
 struct RowMembers {
-    ZObject** row;
-    [[nodiscard]] ZObject* get(unsigned int i) const { return row[i]; }
-    void swap(unsigned int i, unsigned int j) const { std::swap(row[i], row[j]); }
+    zfc::containers::Row const& row;
+    unsigned int const& count;
+    [[nodiscard]] ZObject* get(unsigned int i) const { return i < count ? row[i] : nullptr; }
+    void swap(unsigned int i, unsigned int j) const {
+        if (std::max(i, j) < count) std::swap(row[i], row[j]);
+    }
 };
 
 /// Sorts from index `lo` to index `hi`, which is cut to the last of `size` members.
@@ -192,7 +196,7 @@ void ZArrayList::swap(unsigned int i, unsigned int j) {
 
 void ZArrayList::quickSort(ZSortCompare const& cmp, ZSortCompare::sortorder order, unsigned int lo,
                            unsigned int hi) {
-    sortRange(RowMembers{data.get()}, count, cmp, order, lo, hi);
+    sortRange(RowMembers{data, count}, count, cmp, order, lo, hi);
 }
 
 // ------------------------------------------------------------------------------- ZListIterator

@@ -7,6 +7,7 @@
 
 #include "Z/containers/map_bucket.h"
 #include "Z/containers/members.h"
+#include "Z/utility/undo.h"
 
 namespace {
 
@@ -47,7 +48,10 @@ void ZAbstractMap::putAll(ZMap& other) { putEntries(other, *this); }
 
 ZArrayMap::ZArrayMap(unsigned int room, int owns) : ZArrayList(room, owns) {}
 
-ZArrayMap::~ZArrayMap() = default;
+ZArrayMap::~ZArrayMap() {
+    // While it is a map: destructors of entries may put others into it.
+    ZArrayMap::removeAll();
+}
 
 ZObject* ZArrayMap::clone() const { return new ZArrayMap(*this); }
 
@@ -88,7 +92,19 @@ void ZArrayMap::list(ZList& out) const { out.addList(*this); }
 ZHashMap::ZHashMap(unsigned int size, int owns)
     : buckets(bucketCount(size), 1), ownsMembers(owns) {}
 
-ZHashMap::~ZHashMap() = default;
+ZHashMap& ZHashMap::operator=(ZHashMap const& other) {
+    // The flag first: destructors of the old entries may put others into the new buckets.
+    ZUndo restoring([this, owned = ownsMembers] { ownsMembers = owned; });
+    ownsMembers = other.ownsMembers;
+    buckets = other.buckets;
+    restoring.keep();
+    return *this;
+}
+
+ZHashMap::~ZHashMap() {
+    // While there are buckets, for the same reason.
+    ZHashMap::removeAll();
+}
 
 ZObject* ZHashMap::clone() const { return new ZHashMap(*this); }
 
@@ -123,9 +139,7 @@ void ZHashMap::putEntryNoCopy(ZObject* entry) {
 ZObject* ZHashMap::getEntry(ZObject const* key) const {
     unsigned long const hash = hashOf(key);
     Bucket const* const bucket = bucketAt(bucketIndex(hash));
-    // -1 is beyond the end: null
-    return bucket != nullptr ? bucket->get(static_cast<unsigned int>(bucket->find(key, hash)))
-                             : nullptr;
+    return bucket != nullptr ? bucket->get(key, hash) : nullptr;
 }
 
 void ZHashMap::removeEntry(ZObject* key) {
@@ -136,7 +150,7 @@ void ZHashMap::removeEntry(ZObject* key) {
 bool ZHashMap::contains(ZObject const* key) const {
     unsigned long const hash = hashOf(key);
     Bucket const* const bucket = bucketAt(bucketIndex(hash));
-    return bucket != nullptr && bucket->find(key, hash) != -1;
+    return bucket != nullptr && bucket->contains(key, hash);
 }
 
 unsigned int ZHashMap::size() const {
@@ -152,16 +166,19 @@ bool ZHashMap::isEmpty() const {
     // Not by size(), which looks into every bucket.
     for (unsigned int i = 0; i < buckets.size(); ++i) {
         Bucket const* const bucket = bucketAt(i);
-        if (bucket != nullptr && !bucket->isEmpty()) return false;
+        if (bucket != nullptr && bucket->size() != 0) return false;
     }
     return true;
 }
 
 void ZHashMap::removeAll() {
-    for (unsigned int i = 0; i < buckets.size(); ++i) {
-        // Emptied, not dropped: a map that is filled again needs them.
-        if (Bucket* const bucket = bucketAt(i)) bucket->removeAll();
-    }
+    // Again, where an entry's destructor has put another into a bucket before its own.
+    do {
+        for (unsigned int i = 0; i < buckets.size(); ++i) {
+            // Emptied, not dropped: a map that is filled again needs them.
+            if (Bucket* const bucket = bucketAt(i)) bucket->removeAll();
+        }
+    } while (!ZHashMap::isEmpty());
 }
 
 void ZHashMap::list(ZList& out) const {

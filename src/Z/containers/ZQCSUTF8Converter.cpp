@@ -1,5 +1,6 @@
 #include "Z/ZQCSUTF8Converter.h"
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <cstdint>
@@ -7,13 +8,21 @@
 #include <cstring>
 
 #include "Z/ZException.h"
+#include "Z/exceptions/report.h"
 #include "qcs/qcs.h"
 
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZQCSUTF8Converter";
 
-using Conversion = int (*)(qcs_cs_handle, char const*, unsigned int, char*, unsigned int);
+/// One direction of the codeset layer.
+struct Direction {
+    int (*convert)(qcs_cs_handle, char const*, unsigned int, char*, unsigned int);
+    long (*stop)(qcs_cs_handle, char const*, unsigned int);
+    unsigned int factor;  // bytes that one becomes at most
+};
+constexpr Direction toUtf8{qcs_to_utf8, qcs_to_utf8_stop, 3};
+constexpr Direction fromUtf8{qcs_from_utf8, qcs_from_utf8_stop, 2};
 
 /// Chooses the directory and gives `codeset` back. Comes before the first member is made: a string
 /// would end the process where this throws.
@@ -24,19 +33,52 @@ char const* withDirectory(char const* codeset, char const* dir) {
     return codeset;
 }
 
-void convert(ZCodesetHandle codeset, Conversion conversion, unsigned int factor, char const* text,
-             ZBuffer& out) {
+/// Room for what `length` bytes become, and the NUL; its bytes are 0.
+unsigned int reserve(ZBuffer& out, std::uint64_t length, Direction const& way) {
+    // In 64 bits: on 32 the product of a long text wraps.
+    std::uint64_t const reserved = length * way.factor + 1;
+    if (length > UINT_MAX || reserved > UINT_MAX)
+        zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    out.setLength(static_cast<unsigned long>(reserved));
+    std::memset(out.getBuffer(), 0, out.getLength());
+    return static_cast<unsigned int>(reserved);
+}
+
+void convert(ZCodesetHandle codeset, Direction const& way, char const* text, ZBuffer& out) {
     if (text == nullptr) text = "";
     std::uint64_t const length = strlen(text);
-    // In 64 bits: on 32 the product of a long text wraps.
-    std::uint64_t const reserved = length * factor + 1;
-    if (reserved > UINT_MAX) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    out.setLength(static_cast<unsigned long>(reserved));
+    unsigned int const reserved = reserve(out, length, way);
+    auto* const bytes = static_cast<char*>(out.getBuffer());
     int const written =
         // The NUL goes along, so that the result ends with one.
-        conversion(codeset, text, static_cast<unsigned int>(length + 1),
-                   static_cast<char*>(out.getBuffer()), static_cast<unsigned int>(reserved));
-    if (written >= 0) out.setBuffer(static_cast<unsigned long>(written), out.getBuffer());
+        way.convert(codeset, text, static_cast<unsigned int>(length + 1), bytes, reserved);
+    if (written >= 0) return out.setBuffer(static_cast<unsigned long>(written), bytes);
+    std::memset(bytes, 0, reserved);  // part of the result
+}
+
+/// Piece by piece, since a NUL ends a conversion.
+bool tryConvert(ZCodesetHandle codeset, Direction const& way, char const* text,
+                unsigned long length, ZBuffer& out, unsigned long* place) {
+    if (text == nullptr) length = 0;
+    unsigned int const reserved = reserve(out, length, way);
+    auto* const bytes = static_cast<char*>(out.getBuffer());
+    unsigned int used = 0;
+    for (unsigned long at = 0; at < length;) {
+        unsigned long const piece = std::min(strnlen(text + at, length - at) + 1, length - at);
+        auto const bytesRead = static_cast<unsigned int>(piece);
+        int const written =
+            way.convert(codeset, text + at, bytesRead, bytes + used, reserved - used);
+        if (written < 0) {
+            long const stop = way.stop(codeset, text + at, bytesRead);
+            if (place != nullptr) *place = at + static_cast<unsigned long>(std::max(stop, 0L));
+            return out.setLength(0), false;
+        }
+        used += static_cast<unsigned int>(written);
+        at += piece;
+    }
+    bytes[used] = '\0';
+    out.setLength(used + 1UL);
+    return true;
 }
 
 }  // namespace
@@ -48,12 +90,13 @@ ZQCSUTF8Converter::ZQCSUTF8Converter() : localCodeSetName(withDirectory("", null
 
 ZQCSUTF8Converter::ZQCSUTF8Converter(char const* codeset, char const* dir)
     : localCodeSetName(withDirectory(codeset, dir)) {
-    std::array<char, 32> name{};
+    std::array<char, 256> name{};  // longer ones are none
     if (codeset == nullptr && qcs_os_cs_name(name.data(), name.size()) == 0)
         localCodeSetName = name.data();
     localCodeSetView = localCodeSetName;
     if (localCodeSetName.isEmpty()) return;
     codesetHandle = qcs_cs_new(localCodeSetName);
+    zreportAliasFault(sourceName, __LINE__);
     if (codesetHandle == 0) zraise(ZCodesetException(localCodeSetName), sourceName, __LINE__);
 }
 
@@ -64,9 +107,19 @@ ZQCSUTF8Converter::~ZQCSUTF8Converter() {
 ZLCConstString const& ZQCSUTF8Converter::getLocalCodeSet() const { return localCodeSetView; }
 
 void ZQCSUTF8Converter::convertToUTF8(char const* local, ZBuffer& out) {
-    convert(codesetHandle, qcs_to_utf8, 3, local, out);
+    convert(codesetHandle, toUtf8, local, out);
 }
 
 void ZQCSUTF8Converter::convertToLocal(char const* utf8, ZBuffer& out) {
-    convert(codesetHandle, qcs_from_utf8, 2, utf8, out);
+    convert(codesetHandle, fromUtf8, utf8, out);
+}
+
+bool ZQCSUTF8Converter::tryConvertToLocal(char const* utf8, unsigned long length, ZBuffer& out,
+                                          unsigned long* place) const {
+    return tryConvert(codesetHandle, fromUtf8, utf8, length, out, place);
+}
+
+bool ZQCSUTF8Converter::tryConvertToUTF8(char const* local, unsigned long length, ZBuffer& out,
+                                         unsigned long* place) const {
+    return tryConvert(codesetHandle, toUtf8, local, length, out, place);
 }

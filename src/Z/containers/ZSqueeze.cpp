@@ -47,6 +47,9 @@ int runWhole(z_stream& stream, int (*step)(z_stream*, int), int (*end)(z_stream*
     return ended;
 }
 
+/// Whether the result of squeeze() and unsqueeze() can tell `length`, on 32 bits too.
+bool isTellable(unsigned long length) { return length <= std::numeric_limits<long>::max(); }
+
 long lengthOr(int status, unsigned long length) {
     return status == Z_OK ? static_cast<long>(length) : status;
 }
@@ -60,13 +63,15 @@ void ZSqueeze::setSource(unsigned char* data, unsigned long length) noexcept {
 }
 
 long ZSqueeze::squeeze(unsigned char* dest, unsigned long destLength) const noexcept {
-    if (source == nullptr && sourceLength == refused) return Z_BUF_ERROR;
+    if (!isTellable(destLength) || (source == nullptr && sourceLength == refused))
+        return Z_BUF_ERROR;
     int const status = compress(dest, &destLength, source, sourceLength);
     return lengthOr(status, destLength);
 }
 
 long ZSqueeze::unsqueeze(unsigned char* dest, unsigned long destLength) const noexcept {
-    if (source == nullptr && sourceLength == refused) return Z_BUF_ERROR;
+    if (!isTellable(destLength) || (source == nullptr && sourceLength == refused))
+        return Z_BUF_ERROR;
     int const status = uncompress(dest, &destLength, source, sourceLength);
     return lengthOr(status, destLength);
 }

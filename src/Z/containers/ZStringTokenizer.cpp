@@ -23,20 +23,42 @@ int greatestLocal(ZAbstractString const& source) {
     return source.getCodesetHandle() == zgetLCSHandle() ? zlcs_mb_max() : 0;
 }
 
-/// An empty string of the family of `source`, once the target is known to be of it too.
+/// An empty string of the family of `source`.
+OwnedString newString(ZAbstractString const& source) {
+    if (isUtf8(source)) return std::make_unique<ZUTF8String>();
+    return std::make_unique<ZLCString>();
+}
+
+/// The same, once the target is known to be of it too.
 OwnedString newDelimiters(ZAbstractString const& source, ZAbstractString const& target) {
     if (source.getCodesetHandle() != target.getCodesetHandle())
         zraise(ZUnsupportedException(), sourceName, __LINE__);
-    if (isUtf8(source)) return std::make_unique<ZUTF8String>();
-    return std::make_unique<ZLCString>();
+    return newString(source);
 }
 
 /// A set that conversion has emptied would never split anything.
 void requireConverted(ZAbstractString const& converted, ZAbstractString const& original) {
     if (!converted.isEmpty() || original.isEmpty()) return;
-    if (isUtf8(converted)) zraise(ZToUTF8Exception(), sourceName, __LINE__);
-    zraise(ZFromUTF8Exception(), sourceName, __LINE__);
+    if (isUtf8(converted)) zraise(ZToUTF8Exception(original), sourceName, __LINE__);
+    zraise(ZFromUTF8Exception(original), sourceName, __LINE__);
 }
+
+/// Delimiters in the codeset of `source`.
+class Delimiters {
+  public:
+    Delimiters(ZAbstractString const& source, ZAbstractString const& given) : used(&given) {
+        if (given.getCodesetHandle() == source.getCodesetHandle()) return;
+        converted = newString(source);
+        converted->setChars(given);
+        requireConverted(*converted, given);
+        used = converted.get();
+    }
+    operator ZAbstractString const&() const { return *used; }
+
+  private:
+    OwnedString converted;
+    ZAbstractString const* used;
+};
 
 }  // namespace
 
@@ -74,14 +96,15 @@ ZStringTokenizer* ZStringTokenizer::clone() const { return new ZStringTokenizer(
 
 bool ZStringTokenizer::hasMore(ZAbstractString const& delims) {
     if (position == nullptr) return false;
-    position += skipAll(delims);
+    position += skipAll(Delimiters(*source, delims));
     return *position != '\0';
 }
 
 bool ZStringTokenizer::hasMore() { return hasMore(*delimiters); }
 
-ZAbstractMutableString* ZStringTokenizer::getNext(ZAbstractString const& delims) {
+ZAbstractMutableString* ZStringTokenizer::getNext(ZAbstractString const& given) {
     if (position == nullptr) return nullptr;
+    Delimiters const delims(*source, given);
     unsigned int size = skipOther(delims);
     if (size == 0) {  // else hasMore() has passed the delimiters already
         position += skipAll(delims);

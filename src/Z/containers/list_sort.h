@@ -10,7 +10,8 @@
 ///
 /// Members move by exchange alone, and no loop leaves its bounds to the comparator: one that
 /// contradicts itself or throws can spoil the order, but not lose a member, leave the range or go
-/// on for ever.
+/// on for ever. No member is kept from one comparison to the next, and null, what `get` gives
+/// beyond the end, is not compared: so a comparator may change the list it sorts.
 template <class Members>
 class ZListSort {
   public:
@@ -40,12 +41,15 @@ class ZListSort {
     }
 
     [[nodiscard]] bool before(ZObject const* a, ZObject const* b) const {
-        int const result = cmp.sortCompare(a, b);
+        int const result = compared(a, b);
         return ascending ? result < 0 : result > 0;
     }
     [[nodiscard]] bool behind(ZObject const* a, ZObject const* b) const {
-        int const result = cmp.sortCompare(a, b);
+        int const result = compared(a, b);
         return ascending ? result > 0 : result < 0;
+    }
+    [[nodiscard]] int compared(ZObject const* a, ZObject const* b) const {
+        return a != nullptr && b != nullptr ? cmp.sortCompare(a, b) : 0;
     }
 
     /// Moves null members to the end, keeps the order of the others, and returns their end.
@@ -103,13 +107,14 @@ class ZListSort {
         // To the front, out of the reach of split(): the others are compared with it while they
         // move.
         members.swap(lo, lo + (hi - lo) / 2);
-        ZObject const* const pivot = members.get(lo);
+        auto const pivot = [this, lo] { return members.get(lo); };
         unsigned int const end =
-            split(lo + 1, hi, [=](ZObject const* member) { return before(member, pivot); });
+            split(lo + 1, hi, [&](ZObject const* member) { return before(member, pivot()); });
         members.swap(lo, end - 1);
         if (end - lo > (hi - lo) / 8) return {end - 1, end, 1};
+        auto const moved = [this, end] { return members.get(end - 1); };
         return {end - 1,
-                split(end, hi, [=](ZObject const* member) { return !behind(member, pivot); }), 2};
+                split(end, hi, [&](ZObject const* member) { return !behind(member, moved()); }), 2};
     }
 
     /// Moves the members that `isLeft` accepts before the others and returns their end. Exchanging

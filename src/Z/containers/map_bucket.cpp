@@ -18,10 +18,8 @@ constexpr char sourceName[] = "src/Z/ZMap";
 
 constexpr unsigned int bucketCapacity = 5;  // a table of the right size has few entries a bucket
 constexpr unsigned int greatestScan = 16;   // entries that are searched one by one
-constexpr std::uint32_t leastSlots = 4 * greatestScan;  // half full with twice as many
-
-// Half the table on 64 bits; where two hashes meet in 32, equals() still decides.
-std::uint32_t shortHash(unsigned long hash) { return static_cast<std::uint32_t>(hash); }
+constexpr std::uint32_t leastSlots = 4 * greatestScan;           // half full with twice as many
+constexpr std::uint64_t greatestSlots = std::uint64_t{1} << 32;  // what a mask of 32 bits reaches
 
 unsigned long hashOf(ZObject const* object) { return object != nullptr ? object->hash() : 0; }
 
@@ -36,22 +34,19 @@ std::optional<std::uint32_t> bytesHash(ZObject const* object, unsigned long hash
     return zfc::utility::keyedHash({text->getChars(), text->getLength()});
 }
 
+/// Half the table on 64 bits; where two hashes meet in 32, equals() still decides.
+std::optional<std::uint32_t> indexHash(bool ofTexts, ZObject const* entry, unsigned long hash) {
+    return ofTexts ? bytesHash(entry, hash) : static_cast<std::uint32_t>(hash);
+}
+
+template <class Block>
+void resizeOrThrow(Block& block, std::size_t bytes) {
+    if (!resizeBlock(block, bytes)) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+}
+
 }  // namespace
 
 // --------------------------------------------------------------------------------- PlaceIndex
-
-PlaceIndex::PlaceIndex(PlaceIndex const& other) {
-    if (!other.exists()) return;
-    slots = newSlots(other.slotCount());
-    mask = other.mask;
-    std::memcpy(slots.get(), other.slots.get(), slotCount() * sizeof(Slot));
-}
-
-PlaceIndex::Slots PlaceIndex::newSlots(std::size_t count) {
-    void* const block = std::calloc(count, sizeof(Slot));  // number 0: free
-    if (block == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    return Slots(static_cast<Slot*>(block));
-}
 
 void PlaceIndex::reserve(unsigned int count) {
     std::size_t const had = slotCount();
@@ -60,31 +55,35 @@ void PlaceIndex::reserve(unsigned int count) {
     while (wanted < std::uint64_t{count} * 2)
         wanted *= 2;
     if (wanted == had) return;
-    if (wanted > UINT32_MAX) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    // newSlots() throws before anything is exchanged.
-    Slots const old = std::exchange(slots, newSlots(static_cast<std::size_t>(wanted)));
+    if (wanted > greatestSlots) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    auto const room = static_cast<std::size_t>(wanted);
+    resizeOrThrow(hashes, room / 2 * sizeof hashes[0]);
+    Slots fresh(static_cast<Slot*>(std::calloc(room, sizeof(Slot))));  // number 0: free
+    if (fresh == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    slots.swap(fresh);
     mask = static_cast<std::uint32_t>(wanted - 1);
     for (std::size_t i = 0; i < had; ++i) {
-        if (old[i].isUsed()) add(old[i].hash, old[i].number - 1);
+        if (fresh[i].isUsed()) enter(fresh[i]);
     }
+}
+
+void PlaceIndex::enter(Slot entered) {
+    std::uint32_t at = home(entered.hash);
+    while (slots[at].isUsed())
+        at = next(at);
+    slots[at] = entered;
 }
 
 void PlaceIndex::add(std::uint32_t hash, unsigned int place) {
-    std::uint32_t at = home(hash);
-    while (slots[at].isUsed())
-        at = next(at);
-    slots[at] = {hash, place + 1};
+    hashes[place] = hash;
+    enter({hash, place + 1});
 }
 
-void PlaceIndex::remove(std::uint32_t hash, unsigned int place) {
-    std::uint32_t at = home(hash);
+void PlaceIndex::remove(unsigned int place) {
+    std::uint32_t at = home(hashes[place]);
     while (slots[at].number != place + 1)
         at = next(at);
-    // Out before the others are counted down: the one behind gets this number.
     closeGap(at);
-    for (std::size_t i = 0; i < slotCount(); ++i) {
-        if (slots[i].number > place + 1) --slots[i].number;
-    }
 }
 
 /// Frees the slot and moves those behind it up that would not be found across a free one.
@@ -100,97 +99,172 @@ void PlaceIndex::closeGap(std::uint32_t gap) {
     slots[gap] = {0, 0};
 }
 
-void PlaceIndex::clear() {
-    slots.reset();
-    mask = 0;
-}
+void PlaceIndex::clear() { *this = PlaceIndex(); }
 
 void PlaceIndex::empty() { std::memset(slots.get(), 0, slotCount() * sizeof(Slot)); }
 
 // ------------------------------------------------------------------------------------- Bucket
 
-Bucket::Bucket(int owns) : ZArrayMap(bucketCapacity, owns) {}
+Bucket::Bucket(int owns) : entries(bucketCapacity, 0), ownsMembers(owns) {}
+
+/// Delegates, so that the destructor takes the clones back when a later one fails.
+Bucket::Bucket(Bucket const& other) : Bucket(other.ownsMembers) {
+    if (other.index.exists()) index.reserve(other.size());
+    isOfTexts = other.isOfTexts;
+    for (unsigned int place = 0; place < other.entries.size(); ++place) {
+        if (other.isHole(place)) continue;
+        auto copy = ownsMembers != 0 ? cloneOf(other.entries.get(place)) : nullptr;
+        entries.addNoCopy(ownsMembers != 0 ? copy.get() : other.entries.get(place));
+        static_cast<void>(copy.release());
+        // The hash of the original: a clone is not asked, which could throw.
+        if (index.exists()) index.add(other.index.hashAt(place), entries.size() - 1);
+    }
+}
+
+Bucket::~Bucket() { removeAll(); }
 
 ZObject* Bucket::clone() const { return new Bucket(*this); }
 
+int Bucket::scan(ZObject const* key) const {
+    for (unsigned int place = 0; place < entries.size(); ++place) {
+        if (!isHole(place) && matches(key, entries.get(place))) return static_cast<int>(place);
+    }
+    return -1;
+}
+
 int Bucket::find(ZObject const* key, unsigned long hash) const {
-    if (!index.exists()) return ZArrayMap::getIndex(key);
-    auto const known = indexHash(key, hash);
+    if (!index.exists()) return scan(key);
+    auto const known = indexHash(isOfTexts, key, hash);
     // A probe of another kind than the entries, which its own equals() may accept nevertheless.
-    if (!known) return ZArrayMap::getIndex(key);
-    return index.find(*known, [&](unsigned int place) { return matches(key, get(place)); });
+    if (!known) return scan(key);
+    return index.find(*known, [&](unsigned int place) { return matches(key, entries.get(place)); });
 }
 
-/// By which an entry stands in the index; nothing for one that cannot stand there.
-std::optional<std::uint32_t> Bucket::indexHash(ZObject const* entry, unsigned long hash) const {
-    return isOfTexts ? bytesHash(entry, hash) : shortHash(hash);
+ZObject* Bucket::get(ZObject const* key, unsigned long hash) const {
+    return entries.get(static_cast<unsigned int>(find(key, hash)));  // -1 is beyond the end: null
 }
 
-/// Makes room for one more in the index, and the index itself when it is time.
-void Bucket::reserveOne() {
-    unsigned int const entries = ZArrayMap::size();
-    if (entries < greatestScan) return;
-    bool const isNew = !index.exists();
-    index.reserve(entries + 1);
-    if (!isNew) return;
-    // A small bucket keeps no hashes, so all are asked again when it gets its index.
-    isOfTexts = holdsTextsAlone();
-    enterAll();
+bool Bucket::contains(ZObject const* key, unsigned long hash) const { return find(key, hash) >= 0; }
+
+/// Always the last step: the destructor may change the bucket.
+void Bucket::end(ZObject* entry) const {
+    if (ownsMembers != 0) delete entry;
 }
 
+void Bucket::replace(unsigned int place, ZObject* entry) {
+    ZObject* const old = entries.get(place);
+    entries.setNoCopy(place, entry);
+    if (old != entry) end(old);
+}
+
+/// Whether all entries are texts with the hash of their bytes.
 bool Bucket::holdsTextsAlone() const {
-    unsigned int i = 0;
-    while (i < ZArrayMap::size() && bytesHash(get(i), hashOf(get(i))))
-        ++i;
-    return i == ZArrayMap::size();
+    for (unsigned int place = 0; place < entries.size(); ++place) {
+        ZObject const* const entry = entries.get(place);
+        if (!isHole(place) && !bytesHash(entry, hashOf(entry))) return false;
+    }
+    return true;
 }
 
-/// Needs no memory: the room is there.
-void Bucket::enterAll() {
-    index.empty();
-    for (unsigned int i = 0; i < ZArrayMap::size(); ++i)
-        index.add(indexHash(get(i), hashOf(get(i))).value_or(0), i);
+/// Gives all entries a new index. It asks each for its hash, and takes the old one's place only
+/// when all have answered.
+void Bucket::indexAll(bool byTexts) {
+    PlaceIndex fresh;
+    fresh.reserve(entries.size() + 1);
+    for (unsigned int place = 0; place < entries.size(); ++place) {
+        ZObject const* const entry = entries.get(place);
+        if (isHole(place)) continue;
+        fresh.add(indexHash(byTexts, entry, hashOf(entry)).value_or(0), place);
+    }
+    index = std::move(fresh);
+    isOfTexts = byTexts;
 }
 
-void Bucket::enterLast(unsigned long hash) {
-    if (!index.exists()) return;
-    unsigned int const place = ZArrayMap::size() - 1;
-    if (auto const known = indexHash(get(place), hash)) return index.add(*known, place);
+/// Makes room in the index for one more, `entry`, and the index itself when it is time: an entry
+/// that it lacks would never be found again.
+void Bucket::indexWith(ZObject const* entry, unsigned long hash) {
+    // A small bucket keeps no hashes, so all are asked again when it gets its index.
+    if (!index.exists()) return indexAll(bytesHash(entry, hash) && holdsTextsAlone());
     // The others go by the same hash as this one from now on.
-    isOfTexts = false;
-    enterAll();
+    if (!indexHash(isOfTexts, entry, hash)) return indexAll(false);
+    index.reserve(entries.size() + 1);
+}
+
+void Bucket::append(ZObject* entry, unsigned long hash) {
+    if (index.exists() || entries.size() >= greatestScan) indexWith(entry, hash);
+    entries.addNoCopy(entry);
+    if (!index.exists()) return;
+    index.add(indexHash(isOfTexts, entry, hash).value_or(0), entries.size() - 1);
 }
 
 void Bucket::put(ZObject* entry, unsigned long hash) {
+    if (ownsMembers == 0) return putNoCopy(entry, hash);
     int const place = find(entry, hash);
-    if (place >= 0) return set(static_cast<unsigned int>(place), entry);
-    reserveOne();
-    // Room in the index comes first: an entry that it lacks would never be found again.
-    add(entry);
-    enterLast(hash);
+    auto copy = cloneOf(entry);
+    if (place >= 0) return replace(static_cast<unsigned int>(place), copy.release());
+    append(copy.get(), hash);
+    static_cast<void>(copy.release());
 }
 
 void Bucket::putNoCopy(ZObject* entry, unsigned long hash) {
     int const place = find(entry, hash);
-    if (place >= 0) return setNoCopy(static_cast<unsigned int>(place), entry);
-    reserveOne();
-    addNoCopy(entry);
-    enterLast(hash);
+    if (place >= 0) return replace(static_cast<unsigned int>(place), entry);
+    append(entry, hash);
+}
+
+/// Takes an entry out of row and index and gives it to the caller. A bucket with an index leaves a
+/// hole: moving all that is behind up, and their numbers in the index down, would cost more than
+/// the search that it spared.
+ZObject* Bucket::takeOut(unsigned int place) {
+    ZObject* const entry = entries.get(place);
+    bool const isLast = place + 1 == entries.size();
+    if (index.exists()) index.remove(place);
+    if (!index.exists() || isLast) {
+        entries.remove(place);
+        return entry;
+    }
+    entries.setNoCopy(place, hole());
+    if (++holes > size() + greatestScan) compact();
+    return entry;
+}
+
+void Bucket::compact() {
+    unsigned int kept = 0;
+    index.empty();
+    for (unsigned int place = 0; place < entries.size(); ++place) {
+        if (isHole(place)) continue;
+        index.add(index.hashAt(place), kept);
+        entries.setNoCopy(kept++, entries.get(place));
+    }
+    // From the end, where nothing has to move up.
+    while (entries.size() > kept)
+        entries.remove(entries.size() - 1);
+    holes = 0;
 }
 
 void Bucket::drop(ZObject const* key, unsigned long hash) {
     int const place = find(key, hash);
-    if (place < 0) return;
-    auto const at = static_cast<unsigned int>(place);
-    // Before the entry goes, which may be `key` itself.
-    if (index.exists()) index.remove(indexHash(get(at), hash).value_or(0), at);
-    remove(place);
+    // The entry ends last: it may be `key` itself.
+    if (place >= 0) end(takeOut(static_cast<unsigned int>(place)));
 }
 
 void Bucket::removeAll() {
-    // Before the members end: it tells their places.
+    while (entries.size() > 0) {
+        unsigned int const last = entries.size() - 1;
+        if (isHole(last)) {
+            entries.remove(last);
+            --holes;
+        } else {
+            end(takeOut(last));
+        }
+    }
     index.clear();
-    ZArrayMap::removeAll();
+}
+
+void Bucket::list(ZList& out) const {
+    for (unsigned int place = 0; place < entries.size(); ++place) {
+        if (!isHole(place)) out.add(entries.get(place));
+    }
 }
 
 }  // namespace zfc::containers

@@ -6,6 +6,20 @@
 #include "Z/exceptions/messages.h"
 #include "Z/exceptions/report.h"
 #include "Z/zqcsutil.h"
+#include "qcs/qcs.h"
+
+namespace {
+
+/// The name of the local codeset, and where the conversion of `text` stops.
+ZLCString codesetAndPlace(ZAbstractString const& text,
+                          long (*stop)(qcs_cs_handle, char const*, unsigned int)) {
+    ZLCString name(zgetLocalCodesetName());
+    long const place = stop(zgetLCSHandle(), text.getChars(), text.getLength());
+    if (place >= 0) name = name + " (at offset " + ZLCString(place) + ')';
+    return name;
+}
+
+}  // namespace
 
 // ------------------------------------------------------------------------------------- the roots
 
@@ -29,6 +43,8 @@ int ZException::locationCount() const { return 1; }
 char const* ZException::who() const { return file; }
 int ZException::where() const { return static_cast<int>(line); }
 
+ZLCString ZException::text() const { return zmessageText(*this); }
+
 void ZException::dumpException() { ZMessageService::messageService()->outputException(*this); }
 
 ZZException::ZZException(int number, char const* className)
@@ -41,7 +57,7 @@ void ZZException::route(ZZException const* self, InsertKind const* kinds, int co
     ZReportScope const scope(inserts);
     va_list args;
     va_start(args, count);
-    ZMessageService::routeZZException(self, args);
+    if (!ZTextCatcher::caught(*self, args)) ZMessageService::routeZZException(self, args);
     va_end(args);
 }
 
@@ -138,11 +154,17 @@ void ZCodesetException::print() { printinternal(this, codeset.getChars(), qcsdir
 ZToUTF8Exception::ZToUTF8Exception()
     : ZZException(numberOf(Message::toUTF8Failed), "ZToUTF8Exception"),
       codeset(zgetLocalCodesetName()) {}
+ZToUTF8Exception::ZToUTF8Exception(ZAbstractString const& text)
+    : ZZException(numberOf(Message::toUTF8Failed), "ZToUTF8Exception"),
+      codeset(codesetAndPlace(text, qcs_to_utf8_stop)) {}
 void ZToUTF8Exception::print() { printinternal(this, codeset.getChars()); }
 
 ZFromUTF8Exception::ZFromUTF8Exception()
     : ZZException(numberOf(Message::fromUTF8Failed), "ZFromUTF8Exception"),
       codeset(zgetLocalCodesetName()) {}
+ZFromUTF8Exception::ZFromUTF8Exception(ZAbstractString const& text)
+    : ZZException(numberOf(Message::fromUTF8Failed), "ZFromUTF8Exception"),
+      codeset(codesetAndPlace(text, qcs_from_utf8_stop)) {}
 void ZFromUTF8Exception::print() { printinternal(this, codeset.getChars()); }
 
 ZUnexpectedEndOfFile::ZUnexpectedEndOfFile(char const* filePath)

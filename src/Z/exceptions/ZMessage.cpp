@@ -5,12 +5,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
-#include "Z/exceptions/messages.h"
-#include "Z/exceptions/report.h"
+#include "Z/ZMessageParts.h"
 
 namespace {
 
@@ -28,51 +26,10 @@ class ReportStream {
 
 char const* shown(char const* text) { return text == nullptr ? "(null)" : text; }
 
-void printThread() {
-    auto const id = static_cast<int>(static_cast<std::uintptr_t>(pthread_self()));
-    fprintf(stderr, " Thread: %d\n", id);
-}
+void printThread() { fprintf(stderr, " Thread: %d\n", ZMessageParts::getThread()); }
 
-/// Writes one insert of a report, in its own kind; nothing when no more was passed.
-class InsertWriter {
-  public:
-    InsertWriter(ZReportInserts const* passed, va_list values) : inserts(passed) {
-        // A copy: ISO C leaves the caller's list useless once va_arg() has been applied to it in
-        // here.
-        va_copy(args, values);
-    }
-    ~InsertWriter() { va_end(args); }
-    InsertWriter(InsertWriter const&) = delete;
-    InsertWriter& operator=(InsertWriter const&) = delete;
-
-    void writeNext(ZZException::InsertKind wanted) {
-        if (inserts != nullptr && next == inserts->count) return;
-        auto const kind = inserts == nullptr ? wanted : inserts->kinds[next];
-        ++next;
-        if (kind == ZZException::InsertKind::number)
-            fprintf(stderr, "%d", va_arg(args, int));
-        else
-            fputs(shown(va_arg(args, char const*)), stderr);
-    }
-
-  private:
-    ZReportInserts const* inserts;  // null: the caller vouches for the text's own placeholders
-    int next = 0;
-    va_list args;
-};
-
-void printText(char const* text, InsertWriter& inserts) {
-    // Not by vfprintf(): an exception class may bring fewer inserts, or others, than its text
-    // names.
-    for (; *text != '\0'; ++text) {
-        if (*text != '%') {
-            fputc(*text, stderr);
-            continue;
-        }
-        ++text;  // the table holds "%s" and "%d" alone
-        inserts.writeNext(*text == 'd' ? ZZException::InsertKind::number
-                                       : ZZException::InsertKind::text);
-    }
+void writeToStandardError(void* /*context*/, char const* piece, unsigned int length) {
+    fwrite(piece, 1, length, stderr);
 }
 
 }  // namespace
@@ -117,14 +74,9 @@ void ZDefaultMessageService::outputException(ZZException const* e, va_list args)
             shown(e->who()), e->where(), static_cast<int>(e->getCode()));
     printThread();
     fprintf(stderr, "NUM_MSGS = %d\n", NUM_MSGS);
-    char const* const text = defaultText(e->getCode());
     // Numbers of a program's own exceptions have no text here.
-    if (text == nullptr) {
+    if (!ZMessageParts(*e, args).putText(writeToStandardError, nullptr))
         fputs("No default text defined in ZMessage.cpp for the exception\n", stderr);
-        return;
-    }
-    InsertWriter inserts(ZReportScope::find(e), args);
-    printText(text, inserts);
 }
 
 void ZDefaultMessageService::outputMessage(char const* file, int line, int number, int count,

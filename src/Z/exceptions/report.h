@@ -3,6 +3,7 @@
 #ifndef Z_EXCEPTIONS_REPORT_H
 #define Z_EXCEPTIONS_REPORT_H
 
+#include <cstdarg>
 #include <exception>
 
 #include "Z/ZException.h"
@@ -17,6 +18,9 @@ void zreportException(ZException& exception) noexcept;
 
 /// Reports, as zreportFailure() does, an exception that is none of the library's.
 void zreportUnknownException(char const* source, int line) noexcept;
+
+/// Reports, as zreportFailure() does, what was wrong with the codeset layer's alias file, once.
+void zreportAliasFault(char const* source, int line) noexcept;
 
 /// Whether `body` returned. What it throws is reported, an exception that is none of the library's
 /// as an unknown one of `source` and `line`. Cancellation and pthread_exit() unwind through it.
@@ -33,6 +37,25 @@ bool zreturned(char const* source, int line, Body const& body) {
     }
     return false;
 }
+
+/// Catches the text of one exception that the calling thread prints, instead of its report.
+class ZTextCatcher {
+  public:
+    explicit ZTextCatcher(ZException const& exception) noexcept;
+    ~ZTextCatcher();
+    ZTextCatcher(ZTextCatcher const&) = delete;
+    ZTextCatcher& operator=(ZTextCatcher const&) = delete;
+
+    [[nodiscard]] ZLCString const& getText() const { return text; }
+
+    /// Whether the exception was to be caught, and is.
+    [[nodiscard]] static bool caught(ZZException const& exception, va_list inserts);
+
+  private:
+    ZException const* wanted;
+    ZLCString text;
+    ZTextCatcher* outer;
+};
 
 /// The kinds of the inserts that the calling thread is handing to the message service.
 struct ZReportInserts {

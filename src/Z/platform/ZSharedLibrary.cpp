@@ -14,6 +14,16 @@ namespace {
 
 constexpr char sourceName[] = "src/Z/ZSharedLibrary";
 
+/// Takes the text away that an earlier failure, perhaps of another library, has left for this
+/// thread: it is not the reason of the next.
+void discardText() { static_cast<void>(dlerror()); }
+
+/// As zdlopen(); no name is ENOENT, where the loader would take it for the program itself.
+void* openNamed(ZLCString const& name, int flags, int* err) {
+    discardText();
+    return zdlopen(name.isEmpty() ? nullptr : name.getChars(), flags, err);
+}
+
 /// One more hold on the library of `handle`: the same handle. Null when there is none to hold.
 void* heldAgain(void* handle) {
     link_map* loaded = nullptr;
@@ -81,23 +91,26 @@ void ZSharedLibrary::setLastError(int err) {
 /// Opens the file that the library's name becomes with `suffix` the other way round.
 void* ZSharedLibrary::openAlternative(ZLCString const& suffix) const {
     ZLCString name(libraryName);
+    if (name.isEmpty()) return nullptr;
     if (name.endsWith(suffix.getChars()))
         name = libraryName.subString(0, name.getLength() - suffix.getLength());
     else
         name += suffix;
-    return zdlopen(name.getChars(), flags, nullptr);
+    return openNamed(name, flags, nullptr);
 }
 
 int ZSharedLibrary::loadLibrary() {
     int err = 0;
-    void* opened = zdlopen(libraryName.getChars(), flags, &err);
+    void* opened = openNamed(libraryName, flags, &err);
     if (opened == nullptr) {
         // The error of the name that was asked for is the one to tell, not those of the
         // alternatives.
         setLastError(err);
+        if (libraryName.isEmpty()) setLastErrorMessage("the name is empty");
         opened = openAlternative(primarySuffix);
+        if (opened == nullptr) opened = openAlternative(secondarySuffix);
+        discardText();
     }
-    if (opened == nullptr) opened = openAlternative(secondarySuffix);
     if (opened == nullptr)
         zraise(ZSharedLibraryLoadException(libraryName.getChars(), lastErrorMessage.getChars(),
                                            lastErrorNumber),
@@ -112,6 +125,7 @@ int ZSharedLibrary::loadLibrary() {
 
 void* ZSharedLibrary::resolveSymbol(char const* name) {
     int err = 0;
+    discardText();
     if (void* const address = zdlsym(handle, name, &err)) return address;
     setLastError(err);
     zraise(ZSharedLibraryResolveException(libraryName.getChars(), name, lastErrorMessage.getChars(),
@@ -121,6 +135,7 @@ void* ZSharedLibrary::resolveSymbol(char const* name) {
 
 int ZSharedLibrary::unloadLibrary() {
     int err = 0;
+    discardText();
     if (zdlclose(handle, &err) == 0) {
         handle = nullptr;
         return 0;

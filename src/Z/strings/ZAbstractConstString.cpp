@@ -18,8 +18,8 @@ ZAbstractConstString::~ZAbstractConstString() = default;
 char const* ZAbstractConstString::getChars() const { return chars; }
 
 void ZAbstractConstString::setChars(ZAbstractString const& other) {
-    // Kept: text of another codeset is refused without a word, since a view cannot convert.
-    if (other.getCodesetHandle() != getCodesetHandle()) return;
+    // Kept: text of the other family is refused without a word, since a view cannot convert.
+    if (isOfOtherFamily(other)) return;
     *this = other.getChars();
 }
 

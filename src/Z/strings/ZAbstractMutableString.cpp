@@ -138,7 +138,7 @@ void ZAbstractMutableString::setChars(char const* text) {
 }
 
 void ZAbstractMutableString::setChars(ZAbstractString const& other) {
-    if (other.getCodesetHandle() == getCodesetHandle()) {
+    if (!isOfOtherFamily(other)) {
         setBytes(other.getChars(), other.getLength());
         // Apart, because a conversion of nothing changes nothing.
     } else if (other.isEmpty()) {
@@ -187,7 +187,7 @@ void ZAbstractMutableString::convertFromCodeSet(ZAbstractString const& source) {
     if (source.isEmpty()) return;
     char const* const bytes = source.getChars();
     unsigned int const count = source.getLength();
-    if (source.getCodesetHandle() == getCodesetHandle()) {
+    if (!isOfOtherFamily(source)) {
         setBytes(bytes, count);
         // A view of this very text as another codeset: converted in place it would overwrite what
         // is still to be read. The copy serves as a holder of bytes, of whatever codeset.

@@ -7,6 +7,10 @@
 #include <typeinfo>
 
 #include "Z/ZException.h"
+#include "Z/ZLCConstString.h"
+#include "Z/ZLCString.h"
+#include "Z/ZUTF8ConstString.h"
+#include "Z/ZUTF8String.h"
 #include "Z/utility/ascii.h"
 
 namespace {
@@ -40,6 +44,19 @@ char const* startAt(ZAbstractString const& string, unsigned int from) {
     return string.getChars() + (from < length ? from : length);
 }
 
+template <class Class>
+bool isA(ZAbstractString const& string) {
+    return dynamic_cast<Class const*>(&string) != nullptr;
+}
+
+bool isLocal(ZAbstractString const& string) {
+    return isA<ZLCString>(string) || isA<ZLCConstString>(string);
+}
+
+bool isUtf8(ZAbstractString const& string) {
+    return isA<ZUTF8String>(string) || isA<ZUTF8ConstString>(string);
+}
+
 bool hasTail(ZAbstractString const& string, char const* tail, std::size_t tailLength) {
     unsigned int const length = string.getLength();
     return tailLength <= length &&
@@ -64,6 +81,13 @@ ZAbstractString const* ZAbstractString::foreignText(ZObject const& other) const 
     ZAbstractString const* const string = asString(*this, other);
     bool const isForeign = string != nullptr && string->getCodesetHandle() != getCodesetHandle();
     return isForeign ? string : nullptr;
+}
+
+bool ZAbstractString::isOfOtherFamily(ZAbstractString const& other) const {
+    if (other.getCodesetHandle() != getCodesetHandle()) return true;
+    // The codesets tell the families apart everywhere else; and most strings are of one class.
+    if (utf8Handle() != localHandle() || typeid(*this) == typeid(other)) return false;
+    return (isLocal(*this) && isUtf8(other)) || (isUtf8(*this) && isLocal(other));
 }
 
 unsigned long ZAbstractString::hash() const {

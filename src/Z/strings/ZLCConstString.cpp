@@ -26,6 +26,7 @@ int ZLCConstString::compareignorecase(ZLCString const& other) const {
 ZCodesetHandle ZLCConstString::getCodesetHandle() const { return localHandle(); }
 
 ZLCString ZLCConstString::operator+(char const* text) const { return ZLCString(*this) + text; }
+ZLCString ZLCConstString::operator+(char character) const { return ZLCString(*this) + character; }
 ZLCString ZLCConstString::operator+(ZLCConstString const& other) const {
     return ZLCString(*this) + other;
 }

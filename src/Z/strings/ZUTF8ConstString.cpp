@@ -29,6 +29,9 @@ ZCodesetHandle ZUTF8ConstString::getCodesetHandle() const { return utf8Handle();
 ZUTF8String ZUTF8ConstString::operator+(char const* text) const {
     return ZUTF8String(*this) + text;
 }
+ZUTF8String ZUTF8ConstString::operator+(char character) const {
+    return ZUTF8String(*this) + character;
+}
 ZUTF8String ZUTF8ConstString::operator+(ZUTF8ConstString const& other) const {
     return ZUTF8String(*this) + other;
 }

@@ -169,3 +169,16 @@ std::istream& ZAbstractMutableString::readLine(std::istream& stream, int skipWhi
     if (skipWhiteSpace != 0) stream.setf(saved);
     return stream;
 }
+
+bool ZAbstractMutableString::readNext(std::istream& stream) {
+    constexpr int endOfFile = std::istream::traits_type::eof();
+    clear();
+    if (stream.peek() == endOfFile) return false;
+    while (stream.peek() != endOfFile) {
+        auto const byte = static_cast<char>(stream.get());
+        if (byte == '\r' && stream.peek() == '\n') stream.get();
+        if (byte == '\n' || byte == '\r' || byte == '\0') break;
+        append(byte);
+    }
+    return true;
+}

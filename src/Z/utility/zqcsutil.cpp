@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "Z/ZException.h"
+#include "Z/exceptions/report.h"
 #include "Z/utility/cancellation_off.h"
 #include "qcs/qcs.h"
 
@@ -22,9 +23,10 @@ enum class Failure { none, noDirectory, noLocalCodeset, noUtf8 };
 /// Written by zonce_init() alone. What is atomic is stored only when all is well, so a getter that
 /// finds a value need not ask whether the initialisation has run.
 pthread_once_t qcs_once = PTHREAD_ONCE_INIT;
-char const* qcsdir_ = nullptr;       // value of QCSDIR; null: unset
-std::array<char, 512> localeName{};  // canonical name of the locale; empty: unknown
-std::array<char, 32> codesetName{};  // name of the local codeset; empty: unknown
+char const* qcsdir_ = nullptr;  // value of QCSDIR; null: unset
+// Room for the longest there are: names have parts of 255 bytes at most.
+std::array<char, 1024> localeName{};  // canonical name of the locale; empty: unknown
+std::array<char, 256> codesetName{};  // name of the local codeset; empty: unknown
 Failure failure = Failure::none;
 int qcs_rc = 0;                                       // last return code of the codeset layer
 std::atomic<char const*> locstring_{nullptr};         // localeName; null: not set up
@@ -90,11 +92,12 @@ class ReportScope {
 
 void report(ZZException&& exception, int line) {
     exception.addLocation(sourceName, static_cast<unsigned long>(line));
-    exception.print();
+    zreportException(exception);
 }
 
 void reportFailure() {
     ReportScope const scope;
+    zreportAliasFault(sourceName, __LINE__);
     if (failure == Failure::noDirectory) report(ZNoQCSEnvironmentException(), __LINE__);
     if (failure == Failure::noLocalCodeset) report(ZCodesetException(codesetName.data()), __LINE__);
     if (failure == Failure::noUtf8) report(ZCodesetException("UTF8"), __LINE__);
@@ -104,8 +107,9 @@ void reportFailure() {
 bool commonInit() {
     ZCancellationOff const whileReadingFiles;  // what catches everything there ends the process
     pthread_once(&qcs_once, zonce_init);
-    if (failure != Failure::none) reportFailure();
-    return failure == Failure::none;
+    if (failure != Failure::none) return reportFailure(), false;
+    zreportAliasFault(sourceName, __LINE__);
+    return true;
 }
 
 /// What `value` holds once the codesets are set up; its empty value when they cannot be.

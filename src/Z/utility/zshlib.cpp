@@ -11,6 +11,12 @@ void setError(int* err, int number) {
     if (err != nullptr) *err = number;
 }
 
+/// POSIX wants RTLD_LAZY or RTLD_NOW in every mode.
+int fullMode(int mode) {
+    if (mode == 0) return RTLD_NOW | RTLD_GLOBAL;
+    return (mode & (RTLD_LAZY | RTLD_NOW)) != 0 ? mode : mode | RTLD_LAZY;
+}
+
 }  // namespace
 
 void* zdlopen(char const* file, int mode, int* err) {
@@ -19,8 +25,7 @@ void* zdlopen(char const* file, int mode, int* err) {
         setError(err, ENOENT);
         return nullptr;
     }
-    // POSIX wants RTLD_LAZY or RTLD_NOW in every mode.
-    void* const handle = dlopen(file, mode != 0 ? mode : RTLD_NOW | RTLD_GLOBAL);
+    void* const handle = dlopen(file, fullMode(mode));
     // dlopen() promises no errno; what its system calls have left is the best number there is.
     if (handle == nullptr) setError(err, errno);
     return handle;

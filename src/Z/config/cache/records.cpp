@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Z/ZException.h"
+#include "Z/utility/undo.h"
 
 namespace zfc::cache {
 namespace {
@@ -69,7 +70,9 @@ Index Records::findOrAddKey(Index stanza, std::string_view name) {
     std::string_view const copy = texts.copy(name);
     // Before the key, which is never without one.
     Index const line = allLines.newKeyLine();
+    ZUndo releasing([&] { allLines.lines.release(line); });
     Index const key = allNames.addKey(stanza, copy, known.hash, line);
+    releasing.keep();
     allLines.leaveUnplaced(stanza, line, key);
     return key;
 }
@@ -79,7 +82,9 @@ Index Records::adoptKey(Index stanza, std::string_view name) {
     Index const known = allNames.findKey(stanza, name, hash);
     if (known != none) return known;
     Index const line = allLines.newKeyLine();
+    ZUndo releasing([&] { allLines.lines.release(line); });
     Index const key = allNames.addKey(stanza, name, hash, line);
+    releasing.keep();
     allLines.appendKey(stanza, line, key);
     return key;
 }

@@ -1,5 +1,7 @@
 #include "Z/config/cache/values.h"
 
+#include "Z/utility/undo.h"
+
 namespace zfc::cache {
 
 Values::Values(Values const& other, Texts& memory)
@@ -113,7 +115,9 @@ void Values::setFirstPlain(Key& key, std::string_view text) {
 void Values::addPlain(Key& key, Index number, std::string_view text) {
     if (key.value == nullptr) return setFirstPlain(key, text);
     Index const value = newValue(text);
+    ZUndo releasing([&] { values.release(value); });
     if (key.more == none) key.more = newList(number);
+    releasing.keep();
     append(key.more, value);
 }
 
@@ -144,12 +148,14 @@ void Values::addObfuscated(Key& key, Index number, std::string_view text) {
     // Before anything else, because it may fail.
     if (obfuscatedOfStanza.size() <= key.stanza) obfuscatedOfStanza.resize(key.stanza + 1);
     Index const value = newValue(text);
+    ZUndo releasing([&] { values.release(value); });
     if (key.obfuscated == none) {
         key.obfuscated = newList(number);
         linkLast(lists, obfuscatedLists, key.obfuscated);
         ++obfuscatedKeyCount;
         ++obfuscatedOfStanza[key.stanza];
     }
+    releasing.keep();
     append(key.obfuscated, value);
 }
 

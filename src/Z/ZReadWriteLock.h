@@ -165,8 +165,8 @@ class ZFC_API ZReadWriteLock : public ZAbstractReadWriteLock {
     [[nodiscard]] bool tryLock(zlockstate requested);
     [[nodiscard]] bool tryReadLock() { return tryLock(zlockRead); }
     [[nodiscard]] bool tryWriteLock() { return tryLock(zlockWrite); }
-    /// As tryLock(), waiting `milliseconds` at most, by the system's clock: setting the clock moves
-    /// the end. Zero and less do not wait. Nothing is held when it gives false.
+    /// As tryLock(), waiting `milliseconds` at most, by the monotonic clock. Zero and less do not
+    /// wait. Nothing is held when it gives false.
     [[nodiscard]] bool lockFor(zlockstate requested, long milliseconds);
 
   private:

@@ -1,7 +1,7 @@
 // link: static
 // wrap: fcntl64,open64,lseek64,read,write,pread64,pthread_mutex_lock,pthread_mutex_unlock
 // wrap: pthread_mutex_trylock,pthread_mutex_clocklock,pthread_mutex_timedlock,pthread_cond_wait
-// wrap: pthread_cond_timedwait,pthread_cond_broadcast
+// wrap: pthread_cond_clockwait,pthread_cond_broadcast
 
 // What process locks do when the system's calls fail.
 #include <fcntl.h>
@@ -57,8 +57,8 @@ WRAP_PTHREAD(pthread_mutex_clocklock, (pthread_mutex_t * m, clockid_t c, timespe
              (m, c, t))
 WRAP_PTHREAD(pthread_mutex_timedlock, (pthread_mutex_t * m, timespec const* t), (m, t))
 WRAP_PTHREAD(pthread_cond_wait, (pthread_cond_t * c, pthread_mutex_t* m), (c, m))
-WRAP_PTHREAD(pthread_cond_timedwait, (pthread_cond_t * c, pthread_mutex_t* m, timespec const* t),
-             (c, m, t))
+WRAP_PTHREAD(pthread_cond_clockwait,
+             (pthread_cond_t * c, pthread_mutex_t* m, clockid_t k, timespec const* t), (c, m, k, t))
 WRAP_PTHREAD(pthread_cond_broadcast, (pthread_cond_t * c), (c))
 
 namespace {

@@ -1,7 +1,7 @@
 // link: static
 // wrap: pthread_mutex_init,pthread_mutex_destroy,pthread_mutex_lock,pthread_mutex_trylock
 // wrap: pthread_mutex_unlock,pthread_cond_init,pthread_cond_destroy,pthread_cond_wait
-// wrap: pthread_cond_timedwait,pthread_cond_signal,pthread_cond_broadcast,pthread_create
+// wrap: pthread_cond_clockwait,pthread_cond_signal,pthread_cond_broadcast,pthread_create
 // wrap: pthread_join,pthread_attr_init,pthread_attr_destroy,pthread_attr_setdetachstate
 // wrap: pthread_key_create,pthread_setspecific
 #include <gtest/gtest.h>

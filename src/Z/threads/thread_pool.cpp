@@ -56,8 +56,9 @@ class ZThreadPool::Lock {
     /// Waits once. The wait may end without a reason. Throws as the constructor when the mutex,
     /// which a wait that failed has given up, cannot be locked again.
     void wait() {
-        timespec const deadline = zdeadlineIn(CLOCK_REALTIME, longestWait);
-        int const rc = pthread_cond_timedwait(pool.cond.get(), pool.mutex.get(), &deadline);
+        timespec const deadline = zdeadlineIn(CLOCK_MONOTONIC, longestWait);
+        int const rc =
+            pthread_cond_clockwait(pool.cond.get(), pool.mutex.get(), CLOCK_MONOTONIC, &deadline);
         if (rc == 0 || rc == ETIMEDOUT) return;
         reportRefusal(Message::conditionWaitFailed, rc);
         letOthersIn();

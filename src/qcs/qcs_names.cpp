@@ -11,8 +11,9 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <mutex>
 #include <unordered_map>
+
+#include "qcs/qcs_fork.h"
 
 namespace qcs {
 namespace {
@@ -217,22 +218,16 @@ std::string AliasTable::codeset(std::string_view alias) const { return found(cod
 
 std::string AliasTable::locale(std::string_view alias) const { return found(locales, alias); }
 
-/// The alias table of the data directory that was named last, read when it is first needed.
+/// The alias table of the data directory that was named last, read when it is first needed. Made
+/// and used under the layer's lock.
 class Aliases {
   public:
     void setDirectory(char const* dir) {
-        std::lock_guard<std::mutex> const guard(mutex);
         path = std::string(dir) + "/aliases";
         isLoaded = false;
     }
-    std::string codeset(std::string_view alias) {
-        std::lock_guard<std::mutex> const guard(mutex);
-        return loaded().codeset(alias);
-    }
-    std::string locale(std::string_view alias) {
-        std::lock_guard<std::mutex> const guard(mutex);
-        return loaded().locale(alias);
-    }
+    std::string codeset(std::string_view alias) { return loaded().codeset(alias); }
+    std::string locale(std::string_view alias) { return loaded().locale(alias); }
 
   private:
     AliasTable const& loaded() {
@@ -243,7 +238,6 @@ class Aliases {
         return table;
     }
 
-    std::mutex mutex;
     std::string path;
     AliasTable table;
     bool isLoaded = false;
@@ -281,6 +275,7 @@ bool isLocaleName(std::string_view name) {
 
 /// The system's name for the codeset of a locale; empty when it has no such locale.
 std::string systemCodeset(std::string const& locale) {
+    Guard const guard;
     locale_t const handle = newlocale(LC_CTYPE_MASK, locale.c_str(), nullptr);
     if (handle == nullptr) return {};
     std::string codeset = nl_langinfo_l(CODESET, handle);
@@ -301,6 +296,7 @@ std::string canonicalCodeset(std::string_view name) {
     // Built-in names first: for them no file is read.
     std::string builtIn = builtInCodeset(nameKey(name));
     if (!builtIn.empty()) return builtIn;
+    Guard const guard;
     std::string const alias = aliases().codeset(name);
     if (alias.empty()) return std::string(name);
     // Not as an alias again: two lines could lead to each other for ever.
@@ -310,6 +306,7 @@ std::string canonicalCodeset(std::string_view name) {
 
 std::string canonicalLocale(std::string_view name) {
     if (!isLocaleName(name)) return {};
+    Guard const guard;
     std::string const alias = aliases().locale(name);
     LocaleName const parts = splitLocale(alias.empty() ? name : alias);
     std::string canonical(parts.base == "POSIX" ? "C" : parts.base);
@@ -337,6 +334,9 @@ std::string environmentCodeset() {
     return codeset.empty() ? "US-ASCII" : canonicalCodeset(codeset);
 }
 
-void setAliasDirectory(char const* dir) { aliases().setDirectory(dir); }
+void setAliasDirectory(char const* dir) {
+    Guard const guard;
+    aliases().setDirectory(dir);
+}
 
 }  // namespace qcs

@@ -113,8 +113,9 @@ class Register {
     // Around a fork nothing here is half done. What the handlers hold from one to the next is
     // beyond the analysis.
     Register() {
-        pthread_atfork([] { instance().stop(); }, [] { instance().goOn(); },
-                       [] { instance().beChild(); });
+        static constexpr ZForkedChild::Handlers handlers{
+            [] { instance().stop(); }, [] { instance().goOn(); }, [] { instance().beChild(); }};
+        ZForkedChild::tellProcessLocks(handlers);
     }
 
     /// Holds everything. A change of state may come to ask for a record, in what a class of the
@@ -160,6 +161,13 @@ class Register {
     ZLock lockOverAll;
     Records records ZGUARDED_BY(lockOverAll);
 };
+
+namespace {
+
+/// When the library is loaded: no fork comes while the register is made.
+[[gnu::constructor]] void atLoad() { Register::instance(); }
+
+}  // namespace
 
 void registerLock(ZAbstractProcessReadWriteLock& lock) {
     orOutOfMemory([&] { Register::instance().registerLock(lock); });

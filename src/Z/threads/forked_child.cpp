@@ -1,5 +1,68 @@
 #include "Z/threads/forked_child.h"
 
+#include <pthread.h>
+
+#include <array>
+#include <atomic>
+
+#include "qcs/qcs.h"
+
+namespace {
+
+// Neither made nor destroyed at run time, and plain: the child may unlock it.
+pthread_mutex_t forkMutex = PTHREAD_MUTEX_INITIALIZER;
+std::atomic<ZForkedChild::Handlers const*> processLocks{nullptr};  // null: there are none yet
+
+using OwnLocks = std::array<ZLock, 2>;  // by ZOwnLock
+
+void beforeFork() {
+    if (auto const* const handlers = processLocks.load()) handlers->stop();
+    pthread_mutex_lock(&forkMutex);
+    qcs_before_fork();
+}
+
+void inParent() {
+    qcs_unlock();
+    pthread_mutex_unlock(&forkMutex);
+    if (auto const* const handlers = processLocks.load()) handlers->goOn();
+}
+
+void inChild() {
+    qcs_in_child();
+    pthread_mutex_unlock(&forkMutex);
+    for (auto const lock : {ZOwnLock::hexDump, ZOwnLock::registry})
+        ZForkedChild::release(ZForkedChild::own(lock));
+    if (auto const* const handlers = processLocks.load()) handlers->beChild();
+}
+
+OwnLocks& makeOwnLocks() {
+    pthread_atfork(beforeFork, inParent, inChild);
+    return *new OwnLocks;
+}
+
+OwnLocks& ownLocks() {
+    static OwnLocks& only = makeOwnLocks();
+    return only;
+}
+
+/// When the library is loaded: no fork comes in the midst of it, and handlers of the program, which
+/// may wait for threads that use the library, run before ours, since the last registered is first.
+[[gnu::constructor]] void atLoad() { ownLocks(); }
+
+}  // namespace
+
+// The system has no reason to refuse a plain mutex. If it does, each is tried once more: without it
+// only a fork could do harm, with it for ever nobody would get on.
+ZNoFork::ZNoFork() noexcept
+    : isHeld(pthread_mutex_lock(&forkMutex) == 0 || pthread_mutex_lock(&forkMutex) == 0) {}
+ZNoFork::~ZNoFork() {
+    if (isHeld && pthread_mutex_unlock(&forkMutex) != 0) pthread_mutex_unlock(&forkMutex);
+}
+
+ZLock& ZForkedChild::own(ZOwnLock lock) { return ownLocks()[static_cast<std::size_t>(lock)]; }
+
+void ZForkedChild::tellProcessLocks(Handlers const& handlers) noexcept { processLocks = &handlers; }
+
 // The analysis has no notion of locks whose holders are gone.
 
 void ZForkedChild::release(ZLock& lock) noexcept ZNO_THREAD_SAFETY_ANALYSIS {

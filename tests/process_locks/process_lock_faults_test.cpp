@@ -10,11 +10,16 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <cstdarg>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "support/faults.h"
 #include "support/process_lock.h"
@@ -27,6 +32,7 @@ using Lock = ZUnixProcessReadWriteFileLock;
 
 thread_local bool armed = false;                   // the calls of this thread may fail
 std::function<void(std::string_view)> beforeCall;  // of an armed thread; empty for nothing
+std::function<void()> afterOpen;                   // once; empty for nothing
 
 bool mayFail(std::string_view call) {
     if (!armed) return false;
@@ -44,7 +50,16 @@ bool mayFail(std::string_view call) {
 #define WRAP_PTHREAD(function, parameters, arguments) \
     WRAP(function, int, testsupport::fault.error, parameters, arguments)
 WRAP_VARIADIC(fcntl64, int, void*)
-WRAP_VARIADIC(open64, char const*, mode_t)
+extern "C" decltype(open64) __real_open64;
+extern "C" int __wrap_open64(char const* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    mode_t const mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+    int const fd = testsupport::fault.strikes("open64") ? -1 : __real_open64(path, flags, mode);
+    if (afterOpen) std::exchange(afterOpen, nullptr)();
+    return fd;
+}
 WRAP(lseek64, off64_t, -1, (int f, off64_t o, int w), (f, o, w))
 WRAP(pread64, ssize_t, -1, (int f, void* b, size_t n, off64_t o), (f, b, n, o))
 WRAP(read, ssize_t, -1, (int f, void* b, size_t n), (f, b, n))
@@ -209,6 +224,50 @@ TEST_F(ProcessLockFaultTest, TellsTheSystemsCodeAndRepeatsWhatWasInterrupted) {
         EXPECT_EQ(row.thrown, thrownIn(operation, row.planned));
         EXPECT_EQ(row.planned.function, fault.struck);
     }
+}
+
+/// Whether this process has the file open.
+bool hasOpen(std::string const& path) {
+    std::error_code gone;
+    for (auto const& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+        if (std::filesystem::read_symlink(entry, gone) == path) return true;
+    return false;
+}
+
+bool isAsleep(pid_t thread) {
+    std::string word;
+    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/stat");
+    status >> word >> word >> word;
+    return word == "S";
+}
+
+TEST_F(ProcessLockFaultTest, LosesNoDescriptorByACancellationOrForkWhileItIsOpened) {
+    std::atomic<pid_t> forking{0};
+    Gate opened;
+    Gate opening;
+    afterOpen = [&] {
+        pthread_cancel(pthread_self());
+        opened.open();
+        pthread_testcancel();
+    };
+    Doomed const doomed([&] { lock.readLock(); });
+    opened.await();
+    EXPECT_TRUE(doomed.cancel());
+    expectFree();
+    Beside forker([&] {
+        forking = gettid();
+        opening.await();
+        EXPECT_EQ(0, inChild([&] { return hasOpen(path) ? 1 : 0; }));
+    });
+    awaitThat([&] { return forking != 0; });
+    afterOpen = [&] {
+        opening.open();
+        // Until there is a child, which is waited for, or it waits for the descriptor to be noted.
+        awaitThat([&] { return isAsleep(forking); });
+    };
+    lock.readLock();
+    forker.join();
+    lock.unlock();
 }
 
 TEST_F(ProcessLockFaultTest, ReleasesTheLockThatCannotWriteItsNumber) {

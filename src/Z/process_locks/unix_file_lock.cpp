@@ -17,6 +17,7 @@
 #include "Z/process_locks/lock_file.h"
 #include "Z/process_locks/register.h"
 #include "Z/process_locks/time_limit.h"
+#include "Z/threads/forked_child.h"
 
 namespace {
 
@@ -146,12 +147,18 @@ ZObject* ZUnixProcessReadWriteFileLock::clone() const {
 
 void ZUnixProcessReadWriteFileLock::createLockFile() {
     if (fileHandle >= 0) return;
+    char const* const path = getLockFileName().getChars();
+    // A child that inherits the file open must know of it: it would keep the lock that the parent
+    // takes on it, for as long as it lives.
+    ZNoFork const untilNoted;
     Descriptor file;
-    if (openLockFile(file, getLockFileName().getChars(), O_RDWR | O_CREAT | O_SYNC) == 0)
-        fileHandle = file.release();
+    if (openLockFile(file, path, O_RDWR | O_CREAT | O_SYNC) == 0) fileHandle = file.release();
 }
 
-void ZUnixProcessReadWriteFileLock::closeLockFile() { Descriptor(fileHandle.exchange(-1)).close(); }
+void ZUnixProcessReadWriteFileLock::closeLockFile() {
+    ZNoFork const untilClosed;
+    Descriptor(fileHandle.exchange(-1)).close();
+}
 
 void ZUnixProcessReadWriteFileLock::unlockFile() {
     struct Closing {

@@ -153,9 +153,12 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     /// held that was not before. Zero and less do not wait. Other processes' record locks are asked
     /// for again and again, after 1 ms at first and 50 ms at last, because the system has no timed
     /// wait for them; among such waiters there is no order. Telling the observers is not limited.
-    /// Throws ZInvalidParameterException (message 22) for a state that is not a mode.
+    /// A signal ends the wait as it ends one without a limit: if its handler does not restart
+    /// calls. Throws ZInvalidParameterException (message 22) for a state that is not a mode.
     [[nodiscard]] bool lockFor(zlockstate requested, long milliseconds);
-    /// As lockFor(), but without waiting.
+    /// As lockFor(), but without waiting for holders: what is held for the moment in which others
+    /// take the lock or give it back is waited for, some milliseconds. A read is refused only when
+    /// somebody writes or waits for that.
     [[nodiscard]] bool tryLock(zlockstate requested) { return lockFor(requested, 0); }
     [[nodiscard]] bool tryReadLock() { return tryLock(zlockRead); }
     [[nodiscard]] bool tryWriteLock() { return tryLock(zlockWrite); }

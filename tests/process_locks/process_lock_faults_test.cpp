@@ -153,7 +153,17 @@ class ProcessLockFaultTest : public WithProcessLock {
         return thrown;
     }
 
+    /// With a lock inside that another thread has longer than for a moment.
     void givesUp(Fault const& planned) {
+        auto const before = beforeCall;
+        beforeCall = [before](std::string_view call) {
+            if (before) before(call);
+            bool const tries = call == "pthread_mutex_trylock";
+            bool const waits =
+                call == "pthread_mutex_clocklock" || call == "pthread_mutex_timedlock";
+            if (fault.struck.empty() || !(tries || waits)) return;
+            fault = {call, 1, tries ? EBUSY : ETIMEDOUT, 1, 0, call};
+        };
         auto const run = [&] { EXPECT_FALSE(lock.tryReadLock()); };
         EXPECT_EQ("", thrownWith(planned, run).what);
         expectFree();
@@ -298,9 +308,9 @@ TEST_F(ProcessLockFaultTest, AReaderThatGivesUpDoesNotKeepTheFileOfTheLastOneToL
     });
     awaitThat([&] { return lock.haveLock(reading); });
     beforeCall = [&](std::string_view call) {
-        if (call != "pthread_mutex_trylock") return;
+        if (call != "pthread_mutex_trylock" || !lock.haveLock(reading)) return;
         leave.open();  // while this one, which counts already, tries
-        last.join();
+        awaitThat([&] { return lock.getReaderCount() == 1; });
     };
     givesUp({"pthread_mutex_trylock", 1, EBUSY});
 }
@@ -309,7 +319,18 @@ TEST_F(ProcessLockFaultTest, ALimitDoesNotHoldForGivingBack) {
     toBeOutdated(lock);
     // From when the read was had, which is then to become a write.
     givesUp({"pthread_mutex_trylock", 2, EBUSY, everyone});
-    EXPECT_EQ(2, fault.seen);
+}
+
+TEST_F(ProcessLockFaultTest, ATryIsNotRefusedForWhatIsHeldForAMoment) {
+    for (Fault const& moment :
+         {Fault{"pthread_mutex_trylock", 1, EBUSY}, {"fcntl64", 1, EAGAIN, 3}})
+        for (auto const mode : {reading, writing}) {
+            SCOPED_TRACE(moment.function);
+            bool taken = false;
+            EXPECT_EQ("", thrownWith(moment, [&] { taken = lock.tryLock(mode); }).what);
+            EXPECT_TRUE(taken && !fault.struck.empty());
+            if (taken) lock.unlock(0);
+        }
 }
 
 TEST_F(ProcessLockFaultTest, IsNotEndedByTheLimitOfFileSizes) {

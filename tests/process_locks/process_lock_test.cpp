@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "support/process_lock.h"
 #include "support/threads.h"
@@ -228,6 +229,34 @@ TEST_F(ProcessLockTest, WaitsUpToItsLimitForAProcessWhoseLockEndsWithIt) {
     EXPECT_TRUE(lock.lockFor(writing, 10000));
     lock.unlock(0);
     EXPECT_EQ(-SIGKILL, holder.join());
+}
+
+Companion* told = nullptr;  // by a handler of signals
+
+TEST_F(ProcessLockTest, SignalsEndAWaitWithALimitAsOneWithout) {
+    for (int const flags : {0, SA_RESTART})
+        for (bool const limited : {false, true}) {
+            SCOPED_TRACE(std::to_string(flags) + (limited ? ", limited" : ""));
+            other.writeLock();
+            Companion waiter([&](Companion& parent) {
+                told = &parent;
+                struct sigaction action {};
+                action.sa_flags = flags;
+                action.sa_handler = [](int) { told->signal(); };
+                sigaction(SIGUSR1, &action, nullptr);
+                parent.signal();
+                Report const thrown = thrownBy([&] {
+                    if (!limited) lock.readLock();
+                    if (limited && !lock.lockFor(reading, 60000)) _exit(2);
+                });
+                return thrown.inserts == std::vector<std::string>{std::to_string(EINTR)} ? 1 : 0;
+            });
+            // It tells first that it is ready, then of every signal.
+            for (int i = 0; waiter.await() && (flags == 0 || i < 30); ++i)
+                kill(waiter.pid(), SIGUSR1);
+            other.unlock(0);
+            EXPECT_EQ(flags == 0 ? 1 : 0, waiter.join());
+        }
 }
 
 TEST_F(ProcessLockTest, ForkedChildrenHoldNothing) {

@@ -175,9 +175,12 @@ void ZAbstractProcessReadWriteFileLock::acquire(zlockstate requested) {
 void ZAbstractProcessReadWriteFileLock::takeFileLock() ZNO_THREAD_SAFETY_ANALYSIS {
     TimeLimit* const limit = TimeLimit::of(*this);
     if (limit == nullptr) return fileLock.lock();
-    if (!fileLock.lockFor(limit->remaining()))
-        zraise(ZLockResourceException(numberOf(Message::processLockFailed), limit->reach()),
-               sourceName, __LINE__);
+    // Mostly held for a moment, while another thread passes the gate or gives the file back.
+    while (!fileLock.lockFor(limit->remainingForMoment())) {
+        if (limit->remainingForMoment() == 0)
+            zraise(ZLockResourceException(numberOf(Message::processLockFailed), limit->reach()),
+                   sourceName, __LINE__);
+    }
 }
 
 void ZAbstractProcessReadWriteFileLock::takeFile(zlockstate mode) {

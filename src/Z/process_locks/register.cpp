@@ -148,6 +148,7 @@ class Register {
             record.readers.forget();
             if (record.fileLock != nullptr) ZForkedChild::release(*record.fileLock);
             if (record.handle != nullptr) closeHandle(*record.handle);
+            closeHandle(record.timer);
             lock->forgetParent();
         }
         goOn();

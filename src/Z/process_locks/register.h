@@ -75,6 +75,7 @@ struct Record {
     ZLock transition;                    // a stub lock's changes of state; nobody waits under it
     ZLock* fileLock = nullptr;           // of a file lock, else null
     std::atomic<int>* handle = nullptr;  // its descriptor; null where there is none
+    std::atomic<int> timer{-1};          // descriptor of a request that waits with a limit
 };
 
 /// Registers a lock under construction, and unregisters it. Throws ZOutOfMemoryException (message

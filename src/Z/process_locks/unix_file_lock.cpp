@@ -1,10 +1,14 @@
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
 #include <cstring>
 #include <ctime>
 #include <utility>
@@ -57,24 +61,74 @@ int openLockFile(Descriptor& file, char const* path, int flags) {
     return 0;
 }
 
-/// 0, or EINTR when a signal came first.
-int sleepFor(long milliseconds) {
-    constexpr long nanosecondsPerMillisecond = 1000000;
-    // No pause is as long as a second, which nanoseconds alone could not tell.
-    timespec const time{0, milliseconds * nanosecondsPerMillisecond};
-    return clock_nanosleep(CLOCK_MONOTONIC, 0, &time, nullptr);
+/// Pauses that signals end as they end a wait of the system: a handler that has calls restarted
+/// does not. The kernel restarts no sleep, but the reading of a timer.
+class Pauses {
+  public:
+    /// Notes its descriptor in `child`, -1 before and after, for the child of a fork.
+    explicit Pauses(std::atomic<int>& child) : noted(child) {
+        ZNoFork const untilNoted;
+        noted = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
+    }
+    ~Pauses() {
+        ZNoFork const untilClosed;
+        Descriptor(noted.exchange(-1)).close();
+    }
+    Pauses(Pauses const&) = delete;
+    Pauses& operator=(Pauses const&) = delete;
+
+    /// Less than a second; 0, or EINTR when a signal came first.
+    [[nodiscard]] int pause(std::chrono::microseconds length) {
+        timespec const time{0, static_cast<long>(std::chrono::nanoseconds(length).count())};
+        itimerspec const once{{0, 0}, time};
+        // Without a descriptor to be had any signal ends it.
+        if (noted < 0 || timerfd_settime(noted, 0, &once, nullptr) != 0)
+            return clock_nanosleep(CLOCK_MONOTONIC, 0, &time, nullptr);
+        std::uint64_t expirations = 0;
+        return read(noted, &expirations, sizeof expirations) < 0 ? errno : 0;
+    }
+
+  private:
+    std::atomic<int>& noted;
+};
+
+bool isWritten(int fd) {
+    LockMode mode = LockMode::none;
+    return findRecordLock(fd, dataRange, mode) == 0 && mode == LockMode::exclusive;
+}
+
+/// Asks for the gate, which readers hold for a moment, and writers as long as they wait and write.
+/// No longer than for the moment where the request does not wait.
+int pollGate(int fd, TimeLimit& limit, std::atomic<int>& timer) {
+    constexpr std::chrono::microseconds pause{200};
+    constexpr LockRange range = gateRange;
+    int rc = setRecordLock(fd, LockMode::exclusive, range, LockWait::no);
+    if (rc != EAGAIN || limit.remaining() > 0 || isWritten(fd)) return rc;
+    Pauses pauses(timer);
+    while (rc == EAGAIN && limit.remainingForMoment() > 0) {
+        if (int const interrupted = pauses.pause(pause)) return interrupted;
+        rc = setRecordLock(fd, LockMode::exclusive, range, LockWait::no);
+    }
+    return rc;
 }
 
 /// Asks for the record lock until the limit; the longer it waits the less often.
-int pollRecordLock(int fd, LockMode mode, LockRange range, TimeLimit& limit) {
-    constexpr long firstPause = 1;
+int pollRecordLock(int fd, LockMode mode, LockRange range, TimeLimit& limit,
+                   std::atomic<int>& timer) {
+    constexpr long firstPause = 1;  // milliseconds
     constexpr long longestPause = 50;
-    for (long pause = firstPause;; pause = std::min(2 * pause, longestPause)) {
-        if (int const rc = setRecordLock(fd, mode, range, LockWait::no); rc != EAGAIN) return rc;
+    bool const isGate = range.start == gateRange.start;
+    int rc = isGate ? pollGate(fd, limit, timer) : setRecordLock(fd, mode, range, LockWait::no);
+    if (rc != EAGAIN) return rc;
+    if (limit.remaining() == 0) return limit.reach();
+    Pauses pauses(timer);
+    for (long pause = firstPause; rc == EAGAIN; pause = std::min(2 * pause, longestPause)) {
         long const left = limit.remaining();
         if (left == 0) return limit.reach();
-        if (int const rc = sleepFor(std::min(pause, left))) return rc;
+        rc = pauses.pause(std::chrono::milliseconds(std::min(pause, left)));
+        if (rc == 0) rc = setRecordLock(fd, mode, range, LockWait::no);
     }
+    return rc;
 }
 
 /// 0 when the file could be read, at the offset or behind its end; else the errno, -1 when it is
@@ -196,7 +250,8 @@ int ZUnixProcessReadWriteFileLock::requestRange(zlockstate mode, unsigned int st
     // A release is never limited, and goes on after a signal: what is not released now would be
     // held until the process ends.
     if (limit != nullptr && mode != zlockUnset)
-        return pollRecordLock(fileHandle, modeOf(mode), range, *limit);
+        return pollRecordLock(fileHandle, modeOf(mode), range, *limit,
+                              zfc::process_locks::recordOf(*this).timer);
     int rc = setRecordLock(fileHandle, modeOf(mode), range, LockWait::yes);
     while (rc == EINTR && mode == zlockUnset)
         rc = setRecordLock(fileHandle, modeOf(mode), range, LockWait::yes);

@@ -14,7 +14,6 @@
 #include <cerrno>
 #include <cstdarg>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <set>
 #include <string>
@@ -244,13 +243,6 @@ bool hasOpen(std::string const& path) {
     return false;
 }
 
-bool isAsleep(pid_t thread) {
-    std::string word;
-    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/stat");
-    status >> word >> word >> word;
-    return word == "S";
-}
-
 TEST_F(ProcessLockFaultTest, LosesNoDescriptorByACancellationOrForkWhileItIsOpened) {
     std::atomic<pid_t> forking{0};
     Gate opened;
@@ -273,7 +265,7 @@ TEST_F(ProcessLockFaultTest, LosesNoDescriptorByACancellationOrForkWhileItIsOpen
     afterOpen = [&] {
         opening.open();
         // Until there is a child, which is waited for, or it waits for the descriptor to be noted.
-        awaitThat([&] { return isAsleep(forking); });
+        awaitThat([&] { return stateOf(forking) == 'S'; });
     };
     lock.readLock();
     forker.join();

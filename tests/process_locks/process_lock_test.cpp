@@ -252,8 +252,10 @@ TEST_F(ProcessLockTest, SignalsEndAWaitWithALimitAsOneWithout) {
                 return thrown.inserts == std::vector<std::string>{std::to_string(EINTR)} ? 1 : 0;
             });
             // It tells first that it is ready, then of every signal.
-            for (int i = 0; waiter.await() && (flags == 0 || i < 30); ++i)
+            for (int i = 0; waiter.await() && (flags == 0 || i < 5); ++i) {
+                awaitThat([&] { return stateOf(waiter.pid()) != 'R'; });
                 kill(waiter.pid(), SIGUSR1);
+            }
             other.unlock(0);
             EXPECT_EQ(flags == 0 ? 1 : 0, waiter.join());
         }

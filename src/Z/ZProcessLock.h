@@ -29,6 +29,9 @@
 ///                   |           | update 0, tells them, keeps write    |
 ///
 /// What may surprise:
+/// - A writer that is killed between its change and unlock() leaves the number as it was, and the
+///   others never read what it has changed. incSequence() before the first change is the cure; a
+///   ZStackWriteLock does that by itself.
 /// - Protect is write here, and promoteReadToWriteLock() does nothing.
 /// - A request that came back with write, because observers were told, is released as any other;
 ///   its release does not advance the number unless setUpdate(1) is called before.
@@ -189,6 +192,23 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     friend class zfc::process_locks::Register;
 
     void forgetParent() noexcept;
+};
+
+/// Holds write for its scope, in which shared data is changed: the number is advanced before
+/// anything can be, so that a change is told to the others also when its writer is killed.
+class ZFC_API ZStackWriteLock : public ZObject {
+  public:
+    /// Takes write and calls incSequence(); throws what these throw, with nothing held. `l` is not
+    /// owned and must outlive the object. Observers are told before, as with any lock().
+    [[nodiscard]] explicit ZStackWriteLock(ZAbstractProcessReadWriteLock& l);
+    ZStackWriteLock(ZStackWriteLock const&) = delete;
+    ZStackWriteLock& operator=(ZStackWriteLock const&) = delete;
+    /// Calls `unlock(0)`, since the number is advanced already; what that throws is reported, not
+    /// thrown.
+    ~ZStackWriteLock() override;
+
+  private:
+    ZAbstractProcessReadWriteLock& processLock;
 };
 
 /// A process lock without a file: it holds off the other threads of its process, on this object,

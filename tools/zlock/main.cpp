@@ -31,8 +31,9 @@ constexpr char description[] =
     "  zlock --status [--dir DIR] NAME";
 
 constexpr char footer[] =
-    "The command finds the lock's change number in ZLOCK_SEQUENCE. A command that ends with status "
-    "0\nunder --write or --protect advances the number.\n"
+    "The command finds the lock's change number in ZLOCK_SEQUENCE. Under --write and --protect "
+    "the\n"
+    "number advances, unless the command ends with a status from 1 to 127.\n"
     "Exit status: the command's, 128 and the signal's number when one ended it; 1, or that of\n"
     "--conflict-exit, when the lock was not to be had; 2 wrong usage, 3 error.\n"
     "Example: zlock --dir /var/lock/app --wait 10 config -- vi /etc/app.conf";
@@ -149,17 +150,33 @@ bool take(Lock& lock, Request const& request) {
                                           request.waitSeconds * millisecondsPerSecond, longest)));
 }
 
-int run(Request const& request, char* const* command) {
-    Lock lock(request.name.c_str(), request.directory.c_str());
-    if (!take(lock, request)) return request.conflictExit;
-    setenv("ZLOCK_SEQUENCE", std::to_string(lock.getSequence()).c_str(), 1);
+/// Runs the command; whether it may have changed something, as far as one can tell by its end.
+int runAndJudge(char* const* command, bool& mayHaveChanged) {
+    constexpr int killed = 128;  // by a signal, itself or what it ran, at who knows which point
     int status = failed;
+    mayHaveChanged = false;
     try {
         status = runCommand(command);
+        mayHaveChanged = status == 0 || status >= killed;
     } catch (std::system_error const& e) {
         complain(std::string(command[0]) + ": " + e.code().message());
     }
-    lock.unlock(status == 0 ? 1 : 0);  // readers never advance the number
+    return status;
+}
+
+int run(Request const& request, char* const* command) {
+    Lock lock(request.name.c_str(), request.directory.c_str());
+    if (!take(lock, request)) return request.conflictExit;
+    unsigned long const before = lock.getSequence();
+    setenv("ZLOCK_SEQUENCE", std::to_string(before).c_str(), 1);
+    bool const writes = request.mode != Lock::zlockRead;
+    // Now, not at the end: what the command has changed is told to others also when this process
+    // is killed.
+    if (writes) lock.incSequence();
+    bool mayHaveChanged = false;
+    int const status = runAndJudge(command, mayHaveChanged);
+    if (writes && !mayHaveChanged) lock.writeSequenceNumber(before);
+    lock.unlock(0);
     return status;
 }
 

@@ -7,6 +7,7 @@
 #include "Z/threads/forked_child.h"
 #include "Z/threads/persistent_guard.h"
 #include "Z/utility/cancellation_off.h"
+#include "Z/utility/undo.h"
 
 namespace {
 
@@ -173,6 +174,20 @@ void ZAbstractProcessReadWriteLock::forgetParent() noexcept {
     update = 0;
     ZForkedChild::release(rwLock);
     ZForkedChild::release(static_cast<ZAbstractObservable&>(*this));
+}
+
+// ------------------------------------------------------------------------------------- the guard
+
+ZStackWriteLock::ZStackWriteLock(ZAbstractProcessReadWriteLock& l) : processLock(l) {
+    processLock.writeLock();
+    // The caller's data is what the observers have just read; only others have to read it again.
+    ZUndo giveBack([this] { zfc::process_locks::stepBack([this] { processLock.unlock(0); }); });
+    processLock.incSequence();
+    giveBack.keep();
+}
+
+ZStackWriteLock::~ZStackWriteLock() {
+    static_cast<void>(zreturned(sourceName, __LINE__, [this] { processLock.unlock(0); }));
 }
 
 // ------------------------------------------------------------------------------------- the stub

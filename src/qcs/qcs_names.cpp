@@ -139,15 +139,16 @@ class File {
     File& operator=(File const&) = delete;
 
     [[nodiscard]] bool isRegular() const {
-        struct stat status {};
-        return descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+        struct statx status {};  // whatever the file's date: fstat(2) of 32 bits ends with 2038
+        return descriptor >= 0 && statx(descriptor, "", AT_EMPTY_PATH, STATX_TYPE, &status) == 0 &&
+               S_ISREG(status.stx_mode);
     }
 
     /// The whole content; nothing when it is longer than `limit` or cannot be read.
     [[nodiscard]] std::string content(std::size_t limit) const {
         std::string bytes;
         std::array<char, 4096> block{};
-        // By reading, not by the size that fstat() tells: the file may grow meanwhile.
+        // By reading, not by the size that the system tells: the file may grow meanwhile.
         while (bytes.size() <= limit) {
             ssize_t const got = read(descriptor, block.data(), block.size());
             if (got == 0) return bytes;

@@ -6,11 +6,13 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "Z/ZFileMap.h"
 #include "support/process_lock.h"
 #include "support/threads.h"
 
@@ -52,6 +54,17 @@ TEST_F(ProcessLockTest, TakesOnlyDirectoriesThatTheOwnerMayWriteAndSearch) {
         EXPECT_EQ(invalidParameter, thrownBy([&] { Lock("config", bad.c_str()); })) << name;
     }
     EXPECT_EQ(path, lock.getLockFileName().getChars());
+}
+
+TEST_F(ProcessLockTest, TakesFilesAndDirectoriesOfAnyDate) {
+    writeSequence(path, 7);
+    ASSERT_EQ(0, system(("touch -d 2100-01-01 '" + path + "' " + directory.path()).c_str()));
+    lock.setLockDirName((directory.path() + "/.").c_str());
+    EXPECT_TRUE(lock.tryReadLock() && lock.getSequence() == 7);
+    lock.unlock();
+    ZUnixFileMap map(ZLCString(path.c_str()), ZAbstractFileMap::readOnly, 0);
+    int rc = 0;
+    EXPECT_NE(nullptr, map.mapfile(&rc, 0)) << rc;
 }
 
 TEST_F(ProcessLockTest, WritersAdvanceTheNumberAndLeaveTheirPid) {

@@ -5,6 +5,7 @@
 
 #include "Z/ZException.h"
 #include "Z/exceptions/report.h"
+#include "Z/platform/locked_file.h"
 #include "Z/process_locks/hold.h"
 #include "Z/process_locks/lock_file.h"
 #include "Z/process_locks/time_limit.h"
@@ -23,9 +24,9 @@ constexpr char sourceName[] = "src/Z/ZFileLock";
 static_assert(sizeof(unsigned int) == dataRange.length && sizeof(pid_t) == gateRange.length);
 
 bool isUsableDirectory(char const* path) {
-    struct stat status {};
-    return stat(path, &status) == 0 && S_ISDIR(status.st_mode) && (status.st_mode & S_IWUSR) != 0 &&
-           (status.st_mode & S_IXUSR) != 0;
+    auto const status = zfc::platform::statusOf(path);
+    return status && S_ISDIR(status->mode) && (status->mode & S_IWUSR) != 0 &&
+           (status->mode & S_IXUSR) != 0;
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include "Z/ZFileLock.h"
 #include "Z/exceptions/messages.h"
 #include "Z/platform/descriptor.h"
+#include "Z/platform/locked_file.h"
 #include "Z/platform/record_lock.h"
 #include "Z/process_locks/lock_file.h"
 #include "Z/process_locks/register.h"
@@ -29,6 +30,8 @@ using zfc::platform::Descriptor;
 using zfc::platform::LockMode;
 using zfc::platform::LockRange;
 using zfc::platform::LockWait;
+using zfc::platform::Status;
+using zfc::platform::statusOf;
 using zfc::platform::uninterrupted;
 using zfc::process_locks::dataRange;
 using zfc::process_locks::gateRange;
@@ -41,7 +44,7 @@ constexpr char sourceName[] = "src/Z/ZFileLock";
 constexpr mode_t lockFileMode = S_ISGID | S_IRUSR | S_IWUSR;
 
 /// A file that lost its last link since it was opened is found out once the gate is held.
-bool isPlain(struct stat const& status) { return S_ISREG(status.st_mode) && status.st_nlink <= 1; }
+bool isPlain(Status const& status) { return status.isRegular() && status.links <= 1; }
 
 LockMode modeOf(ZReadWriteLockInterface::zlockstate state) {
     if (state == ZReadWriteLockInterface::zlockUnset) return LockMode::none;
@@ -54,9 +57,10 @@ constexpr int notPlain = -1;  // in place of an errno
 /// cannot be had or is something else that somebody planted.
 int openLockFile(Descriptor& file, char const* path, int flags) {
     Descriptor opened = zfc::platform::openFile(path, flags | O_NOFOLLOW | O_NOCTTY, lockFileMode);
-    struct stat status {};
-    if (!opened.isOpen() || fstat(opened.get(), &status) != 0) return errno;
-    if (!isPlain(status)) return notPlain;
+    if (!opened.isOpen()) return errno;
+    auto const status = statusOf(opened.get());
+    if (!status) return errno;
+    if (!isPlain(*status)) return notPlain;
     file = std::move(opened);
     return 0;
 }
@@ -143,9 +147,9 @@ int readAt(int fd, void* buffer, off_t offset, std::size_t length) {
     // A short read is no failure to the system: errno, 0 before the call, tells the two apart.
     if (got == static_cast<ssize_t>(length)) return 0;
     if (errno != 0) return errno;
-    struct stat status {};
-    if (fstat(fd, &status) != 0) return errno;
-    return status.st_size == 0 ? 0 : -1;
+    auto const status = statusOf(fd);
+    if (!status) return errno;
+    return status->size == 0 ? 0 : -1;
 }
 
 /// Whether the file has these few bytes already.
@@ -259,11 +263,10 @@ int ZUnixProcessReadWriteFileLock::requestRange(zlockstate mode, unsigned int st
 }
 
 bool ZUnixProcessReadWriteFileLock::isReplaced() const {
-    struct stat opened {};
-    struct stat named {};
-    if (fstat(fileHandle, &opened) != 0) return false;
-    if (lstat(getLockFileName().getChars(), &named) != 0) return errno == ENOENT;
-    return opened.st_dev != named.st_dev || opened.st_ino != named.st_ino;
+    auto const opened = statusOf(fileHandle);
+    if (!opened) return false;
+    auto const named = zfc::platform::statusOfName(getLockFileName().getChars());
+    return named ? !(opened->identity == named->identity) : errno == ENOENT;
 }
 
 void ZUnixProcessReadWriteFileLock::unlockFileRange(unsigned int start, unsigned int length) {

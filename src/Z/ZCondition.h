@@ -73,8 +73,10 @@ class ZFC_API ZCondition : public ZAbstractCondition {
     ZCondition& operator=(ZCondition const&) = delete;
 
     // in slot order: do not sort
-    /// Nobody may be waiting. A failure of pthread_cond_destroy is reported (message 8), not
-    /// thrown.
+    /// Nobody may be waiting, or another thread hold the condition's own lock. Else, as when the
+    /// process exits meanwhile, that is reported (message 8 with EBUSY), memory of what is waited
+    /// for stays, and threads that wait do not come back. A failure of pthread_cond_destroy is
+    /// reported too (message 8), not thrown.
     ~ZCondition() override;
     /// Waits without a limit. Returns and throws as the third form.
     int wait() override;
@@ -117,6 +119,8 @@ class ZFC_API ZCondition : public ZAbstractCondition {
     using Cond = std::unique_ptr<pthread_cond_t, CondDelete>;
 
     explicit ZCondition(std::unique_ptr<ZLock> own);
+    [[nodiscard]] bool isInUse() const noexcept;
+    void keep() noexcept;
     [[nodiscard]] static Cond createCond();
     [[nodiscard]] int waitOnce(clockid_t clock, timespec const* deadline);
     void waitBy(clockid_t clock, timespec const& deadline, int& timedOut);

@@ -87,7 +87,7 @@ class ZFC_API ZLock : public ZAbstractLock, public ZObject {
         }
     }
     /// Nobody may hold the lock. A failure of pthread_mutex_destroy is reported (message 4), not
-    /// thrown.
+    /// thrown; after EBUSY, as when the process exits meanwhile, the mutex stays for its waiters.
     ~ZLock() override;
 
     /// As lock(), without waiting: false when another thread holds the lock.

@@ -99,7 +99,9 @@ class Register {
     }
     void unregisterLock(ZAbstractProcessReadWriteLock& lock) {
         ZPersistentGuard const guard(lockOverAll);
-        records.erase(&lock);
+        auto record = records.extract(&lock);
+        if (!record.empty() && record.mapped().isKept)
+            static_cast<void>(new Records::node_type(std::move(record)));
     }
     Record& recordOf(ZAbstractProcessReadWriteLock const& lock) {
         ZPersistentGuard const guard(lockOverAll);

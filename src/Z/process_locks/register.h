@@ -76,11 +76,14 @@ struct Record {
     ZLock* fileLock = nullptr;           // of a file lock, else null
     std::atomic<int>* handle = nullptr;  // its descriptor; null where there is none
     std::atomic<int> timer{-1};          // descriptor of a request that waits with a limit
+    std::atomic<int> waiters{0};         // threads that ask for the file
+    std::atomic<bool> isKept{false};     // the lock has ended, and a thread still asks
 };
 
 /// Registers a lock under construction, and unregisters it. Throws ZOutOfMemoryException (message
 /// 1), and as ZLock().
 void registerLock(ZAbstractProcessReadWriteLock& lock);
+/// The record stays where it is if it is kept.
 void unregisterLock(ZAbstractProcessReadWriteLock& lock) noexcept;
 
 /// The record of a registered lock; lives until the lock is unregistered. Throws as

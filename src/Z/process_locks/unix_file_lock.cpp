@@ -23,6 +23,7 @@
 #include "Z/process_locks/register.h"
 #include "Z/process_locks/time_limit.h"
 #include "Z/threads/forked_child.h"
+#include "Z/utility/waiting.h"
 
 namespace {
 
@@ -135,6 +136,21 @@ int pollRecordLock(int fd, LockMode mode, LockRange range, TimeLimit& limit,
     return rc;
 }
 
+/// `limit` null: waits without one.
+int takeRange(int fd, LockMode mode, LockRange range, TimeLimit* limit, std::atomic<int>& timer) {
+    if (limit != nullptr) return pollRecordLock(fd, mode, range, *limit, timer);
+    return setRecordLock(fd, mode, range, LockWait::yes);
+}
+
+/// Never limited, and goes on after a signal: what is not released now would be held until the
+/// process ends.
+int releaseRange(int fd, LockRange range) {
+    int rc = EINTR;
+    while (rc == EINTR)
+        rc = setRecordLock(fd, LockMode::none, range, LockWait::yes);
+    return rc;
+}
+
 /// 0 when the file could be read, at the offset or behind its end; else the errno, -1 when it is
 /// cut off. An empty file leaves the buffer alone.
 int readAt(int fd, void* buffer, off_t offset, std::size_t length) {
@@ -195,8 +211,10 @@ ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock(
 }
 
 ZUnixProcessReadWriteFileLock::~ZUnixProcessReadWriteFileLock() {
-    zfc::process_locks::recordOf(*this).handle = nullptr;
-    closeLockFile();
+    zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
+    record.handle = nullptr;
+    record.isKept = record.waiters > 0;  // as when the process exits meanwhile
+    if (!record.isKept) closeLockFile();
 }
 
 ZObject* ZUnixProcessReadWriteFileLock::clone() const {
@@ -249,16 +267,13 @@ void ZUnixProcessReadWriteFileLock::lockFileRange(zlockstate mode, unsigned int 
 int ZUnixProcessReadWriteFileLock::requestRange(zlockstate mode, unsigned int start,
                                                 unsigned int length) {
     createLockFile();
+    zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
     LockRange const range{static_cast<off_t>(start), static_cast<off_t>(length)};
-    TimeLimit* const limit = TimeLimit::of(*this);
-    // A release is never limited, and goes on after a signal: what is not released now would be
-    // held until the process ends.
-    if (limit != nullptr && mode != zlockUnset)
-        return pollRecordLock(fileHandle, modeOf(mode), range, *limit,
-                              zfc::process_locks::recordOf(*this).timer);
-    int rc = setRecordLock(fileHandle, modeOf(mode), range, LockWait::yes);
-    while (rc == EINTR && mode == zlockUnset)
-        rc = setRecordLock(fileHandle, modeOf(mode), range, LockWait::yes);
+    ZWaiting const waiting(record.waiters);
+    int const rc = mode == zlockUnset ? releaseRange(fileHandle, range)
+                                      : takeRange(fileHandle, modeOf(mode), range,
+                                                  TimeLimit::of(*this), record.timer);
+    if (record.isKept) zstayForever();
     return rc;
 }
 

@@ -55,8 +55,26 @@ ZCondition::ZCondition(std::unique_ptr<ZLock> own)
 }
 
 ZCondition::~ZCondition() {
+    if (isInUse()) {
+        keep();
+        return;
+    }
     cond.reset();  // before the mutex that its waiters would come back to
     if (ownsLock != 0) delete lock_;
+}
+
+bool ZCondition::isInUse() const noexcept {
+    if (zfc::threads::isWaitedFor(cond.get())) return true;
+    pthread_t const holder = lock_->owner->load(std::memory_order_relaxed);
+    return ownsLock != 0 && holder != ZLock::noOwner && holder != pthread_self();
+}
+
+/// As when the process exits while threads wait: what they wait with has to stay.
+void ZCondition::keep() noexcept {
+    zreportFailure(sourceName, __LINE__, Message::conditionDestroyFailed, EBUSY);
+    zfc::threads::blockOf(cond.get()).isKept = true;
+    zfc::threads::blockOf(lock_->mutex.get()).isKept = true;
+    if (ownsLock != 0) zfc::threads::keepForever(lock_);
 }
 
 int ZCondition::wait() {
@@ -84,8 +102,7 @@ int ZCondition::waitOnce(clockid_t clock, timespec const* deadline) {
     // The system frees and takes the mutex behind the lock's back: owner and depth must say so
     // while others may hold it.
     ZLock::Suspension const suspension(*lock_);
-    if (deadline == nullptr) return pthread_cond_wait(cond.get(), lock_->mutex.get());
-    return pthread_cond_clockwait(cond.get(), lock_->mutex.get(), clock, deadline);
+    return zfc::threads::waitOn(cond.get(), lock_->mutex.get(), clock, deadline);
 }
 
 void ZCondition::waitBy(clockid_t clock, timespec const& deadline, int& timedOut) {

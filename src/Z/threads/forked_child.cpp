@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 
+#include "Z/threads/pthread_objects.h"
 #include "qcs/qcs.h"
 
 namespace {
@@ -78,6 +79,7 @@ void ZForkedChild::release(ZCondition& condition) noexcept ZNO_THREAD_SAFETY_ANA
     release(*condition.lock_);
     // Nor this one: the C library would wait for its waiters, which did not come along.
     pthread_cond_init(condition.cond.get(), nullptr);
+    zfc::threads::blockOf(condition.cond.get()).waiters = 0;
 }
 
 void ZForkedChild::release(ZReadWriteLock& lock) noexcept ZNO_THREAD_SAFETY_ANALYSIS {

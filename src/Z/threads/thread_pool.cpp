@@ -58,7 +58,7 @@ class ZThreadPool::Lock {
     void wait() {
         timespec const deadline = zdeadlineIn(CLOCK_MONOTONIC, longestWait);
         int const rc =
-            pthread_cond_clockwait(pool.cond.get(), pool.mutex.get(), CLOCK_MONOTONIC, &deadline);
+            zfc::threads::waitOn(pool.cond.get(), pool.mutex.get(), CLOCK_MONOTONIC, &deadline);
         if (rc == 0 || rc == ETIMEDOUT) return;
         reportRefusal(Message::conditionWaitFailed, rc);
         letOthersIn();
@@ -159,7 +159,12 @@ ZThreadPool::ZThreadPool(unsigned int a, unsigned int b)
       maxIdle(std::min(a, b)),
       idleCount(0) {}
 
-ZThreadPool::~ZThreadPool() = default;
+ZThreadPool::~ZThreadPool() {
+    if (!zfc::threads::isWaitedFor(cond.get())) return;
+    zreportFailure(sourceName, __LINE__, Message::conditionDestroyFailed, EBUSY);
+    zfc::threads::blockOf(cond.get()).isKept = true;
+    zfc::threads::blockOf(mutex.get()).isKept = true;
+}
 
 ZThread* ZThreadPool::createThread() { return nullptr; }
 

@@ -97,7 +97,8 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     /// Never the number of shared data: the number of an object that never held its lock.
     static constexpr unsigned int invalidSequence = 0xFFFFFFFF;
 
-    /// A lock that is not held. `name` is copied; null is the empty name.
+    /// A lock that is not held. `name` is copied; null is the empty name. Throws
+    /// ZInvalidParameterException (message 22) for ".", ".." and a name with "/".
     explicit ZAbstractProcessReadWriteLock(char const* name);
     /// A lock of the same name that is not held and was never current.
     ZAbstractProcessReadWriteLock(ZAbstractProcessReadWriteLock const& other);
@@ -135,7 +136,8 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     [[nodiscard]] virtual zlockstate getLockState() const;
     [[nodiscard]] virtual ZLCString const& getLockName() const;
     /// Renames a lock that is held, after releasing it as unlock() does and with what that throws.
-    /// An idle lock keeps its name. The lock's file stays the same.
+    /// An idle lock keeps its name. The lock's file stays the same. Throws as the constructor, and
+    /// then keeps lock and name.
     virtual void setLockName(ZLCString& name);
     /// The reads inside, of this process.
     [[nodiscard]] virtual int getReaderCount();

@@ -39,6 +39,8 @@ TEST_F(ProcessLockTest, NamesItsFileByDirectoryAndName) {
     lock.setLockName(name);  // which it has already
     EXPECT_STREQ("other", lock.getLockName().getChars());
     EXPECT_TRUE(isFree() && path == lock.getLockFileName().getChars());
+    for (char const* const bad : {"a/b", ".", ".."})
+        EXPECT_EQ(invalidParameter, thrownBy([&] { Lock const refused(bad); })) << bad;
     TempDir const elsewhere;
     lock.setLockDirName(elsewhere.path().c_str());
     EXPECT_EQ(elsewhere.file("._zplother"), lock.getLockFileName().getChars());
@@ -54,6 +56,23 @@ TEST_F(ProcessLockTest, TakesOnlyDirectoriesThatTheOwnerMayWriteAndSearch) {
         EXPECT_EQ(invalidParameter, thrownBy([&] { Lock("config", bad.c_str()); })) << name;
     }
     EXPECT_EQ(path, lock.getLockFileName().getChars());
+}
+
+TEST_F(ProcessLockTest, GivesItsFileTheModeThatWasAskedForAndTellsWhoMayNotOpenIt) {
+    mode_t const before = umask(0077);
+    lock.setLockFileMode(0660);
+    EXPECT_TRUE(couldTake(*std::make_unique<Lock>(lock), writing, 0));
+    umask(before);
+    struct stat status {};
+    ASSERT_EQ(0, stat(path.c_str(), &status));
+    EXPECT_EQ(02660U, status.st_mode & 07777U);
+    EXPECT_EQ(invalidParameter, thrownBy([&] { lock.setLockFileMode(S_ISUID); }));
+    ASSERT_EQ(0, chmod(path.c_str(), 0));
+    EXPECT_EQ(EACCES, inChild([&] {
+                  static_cast<void>(setuid(65534) == 0);  // as root it may open anything
+                  bool const isRefused = thrownBy([&] { lock.readLock(); }) == notOpened;
+                  return isRefused ? lock.lockFileError() : 0;
+              }));
 }
 
 TEST_F(ProcessLockTest, TakesFilesAndDirectoriesOfAnyDate) {
@@ -214,6 +233,10 @@ TEST_F(ProcessLockTest, GivesUpWhenTheTimeIsUp) {
     other.unlock();
     EXPECT_TRUE(lock.tryReadLock());
     EXPECT_FALSE(other.tryWriteLock()) << "the gate was free, the data was not";
+    int pid = 1;
+    lock.writeBytes(&pid, 4, 4);
+    EXPECT_FALSE(other.tryWriteLock());
+    EXPECT_EQ(1, lockWords(path).pid) << "of who did not get it";
     EXPECT_TRUE(other.tryReadLock()) << "the gate was kept";
     other.unlock();
     lock.unlock();

@@ -34,6 +34,7 @@ TEST_F(ZlockTest, RunsCommandsUnderTheLockAndCountsThoseThatWroteAndSucceeded) {
         {"ln -s /etc/hostname ._zpl2; zlock 2 -- echo ran", 3, "", "./._zpl2: "},
         {"zlock --status 2", 3, "", "./._zpl2: "},
         {"zlock --help >text"},
+        {"zlock --mode 0660 new -- stat -c %a ._zplnew", 0, "2660\n"},
         {"zlock config -- ls -l /proc/self/fd | grep _zpl || echo hidden", 0, "hidden\n"},
         {"zlock config -- printf '%s|' '[a,b]' {} '' -- -x %%", 0, "[a,b]|{}||--|-x|%%|"},
     });
@@ -71,6 +72,8 @@ TEST_F(ZlockTest, RefusesWrongUsage) {
         {"config --", "no command"},
         {"'' -- true", "name"},
         {"a/b -- true", "a name is not empty"},
+        {".. -- true", "a name is not empty"},
+        {"--mode 888 config -- true", "permissions are"},
         {"--read --write config -- true", "--write"},
         {"--status config -- true", "--status"},
         {"--wait -1 config -- true", "a time is"},

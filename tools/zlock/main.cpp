@@ -46,6 +46,7 @@ struct Request {
     bool noWait = false;
     double waitSeconds = -1;  // negative: without a limit
     int conflictExit = 1;
+    std::string fileMode;  // octal; empty: the usual one
 };
 
 /// Fills the request; the command is not among what is parsed here.
@@ -57,6 +58,9 @@ class CommandLine {
             ->required()
             ->check(isFileName);
         app.add_option("--dir", request.directory, "directory of the lock file (default .)");
+        app.add_option("--mode", request.fileMode,
+                       "permissions of a lock file that is made, in octal (0660)")
+            ->check(isPermissions);
         addModes();
         addWaits();
     }
@@ -75,8 +79,15 @@ class CommandLine {
 
   private:
     static std::string isFileName(std::string const& name) {
-        bool const good = !name.empty() && name.find('/') == std::string::npos;
-        return good ? std::string() : "a name is not empty and has no \"/\"";
+        bool const good =
+            !name.empty() && name.find('/') == std::string::npos && name != "." && name != "..";
+        return good ? std::string() : "a name is not empty, \".\" or \"..\", and has no \"/\"";
+    }
+
+    static std::string isPermissions(std::string const& text) {
+        bool const isOctal = text.find_first_not_of("01234567") == std::string::npos;
+        bool const good = isOctal && (text.size() == 3 || (text.size() == 4 && text[0] == '0'));
+        return good ? std::string() : "permissions are three octal digits, as 660";
     }
 
     CLI::Option* addMode(char const* flag, Lock::zlockstate mode, char const* help) {
@@ -132,13 +143,12 @@ std::string reasonOf(ZException const& e, Request const& request) {
     std::string const file = request.directory + "/._zpl" + request.name + ": ";
     if (resource == nullptr)
         return file + e.getName() + " (message " + std::to_string(e.getCode()) + ")";
-    if (resource->resourceRc() == EBADF)
-        return file + "cannot be opened for writing, or is no plain file";
+    if (resource->resourceRc() == EBADF) return file + "is no plain file";
     if (resource->resourceRc() < 0) return file + "is no lock file";
     return file + std::strerror(resource->resourceRc());
 }
 
-bool take(Lock& lock, Request const& request) {
+bool takeMode(Lock& lock, Request const& request) {
     constexpr double millisecondsPerSecond = 1000;
     constexpr double longest = std::numeric_limits<int>::max();
     if (request.noWait) return lock.tryLock(request.mode);
@@ -148,6 +158,18 @@ bool take(Lock& lock, Request const& request) {
     }
     return lock.lockFor(request.mode, static_cast<long>(std::min(
                                           request.waitSeconds * millisecondsPerSecond, longest)));
+}
+
+/// As takeMode(); tells why the file could not be opened, which the exception does not.
+bool take(Lock& lock, Request const& request) {
+    try {
+        return takeMode(lock, request);
+    } catch (ZLockResourceException const& e) {
+        int const error = lock.lockFileError();
+        bool const isPlanted = error < 0 || error == ELOOP || error == EISDIR;
+        if (e.resourceRc() != EBADF || isPlanted) throw;
+        zraise(ZLockResourceException(static_cast<int>(e.getCode()), error), "zlock", __LINE__);
+    }
 }
 
 /// Runs the command; whether it may have changed something, as far as one can tell by its end.
@@ -166,6 +188,9 @@ int runAndJudge(char* const* command, bool& mayHaveChanged) {
 
 int run(Request const& request, char* const* command) {
     Lock lock(request.name.c_str(), request.directory.c_str());
+    constexpr int octal = 8;
+    if (!request.fileMode.empty())
+        lock.setLockFileMode(static_cast<mode_t>(std::stoul(request.fileMode, nullptr, octal)));
     if (!take(lock, request)) return request.conflictExit;
     unsigned long const before = lock.getSequence();
     setenv("ZLOCK_SEQUENCE", std::to_string(before).c_str(), 1);

@@ -239,9 +239,12 @@ void ZAbstractProcessReadWriteFileLock::lockFile(zlockstate mode) {
     auto const leaveGate = [this] { unlockFileRange(gateRange.start, gateRange.length); };
     lockFileRange(zlockWrite, gateRange.start, gateRange.length);
     ZUndo leaveAfterFailure([&] { zfc::process_locks::stepBack(leaveGate); });
-    // Under the gate, which is exclusive also for readers: nobody else writes these bytes.
-    writePid();
+    // Under the gate, which is exclusive also for readers: nobody else writes these bytes. Who may
+    // give up is not named before it holds the lock; who waits without a limit is as good as there.
+    bool const mayGiveUp = TimeLimit::of(*this) != nullptr;
+    if (!mayGiveUp) writePid();
     lockFileRange(mode, dataRange.start, dataRange.length);
+    if (mayGiveUp) writePid();
     // A writer keeps the gate until it leaves: no new reader gets in front.
     leaveAfterFailure.keep();
     if (mode == zlockRead) leaveGate();

@@ -1,5 +1,7 @@
 #include "Z/ZProcessLock.h"
 
+#include <cstring>
+
 #include "Z/ZException.h"
 #include "Z/exceptions/report.h"
 #include "Z/process_locks/hold.h"
@@ -17,6 +19,14 @@ constexpr char sourceName[] = "src/Z/ZFileLock";  // reports do not tell the fil
 bool isHeldHere(zfc::process_locks::Record const& record, ZReadWriteLock const& inProcess) {
     return record.readers.mine() != nullptr ||
            (inProcess.haveLock(ZReadWriteLockInterface::zlockWrite) && inProcess.ownWriteLock());
+}
+
+/// A name is part of one file's name, and must not lead out of the lock's directory.
+void requireName(ZLCString const& name) {
+    char const* const text = name.getChars();
+    if (std::strchr(text, '/') != nullptr || std::strcmp(text, ".") == 0 ||
+        std::strcmp(text, "..") == 0)
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
 }
 
 }  // namespace
@@ -46,6 +56,7 @@ unsigned long ZSequenceUpdate::getLastSequence() const { return lastSequence; }
 // ------------------------------------------------------------------------------------- the base
 
 ZAbstractProcessReadWriteLock::ZAbstractProcessReadWriteLock(char const* name) : lockName(name) {
+    requireName(lockName);
     zfc::process_locks::registerLock(*this);
 }
 
@@ -95,6 +106,7 @@ ZLCString const& ZAbstractProcessReadWriteLock::getLockName() const { return loc
 void ZAbstractProcessReadWriteLock::setLockName(ZLCString& name) {
     // Kept: only a lock that is held takes a new name, because who renames has to be its holder.
     if (name == lockName || haveLock(zlockUnset)) return;
+    requireName(name);
     unlock();
     lockName = name;
 }

@@ -76,6 +76,8 @@ struct Record {
     ZLock* fileLock = nullptr;           // of a file lock, else null
     std::atomic<int>* handle = nullptr;  // its descriptor; null where there is none
     std::atomic<int> timer{-1};          // descriptor of a request that waits with a limit
+    std::atomic<int> openError{0};       // of the last opening: an errno, -1: not plain, 0: none
+    std::atomic<int> fileMode{-1};       // permissions of a new file; -1: the usual ones
     std::atomic<int> waiters{0};         // threads that ask for the file
     std::atomic<bool> isKept{false};     // the lock has ended, and a thread still asks
 };

@@ -54,6 +54,16 @@ LockMode modeOf(ZReadWriteLockInterface::zlockstate state) {
 
 constexpr int notPlain = -1;  // in place of an errno
 
+/// Makes a file that is missing, with these permissions. 0 or an errno.
+int makeLockFile(char const* path, mode_t permissions) {
+    mode_t const mode = S_ISGID | permissions;
+    Descriptor const made =
+        zfc::platform::openFile(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
+    if (!made.isOpen()) return errno == EEXIST ? 0 : errno;
+    // The umask, which open() respects, is not for what was asked for by name.
+    return fchmod(made.get(), mode) == 0 ? 0 : errno;
+}
+
 /// Opens the lock file with `flags`; `file` stays not open, with the errno or notPlain, when it
 /// cannot be had or is something else that somebody planted.
 int openLockFile(Descriptor& file, char const* path, int flags) {
@@ -207,7 +217,9 @@ ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock(char const* name)
 ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock(
     ZUnixProcessReadWriteFileLock const& other)
     : ZAbstractProcessReadWriteFileLock(other) {
-    zfc::process_locks::recordOf(*this).handle = &fileHandle;
+    zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
+    record.fileMode = zfc::process_locks::recordOf(other).fileMode.load();
+    record.handle = &fileHandle;
 }
 
 ZUnixProcessReadWriteFileLock::~ZUnixProcessReadWriteFileLock() {
@@ -226,9 +238,24 @@ void ZUnixProcessReadWriteFileLock::createLockFile() {
     char const* const path = getLockFileName().getChars();
     // A child that inherits the file open must know of it: it would keep the lock that the parent
     // takes on it, for as long as it lives.
+    zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
     ZNoFork const untilNoted;
     Descriptor file;
-    if (openLockFile(file, path, O_RDWR | O_CREAT | O_SYNC) == 0) fileHandle = file.release();
+    int const mode = record.fileMode;
+    int rc = mode < 0 ? 0 : makeLockFile(path, static_cast<mode_t>(mode));
+    if (rc == 0) rc = openLockFile(file, path, O_RDWR | O_CREAT | O_SYNC);
+    if (rc == 0) fileHandle = file.release();
+    record.openError = rc;
+}
+
+int ZUnixProcessReadWriteFileLock::lockFileError() const {
+    return zfc::process_locks::recordOf(*this).openError;
+}
+
+void ZUnixProcessReadWriteFileLock::setLockFileMode(mode_t mode) {
+    constexpr mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
+    if ((mode & ~permissions) != 0) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    zfc::process_locks::recordOf(*this).fileMode = static_cast<int>(mode);
 }
 
 void ZUnixProcessReadWriteFileLock::closeLockFile() {

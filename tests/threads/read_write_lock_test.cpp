@@ -9,6 +9,8 @@
 #include <atomic>
 #include <limits>
 #include <memory>
+#include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -245,6 +247,12 @@ TEST(StackReadWriteLockTest, LocksNothingItselfAndUnlocksOnce) {
         EXPECT_EQ(stateOf(lock), read);
     }
     { ZStackReadWriteLock const guard(lock, 0); }
+    {
+        std::shared_lock const reader(lock);
+        EXPECT_TRUE(std::shared_lock(lock, std::try_to_lock).owns_lock());
+        EXPECT_FALSE(std::unique_lock(lock, std::try_to_lock).owns_lock());
+    }
+    EXPECT_TRUE(std::unique_lock(lock, std::try_to_lock).owns_lock());
     EXPECT_EQ(reports.take(), (std::vector<Report>{{"ZUnlockResourceException", 6, {}}}));
 }
 

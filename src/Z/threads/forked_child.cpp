@@ -14,6 +14,14 @@ namespace {
 pthread_mutex_t forkMutex = PTHREAD_MUTEX_INITIALIZER;
 std::atomic<ZForkedChild::Handlers const*> processLocks{nullptr};  // null: there are none yet
 
+/// The system has no reason to refuse a plain mutex. If it does, it is asked once more: without the
+/// mutex only a fork could do harm, with it for ever nobody would get on.
+bool twiceIfRefused(int (*operation)(pthread_mutex_t*)) noexcept {
+    int rc = operation(&forkMutex);
+    if (rc != 0) rc = operation(&forkMutex);
+    return rc == 0;
+}
+
 using OwnLocks = std::array<ZLock, 2>;  // by ZOwnLock
 
 void beforeFork() {
@@ -52,12 +60,9 @@ OwnLocks& ownLocks() {
 
 }  // namespace
 
-// The system has no reason to refuse a plain mutex. If it does, each is tried once more: without it
-// only a fork could do harm, with it for ever nobody would get on.
-ZNoFork::ZNoFork() noexcept
-    : isHeld(pthread_mutex_lock(&forkMutex) == 0 || pthread_mutex_lock(&forkMutex) == 0) {}
+ZNoFork::ZNoFork() noexcept : isHeld(twiceIfRefused(pthread_mutex_lock)) {}
 ZNoFork::~ZNoFork() {
-    if (isHeld && pthread_mutex_unlock(&forkMutex) != 0) pthread_mutex_unlock(&forkMutex);
+    if (isHeld) static_cast<void>(twiceIfRefused(pthread_mutex_unlock));
 }
 
 ZLock& ZForkedChild::own(ZOwnLock lock) { return ownLocks()[static_cast<std::size_t>(lock)]; }

@@ -30,10 +30,9 @@ typedef unsigned short qcs_wchar;
 /// that make handles or look names up wait, and nothing else of the layer does.
 void qcs_lock(void);
 void qcs_unlock(void);
-/// Around a fork: takes the lock, so that no table is half changed in the child, and makes it free
-/// there. In the parent qcs_unlock() does.
+/// As qcs_lock(), for a fork: no table is half changed in the child, where qcs_unlock() frees the
+/// lock as in the parent.
 void qcs_before_fork(void);
-void qcs_in_child(void);
 
 /// Names the codeset data directory, whose file "aliases" may add names of codesets and locales.
 /// It is read when a name is looked up next; a missing directory or file is no error. In

@@ -37,7 +37,7 @@ void inParent() {
 }
 
 void inChild() {
-    qcs_in_child();
+    qcs_unlock();
     pthread_mutex_unlock(&forkMutex);
     for (auto const lock : {ZOwnLock::hexDump, ZOwnLock::registry})
         ZForkedChild::release(ZForkedChild::own(lock));

@@ -36,6 +36,10 @@ rejects 'stray.h:1: has no room' "$checks/rooms.py" "$work/tree"
 rejects 'misplaced.cpp:1: the top of src/Z is for public headers' "$checks/rooms.py" "$work/tree"
 rejects 'hidden.h is private to low' "$checks/rooms.py" "$work/tree"
 rejects 'the codeset layer stands alone' "$checks/rooms.py" "$work/tree"
+printf 'ZLock& lock() {\n    static ZLock& one = *new ZLock;\n    return one;\n}\nstd::mutex other;\n' >Z/lock.cpp
+for line in 2 5; do
+    rejects "lock.cpp:$line: a lock of the whole process" "$checks/fork_locks.py" "$work/tree"
+done
 cd "$root"
 
 # Two neighbours change places: two names, then two overloads of one name.

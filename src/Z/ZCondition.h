@@ -22,9 +22,10 @@
 /// What may surprise:
 /// - After a wait that timed out the predicate reads true until somebody calls initCondition().
 /// - setCondition() wakes nobody; signal() or broadcast() does.
-/// - Deadlines are of the system's clock (CLOCK_REALTIME), in whole seconds for the form that takes
-///   seconds: `wait(0, timedOut)` gives the lock up and normally returns at once, timed out, and
-///   `wait(1, timedOut)` takes up to one second. Setting the clock moves deadlines.
+/// - Seconds are counted by the monotonic clock, to the nanosecond: `wait(1, timedOut)` takes one
+///   second, whatever somebody sets the time of day to meanwhile, and `wait(0, timedOut)` gives the
+///   lock up and normally returns at once, timed out. An absolute `deadline` is a time of day
+///   (CLOCK_REALTIME), and moves with it; waitUntil() takes one of the monotonic clock.
 /// - A failed wait, signal or broadcast is reported to the message service and then thrown.
 #ifndef Z_ZCONDITION_H
 #define Z_ZCONDITION_H
@@ -72,14 +73,16 @@ class ZFC_API ZCondition : public ZAbstractCondition {
     ZCondition& operator=(ZCondition const&) = delete;
 
     // in slot order: do not sort
-    /// Nobody may be waiting. A failure of pthread_cond_destroy is reported (message 8), not
-    /// thrown.
+    /// Nobody may be waiting, or another thread hold the condition's own lock. Else, as when the
+    /// process exits meanwhile, that is reported (message 8 with EBUSY), memory of what is waited
+    /// for stays, and threads that wait do not come back. A failure of pthread_cond_destroy is
+    /// reported too (message 8), not thrown.
     ~ZCondition() override;
     /// Waits without a limit. Returns and throws as the third form.
     int wait() override;
-    /// Waits `seconds` at most, from the current second on; a deadline that no clock reaches, or
-    /// that lies before the epoch, is moved to the last, or first, one there is. Sets `timedOut`,
-    /// returns and throws as the third form.
+    /// Waits `seconds` at most, from now on; an end that no clock reaches, or that is over, is
+    /// moved to the last, or first, one there is. Sets `timedOut`, returns and throws as the third
+    /// form, and calls waitTimedOut() as that, but does not call it.
     int wait(long seconds, int& timedOut) override;
     /// Gives the lock up from whatever depth, waits for a wake-up or for the absolute time
     /// `deadline` (both fields 0: without a limit), and takes the lock back. `timedOut` is then 1
@@ -104,6 +107,9 @@ class ZFC_API ZCondition : public ZAbstractCondition {
     /// Throws ZLockResourceException (message 5, rc 0) when the caller does not hold the lock.
     virtual void validateLock() ZASSERTS_HELD();
 
+    /// As the third form of wait(), for a `deadline` of the monotonic clock (CLOCK_MONOTONIC).
+    int waitUntil(timespec const& deadline, int& timedOut);
+
   private:
     friend struct ZForkedChild;  // makes it new in the child of a fork
 
@@ -113,8 +119,11 @@ class ZFC_API ZCondition : public ZAbstractCondition {
     using Cond = std::unique_ptr<pthread_cond_t, CondDelete>;
 
     explicit ZCondition(std::unique_ptr<ZLock> own);
+    [[nodiscard]] bool isInUse() const noexcept;
+    void keep() noexcept;
     [[nodiscard]] static Cond createCond();
-    [[nodiscard]] int waitOnce(timespec const* deadline);
+    [[nodiscard]] int waitOnce(clockid_t clock, timespec const* deadline);
+    void waitBy(clockid_t clock, timespec const& deadline, int& timedOut);
 
     // Layout: a pointer and a flag, where an owner of its own kind would need but the pointer.
     ZLock* lock_;  // waits use its mutex; never null. The method has the plain name.
@@ -146,6 +155,9 @@ class ZFC_API ZBooleanCondition : public ZCondition {
     [[nodiscard]] virtual int testCondition();
     /// Makes the predicate `value` and returns 1. Wakes nobody.
     virtual int setCondition(int value);
+
+    /// As the forms of wait().
+    int waitUntil(timespec const& deadline, int& timedOut);
 
   private:
     int condition ZGUARDED_BY(this) = 0;  // the predicate

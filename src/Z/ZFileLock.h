@@ -7,7 +7,8 @@
 ///     ------+--------------------------------------------+---------------------------------------
 ///     0-3   | sequence number; an empty file has 0       | data: shared by readers, exclusive for
 ///           |                                            | a writer
-///     4-7   | pid of the last process to take the gate   | gate: always exclusive
+///     4-7   | pid of the last process to take the gate,  | gate: always exclusive
+///           | or, with a limit, to take the lock         |
 ///
 /// What an object holds in the file, by its state:
 ///
@@ -37,6 +38,8 @@
 #define Z_ZFILELOCK_H
 
 #include "Z/ztags.h"
+
+#include <sys/types.h>
 
 #include <atomic>
 
@@ -157,6 +160,14 @@ class ZFC_API ZUnixProcessReadWriteFileLock : public ZAbstractProcessReadWriteFi
     void createLockFile();
     /// Closes the lock file if it is open.
     void closeLockFile();
+    /// Why createLockFile() opened nothing when it was last called: an `errno`, or -1 for a planted
+    /// file, of which requests tell EBADF alike; 0 when it did.
+    [[nodiscard]] int lockFileError() const;
+    /// The permissions that this object gives a lock file which it makes, exactly, whatever the
+    /// umask; by default the owner may read and write, within the umask. Whoever takes the lock,
+    /// for reading too, needs both. Throws ZInvalidParameterException (message 22) for bits that
+    /// are no permissions of user, group and others. A copy has the same.
+    void setLockFileMode(mode_t mode);
     /// The descriptor of the lock file, which stays the object's own; -1 when it is closed.
     [[nodiscard]] int getFileHandle() const { return fileHandle; }
 

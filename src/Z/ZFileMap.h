@@ -5,8 +5,8 @@
 /// thread uses a map at a time.
 ///
 /// What may surprise, as with every mapping: memory behind the end of the file, such as when
-/// another process cuts it, cannot be touched (SIGBUS), and neither can new space that the disk
-/// does not have.
+/// another process cuts it, cannot be touched (SIGBUS). A write map has its room on the device from
+/// when it is made, also where the file has holes, if the file system can give that.
 #ifndef Z_ZFILEMAP_H
 #define Z_ZFILEMAP_H
 
@@ -33,7 +33,8 @@ class ZFC_API ZAbstractFileMap {
     /// - ENOENT: the file is missing, in a read map;
     /// - EOVERFLOW: more than 4 GiB - 1 byte, or more than an address can tell;
     /// - EFBIG: a write map would pass the process's limit on file sizes;
-    /// - else the `errno` of open, fstat, the extending write, or mmap.
+    /// - ENOSPC: the device has no room for a write map; the file is as long as before;
+    /// - else the `errno` of open, statx, fallocate, or mmap.
     /// A read map may be longer than its file. A new file is for its owner to read and write.
     virtual void* mapfile(int* rc, unsigned long requested) = 0;
     /// Unmaps and closes; does nothing when nothing is mapped. Writes `*rc` on failure only, with

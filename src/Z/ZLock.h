@@ -87,11 +87,13 @@ class ZFC_API ZLock : public ZAbstractLock, public ZObject {
         }
     }
     /// Nobody may hold the lock. A failure of pthread_mutex_destroy is reported (message 4), not
-    /// thrown.
+    /// thrown; after EBUSY, as when the process exits meanwhile, the mutex stays for its waiters.
     ~ZLock() override;
 
     /// As lock(), without waiting: false when another thread holds the lock.
     [[nodiscard]] bool try_lock() ZTRY_ACQUIRE(true);
+    /// The same, by the name that all locks of the library have for it.
+    [[nodiscard]] bool tryLock() ZTRY_ACQUIRE(true) { return try_lock(); }
     /// As lock(), waiting `milliseconds` at most: false when the time is up and the lock is still
     /// another thread's. Zero and less do not wait. Setting the system's clock does not change the
     /// time.

@@ -29,6 +29,9 @@
 ///                   |           | update 0, tells them, keeps write    |
 ///
 /// What may surprise:
+/// - A writer that is killed between its change and unlock() leaves the number as it was, and the
+///   others never read what it has changed. incSequence() before the first change is the cure; a
+///   ZStackWriteLock does that by itself.
 /// - Protect is write here, and promoteReadToWriteLock() does nothing.
 /// - A request that came back with write, because observers were told, is released as any other;
 ///   its release does not advance the number unless setUpdate(1) is called before.
@@ -94,7 +97,8 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     /// Never the number of shared data: the number of an object that never held its lock.
     static constexpr unsigned int invalidSequence = 0xFFFFFFFF;
 
-    /// A lock that is not held. `name` is copied; null is the empty name.
+    /// A lock that is not held. `name` is copied; null is the empty name. Throws
+    /// ZInvalidParameterException (message 22) for ".", ".." and a name with "/".
     explicit ZAbstractProcessReadWriteLock(char const* name);
     /// A lock of the same name that is not held and was never current.
     ZAbstractProcessReadWriteLock(ZAbstractProcessReadWriteLock const& other);
@@ -132,7 +136,8 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     [[nodiscard]] virtual zlockstate getLockState() const;
     [[nodiscard]] virtual ZLCString const& getLockName() const;
     /// Renames a lock that is held, after releasing it as unlock() does and with what that throws.
-    /// An idle lock keeps its name. The lock's file stays the same.
+    /// An idle lock keeps its name. The lock's file stays the same. Throws as the constructor, and
+    /// then keeps lock and name.
     virtual void setLockName(ZLCString& name);
     /// The reads inside, of this process.
     [[nodiscard]] virtual int getReaderCount();
@@ -153,9 +158,12 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     /// held that was not before. Zero and less do not wait. Other processes' record locks are asked
     /// for again and again, after 1 ms at first and 50 ms at last, because the system has no timed
     /// wait for them; among such waiters there is no order. Telling the observers is not limited.
-    /// Throws ZInvalidParameterException (message 22) for a state that is not a mode.
+    /// A signal ends the wait as it ends one without a limit: if its handler does not restart
+    /// calls. Throws ZInvalidParameterException (message 22) for a state that is not a mode.
     [[nodiscard]] bool lockFor(zlockstate requested, long milliseconds);
-    /// As lockFor(), but without waiting.
+    /// As lockFor(), but without waiting for holders: what is held for the moment in which others
+    /// take the lock or give it back is waited for, some milliseconds. A read is refused only when
+    /// somebody writes or waits for that.
     [[nodiscard]] bool tryLock(zlockstate requested) { return lockFor(requested, 0); }
     [[nodiscard]] bool tryReadLock() { return tryLock(zlockRead); }
     [[nodiscard]] bool tryWriteLock() { return tryLock(zlockWrite); }
@@ -186,6 +194,23 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     friend class zfc::process_locks::Register;
 
     void forgetParent() noexcept;
+};
+
+/// Holds write for its scope, in which shared data is changed: the number is advanced before
+/// anything can be, so that a change is told to the others also when its writer is killed.
+class ZFC_API ZStackWriteLock : public ZObject {
+  public:
+    /// Takes write and calls incSequence(); throws what these throw, with nothing held. `l` is not
+    /// owned and must outlive the object. Observers are told before, as with any lock().
+    [[nodiscard]] explicit ZStackWriteLock(ZAbstractProcessReadWriteLock& l);
+    ZStackWriteLock(ZStackWriteLock const&) = delete;
+    ZStackWriteLock& operator=(ZStackWriteLock const&) = delete;
+    /// Calls `unlock(0)`, since the number is advanced already; what that throws is reported, not
+    /// thrown.
+    ~ZStackWriteLock() override;
+
+  private:
+    ZAbstractProcessReadWriteLock& processLock;
 };
 
 /// A process lock without a file: it holds off the other threads of its process, on this object,

@@ -165,9 +165,17 @@ class ZFC_API ZReadWriteLock : public ZAbstractReadWriteLock {
     [[nodiscard]] bool tryLock(zlockstate requested);
     [[nodiscard]] bool tryReadLock() { return tryLock(zlockRead); }
     [[nodiscard]] bool tryWriteLock() { return tryLock(zlockWrite); }
-    /// As tryLock(), waiting `milliseconds` at most, by the system's clock: setting the clock moves
-    /// the end. Zero and less do not wait. Nothing is held when it gives false.
+    /// As tryLock(), waiting `milliseconds` at most, by the monotonic clock. Zero and less do not
+    /// wait. Nothing is held when it gives false.
     [[nodiscard]] bool lockFor(zlockstate requested, long milliseconds);
+
+    /// Writing and reading by the names of ISO C++: the lock is a SharedLockable for
+    /// `std::shared_lock`, `std::unique_lock` and `std::scoped_lock`. Each throws as the operation
+    /// that it stands for.
+    [[nodiscard]] bool try_lock() { return tryWriteLock(); }
+    void lock_shared() { readLock(); }
+    [[nodiscard]] bool try_lock_shared() { return tryReadLock(); }
+    void unlock_shared() { unlock(); }
 
   private:
     friend struct ZForkedChild;  // frees it in the child of a fork

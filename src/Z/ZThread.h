@@ -189,7 +189,7 @@ class ZFC_API ZThreadPool : public ZObject {
 
     // in slot order: do not sort
     /// Does not wait: waitForExit() comes first. What the system refuses is reported (messages 8
-    /// and 4).
+    /// and 4), and so is a thread that waits in start() or waitForExit(), which does not come back.
     ~ZThreadPool() override;
     /// A new worker for getAvailableIdleThread(), which becomes its caller's; here null.
     [[nodiscard]] virtual ZThread* createThread();

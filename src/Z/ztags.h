@@ -176,6 +176,7 @@
 #define ZSqueeze ZFC_TAGGED(ZSqueeze)
 #define ZStack ZFC_TAGGED(ZStack)
 #define ZStackReadWriteLock ZFC_TAGGED(ZStackReadWriteLock)
+#define ZStackWriteLock ZFC_TAGGED(ZStackWriteLock)
 #define ZStanzaFileProperties ZFC_TAGGED(ZStanzaFileProperties)
 #define ZStanzaIterator ZFC_TAGGED(ZStanzaIterator)
 #define ZStanzaValueIterator ZFC_TAGGED(ZStanzaValueIterator)

@@ -26,6 +26,14 @@ typedef unsigned int qcs_cs_handle;
 typedef unsigned int qcs_loc_handle;
 typedef unsigned short qcs_wchar;
 
+/// Takes the layer's one lock, maybe once more, and gives it back. While a thread has it, others
+/// that make handles or look names up wait, and nothing else of the layer does.
+void qcs_lock(void);
+void qcs_unlock(void);
+/// As qcs_lock(), for a fork: no table is half changed in the child, where qcs_unlock() frees the
+/// lock as in the parent.
+void qcs_before_fork(void);
+
 /// Names the codeset data directory, whose file "aliases" may add names of codesets and locales.
 /// It is read when a name is looked up next; a missing directory or file is no error. In
 /// set-user-id programs it is not read. Null is ignored.

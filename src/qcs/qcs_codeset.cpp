@@ -1,10 +1,10 @@
 #include "qcs/qcs_codeset.h"
 
-#include <mutex>
 #include <unordered_map>
 
 #include "qcs/qcs_cancellation.h"
 #include "qcs/qcs_compile.h"
+#include "qcs/qcs_fork.h"
 #include "qcs/qcs_names.h"
 
 namespace qcs {
@@ -14,19 +14,17 @@ namespace {
 /// without a lock and a stale handle never meets freed memory.
 std::array<std::atomic<Codeset*>, 512> slots{};
 
-/// Guards the making of codesets and what names they were asked by.
+/// Makes codesets, and knows what names they were asked by. Made and used under the layer's lock.
 class Registry {
   public:
     qcs_cs_handle acquire(char const* name) {
-        std::lock_guard<std::mutex> const guard(mutex);
         qcs_cs_handle const cs = handleOf(name);
-        // Relaxed: slots are filled under this mutex.
+        // Relaxed: slots are filled under the lock.
         if (cs != 0) slots[cs - 1].load(std::memory_order_relaxed)->references.fetch_add(1);
         return cs;
     }
 
     void release(qcs_cs_handle cs) {
-        std::lock_guard<std::mutex> const guard(mutex);
         if (cs == 0 || cs > used) return;
         auto& references = slots[cs - 1].load(std::memory_order_relaxed)->references;
         // Freed once too often it stays none; wrapped, it could not be freed any more.
@@ -68,7 +66,6 @@ class Registry {
         return used;
     }
 
-    std::mutex mutex;
     std::unordered_map<std::string, qcs_cs_handle> handles;  // by canonical name
     qcs_cs_handle used = 0;
 };
@@ -95,6 +92,7 @@ qcs_cs_handle qcs_cs_new(char const* name) {
     if (name == nullptr || !qcs::isName(name)) return 0;
     qcs::CancellationOff const wholeCodesets;
     try {
+        qcs::Guard const guard;
         return qcs::registry().acquire(name);
     } catch (...) {  // out of memory: there is no codeset to be had
         return 0;
@@ -102,7 +100,9 @@ qcs_cs_handle qcs_cs_new(char const* name) {
 }
 
 void qcs_cs_free(qcs_cs_handle cs) {
-    if (qcs::findCodeset(cs) != nullptr) qcs::registry().release(cs);
+    if (qcs::findCodeset(cs) == nullptr) return;
+    qcs::Guard const guard;
+    qcs::registry().release(cs);
 }
 
 int qcs_mb_max(qcs_cs_handle cs) {

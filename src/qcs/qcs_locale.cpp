@@ -5,13 +5,13 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "qcs/qcs_cancellation.h"
+#include "qcs/qcs_fork.h"
 #include "qcs/qcs_names.h"
 
 namespace qcs {
@@ -31,10 +31,10 @@ locale_t cLocale() {
 /// lock.
 std::array<std::atomic<locale_t>, 256> slots{};
 
+/// Made and used under the layer's lock.
 class Locales {
   public:
     qcs_loc_handle handleOf(std::string const& name) {
-        std::lock_guard<std::mutex> const guard(mutex);
         auto const known = std::find(names.begin(), names.end(), name);
         if (known != names.end()) return static_cast<qcs_loc_handle>(known - names.begin()) + 1;
         if (names.size() == slots.size()) return 0;
@@ -49,7 +49,6 @@ class Locales {
     }
 
   private:
-    std::mutex mutex;
     std::vector<std::string> names;
 };
 
@@ -147,6 +146,7 @@ qcs_loc_handle qcs_loc_new(char const* name) {
     if (name == nullptr) return 0;
     qcs::CancellationOff const wholeLocales;
     try {
+        qcs::Guard const guard;
         std::string const canonical = qcs::canonicalLocale(name);
         return canonical.empty() ? 0 : qcs::locales().handleOf(canonical);
     } catch (...) {  // out of memory: there is no locale to be had

@@ -11,9 +11,10 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <mutex>
 #include <unordered_map>
 #include <utility>
+
+#include "qcs/qcs_fork.h"
 
 namespace qcs {
 namespace {
@@ -139,15 +140,16 @@ class File {
     File& operator=(File const&) = delete;
 
     [[nodiscard]] bool isRegular() const {
-        struct stat status {};
-        return descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+        struct statx status {};  // whatever the file's date: fstat(2) of 32 bits ends with 2038
+        return descriptor >= 0 && statx(descriptor, "", AT_EMPTY_PATH, STATX_TYPE, &status) == 0 &&
+               S_ISREG(status.stx_mode);
     }
 
     /// The whole content; nothing when it is longer than `limit` or cannot be read.
     [[nodiscard]] std::optional<std::string> content(std::size_t limit) const {
         std::string bytes;
         std::array<char, 4096> block{};
-        // By reading, not by the size that fstat() tells: the file may grow meanwhile.
+        // By reading, not by the size that the system tells: the file may grow meanwhile.
         while (bytes.size() <= limit) {
             ssize_t const got = read(descriptor, block.data(), block.size());
             if (got == 0) return bytes;
@@ -224,26 +226,17 @@ std::string AliasTable::codeset(std::string_view alias) const { return found(cod
 
 std::string AliasTable::locale(std::string_view alias) const { return found(locales, alias); }
 
-/// The alias table of the data directory that was named last, read when it is first needed.
+/// The alias table of the data directory that was named last, read when it is first needed. Made
+/// and used under the layer's lock.
 class Aliases {
   public:
     void setDirectory(char const* dir) {
-        std::lock_guard<std::mutex> const guard(mutex);
         path = std::string(dir) + "/aliases";
         isLoaded = false;
     }
-    std::string codeset(std::string_view alias) {
-        std::lock_guard<std::mutex> const guard(mutex);
-        return loaded().codeset(alias);
-    }
-    std::string locale(std::string_view alias) {
-        std::lock_guard<std::mutex> const guard(mutex);
-        return loaded().locale(alias);
-    }
-    std::optional<AliasFault> takeFault() {
-        std::lock_guard<std::mutex> const guard(mutex);
-        return std::exchange(fault, std::nullopt);
-    }
+    std::string codeset(std::string_view alias) { return loaded().codeset(alias); }
+    std::string locale(std::string_view alias) { return loaded().locale(alias); }
+    std::optional<AliasFault> takeFault() { return std::exchange(fault, std::nullopt); }
 
   private:
     AliasTable const& loaded() {
@@ -254,7 +247,6 @@ class Aliases {
         return table;
     }
 
-    std::mutex mutex;
     std::string path;
     AliasTable table;
     std::optional<AliasFault> fault;  // that nobody was told of
@@ -293,6 +285,7 @@ bool isLocaleName(std::string_view name) {
 
 /// The system's name for the codeset of a locale; empty when it has no such locale.
 std::string systemCodeset(std::string const& locale) {
+    Guard const guard;
     locale_t const handle = newlocale(LC_CTYPE_MASK, locale.c_str(), nullptr);
     if (handle == nullptr) return {};
     std::string codeset = nl_langinfo_l(CODESET, handle);
@@ -313,6 +306,7 @@ std::string canonicalCodeset(std::string_view name) {
     // Built-in names first: for them no file is read.
     std::string builtIn = builtInCodeset(nameKey(name));
     if (!builtIn.empty()) return builtIn;
+    Guard const guard;
     std::string const alias = aliases().codeset(name);
     if (alias.empty()) return std::string(name);
     // Not as an alias again: two lines could lead to each other for ever.
@@ -322,6 +316,7 @@ std::string canonicalCodeset(std::string_view name) {
 
 std::string canonicalLocale(std::string_view name) {
     if (!isLocaleName(name)) return {};
+    Guard const guard;
     std::string const alias = aliases().locale(name);
     LocaleName const parts = splitLocale(alias.empty() ? name : alias);
     std::string canonical(parts.base == "POSIX" ? "C" : parts.base);
@@ -349,8 +344,14 @@ std::string environmentCodeset() {
     return codeset.empty() ? "US-ASCII" : canonicalCodeset(codeset);
 }
 
-std::optional<AliasFault> takeAliasFault() { return aliases().takeFault(); }
+std::optional<AliasFault> takeAliasFault() {
+    Guard const guard;
+    return aliases().takeFault();
+}
 
-void setAliasDirectory(char const* dir) { aliases().setDirectory(dir); }
+void setAliasDirectory(char const* dir) {
+    Guard const guard;
+    aliases().setDirectory(dir);
+}
 
 }  // namespace qcs

@@ -62,7 +62,8 @@ static_assert(haveSize<20 + 3 * text, ZPropertiesRecoveryException>);
 static_assert(haveSize<20 + 2 * text, ZCodesetException>);
 static_assert(
     haveSize<20 + 3 * text + 4, ZSharedLibraryLoadException, ZSharedLibraryResolveException>);
-static_assert(haveSize<8, ZDefaultMessageService, ZResourceLock, Voyeur, ZStackReadWriteLock>);
+static_assert(haveSize<8, ZDefaultMessageService, ZResourceLock, Voyeur, ZStackReadWriteLock,
+                       ZStackWriteLock>);
 static_assert(haveSize<text, ZLCString, ZUTF8String>);
 static_assert(haveSize<12, ZLCConstString, ZUTF8ConstString>);
 static_assert(haveSize<28, ZArrayMap, ZFormatSpec>);

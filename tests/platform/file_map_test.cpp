@@ -1,5 +1,5 @@
 // link: static
-// wrap: munmap
+// wrap: munmap,fallocate64
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -20,6 +20,8 @@
 using namespace testsupport;
 
 WRAP(munmap, int, -1, (void* address, std::size_t length), (address, length))
+WRAP(fallocate64, int, -1, (int fd, int mode, off64_t offset, off64_t length),
+     (fd, mode, offset, length))
 
 namespace {
 
@@ -93,6 +95,25 @@ TEST_F(FileMapTest, TheLimitOnFileSizesIsACodeToo) {
                   if (growing.mapfile(&rc, 4097) != nullptr) return 3;
                   return rc == EFBIG ? 0 : 4;
               }));
+}
+
+TEST_F(FileMapTest, AWriteMapHasItsRoomOrTheErrorOfAFullDevice) {
+    constexpr unsigned long bytes = 1 << 20;
+    ASSERT_EQ(truncate(path("file").c_str(), bytes), 0);  // all but its first bytes is a hole
+    for (int const error : {ENOSPC, EOPNOTSUPP, 0})
+        for (char const* const name : {"file", "new"}) {
+            SCOPED_TRACE(std::string(name) + ", " + std::to_string(error));
+            ZUnixFileMap writing(named(name), readWrite, 0);
+            fault = {"fallocate64", error == 0 ? 0 : 1, error};
+            EXPECT_EQ(writing.mapfile(&rc, bytes) == nullptr, error == ENOSPC);
+            EXPECT_EQ(rc, error == ENOSPC ? ENOSPC : 0);
+            struct stat status {};
+            ASSERT_EQ(stat(path(name).c_str(), &status), 0);
+            bool const isWhole = *name == 'f' || error != ENOSPC;
+            EXPECT_EQ(status.st_size, isWhole ? static_cast<off_t>(bytes) : 0);
+            bool const hasRoom = status.st_blocks * 512 >= static_cast<long>(bytes);
+            EXPECT_TRUE(hasRoom || error == ENOSPC || (error != 0 && *name == 'f'));
+        }
 }
 
 TEST_F(FileMapTest, FailuresToUnmapAreReportedAndADescriptorIsGivenUpOnce) {

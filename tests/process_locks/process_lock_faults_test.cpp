@@ -1,7 +1,7 @@
 // link: static
 // wrap: fcntl64,open64,lseek64,read,write,pread64,pthread_mutex_lock,pthread_mutex_unlock
 // wrap: pthread_mutex_trylock,pthread_mutex_clocklock,pthread_mutex_timedlock,pthread_cond_wait
-// wrap: pthread_cond_timedwait,pthread_cond_broadcast
+// wrap: pthread_cond_clockwait,pthread_cond_broadcast
 
 // What process locks do when the system's calls fail.
 #include <fcntl.h>
@@ -10,11 +10,15 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <cstdarg>
+#include <filesystem>
 #include <functional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "support/faults.h"
 #include "support/process_lock.h"
@@ -27,6 +31,7 @@ using Lock = ZUnixProcessReadWriteFileLock;
 
 thread_local bool armed = false;                   // the calls of this thread may fail
 std::function<void(std::string_view)> beforeCall;  // of an armed thread; empty for nothing
+std::function<void()> afterOpen;                   // once; empty for nothing
 
 bool mayFail(std::string_view call) {
     if (!armed) return false;
@@ -44,7 +49,16 @@ bool mayFail(std::string_view call) {
 #define WRAP_PTHREAD(function, parameters, arguments) \
     WRAP(function, int, testsupport::fault.error, parameters, arguments)
 WRAP_VARIADIC(fcntl64, int, void*)
-WRAP_VARIADIC(open64, char const*, mode_t)
+extern "C" decltype(open64) __real_open64;
+extern "C" int __wrap_open64(char const* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    mode_t const mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+    int const fd = testsupport::fault.strikes("open64") ? -1 : __real_open64(path, flags, mode);
+    if (afterOpen) std::exchange(afterOpen, nullptr)();
+    return fd;
+}
 WRAP(lseek64, off64_t, -1, (int f, off64_t o, int w), (f, o, w))
 WRAP(pread64, ssize_t, -1, (int f, void* b, size_t n, off64_t o), (f, b, n, o))
 WRAP(read, ssize_t, -1, (int f, void* b, size_t n), (f, b, n))
@@ -57,8 +71,8 @@ WRAP_PTHREAD(pthread_mutex_clocklock, (pthread_mutex_t * m, clockid_t c, timespe
              (m, c, t))
 WRAP_PTHREAD(pthread_mutex_timedlock, (pthread_mutex_t * m, timespec const* t), (m, t))
 WRAP_PTHREAD(pthread_cond_wait, (pthread_cond_t * c, pthread_mutex_t* m), (c, m))
-WRAP_PTHREAD(pthread_cond_timedwait, (pthread_cond_t * c, pthread_mutex_t* m, timespec const* t),
-             (c, m, t))
+WRAP_PTHREAD(pthread_cond_clockwait,
+             (pthread_cond_t * c, pthread_mutex_t* m, clockid_t k, timespec const* t), (c, m, k, t))
 WRAP_PTHREAD(pthread_cond_broadcast, (pthread_cond_t * c), (c))
 
 namespace {
@@ -138,7 +152,17 @@ class ProcessLockFaultTest : public WithProcessLock {
         return thrown;
     }
 
+    /// With a lock inside that another thread has longer than for a moment.
     void givesUp(Fault const& planned) {
+        auto const before = beforeCall;
+        beforeCall = [before](std::string_view call) {
+            if (before) before(call);
+            bool const tries = call == "pthread_mutex_trylock";
+            bool const waits =
+                call == "pthread_mutex_clocklock" || call == "pthread_mutex_timedlock";
+            if (fault.struck.empty() || !(tries || waits)) return;
+            fault = {call, 1, tries ? EBUSY : ETIMEDOUT, 1, 0, call};
+        };
         auto const run = [&] { EXPECT_FALSE(lock.tryReadLock()); };
         EXPECT_EQ("", thrownWith(planned, run).what);
         expectFree();
@@ -211,6 +235,43 @@ TEST_F(ProcessLockFaultTest, TellsTheSystemsCodeAndRepeatsWhatWasInterrupted) {
     }
 }
 
+/// Whether this process has the file open.
+bool hasOpen(std::string const& path) {
+    std::error_code gone;
+    for (auto const& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+        if (std::filesystem::read_symlink(entry, gone) == path) return true;
+    return false;
+}
+
+TEST_F(ProcessLockFaultTest, LosesNoDescriptorByACancellationOrForkWhileItIsOpened) {
+    std::atomic<pid_t> forking{0};
+    Gate opened;
+    Gate opening;
+    afterOpen = [&] {
+        pthread_cancel(pthread_self());
+        opened.open();
+        pthread_testcancel();
+    };
+    Doomed const doomed([&] { lock.readLock(); });
+    opened.await();
+    EXPECT_TRUE(doomed.cancel());
+    expectFree();
+    Beside forker([&] {
+        forking = gettid();
+        opening.await();
+        EXPECT_EQ(0, inChild([&] { return hasOpen(path) ? 1 : 0; }));
+    });
+    awaitThat([&] { return forking != 0; });
+    afterOpen = [&] {
+        opening.open();
+        // Until there is a child, which is waited for, or it waits for the descriptor to be noted.
+        awaitThat([&] { return stateOf(forking) == 'S'; });
+    };
+    lock.readLock();
+    forker.join();
+    lock.unlock();
+}
+
 TEST_F(ProcessLockFaultTest, ReleasesTheLockThatCannotWriteItsNumber) {
     for (int const code : {ENOSPC, 0}) {  // 0: not all was written
         writeSequence(path, 7);
@@ -239,9 +300,9 @@ TEST_F(ProcessLockFaultTest, AReaderThatGivesUpDoesNotKeepTheFileOfTheLastOneToL
     });
     awaitThat([&] { return lock.haveLock(reading); });
     beforeCall = [&](std::string_view call) {
-        if (call != "pthread_mutex_trylock") return;
+        if (call != "pthread_mutex_trylock" || !lock.haveLock(reading)) return;
         leave.open();  // while this one, which counts already, tries
-        last.join();
+        awaitThat([&] { return lock.getReaderCount() == 1; });
     };
     givesUp({"pthread_mutex_trylock", 1, EBUSY});
 }
@@ -250,7 +311,18 @@ TEST_F(ProcessLockFaultTest, ALimitDoesNotHoldForGivingBack) {
     toBeOutdated(lock);
     // From when the read was had, which is then to become a write.
     givesUp({"pthread_mutex_trylock", 2, EBUSY, everyone});
-    EXPECT_EQ(2, fault.seen);
+}
+
+TEST_F(ProcessLockFaultTest, ATryIsNotRefusedForWhatIsHeldForAMoment) {
+    for (Fault const& moment :
+         {Fault{"pthread_mutex_trylock", 1, EBUSY}, {"fcntl64", 1, EAGAIN, 3}})
+        for (auto const mode : {reading, writing}) {
+            SCOPED_TRACE(moment.function);
+            bool taken = false;
+            EXPECT_EQ("", thrownWith(moment, [&] { taken = lock.tryLock(mode); }).what);
+            EXPECT_TRUE(taken && !fault.struck.empty());
+            if (taken) lock.unlock(0);
+        }
 }
 
 TEST_F(ProcessLockFaultTest, IsNotEndedByTheLimitOfFileSizes) {

@@ -6,10 +6,13 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "Z/ZFileMap.h"
 #include "support/process_lock.h"
 #include "support/threads.h"
 
@@ -36,6 +39,8 @@ TEST_F(ProcessLockTest, NamesItsFileByDirectoryAndName) {
     lock.setLockName(name);  // which it has already
     EXPECT_STREQ("other", lock.getLockName().getChars());
     EXPECT_TRUE(isFree() && path == lock.getLockFileName().getChars());
+    for (char const* const bad : {"a/b", ".", ".."})
+        EXPECT_EQ(invalidParameter, thrownBy([&] { Lock const refused(bad); })) << bad;
     TempDir const elsewhere;
     lock.setLockDirName(elsewhere.path().c_str());
     EXPECT_EQ(elsewhere.file("._zplother"), lock.getLockFileName().getChars());
@@ -51,6 +56,34 @@ TEST_F(ProcessLockTest, TakesOnlyDirectoriesThatTheOwnerMayWriteAndSearch) {
         EXPECT_EQ(invalidParameter, thrownBy([&] { Lock("config", bad.c_str()); })) << name;
     }
     EXPECT_EQ(path, lock.getLockFileName().getChars());
+}
+
+TEST_F(ProcessLockTest, GivesItsFileTheModeThatWasAskedForAndTellsWhoMayNotOpenIt) {
+    mode_t const before = umask(0077);
+    lock.setLockFileMode(0660);
+    EXPECT_TRUE(couldTake(*std::make_unique<Lock>(lock), writing, 0));
+    umask(before);
+    struct stat status {};
+    ASSERT_EQ(0, stat(path.c_str(), &status));
+    EXPECT_EQ(02660U, status.st_mode & 07777U);
+    EXPECT_EQ(invalidParameter, thrownBy([&] { lock.setLockFileMode(S_ISUID); }));
+    ASSERT_EQ(0, chmod(path.c_str(), 0));
+    EXPECT_EQ(EACCES, inChild([&] {
+                  static_cast<void>(setuid(65534) == 0);  // as root it may open anything
+                  bool const isRefused = thrownBy([&] { lock.readLock(); }) == notOpened;
+                  return isRefused ? lock.lockFileError() : 0;
+              }));
+}
+
+TEST_F(ProcessLockTest, TakesFilesAndDirectoriesOfAnyDate) {
+    writeSequence(path, 7);
+    ASSERT_EQ(0, system(("touch -d 2100-01-01 '" + path + "' " + directory.path()).c_str()));
+    lock.setLockDirName((directory.path() + "/.").c_str());
+    EXPECT_TRUE(lock.tryReadLock() && lock.getSequence() == 7);
+    lock.unlock();
+    ZUnixFileMap map(ZLCString(path.c_str()), ZAbstractFileMap::readOnly, 0);
+    int rc = 0;
+    EXPECT_NE(nullptr, map.mapfile(&rc, 0)) << rc;
 }
 
 TEST_F(ProcessLockTest, WritersAdvanceTheNumberAndLeaveTheirPid) {
@@ -200,6 +233,10 @@ TEST_F(ProcessLockTest, GivesUpWhenTheTimeIsUp) {
     other.unlock();
     EXPECT_TRUE(lock.tryReadLock());
     EXPECT_FALSE(other.tryWriteLock()) << "the gate was free, the data was not";
+    int pid = 1;
+    lock.writeBytes(&pid, 4, 4);
+    EXPECT_FALSE(other.tryWriteLock());
+    EXPECT_EQ(1, lockWords(path).pid) << "of who did not get it";
     EXPECT_TRUE(other.tryReadLock()) << "the gate was kept";
     other.unlock();
     lock.unlock();
@@ -229,6 +266,40 @@ TEST_F(ProcessLockTest, WaitsUpToItsLimitForAProcessWhoseLockEndsWithIt) {
     lock.unlock(0);
     EXPECT_EQ(-SIGKILL, holder.join());
 }
+
+// The thread sanitizer runs a handler when the call that it interrupts has returned, and the kernel
+// restarts that one.
+#if !defined(__SANITIZE_THREAD__)
+Companion* told = nullptr;  // by a handler of signals
+
+TEST_F(ProcessLockTest, SignalsEndAWaitWithALimitAsOneWithout) {
+    for (int const flags : {0, SA_RESTART})
+        for (bool const limited : {false, true}) {
+            SCOPED_TRACE(std::to_string(flags) + (limited ? ", limited" : ""));
+            other.writeLock();
+            Companion waiter([&](Companion& parent) {
+                told = &parent;
+                struct sigaction action {};
+                action.sa_flags = flags;
+                action.sa_handler = [](int) { told->signal(); };
+                sigaction(SIGUSR1, &action, nullptr);
+                parent.signal();
+                Report const thrown = thrownBy([&] {
+                    if (!limited) lock.readLock();
+                    if (limited && !lock.lockFor(reading, 60000)) _exit(2);
+                });
+                return thrown.inserts == std::vector<std::string>{std::to_string(EINTR)} ? 1 : 0;
+            });
+            // It tells first that it is ready, then of every signal.
+            for (int i = 0; waiter.await() && (flags == 0 || i < 5); ++i) {
+                awaitThat([&] { return stateOf(waiter.pid()) != 'R'; });
+                kill(waiter.pid(), SIGUSR1);
+            }
+            other.unlock(0);
+            EXPECT_EQ(flags == 0 ? 1 : 0, waiter.join());
+        }
+}
+#endif
 
 TEST_F(ProcessLockTest, ForkedChildrenHoldNothing) {
     ZStubProcessReadWriteLock stub("config");

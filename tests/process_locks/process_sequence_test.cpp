@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <functional>
 #include <stdexcept>
 #include <utility>
@@ -102,6 +103,20 @@ TEST_F(SequenceTest, TellsObserversOfWhatOthersWrote) {
         EXPECT_EQ(row.told, one.told) << "told again of the same";
         observed.unlock();
     }
+}
+
+TEST_F(SequenceTest, TellsOfAWriterThatWasKilledBeforeItsRelease) {
+    Reloader observer(lock);
+    EXPECT_EQ(-SIGKILL, inChild([&] {
+        ZStackWriteLock const guard(other);
+        return raise(SIGKILL);
+    }));
+    read(lock);
+    EXPECT_EQ((Numbers{{1, 0}}), observer.told);
+    { ZStackWriteLock const guard(lock); }
+    read(lock);
+    EXPECT_EQ(2U, lockWords(path).sequence) << "once for a write";
+    EXPECT_EQ(1U, observer.told.size()) << "of its own";
 }
 
 TEST_F(SequenceTest, FollowsTheNumberWhereNobodyIsTold) {

@@ -119,6 +119,13 @@ void writeFile(std::string const& path, std::string const& bytes) {
     EXPECT_TRUE(file.good()) << path;
 }
 
+char stateOf(int id) {
+    std::string word;
+    std::ifstream status("/proc/" + std::to_string(id) + "/stat");
+    status >> word >> word >> word;
+    return word.empty() ? 'Z' : word[0];
+}
+
 int openDescriptors() {
     using Walk = std::filesystem::directory_iterator;  // which holds one itself
     return static_cast<int>(std::distance(Walk("/proc/self/fd"), Walk())) - 1;

@@ -65,6 +65,8 @@ class TempDir {
 /// The bytes of a file; a missing or unreadable file fails the test and reads as empty.
 [[nodiscard]] std::string readFile(std::string const& path);
 void writeFile(std::string const& path, std::string const& bytes);
+/// What the system tells of a process or thread: 'R' runs, 'S' sleeps, 'Z' has ended.
+[[nodiscard]] char stateOf(int id);
 /// Number of open descriptors of this process.
 [[nodiscard]] int openDescriptors();
 

@@ -19,6 +19,7 @@ namespace testsupport {
 inline std::atomic<int> waitsBegun{0};        // and joins; noted before they give anything up
 inline std::atomic<int> attributesLeft{0};    // made, or not for a failure, and not destroyed
 inline thread_local timespec lastDeadline{};  // of the calling thread's last timed wait
+inline thread_local clockid_t lastClock{};    // and the clock it goes by
 inline thread_local std::function<void()> beforeCreate;
 
 inline thread_local bool failsHere = false;
@@ -87,8 +88,9 @@ PTHREAD_CALL(pthread_cond_destroy, (pthread_cond_t * c), (c), )
 PTHREAD_CALL(pthread_cond_signal, (pthread_cond_t * c), (c), )
 PTHREAD_CALL(pthread_cond_broadcast, (pthread_cond_t * c), (c), )
 PTHREAD_CALL(pthread_cond_wait, (pthread_cond_t * c, pthread_mutex_t* m), (c, m), ++waitsBegun)
-PTHREAD_CALL(pthread_cond_timedwait, (pthread_cond_t * c, pthread_mutex_t* m, timespec const* t),
-             (c, m, t), ++waitsBegun, lastDeadline = *t)
+PTHREAD_CALL(pthread_cond_clockwait,
+             (pthread_cond_t * c, pthread_mutex_t* m, clockid_t k, timespec const* t), (c, m, k, t),
+             ++waitsBegun, lastDeadline = *t, lastClock = k)
 PTHREAD_CALL(pthread_create, (pthread_t * t, pthread_attr_t const* a, void* (*f)(void*), void* x),
              (t, a, f, x), if (beforeCreate) std::exchange(beforeCreate, nullptr)())
 PTHREAD_CALL(pthread_join, (pthread_t t, void** r), (t, r), ++waitsBegun)

@@ -1,7 +1,7 @@
 // link: static
 // wrap: pthread_mutex_init,pthread_mutex_destroy,pthread_mutex_lock,pthread_mutex_trylock
 // wrap: pthread_mutex_unlock,pthread_cond_init,pthread_cond_destroy,pthread_cond_wait
-// wrap: pthread_cond_timedwait,pthread_cond_signal,pthread_cond_broadcast,pthread_create
+// wrap: pthread_cond_clockwait,pthread_cond_signal,pthread_cond_broadcast,pthread_create
 // wrap: pthread_join,pthread_attr_init,pthread_attr_destroy,pthread_attr_setdetachstate
 // wrap: pthread_key_create,pthread_setspecific
 #include <gtest/gtest.h>
@@ -9,6 +9,8 @@
 #include <atomic>
 #include <limits>
 #include <memory>
+#include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -245,6 +247,12 @@ TEST(StackReadWriteLockTest, LocksNothingItselfAndUnlocksOnce) {
         EXPECT_EQ(stateOf(lock), read);
     }
     { ZStackReadWriteLock const guard(lock, 0); }
+    {
+        std::shared_lock const reader(lock);
+        EXPECT_TRUE(std::shared_lock(lock, std::try_to_lock).owns_lock());
+        EXPECT_FALSE(std::unique_lock(lock, std::try_to_lock).owns_lock());
+    }
+    EXPECT_TRUE(std::unique_lock(lock, std::try_to_lock).owns_lock());
     EXPECT_EQ(reports.take(), (std::vector<Report>{{"ZUnlockResourceException", 6, {}}}));
 }
 

@@ -1,9 +1,9 @@
 // link: static
 // wrap: pthread_mutex_init,pthread_mutex_destroy,pthread_mutex_lock,pthread_mutex_trylock
 // wrap: pthread_mutex_unlock,pthread_cond_init,pthread_cond_destroy,pthread_cond_wait
-// wrap: pthread_cond_timedwait,pthread_cond_signal,pthread_cond_broadcast,pthread_create
+// wrap: pthread_cond_clockwait,pthread_cond_signal,pthread_cond_broadcast,pthread_create
 // wrap: pthread_join,pthread_attr_init,pthread_attr_destroy,pthread_attr_setdetachstate
-// wrap: pthread_key_create,pthread_setspecific
+// wrap: pthread_key_create,pthread_setspecific,time,clock_gettime
 
 // What locks, conditions, threads and pools do when the system's calls fail: one that is planned,
 // or the N-th of an operation, once or from there on, for every N until it runs untouched.
@@ -21,6 +21,25 @@
 #include "Z/ZReadWriteLock.h"
 #include "support/pthread_calls.h"
 #include "support/workers.h"
+
+namespace {
+
+long stepOfDay = 0;  // seconds that somebody sets the time of day forward, again and again
+long setForward = 0;
+
+}  // namespace
+
+extern "C" decltype(clock_gettime) __real_clock_gettime;
+extern "C" int __wrap_clock_gettime(clockid_t clock, timespec* now) {
+    int const rc = __real_clock_gettime(clock, now);
+    if (clock == CLOCK_REALTIME && stepOfDay != 0) now->tv_sec += setForward += stepOfDay;
+    return rc;
+}
+extern "C" time_t __wrap_time(time_t* /*now*/) {
+    timespec now{};
+    __wrap_clock_gettime(CLOCK_REALTIME, &now);
+    return now.tv_sec;
+}
 
 namespace {
 
@@ -105,7 +124,7 @@ constexpr Row rows[] = {
     {"pthread_cond_destroy", EBUSY, makeCondition, 8, "", inCondition},
     // Number 9 also for a timed wait; a time-out without a deadline is a failure.
     {"pthread_cond_wait", ETIMEDOUT, wait, 9, waiting, inCondition},
-    {"pthread_cond_timedwait", EPERM, waitFor, 9, waiting, inCondition},
+    {"pthread_cond_clockwait", EPERM, waitFor, 9, waiting, inCondition},
     {"pthread_cond_signal", EINVAL, signal, 10, waiting, inCondition},
     {"pthread_cond_broadcast", EINVAL, broadcast, 27, waiting, inCondition},
     {"pthread_attr_init", ENOMEM, runThread, 15, threading, nullptr},
@@ -121,7 +140,7 @@ constexpr Row rows[] = {
     {"pthread_mutex_unlock", EPERM, askPool, 6, threading, nullptr},
     {"pthread_cond_init", ENOMEM, makePool, 7, threading, nullptr},
     {"pthread_cond_destroy", EBUSY, makePool, 8, "", inThread},
-    {"pthread_cond_timedwait", EPERM, awaitPool, 9, "", inThread},
+    {"pthread_cond_clockwait", EPERM, awaitPool, 9, "", inThread},
 };
 
 TEST(FaultTest, IsThrownOrReportedAndLeavesEveryHoldAsItWas) {
@@ -146,32 +165,52 @@ TEST(FaultTest, IsThrownOrReportedAndLeavesEveryHoldAsItWas) {
     }
 }
 
-/// The deadline that a wait of `seconds` asks the system for.
-timespec deadlineFor(long seconds) {
-    ZCondition condition;
+/// The limit that an operation, which fails to get what it waits for, has asked the system for:
+/// seconds from now by the clock that nobody sets, rounded up; -1 for a time of day.
+template <class Operation>
+long limitOf(Operation const& operation) {
+    timespec now{};
+    Failing const failing({"pthread_cond_clockwait", 1, ETIMEDOUT});
+    operation();
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    if (lastClock != CLOCK_MONOTONIC) return -1;
+    return lastDeadline.tv_sec - now.tv_sec + (lastDeadline.tv_nsec > now.tv_nsec ? 1 : 0);
+}
+
+TEST(FaultTest, LimitsAreExactWhateverTheTimeOfDayAndNeverOverflow) {
+    Tally tally;
+    Lock lock;
+    lock.readLock();
+    ZBooleanCondition condition;
     ZResourceLock const guard(condition);
     int timedOut = 0;
-    Failing const failing({"pthread_cond_timedwait", 1, ETIMEDOUT});
-    condition.wait(seconds, timedOut);
-    EXPECT_EQ(timedOut, 1);
-    return lastDeadline;
-}
-
-/// Whether it is `seconds` behind a time between `before` and now.
-bool isIn(long seconds, timespec const& deadline, time_t before) {
-    return deadline.tv_sec >= before + seconds && deadline.tv_sec <= time(nullptr) + seconds;
-}
-
-TEST(FaultTest, DeadlinesAreWholeSecondsFromNowAndNeverOverflow) {
-    time_t const before = time(nullptr);
-    EXPECT_TRUE(isIn(60, deadlineFor(60), before));
-    EXPECT_EQ(lastDeadline.tv_nsec, 0);
-    EXPECT_EQ(deadlineFor(std::numeric_limits<long>::max()).tv_sec,
-              std::numeric_limits<time_t>::max());
-    for (long const past : {std::numeric_limits<long>::min(), -before - 5}) {
-        EXPECT_EQ(deadlineFor(past).tv_sec, 0);
+    auto const waitFor = [&](long seconds) { condition.ZCondition::wait(seconds, timedOut); };
+    auto const runWith = [&](unsigned long interval) {
+        Worker sleeper(tally, asDetached, keepsObject, interval);
+        sleeper.body = [&] { sleeper.waitForExit(); };
+        sleeper.run();
+    };
+    for (long const step : {0L, 3600L, -3600L}) {
+        stepOfDay = step;  // seconds, at each look at the clock
+        EXPECT_EQ(limitOf([&] { waitFor(60); }), 60);
+        EXPECT_EQ(limitOf([&] { condition.wait(60, timedOut); }), 60);
+        EXPECT_EQ(limitOf([&] { EXPECT_FALSE(lock.lockFor(Lock::zlockWrite, 60000)); }), 60);
+        EXPECT_EQ(limitOf([&] { runWith(60); }), 60);
+        condition.initCondition();
+    }
+    stepOfDay = 0;
+    EXPECT_GT(limitOf([&] { runWith(std::numeric_limits<unsigned long>::max()); }), 1000000);
+    EXPECT_EQ(tally.works, 4) << "when the interval has elapsed";
+    limitOf([&] { waitFor(std::numeric_limits<long>::max()); });
+    EXPECT_EQ(lastDeadline.tv_sec, std::numeric_limits<time_t>::max());
+    for (long const past : {std::numeric_limits<long>::min(), -lastDeadline.tv_sec}) {
+        limitOf([&] { waitFor(past); });
+        EXPECT_EQ(lastDeadline.tv_sec, 0);
         EXPECT_EQ(lastDeadline.tv_nsec, 1) << "both 0 would be no limit";
     }
+    timespec const noon{43200, 0};
+    EXPECT_EQ(limitOf([&] { condition.ZCondition::wait(lastDeadline = noon, timedOut); }), -1);
+    EXPECT_EQ(lastDeadline.tv_sec, noon.tv_sec) << "the caller's own time of day";
 }
 
 TEST(FaultTest, ASleeperWaitsWithoutALimitUnlessItHasAnInterval) {
@@ -186,15 +225,7 @@ TEST(FaultTest, ASleeperWaitsWithoutALimitUnlessItHasAnInterval) {
     EXPECT_EQ(runWithout("pthread_cond_wait", Worker(tally)), 9);
     EXPECT_EQ(runWithout("pthread_cond_wait", Worker(tally, asDetached, keepsObject)), 9);
     EXPECT_EQ(runWithout("pthread_cond_wait", Worker(tally, std::ref(lent))), 9);
-    time_t const before = time(nullptr);
-    for (unsigned long const seconds : {60UL, std::numeric_limits<unsigned long>::max()})
-        EXPECT_EQ(
-            runWithout("pthread_cond_timedwait", Worker(tally, asDetached, keepsObject, seconds)),
-            0);
-    EXPECT_GT(lastDeadline.tv_sec, before + 1000000);
-    EXPECT_EQ(tally.works, 2) << "when the interval has elapsed";
-    EXPECT_EQ(runWithout("pthread_cond_timedwait", Worker(tally, 60UL)), 20) << "never started";
-    EXPECT_TRUE(isIn(60, lastDeadline, before));
+    EXPECT_EQ(runWithout("pthread_cond_clockwait", Worker(tally, 60UL)), 20) << "never started";
 }
 
 /// Whether it is nothing, or an exception of the table above.

@@ -25,16 +25,20 @@ TEST_F(ZlockTest, RunsCommandsUnderTheLockAndCountsThoseThatWroteAndSucceeded) {
         {"zlock --read config -- sh -c 'echo $ZLOCK_SEQUENCE'", 0, "3\n"},
         {"zlock config -- sh -c 'echo $ZLOCK_SEQUENCE; exit 7'", 7, "3\n"},
         {"zlock config -- sh -c 'echo $ZLOCK_SEQUENCE; kill -TERM $$'", 128 + SIGTERM, "3\n"},
+        {"zlock config -- sh -c 'echo $ZLOCK_SEQUENCE; kill -KILL $PPID'", 128 + SIGKILL, "4\n",
+         "Killed"},
+        {"zlock config -- sh -c 'echo $ZLOCK_SEQUENCE; exit 127'", 127, "5\n"},
         {"zlock config -- /no/such/command", 3, "", "/no/such/command: "},
         {"zlock config -- /tmp", 3, "", "/tmp: "},
         {"zlock --dir ./none config -- echo ran", 3, "", "./none: "},
         {"ln -s /etc/hostname ._zpl2; zlock 2 -- echo ran", 3, "", "./._zpl2: "},
         {"zlock --status 2", 3, "", "./._zpl2: "},
         {"zlock --help >text"},
+        {"zlock --mode 0660 new -- stat -c %a ._zplnew", 0, "2660\n"},
         {"zlock config -- ls -l /proc/self/fd | grep _zpl || echo hidden", 0, "hidden\n"},
         {"zlock config -- printf '%s|' '[a,b]' {} '' -- -x %%", 0, "[a,b]|{}||--|-x|%%|"},
     });
-    EXPECT_EQ(5U, lockWords(path).sequence);
+    EXPECT_EQ(7U, lockWords(path).sequence);
     EXPECT_TRUE(isFree());
 }
 
@@ -68,6 +72,8 @@ TEST_F(ZlockTest, RefusesWrongUsage) {
         {"config --", "no command"},
         {"'' -- true", "name"},
         {"a/b -- true", "a name is not empty"},
+        {".. -- true", "a name is not empty"},
+        {"--mode 888 config -- true", "permissions are"},
         {"--read --write config -- true", "--write"},
         {"--status config -- true", "--status"},
         {"--wait -1 config -- true", "a time is"},
@@ -94,7 +100,7 @@ TEST_F(ZlockTest, TellsNumberHolderAndState) {
     runs({
         {"zlock --status config", 0, "sequence: 0\nlast holder: none\nstate: free\n"},
         {"test -e ._zplconfig || echo none", 0, "none\n"},
-        {"zlock" + asked, 0, "sequence: 0\nlast holder: ME (running)\nstate: written\n"},
+        {"zlock" + asked, 0, "sequence: 1\nlast holder: ME (running)\nstate: written\n"},
         {"zlock --read" + asked, 0, "sequence: 1\nlast holder: ME (running)\nstate: read\n"},
         {"zlock --status config | sed 's/[0-9]* (/ONE (/'", 0,
          "sequence: 1\nlast holder: ONE (gone)\nstate: free\n"},

@@ -31,8 +31,9 @@ constexpr char description[] =
     "  zlock --status [--dir DIR] NAME";
 
 constexpr char footer[] =
-    "The command finds the lock's change number in ZLOCK_SEQUENCE. A command that ends with status "
-    "0\nunder --write or --protect advances the number.\n"
+    "The command finds the lock's change number in ZLOCK_SEQUENCE. Under --write and --protect "
+    "the\n"
+    "number advances, unless the command ends with a status from 1 to 127.\n"
     "Exit status: the command's, 128 and the signal's number when one ended it; 1, or that of\n"
     "--conflict-exit, when the lock was not to be had; 2 wrong usage, 3 error.\n"
     "Example: zlock --dir /var/lock/app --wait 10 config -- vi /etc/app.conf";
@@ -45,6 +46,7 @@ struct Request {
     bool noWait = false;
     double waitSeconds = -1;  // negative: without a limit
     int conflictExit = 1;
+    std::string fileMode;  // octal; empty: the usual one
 };
 
 /// Fills the request; the command is not among what is parsed here.
@@ -56,6 +58,9 @@ class CommandLine {
             ->required()
             ->check(isFileName);
         app.add_option("--dir", request.directory, "directory of the lock file (default .)");
+        app.add_option("--mode", request.fileMode,
+                       "permissions of a lock file that is made, in octal (0660)")
+            ->check(isPermissions);
         addModes();
         addWaits();
     }
@@ -74,8 +79,15 @@ class CommandLine {
 
   private:
     static std::string isFileName(std::string const& name) {
-        bool const good = !name.empty() && name.find('/') == std::string::npos;
-        return good ? std::string() : "a name is not empty and has no \"/\"";
+        bool const good =
+            !name.empty() && name.find('/') == std::string::npos && name != "." && name != "..";
+        return good ? std::string() : "a name is not empty, \".\" or \"..\", and has no \"/\"";
+    }
+
+    static std::string isPermissions(std::string const& text) {
+        bool const isOctal = text.find_first_not_of("01234567") == std::string::npos;
+        bool const good = isOctal && (text.size() == 3 || (text.size() == 4 && text[0] == '0'));
+        return good ? std::string() : "permissions are three octal digits, as 660";
     }
 
     CLI::Option* addMode(char const* flag, Lock::zlockstate mode, char const* help) {
@@ -131,13 +143,12 @@ std::string reasonOf(ZException const& e, Request const& request) {
     std::string const file = request.directory + "/._zpl" + request.name + ": ";
     if (resource == nullptr)
         return file + e.getName() + " (message " + std::to_string(e.getCode()) + ")";
-    if (resource->resourceRc() == EBADF)
-        return file + "cannot be opened for writing, or is no plain file";
+    if (resource->resourceRc() == EBADF) return file + "is no plain file";
     if (resource->resourceRc() < 0) return file + "is no lock file";
     return file + std::strerror(resource->resourceRc());
 }
 
-bool take(Lock& lock, Request const& request) {
+bool takeMode(Lock& lock, Request const& request) {
     constexpr double millisecondsPerSecond = 1000;
     constexpr double longest = std::numeric_limits<int>::max();
     if (request.noWait) return lock.tryLock(request.mode);
@@ -149,17 +160,48 @@ bool take(Lock& lock, Request const& request) {
                                           request.waitSeconds * millisecondsPerSecond, longest)));
 }
 
-int run(Request const& request, char* const* command) {
-    Lock lock(request.name.c_str(), request.directory.c_str());
-    if (!take(lock, request)) return request.conflictExit;
-    setenv("ZLOCK_SEQUENCE", std::to_string(lock.getSequence()).c_str(), 1);
+/// As takeMode(); tells why the file could not be opened, which the exception does not.
+bool take(Lock& lock, Request const& request) {
+    try {
+        return takeMode(lock, request);
+    } catch (ZLockResourceException const& e) {
+        int const error = lock.lockFileError();
+        bool const isPlanted = error < 0 || error == ELOOP || error == EISDIR;
+        if (e.resourceRc() != EBADF || isPlanted) throw;
+        zraise(ZLockResourceException(static_cast<int>(e.getCode()), error), "zlock", __LINE__);
+    }
+}
+
+/// Runs the command; whether it may have changed something, as far as one can tell by its end.
+int runAndJudge(char* const* command, bool& mayHaveChanged) {
+    constexpr int killed = 128;  // by a signal, itself or what it ran, at who knows which point
     int status = failed;
+    mayHaveChanged = false;
     try {
         status = runCommand(command);
+        mayHaveChanged = status == 0 || status >= killed;
     } catch (std::system_error const& e) {
         complain(std::string(command[0]) + ": " + e.code().message());
     }
-    lock.unlock(status == 0 ? 1 : 0);  // readers never advance the number
+    return status;
+}
+
+int run(Request const& request, char* const* command) {
+    Lock lock(request.name.c_str(), request.directory.c_str());
+    constexpr int octal = 8;
+    if (!request.fileMode.empty())
+        lock.setLockFileMode(static_cast<mode_t>(std::stoul(request.fileMode, nullptr, octal)));
+    if (!take(lock, request)) return request.conflictExit;
+    unsigned long const before = lock.getSequence();
+    setenv("ZLOCK_SEQUENCE", std::to_string(before).c_str(), 1);
+    bool const writes = request.mode != Lock::zlockRead;
+    // Now, not at the end: what the command has changed is told to others also when this process
+    // is killed.
+    if (writes) lock.incSequence();
+    bool mayHaveChanged = false;
+    int const status = runAndJudge(command, mayHaveChanged);
+    if (writes && !mayHaveChanged) lock.writeSequenceNumber(before);
+    lock.unlock(0);
     return status;
 }
 

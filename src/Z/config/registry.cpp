@@ -3,6 +3,7 @@
 #include "Z/ZList.h"
 #include "Z/ZProperties.h"
 #include "Z/config/properties_edit.h"
+#include "Z/threads/forked_child.h"
 
 namespace {
 
@@ -16,10 +17,7 @@ void deleteMembers(ZArrayList const& list) {
 
 }  // namespace
 
-ZLock& ZPropRegistry::registryLock() {
-    static ZLock& lock = *new ZLock;  // never destroyed: static factories outlive other statics
-    return lock;
-}
+ZLock& ZPropRegistry::registryLock() { return ZForkedChild::own(ZOwnLock::registry); }
 
 ZPropRegistry::ZPropRegistry() : guard(registryLock()) {}
 
@@ -35,8 +33,11 @@ ZAbstractPropertiesFactory::~ZAbstractPropertiesFactory() {
     ZArrayList made(expectedFiles, 0);
     objects->listKeys(names);
     objects->listObjects(made);
-    // Emptied first: it must not point at what is deleted below.
-    objects->removeAll();
+    {
+        ZNoFork const whileChanged;
+        // Emptied first: it must not point at what is deleted below.
+        objects->removeAll();
+    }
     deleteMembers(names);
     deleteMembers(made);
 }
@@ -48,6 +49,7 @@ ZProperties* ZAbstractPropertiesFactory::find(char const* file) const {
 
 void ZAbstractPropertiesFactory::enter(char const* file, std::unique_ptr<ZProperties> properties) {
     auto name = std::make_unique<ZLCString>(file);
+    ZNoFork const whileChanged;
     objects->putEntry(name.get(), properties.get());
     static_cast<void>(name.release());
     static_cast<void>(properties.release());

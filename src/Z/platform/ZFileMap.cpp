@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "Z/platform/descriptor.h"
+#include "Z/platform/locked_file.h"
 #include "Z/utility/cancellation_off.h"
 
 namespace {
@@ -18,19 +19,32 @@ constexpr int noDescriptor = 0;
 constexpr mode_t ownerReadWrite = S_IRUSR | S_IWUSR;
 
 /// Size of the named file; 0 for one that is empty or cannot be asked.
-off_t sizeOf(char const* path) {
-    struct stat status {};
-    return stat(path, &status) == 0 ? status.st_size : 0;
+unsigned long long sizeOf(char const* path) {
+    auto const status = zfc::platform::statusOf(path);
+    return status ? status->size : 0;
 }
 
-/// Makes the file `size` bytes long by its last byte. 0 or an `errno` value.
-int extend(int fd, off_t size) {
-    // Beyond the limit the write would end the process by a signal.
-    if (zfc::platform::exceedsSizeLimit(size)) return EFBIG;
-    char const zero = 0;
-    return zfc::platform::uninterrupted([&] { return pwrite(fd, &zero, 1, size - 1); }) == 1
-               ? 0
-               : errno;
+/// Adds room behind the end, on a file system that can only write it. 0 or an `errno` value.
+int addRoom(int fd, off_t size, off_t wanted) {
+    int rc = 0;
+    do {
+        rc = posix_fallocate(fd, size, wanted - size);
+    } while (rc == EINTR);
+    return rc;
+}
+
+/// Makes the file at least `wanted` bytes long, and gives these bytes their room on the device, the
+/// holes among them too: what is written to a map has no other place where it could fail than in a
+/// signal. 0 or an `errno` value; the file is then as long as before.
+int reserve(int fd, off_t size, off_t wanted) {
+    // Beyond the limit the system would end the process by a signal.
+    if (wanted > size && zfc::platform::exceedsSizeLimit(wanted)) return EFBIG;
+    auto const allocate = [&] { return fallocate(fd, 0, 0, wanted); };
+    int rc = zfc::platform::uninterrupted(allocate) == 0 ? 0 : errno;
+    if (rc == EOPNOTSUPP) rc = wanted > size ? addRoom(fd, size, wanted) : 0;
+    // Part of it may have been had. What cannot be given back does no harm.
+    if (rc != 0 && wanted > size) static_cast<void>(ftruncate(fd, size) == 0);
+    return rc;
 }
 
 }  // namespace
@@ -66,15 +80,16 @@ int ZUnixFileMap::openFile(int extraFlags) {
 /// Sets `length`, and makes the open file that long in a write map. The file is measured anew: it
 /// may have been changed, or be another one, since its name was asked.
 int ZUnixFileMap::fit(unsigned long requested) {
-    struct stat status {};
-    if (fstat(fd, &status) != 0) return errno;
-    if (requested == 0 && status.st_size == 0) return EINVAL;
-    auto const bytes = requested == 0 ? static_cast<unsigned long long>(status.st_size) : requested;
+    auto const status = zfc::platform::statusOf(fd);
+    if (!status) return errno;
+    if (requested == 0 && status->size == 0) return EINVAL;
+    auto const bytes = requested == 0 ? status->size : requested;
     // Layout: the length is a field of 32 bits.
     if (bytes > std::numeric_limits<unsigned int>::max()) return EOVERFLOW;
     length = static_cast<unsigned int>(bytes);
-    off_t const wanted = length;
-    return mode == readWrite && wanted > status.st_size ? extend(fd, wanted) : 0;
+    // What has no room to reserve, such as a device, is for mmap to judge.
+    if (mode != readWrite || !status->isRegular()) return 0;
+    return reserve(fd, static_cast<off_t>(status->size), length);
 }
 
 int ZUnixFileMap::mapOpened() {

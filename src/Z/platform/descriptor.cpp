@@ -16,6 +16,9 @@ void Descriptor::close() noexcept {
 }
 
 Descriptor openFile(char const* path, int flags, mode_t mode) {
+    // Else a thread that is cancelled when the file is open, but open() has not returned, would
+    // leave it open.
+    ZCancellationOff const untilOwned;
     Descriptor opened(uninterrupted([&] { return ::open(path, flags | O_CLOEXEC, mode); }));
     if (!opened.isOpen() || opened.get() > STDERR_FILENO) return opened;
     // If that fails, errno says so to the caller: the closing of `opened` keeps it.

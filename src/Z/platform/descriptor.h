@@ -37,7 +37,8 @@ class Descriptor {
 };
 
 /// Opens as open(2) does, close-on-exec, and never as descriptor 0, 1 or 2: a program that had
-/// closed one of those would print into the file. Not open: `errno` says why.
+/// closed one of those would print into the file. Not open: `errno` says why. No cancellation
+/// point.
 [[nodiscard]] Descriptor openFile(char const* path, int flags, mode_t mode = 0);
 
 /// Calls `systemCall` until it is not interrupted by a signal, and returns what it returned.

@@ -1,6 +1,7 @@
 #include "Z/platform/locked_file.h"
 
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
@@ -21,16 +22,28 @@ namespace {
 constexpr char sourceName[] = "src/Z/ZProperties";
 constexpr std::size_t workingDirectorySize = 1024;
 
+/// The time of day in seconds; clock_gettime(2) of 32 bits ends with 2038.
+[[nodiscard]] double timeOfDay() {
+    struct {
+        long long seconds, nanoseconds;
+    } now{0, 0};
+#if defined(SYS_clock_gettime64)
+    syscall(SYS_clock_gettime64, CLOCK_REALTIME, &now);
+#else
+    timespec exact{};
+    clock_gettime(CLOCK_REALTIME, &exact);
+    now = {exact.tv_sec, exact.tv_nsec};
+#endif
+    return static_cast<double>(now.seconds) + static_cast<double>(now.nanoseconds) * 1e-9;
+}
+
 /// Whether a change from now on gets another time than this one.
 [[nodiscard]] bool isOver(statx_timestamp const& time) {
     // A clock of nanoseconds moves with the kernel's ticks, of 10 ms at most; one without them may
     // be kept in steps of two seconds.
     constexpr double tick = 0.05;
     constexpr double coarse = 2.5;
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    double const age = static_cast<double>(now.tv_sec) - static_cast<double>(time.tv_sec) +
-                       (static_cast<double>(now.tv_nsec) - time.tv_nsec) * 1e-9;
+    double const age = timeOfDay() - static_cast<double>(time.tv_sec) - time.tv_nsec * 1e-9;
     // One that is still to come is as good as one that is long over.
     return std::abs(age) > (time.tv_nsec == 0 ? coarse : tick);
 }
@@ -39,8 +52,8 @@ constexpr std::size_t workingDirectorySize = 1024;
     Status status;
     status.identity = {makedev(raw.stx_dev_major, raw.stx_dev_minor), raw.stx_ino};
     status.size = raw.stx_size;
-    status.links = raw.stx_nlink;
     status.mode = raw.stx_mode;
+    status.links = raw.stx_nlink;
     status.owner = raw.stx_uid;
     status.group = raw.stx_gid;
     status.modified = static_cast<long>(raw.stx_mtime.tv_sec);
@@ -109,8 +122,12 @@ std::optional<Status> statusOf(char const* path) { return askSystem(AT_FDCWD, pa
 
 std::optional<Status> statusOf(int fd) { return askSystem(fd, "", AT_EMPTY_PATH); }
 
+std::optional<Status> statusOfName(char const* path) {
+    return askSystem(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
+}
+
 bool isLinkOrSpecial(char const* path) {
-    auto const status = askSystem(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
+    auto const status = statusOfName(path);
     return status && !status->isRegular();
 }
 
@@ -188,7 +205,7 @@ LockedFile::~LockedFile() {
 }
 
 void LockedFile::removeEmpty() const {
-    auto const named = askSystem(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
+    auto const named = statusOfName(path);
     if (named && named->identity == found.identity && named->size == 0) unlink(path);
 }
 

@@ -29,8 +29,8 @@ struct Identity {
 struct Status {
     Identity identity;
     unsigned long long size = 0;
-    unsigned int links = 0;
-    mode_t mode = 0;  // type and permissions
+    mode_t mode = 0;         // type and permissions
+    unsigned int links = 0;  // names of the file
     uid_t owner = 0;
     gid_t group = 0;
     long modified = 0;  // whole seconds; the low bits where `long` cannot hold them
@@ -45,6 +45,8 @@ struct Status {
 /// Examines the file. Nothing, with errno, when that is not possible.
 [[nodiscard]] std::optional<Status> statusOf(char const* path);
 [[nodiscard]] std::optional<Status> statusOf(int fd);
+/// The same of what has the name itself, be it a link.
+[[nodiscard]] std::optional<Status> statusOfName(char const* path);
 
 /// Whether the name is taken by anything but a regular file, a link among them.
 [[nodiscard]] bool isLinkOrSpecial(char const* path);

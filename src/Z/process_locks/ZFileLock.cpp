@@ -5,6 +5,7 @@
 
 #include "Z/ZException.h"
 #include "Z/exceptions/report.h"
+#include "Z/platform/locked_file.h"
 #include "Z/process_locks/hold.h"
 #include "Z/process_locks/lock_file.h"
 #include "Z/process_locks/time_limit.h"
@@ -23,9 +24,9 @@ constexpr char sourceName[] = "src/Z/ZFileLock";
 static_assert(sizeof(unsigned int) == dataRange.length && sizeof(pid_t) == gateRange.length);
 
 bool isUsableDirectory(char const* path) {
-    struct stat status {};
-    return stat(path, &status) == 0 && S_ISDIR(status.st_mode) && (status.st_mode & S_IWUSR) != 0 &&
-           (status.st_mode & S_IXUSR) != 0;
+    auto const status = zfc::platform::statusOf(path);
+    return status && S_ISDIR(status->mode) && (status->mode & S_IWUSR) != 0 &&
+           (status->mode & S_IXUSR) != 0;
 }
 
 }  // namespace
@@ -175,9 +176,12 @@ void ZAbstractProcessReadWriteFileLock::acquire(zlockstate requested) {
 void ZAbstractProcessReadWriteFileLock::takeFileLock() ZNO_THREAD_SAFETY_ANALYSIS {
     TimeLimit* const limit = TimeLimit::of(*this);
     if (limit == nullptr) return fileLock.lock();
-    if (!fileLock.lockFor(limit->remaining()))
-        zraise(ZLockResourceException(numberOf(Message::processLockFailed), limit->reach()),
-               sourceName, __LINE__);
+    // Mostly held for a moment, while another thread passes the gate or gives the file back.
+    while (!fileLock.lockFor(limit->remainingForMoment())) {
+        if (limit->remainingForMoment() == 0)
+            zraise(ZLockResourceException(numberOf(Message::processLockFailed), limit->reach()),
+                   sourceName, __LINE__);
+    }
 }
 
 void ZAbstractProcessReadWriteFileLock::takeFile(zlockstate mode) {
@@ -235,9 +239,12 @@ void ZAbstractProcessReadWriteFileLock::lockFile(zlockstate mode) {
     auto const leaveGate = [this] { unlockFileRange(gateRange.start, gateRange.length); };
     lockFileRange(zlockWrite, gateRange.start, gateRange.length);
     ZUndo leaveAfterFailure([&] { zfc::process_locks::stepBack(leaveGate); });
-    // Under the gate, which is exclusive also for readers: nobody else writes these bytes.
-    writePid();
+    // Under the gate, which is exclusive also for readers: nobody else writes these bytes. Who may
+    // give up is not named before it holds the lock; who waits without a limit is as good as there.
+    bool const mayGiveUp = TimeLimit::of(*this) != nullptr;
+    if (!mayGiveUp) writePid();
     lockFileRange(mode, dataRange.start, dataRange.length);
+    if (mayGiveUp) writePid();
     // A writer keeps the gate until it leaves: no new reader gets in front.
     leaveAfterFailure.keep();
     if (mode == zlockRead) leaveGate();

@@ -1,5 +1,7 @@
 #include "Z/ZProcessLock.h"
 
+#include <cstring>
+
 #include "Z/ZException.h"
 #include "Z/exceptions/report.h"
 #include "Z/process_locks/hold.h"
@@ -7,6 +9,7 @@
 #include "Z/threads/forked_child.h"
 #include "Z/threads/persistent_guard.h"
 #include "Z/utility/cancellation_off.h"
+#include "Z/utility/undo.h"
 
 namespace {
 
@@ -16,6 +19,14 @@ constexpr char sourceName[] = "src/Z/ZFileLock";  // reports do not tell the fil
 bool isHeldHere(zfc::process_locks::Record const& record, ZReadWriteLock const& inProcess) {
     return record.readers.mine() != nullptr ||
            (inProcess.haveLock(ZReadWriteLockInterface::zlockWrite) && inProcess.ownWriteLock());
+}
+
+/// A name is part of one file's name, and must not lead out of the lock's directory.
+void requireName(ZLCString const& name) {
+    char const* const text = name.getChars();
+    if (std::strchr(text, '/') != nullptr || std::strcmp(text, ".") == 0 ||
+        std::strcmp(text, "..") == 0)
+        zraise(ZInvalidParameterException(), sourceName, __LINE__);
 }
 
 }  // namespace
@@ -45,6 +56,7 @@ unsigned long ZSequenceUpdate::getLastSequence() const { return lastSequence; }
 // ------------------------------------------------------------------------------------- the base
 
 ZAbstractProcessReadWriteLock::ZAbstractProcessReadWriteLock(char const* name) : lockName(name) {
+    requireName(lockName);
     zfc::process_locks::registerLock(*this);
 }
 
@@ -94,6 +106,7 @@ ZLCString const& ZAbstractProcessReadWriteLock::getLockName() const { return loc
 void ZAbstractProcessReadWriteLock::setLockName(ZLCString& name) {
     // Kept: only a lock that is held takes a new name, because who renames has to be its holder.
     if (name == lockName || haveLock(zlockUnset)) return;
+    requireName(name);
     unlock();
     lockName = name;
 }
@@ -173,6 +186,20 @@ void ZAbstractProcessReadWriteLock::forgetParent() noexcept {
     update = 0;
     ZForkedChild::release(rwLock);
     ZForkedChild::release(static_cast<ZAbstractObservable&>(*this));
+}
+
+// ------------------------------------------------------------------------------------- the guard
+
+ZStackWriteLock::ZStackWriteLock(ZAbstractProcessReadWriteLock& l) : processLock(l) {
+    processLock.writeLock();
+    // The caller's data is what the observers have just read; only others have to read it again.
+    ZUndo giveBack([this] { zfc::process_locks::stepBack([this] { processLock.unlock(0); }); });
+    processLock.incSequence();
+    giveBack.keep();
+}
+
+ZStackWriteLock::~ZStackWriteLock() {
+    static_cast<void>(zreturned(sourceName, __LINE__, [this] { processLock.unlock(0); }));
 }
 
 // ------------------------------------------------------------------------------------- the stub

@@ -62,7 +62,9 @@ ZAbstractProcessReadWriteLock::InProcess::~InProcess() {
 void ZAbstractProcessReadWriteLock::InProcess::take(zlockstate mode) {
     zfc::process_locks::TimeLimit* const limit = zfc::process_locks::TimeLimit::of(owner);
     if (limit == nullptr) return owner.rwLock.lock(mode);  // most requests: without a clock
-    if (!owner.rwLock.lockFor(mode, limit->remaining()))
-        zraise(ZLockResourceException(numberOf(Message::processLockFailed), limit->reach()),
-               sourceName, __LINE__);
+    while (!owner.rwLock.lockFor(mode, limit->remaining())) {
+        if (limit->remaining() == 0)
+            zraise(ZLockResourceException(numberOf(Message::processLockFailed), limit->reach()),
+                   sourceName, __LINE__);
+    }
 }

@@ -99,7 +99,9 @@ class Register {
     }
     void unregisterLock(ZAbstractProcessReadWriteLock& lock) {
         ZPersistentGuard const guard(lockOverAll);
-        records.erase(&lock);
+        auto record = records.extract(&lock);
+        if (!record.empty() && record.mapped().isKept)
+            static_cast<void>(new Records::node_type(std::move(record)));
     }
     Record& recordOf(ZAbstractProcessReadWriteLock const& lock) {
         ZPersistentGuard const guard(lockOverAll);
@@ -113,8 +115,9 @@ class Register {
     // Around a fork nothing here is half done. What the handlers hold from one to the next is
     // beyond the analysis.
     Register() {
-        pthread_atfork([] { instance().stop(); }, [] { instance().goOn(); },
-                       [] { instance().beChild(); });
+        static constexpr ZForkedChild::Handlers handlers{
+            [] { instance().stop(); }, [] { instance().goOn(); }, [] { instance().beChild(); }};
+        ZForkedChild::tellProcessLocks(handlers);
     }
 
     /// Holds everything. A change of state may come to ask for a record, in what a class of the
@@ -147,6 +150,7 @@ class Register {
             record.readers.forget();
             if (record.fileLock != nullptr) ZForkedChild::release(*record.fileLock);
             if (record.handle != nullptr) closeHandle(*record.handle);
+            closeHandle(record.timer);
             lock->forgetParent();
         }
         goOn();
@@ -160,6 +164,13 @@ class Register {
     ZLock lockOverAll;
     Records records ZGUARDED_BY(lockOverAll);
 };
+
+namespace {
+
+/// When the library is loaded: no fork comes while the register is made.
+[[gnu::constructor]] void atLoad() { Register::instance(); }
+
+}  // namespace
 
 void registerLock(ZAbstractProcessReadWriteLock& lock) {
     orOutOfMemory([&] { Register::instance().registerLock(lock); });

@@ -75,11 +75,17 @@ struct Record {
     ZLock transition;                    // a stub lock's changes of state; nobody waits under it
     ZLock* fileLock = nullptr;           // of a file lock, else null
     std::atomic<int>* handle = nullptr;  // its descriptor; null where there is none
+    std::atomic<int> timer{-1};          // descriptor of a request that waits with a limit
+    std::atomic<int> openError{0};       // of the last opening: an errno, -1: not plain, 0: none
+    std::atomic<int> fileMode{-1};       // permissions of a new file; -1: the usual ones
+    std::atomic<int> waiters{0};         // threads that ask for the file
+    std::atomic<bool> isKept{false};     // the lock has ended, and a thread still asks
 };
 
 /// Registers a lock under construction, and unregisters it. Throws ZOutOfMemoryException (message
 /// 1), and as ZLock().
 void registerLock(ZAbstractProcessReadWriteLock& lock);
+/// The record stays where it is if it is kept.
 void unregisterLock(ZAbstractProcessReadWriteLock& lock) noexcept;
 
 /// The record of a registered lock; lives until the lock is unregistered. Throws as

@@ -11,6 +11,19 @@ thread_local TimeLimit* innermost = nullptr;
 /// So far away that nobody waits for it, and that no clock overflows on the way.
 constexpr std::chrono::hours longest{24 * 365 * 50};
 
+/// Many times as long as anybody needs to pass the gate.
+constexpr std::chrono::milliseconds moment{20};
+
+/// Milliseconds, rounded up, so that 0 means the end and nothing before it.
+long millisecondsTo(std::chrono::steady_clock::time_point end) {
+    auto const left =
+        std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now())
+            .count();
+    // On 32 bits the longest limit does not fit; who waits that long asks again.
+    constexpr long long most = 24LL * 3600 * 1000;
+    return static_cast<long>(std::clamp<long long>(left, 0, most));
+}
+
 }  // namespace
 
 TimeLimit::TimeLimit(ZAbstractProcessReadWriteLock const& limited, long milliseconds)
@@ -18,6 +31,7 @@ TimeLimit::TimeLimit(ZAbstractProcessReadWriteLock const& limited, long millisec
     constexpr std::chrono::milliseconds none{0};
     end += std::clamp<std::chrono::milliseconds>(std::chrono::milliseconds(milliseconds), none,
                                                  longest);
+    momentsEnd = milliseconds > 0 ? end : end + moment;
     innermost = this;
 }
 
@@ -29,13 +43,9 @@ TimeLimit* TimeLimit::of(ZAbstractProcessReadWriteLock const& lock) {
     return innermost != nullptr && &innermost->lock == &lock ? innermost : nullptr;
 }
 
-long TimeLimit::remaining() const {
-    // Rounded up, so that 0 means the end and nothing before it.
-    auto const left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-    // On 32 bits the longest limit does not fit; who waits that long asks again.
-    constexpr long long most = 24LL * 3600 * 1000;
-    return static_cast<long>(std::clamp<long long>(left, 0, most));
-}
+long TimeLimit::remaining() const { return millisecondsTo(end); }
+
+long TimeLimit::remainingForMoment() const { return millisecondsTo(momentsEnd); }
 
 int TimeLimit::reach() {
     reached = true;

@@ -27,6 +27,9 @@ class TimeLimit {
 
     /// Milliseconds to the end, rounded up; 0 at the end and behind it.
     [[nodiscard]] long remaining() const;
+    /// The same for what nobody holds longer than for a moment: a request that does not wait gives
+    /// that a few milliseconds, or it would be refused beside others that are as short.
+    [[nodiscard]] long remainingForMoment() const;
     /// The request failed because its time was up.
     [[nodiscard]] bool wasReached() const { return reached; }
     /// Notes that the time is up; the code of the exception that ends the request.
@@ -38,6 +41,7 @@ class TimeLimit {
     ZAbstractProcessReadWriteLock const& lock;
     TimeLimit* const outer;  // of the calling thread, for whatever lock; null for none
     Clock::time_point end;
+    Clock::time_point momentsEnd;
     bool reached = false;
 };
 

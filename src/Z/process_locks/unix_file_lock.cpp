@@ -1,10 +1,14 @@
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
 #include <cstring>
 #include <ctime>
 #include <utility>
@@ -13,10 +17,13 @@
 #include "Z/ZFileLock.h"
 #include "Z/exceptions/messages.h"
 #include "Z/platform/descriptor.h"
+#include "Z/platform/locked_file.h"
 #include "Z/platform/record_lock.h"
 #include "Z/process_locks/lock_file.h"
 #include "Z/process_locks/register.h"
 #include "Z/process_locks/time_limit.h"
+#include "Z/threads/forked_child.h"
+#include "Z/utility/waiting.h"
 
 namespace {
 
@@ -24,6 +31,8 @@ using zfc::platform::Descriptor;
 using zfc::platform::LockMode;
 using zfc::platform::LockRange;
 using zfc::platform::LockWait;
+using zfc::platform::Status;
+using zfc::platform::statusOf;
 using zfc::platform::uninterrupted;
 using zfc::process_locks::dataRange;
 using zfc::process_locks::gateRange;
@@ -36,7 +45,7 @@ constexpr char sourceName[] = "src/Z/ZFileLock";
 constexpr mode_t lockFileMode = S_ISGID | S_IRUSR | S_IWUSR;
 
 /// A file that lost its last link since it was opened is found out once the gate is held.
-bool isPlain(struct stat const& status) { return S_ISREG(status.st_mode) && status.st_nlink <= 1; }
+bool isPlain(Status const& status) { return status.isRegular() && status.links <= 1; }
 
 LockMode modeOf(ZReadWriteLockInterface::zlockstate state) {
     if (state == ZReadWriteLockInterface::zlockUnset) return LockMode::none;
@@ -45,35 +54,111 @@ LockMode modeOf(ZReadWriteLockInterface::zlockstate state) {
 
 constexpr int notPlain = -1;  // in place of an errno
 
+/// Makes a file that is missing, with these permissions. 0 or an errno.
+int makeLockFile(char const* path, mode_t permissions) {
+    mode_t const mode = S_ISGID | permissions;
+    Descriptor const made =
+        zfc::platform::openFile(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
+    if (!made.isOpen()) return errno == EEXIST ? 0 : errno;
+    // The umask, which open() respects, is not for what was asked for by name.
+    return fchmod(made.get(), mode) == 0 ? 0 : errno;
+}
+
 /// Opens the lock file with `flags`; `file` stays not open, with the errno or notPlain, when it
 /// cannot be had or is something else that somebody planted.
 int openLockFile(Descriptor& file, char const* path, int flags) {
     Descriptor opened = zfc::platform::openFile(path, flags | O_NOFOLLOW | O_NOCTTY, lockFileMode);
-    struct stat status {};
-    if (!opened.isOpen() || fstat(opened.get(), &status) != 0) return errno;
-    if (!isPlain(status)) return notPlain;
+    if (!opened.isOpen()) return errno;
+    auto const status = statusOf(opened.get());
+    if (!status) return errno;
+    if (!isPlain(*status)) return notPlain;
     file = std::move(opened);
     return 0;
 }
 
-/// 0, or EINTR when a signal came first.
-int sleepFor(long milliseconds) {
-    constexpr long nanosecondsPerMillisecond = 1000000;
-    // No pause is as long as a second, which nanoseconds alone could not tell.
-    timespec const time{0, milliseconds * nanosecondsPerMillisecond};
-    return clock_nanosleep(CLOCK_MONOTONIC, 0, &time, nullptr);
+/// Pauses that signals end as they end a wait of the system: a handler that has calls restarted
+/// does not. The kernel restarts no sleep, but the reading of a timer.
+class Pauses {
+  public:
+    /// Notes its descriptor in `child`, -1 before and after, for the child of a fork.
+    explicit Pauses(std::atomic<int>& child) : noted(child) {
+        ZNoFork const untilNoted;
+        noted = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
+    }
+    ~Pauses() {
+        ZNoFork const untilClosed;
+        Descriptor(noted.exchange(-1)).close();
+    }
+    Pauses(Pauses const&) = delete;
+    Pauses& operator=(Pauses const&) = delete;
+
+    /// Less than a second; 0, or EINTR when a signal came first.
+    [[nodiscard]] int pause(std::chrono::microseconds length) {
+        timespec const time{0, static_cast<long>(std::chrono::nanoseconds(length).count())};
+        itimerspec const once{{0, 0}, time};
+        // Without a descriptor to be had any signal ends it.
+        if (noted < 0 || timerfd_settime(noted, 0, &once, nullptr) != 0)
+            return clock_nanosleep(CLOCK_MONOTONIC, 0, &time, nullptr);
+        std::uint64_t expirations = 0;
+        return read(noted, &expirations, sizeof expirations) < 0 ? errno : 0;
+    }
+
+  private:
+    std::atomic<int>& noted;
+};
+
+bool isWritten(int fd) {
+    LockMode mode = LockMode::none;
+    return findRecordLock(fd, dataRange, mode) == 0 && mode == LockMode::exclusive;
+}
+
+/// Asks for the gate, which readers hold for a moment, and writers as long as they wait and write.
+/// No longer than for the moment where the request does not wait.
+int pollGate(int fd, TimeLimit& limit, std::atomic<int>& timer) {
+    constexpr std::chrono::microseconds pause{200};
+    constexpr LockRange range = gateRange;
+    int rc = setRecordLock(fd, LockMode::exclusive, range, LockWait::no);
+    if (rc != EAGAIN || limit.remaining() > 0 || isWritten(fd)) return rc;
+    Pauses pauses(timer);
+    while (rc == EAGAIN && limit.remainingForMoment() > 0) {
+        if (int const interrupted = pauses.pause(pause)) return interrupted;
+        rc = setRecordLock(fd, LockMode::exclusive, range, LockWait::no);
+    }
+    return rc;
 }
 
 /// Asks for the record lock until the limit; the longer it waits the less often.
-int pollRecordLock(int fd, LockMode mode, LockRange range, TimeLimit& limit) {
-    constexpr long firstPause = 1;
+int pollRecordLock(int fd, LockMode mode, LockRange range, TimeLimit& limit,
+                   std::atomic<int>& timer) {
+    constexpr long firstPause = 1;  // milliseconds
     constexpr long longestPause = 50;
-    for (long pause = firstPause;; pause = std::min(2 * pause, longestPause)) {
-        if (int const rc = setRecordLock(fd, mode, range, LockWait::no); rc != EAGAIN) return rc;
+    bool const isGate = range.start == gateRange.start;
+    int rc = isGate ? pollGate(fd, limit, timer) : setRecordLock(fd, mode, range, LockWait::no);
+    if (rc != EAGAIN) return rc;
+    if (limit.remaining() == 0) return limit.reach();
+    Pauses pauses(timer);
+    for (long pause = firstPause; rc == EAGAIN; pause = std::min(2 * pause, longestPause)) {
         long const left = limit.remaining();
         if (left == 0) return limit.reach();
-        if (int const rc = sleepFor(std::min(pause, left))) return rc;
+        rc = pauses.pause(std::chrono::milliseconds(std::min(pause, left)));
+        if (rc == 0) rc = setRecordLock(fd, mode, range, LockWait::no);
     }
+    return rc;
+}
+
+/// `limit` null: waits without one.
+int takeRange(int fd, LockMode mode, LockRange range, TimeLimit* limit, std::atomic<int>& timer) {
+    if (limit != nullptr) return pollRecordLock(fd, mode, range, *limit, timer);
+    return setRecordLock(fd, mode, range, LockWait::yes);
+}
+
+/// Never limited, and goes on after a signal: what is not released now would be held until the
+/// process ends.
+int releaseRange(int fd, LockRange range) {
+    int rc = EINTR;
+    while (rc == EINTR)
+        rc = setRecordLock(fd, LockMode::none, range, LockWait::yes);
+    return rc;
 }
 
 /// 0 when the file could be read, at the offset or behind its end; else the errno, -1 when it is
@@ -88,9 +173,9 @@ int readAt(int fd, void* buffer, off_t offset, std::size_t length) {
     // A short read is no failure to the system: errno, 0 before the call, tells the two apart.
     if (got == static_cast<ssize_t>(length)) return 0;
     if (errno != 0) return errno;
-    struct stat status {};
-    if (fstat(fd, &status) != 0) return errno;
-    return status.st_size == 0 ? 0 : -1;
+    auto const status = statusOf(fd);
+    if (!status) return errno;
+    return status->size == 0 ? 0 : -1;
 }
 
 /// Whether the file has these few bytes already.
@@ -132,12 +217,16 @@ ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock(char const* name)
 ZUnixProcessReadWriteFileLock::ZUnixProcessReadWriteFileLock(
     ZUnixProcessReadWriteFileLock const& other)
     : ZAbstractProcessReadWriteFileLock(other) {
-    zfc::process_locks::recordOf(*this).handle = &fileHandle;
+    zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
+    record.fileMode = zfc::process_locks::recordOf(other).fileMode.load();
+    record.handle = &fileHandle;
 }
 
 ZUnixProcessReadWriteFileLock::~ZUnixProcessReadWriteFileLock() {
-    zfc::process_locks::recordOf(*this).handle = nullptr;
-    closeLockFile();
+    zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
+    record.handle = nullptr;
+    record.isKept = record.waiters > 0;  // as when the process exits meanwhile
+    if (!record.isKept) closeLockFile();
 }
 
 ZObject* ZUnixProcessReadWriteFileLock::clone() const {
@@ -146,12 +235,33 @@ ZObject* ZUnixProcessReadWriteFileLock::clone() const {
 
 void ZUnixProcessReadWriteFileLock::createLockFile() {
     if (fileHandle >= 0) return;
+    char const* const path = getLockFileName().getChars();
+    // A child that inherits the file open must know of it: it would keep the lock that the parent
+    // takes on it, for as long as it lives.
+    zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
+    ZNoFork const untilNoted;
     Descriptor file;
-    if (openLockFile(file, getLockFileName().getChars(), O_RDWR | O_CREAT | O_SYNC) == 0)
-        fileHandle = file.release();
+    int const mode = record.fileMode;
+    int rc = mode < 0 ? 0 : makeLockFile(path, static_cast<mode_t>(mode));
+    if (rc == 0) rc = openLockFile(file, path, O_RDWR | O_CREAT | O_SYNC);
+    if (rc == 0) fileHandle = file.release();
+    record.openError = rc;
 }
 
-void ZUnixProcessReadWriteFileLock::closeLockFile() { Descriptor(fileHandle.exchange(-1)).close(); }
+int ZUnixProcessReadWriteFileLock::lockFileError() const {
+    return zfc::process_locks::recordOf(*this).openError;
+}
+
+void ZUnixProcessReadWriteFileLock::setLockFileMode(mode_t mode) {
+    constexpr mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
+    if ((mode & ~permissions) != 0) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    zfc::process_locks::recordOf(*this).fileMode = static_cast<int>(mode);
+}
+
+void ZUnixProcessReadWriteFileLock::closeLockFile() {
+    ZNoFork const untilClosed;
+    Descriptor(fileHandle.exchange(-1)).close();
+}
 
 void ZUnixProcessReadWriteFileLock::unlockFile() {
     struct Closing {
@@ -184,24 +294,21 @@ void ZUnixProcessReadWriteFileLock::lockFileRange(zlockstate mode, unsigned int 
 int ZUnixProcessReadWriteFileLock::requestRange(zlockstate mode, unsigned int start,
                                                 unsigned int length) {
     createLockFile();
+    zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
     LockRange const range{static_cast<off_t>(start), static_cast<off_t>(length)};
-    TimeLimit* const limit = TimeLimit::of(*this);
-    // A release is never limited, and goes on after a signal: what is not released now would be
-    // held until the process ends.
-    if (limit != nullptr && mode != zlockUnset)
-        return pollRecordLock(fileHandle, modeOf(mode), range, *limit);
-    int rc = setRecordLock(fileHandle, modeOf(mode), range, LockWait::yes);
-    while (rc == EINTR && mode == zlockUnset)
-        rc = setRecordLock(fileHandle, modeOf(mode), range, LockWait::yes);
+    ZWaiting const waiting(record.waiters);
+    int const rc = mode == zlockUnset ? releaseRange(fileHandle, range)
+                                      : takeRange(fileHandle, modeOf(mode), range,
+                                                  TimeLimit::of(*this), record.timer);
+    if (record.isKept) zstayForever();
     return rc;
 }
 
 bool ZUnixProcessReadWriteFileLock::isReplaced() const {
-    struct stat opened {};
-    struct stat named {};
-    if (fstat(fileHandle, &opened) != 0) return false;
-    if (lstat(getLockFileName().getChars(), &named) != 0) return errno == ENOENT;
-    return opened.st_dev != named.st_dev || opened.st_ino != named.st_ino;
+    auto const opened = statusOf(fileHandle);
+    if (!opened) return false;
+    auto const named = zfc::platform::statusOfName(getLockFileName().getChars());
+    return named ? !(opened->identity == named->identity) : errno == ENOENT;
 }
 
 void ZUnixProcessReadWriteFileLock::unlockFileRange(unsigned int start, unsigned int length) {

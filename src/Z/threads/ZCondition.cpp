@@ -55,8 +55,26 @@ ZCondition::ZCondition(std::unique_ptr<ZLock> own)
 }
 
 ZCondition::~ZCondition() {
+    if (isInUse()) {
+        keep();
+        return;
+    }
     cond.reset();  // before the mutex that its waiters would come back to
     if (ownsLock != 0) delete lock_;
+}
+
+bool ZCondition::isInUse() const noexcept {
+    if (zfc::threads::isWaitedFor(cond.get())) return true;
+    pthread_t const holder = lock_->owner->load(std::memory_order_relaxed);
+    return ownsLock != 0 && holder != ZLock::noOwner && holder != pthread_self();
+}
+
+/// As when the process exits while threads wait: what they wait with has to stay.
+void ZCondition::keep() noexcept {
+    zreportFailure(sourceName, __LINE__, Message::conditionDestroyFailed, EBUSY);
+    zfc::threads::blockOf(cond.get()).isKept = true;
+    zfc::threads::blockOf(lock_->mutex.get()).isKept = true;
+    if (ownsLock != 0) zfc::threads::keepForever(lock_);
 }
 
 int ZCondition::wait() {
@@ -66,24 +84,32 @@ int ZCondition::wait() {
 }
 
 int ZCondition::wait(long seconds, int& timedOut) {
-    timespec deadline = zdeadlineInSeconds(seconds);
-    return wait(deadline, timedOut);
-}
-
-/// One wait of the system; `deadline` null: without a limit.
-int ZCondition::waitOnce(timespec const* deadline) {
-    // The system frees and takes the mutex behind the lock's back: owner and depth must say so
-    // while others may hold it.
-    ZLock::Suspension const suspension(*lock_);
-    if (deadline == nullptr) return pthread_cond_wait(cond.get(), lock_->mutex.get());
-    return pthread_cond_timedwait(cond.get(), lock_->mutex.get(), deadline);
+    return ZCondition::waitUntil(zdeadlineInSeconds(seconds), timedOut);
 }
 
 int ZCondition::wait(timespec& deadline, int& timedOut) {
+    waitBy(CLOCK_REALTIME, deadline, timedOut);
+    return 0;
+}
+
+int ZCondition::waitUntil(timespec const& deadline, int& timedOut) {
+    waitBy(CLOCK_MONOTONIC, deadline, timedOut);
+    return 0;
+}
+
+/// One wait of the system; `deadline` null: without a limit.
+int ZCondition::waitOnce(clockid_t clock, timespec const* deadline) {
+    // The system frees and takes the mutex behind the lock's back: owner and depth must say so
+    // while others may hold it.
+    ZLock::Suspension const suspension(*lock_);
+    return zfc::threads::waitOn(cond.get(), lock_->mutex.get(), clock, deadline);
+}
+
+void ZCondition::waitBy(clockid_t clock, timespec const& deadline, int& timedOut) {
     validateLock();
     timedOut = 0;
     bool const limited = !zisNoDeadline(deadline);
-    int const rc = waitOnce(limited ? &deadline : nullptr);
+    int const rc = waitOnce(clock, limited ? &deadline : nullptr);
     if (limited && rc == ETIMEDOUT) {
         timedOut = 1;
         waitTimedOut();
@@ -91,7 +117,6 @@ int ZCondition::wait(timespec& deadline, int& timedOut) {
         // Kept: this message also when a timed wait failed; administrators know this one number.
         failed(Message::conditionWaitFailed, rc, __LINE__);
     }
-    return 0;
 }
 
 void ZCondition::signal() {
@@ -118,24 +143,39 @@ void ZCondition::validateLock() {
         zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), 0), sourceName, __LINE__);
 }
 
+namespace {
+
+/// The loop over the predicate; `waitOnce` sets `timedOut`.
+template <class Wait>
+int waitUntilTrue(ZBooleanCondition& condition, int& timedOut, Wait const& waitOnce) {
+    timedOut = 0;
+    int value = condition.testCondition();
+    while (value == 0 && timedOut == 0) {
+        waitOnce();
+        value = condition.testCondition();
+    }
+    return value;
+}
+
+}  // namespace
+
 ZBooleanCondition::ZBooleanCondition() = default;
 ZBooleanCondition::ZBooleanCondition(ZLock& l) : ZCondition(l) {}
 ZBooleanCondition::~ZBooleanCondition() = default;
 
-/// Both end in the looping form below, which is virtual.
+/// Ends in the form with a deadline, which is virtual.
 int ZBooleanCondition::wait() { return ZCondition::wait(); }
+
 int ZBooleanCondition::wait(long seconds, int& timedOut) {
-    return ZCondition::wait(seconds, timedOut);
+    return waitUntil(zdeadlineInSeconds(seconds), timedOut);
 }
 
 int ZBooleanCondition::wait(timespec& deadline, int& timedOut) {
-    timedOut = 0;
-    int value = testCondition();
-    while (value == 0 && timedOut == 0) {
-        ZCondition::wait(deadline, timedOut);
-        value = testCondition();
-    }
-    return value;
+    return waitUntilTrue(*this, timedOut, [&] { ZCondition::wait(deadline, timedOut); });
+}
+
+int ZBooleanCondition::waitUntil(timespec const& deadline, int& timedOut) {
+    return waitUntilTrue(*this, timedOut, [&] { ZCondition::waitUntil(deadline, timedOut); });
 }
 
 // Kept: the predicate stays true after a time-out until initCondition(), so that whoever looks at

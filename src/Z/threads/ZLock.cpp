@@ -64,7 +64,12 @@ ZLock::Owner ZLock::createOwner() {
 ZLock::ZLock() : mutex(createMutex()), owner(createOwner()) {}
 ZLock::ZLock(ZLock const&) : ZLock() {}
 ZLock& ZLock::operator=(ZLock const&) { return *this; }
-ZLock::~ZLock() = default;
+ZLock::~ZLock() {
+    // Both or none: who gets a mutex that is kept notes that it is the owner.
+    if (!zfc::threads::endObject(mutex.release(), pthread_mutex_destroy,
+                                 Message::mutexDestroyFailed, sourceName, __LINE__))
+        zfc::threads::keepForever(owner.release());
+}
 
 void ZLock::deepen() {
     if (count == maximumDepth)

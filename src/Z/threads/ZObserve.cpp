@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "Z/ZException.h"
+#include "Z/threads/forked_child.h"
 #include "Z/threads/persistent_guard.h"
 
 namespace {
@@ -37,17 +38,21 @@ void ZAbstractObservable::addObserver(ZObserverInterface* o) {
     if (o == nullptr) zraise(ZInvalidParameterException(), sourceName, __LINE__);
     ZPersistentGuard const guard(observersLock);
     Voyeur voyeur(o);
-    if (!observers.contains(&voyeur)) observers.add(&voyeur);
+    if (observers.contains(&voyeur)) return;
+    ZNoFork const whileChanged;
+    observers.add(&voyeur);
 }
 
 void ZAbstractObservable::deleteObserver(ZObserverInterface* o) {
     ZPersistentGuard const guard(observersLock);
     Voyeur const voyeur(o);
+    ZNoFork const whileChanged;
     observers.remove(&voyeur);
 }
 
 void ZAbstractObservable::deleteObservers() {
     ZPersistentGuard const guard(observersLock);
+    ZNoFork const whileChanged;
     observers.removeAll();
 }
 

@@ -42,10 +42,10 @@ class ZReadWriteLock::Deadline {
     static Deadline never() { return {znoDeadline, false}; }
     static Deadline in(long milliseconds) {
         if (milliseconds <= 0) return {znoDeadline, true};
-        return {zdeadlineIn(CLOCK_REALTIME, milliseconds), false};
+        return {zdeadlineIn(CLOCK_MONOTONIC, milliseconds), false};
     }
 
-    timespec time;  // of the clock of conditions
+    timespec time;  // of the monotonic clock
     bool passed;    // nothing is waited for
 };
 
@@ -213,9 +213,8 @@ bool ZReadWriteLock::wait(Deadline const& deadline) {
     };
     if (deadline.passed) return false;
     Waiter const waiter(waiters);
-    timespec until = deadline.time;
     int timedOut = 0;
-    condition.wait(until, timedOut);
+    condition.waitUntil(deadline.time, timedOut);
     return timedOut == 0;
 }
 

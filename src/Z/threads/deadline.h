@@ -12,14 +12,16 @@ inline bool zisNoDeadline(timespec const& deadline) {
     return deadline.tv_sec == znoDeadline.tv_sec && deadline.tv_nsec == znoDeadline.tv_nsec;
 }
 
-/// The time of day in `seconds`. Never znoDeadline: a time before the epoch has passed.
+/// The monotonic clock's time in `seconds`. Never znoDeadline: a time before the clock's begin has
+/// passed.
 inline timespec zdeadlineInSeconds(long seconds) {
     constexpr timespec first{0, 1};
-    constexpr timespec last{std::numeric_limits<time_t>::max(), 0};
     timespec deadline{};
-    if (__builtin_add_overflow(time(nullptr), seconds, &deadline.tv_sec))
-        return seconds < 0 ? first : last;
-    return deadline.tv_sec > 0 ? deadline : first;
+    // The exact time: whole seconds would end up to one of them too early.
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
+    if (__builtin_add_overflow(deadline.tv_sec, seconds, &deadline.tv_sec))
+        return seconds < 0 ? first : timespec{std::numeric_limits<time_t>::max(), 0};
+    return deadline.tv_sec < 0 || zisNoDeadline(deadline) ? first : deadline;
 }
 
 /// The time of `clock` in `milliseconds` (0 or more); the last one there is when it would be later.

@@ -32,9 +32,8 @@ void awaitOn(ZCondition& condition, std::atomic<int> const& flag, int value) noe
         try {
             ZPersistentGuard const guard(condition);
             while (flag == value) {
-                timespec deadline = zdeadlineIn(CLOCK_REALTIME, longestWait);
                 int timedOut = 0;
-                condition.wait(deadline, timedOut);
+                condition.waitUntil(zdeadlineIn(CLOCK_MONOTONIC, longestWait), timedOut);
             }
         } catch (ZException& exception) {
             zreportException(exception);
@@ -113,13 +112,11 @@ void ZSleeperThread::run() {
 /// Until there is work or the thread has to exit.
 void ZSleeperThread::sleep() {
     auto const seconds = static_cast<long>(std::min<unsigned long>(interval, LONG_MAX));
+    // Once: a wait that ends without a reason does not begin the interval anew.
+    timespec const end = seconds == 0 ? znoDeadline : zdeadlineInSeconds(seconds);
     while (workPending == 0 && exitRequested == 0) {
-        if (interval == 0) {
-            wakeCondition.wait();
-            continue;
-        }
         int timedOut = 0;
-        wakeCondition.wait(seconds, timedOut);
+        wakeCondition.waitUntil(end, timedOut);
         if (timedOut != 0) workPending = 1;
     }
 }

@@ -56,8 +56,9 @@ class ZThreadPool::Lock {
     /// Waits once. The wait may end without a reason. Throws as the constructor when the mutex,
     /// which a wait that failed has given up, cannot be locked again.
     void wait() {
-        timespec const deadline = zdeadlineIn(CLOCK_REALTIME, longestWait);
-        int const rc = pthread_cond_timedwait(pool.cond.get(), pool.mutex.get(), &deadline);
+        timespec const deadline = zdeadlineIn(CLOCK_MONOTONIC, longestWait);
+        int const rc =
+            zfc::threads::waitOn(pool.cond.get(), pool.mutex.get(), CLOCK_MONOTONIC, &deadline);
         if (rc == 0 || rc == ETIMEDOUT) return;
         reportRefusal(Message::conditionWaitFailed, rc);
         letOthersIn();
@@ -158,7 +159,12 @@ ZThreadPool::ZThreadPool(unsigned int a, unsigned int b)
       maxIdle(std::min(a, b)),
       idleCount(0) {}
 
-ZThreadPool::~ZThreadPool() = default;
+ZThreadPool::~ZThreadPool() {
+    if (!zfc::threads::isWaitedFor(cond.get())) return;
+    zreportFailure(sourceName, __LINE__, Message::conditionDestroyFailed, EBUSY);
+    zfc::threads::blockOf(cond.get()).isKept = true;
+    zfc::threads::blockOf(mutex.get()).isKept = true;
+}
 
 ZThread* ZThreadPool::createThread() { return nullptr; }
 

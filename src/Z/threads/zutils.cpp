@@ -3,16 +3,11 @@
 #include <algorithm>
 
 #include "Z/ZException.h"
-#include "Z/ZLock.h"
+#include "Z/threads/forked_child.h"
 
 namespace {
 
 constexpr int lineSize = 16;
-
-ZLock& dumpLock() {
-    static ZLock& lock = *new ZLock;  // never destroyed: static destructors may dump
-    return lock;
-}
 
 /// The blank in front of each half of a line.
 void writeGap(FILE* out, int column) {
@@ -54,7 +49,7 @@ void dump(FILE* out, int length, unsigned char const* data, char const* title) {
 }  // namespace
 
 void zhex_dump(FILE* out, int length, unsigned char const* data, char const* title) try {
-    ZResourceLock const guard(dumpLock());
+    ZResourceLock const guard(ZForkedChild::own(ZOwnLock::hexDump));
     dump(out != nullptr ? out : stderr, data != nullptr ? length : 0, data, title);
 } catch (ZException& e) {  // out of memory, or the lock failed
     e.dumpException();

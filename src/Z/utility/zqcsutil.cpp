@@ -76,7 +76,12 @@ Failure setUp() {
     return Failure::none;
 }
 
-void zonce_init() { failure = setUp(); }
+void zonce_init() {
+    // For setlocale(), whose own lock would stay taken in the child of a fork.
+    qcs_lock();
+    failure = setUp();
+    qcs_unlock();
+}
 
 /// The exceptions and the message service hold strings, and strings ask for handles. While this
 /// thread makes the report that there are none, it is given none instead of another report.

@@ -1,0 +1,43 @@
+#include "Z/threads/pthread_objects.h"
+
+#include "Z/utility/cancellation_off.h"
+#include "Z/utility/waiting.h"
+
+namespace zfc::threads {
+
+void keepForever(void* memory) noexcept {
+    struct Kept {
+        void* memory;
+        Kept* next;
+    };
+    static std::atomic<Kept*> all{nullptr};
+    auto* const kept = new (std::nothrow) Kept{memory, all.load()};
+    if (kept == nullptr) return;  // it stays all the same
+    while (!all.compare_exchange_weak(kept->next, kept)) {
+    }
+}
+
+int waitOn(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
+           timespec const* deadline) {
+    Block<pthread_cond_t>& block = blockOf(condition);
+    ZWaiting const waiting(block.waiters);
+    int const rc = deadline == nullptr ? pthread_cond_wait(condition, mutex)
+                                       : pthread_cond_clockwait(condition, mutex, clock, deadline);
+    if (block.isKept) {
+        pthread_mutex_unlock(mutex);
+        zstayForever();
+    }
+    return rc;
+}
+
+bool isWaitedFor(pthread_cond_t* condition) noexcept {
+    constexpr int looks = 20;
+    constexpr timespec aMillisecond{0, 1000000};
+    std::atomic<int> const& waiters = blockOf(condition).waiters;
+    ZCancellationOff const inDestructors;  // nanosleep() is a cancellation point
+    for (int i = 0; waiters > 0 && i < looks; ++i)
+        nanosleep(&aMillisecond, nullptr);
+    return waiters > 0;
+}
+
+}  // namespace zfc::threads

@@ -257,6 +257,13 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     /// the companion file's name and "mapFile()". The first line that is not of the format raises
     /// ZPropertiesInvalidDataException (message 44).
     /// What was read before a failure stays in the cache.
+    ///
+    /// A store of the file that was broken off, by a kill or a loss of power, is finished first
+    /// from its recovery copy, ".NAME.zsave" beside the file: in the files where they are this
+    /// user's and nobody reads them, else in what is read. While there is a copy, a lock that is
+    /// taken is waited for up to two seconds. A copy that cannot be read raises
+    /// ZPropertiesIOException (message 43) with its name; one that does not count is reported
+    /// (messages 57 and 58).
     virtual void load(char const* file = nullptr);
     /// As load(), with the values here dropped first; not before the file is open and locked. When
     /// a reload from another file fails, this object's own file is not stored to either until a
@@ -273,18 +280,21 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     virtual void reload(char const* file = nullptr);
     /// Writes the values to `file`, with the obfuscated ones in the companion file that it names,
     /// and flushes both to the device. Null and empty as for load(); an object that has no name
-    /// takes this one when it was stored. A file whose bytes would not change is not written.
+    /// takes this one when it was stored. A file whose bytes would not change is not written. While
+    /// it is written there is a recovery copy, but with the attribute bit ZPCache::noRecoveryCopy.
     ///
     /// What fails raises ZPropertiesIOException (message 43) with its operation: "access()" with
     /// the file or directory that denies it, "fopen(r+)", "fcntl()" for a lock that is taken,
     /// "fread()", "fallocate()" for no space, "write()" (EFBIG for a file size limit),
     /// "ftruncate()", "fsync()"; with the companion file's name also "fopen(w)", for one that
-    /// exists and was neither read nor written by this object or is no regular file, and
-    /// "unlink()". A line that no reader would get back whole raises
-    /// ZPropertiesInvalidDataException (message 44). Whatever fails, the object still counts as
-    /// modified, and the files hold their old bytes, as far as the device lets them be put back;
-    /// but where "unlink()" fails, for a companion that is needed no more, the file itself is
-    /// stored.
+    /// exists and was neither read nor written by this object or is no regular file, "fchmod()" for
+    /// one that is open to more than the file, and "unlink()"; with the recovery copy's name
+    /// "fopen(r)", "fopen(w)", "write()", "fsync()", "rename()" and "unlink()"; and "store()" with
+    /// ESTALE when somebody without a lock has put another file in place meanwhile. A line that no
+    /// reader would get back whole raises ZPropertiesInvalidDataException (message 44). Whatever
+    /// fails, the object still counts as modified, and the files hold their old bytes, as far as
+    /// the device lets them be put back; but where "unlink()" fails, for a companion that is needed
+    /// no more, the file itself is stored.
     virtual void store(char const* file = nullptr);
     void list() const override;
     using ZPropertiesMutableInterface::setValue;

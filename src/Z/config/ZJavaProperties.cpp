@@ -1,12 +1,15 @@
 #include "Z/ZJavaProperties.h"
 
+#include <cerrno>
 #include <memory>
 #include <string_view>
 
 #include "Z/ZException.h"
 #include "Z/config/cache/texts.h"
+#include "Z/config/file_store.h"
+#include "Z/config/recovery.h"
+#include "Z/exceptions/report.h"
 #include "Z/platform/locked_file.h"
-#include "Z/platform/rewrite.h"
 #include "Z/utility/cancellation_off.h"
 
 namespace {
@@ -31,7 +34,7 @@ Stream streamOver(ZUTF8String const& bytes) {
 /// Raises ZToUTF8Exception where text would vanish.
 ZUTF8String converted(ZAbstractString const& text) {
     ZUTF8String result(text);
-    if (result.isEmpty() && !text.isEmpty()) zraise(ZToUTF8Exception(), sourceName, __LINE__);
+    if (result.isEmpty() && !text.isEmpty()) zraise(ZToUTF8Exception(text), sourceName, __LINE__);
     return result;
 }
 
@@ -65,7 +68,7 @@ int ZJavaProperties::load(char const* path) {
         read(path, nullptr);
         return 1;
     } catch (ZException& e) {
-        e.print();
+        static_cast<void>(zreturned(sourceName, __LINE__, [&e] { e.print(); }));
         return 0;
     }
 }
@@ -81,9 +84,8 @@ int ZJavaProperties::load(char const* path, char const* searched) {
 void ZJavaProperties::read(char const* path, SkippedLines* lines) {
     if (isEmpty(path)) return;
     ZCancellationOff const wholeFiles;
-    zfc::platform::LockedFile source(path, zfc::platform::Purpose::load);
-    Stream const stream(source.intoStream());
-    readFrom(stream.get(), path, lines);
+    zfc::config::FileSource source(path);
+    readFrom(source.stream(), path, lines);
 }
 
 bool ZJavaProperties::loadProperties(FILE* stream, char const* path) {
@@ -97,13 +99,12 @@ void ZJavaProperties::store(char const* path) const {
     // Before the file is opened: what cannot be written must not leave a new, empty one.
     write(image);
     zfc::platform::LockedFile target(path, zfc::platform::Purpose::store, "fopen(wt)");
-    zfc::platform::Rewrite rewrite(path, target.descriptor(),
-                                   {image.getChars(), image.getLength()});
-    rewrite.apply();
-    // A file that was empty may have been made just now.
-    if (target.status().size == 0) zfc::platform::flushDirectory(path);
-    rewrite.keep();
-    target.keep();
+    zfc::config::finishStore(path, target);
+    zfc::config::StorePlan const plan{path, {image.getChars(), image.getLength()}};
+    zfc::config::FileStore(plan, target).write();
+    // Somebody without a lock has put another file in place.
+    if (target.isReplaced())
+        zraise(ZPropertiesIOException(path, "store()", ESTALE), sourceName, __LINE__);
 }
 
 void ZJavaProperties::getValue(ZAbstractString const& wanted, ZAbstractMutableString& out) const {

@@ -33,7 +33,8 @@ void copyText(char const* text, ZAbstractMutableString& out) {
     // Nearly always: there is nothing to convert, and nothing that can get lost.
     if (typeid(out) == typeid(ZLCString)) return out.setChars(text);
     out.setChars(ZLCConstString(text));
-    if (out.isEmpty() && *text != '\0') zraise(ZToUTF8Exception(), sourceName, __LINE__);
+    if (out.isEmpty() && *text != '\0')
+        zraise(ZToUTF8Exception(ZLCConstString(text)), sourceName, __LINE__);
 }
 
 /// Takes off what a failed operation appended to an empty list, owned or not.

@@ -25,7 +25,8 @@ std::unique_ptr<ZObject> stringOf(ZPropertyStringType type, char const* text) {
     ZLCString const local(text);
     auto converted = std::make_unique<ZUTF8String>(local);
     // Nothing out of something: the text would vanish.
-    if (converted->isEmpty() && !local.isEmpty()) zraise(ZToUTF8Exception(), sourceName, __LINE__);
+    if (converted->isEmpty() && !local.isEmpty())
+        zraise(ZToUTF8Exception(local), sourceName, __LINE__);
     return converted;
 }
 

@@ -76,7 +76,7 @@ ZLCString localText(ZAbstractString const& text) {
     if (std::strlen(text.getChars()) != text.getLength())
         zraise(ZInvalidParameterException(), sourceName, __LINE__);
     ZLCString local(text);
-    if (local.isEmpty() && !text.isEmpty()) zraise(ZFromUTF8Exception(), sourceName, __LINE__);
+    if (local.isEmpty() && !text.isEmpty()) zraise(ZFromUTF8Exception(text), sourceName, __LINE__);
     return local;
 }
 

@@ -215,16 +215,12 @@ bool LockedFile::isReplaced() const {
 }
 
 FILE* LockedFile::stream() {
-    reading.reset(intoStream());
-    return reading.get();
-}
-
-FILE* LockedFile::intoStream() {
-    FILE* const stream = fdopen(file.get(), "r");
-    if (stream == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    FILE* const opened = fdopen(file.get(), "r");
+    if (opened == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     // The stream closes it now; twice closed, it could be somebody else's.
     static_cast<void>(file.release());
-    return stream;
+    reading.reset(opened);
+    return opened;
 }
 
 namespace {

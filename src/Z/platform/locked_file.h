@@ -116,8 +116,6 @@ class LockedFile {
     void examine();
     /// The file as a stream to read, which lives and is locked as long as this. Asked for once.
     [[nodiscard]] FILE* stream();
-    /// The file as a stream to read, which owns the descriptor from now on.
-    [[nodiscard]] FILE* intoStream();
 
   private:
     struct CloseStream {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Z/ZException.h"
+#include "Z/exceptions/report.h"
 #include "Z/threads/forked_child.h"
 
 namespace {
@@ -52,5 +53,5 @@ void zhex_dump(FILE* out, int length, unsigned char const* data, char const* tit
     ZResourceLock const guard(ZForkedChild::own(ZOwnLock::hexDump));
     dump(out != nullptr ? out : stderr, data != nullptr ? length : 0, data, title);
 } catch (ZException& e) {  // out of memory, or the lock failed
-    e.dumpException();
+    zreportException(e);
 }

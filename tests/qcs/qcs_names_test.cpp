@@ -28,12 +28,14 @@ extern "C" locale_t __wrap_newlocale(int mask, char const* name, locale_t base) 
     return made;
 }
 
-void* operator new(std::size_t size) {
-    void* const block = allocationsLeft-- == 0 ? nullptr : std::malloc(size);
+// Not inlined: the compiler would take the calls of malloc() and free() for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    bool const fails = allocationsLeft >= 0 && allocationsLeft-- == 0;
+    void* const block = fails ? nullptr : std::malloc(size);
     return block != nullptr ? block : throw std::bad_alloc();
 }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
 namespace {
 

@@ -128,7 +128,12 @@ String realDirectory(char const* path) {
 String recoveryPath(char const* file) {
     if (!zfc::platform::isLinkOrSpecial(file)) return besideName(file);
     auto const target = withoutLinks(file);
-    return besideName(target ? target.get() : file);
+    if (!target) return {};
+    // A file without a name can be reached, too, by a link of /proc that leads nowhere.
+    auto const named = zfc::platform::statusOf(target.get());
+    auto const meant = zfc::platform::statusOf(file);
+    bool const isSame = named && meant && named->identity == meant->identity;
+    return isSame ? besideName(target.get()) : String();
 }
 
 String nameInCopy(char const* path, char const* file) {
@@ -196,6 +201,7 @@ void RecoveryCopy::refuse(char const* operation, int error) const {
 bool RecoveryCopy::create() {
     constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW;
     // It must be possible to set it aside.
+    if (path.empty()) return false;
     std::size_t const nameSize = path.size() - directoryPart(path).size();
     if (nameSize + sizeof asideEnding - 1 > NAME_MAX) return false;
     // Permissions come first and bytes last: until then it is for its maker alone.
@@ -299,6 +305,7 @@ CopyFault readCopy(FoundCopy& found, CopyOf& of) {
 std::optional<FoundCopy> findCopy(char const* file, Status const& mainFile) {
     FoundCopy found;
     found.path = recoveryPath(file);
+    if (found.path.empty()) return std::nullopt;
     char const* const path = found.path.c_str();
     found.file = openFile(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
     if (!found.file.isOpen() && errno == ENOENT) return std::nullopt;

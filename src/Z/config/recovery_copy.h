@@ -47,7 +47,7 @@ enum class FileState {
 /// What a file is that holds `bytes`; nothing: there is no such file.
 [[nodiscard]] FileState stateOf(FileRecord const& record, std::optional<std::string_view> bytes);
 
-/// ".NAME.zsave" beside the file, or beside what it is a link to.
+/// ".NAME.zsave" beside the file, or beside what it is a link to; empty for a file without a name.
 [[nodiscard]] String recoveryPath(char const* file);
 
 /// The directory of a path, with its slash; empty for a path without one.

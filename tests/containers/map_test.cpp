@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <ctime>
 #include <functional>
 #include <map>
 #include <memory>
@@ -319,30 +318,22 @@ TEST_F(MapTest, MembersThatThrowOrComeBackIntoTheMapLoseNoEntryAndNoOrder) {
     Hostile::endsLeft = 0;
 }
 
-/// Processor time that it takes to remove the numbers of a map in that order.
-template <class Map>
-std::clock_t timeToRemove(Map map, Values const& order) {
-    std::clock_t const begin = std::clock();
-    for (int const value : order)
-        map.removeEntry(std::make_unique<Number>(value).get());
-    EXPECT_TRUE(map.isEmpty());
-    return std::clock() - begin;
-}
-
-TEST_F(MapTest, RemovalFromACrowdedBucketIsNotSlowerThanTheScan) {
+/// What walks over the bucket for each removal does not come to an end within the test's time.
+TEST_F(MapTest, RemovalFromACrowdedBucketComesToAnEndInAnyOrder) {
+    constexpr int count = 100000;
     Number::perHash = 3;  // of the bucket of 0
-    for (auto const& [count, kind] :
-         {std::pair(40000, 0), std::pair(3000, 1), std::pair(3000, 2)}) {
-        ZArrayMap list(1, 1);
+    for (int const kind : {0, 1, 2}) {
         ZHashMap map(1, 1);
+        Values order;
         for (int i = 0; i < count; ++i) {
-            list.addNoCopy(new Number(9 * i));
+            order.push_back(9 * i);
             map.putEntryNoCopy(new Number(9 * i));
         }
-        Values order = valuesOf(list);
         if (kind == 1) std::reverse(order.begin(), order.end());
         if (kind == 2) std::shuffle(order.begin(), order.end(), std::mt19937(7));
-        EXPECT_LE(timeToRemove(map, order), timeToRemove(list, order)) << "order " << kind;
+        for (int const value : order)
+            map.removeEntry(std::make_unique<Number>(value).get());
+        EXPECT_TRUE(map.isEmpty()) << "order " << kind;
     }
 }
 

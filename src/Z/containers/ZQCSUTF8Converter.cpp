@@ -64,7 +64,8 @@ bool tryConvert(ZCodesetHandle codeset, Direction const& way, char const* text,
     auto* const bytes = static_cast<char*>(out.getBuffer());
     unsigned int used = 0;
     for (unsigned long at = 0; at < length;) {
-        unsigned long const piece = std::min(strnlen(text + at, length - at) + 1, length - at);
+        unsigned long const rest = length - at;
+        auto const piece = std::min(static_cast<unsigned long>(strnlen(text + at, rest)) + 1, rest);
         auto const bytesRead = static_cast<unsigned int>(piece);
         int const written =
             way.convert(codeset, text + at, bytesRead, bytes + used, reserved - used);

@@ -303,6 +303,23 @@ TEST(JavaPropertiesFileTest, UpdatesOfSeveralProcessesAreAllKept) {
     EXPECT_NE(access(file.beside("missing").c_str(), F_OK), 0);
 }
 
+TEST(JavaPropertiesFileTest, AnUpdateEditsTheFileThatIsInPlaceAtTheEnd) {
+    for (bool const isReplaced : {true, false}) {
+        Loaded file("a = 1\n");
+        int calls = 0;
+        auto const edit = [&](ZJavaPropertiesFile& edited) {
+            if (++calls == 1) {
+                ASSERT_EQ(unlink(file.path().c_str()), 0);
+                if (isReplaced) writeFile(file.path(), "b = 2\n");
+            }
+            set(edited, "c", "3");
+        };
+        file.properties.updateFile(edit, 0);
+        EXPECT_EQ(calls, 2);
+        EXPECT_EQ(file.bytes(), isReplaced ? "b = 2\nc = 3\n" : "c = 3\n");
+    }
+}
+
 /// Any character, those with a meaning more often.
 std::string randomText(std::mt19937& random) {
     constexpr char special[] = " =:#!\\\n\r\t\fu0a\x7F";

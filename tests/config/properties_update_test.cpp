@@ -141,6 +141,21 @@ TEST(PropertiesUpdateTest, beginsWithWhatTheFileHolds) {
     }
 }
 
+TEST(PropertiesUpdateTest, noticesAChangeOfSecretsAlone) {
+    EditedFile file(sample);
+    ZStanzaFileProperties other(1);
+    auto const hide = [](char const* value) {
+        return [value](auto& edited) { edited.setValue("s", "secret", value, 1); };
+    };
+    other.updateFile(hide("first"), 0, file.path().c_str());
+    file.properties.updateFile([](auto&) {}, 0);
+    setTime(file.path(), 1000000000);  // or it would be read again in any case
+    file.properties.reload();
+    other.updateFile(hide("second"), 0);
+    file.properties.updateFile(
+        [](auto& edited) { EXPECT_EQ(valueOf(edited, "s", "secret"), "second"); }, 0);
+}
+
 TEST(PropertiesUpdateTest, editsTheFileThatIsInPlaceAtTheEnd) {
     for (bool const isReplaced : {true, false}) {
         EditedFile file(sample);

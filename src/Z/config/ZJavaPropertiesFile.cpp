@@ -235,9 +235,11 @@ bool ZJavaPropertiesFile::State::updatedOnce(Edit edit, zfc::platform::Patience&
     bool const overwrote = overwrites;
     editing(edit);
     String bytes = document.image();
-    bool const isDone = bytes == image && !overwrites;
-    if (!isDone && target.isNamed()) save(target, std::move(bytes));
-    if (!target.isReplaced()) return true;
+    bool const isChanged = bytes != image || overwrites;
+    // What is written to a file without a name is lost.
+    bool const isLost = isChanged && !target.isNamed();
+    if (isChanged && !isLost) save(target, std::move(bytes));
+    if (!isLost && !target.isReplaced()) return true;
     document = parsed(before);
     image = known;
     overwrites = overwrote;

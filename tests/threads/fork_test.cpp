@@ -111,7 +111,7 @@ TEST(ExitTest, EndsTheProcessWhateverWaitsForWhatIsDestroyed) {
             std::exit(7);
             return 0;
         });
-        EXPECT_EQ(child.status, 7) << &wait - waits;
+        EXPECT_EQ(child.status, 7) << &wait - waits << child.err;
         EXPECT_NE(child.err.find("\n" + std::to_string(EBUSY) + "\n"), std::string::npos);
     }
 }

@@ -100,8 +100,7 @@ class Register {
     void unregisterLock(ZAbstractProcessReadWriteLock& lock) {
         ZPersistentGuard const guard(lockOverAll);
         auto record = records.extract(&lock);
-        if (!record.empty() && record.mapped().isKept)
-            static_cast<void>(new Records::node_type(std::move(record)));
+        if (!record.empty() && record.mapped().isKept) kept.insert(std::move(record));
     }
     Record& recordOf(ZAbstractProcessReadWriteLock const& lock) {
         ZPersistentGuard const guard(lockOverAll);
@@ -163,6 +162,8 @@ class Register {
 
     ZLock lockOverAll;
     Records records ZGUARDED_BY(lockOverAll);
+    // Of locks that were destroyed while threads waited for them, which are in their records still.
+    std::unordered_multimap<ZAbstractProcessReadWriteLock*, Record> kept ZGUARDED_BY(lockOverAll);
 };
 
 namespace {

@@ -35,8 +35,10 @@ char const* namingVariable() {
     static_cast<void>(setrlimit(RLIMIT_CORE, &none));
     int const nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
     if (nowhere < 0 || dup2(nowhere, 1) < 0 || dup2(nowhere, 2) < 0) _exit(1);
+    char const* const name = zgetLocalCodesetName();
+    if (name == nullptr) _exit(static_cast<int>(Codeset::unknown));
     // A locale that is not installed and names no codeset has this one.
-    bool const isAscii = std::strcmp(zgetLocalCodesetName(), "US-ASCII") == 0;
+    bool const isAscii = std::strcmp(name, "US-ASCII") == 0;
     _exit(static_cast<int>(isAscii ? Codeset::ascii : Codeset::known));
 }
 

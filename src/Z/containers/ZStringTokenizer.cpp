@@ -102,13 +102,13 @@ bool ZStringTokenizer::hasMore(ZAbstractString const& delims) {
 
 bool ZStringTokenizer::hasMore() { return hasMore(*delimiters); }
 
-ZAbstractMutableString* ZStringTokenizer::getNext(ZAbstractString const& given) {
+ZAbstractMutableString* ZStringTokenizer::getNext(ZAbstractString const& delims) {
     if (position == nullptr) return nullptr;
-    Delimiters const delims(*source, given);
-    unsigned int size = skipOther(delims);
+    Delimiters const converted(*source, delims);
+    unsigned int size = skipOther(converted);
     if (size == 0) {  // else hasMore() has passed the delimiters already
-        position += skipAll(delims);
-        size = skipOther(delims);
+        position += skipAll(converted);
+        size = skipOther(converted);
     }
     target.clear();
     target.append(position, size);

@@ -290,8 +290,8 @@ std::nullopt_t refuseUnreadable(char const* file, String const& path, Status con
 /// Reads a copy that is whole; what is no copy may have any size.
 CopyFault readCopy(FoundCopy& found, CopyOf& of) {
     char head[copyHeadSize];
-    ssize_t const got =
-        zfc::platform::uninterrupted([&] { return pread(found.file.get(), head, sizeof head, 0); });
+    // All of it: what a short read left out must not make the copy look cut off.
+    ssize_t const got = zfc::platform::readAll(found.file.get(), head, sizeof head);
     if (got < 0)
         zraise(ZPropertiesIOException(found.path.c_str(), "fread()", errno), sourceName, __LINE__);
     CopyFault const fault = faultOfHead({head, static_cast<std::size_t>(got)}, found.status.size);

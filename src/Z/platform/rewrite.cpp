@@ -32,19 +32,6 @@ constexpr std::size_t pageSize = 4096;  // of x86, and of its file systems
     return 0;
 }
 
-/// How many bytes could be read; -1 with errno.
-[[nodiscard]] ssize_t readAll(int fd, char* into, std::size_t size) {
-    std::size_t have = 0;
-    while (have < size) {
-        auto const at = static_cast<off_t>(have);
-        ssize_t const got = uninterrupted([&] { return pread(fd, into + have, size - have, at); });
-        if (got < 0) return -1;
-        if (got == 0) break;
-        have += static_cast<std::size_t>(got);
-    }
-    return static_cast<ssize_t>(have);
-}
-
 /// How many bytes two texts have in common at their beginning.
 [[nodiscard]] std::size_t commonLength(std::string_view a, std::string_view b) {
     std::size_t const most = std::min(a.size(), b.size());
@@ -86,6 +73,18 @@ FilePages::FilePages(std::size_t offset, std::size_t size) : count(size) {
         zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     block.reset(static_cast<char*>(made));
     first = block.get() + lead;
+}
+
+ssize_t readAll(int fd, char* into, std::size_t size) {
+    std::size_t have = 0;
+    while (have < size) {
+        auto const at = static_cast<off_t>(have);
+        ssize_t const got = uninterrupted([&] { return pread(fd, into + have, size - have, at); });
+        if (got < 0) return -1;
+        if (got == 0) break;
+        have += static_cast<std::size_t>(got);
+    }
+    return static_cast<ssize_t>(have);
 }
 
 FilePages readWhole(char const* path, int fd) {

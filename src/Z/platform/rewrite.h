@@ -4,6 +4,8 @@
 #ifndef Z_PLATFORM_REWRITE_H
 #define Z_PLATFORM_REWRITE_H
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <memory>
 #include <string_view>
@@ -31,6 +33,9 @@ class FilePages {
     char* first = nullptr;
     std::size_t count = 0;
 };
+
+/// Reads from the beginning of a file, as many bytes as it has there; how many, -1 with errno.
+[[nodiscard]] ssize_t readAll(int fd, char* into, std::size_t size);
 
 /// The bytes of a file; fewer when it is cut off meanwhile. "fread()"; a file that memory cannot
 /// hold raises ZOutOfMemoryException (message 1).

@@ -12,9 +12,7 @@
 
 #include "Z/ZFileLock.h"
 
-#if defined(ZFC_BENCH_INTERPROCESS)
 #include <boost/interprocess/sync/file_lock.hpp>
-#endif
 
 namespace {
 
@@ -83,7 +81,6 @@ class BareKeptOpen {
     int fd;
 };
 
-#if defined(ZFC_BENCH_INTERPROCESS)
 class BoostFileLock {
   public:
     explicit BoostFileLock(std::string const& directory) : held(madeIn(directory).c_str()) {}
@@ -99,7 +96,6 @@ class BoostFileLock {
 
     boost::interprocess::file_lock held;
 };
-#endif
 
 class Library {
   public:
@@ -197,9 +193,7 @@ BENCHMARK_TEMPLATE(cycleBesideAnotherProcess, BareKeptOpen)->UseRealTime();
 BENCHMARK_TEMPLATE(cycleBesideAnotherProcess, LibraryRead)->UseRealTime();
 BENCHMARK_TEMPLATE(cycleBesideAnotherProcess, LibraryWriteUnchanged)->UseRealTime();
 BENCHMARK_TEMPLATE(cycleBesideAnotherProcess, LibraryWrite)->UseRealTime();
-#if defined(ZFC_BENCH_INTERPROCESS)
 BENCHMARK_TEMPLATE(cycleAlone, BoostFileLock)->UseRealTime();
 BENCHMARK_TEMPLATE(cycleBesideAnotherProcess, BoostFileLock)->UseRealTime();
-#endif
 
 }  // namespace

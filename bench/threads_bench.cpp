@@ -9,9 +9,7 @@
 #include "Z/ZReadWriteLock.h"
 #include "Z/ZThread.h"
 
-#if defined(ZFC_BENCH_BOOST)
 #include <boost/thread/shared_mutex.hpp>
-#endif
 
 #if defined(__clang__)
 // Locks are taken and released in separate functions.
@@ -110,7 +108,6 @@ BENCHMARK_TEMPLATE(promote, Library);
 BENCHMARK_TEMPLATE(nineReadsAndAWrite, Standard)->Threads(1)->Threads(2)->UseRealTime();
 BENCHMARK_TEMPLATE(nineReadsAndAWrite, Library)->Threads(1)->Threads(2)->UseRealTime();
 
-#if defined(ZFC_BENCH_BOOST)
 struct Boost {
     void read() { lock.lock_shared(); }
     void readDone() { lock.unlock_shared(); }
@@ -126,7 +123,6 @@ BENCHMARK_TEMPLATE(write, Boost);
 BENCHMARK_TEMPLATE(protect, Boost);
 BENCHMARK_TEMPLATE(promote, Boost);
 BENCHMARK_TEMPLATE(nineReadsAndAWrite, Boost)->Threads(1)->Threads(2)->UseRealTime();
-#endif
 
 // ---------------------------------------------------------------------------------------- threads
 

@@ -75,11 +75,14 @@ void Sleepers::wakeAll() noexcept {
 }
 
 void Sleepers::wake(void (ZCondition::*how)()) noexcept {
-    try {
-        (condition.*how)();
-    } catch (ZException&) {  // reported already
-        isWaking = false;    // the next call tries again
+    for (int attempts = 0; attempts < 2; ++attempts) {
+        try {
+            return (condition.*how)();
+        } catch (ZException&) {
+            // Reported already. Once more: somebody sleeps who is needed.
+        }
     }
+    isWaking = false;
 }
 
 }  // namespace zfc::threads
@@ -267,12 +270,13 @@ void ZWorkerPool::Core::leave(Worker& worker) {
     startMissing();
 }
 
+/// Null when the end of the pool has it already, and joins it.
 ZWorkerPool::Worker::Owned ZWorkerPool::Core::takeOut(Worker& worker) {
     Worker::Owned* link = &workers;
-    while (link->get() != &worker)
+    while (*link != nullptr && link->get() != &worker)
         link = &(*link)->next;
     Worker::Owned found = std::move(*link);
-    *link = std::move(found->next);
+    if (found != nullptr) *link = std::move(found->next);
     return found;
 }
 

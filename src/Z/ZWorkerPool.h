@@ -56,9 +56,9 @@ class ZFC_API ZWorkerPool {
     /// 17) with the system's code when one cannot be started, ZOutOfMemoryException (message 1),
     /// and as ZCondition(); then none runs.
     explicit ZWorkerPool(unsigned int workers, unsigned int limit = usualLimit);
-    /// Waits until all jobs are done, queued ones included, and their threads have ended. In a job
-    /// of the pool it cannot: that is reported (message 20 with EDEADLK), and the workers end when
-    /// the jobs are done.
+    /// Waits until all jobs are done, queued ones included, and the threads have ended. In a job of
+    /// the pool, as when that has the last share in it, it waits for nothing; jobs are done and
+    /// threads end as ever.
     ~ZWorkerPool();
     ZWorkerPool(ZWorkerPool const&) = delete;
     ZWorkerPool& operator=(ZWorkerPool const&) = delete;

@@ -125,7 +125,7 @@ TEST(WorkerPoolTest, ReportsAndCountsJobsThatFailAndKeepsItsWorkers) {
         {[] { throw 7; }, {unknownInJob}},
         {[] { ZLock().unlock(); }, {{"ZUnlockResourceException", 6, {}}}},
         {[] { pthread_exit(nullptr); }, {}},
-        {[] { pthread_cancel(pthread_self()), pause(); }, {}},
+        {[] { pthread_cancel(pthread_self()), pthread_testcancel(); }, {}},
     };
     Reports reports;
     ZWorkerPool pool(1);
@@ -183,8 +183,7 @@ TEST(WorkerPoolTest, EndsWhenAllJobsAreDoneAlsoInAJob) {
     }
     isGone.await();
     awaitThat([&] { return ran == 100; });
-    EXPECT_EQ(reports.take(),
-              (std::vector<Report>{{"src/Z/ZWorkerPool", 20, waitsForItself.inserts}}));
+    EXPECT_TRUE(reports.take().empty());
 }
 
 TEST(WorkerPoolTest, AChildOfAForkHasNothingOfItsParentsAndTheParentKeepsAll) {

@@ -90,10 +90,11 @@ void Sleepers::wake(void (ZCondition::*how)()) noexcept {
 // ----------------------------------------------------------------------------------------- workers
 
 void ZWorkerPool::Worker::JoinAndDelete::operator()(Worker* worker) const noexcept {
-    bool const wasStarted = worker->getPThreadID() != 0;
-    if (wasStarted)
-        static_cast<void>(zreturned(sourceName, __LINE__, [&] { worker->waitForExit(); }));
-    delete worker;
+    pthread_t const thread = worker->getPThreadID();  // 0: it could not be started
+    bool const isOther = thread != 0 && pthread_equal(thread, pthread_self()) == 0;
+    if (isOther) static_cast<void>(zreturned(sourceName, __LINE__, [&] { worker->waitForExit(); }));
+    delete worker;  // which detaches the thread that nobody joins, the last one of an abandoned
+                    // pool
 }
 
 void ZWorkerPool::Worker::run() {
@@ -101,7 +102,6 @@ void ZWorkerPool::Worker::run() {
     ownCore = &core;
     while (std::unique_ptr<Job> job = insist([this] { return core.next(*this); }))
         execute(std::move(job));
-    hasFinished = true;
 }
 
 void ZWorkerPool::Worker::execute(std::unique_ptr<Job> job) {
@@ -110,9 +110,7 @@ void ZWorkerPool::Worker::execute(std::unique_ptr<Job> job) {
     if (zreturned(sourceName, __LINE__, [&] { job->run(); })) outcome = Outcome::returned;
 }
 
-void ZWorkerPool::Worker::exit() {
-    if (!hasFinished) core.leave(*this);
-}
+void ZWorkerPool::Worker::exit() { core.leave(*this); }
 
 // ------------------------------------------------------------------- what workers and callers
 // share
@@ -122,7 +120,7 @@ ZWorkerPool::Core::Core(unsigned int threads, unsigned int longest)
 
 ZWorkerPool::Core::~Core() {
     ZCancellationOff const joining;
-    close();
+    close(false);
     while (Worker::Owned const ended = insist([this] { return takeAny(); })) {
     }
     // Only when the last worker left its thread, and no other could be started, which was reported.
@@ -135,10 +133,11 @@ void ZWorkerPool::Core::start() {
     startMissing();
 }
 
-void ZWorkerPool::Core::close() noexcept {
-    insist([this] {
+void ZWorkerPool::Core::close(bool inJob) noexcept {
+    insist([=] {
         ZPersistentGuard const guard(lock);
         isClosed = true;
+        isAbandoned = inJob;
         idle.wakeAll();
     });
 }
@@ -251,23 +250,32 @@ void ZWorkerPool::Core::freePlace() {
     waiters.wakeAll();
 }
 
-/// In a thread that ends in the midst of a job. Nobody but the next one who leaves, or the pool's
-/// end, can wait for it.
-void ZWorkerPool::Core::leave(Worker& worker) {
+/// In a thread that ends, because the pool does or in the midst of a job. It is joined by the end
+/// of the pool or by the next one that leaves, whoever is first.
+void ZWorkerPool::Core::leave(Worker& worker) noexcept {
     if (isInherited()) return;
-    Worker::Owned const before = insist([&] {
+    Worker::Owned before;
+    bool const isLast = insist([&] {
         ZPersistentGuard const guard(lock);
         countOut(worker);
+        before = std::exchange(left, takeOut(worker));
         --living;
-        return std::exchange(left, takeOut(worker));
+        startMissingOrReport();
+        return isAbandoned && living == 0;
     });
-    ZPersistentGuard const guard(lock);
-    ZUndo const tell([this] {
-        if (living != 0) return;
-        givers.wakeAll();  // who wait now would do so for ever
-        waiters.wakeAll();
-    });
-    startMissing();
+    before.reset();
+    if (isLast) delete this;
+}
+
+void ZWorkerPool::Core::startMissingOrReport() noexcept {
+    try {
+        startMissing();
+    } catch (ZException& exception) {
+        zreportException(exception);
+    }
+    if (living != 0) return;
+    givers.wakeAll();  // who wait now would do so for ever
+    waiters.wakeAll();
 }
 
 /// Null when the end of the pool has it already, and joins it.
@@ -296,14 +304,11 @@ ZWorkerPool::ZWorkerPool(unsigned int workers, unsigned int limit) {
 }
 
 ZWorkerPool::~ZWorkerPool() {
-    bool const isInherited = core->isInherited();
-    if (!isInherited && !core->isMine()) return;
-    // What other threads use, or other threads of the parent did, stays where it is.
-    Core* const shared = core.release();
-    zfc::threads::keepForever(shared);
-    if (isInherited) return;
-    zreportFailure(sourceName, __LINE__, Message::threadJoinFailed, EDEADLK);
-    shared->close();
+    if (core->isInherited()) {
+        zfc::threads::keepForever(core.release());  // other threads of the parent use it
+    } else if (core->isMine()) {
+        core.release()->close(true);  // the last worker deletes it
+    }
 }
 
 void ZWorkerPool::waitForAll() { core->waitForAll(); }

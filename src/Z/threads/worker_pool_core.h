@@ -55,7 +55,6 @@ class ZWorkerPool::Worker : public ZThread {
     void execute(std::unique_ptr<Job> job);
 
     Core& core;
-    bool hasFinished = false;  // and did not leave in the midst of a job
 };
 
 class ZWorkerPool::Core {
@@ -78,17 +77,19 @@ class ZWorkerPool::Core {
     [[nodiscard]] bool isInherited() const noexcept;
     [[nodiscard]] bool isMine() const noexcept;
 
-    // Workers take their next job, and the last word of one who leaves his thread in a job.
+    /// The next job for the worker; null when it has to end.
     [[nodiscard]] std::unique_ptr<Job> next(Worker& worker);
-    void leave(Worker& worker);
+    void leave(Worker& worker) noexcept;
 
-    /// Lets the workers end when no job is left.
-    void close() noexcept;
+    /// Lets the workers end when no job is left. In a job nobody can wait for that: the last one
+    /// deletes what they share.
+    void close(bool inJob) noexcept;
 
   private:
     void refuseInherited() const;
     [[nodiscard]] bool isFull() const ZREQUIRES(lock);
     void startMissing() ZREQUIRES(lock);
+    void startMissingOrReport() noexcept ZREQUIRES(lock);
     void replaceLost() ZREQUIRES(lock);
     void countOut(Worker& worker) ZREQUIRES(lock);
     void freePlace() ZREQUIRES(lock);
@@ -109,10 +110,11 @@ class ZWorkerPool::Core {
     unsigned long unfinished ZGUARDED_BY(lock) = 0;
     unsigned long timesDone ZGUARDED_BY(lock) = 0;  // that `unfinished` became 0
     unsigned long failures ZGUARDED_BY(lock) = 0;
-    unsigned int living ZGUARDED_BY(lock) = 0;  // workers in the list
-    bool isClosed ZGUARDED_BY(lock) = false;    // workers without a job end
+    unsigned int living ZGUARDED_BY(lock) = 0;   // workers in the list
+    bool isClosed ZGUARDED_BY(lock) = false;     // workers without a job end
+    bool isAbandoned ZGUARDED_BY(lock) = false;  // closed in a job
     Worker::Owned workers ZGUARDED_BY(lock);
-    Worker::Owned left ZGUARDED_BY(lock);  // the last who left in a job; joined by the next one
+    Worker::Owned left ZGUARDED_BY(lock);  // the last who left; joined by the next one
 };
 
 #endif

@@ -19,12 +19,13 @@
 ///     at work       | doWork() returning, room among the idle     | asleep and idle
 ///     at work       | doWork() returning, no such room            | ended, no longer counted
 ///     asleep, idle  | getAvailableIdleThread() of the pool        | asleep
+///     asleep, idle  | start() of the pool, no place being free    | ended, no longer counted
 ///     asleep, idle  | waitForExit() of the pool                   | ended, no longer counted
 ///
 /// What may surprise:
 /// - Active are all threads that the pool started and that have not ended, idle ones included: an
-///   idle worker holds one of the places. In a pool with as many idle workers as threads, start()
-///   may wait until somebody takes one of those and ends it.
+///   idle worker holds one of the places. So start() ends an idle worker when there is no other
+///   place, also one that becomes idle while it waits.
 /// - A sleeper that was started and never woken is not idle: the pool's waitForExit() waits until
 ///   somebody has woken it or told it to exit.
 /// - A worker with an interval works and offers itself again while it is idle. If it also deletes
@@ -194,10 +195,12 @@ class ZFC_API ZThreadPool : public ZObject {
     /// A new worker for getAvailableIdleThread(), which becomes its caller's; here null.
     [[nodiscard]] virtual ZThread* createThread();
 
-    /// Starts `t`, which is not owned, as one of the pool's threads. Waits while as many run as the
-    /// pool allows. A start that fails is reported, and start() returns as if it had not. Throws
-    /// ZInvalidParameterException (message 22) when the pool allows none, ZThreadException with the
-    /// system's code (messages 5 and 6 for the mutex); `t` is then not started.
+    /// Starts `t`, which is not owned, as one of the pool's threads. While as many run as the pool
+    /// allows it tells idle ones to exit, one at a time, and waits. A start that fails is reported,
+    /// and start() returns as if it had not. Throws ZInvalidParameterException (message 22) when
+    /// the pool allows none, ZThreadException with the system's code (messages 5 and 6 for the
+    /// mutex), ZOutOfMemoryException (message 1), and what telling a worker throws if that did not
+    /// end it; `t` is then not started.
     void start(ZThread& t);
     /// Sets `t` to an idle worker, which is idle no longer and stays whose it was, else to what
     /// createThread() gives. Waits for nobody. Throws ZThreadException (message 5),
@@ -233,7 +236,9 @@ class ZFC_API ZThreadPool : public ZObject {
     [[nodiscard]] static Mutex createMutex();
     [[nodiscard]] static Cond createCond();
     void registerThread(ZThread& t);
+    [[nodiscard]] bool takePlace(ZThread& t);
     void unregisterThread(ZThread& t) noexcept;
+    void announceChange() noexcept;
     [[nodiscard]] ZThread* findIdle();
     [[nodiscard]] bool isIdle(ZThread const& t) const;
     void dropIdle(ZThread& t);

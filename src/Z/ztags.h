@@ -250,6 +250,7 @@
 #define zvsnprintf_render ZFC_TAGGED(zvsnprintf_render)
 #define zvsprintf ZFC_TAGGED(zvsprintf)
 #define ZWinRegistry ZFC_TAGGED(ZWinRegistry)
+#define ZWorkerPool ZFC_TAGGED(ZWorkerPool)
 #define ZWriteResourceException ZFC_TAGGED(ZWriteResourceException)
 #define ZZException ZFC_TAGGED(ZZException)
 

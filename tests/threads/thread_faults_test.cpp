@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <initializer_list>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -19,6 +20,7 @@
 #include <vector>
 
 #include "Z/ZReadWriteLock.h"
+#include "Z/ZWorkerPool.h"
 #include "support/pthread_calls.h"
 #include "support/workers.h"
 
@@ -247,10 +249,11 @@ Report attempt(Fault const& planned, bool where, std::function<void()> const& op
 }
 
 /// Runs `body`, which makes one attempt and checks, with every call failing in turn, once and from
-/// there on.
-void failEveryCall(std::function<void(Fault const&)> const& body) {
+/// there on, or `counts` times.
+void failEveryCall(std::function<void(Fault const&)> const& body,
+                   std::initializer_list<long> counts = {1L, everyone}) {
     Reports const dropped;
-    for (long const count : {1L, everyone}) {
+    for (long const count : counts) {
         long number = 0;
         do {
             ++number;
@@ -391,6 +394,64 @@ TEST(ThreadPoolFaultTest, WhoWaitsForTheEndTellsAWorkerThatAnotherCouldNotTell) 
     first.join();
     second.join();
     EXPECT_EQ(reports.take(), (std::vector<Report>{unknownInThread})) << "it has ended";
+}
+
+TEST(WorkerPoolFaultTest, RunsWhatItTookAfterAnyFailure) {
+    auto const tryIt = [](Fault const& planned) {
+        std::atomic<int> ran{0};
+        int taken = 0;
+        std::optional<ZWorkerPool> pool;
+        auto const runOne = [&] { pool->run([&] { ++ran; }), ++taken; };
+        attempt(planned, everywhere, [&] {
+            pool.emplace(2U, 1U);
+            for (int i = 0; i < 5; ++i)
+                runOne();
+            pool->waitForAll();
+        });
+        if (!pool) return;
+        runOne();
+        pool->waitForAll();
+        EXPECT_EQ(ran, taken);
+        EXPECT_EQ(pool->getFailureCount(), 0U);
+    };
+    failEveryCall(tryIt, {1L});
+}
+
+TEST(WorkerPoolFaultTest, GoesOnWithTheWorkersThatCanBeStartedAndSaysWhenThereIsNone) {
+    Report const notStarted{threading, 17, {std::to_string(EAGAIN)}};
+    Fault const noSecond{"pthread_create", 2, EAGAIN, everyone};
+    Reports reports;
+    Gate go;
+    std::atomic<int> ran{0};
+    auto const leaves = [&] { go.await(), pthread_exit(nullptr); };
+    auto const runs = [&] { ++ran; };
+    {
+        Failing const failing(noSecond, everywhere);
+        EXPECT_EQ(thrownBy([] { ZWorkerPool(3); }), notStarted);
+    }
+    ZWorkerPool pool(1);
+    auto ending = std::make_unique<ZWorkerPool>(1);
+    {
+        Failing const failing({"pthread_create", 1, EAGAIN, everyone}, everywhere);
+        for (ZWorkerPool* const each : {&pool, ending.get()}) {
+            each->run(leaves);
+            each->run(runs);
+        }
+        go.open();
+        EXPECT_EQ(thrownBy([&] { pool.waitForAll(); }), notStarted);
+        EXPECT_EQ(thrownBy([&] { pool.run(runs); }), notStarted);
+        ending.reset();
+        std::vector<Report> reported;
+        awaitThat([&] {
+            for (Report const& report : reports.take())
+                reported.push_back(report);
+            return reported.size() == 2;
+        });
+        EXPECT_EQ(reported, std::vector<Report>(2, {threading, 17, {}})) << "workers left";
+    }
+    pool.run(runs);
+    pool.waitForAll();
+    EXPECT_EQ(ran, 2) << "one was queued when there was no worker";
 }
 
 }  // namespace

@@ -390,15 +390,38 @@ TEST(ThreadPoolTest, ACancelledStartOrWaitLeavesThePoolAsItWas) {
 }
 #endif
 
-struct WorkerPool : ZThreadPool {
-    explicit WorkerPool(Tally& shared) : ZThreadPool(4, 2), tally(shared) {}
+TEST(ThreadPoolTest, AStartEndsAnIdleWorkerWhenThereIsNoOtherPlace) {
+    for (bool const isIdleBefore : {true, false}) {
+        ZThreadPool pool(1, 1);
+        Tally tally;
+        Gate go;
+        Worker worker(tally);
+        if (!isIdleBefore) worker.body = [&] { go.await(); };
+        pool.start(worker);
+        worker.wakeUp();
+        if (isIdleBefore) offer(pool, awaitIdle(pool));
+        awaitThat([&] { return tally.works == 1; });
+        Task task(tally);
+        Beside start([&] { pool.start(task); });
+        go.open();
+        start.join();
+        pool.waitForExit();
+        EXPECT_EQ(tally.ended, 2);
+    }
+}
+
+struct MakingPool : ZThreadPool {
+    MakingPool(Tally& shared, unsigned int idle) : ZThreadPool(4, idle), tally(shared) {}
     ZThread* createThread() override { return new Worker(tally, asDetached, deletesObject); }
     Tally& tally;
 };
 
-TEST(ThreadPoolTest, ServesManyProducersWithFewWorkersThatItMakes) {
+class PoolOfMakersTest : public testing::TestWithParam<unsigned int> {};
+INSTANTIATE_TEST_SUITE_P(SomeOrAllIdle, PoolOfMakersTest, testing::Values(2U, 4U));
+
+TEST_P(PoolOfMakersTest, ServesManyProducersWithFewWorkersThatItMakes) {
     Tally tally;
-    WorkerPool pool(tally);
+    MakingPool pool(tally, GetParam());
     Crew producers;
     for (int i = 0; i < 3; ++i)
         producers.add([&] {

@@ -43,4 +43,10 @@ TEST(ExamplesTest, GreetFromAPluginLoadedByNameAndTellOthersApart) {
                    {"plugins libm.so.6", 1, "", "resolve error (libm.so.6:greeter_greet)"}});
 }
 
+TEST(ExamplesTest, CheckFilesSeveralAtATimeAndPrintThemInOrder) {
+    expectExample({{"printf %s Wikipedia > w; : > empty; checksums w empty w", 0,
+                    "11e60398 w\n00000001 empty\n11e60398 w\n"},
+                   {"checksums w gone", 1, "", "gone"}});
+}
+
 }  // namespace

@@ -13,6 +13,7 @@ namespace {
 // Neither made nor destroyed at run time, and plain: the child may unlock it.
 pthread_mutex_t forkMutex = PTHREAD_MUTEX_INITIALIZER;
 std::atomic<ZForkedChild::Handlers const*> processLocks{nullptr};  // null: there are none yet
+std::atomic<unsigned int> forkCount{0};
 
 /// The system has no reason to refuse a plain mutex. If it does, it is asked once more: without the
 /// mutex only a fork could do harm, with it for ever nobody would get on.
@@ -37,6 +38,7 @@ void inParent() {
 }
 
 void inChild() {
+    ++forkCount;
     qcs_unlock();
     pthread_mutex_unlock(&forkMutex);
     for (auto const lock : {ZOwnLock::hexDump, ZOwnLock::registry})
@@ -68,6 +70,8 @@ ZNoFork::~ZNoFork() {
 ZLock& ZForkedChild::own(ZOwnLock lock) { return ownLocks()[static_cast<std::size_t>(lock)]; }
 
 void ZForkedChild::tellProcessLocks(Handlers const& handlers) noexcept { processLocks = &handlers; }
+
+unsigned int ZForkedChild::forks() noexcept { return forkCount.load(std::memory_order_relaxed); }
 
 // The analysis has no notion of locks whose holders are gone.
 

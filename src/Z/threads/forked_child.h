@@ -52,6 +52,10 @@ struct ZForkedChild {
     /// Called once, when the library is loaded. `handlers` lives as long as the process.
     static void tellProcessLocks(Handlers const& handlers) noexcept;
 
+    /// How many forks lie between the process that loaded the library and this one: what an object
+    /// has noted of it is another number in a child that inherits the object.
+    [[nodiscard]] static unsigned int forks() noexcept;
+
     /// A lock that the calling thread holds stays held: it is the thread that forked, and will
     /// release it.
     static void release(ZLock& lock) noexcept;

@@ -181,9 +181,18 @@ void ZThreadPool::start(ZThread& t) {
 /// Counts the thread, and lets it know its pool, before it can run.
 void ZThreadPool::registerThread(ZThread& t) {
     if (maxThreads == 0) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    while (!takePlace(t)) {
+        if (ZThread* const idle = nextToTell()) tell(*idle);
+    }
+}
+
+/// False when there is none before an idle worker ends.
+bool ZThreadPool::takePlace(ZThread& t) {
     Lock lock(*this);
-    while (static_cast<unsigned int>(activeCount) >= maxThreads)
+    while (static_cast<unsigned int>(activeCount) >= maxThreads) {
+        if (findIdle() != nullptr) return false;
         lock.wait();
+    }
     dropIdle(t);  // left behind by an earlier end
     t.threadId->lost = false;
     ++activeCount;
@@ -194,6 +203,7 @@ void ZThreadPool::registerThread(ZThread& t) {
         unregisterThread(t);
         throw;
     }
+    return true;
 }
 
 /// Undoes registerThread(), unless the thread ran all the same and has told its end itself.
@@ -202,6 +212,11 @@ void ZThreadPool::unregisterThread(ZThread& t) noexcept {
     if (t.pool.exchange(nullptr) == nullptr) return;
     if (lock.isHeld()) dropIdle(t);
     --activeCount;
+    announceChange();
+}
+
+/// To all who wait; they look again soon, should the system refuse.
+void ZThreadPool::announceChange() noexcept {
     if (int const rc = pthread_cond_broadcast(cond.get()))
         zreportFailure(sourceName, __LINE__, Message::conditionSignalFailed, rc);
 }
@@ -251,6 +266,7 @@ void ZThreadPool::threadDoneNotification(ZThread& t, int& keep) {
         idleThreads.putEntry(&t);
         ++idleCount;
         stays = true;
+        announceChange();  // who waits for a place may end it
     }
     lock.unlock();
     keep = stays ? 1 : 0;

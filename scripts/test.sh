@@ -83,7 +83,7 @@ else
     step "64-bit build and tests" build_and_test release -DZFC_BUILD_BENCH=ON
     step "the demonstration" demonstration
     step "clang: thread-safety analysis, clang-tidy, tests" build_and_test clang -DZFC_BUILD_FUZZ=ON
-    step "32-bit build and the same tests" build_and_test m32
+    step "32-bit build, hardened, and the same tests" build_and_test m32
     step "both word sizes on the same files" "$root/tests/words/run.sh" \
         "$root/build/release/tools/zprop" "$root/build/m32/tools/zprop"
     step "process locks under stress, both word sizes" stress_locks

@@ -12,6 +12,7 @@
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/ZMessageParts.h"
+#include "Z/utility/cancellation_off.h"
 
 namespace {
 
@@ -24,6 +25,7 @@ class ReportText {
   public:
     ReportText() = default;
     ~ReportText() {
+        ZCancellationOff const whileWriting;  // which is a cancellation point
         flush();
         if (block != fixed.data()) std::free(block);
     }

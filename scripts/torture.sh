@@ -4,6 +4,7 @@
 # each call failing, then kills at random moments until the time is over.
 # usage: torture.sh [MINUTES] [--dir DIR]... [--kills N] [--seed N] [--all]
 #        torture.sh --programs SECONDS | --random SECONDS [--dir DIR]... [--seed N]
+#        torture.sh --threads SECONDS [--dir DIR]... [--seed N]
 #   MINUTES              how long, about (10); the calls are always gone through to the end
 #   --dir DIR            where; a memory file system (/dev/shm) and the build directory without it
 #   --kills N            how many random kills inside of stores for each cell (500)
@@ -11,11 +12,13 @@
 #   --all                tells every finding, not one of each kind and cell
 #   --programs SECONDS   four programs that edit one file at once: no update may be lost
 #   --random SECONDS     random files and edits: what is stored comes back, or was refused
+#   --threads SECONDS    each of: forks beside busy threads, threads that are cancelled, processes
+#                        that end while threads wait: nothing hangs, stays held or stays open
 set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-usage="usage: torture.sh [MINUTES | --programs SECONDS | --random SECONDS]
+usage="usage: torture.sh [MINUTES | --programs SECONDS | --random SECONDS | --threads SECONDS]
            [--dir DIR]... [--kills N] [--seed N] [--all]"
 mode=store seconds=600 kills=500 seed=$((RANDOM * 32768 + RANDOM)) directories=() tells=()
 is_number() { [[ ${1-} =~ ^[1-9][0-9]{0,8}$ ]]; }
@@ -33,7 +36,7 @@ while [[ $# -gt 0 ]]; do
             ;;
         --kills) need_number "${2-}" && kills=$2 ;;
         --seed) need_number "${2-}" && seed=$2 ;;
-        --programs | --random) need_number "${2-}" && mode=${1#--} seconds=$2 ;;
+        --programs | --random | --threads) need_number "${2-}" && mode=${1#--} seconds=$2 ;;
         *) die "$usage" ;;
     esac
     shift 2
@@ -74,10 +77,20 @@ stores() {
     return "$result"
 }
 
+# storms: of threads, one after the other.
+storms() {
+    local result=0 storm
+    for storm in forks cancels exits; do
+        "$torture" "$storm" "${common[@]}" --seconds "$seconds" || result=1
+    done
+    return "$result"
+}
+
 say "seed $seed"
 case $mode in
     programs) four_programs || die "updates were lost" ;;
     random) "$torture" random "${common[@]}" --seconds "$seconds" || die "something came back otherwise" ;;
+    threads) storms || die "threads came to harm" ;;
     store) stores || die "a store was broken" ;;
 esac
 say

@@ -46,8 +46,8 @@ bool Table::finish() {
 namespace {
 
 constexpr char usage[] =
-    "usage: torture calls|kills|random [--seconds N] [--kills N] [--seed N] [--dir DIR]... "
-    "[--all]\n"
+    "usage: torture calls|kills|random|forks|cancels|exits [--seconds N] [--kills N] [--seed N]\n"
+    "               [--dir DIR]... [--all]\n"
     "       torture program FILE SECONDS\n";
 
 [[noreturn]] void dieOfUsage() {
@@ -93,6 +93,9 @@ bool run(std::string const& mode, char** words) {
     if (mode == "calls") return runCalls(options);
     if (mode == "kills") return runKills(options);
     if (mode == "random") return runRandomFiles(options);
+    if (mode == "forks") return runForks(options);
+    if (mode == "cancels") return runCancels(options);
+    if (mode == "exits") return runExits(options);
     dieOfUsage();
 }
 

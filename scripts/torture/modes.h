@@ -38,6 +38,12 @@ class Table {
 [[nodiscard]] bool runKills(Options const& options);
 /// Random files and random edits: what was stored is what is loaded.
 [[nodiscard]] bool runRandomFiles(Options const& options);
+/// Forks while threads use everything; each child does one of everything.
+[[nodiscard]] bool runForks(Options const& options);
+/// Cancels threads at random in every call that waits or opens something.
+[[nodiscard]] bool runCancels(Options const& options);
+/// Ends processes whose threads wait for what ends with them.
+[[nodiscard]] bool runExits(Options const& options);
 /// Adds numbered keys to the file until the time is over; prints how many were stored.
 [[nodiscard]] bool runProgram(std::string const& file, unsigned int seconds);
 

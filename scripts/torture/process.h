@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <array>
 #include <atomic>
 #include <functional>
 #include <map>
@@ -23,7 +24,8 @@ struct Shared {
     std::atomic<unsigned int> filesRead;  // random ones that were not refused
     std::atomic<unsigned int> editsMade;
     std::atomic<unsigned int> editsRefused;
-    unsigned int found;  // what judge() found
+    std::array<std::atomic<unsigned int>, 8> doing;  // of children that live at a time, each
+    unsigned int found;                              // what judge() found
     unsigned int generation;
     char reason[400];
 

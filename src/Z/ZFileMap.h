@@ -31,7 +31,7 @@ class ZFC_API ZAbstractFileMap {
     /// What was mapped before is unmapped first. `*rc` is 0 or
     /// - EINVAL: `requested` is 0 and the file is empty or missing;
     /// - ENOENT: the file is missing, in a read map;
-    /// - EOVERFLOW: more than 4 GiB - 1 byte, or more than an address can tell;
+    /// - EOVERFLOW: more than 4 GiB - 1 byte, on 32 bits more than 2 GiB - 1 byte;
     /// - EFBIG: a write map would pass the process's limit on file sizes;
     /// - ENOSPC: the device has no room for a write map; the file is as long as before;
     /// - else the `errno` of open, statx, fallocate, or mmap.

@@ -42,7 +42,7 @@
 /// - The flag of setUpdate() belongs to the lock, not to the thread. Who sets it before taking the
 ///   lock, as ZStackReadWriteLock does, changes it for a writer that is still inside.
 /// - The child of a fork holds nothing: its object is unset, whatever the parent has locked, and
-///   the parent keeps its lock.
+///   the parent keeps its lock. A guard whose scope the child leaves does nothing there.
 /// - A thread must not end while it holds a lock. Nobody finds out about dead-locks.
 #ifndef Z_ZPROCESSLOCK_H
 #define Z_ZPROCESSLOCK_H
@@ -193,7 +193,7 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
   private:
     friend class zfc::process_locks::Register;
 
-    void forgetParent() noexcept;
+    bool forgetParent() noexcept;
 };
 
 /// Holds write for its scope, in which shared data is changed: the number is advanced before

@@ -8,6 +8,11 @@
 /// shared; several operations together are not one, but within updateFile(). Change notices go out
 /// after the lock is released.
 ///
+/// Forks. A fork waits up to 100 ms for operations of other threads, so that the child finds every
+/// object whole. What another thread was in for longer, since it waits for a file or its edit
+/// takes its time, is left behind: in the child each operation of that object raises
+/// ZLockResourceException (message 5) with EOWNERDEAD, and getPropertiesFor() makes a new one.
+///
 /// Other processes. load() holds a shared record lock on the whole file, store() an exclusive one,
 /// both of the open-file-description kind, both without waiting: whoever finds the file locked gets
 /// ZPropertiesIOException with "fcntl()" and tries again when it likes. A store writes what the
@@ -204,6 +209,9 @@ class ZFC_API ZAbstractProperties : public ZObject {
     class ZFC_API ZSCOPED_CAPABILITY ZPropResourceLock {
       public:
         [[nodiscard]] explicit ZPropResourceLock(ZLockInterface& l) ZACQUIRE(l) : guard(l) {}
+        /// Throws also ZLockResourceException (message 5) with EOWNERDEAD, in the child of a fork,
+        /// for the lock of an object that was left behind, with nothing held.
+        [[nodiscard]] explicit ZPropResourceLock(ZLock& l) ZACQUIRE(l);
         ~ZPropResourceLock() ZRELEASE() = default;
         ZPropResourceLock(ZPropResourceLock const&) = delete;
         ZPropResourceLock& operator=(ZPropResourceLock const&) = delete;

@@ -2,12 +2,33 @@
 // What the random comparison with the model (property_model_test) does not reach.
 #include <malloc.h>
 
+#include <cstdlib>
 #include <functional>
+#include <new>
 #include <tuple>
 
 #include "Z/ZUTF8String.h"
 #include "support/properties.h"
 #include "support/records_check.h"
+
+namespace {
+
+std::size_t sizeAsked = 0;  // of the first block since it was 0
+std::size_t sizeRefused = 0;
+
+}  // namespace
+
+// In place of the standard ones, which all objects of the library are made and freed with.
+void* operator new(std::size_t size, std::nothrow_t const& /*none*/) noexcept {
+    if (sizeAsked == 0) sizeAsked = size;
+    return size == sizeRefused ? nullptr : std::malloc(size);
+}
+void* operator new(std::size_t size) {
+    if (void* const block = std::malloc(size)) return block;
+    throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t /*size*/) noexcept { std::free(block); }
 
 namespace {
 
@@ -167,6 +188,34 @@ TEST(PropertyCacheTest, yearsOfEditsDoNotGrowIt) {
     EXPECT_LT(mallinfo2().uordblks, bytes + 200000);
     EXPECT_LT(moves, edits / 10);
     cache.check();
+}
+
+TEST(PropertyCacheTest, yearsOfEditsThatFailForWantOfMemoryDoNotGrowIt) {
+    // As many keys, and values beside others, as are kept in one block: one more needs the next.
+    std::string text = "[s]\nlast = 1\n";
+    for (int i = 0; i < 63; ++i)
+        text += "key" + std::to_string(i) + " = 1\nkey" + std::to_string(i) + " = 2\n";
+    void (*const edits[])(Cache&) = {[](Cache& cache) { cache.addValue("s", "last", "2", 0); },
+                                     [](Cache& cache) { cache.addValue("s", "last", "2", 1); },
+                                     [](Cache& cache) { cache.addLine("s", "k", "", 0); }};
+    for (auto const edit : edits) {
+        SCOPED_TRACE(&edit - edits);
+        Cache twin(text);
+        Cache cache(text);
+        for (Cache* const one : {&twin, &cache})
+            one->add("s", "key0", "x", 1);
+        sizeAsked = 0;
+        edit(twin);
+        std::size_t const bytes = mallinfo2().uordblks;
+        for (int i = 0; i < 20000; ++i) {
+            sizeRefused = sizeAsked;
+            EXPECT_THROW(edit(cache), ZOutOfMemoryException);
+            sizeRefused = 0;
+        }
+        EXPECT_LT(mallinfo2().uordblks, bytes + 150000);
+        edit(cache);
+        EXPECT_EQ(cache.written(), twin.written());
+    }
 }
 
 TEST(PropertyCacheTest, linesAndItemsCompareByContent) {

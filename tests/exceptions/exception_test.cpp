@@ -1,3 +1,6 @@
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdlib>
 #include <memory>
@@ -257,6 +260,29 @@ TEST(MessageService, IsToldWhatNobodyCatches) {
     });
     EXPECT_EQ(status, -SIGABRT);
     EXPECT_NE(err.find("Unexpected error from pthread_create().  rc = 11."), std::string::npos);
+}
+
+TEST(MessageService, AReportIsOneWriteToStandardErrorHoweverLong) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends), 0);  // which keeps writes apart
+    ZLCString const text(std::string(30000, 'x').c_str());
+    EXPECT_EQ(0, inChild([&] {
+                  dup2(ends[1], STDERR_FILENO);
+                  dumpReport();
+                  ZMessageService::messageService()->outputMessage(
+                      "f", 1, 2, 2, &text, &text, nullptr, nullptr, nullptr, nullptr);
+                  ZOpenResourceException(37, 2, text.getChars()).dumpException();
+                  return 0;
+              }));
+    close(ends[1]);
+    std::string got(100000, '\0');
+    for (std::size_t const least : {std::size_t{100}, std::size_t{60000}, std::size_t{30000}}) {
+        auto const length = recv(ends[0], got.data(), got.size(), 0);
+        ASSERT_GT(length, static_cast<ssize_t>(least));
+        EXPECT_EQ(got[0], 'E');
+    }
+    EXPECT_EQ(recv(ends[0], got.data(), got.size(), 0), 0) << "nothing is left";
+    close(ends[0]);
 }
 
 TEST(MessageService, ReportsWorkFromExitHandlersAndDoNotMixThreads) {

@@ -4,6 +4,7 @@
 // wrap: pthread_cond_clockwait,pthread_cond_broadcast
 
 // What process locks do when the system's calls fail.
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -13,6 +14,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <set>
@@ -44,7 +46,18 @@ bool mayFail(std::string_view call) {
 // Set before there is a second thread, which would look at the plan of an armed one.
 [[maybe_unused]] int const hooked = (testsupport::mayStrike = mayFail, 0);
 
+std::atomic<long> secondsLater{0};  // than it is
+
 }  // namespace
+
+/// In place of the system's for all that is linked, the standard library among it.
+extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
+    static auto* const real =
+        reinterpret_cast<decltype(&clock_gettime)>(dlsym(RTLD_NEXT, "clock_gettime"));
+    int const rc = real(clock, now);
+    now->tv_sec += static_cast<time_t>(secondsLater.load());
+    return rc;
+}
 
 #define WRAP_PTHREAD(function, parameters, arguments) \
     WRAP(function, int, testsupport::fault.error, parameters, arguments)
@@ -311,6 +324,38 @@ TEST_F(ProcessLockFaultTest, ALimitDoesNotHoldForGivingBack) {
     toBeOutdated(lock);
     // From when the read was had, which is then to become a write.
     givesUp({"pthread_mutex_trylock", 2, EBUSY, everyone});
+}
+
+TEST_F(ProcessLockFaultTest, ALimitOfMoreThanADayIsWaitedForBehindAThreadAndBehindAProcess) {
+    constexpr long day = 24L * 3600;
+    for (Lock* const writer : {&lock, &other})
+        for (bool const comesFree : {true, false}) {
+            Gate leave;
+            Beside holder([&] {
+                writer->writeLock();
+                leave.await();
+                writer->unlock(0);
+            });
+            awaitThat([&] { return writer->haveLock(writing); });
+            int days = 0;
+            // What waits for a day is over at once, and so is the day.
+            beforeCall = [&](std::string_view call) {
+                if (call != "pthread_cond_clockwait" && call != "read") return;
+                if (comesFree && days == 3) return;
+                secondsLater = day * ++days;
+                if (comesFree && days == 3) leave.open();
+            };
+            bool taken = false;
+            auto const wait = [&] { taken = lock.lockFor(reading, 4 * day * 1000); };
+            Fault const planned{"pthread_cond_clockwait", 1, ETIMEDOUT, comesFree ? 3 : 4};
+            EXPECT_EQ("", thrownWith(planned, wait).what);
+            EXPECT_EQ(taken, comesFree) << days;
+            EXPECT_GE(days, comesFree ? 3 : 4);
+            if (taken) lock.unlock(0);
+            leave.open();
+            holder.join();
+            secondsLater = 0;
+        }
 }
 
 TEST_F(ProcessLockFaultTest, ATryIsNotRefusedForWhatIsHeldForAMoment) {

@@ -51,14 +51,24 @@ ZPropertiesInterface::~ZPropertiesInterface() = default;
 ZPropertiesMutableInterface::~ZPropertiesMutableInterface() = default;
 ZAbstractProperties::~ZAbstractProperties() = default;
 
+ZAbstractProperties::ZPropResourceLock::ZPropResourceLock(ZLock& l) : guard(l) {
+    ZForkedChild::requireWhole(l);
+}
+
 ZPropertyChanged::ZPropertyChanged(PropertyStyle ofStyle, PropertyChangeType ofType,
                                    char const* stanzaName, char const* keyName)
     : style(ofStyle), change(ofType), stanza(stanzaName), key(keyName) {}
 
 ZProperties::ZProperties(ZPCategoryBasedCache* owned)
-    : cache(owned), history(std::make_unique<FileHistory>()) {}
+    : cache(owned), history(std::make_unique<FileHistory>(*this)) {}
 
-ZProperties::~ZProperties() = default;
+ZProperties::~ZProperties() {
+    if (!ZForkedChild::isLeftBehind(propLock)) return;
+    // What is half changed cannot be taken apart.
+    history->overFork.forget();
+    static_cast<void>(cache.release());
+    static_cast<void>(history.release());
+}
 
 // --------------------------------------------------------------------------------------- reading
 

@@ -10,6 +10,7 @@
 #include "Z/config/cache/texts.h"
 #include "Z/config/changes.h"
 #include "Z/platform/locked_file.h"
+#include "Z/threads/forked_child.h"
 
 /// Used under the object's lock.
 struct ZProperties::FileHistory : public ZObject {
@@ -31,6 +32,9 @@ struct ZProperties::FileHistory : public ZObject {
 
     class Gathering;
 
+    explicit FileHistory(ZProperties& ofObject) : overFork(ofObject.propLock, ofObject) {}
+
+    ZWholeOverFork overFork;
     UnreadFiles unread;                           // each name once
     bool forgot = false;                          // there was no memory to enter a file there
     Stamp stamp;                                  // of the object's file

@@ -68,7 +68,8 @@ ZProperties* ZProperties::getPropertiesFor(char const* file, ZAbstractProperties
 ZProperties* ZProperties::findOrLoad(char const* file, ZAbstractPropertiesFactory& factory,
                                      bool& isNew) {
     ZPropRegistry const guard;
-    if (ZProperties* const known = factory.find(file)) return known;
+    ZProperties* const known = factory.find(file);
+    if (known != nullptr && !ZForkedChild::isLeftBehind(known->propLock)) return known;
     std::unique_ptr<ZProperties> made(factory.makePropertiesInstance());
     // Entered only when that has succeeded, so that the next caller tries a file again.
     made->load(file);

@@ -5,31 +5,78 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/ZMessageParts.h"
+#include "Z/utility/cancellation_off.h"
 
 namespace {
 
 pthread_once_t initOnce = PTHREAD_ONCE_INIT;
 
-/// Keeps the lines of one report together while several threads report.
-class ReportStream {
+/// A report, written to standard error at its end in one piece: neither other threads nor other
+/// processes with the same standard error get between its lines. Only a long one takes memory, and
+/// where there is none it goes out in pieces.
+class ReportText {
   public:
-    // The lock is recursive: the calls in between take it again.
-    ReportStream() { flockfile(stderr); }
-    ~ReportStream() { funlockfile(stderr); }
-    ReportStream(ReportStream const&) = delete;
-    ReportStream& operator=(ReportStream const&) = delete;
+    ReportText() = default;
+    ~ReportText() {
+        ZCancellationOff const whileWriting;  // which is a cancellation point
+        flush();
+        if (block != fixed.data()) std::free(block);
+    }
+    ReportText(ReportText const&) = delete;
+    ReportText& operator=(ReportText const&) = delete;
+
+    void add(char const* text, std::size_t length) {
+        if (length > capacity - used && !grow(length)) {
+            flush();
+            if (length > capacity) return static_cast<void>(fwrite(text, 1, length, stderr));
+        }
+        std::memcpy(block + used, text, length);
+        used += length;
+    }
+    ReportText& operator<<(char const* text) {
+        if (text == nullptr) text = "(null)";
+        add(text, std::strlen(text));
+        return *this;
+    }
+    ReportText& operator<<(int number) {
+        std::array<char, 12> digits{};
+        std::to_chars(digits.data(), digits.data() + digits.size() - 1, number);
+        return *this << digits.data();
+    }
+
+  private:
+    void flush() {
+        if (used != 0) fwrite(block, 1, used, stderr);
+        used = 0;
+    }
+    bool grow(std::size_t length) {
+        std::size_t const wanted = 2 * capacity + length;
+        bool const isFixed = block == fixed.data();
+        auto* const grown = static_cast<char*>(std::realloc(isFixed ? nullptr : block, wanted));
+        if (grown == nullptr) return false;
+        if (isFixed) std::memcpy(grown, block, used);
+        block = grown;
+        capacity = wanted;
+        return true;
+    }
+
+    std::array<char, 1024> fixed{};
+    char* block = fixed.data();  // or memory that is freed at the end
+    std::size_t capacity = fixed.size();
+    std::size_t used = 0;
 };
 
-char const* shown(char const* text) { return text == nullptr ? "(null)" : text; }
+void addThread(ReportText& report) { report << " Thread: " << ZMessageParts::getThread() << "\n"; }
 
-void printThread() { fprintf(stderr, " Thread: %d\n", ZMessageParts::getThread()); }
-
-void writeToStandardError(void* /*context*/, char const* piece, unsigned int length) {
-    fwrite(piece, 1, length, stderr);
+void addTo(void* report, char const* piece, unsigned int length) {
+    static_cast<ReportText*>(report)->add(piece, length);
 }
 
 }  // namespace
@@ -69,14 +116,14 @@ void ZMessageService::routeZZException(ZZException const* e, va_list args) {
 ZObject* ZDefaultMessageService::clone() const { return new ZDefaultMessageService; }
 
 void ZDefaultMessageService::outputException(ZZException const* e, va_list args) const {
-    ReportStream const stream;
-    fprintf(stderr, "Exception: %s\n File: \"%s\" %d\n Error: %d\n", shown(e->getName()),
-            shown(e->who()), e->where(), static_cast<int>(e->getCode()));
-    printThread();
-    fprintf(stderr, "NUM_MSGS = %d\n", NUM_MSGS);
+    ReportText report;
+    report << "Exception: " << e->getName() << "\n File: \"" << e->who() << "\" " << e->where()
+           << "\n Error: " << static_cast<int>(e->getCode()) << "\n";
+    addThread(report);
+    report << "NUM_MSGS = " << NUM_MSGS << "\n";
     // Numbers of a program's own exceptions have no text here.
-    if (!ZMessageParts(*e, args).putText(writeToStandardError, nullptr))
-        fputs("No default text defined in ZMessage.cpp for the exception\n", stderr);
+    if (!ZMessageParts(*e, args).putText(addTo, &report))
+        report << "No default text defined in ZMessage.cpp for the exception\n";
 }
 
 void ZDefaultMessageService::outputMessage(char const* file, int line, int number, int count,
@@ -84,14 +131,14 @@ void ZDefaultMessageService::outputMessage(char const* file, int line, int numbe
                                            ZLCString const* s3, ZLCString const* s4,
                                            ZLCString const* s5, ZLCString const* s6) const {
     std::array<ZLCString const*, 6> const texts{s1, s2, s3, s4, s5, s6};
-    ReportStream const stream;
-    fprintf(stderr, "Error: %d\n File: \"%s\" %d\n", number, shown(file), line);
-    printThread();
+    ReportText report;
+    report << "Error: " << number << "\n File: \"" << file << "\" " << line << "\n";
+    addThread(report);
     if (count < 1) return;
-    fputs("Additional Information:\n", stderr);
+    report << "Additional Information:\n";
     auto const given = std::min(static_cast<std::size_t>(count), texts.size());
     for (std::size_t i = 0; i < given; ++i)
-        fprintf(stderr, "%s\n", texts[i] == nullptr ? "" : texts[i]->getChars());
+        report << (texts[i] == nullptr ? "" : texts[i]->getChars()) << "\n";
 }
 
 void ZDefaultMessageService::outputMessageUTF8(char const* file, int line, int number, int count,

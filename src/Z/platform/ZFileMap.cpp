@@ -5,7 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <limits>
 
 #include "Z/platform/descriptor.h"
@@ -16,6 +18,9 @@ namespace {
 
 // Never the number of a file here: openFile() keeps away from 0, 1 and 2.
 constexpr int noDescriptor = 0;
+/// What an object may have, so that the difference of two pointers into it is right.
+constexpr unsigned long long mostBytes = std::min<unsigned long long>(
+    std::numeric_limits<unsigned int>::max(), std::numeric_limits<std::ptrdiff_t>::max());
 constexpr mode_t ownerReadWrite = S_IRUSR | S_IWUSR;
 
 /// Size of the named file; 0 for one that is empty or cannot be asked.
@@ -85,7 +90,7 @@ int ZUnixFileMap::fit(unsigned long requested) {
     if (requested == 0 && status->size == 0) return EINVAL;
     auto const bytes = requested == 0 ? status->size : requested;
     // Layout: the length is a field of 32 bits.
-    if (bytes > std::numeric_limits<unsigned int>::max()) return EOVERFLOW;
+    if (bytes > mostBytes) return EOVERFLOW;
     length = static_cast<unsigned int>(bytes);
     // What has no room to reserve, such as a device, is for mmap to judge.
     if (mode != readWrite || !status->isRegular()) return 0;

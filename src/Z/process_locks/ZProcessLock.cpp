@@ -180,12 +180,12 @@ void ZAbstractProcessReadWriteLock::leaveProcess(zfc::process_locks::Read* read)
     }
 }
 
-/// In the child of a fork, before it has a second thread.
-void ZAbstractProcessReadWriteLock::forgetParent() noexcept {
+/// In the child of a fork, before it has a second thread. Whether the thread that forked wrote.
+bool ZAbstractProcessReadWriteLock::forgetParent() noexcept {
     lockState = zlockUnset;
     update = 0;
-    ZForkedChild::release(rwLock);
     ZForkedChild::release(static_cast<ZAbstractObservable&>(*this));
+    return ZForkedChild::release(rwLock);
 }
 
 // ------------------------------------------------------------------------------------- the guard
@@ -199,7 +199,7 @@ ZStackWriteLock::ZStackWriteLock(ZAbstractProcessReadWriteLock& l) : processLock
 }
 
 ZStackWriteLock::~ZStackWriteLock() {
-    static_cast<void>(zreturned(sourceName, __LINE__, [this] { processLock.unlock(0); }));
+    ZForkedChild::endHold(processLock, sourceName, __LINE__, [this] { processLock.unlock(0); });
 }
 
 // ------------------------------------------------------------------------------------- the stub

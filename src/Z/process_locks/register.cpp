@@ -115,7 +115,8 @@ class Register {
     // beyond the analysis.
     Register() {
         static constexpr ZForkedChild::Handlers handlers{
-            [] { instance().stop(); }, [] { instance().goOn(); }, [] { instance().beChild(); }};
+            [] { instance().stop(); }, [] { instance().goOn(); }, [] { instance().beChild(); },
+            [](ZAbstractReadWriteLock const& lock) { return instance().takeForgotten(lock); }};
         ZForkedChild::tellProcessLocks(handlers);
     }
 
@@ -146,13 +147,24 @@ class Register {
     void beChild() ZNO_THREAD_SAFETY_ANALYSIS {
         for (auto& [lock, record] : records) {
             // The readers first, then the locks over them: what is freed must find nobody inside.
+            record.forgotten += record.readers.own();
             record.readers.forget();
             if (record.fileLock != nullptr) ZForkedChild::release(*record.fileLock);
             if (record.handle != nullptr) closeHandle(*record.handle);
             closeHandle(record.timer);
-            lock->forgetParent();
+            if (lock->forgetParent()) ++record.forgotten;
         }
         goOn();
+    }
+    /// Of what the forker held: whether there was one more hold of it.
+    bool takeForgotten(ZAbstractReadWriteLock const& lock) {
+        auto const* const ours = dynamic_cast<ZAbstractProcessReadWriteLock const*>(&lock);
+        if (ours == nullptr) return false;
+        Record& record = recordOf(*ours);
+        ZPersistentGuard const guard(lockOverAll);
+        if (record.forgotten == 0) return false;
+        --record.forgotten;
+        return true;
     }
     static void closeHandle(std::atomic<int>& handle) {
         // Not through the object: its closing waits for nothing, but it may be half made.

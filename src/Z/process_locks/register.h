@@ -80,6 +80,7 @@ struct Record {
     std::atomic<int> fileMode{-1};       // permissions of a new file; -1: the usual ones
     std::atomic<int> waiters{0};         // threads that ask for the file
     std::atomic<bool> isKept{false};     // the lock has ended, and a thread still asks
+    int forgotten = 0;  // holds, in the parent, of the thread that forked; guarded by the register
 };
 
 /// Registers a lock under construction, and unregisters it. Throws ZOutOfMemoryException (message

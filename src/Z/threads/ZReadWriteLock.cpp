@@ -6,6 +6,7 @@
 #include "Z/ZException.h"
 #include "Z/exceptions/report.h"
 #include "Z/threads/deadline.h"
+#include "Z/threads/forked_child.h"
 #include "Z/threads/persistent_guard.h"
 
 namespace {
@@ -225,11 +226,5 @@ ZStackReadWriteLock::ZStackReadWriteLock(ZAbstractReadWriteLock& l, int update) 
 }
 
 ZStackReadWriteLock::~ZStackReadWriteLock() {
-    try {
-        readWriteLock.unlock();
-    } catch (ZException& exception) {
-        zreportException(exception);
-    } catch (...) {
-        zreportUnknownException(sourceName, __LINE__);
-    }
+    ZForkedChild::endHold(readWriteLock, sourceName, __LINE__, [this] { readWriteLock.unlock(); });
 }

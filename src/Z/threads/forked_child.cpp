@@ -4,16 +4,29 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <mutex>
+#include <utility>
 
+#include "Z/threads/persistent_guard.h"
 #include "Z/threads/pthread_objects.h"
+#include "Z/utility/cancellation_off.h"
 #include "qcs/qcs.h"
 
 namespace {
+
+constexpr char sourceName[] = "src/Z/ZLock";
+
+/// Long enough for whatever is done in memory, also on a machine that is busy.
+constexpr std::chrono::milliseconds moment{100};
 
 // Neither made nor destroyed at run time, and plain: the child may unlock it.
 pthread_mutex_t forkMutex = PTHREAD_MUTEX_INITIALIZER;
 std::atomic<ZForkedChild::Handlers const*> processLocks{nullptr};  // null: there are none yet
 std::atomic<unsigned int> forkCount{0};
+ZWholeOverFork* firstObject = nullptr;                             // guarded by forkMutex
 
 /// The system has no reason to refuse a plain mutex. If it does, it is asked once more: without the
 /// mutex only a fork could do harm, with it for ever nobody would get on.
@@ -25,20 +38,45 @@ bool twiceIfRefused(int (*operation)(pthread_mutex_t*)) noexcept {
 
 using OwnLocks = std::array<ZLock, 2>;  // by ZOwnLock
 
-void beforeFork() {
+void stop() {
     if (auto const* const handlers = processLocks.load()) handlers->stop();
     pthread_mutex_lock(&forkMutex);
     qcs_before_fork();
 }
 
-void inParent() {
+void goOn() {
     qcs_unlock();
     pthread_mutex_unlock(&forkMutex);
     if (auto const* const handlers = processLocks.load()) handlers->goOn();
 }
 
+void pause() {
+    constexpr timespec pauseLength{0, 50000};
+    ZCancellationOff const inFork;
+    nanosleep(&pauseLength, nullptr);
+}
+
+void beforeFork() {
+    using Clock = std::chrono::steady_clock;
+    stop();
+    auto const end = Clock::now() + moment;
+    // Nothing is held while an object is waited for: who is in it may want any of this.
+    while (!ZWholeOverFork::holdAll() && Clock::now() < end) {
+        ZWholeOverFork::releaseAll();
+        goOn();
+        pause();
+        stop();
+    }
+}
+
+void inParent() {
+    ZWholeOverFork::releaseAll();
+    goOn();
+}
+
 void inChild() {
     ++forkCount;
+    ZWholeOverFork::beChild();
     qcs_unlock();
     pthread_mutex_unlock(&forkMutex);
     for (auto const lock : {ZOwnLock::hexDump, ZOwnLock::registry})
@@ -67,6 +105,50 @@ ZNoFork::~ZNoFork() {
     if (isHeld) static_cast<void>(twiceIfRefused(pthread_mutex_unlock));
 }
 
+ZWholeOverFork::ZWholeOverFork(ZLock& inUse, ZAbstractObservable& observers) noexcept
+    : lock(inUse), observable(observers) {
+    ZNoFork const whileChanged;
+    next = firstObject;
+    if (next != nullptr) next->place = &next;
+    place = &firstObject;
+    firstObject = this;
+}
+
+void ZWholeOverFork::forget() noexcept {
+    ZNoFork const whileChanged;
+    if (place == nullptr) return;
+    *place = next;
+    if (next != nullptr) next->place = place;
+    place = nullptr;
+}
+
+// What is held from one handler to the next is beyond the analysis.
+
+bool ZWholeOverFork::holdAll() noexcept ZNO_THREAD_SAFETY_ANALYSIS {
+    bool all = true;
+    for (ZWholeOverFork* object = firstObject; object != nullptr; object = object->next) {
+        static_cast<void>(
+            zreturned(sourceName, __LINE__, [&] { object->isHeld = object->lock.try_lock(); }));
+        all = all && object->isHeld;
+    }
+    return all;
+}
+
+void ZWholeOverFork::releaseAll() noexcept ZNO_THREAD_SAFETY_ANALYSIS {
+    for (ZWholeOverFork* object = firstObject; object != nullptr; object = object->next) {
+        if (!std::exchange(object->isHeld, false)) continue;
+        ZPersistentGuard const held(object->lock, std::adopt_lock);
+    }
+}
+
+void ZWholeOverFork::beChild() noexcept {
+    for (ZWholeOverFork* object = firstObject; object != nullptr; object = object->next) {
+        if (!object->isHeld) ZForkedChild::leaveBehind(object->lock);
+        ZForkedChild::release(object->observable);
+    }
+    releaseAll();
+}
+
 ZLock& ZForkedChild::own(ZOwnLock lock) { return ownLocks()[static_cast<std::size_t>(lock)]; }
 
 void ZForkedChild::tellProcessLocks(Handlers const& handlers) noexcept { processLocks = &handlers; }
@@ -91,13 +173,35 @@ void ZForkedChild::release(ZCondition& condition) noexcept ZNO_THREAD_SAFETY_ANA
     zfc::threads::blockOf(condition.cond.get()).waiters = 0;
 }
 
-void ZForkedChild::release(ZReadWriteLock& lock) noexcept ZNO_THREAD_SAFETY_ANALYSIS {
+bool ZForkedChild::release(ZReadWriteLock& lock) noexcept ZNO_THREAD_SAFETY_ANALYSIS {
+    bool const wasMine = lock.state >= ZReadWriteLock::zlockProtect && lock.isMine();
     release(lock.condition);
     lock.readerCount = 0;
     lock.state = ZReadWriteLock::zlockUnset;
     lock.waiters = 0;
+    return wasMine;
 }
 
 void ZForkedChild::release(ZAbstractObservable& observable) noexcept ZNO_THREAD_SAFETY_ANALYSIS {
     release(observable.observersLock);
+}
+
+void ZForkedChild::leaveBehind(ZLock& lock) noexcept {
+    release(lock);
+    zfc::threads::blockOf(lock.mutex.get()).isLeftBehind = true;
+}
+
+bool ZForkedChild::isLeftBehind(ZLock const& lock) noexcept {
+    return zfc::threads::blockOf(lock.mutex.get()).isLeftBehind.load(std::memory_order_relaxed);
+}
+
+void ZForkedChild::requireWhole(ZLock const& lock) {
+    if (isLeftBehind(lock))
+        zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), EOWNERDEAD), sourceName,
+               __LINE__);
+}
+
+bool ZForkedChild::takeForgotten(ZAbstractReadWriteLock const& lock) {
+    auto const* const handlers = processLocks.load();
+    return handlers != nullptr && handlers->takeForgotten(lock);
 }

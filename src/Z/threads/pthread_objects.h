@@ -27,6 +27,8 @@ struct Block {
     Object object;
     std::atomic<int> waiters{0};      // threads inside waitOn()
     std::atomic<bool> isKept{false};  // its owner has ended, and it has not
+    // A mutex: of a thread that forked children do not have, in the midst of what it guards.
+    std::atomic<bool> isLeftBehind{false};
 };
 
 template <class Object>

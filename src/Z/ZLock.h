@@ -25,6 +25,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <cerrno>
 #include <limits>
 #include <memory>
 
@@ -59,9 +60,9 @@ class ZFC_API ZLock : public ZAbstractLock, public ZObject {
     /// Does nothing: both locks stay as they are.
     ZLock& operator=(ZLock const& other);
 
-    // Counting is inline, because re-entry is frequent and costs more to call than to do. The
-    // bodies are not analysed: the analysis does not know that a capability may be held at several
-    // depths.
+    // Inline, because counting costs more to call than to do, and taking a free lock not much less.
+    // The bodies are not analysed: the analysis does not know that a capability may be held at
+    // several depths.
 
     // in slot order: do not sort
     /// Takes the lock, or goes one level deeper when the calling thread holds it. Waits while
@@ -69,21 +70,23 @@ class ZFC_API ZLock : public ZAbstractLock, public ZObject {
     /// pthread_mutex_lock, or with EAGAIN when the depth is INT_MAX; the lock is then as it was.
     void lock() override ZACQUIRE() ZNO_THREAD_SAFETY_ANALYSIS {
         pthread_t const self = pthread_self();
-        if (isHeldBy(self) && count < maximumDepth) {
-            ++count;
-        } else {
-            acquire(self);
-        }
+        // The mutex is a plain one, on which its holder would wait for itself.
+        if (isHeldBy(self)) return deepen();
+        if (int const rc = pthread_mutex_lock(mutex.get())) refuseLock(rc);
+        hold(self, 1);
     }
     /// Releases one level of the calling thread's hold; the last one frees the lock. Never waits.
     /// Throws ZUnlockResourceException (message 6): rc 0 when this thread does not hold the lock,
     /// which is left as it was; else the code of pthread_mutex_unlock, and the hold is restored.
     void unlock() override ZRELEASE() ZNO_THREAD_SAFETY_ANALYSIS {
         pthread_t const self = pthread_self();
-        if (isHeldBy(self) && count > 1) {
-            --count;
-        } else {
-            release(self);
+        if (!isHeldBy(self) || count <= 0) refuseUnlock(0);
+        if (--count > 0) return;
+        // Before the mutex is free: behind it, the next holder's id would be overwritten.
+        hold(noOwner, 0);
+        if (int const rc = pthread_mutex_unlock(mutex.get())) {
+            hold(self, 1);
+            refuseUnlock(rc);
         }
     }
     /// Nobody may hold the lock. A failure of pthread_mutex_destroy is reported (message 4), not
@@ -126,9 +129,12 @@ class ZFC_API ZLock : public ZAbstractLock, public ZObject {
         count = depth;
         owner->store(holder, std::memory_order_relaxed);
     }
-    void deepen();
-    void acquire(pthread_t self);
-    void release(pthread_t self);
+    void deepen() {
+        if (count == maximumDepth) refuseLock(EAGAIN);
+        ++count;
+    }
+    [[noreturn]] static void refuseLock(int rc);
+    [[noreturn]] static void refuseUnlock(int rc);
     [[nodiscard]] bool tookIt(int rc, int refusal, pthread_t self);
 
     // Relaxed throughout. A thread can read its own id here only if it wrote it itself, and it sees

@@ -40,6 +40,9 @@
 
 #include <pthread.h>
 
+#include <atomic>
+#include <optional>
+
 #include "Z/ZCondition.h"
 #include "Z/ZObject.h"
 #include "Z/ZObserve.h"
@@ -117,11 +120,12 @@ class ZFC_API ZAbstractReadWriteLock : public ZObject,
     void promoteReadToWriteLock() override = 0;
 };
 
-/// The lock of the table above. Every operation takes the lock's own guard for its run, and throws
-/// what that throws: ZLockResourceException (message 5) with the system's code, the lock as it was.
-/// Taking the lock waits without a limit, but for the operations whose names say otherwise. A wait
-/// that fails (ZConditionException, message 9), or whose thread is cancelled, leaves the lock as if
-/// it had not been asked for.
+/// The lock of the table above. An operation that waits for nobody and for which nobody waits makes
+/// one atomic step. The others take the lock's own guard, and throw what that throws:
+/// ZLockResourceException (message 5) with the system's code, the lock as it was; with EAGAIN for a
+/// reader beside 2^29 - 1 others. Taking the lock waits without a limit, but for the operations
+/// whose names say otherwise. A wait that fails (ZConditionException, message 9), or whose thread
+/// is cancelled, leaves the lock as if it had not been asked for.
 class ZFC_API ZReadWriteLock : public ZAbstractReadWriteLock {
   public:
     /// A free lock. Throws as ZCondition().
@@ -180,22 +184,29 @@ class ZFC_API ZReadWriteLock : public ZAbstractReadWriteLock {
   private:
     friend struct ZForkedChild;  // frees it in the child of a fork
 
-    class Deadline;   // until when to wait
+    class Waiter;     // one of `waiters`
     class Promotion;  // write, taken from protect and given back unless all readers have left
+    enum class Waiters { none, some };
 
-    [[nodiscard]] bool isMine() const ZREQUIRES(condition);
-    [[nodiscard]] bool admits(zlockstate requested) const ZREQUIRES(condition);
-    [[nodiscard]] bool acquire(zlockstate requested, Deadline const& deadline);
-    void enter(zlockstate requested) ZREQUIRES(condition);
-    void leave() ZREQUIRES(condition);
-    [[nodiscard]] bool letsSomebodyIn() const ZREQUIRES(condition);
-    [[nodiscard]] bool wait(Deadline const& deadline) ZREQUIRES(condition);
+    [[nodiscard]] bool isMine() const;
+    [[nodiscard]] bool enter(zlockstate requested);
+    [[nodiscard]] bool enterInAMoment(zlockstate requested);
+    void await(zlockstate requested);
+    [[nodiscard]] bool awaitUntil(zlockstate requested, timespec const& deadline);
+    void noteOwner(zlockstate taken);
+    [[nodiscard]] bool promoteAtOnce();
+    void promoteAfterReaders();
+    [[nodiscard]] std::optional<unsigned int> leave(Waiters expected);
+    [[nodiscard]] std::optional<unsigned int> leaveAsOwner(Waiters expected);
+    [[nodiscard]] std::optional<unsigned int> leaveAsReader(Waiters expected);
+    void leaveAndWake();
+    [[nodiscard]] bool wait(timespec const& deadline) ZREQUIRES(condition);
 
-    int readerCount ZGUARDED_BY(condition) = 0;  // readers inside; protect and write do not count
-    zlockstate state ZGUARDED_BY(condition) = zlockUnset;  // column "held" of the first table
-    pthread_t owner ZGUARDED_BY(condition);  // last to take protect or write; noOwner before; kept
-    int waiters ZGUARDED_BY(condition) = 0;  // threads inside wait()
-    mutable ZCondition condition;  // its lock guards the fields above; every waiter waits here
+    std::atomic<unsigned int> readerCount{0};   // readers inside, and below them mode and waiters
+    std::atomic<zlockstate> state{zlockUnset};  // what the owner holds; changes after `owner`
+    std::atomic<pthread_t> owner;            // last to take protect or write; noOwner before; kept
+    int waiters ZGUARDED_BY(condition) = 0;  // threads that wait or are about to
+    mutable ZCondition condition;            // its lock is the guard; every waiter waits here
 };
 
 /// Releases a lock when its scope ends. The scope takes exactly one lock, through this object or

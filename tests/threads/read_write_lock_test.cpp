@@ -39,8 +39,8 @@ State stateOf(ZReadWriteLock const& lock) {
     return noState;
 }
 
-/// Until `count` waits have begun since `before`. The next operation on the lock then finds the
-/// threads waiting, because it needs the guard that they give up by waiting.
+/// Until `count` waits have begun since `before`. The next release then finds the threads waiting,
+/// because it needs the guard that they give up by waiting.
 void awaitWaits(int before, int count = 1) {
     awaitThat([&] { return waitsBegun >= before + count; });
 }
@@ -222,6 +222,7 @@ TEST(ReadWriteLockTest, KeepsWritersApartAndReadersWhole) {
                 if (round % 2 == 0) lock.lock(mode);
                 awaitThat([&] { return round % 2 == 0 || lock.lockFor(mode, 1); });
                 if (first != second) ++torn;
+                if (lock.ownWriteLock() != (mode != read)) ++torn;
                 if (mode == protect) lock.promoteReadToWriteLock();
                 if (mode != read) second = ++first;
                 lock.unlock();

@@ -269,25 +269,30 @@ TEST(ReadWriteLockFaultTest, IsDescribedAndLeavesTheLockToOthers) {
         failEveryCall([&](Fault const& planned) {
             Lock lock;
             bool held = false;
-            Gate reading;
+            Gate inside;
+            std::atomic<bool> isHeld{false};
             std::atomic<bool> isOver{false};
             int const before = waitsBegun;
-            Beside reader([&] {
-                lock.readLock();
-                reading.open();
+            Beside other([&] {  // in the way until that is waited for; waits itself then
+                lock.lock(mode == Lock::zlockRead ? Lock::zlockWrite : Lock::zlockRead);
+                inside.open();
                 awaitThat([&] { return isOver || waitsBegun > before; });
                 lock.unlock();
+                awaitThat([&] { return isOver || isHeld; });
+                if (isHeld) lock.writeLock(), lock.unlock();
             });
-            reading.await();
+            inside.await();
             Report const thrown = attempt(planned, here, [&] {
                 if (mode != Lock::zlockWrite) lock.lock(mode);
                 held = mode != Lock::zlockWrite || lock.lockFor(mode, longEnough);
                 if (mode == Lock::zlockProtect) lock.promoteReadToWriteLock();
+                int const ownWaits = waitsBegun;
+                isHeld = true;
+                awaitThat([&] { return waitsBegun > ownWaits; });
                 lock.unlock();
                 held = false;
             });
             isOver = true;
-            reader.join();
             EXPECT_TRUE(fault.seen >= planned.first || thrown == nothing) << thrown;
             bool const isReleased = thrown.number == 27;  // but waiting threads were not woken
             if (held && !isReleased) lock.unlock();

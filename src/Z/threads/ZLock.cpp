@@ -71,42 +71,18 @@ ZLock::~ZLock() {
         zfc::threads::keepForever(owner.release());
 }
 
-void ZLock::deepen() {
-    if (count == maximumDepth)
-        zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), EAGAIN), sourceName,
-               __LINE__);
-    ++count;
+void ZLock::refuseLock(int rc) {
+    zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), rc), sourceName, __LINE__);
 }
 
-/// The part of lock() that is more than counting.
-void ZLock::acquire(pthread_t self) {
-    // The mutex is a plain one, on which its holder would wait for itself.
-    if (isHeldBy(self)) return deepen();
-    if (int const rc = pthread_mutex_lock(mutex.get()))
-        zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), rc), sourceName,
-               __LINE__);
-    hold(self, 1);
-}
-
-/// The part of unlock() that is more than counting.
-void ZLock::release(pthread_t self) {
-    if (!isHeldBy(self) || count <= 0)
-        zraise(ZUnlockResourceException(numberOf(Message::mutexUnlockFailed), 0), sourceName,
-               __LINE__);
-    // Before the mutex is free: behind it, the next holder's id would be overwritten.
-    hold(noOwner, 0);
-    if (int const rc = pthread_mutex_unlock(mutex.get())) {
-        hold(self, 1);
-        zraise(ZUnlockResourceException(numberOf(Message::mutexUnlockFailed), rc), sourceName,
-               __LINE__);
-    }
+void ZLock::refuseUnlock(int rc) {
+    zraise(ZUnlockResourceException(numberOf(Message::mutexUnlockFailed), rc), sourceName,
+           __LINE__);
 }
 
 bool ZLock::tookIt(int rc, int refusal, pthread_t self) {
     if (rc == refusal) return false;
-    if (rc != 0)
-        zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), rc), sourceName,
-               __LINE__);
+    if (rc != 0) refuseLock(rc);
     hold(self, 1);
     return true;
 }

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstring>
 
 #include "Z/utility/format/sink.h"
 #include "Z/zsnprintf.h"
@@ -35,6 +36,10 @@ enum Flag : unsigned {
     floatingUp = 0x80000,      ///< "E", "G"
     percentLiteral = 0x100000  ///< "%"
 };
+
+/// What makes a conversion more than its argument's plain text.
+constexpr unsigned shaped = alternate | leftJustified | zeroFilled | blankSign | plusSign |
+                            widthDigits | widthStar | precisionDigits | precisionStar;
 
 /// Values of ZFormatSpec::argType and ZFormatArg::type. Their order counts: integers from
 /// signedLongLong on are passed as long long; from doubleE to the last long double all are
@@ -127,6 +132,25 @@ struct Field {
     }
 };
 constexpr int noPrecision = -1;
+
+/// The next "%", or the end. Most are near, where a call would cost more than the search.
+[[nodiscard]] inline char const* nextSpec(char const* at) {
+    for (char const* const nearEnd = at + 8; at != nearEnd; ++at)
+        if (*at == '%' || *at == '\0') return at;
+    return strchrnul(at, '%');
+}
+
+/// What a plain format needs: it names no argument, as few formats do, and is not long.
+constexpr int maxPlainSpecs = 16;
+struct PlainTables {
+    std::array<ZFormatSpec, maxPlainSpecs> specs;
+    std::array<ZFormatArg, 3 * maxPlainSpecs + 1> args;  // width, precision, value; from 1 on
+};
+
+/// Reads `ctx.format`, numbers and fetches its arguments at once, into `tables`, which `ctx` then
+/// refers to. False for a format that is not plain, or malformed: no text was looked into, and
+/// `ctx` is to be prepared anew.
+[[nodiscard]] bool readPlain(ZFormatContext& ctx, PlainTables& tables, va_list list);
 
 /// Reads the conversions of `ctx.format` into `ctx.specs`. False for a malformed one.
 [[nodiscard]] bool readSpecs(ZFormatContext& ctx);

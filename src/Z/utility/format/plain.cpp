@@ -12,12 +12,16 @@ class ArgumentTable {
 
     /// In the order that ISO C gives: width, precision, value.
     void take(ZFormatSpec& spec) {
-        if ((spec.flags & widthStar) != 0) spec.width = fetch(unsignedInt);
-        if ((spec.flags & precisionStar) != 0) spec.precision = fetch(unsignedInt);
+        if ((spec.flags & (widthStar | precisionStar)) != 0) takeStars(spec);
         if ((spec.flags & percentLiteral) == 0) spec.argPos = fetch(spec.argType);
     }
 
   private:
+    void takeStars(ZFormatSpec& spec) {
+        if ((spec.flags & widthStar) != 0) spec.width = fetch(unsignedInt);
+        if ((spec.flags & precisionStar) != 0) spec.precision = fetch(unsignedInt);
+    }
+
     /// The number of the argument that is fetched.
     int fetch(int type) {
         args[++last].type = type;

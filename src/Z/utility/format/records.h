@@ -37,9 +37,10 @@ enum Flag : unsigned {
     percentLiteral = 0x100000  ///< "%"
 };
 
-/// What makes a conversion more than its argument's plain text.
+/// What makes a conversion more than a text as it is, or a number's decimal digits.
 constexpr unsigned shaped = alternate | leftJustified | zeroFilled | blankSign | plusSign |
-                            widthDigits | widthStar | precisionDigits | precisionStar;
+                            widthDigits | widthStar | precisionDigits | precisionStar | octal |
+                            hexadecimal | hexadecimalUp;
 
 /// Values of ZFormatSpec::argType and ZFormatArg::type. Their order counts: integers from
 /// signedLongLong on are passed as long long; from doubleE to the last long double all are

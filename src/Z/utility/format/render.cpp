@@ -229,7 +229,7 @@ bool renderBare(Sink& sink, ZFormatSpec const& spec, ZFormatArg const& arg) {
     }
     if (spec.argType < signedShort || spec.argType > unsignedLongLong) return false;
     Number const number(spec.argType, arg);
-    Digits const digits = digitsOf(number.magnitude, {0, noPrecision, spec.flags});
+    Digits const digits(number.magnitude, 0, "", false);
     sink.writeAll(digits.count() + (number.isNegative ? 1 : 0), [&](auto& out) {
         if (number.isNegative) out.write("-", 1);
         out.write(digits);

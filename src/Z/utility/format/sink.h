@@ -28,29 +28,31 @@ struct TwoWords {
 
 /// memcpy() for the few bytes of a number or a short text, without its call.
 inline void copyBytes(char* to, char const* from, std::size_t count) {
-    if (count > 32)
+    if (count > 32) {
         std::memcpy(to, from, count);
-    else if (count >= 16)
+    } else if (count >= 16) {
         copyEnds<TwoWords>(to, from, count);
-    else if (count >= 8)
+    } else if (count >= 8) {
         copyEnds<std::uint64_t>(to, from, count);
-    else if (count >= 4)
+    } else if (count >= 4) {
         copyEnds<std::uint32_t>(to, from, count);
-    else
-        for (std::size_t i = 0; i < count; ++i)
-            to[i] = from[i];
+    } else if (count > 0) {
+        char const middle = from[count / 2];
+        char const last = from[count - 1];
+        to[0] = from[0];
+        to[count / 2] = middle;
+        to[count - 1] = last;
+    }
 }
 
 /// memset() for the few bytes that most fields lack, likewise.
 inline void fillBytes(char* to, char byte, std::size_t count) {
     if (count > 16) {
         std::memset(to, byte, count);
-    } else if (count >= 8) {
-        std::memset(to, byte, 8);
-        std::memset(to + count - 8, byte, 8);
-    } else {
-        for (std::size_t i = 0; i < count; ++i)
-            to[i] = byte;
+    } else if (count > 0) {
+        char block[16];  // a register's
+        std::memset(block, byte, sizeof(block));
+        copyBytes(to, block, count);
     }
 }
 

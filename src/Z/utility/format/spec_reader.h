@@ -76,8 +76,8 @@ constexpr bool isDigit(char c) { return c >= '0' && c <= '9'; }
 inline bool readNumber(char const*& at, int& value) {
     long long sum = 0;
     for (; isDigit(*at); ++at)
-        // Stays just above INT_MAX, so that any number of digits can follow.
-        sum = std::min(sum * 10 + (*at - '0'), INT_MAX + 1LL);
+        // Stays above INT_MAX, so that any number of digits can follow.
+        if (sum <= INT_MAX) sum = sum * 10 + (*at - '0');
     value = static_cast<int>(std::min<long long>(sum, INT_MAX));
     return sum <= INT_MAX;
 }
@@ -105,13 +105,13 @@ class SpecReader {
     bool readArgumentNumber() {
         if (!isDigit(*at)) return true;
         char const* behind = at;
-        int number = 0;
-        bool const fits = readNumber(behind, number);
+        while (isDigit(*behind))
+            ++behind;
         if (*behind != '$') return true;  // a flag or a width, read there
-        at = behind + 1;
-        spec.argPos = number;
+        bool const fits = readNumber(at, spec.argPos);
+        ++at;
         spec.flags |= namesArgument;
-        return fits && number > 0;
+        return fits && spec.argPos > 0;
     }
 
     void readFlags() {
@@ -207,10 +207,11 @@ class SpecReader {
     }
 
     [[nodiscard]] ArgType typeFor(Conversion const& conversion) const {
+        if ((spec.flags & (lengthShort | lengthLong | lengthLongLong)) == 0)
+            return conversion.plain;
         if ((spec.flags & lengthShort) != 0) return conversion.withShort;
         if ((spec.flags & lengthLong) != 0) return conversion.withLong;
-        if ((spec.flags & lengthLongLong) != 0) return conversion.withLongLong;
-        return conversion.plain;
+        return conversion.withLongLong;
     }
 
     ZFormatSpec& spec;

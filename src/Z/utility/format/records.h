@@ -141,18 +141,6 @@ constexpr int noPrecision = -1;
     return strchrnul(at, '%');
 }
 
-/// What a plain format needs: it names no argument, as few formats do, and is not long.
-constexpr int maxPlainSpecs = 16;
-struct PlainTables {
-    std::array<ZFormatSpec, maxPlainSpecs> specs;
-    std::array<ZFormatArg, 3 * maxPlainSpecs + 1> args;  // width, precision, value; from 1 on
-};
-
-/// Reads `ctx.format`, numbers and fetches its arguments at once, into `tables`, which `ctx` then
-/// refers to. False for a format that is not plain, or malformed: no text was looked into, and
-/// `ctx` is to be prepared anew.
-[[nodiscard]] bool readPlain(ZFormatContext& ctx, PlainTables& tables, va_list list);
-
 /// Reads the conversions of `ctx.format` into `ctx.specs`. False for a malformed one.
 [[nodiscard]] bool readSpecs(ZFormatContext& ctx);
 

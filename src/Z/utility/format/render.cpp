@@ -271,8 +271,9 @@ bool renderSpec(Sink& sink, ZFormatContext const& ctx, ZFormatSpec const& spec) 
 
 bool render(ZFormatContext const& ctx, Sink& sink) {
     char const* literal = ctx.format;
-    for (int i = 0; i < ctx.specCount; ++i) {
-        ZFormatSpec const& spec = ctx.specs[i];
+    ZFormatSpec const* const end = ctx.specs + ctx.specCount;
+    for (ZFormatSpec const* at = ctx.specs; at != end; ++at) {
+        ZFormatSpec const& spec = *at;
         sink.write(literal, static_cast<std::size_t>(spec.start - literal));
         if (!renderSpec(sink, ctx, spec)) return false;
         literal = spec.end;

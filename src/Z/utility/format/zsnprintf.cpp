@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "Z/utility/format/plain.h"
 #include "Z/utility/format/records.h"
 
 namespace {

@@ -1,9 +1,15 @@
+/// Reading the formats that are the rule in one pass.
+#ifndef Z_UTILITY_FORMAT_PLAIN_H
+#define Z_UTILITY_FORMAT_PLAIN_H
+
+#include <array>
+#include <cstdarg>
+
 #include "Z/utility/format/arguments.h"
 #include "Z/utility/format/records.h"
 #include "Z/utility/format/spec_reader.h"
 
 namespace zfc::format {
-namespace {
 
 /// Fetches the arguments of one specification after the other.
 class ArgumentTable {
@@ -34,9 +40,17 @@ class ArgumentTable {
     int last = 0;
 };
 
-}  // namespace
+/// What a plain format needs: it names no argument, as few formats do, and is not long.
+constexpr int maxPlainSpecs = 16;
+struct PlainTables {
+    std::array<ZFormatSpec, maxPlainSpecs> specs;
+    std::array<ZFormatArg, 3 * maxPlainSpecs + 1> args;  // width, precision, value; from 1 on
+};
 
-bool readPlain(ZFormatContext& ctx, PlainTables& tables, va_list list) {
+/// Reads `ctx.format`, numbers and fetches its arguments at once, into `tables`, which `ctx` then
+/// refers to. False for a format that is not plain, or malformed: no text was looked into, and
+/// `ctx` is to be prepared anew.
+[[nodiscard]] inline bool readPlain(ZFormatContext& ctx, PlainTables& tables, va_list list) {
     ArgumentTable arguments(tables.args.data(), list);
     ctx.specs = tables.specs.data();
     ctx.specCount = 0;
@@ -52,3 +66,5 @@ bool readPlain(ZFormatContext& ctx, PlainTables& tables, va_list list) {
 }
 
 }  // namespace zfc::format
+
+#endif

@@ -1,26 +1,60 @@
 #!/usr/bin/env bash
-# Builds the benchmarks after installing what is missing, and runs them; each shows ours beside the
-# peers' in one run. Results count only on a machine that does nothing else.
-# usage: bench.sh [NAME [BENCHMARK_OPTION...]]
-#   NAME   one program of bench/, such as properties; without it all of them run
-# Example: bench.sh properties --benchmark_filter=load
+# Measures ours beside the peers, and writes docs/benchmarks.md with its plots. Installs the peers
+# that are missing. Results count only on a machine that does nothing else.
+# usage: bench.sh [--check] [--m32] [ROOM...]
+#   --check   writes nothing, but says which ratio to the best peer got worse than the recorded one
+#             by more than a fifth, twice in a row; exits 1 when there is one
+#   --m32     measures the 32-bit build, for a column of its own; of the programs in bench/ those
+#             whose peers have 32-bit packages
+#   ROOM      one program of bench/, such as properties, or java; without it all of them run
+# Example: bench.sh format
+# A program of build/bench/bench takes the options of Google Benchmark, when run by itself.
 set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-[[ ${1-} != -* ]] || die "usage: bench.sh [NAME [BENCHMARK_OPTION...]]"
-wanted=${1:-*}
-[[ $# -eq 0 ]] || shift
-install_missing "${test_packages[@]}"
-say "building in build/release ..."
-configure_and_build release -DZFC_BUILD_BENCH=ON
+peer_packages=(libglib2.0-dev libsimpleini-dev libboost-dev libboost-thread-dev libpoco-dev
+    qtbase5-dev libicu-dev libfmt-dev libabsl-dev libapr1-dev libdeflate-dev default-jdk-headless
+    git util-linux)
+
+usage() {
+    die "usage: bench.sh [--check] [--m32] [ROOM...]"
+}
+
+options=() rooms=() kind=bench flags=()
+for word in "$@"; do
+    case $word in
+        --check) options+=(--check) ;;
+        --m32) options+=(--m32) kind=bench-32 flags=(-DCMAKE_{C,CXX}_FLAGS=-m32
+            -DCMAKE_LIBRARY_ARCHITECTURE=i386-linux-gnu) ;;
+        -*) usage ;;
+        *) rooms+=("$word") ;;
+    esac
+done
+build=$root/build/$kind
+
+install_missing "${build_packages[@]}" pkg-config python3 libbenchmark-dev "${peer_packages[@]}"
+
+say "building in build/$kind ..."
+mkdir -p "$logs"
+(cd "$root" && cmake --preset release -B "$build" "${flags[@]}" -DZFC_BUILD_BENCH=ON \
+    -DZFC_BUILD_TESTS=OFF -DZFC_BUILD_EXAMPLES=OFF && cmake --build "$build") \
+    >"$logs/$kind-build.log" 2>&1 || show_and_die "$kind-build.log" "the build failed"
+grep 'is not built:' "$logs/$kind-build.log" || true
+
+# What is measured: the programs that are named, all without a name, and those of the Java platform.
+programs=()
+for room in "${rooms[@]:-*}"; do
+    [[ $room != java ]] || continue
+    # shellcheck disable=SC2206  # the pattern is to be expanded
+    found=("$build"/bench/$room"_bench")
+    [[ -x ${found[0]} ]] || die "bench/ has no program \"${room}_bench\""
+    programs+=("${found[@]}")
+done
+if [[ $kind == bench && " ${rooms[*]:-java} " == *" java "* ]]; then
+    javac -d "$build/java" "$root/bench/JavaProperties.java"
+    options+=(--java "$build/java")
+fi
 
 export QCSDIR=$root/data/qcs
-programs=0
-for program in "$root"/build/release/bench/$wanted"_bench"; do
-    [[ -x $program ]] || continue
-    say "== $(basename "$program")"
-    "$program" "$@"
-    programs=$((programs + 1))
-done
-[[ $programs -gt 0 ]] || die "bench/ has no program \"${wanted}_bench\""
+exec python3 "$root/scripts/bench/run.py" "${options[@]}" "${programs[@]}"

@@ -1,3 +1,5 @@
+#include "Z/utility/format/arguments.h"
+
 #include <cstdlib>
 
 #include "Z/utility/format/records.h"
@@ -144,31 +146,9 @@ int numberArguments(ZFormatContext& ctx) {
 }
 
 void fetchArguments(ZFormatContext& ctx, int count, va_list list) {
-    for (int i = 1; i <= count; ++i) {
-        int const type = ctx.args[i].type;
-        auto& value = ctx.args[i].value;
-        switch (rowOf(type).argClass) {
-            case ArgClass::none:
-                break;
-            case ArgClass::real:
-                value.real = va_arg(list, double);
-                break;
-            case ArgClass::longReal:
-                value.longReal = va_arg(list, long double);
-                break;
-            case ArgClass::narrow:
-            case ArgClass::wide:
-            case ArgClass::address:
-                value.pointer = va_arg(list, void*);
-                break;
-            case ArgClass::integer:
-                // In the order of ArgType; ISO C passes all that is shorter than an int as one.
-                value.integer = narrowed(type, type >= signedLongLong ? va_arg(list, long long)
-                                               : type >= signedLong   ? va_arg(list, long)
-                                                                      : va_arg(list, int));
-                break;
-        }
-    }
+    ArgumentList arguments(list);
+    for (int i = 1; i <= count; ++i)
+        arguments.fetch(ctx.args[i]);
 }
 
 }  // namespace zfc::format

@@ -7,6 +7,16 @@
 namespace zfc::format {
 namespace {
 
+constexpr unsigned anyFlag =
+    zeroFilled | alternate | leftJustified | blankSign | plusSign | grouping;
+
+char letterOf(int type, Field const& field) {
+    constexpr char lower[] = "efg";
+    constexpr char upper[] = "EfG";
+    int const kind = (type - doubleE) % 3;
+    return field.has(floatingUp) ? upper[kind] : lower[kind];
+}
+
 /// The specification that the C library gets: flags, "*.*" and the conversion.
 class SystemFormat {
   public:
@@ -23,9 +33,6 @@ class SystemFormat {
     [[nodiscard]] char const* c_str() const { return text.data(); }
 
   private:
-    static constexpr unsigned anyFlag =
-        zeroFilled | alternate | leftJustified | blankSign | plusSign | grouping;
-
     void add(char c) { text[length++] = c; }
 
     void addFlags(Field const& field) {
@@ -38,13 +45,6 @@ class SystemFormat {
                                                  {plusSign, '+'},      {grouping, '\''}};
         for (auto const& [flag, letter] : letters)
             if (field.has(flag)) add(letter);
-    }
-
-    static char letterOf(int type, Field const& field) {
-        constexpr char lower[] = "efg";
-        constexpr char upper[] = "EfG";
-        int const kind = (type - doubleE) % 3;
-        return field.has(floatingUp) ? upper[kind] : lower[kind];
     }
 
     // "%", six flags, "*.*", "L", a letter and the NUL: 13.
@@ -60,6 +60,28 @@ int systemPrint(char* out, std::size_t size, int type, Field const& field, ZForm
     return type >= longDoubleE
                ? std::snprintf(out, size, format, field.width, field.precision, arg.value.longReal)
                : std::snprintf(out, size, format, field.width, field.precision, arg.value.real);
+}
+
+/// Most doubles: neither a flag nor a width, and a precision of two digits at most.
+bool isSimple(int type, Field const& field) {
+    return type < longDoubleE && !field.has(anyFlag) && field.width == 0 && field.precision < 100;
+}
+
+/// The C library's conversion without its reading of a format, which takes a tenth of the time.
+bool renderSimple(Sink& sink, int type, Field const& field, double value) {
+    // A sign, 309 digits, a point and the precision. Never the sink's room: in glibc 2.36
+    // strfromd() writes beyond a room of one byte.
+    char text[512];
+    auto const digit = [](int number) { return static_cast<char>('0' + number); };
+    char const letter = letterOf(type, field);
+    char const plain[] = {'%', letter, '\0'};
+    char const precise[] = {'%',    '.', digit(field.precision / 10), digit(field.precision % 10),
+                            letter, '\0'};
+    int const length =
+        strfromd(text, sizeof(text), field.precision == noPrecision ? plain : precise, value);
+    if (length < 0) return false;
+    sink.write(text, static_cast<std::size_t>(length));
+    return true;
 }
 
 /// No value has as many digits, on either side of its point.
@@ -138,6 +160,7 @@ bool renderHuge(Sink& sink, int type, Field const& field, ZFormatArg const& arg)
 bool renderFloating(Sink& sink, int type, Field const& field, ZFormatArg const& arg) {
     if (field.width > greatestDigits || field.precision > greatestDigits)
         return renderHuge(sink, type, field, arg);
+    if (isSimple(type, field)) return renderSimple(sink, type, field, arg.value.real);
     // Straight into the sink's room; the C library cuts there.
     int const written = systemPrint(sink.place(), sink.placeSize(), type, field, arg);
     if (written < 0) return false;

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstring>
 
 #include "Z/utility/format/sink.h"
 #include "Z/zsnprintf.h"
@@ -35,6 +36,11 @@ enum Flag : unsigned {
     floatingUp = 0x80000,      ///< "E", "G"
     percentLiteral = 0x100000  ///< "%"
 };
+
+/// What makes a conversion more than a text as it is, or a number's decimal digits.
+constexpr unsigned shaped = alternate | leftJustified | zeroFilled | blankSign | plusSign |
+                            widthDigits | widthStar | precisionDigits | precisionStar | octal |
+                            hexadecimal | hexadecimalUp;
 
 /// Values of ZFormatSpec::argType and ZFormatArg::type. Their order counts: integers from
 /// signedLongLong on are passed as long long; from doubleE to the last long double all are
@@ -127,6 +133,13 @@ struct Field {
     }
 };
 constexpr int noPrecision = -1;
+
+/// The next "%", or the end. Most are near, where a call would cost more than the search.
+[[nodiscard]] inline char const* nextSpec(char const* at) {
+    for (char const* const nearEnd = at + 8; at != nearEnd; ++at)
+        if (*at == '%' || *at == '\0') return at;
+    return strchrnul(at, '%');
+}
 
 /// Reads the conversions of `ctx.format` into `ctx.specs`. False for a malformed one.
 [[nodiscard]] bool readSpecs(ZFormatContext& ctx);

@@ -48,53 +48,6 @@ bool resolve(ZFormatSpec const& spec, ZFormatArg const* args, Field& field) {
     return resolveWidth(spec, args, field) && resolvePrecision(spec, args, field);
 }
 
-/// "00" to "99", one behind the other: halves the divisions.
-constexpr std::array<char, 200> makePairs() {
-    std::array<char, 200> pairs{};
-    for (std::size_t i = 0; i < 100; ++i) {
-        pairs[2 * i] = static_cast<char>('0' + i / 10);
-        pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
-    }
-    return pairs;
-}
-constexpr auto digitPairs = makePairs();
-
-/// The digits of a number, built from the last one backwards.
-class Digits {
-  public:
-    void decimal(unsigned long long value) {
-        for (; value >= 100; value /= 100)
-            addPair(static_cast<std::size_t>(value % 100));
-        if (value >= 10)
-            addPair(static_cast<std::size_t>(value));
-        else
-            add(static_cast<char>('0' + value));
-    }
-
-    void powerOfTwo(unsigned long long value, int bits, char const* letters) {
-        unsigned const mask = (1U << bits) - 1;
-        do {
-            add(letters[value & mask]);
-            value >>= bits;
-        } while (value != 0);
-    }
-
-    [[nodiscard]] char const* data() const { return first; }
-    [[nodiscard]] std::size_t count() const {
-        return static_cast<std::size_t>(text + sizeof(text) - first);
-    }
-
-  private:
-    void add(char c) { *--first = c; }
-    void addPair(std::size_t number) {
-        first -= 2;
-        std::memcpy(first, &digitPairs[std::size_t{number} * 2], 2);
-    }
-
-    char text[24];  // 64 bits have 22 octal digits
-    char* first = text + sizeof(text);
-};
-
 /// What stands before the digits: a sign or the mark of the base.
 struct Prefix {
     char const* text;
@@ -115,11 +68,12 @@ Prefix baseOf(unsigned long long value, Field const& field) {
     return field.has(hexadecimal) ? Prefix{"0x", 2} : noPrefix;
 }
 
-void convert(Digits& digits, unsigned long long value, Field const& field) {
-    if (field.has(hexadecimalUp)) return digits.powerOfTwo(value, 4, "0123456789ABCDEF");
-    if (field.has(hexadecimal)) return digits.powerOfTwo(value, 4, "0123456789abcdef");
-    if (field.has(octal)) return digits.powerOfTwo(value, 3, "01234567");
-    digits.decimal(value);
+Digits digitsOf(unsigned long long value, Field const& field) {
+    // Kept: no digits for 0 at precision 0, even with "#o", where ISO C writes "0".
+    bool const isEmpty = value == 0 && field.precision == 0;
+    if (field.has(hexadecimalUp)) return {value, 4, "0123456789ABCDEF", isEmpty};
+    if (field.has(hexadecimal)) return {value, 4, "0123456789abcdef", isEmpty};
+    return {value, field.has(octal) ? 3 : 0, "01234567", isEmpty};
 }
 
 /// Zeros before the digits that precision and "#" ask for.
@@ -132,32 +86,45 @@ std::size_t leadingZeros(unsigned long long value, Field const& field, std::size
 
 /// Writes [blanks][prefix][zeros][digits][blanks]. The precision is set.
 void writeNumber(Sink& sink, Field const& field, Prefix prefix, unsigned long long value) {
-    Digits digits;
-    // Kept: no digits for 0 at precision 0, even with "#o", where ISO C writes "0".
-    if (value != 0 || field.precision != 0) convert(digits, value, field);
-    if (field.width == 0 && field.precision <= 1 && !field.has(alternate)) {  // the common case
-        sink.write(prefix.text, prefix.length);
-        return sink.write(digits.data(), digits.count());
-    }
+    Digits const digits = digitsOf(value, field);
     std::size_t zeros = leadingZeros(value, field, digits.count());
-    std::size_t const padding = field.padding(prefix.length + zeros + digits.count());
+    std::size_t const needed = prefix.length + zeros + digits.count();
+    std::size_t const padding = field.padding(needed);
     bool const isLeft = field.has(leftJustified);
     bool const fillsZeros = field.has(zeroFilled) && !isLeft;
     if (fillsZeros) zeros += padding;
-    if (!isLeft && !fillsZeros) sink.fill(' ', padding);
-    sink.write(prefix.text, prefix.length);
-    sink.fill('0', zeros);
-    sink.write(digits.data(), digits.count());
-    if (isLeft) sink.fill(' ', padding);
+    sink.writeAll(needed + padding, [&](auto& out) {
+        if (!isLeft && !fillsZeros) out.fill(' ', padding);
+        out.write(prefix.text, prefix.length);
+        out.fill('0', zeros);
+        out.write(digits);
+        if (isLeft) out.fill(' ', padding);
+    });
 }
+
+/// An integer as its conversion sees it.
+struct Number {
+    Number(int type, ZFormatArg const& arg) {
+        // Another conversion may have said how it was fetched.
+        long long const value =
+            arg.type == type ? arg.value.integer : narrowed(type, arg.value.integer);
+        isNegative = value < 0 && rowOf(type).isSigned;
+        // Negated as unsigned, so that the least value has its magnitude.
+        magnitude = static_cast<unsigned long long>(value);
+        if (isNegative) magnitude = 0 - magnitude;
+    }
+
+    bool isNegative;
+    unsigned long long magnitude;
+};
 
 void renderInteger(Sink& sink, int type, Field field, ZFormatArg const& arg) {
     if (field.precision == noPrecision) field.precision = 1;
-    long long const value = narrowed(type, arg.value.integer);
-    auto const bits = static_cast<unsigned long long>(value);
-    if (!rowOf(type).isSigned) return writeNumber(sink, field, baseOf(bits, field), bits);
-    // Negated as unsigned, so that the least value has its magnitude.
-    writeNumber(sink, field, signOf(value < 0, field), value < 0 ? 0 - bits : bits);
+    Number const number(type, arg);
+    writeNumber(
+        sink, field,
+        rowOf(type).isSigned ? signOf(number.isNegative, field) : baseOf(number.magnitude, field),
+        number.magnitude);
 }
 
 void renderAddress(Sink& sink, Field field, ZFormatArg const& arg) {
@@ -168,17 +135,19 @@ void renderAddress(Sink& sink, Field field, ZFormatArg const& arg) {
 }
 
 /// Blanks on the side where they belong, around `count` bytes that `write` writes.
-template <class Write>
-void writePadded(Sink& sink, Field const& field, std::size_t count, Write write) {
+template <class Out, class Write>
+void writePadded(Out& out, Field const& field, std::size_t count, Write write) {
     std::size_t const padding = field.padding(count);
     bool const isLeft = field.has(leftJustified);
-    if (!isLeft) sink.fill(' ', padding);
+    if (!isLeft) out.fill(' ', padding);
     write();
-    if (isLeft) sink.fill(' ', padding);
+    if (isLeft) out.fill(' ', padding);
 }
 
 void writeBytes(Sink& sink, Field const& field, char const* bytes, std::size_t count) {
-    writePadded(sink, field, count, [&] { sink.write(bytes, count); });
+    sink.writeAll(count + field.padding(count), [&](auto& out) {
+        writePadded(out, field, count, [&] { out.write(bytes, count); });
+    });
 }
 
 void renderText(Sink& sink, Field const& field, ZFormatArg const& arg) {
@@ -251,10 +220,28 @@ bool renderWideChar(Sink& sink, ZCodesetHandle codeset, Field const& field, ZFor
     return true;
 }
 
+/// The conversions that most formats have, when nothing shapes them; false for another.
+bool renderBare(Sink& sink, ZFormatSpec const& spec, ZFormatArg const& arg) {
+    if (spec.argType == text) {
+        auto const* const bytes = static_cast<char const*>(arg.value.pointer);
+        if (bytes != nullptr) sink.write(bytes, std::strlen(bytes));
+        return true;
+    }
+    if (spec.argType < signedShort || spec.argType > unsignedLongLong) return false;
+    Number const number(spec.argType, arg);
+    Digits const digits(number.magnitude, 0, "", false);
+    sink.writeAll(digits.count() + (number.isNegative ? 1 : 0), [&](auto& out) {
+        if (number.isNegative) out.write("-", 1);
+        out.write(digits);
+    });
+    return true;
+}
+
 bool renderSpec(Sink& sink, ZFormatContext const& ctx, ZFormatSpec const& spec) {
+    ZFormatArg const& arg = ctx.args[spec.argPos];
+    if ((spec.flags & shaped) == 0 && renderBare(sink, spec, arg)) return true;
     Field field{};
     if (!resolve(spec, ctx.args, field)) return false;
-    ZFormatArg const& arg = ctx.args[spec.argPos];
     switch (spec.argType) {
         case byteChar:
             renderByte(sink, field, static_cast<char>(arg.value.integer));
@@ -284,13 +271,15 @@ bool renderSpec(Sink& sink, ZFormatContext const& ctx, ZFormatSpec const& spec) 
 
 bool render(ZFormatContext const& ctx, Sink& sink) {
     char const* literal = ctx.format;
-    for (int i = 0; i < ctx.specCount; ++i) {
-        ZFormatSpec const& spec = ctx.specs[i];
+    ZFormatSpec const* const end = ctx.specs + ctx.specCount;
+    for (ZFormatSpec const* at = ctx.specs; at != end; ++at) {
+        ZFormatSpec const& spec = *at;
         sink.write(literal, static_cast<std::size_t>(spec.start - literal));
         if (!renderSpec(sink, ctx, spec)) return false;
         literal = spec.end;
     }
-    sink.write(literal, std::strlen(literal));
+    // Most formats end with a conversion or a line feed.
+    if (*literal != '\0') sink.write(literal, std::strlen(literal));
     return true;
 }
 

@@ -7,31 +7,76 @@
 #include <cstdint>
 #include <cstring>
 
+#include "Z/utility/format/digits.h"
+
 namespace zfc::format {
 
 /// Copies `count` bytes, at least as many as a Word has and at most twice as many.
 template <class Word>
 void copyEnds(char* to, char const* from, std::size_t count) {
-    Word first = 0;
-    Word last = 0;
+    Word first{};
+    Word last{};
     std::memcpy(&first, from, sizeof(Word));
     std::memcpy(&last, from + count - sizeof(Word), sizeof(Word));
     std::memcpy(to, &first, sizeof(Word));
     std::memcpy(to + count - sizeof(Word), &last, sizeof(Word));
 }
 
+struct TwoWords {
+    std::uint64_t words[2];
+};
+
 /// memcpy() for the few bytes of a number or a short text, without its call.
 inline void copyBytes(char* to, char const* from, std::size_t count) {
-    if (count > 16)
+    if (count > 32) {
         std::memcpy(to, from, count);
-    else if (count >= 8)
+    } else if (count >= 16) {
+        copyEnds<TwoWords>(to, from, count);
+    } else if (count >= 8) {
         copyEnds<std::uint64_t>(to, from, count);
-    else if (count >= 4)
+    } else if (count >= 4) {
         copyEnds<std::uint32_t>(to, from, count);
-    else
-        for (std::size_t i = 0; i < count; ++i)
-            to[i] = from[i];
+    } else if (count > 0) {
+        char const middle = from[count / 2];
+        char const last = from[count - 1];
+        to[0] = from[0];
+        to[count / 2] = middle;
+        to[count - 1] = last;
+    }
 }
+
+/// memset() for the few bytes that most fields lack, likewise.
+inline void fillBytes(char* to, char byte, std::size_t count) {
+    if (count > 16) {
+        std::memset(to, byte, count);
+    } else if (count > 0) {
+        char block[16];  // a register's
+        std::memset(block, byte, sizeof(block));
+        copyBytes(to, block, count);
+    }
+}
+
+/// Bytes that are known to fit, at their place.
+class Place {
+  public:
+    explicit Place(char* start) : at(start) {}
+
+    void write(char const* bytes, std::size_t count) {
+        copyBytes(at, bytes, count);
+        at += count;
+    }
+    void fill(char byte, std::size_t count) {
+        fillBytes(at, byte, count);
+        at += count;
+    }
+    void write(Digits const& digits) {
+        digits.writeTo(at);
+        at += digits.count();
+    }
+
+  private:
+    char* at;
+};
 
 /// Where the text goes: every byte is counted, those that fit are stored.
 class Sink {
@@ -49,6 +94,22 @@ class Sink {
         if (fits == 0) return;
         copyBytes(at, bytes, fits);
         at += fits;
+    }
+
+    void write(Digits const& digits) {
+        char text[Digits::mostDigits + 16];  // more, or g++ fears for a copy of many bytes
+        digits.writeTo(text);
+        write(text, digits.count());
+    }
+
+    /// Has `write` write `count` bytes: to a Place when they fit, which spares the checks.
+    template <class Write>
+    void writeAll(std::size_t count, Write write) {
+        if (count > room()) return write(*this);
+        Place place(at);
+        write(place);
+        length += count;
+        at += count;
     }
 
     void fill(char byte, std::size_t count) {

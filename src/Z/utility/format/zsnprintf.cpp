@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "Z/utility/format/plain.h"
 #include "Z/utility/format/records.h"
 
 namespace {
@@ -41,10 +42,15 @@ bool parse(ZFormatContext& ctx, ZCodesetHandle codeset, char const* format, va_l
 /// A format parsed for one call.
 class ParsedFormat {
   public:
-    ParsedFormat(char const* format, va_list list)
-        : isValid(format != nullptr && parse(ctx, zgetLCSHandle(), format, list)) {}
+    ParsedFormat(char const* format, va_list list) {
+        if (format == nullptr) return;
+        ctx.format = format;
+        ctx.codeset = zgetLCSHandle();
+        isPlain = zfc::format::readPlain(ctx, tables, list);
+        isValid = isPlain || parse(ctx, ctx.codeset, format, list);
+    }
     ~ParsedFormat() {
-        if (isValid) done(ctx);
+        if (isValid && !isPlain) done(ctx);
     }
     ParsedFormat(ParsedFormat const&) = delete;
     ParsedFormat& operator=(ParsedFormat const&) = delete;
@@ -53,8 +59,11 @@ class ParsedFormat {
     [[nodiscard]] ZFormatContext const* context() const { return isValid ? &ctx : nullptr; }
 
   private:
-    ZFormatContext ctx;  // parse() fills what is used of it
-    bool isValid;
+    // Reading fills what is used of these two.
+    ZFormatContext ctx;
+    zfc::format::PlainTables tables;
+    bool isPlain = false;
+    bool isValid = false;
 };
 
 int renderInto(ZFormatContext const& ctx, char* out, std::size_t size) {

@@ -35,11 +35,16 @@ class Sink {
     Sink(char* out, std::size_t size)
         : start(out), at(out), left(std::min<std::size_t>(size, INT_MAX)) {}
 
+    [[nodiscard]] char* place() const { return at; }
+    [[nodiscard]] std::size_t room() const { return left; }
+    void advance(std::size_t bytes) {
+        at += bytes;
+        left -= bytes;
+    }
     [[nodiscard]] bool put(char const* bytes, std::size_t length) {
         if (length > left) return false;
         std::memcpy(at, bytes, length);
-        at += length;
-        left -= length;
+        advance(length);
         return true;
     }
     [[nodiscard]] int written() const { return static_cast<int>(at - start); }
@@ -50,8 +55,37 @@ class Sink {
     std::size_t left;
 };
 
+constexpr std::size_t asciiBlock = 32;
+/// With that much input left, a block may be written whole though only its beginning counts: what
+/// is left becomes as many bytes, of which a character has four at most.
+constexpr std::size_t farFromEnd = asciiBlock * longestCharacter;
+
+/// A bit for each byte of the word that is not ASCII, the first byte's the lowest.
+constexpr std::uint64_t highBytes(std::uint64_t word) {
+    // The bits lie eight apart, the summands of the factor seven: they meet in the highest byte.
+    return ((word & highBits) >> 7) * 0x0102040810204080U >> 56;
+}
+
+/// Copies a block; the number of bytes in it before the first that is not ASCII. Without a branch:
+/// nothing tells how far it is to the next letter with an accent.
+inline std::size_t copyAsciiBlock(char const* in, char* out) {
+    auto const copyWord = [=](std::size_t offset) {
+        std::uint64_t const word = wordAt(in + offset);
+        std::memcpy(out + offset, &word, sizeof word);
+        return highBytes(word) << offset;
+    };
+    std::uint64_t const high = copyWord(0) | copyWord(8) | copyWord(16) | copyWord(24);
+    return static_cast<std::size_t>(__builtin_ctzll(high | std::uint64_t{1} << asciiBlock));
+}
+
 /// Moves the ASCII characters that stand next in both codesets.
-bool moveAscii(Source& in, Sink& out) {
+inline bool moveAscii(Source& in, Sink& out) {
+    while (in.size() >= farFromEnd && out.room() >= asciiBlock) {
+        std::size_t const run = copyAsciiBlock(in.data(), out.place());
+        in.advance(run);
+        out.advance(run);
+        if (run < asciiBlock) return true;
+    }
     std::size_t const run = asciiRun(in.data(), in.size());
     bool const fits = out.put(in.data(), run);
     in.advance(run);
@@ -60,22 +94,34 @@ bool moveAscii(Source& in, Sink& out) {
 
 enum class Outcome { done, failed, lacking };  // lacking: the tables have no such character
 
+/// Encodes one character.
+template <class To>
+inline Outcome putCharacter(To const& to, CodePoint code, Sink& out) {
+    std::array<char, longestCharacter> spare{};
+    bool const hasRoom = out.room() >= longestCharacter;
+    unsigned const length = to.encode(code, hasRoom ? out.place() : spare.data());
+    if (length == 0) return Outcome::lacking;
+    if (!hasRoom) return out.put(spare.data(), length) ? Outcome::done : Outcome::failed;
+    out.advance(length);
+    return Outcome::done;
+}
+
+/// Converts what is left of `in`; how far it came is in `out`.
 template <class From, class To>
 Outcome convert(From const& from, To const& to, bool sameAscii, Source in, Sink& out) {
-    std::array<char, longestCharacter> bytes{};
-    while (in.size() > 0) {
+    Outcome outcome = Outcome::done;
+    while (in.size() > 0 && outcome == Outcome::done) {
         // Most text by far: whole runs of it are copied, not decoded.
-        bool const ascii = sameAscii && static_cast<unsigned char>(*in.data()) < 0x80;
-        if (ascii && !moveAscii(in, out)) return Outcome::failed;
-        if (ascii) continue;
+        if (sameAscii && static_cast<unsigned char>(*in.data()) < 0x80) {
+            if (!moveAscii(in, out)) return Outcome::failed;
+            continue;
+        }
         Character const next = from.decode(in.data(), in.size());
         if (next.length == 0) return Outcome::failed;
-        unsigned const length = to.encode(next.code, bytes.data());
-        if (length == 0) return Outcome::lacking;
-        if (!out.put(bytes.data(), length)) return Outcome::failed;
+        outcome = putCharacter(to, next.code, out);
         in.advance(next.length);
     }
-    return Outcome::done;
+    return outcome;
 }
 
 int copyUtf8(Source in, Sink out) {

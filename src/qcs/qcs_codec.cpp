@@ -4,13 +4,13 @@ namespace qcs {
 
 void EncodingMap::set(CodePoint code, PackedBytes bytes) {
     // Stays valid below: the pages move when they grow, their numbers do not.
-    std::uint16_t& page = pageOf[code >> 8];
+    std::uint16_t& page = pageOf[code >> pageBits];
     // Page 0 stands for all that is empty, and is never written.
     if (page == 0) {
         pages.emplace_back().fill(0);
         page = static_cast<std::uint16_t>(pages.size() - 1);
     }
-    pages[page][code & 0xFF] = bytes;
+    pages[page][code % (1U << pageBits)] = bytes;
 }
 
 std::array<char, 4> FourByteBlock::bytesOf(std::uint32_t index) {

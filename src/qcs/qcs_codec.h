@@ -150,19 +150,38 @@ inline unsigned unpack(PackedBytes bytes, char* out) {
     return length;
 }
 
-/// From code points to bytes: pages of 256, the first of which is empty and shared.
+/// From code points to bytes: pages of as many as one trail byte of UTF-8 tells apart, the first of
+/// which is empty and shared.
 class EncodingMap {
   public:
-    EncodingMap() : pageOf((lastCodePoint >> 8) + 1, 0), pages(1) { pages[0].fill(0); }
+    static constexpr unsigned pageBits = 6;
+    using Page = std::array<PackedBytes, 1U << pageBits>;
+
+    EncodingMap() : pageOf((lastCodePoint >> pageBits) + 1, 0), pages(1) { pages[0].fill(0); }
+
+    /// Looks up. Apart, since its places stay in registers while text is written.
+    class Reader {
+      public:
+        explicit Reader(EncodingMap const& map)
+            : pageOf(map.pageOf.data()), pages(map.pages.data()) {}
+        /// A code point in two parts: the upper bits, and the lowest `pageBits` of them.
+        [[nodiscard]] PackedBytes find(CodePoint upper, CodePoint lower) const {
+            return pages[pageOf[upper]][lower];
+        }
+
+      private:
+        std::uint16_t const* pageOf;
+        Page const* pages;
+    };
 
     [[nodiscard]] PackedBytes find(CodePoint code) const {
-        return pages[pageOf[code >> 8]][code & 0xFF];
+        return Reader(*this).find(code >> pageBits, code % (1U << pageBits));
     }
     void set(CodePoint code, PackedBytes bytes);
 
   private:
     std::vector<std::uint16_t> pageOf;
-    std::vector<std::array<PackedBytes, 256>> pages;
+    std::vector<Page> pages;
 };
 
 /// The four-byte characters of GB18030: digits of bases 10, 126, 10 and 126. The first of them lie

@@ -60,7 +60,7 @@ void countBytes(State& state, std::size_t bytes) {
 }
 
 // ------------------------------------------------------------------ walk the characters, 1 MiB
-// Every character goes into a string here; the peers only find where it ends.
+// Every character goes into a string here; the others only find where it ends, the floor by ICU.
 
 std::string walkedText() { return textOf(latin, 1024 * 1024); }
 
@@ -96,7 +96,7 @@ BENCHMARK(walkMbrlen)->Name("walk the characters, 1 MiB/mbrlen");
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"  // within the macro
-void walkIcu(State& state) {
+void walkFloor(State& state) {
     walk(state, [](char const* p, std::size_t n) {
         int at = 0;
         UChar32 code = 0;
@@ -106,22 +106,6 @@ void walkIcu(State& state) {
     });
 }
 #pragma GCC diagnostic pop
-BENCHMARK(walkIcu)->Name("walk the characters, 1 MiB/icu");
-
-void walkGlib(State& state) {
-    walk(state, [](char const* p, std::size_t n) {
-        DoNotOptimize(g_utf8_get_char_validated(p, static_cast<gssize>(n)));
-        return static_cast<std::size_t>(g_utf8_next_char(p) - p);
-    });
-}
-BENCHMARK(walkGlib)->Name("walk the characters, 1 MiB/glib");
-
-void walkFloor(State& state) {  // the first byte tells
-    walk(state, [](char const* p, std::size_t) {
-        auto const lead = static_cast<unsigned char>(*p);
-        return std::size_t{1} + (lead >= 0xC0) + (lead >= 0xE0) + (lead >= 0xF0);
-    });
-}
 BENCHMARK(walkFloor)->Name("walk the characters, 1 MiB/floor");
 
 // ---------------------------------------------------------------------------- checked UTF-8 copy

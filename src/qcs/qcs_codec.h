@@ -1,9 +1,9 @@
 /// Reading and writing single characters: strict UTF-8, and codesets compiled into tables.
 ///
-/// Both codecs offer decode(), encode(), maxLength() and isOneToOne(), so that everything above is
-/// one template over the codec. A decoder stops at a NUL that should be a later byte of a
-/// character: a caller that walks NUL-terminated text may tell it `longestCharacter` bytes wherever
-/// it stands.
+/// Both codecs offer decode(), encode(), maxLength(), isOneToOne() and isAsciiExact(), so that
+/// everything above is one template over the codec. A decoder stops at a NUL that should be a later
+/// byte of a character: a caller that walks NUL-terminated text may tell it `longestCharacter`
+/// bytes wherever it stands.
 #ifndef QCS_QCS_CODEC_H
 #define QCS_QCS_CODEC_H
 
@@ -62,6 +62,7 @@ class Utf8Codec {
   public:
     static constexpr std::size_t maxLength() { return 4; }
     static constexpr bool isOneToOne() { return true; }
+    static constexpr bool isAsciiExact() { return true; }
 
     /// The character at `p`, which has `n` (at least 1) bytes left.
     static Character decode(char const* p, std::size_t n) {
@@ -213,6 +214,8 @@ class TableCodec {
     [[nodiscard]] std::size_t maxLength() const { return longest; }
     /// True when no two byte sequences are the same code point.
     [[nodiscard]] bool isOneToOne() const { return !hasSynonyms; }
+    /// True when all bytes below 0x80 are the ASCII characters.
+    [[nodiscard]] bool isAsciiExact() const { return asciiExact; }
 
     /// The character at `p`, which has `n` (at least 1) bytes left. A character that stands for
     /// several code points at once has a code from `firstCluster` on.

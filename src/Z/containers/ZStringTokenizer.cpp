@@ -1,5 +1,8 @@
 #include "Z/ZStringTokenizer.h"
 
+#include <array>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 
 #include "Z/ZException.h"
@@ -43,11 +46,79 @@ void requireConverted(ZAbstractString const& converted, ZAbstractString const& o
     zraise(ZFromUTF8Exception(original), sourceName, __LINE__);
 }
 
+/// A set of characters, in as far as they are ASCII.
+class AsciiSet {
+  public:
+    explicit AsciiSet(char const* set) {
+        few.fill(*set);
+        for (; *set != '\0'; ++set, ++count) {
+            isWhole = isWhole && zisAscii(*set);
+            bits[index(*set)] |= bit(*set);
+            if (count < few.size()) few[count] = *set;
+        }
+    }
+
+    /// True when all of them are ASCII; others might equal ASCII characters.
+    [[nodiscard]] bool isAscii() const { return isWhole; }
+
+    /// The place behind the bytes from `at` on that are in the set.
+    [[nodiscard]] char const* skipMembers(char const* at) const {
+        while (contains(*at))
+            ++at;
+        return at;
+    }
+
+    /// The first place from `at` on that is in the set, at the end of the text, or not ASCII.
+    [[nodiscard]] char const* findStop(char const* at, char const* end) const {
+        // Tokens are of any length: a branch for every byte would be predicted wrongly each time.
+        while (count <= few.size() && end - at >= blockSize) {
+            int const run = blockRun(at);
+            at += run;
+            if (run < blockSize) return at;
+        }
+        while (zisAscii(*at) && *at != '\0' && !contains(*at))
+            ++at;
+        return at;
+    }
+
+  private:
+    static constexpr int blockSize = 16;
+
+    static std::size_t index(char byte) { return static_cast<unsigned char>(byte) / 64; }
+    static std::uint64_t bit(char byte) { return std::uint64_t{1} << (byte & 63); }
+
+    [[nodiscard]] bool contains(char byte) const { return (bits[index(byte)] & bit(byte)) != 0; }
+
+    /// Bytes of the block before the first such place. The loop becomes vector code.
+    [[nodiscard]] int blockRun(char const* at) const {
+        std::array<char, blockSize> stops{};
+        for (std::size_t i = 0; i < stops.size(); ++i) {
+            char const byte = at[i];
+            bool const isMember =
+                (byte == few[0]) | (byte == few[1]) | (byte == few[2]) | (byte == few[3]);
+            stops[i] = static_cast<char>(isMember | (static_cast<signed char>(byte) <= 0));
+        }
+        std::array<std::uint64_t, 2> words{};
+        std::memcpy(words.data(), stops.data(), stops.size());
+        if (words[0] != 0) return __builtin_ctzll(words[0]) / 8;
+        return words[1] != 0 ? 8 + __builtin_ctzll(words[1]) / 8 : blockSize;
+    }
+
+    std::array<std::uint64_t, 4> bits{};  // one for each byte
+    std::array<char, 4> few{};            // the members when there are few; some more than once
+    std::size_t count = 0;
+    bool isWhole = true;
+};
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first byte is the lowest of a word");
+
 /// Delimiters in the codeset of `source`.
 class Delimiters {
   public:
-    Delimiters(ZAbstractString const& source, ZAbstractString const& given) : used(&given) {
-        if (given.getCodesetHandle() == source.getCodesetHandle()) return;
+    /// `own` are known to be of it.
+    Delimiters(ZAbstractString const& source, ZAbstractString const& given,
+               ZAbstractString const& own)
+        : used(&given) {
+        if (&given == &own || given.getCodesetHandle() == source.getCodesetHandle()) return;
         converted = newString(source);
         converted->setChars(given);
         requireConverted(*converted, given);
@@ -96,7 +167,7 @@ ZStringTokenizer* ZStringTokenizer::clone() const { return new ZStringTokenizer(
 
 bool ZStringTokenizer::hasMore(ZAbstractString const& delims) {
     if (position == nullptr) return false;
-    position += skipAll(Delimiters(*source, delims));
+    position += skipAll(Delimiters(*source, delims, *delimiters));
     return *position != '\0';
 }
 
@@ -104,7 +175,7 @@ bool ZStringTokenizer::hasMore() { return hasMore(*delimiters); }
 
 ZAbstractMutableString* ZStringTokenizer::getNext(ZAbstractString const& delims) {
     if (position == nullptr) return nullptr;
-    Delimiters const converted(*source, delims);
+    Delimiters const converted(*source, delims, *delimiters);
     unsigned int size = skipOther(converted);
     if (size == 0) {  // else hasMore() has passed the delimiters already
         position += skipAll(converted);
@@ -126,14 +197,26 @@ void ZStringTokenizer::list(ZArrayList& out) {
 
 void ZStringTokenizer::reset() { position = source->getChars(); }
 
-/// Bytes of the delimiters from the position on.
+/// Bytes of the delimiters from the position on. What begins at other characters than ASCII, and
+/// all where the delimiters are not ASCII alone, is left to the codeset.
 unsigned int ZStringTokenizer::skipAll(ZAbstractString const& delims) const {
-    return checkedStop(zstrspn(source->getCodesetHandle(), position, delims.getChars()));
+    char const* const set = delims.getChars();
+    AsciiSet const ascii(set);
+    char const* const stop = ascii.isAscii() ? ascii.skipMembers(position) : position;
+    auto const passed = static_cast<unsigned int>(stop - position);
+    if (ascii.isAscii() && zisAscii(*stop)) return passed;
+    return checkedStop(passed + zstrspn(source->getCodesetHandle(), stop, set));
 }
 
-/// Bytes of the token at the position.
+/// Bytes of the token at the position; the same way.
 unsigned int ZStringTokenizer::skipOther(ZAbstractString const& delims) const {
-    return checkedStop(zstrcspn(source->getCodesetHandle(), position, delims.getChars()));
+    char const* const set = delims.getChars();
+    AsciiSet const ascii(set);
+    char const* const end = source->getChars() + source->getLength();
+    char const* const stop = ascii.isAscii() ? ascii.findStop(position, end) : position;
+    auto const passed = static_cast<unsigned int>(stop - position);
+    if (ascii.isAscii() && zisAscii(*stop)) return passed;
+    return checkedStop(passed + zstrcspn(source->getCodesetHandle(), stop, set));
 }
 
 /// The bytes passed, once it is sure that no malformed character stopped the walk.

@@ -1,11 +1,16 @@
 #include "Z/ZLCString.h"
 
+#include <typeinfo>
+
 #include "Z/ZLCConstString.h"
 #include "Z/ZStringIterator.h"
 
 ZLCString::~ZLCString() = default;
 
 int ZLCString::compare(ZObject const& other) const {
+    // Nearly always, and of one family for certain.
+    if (typeid(other) == typeid(ZLCString))
+        return compare(static_cast<ZLCString const&>(other).ZAbstractMutableString::getChars());
     if (ZAbstractString const* const foreign = foreignText(other)) {
         ZLCString const converted(*foreign);
         // Conversion that failed leaves nothing; then the bytes decide, or all that fail would be

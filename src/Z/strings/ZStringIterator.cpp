@@ -10,6 +10,7 @@
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZStringIterator";
+constexpr unsigned int longestCharacter = 8;
 
 }  // namespace
 
@@ -33,23 +34,20 @@ bool ZStringIterator::hasMore() { return position != nullptr && *position != '\0
 
 ZAbstractMutableString* ZStringIterator::getNext() {
     if (position == nullptr) return nullptr;
-    unsigned int const size = characterLength();
+    // Nearly all characters; no codeset served has a byte below 0x80 within one.
+    unsigned int const size = zisAscii(*position) && *position != '\0' ? 1 : characterLength();
     target.clear();
-    // Nearly all characters: append() of one byte looks for no NUL.
-    if (size == 1)
+    // One by one: append() of a byte looks for no NUL, and there are four at most.
+    for (char const* const end = position + size; position != end; ++position)
         target.append(*position);
-    else
-        target.append(position, size);
-    position += size;
     return &target;
 }
 
 unsigned int ZStringIterator::characterLength() const {
     if (*position == '\0') return 0;
-    // No codeset served has a byte below 0x80 within a character.
-    if (mbMax == 1 || zisAscii(*position)) return 1;
-    auto const passed = static_cast<unsigned int>(position - source->getChars());
-    int const size = zmblen(source->getCodesetHandle(), position, source->getLength() - passed);
+    if (mbMax == 1) return 1;
+    // No more than any character has; the text's own NUL ends one that is cut off.
+    int const size = zmblen(source->getCodesetHandle(), position, longestCharacter);
     if (size < 0) zraise(ZQCSMBLenException(), sourceName, __LINE__);
     return static_cast<unsigned int>(size);
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <typeinfo>
 
 #include "Z/ZException.h"
 #include "Z/ZStringIterator.h"
@@ -25,6 +26,9 @@ char* mapAscii(char* text, Map map) {
 ZUTF8String::~ZUTF8String() = default;
 
 int ZUTF8String::compare(ZObject const& other) const {
+    // Nearly always, and of one family for certain.
+    if (typeid(other) == typeid(ZUTF8String))
+        return compare(static_cast<ZUTF8String const&>(other).ZAbstractMutableString::getChars());
     if (ZAbstractString const* const foreign = foreignText(other)) {
         ZUTF8String const converted(*foreign);
         // Conversion that failed leaves nothing; then the bytes decide, or all that fail would be

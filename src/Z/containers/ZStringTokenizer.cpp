@@ -46,20 +46,23 @@ void requireConverted(ZAbstractString const& converted, ZAbstractString const& o
     zraise(ZFromUTF8Exception(original), sourceName, __LINE__);
 }
 
-/// A set of characters, in as far as they are ASCII.
-class AsciiSet {
+/// Up to four ASCII characters, as most delimiters are, to be found without asking the codeset.
+class FewAscii {
   public:
-    explicit AsciiSet(char const* set) {
-        few.fill(*set);
-        for (; *set != '\0'; ++set, ++count) {
-            isWhole = isWhole && zisAscii(*set);
-            bits[index(*set)] |= bit(*set);
-            if (count < few.size()) few[count] = *set;
-        }
+    explicit FewAscii(ZAbstractString const& set) {
+        unsigned int const count = set.getLength();
+        char const* const text = set.getChars();
+        if (count == 0 || count > 4) return;
+        // Fewer stand in it more than once.
+        a = text[0];
+        b = text[count > 1 ? 1 : 0];
+        c = text[count > 2 ? 2 : 0];
+        d = text[count > 3 ? 3 : 0];
+        known = isPlain(a) && isPlain(b) && isPlain(c) && isPlain(d);
     }
 
-    /// True when all of them are ASCII; others might equal ASCII characters.
-    [[nodiscard]] bool isAscii() const { return isWhole; }
+    /// False when the set is another one.
+    [[nodiscard]] bool isKnown() const { return known; }
 
     /// The place behind the bytes from `at` on that are in the set.
     [[nodiscard]] char const* skipMembers(char const* at) const {
@@ -71,12 +74,12 @@ class AsciiSet {
     /// The first place from `at` on that is in the set, at the end of the text, or not ASCII.
     [[nodiscard]] char const* findStop(char const* at, char const* end) const {
         // Tokens are of any length: a branch for every byte would be predicted wrongly each time.
-        while (count <= few.size() && end - at >= blockSize) {
+        while (end - at >= blockSize) {
             int const run = blockRun(at);
             at += run;
             if (run < blockSize) return at;
         }
-        while (zisAscii(*at) && *at != '\0' && !contains(*at))
+        while (isPlain(*at) && !contains(*at))
             ++at;
         return at;
     }
@@ -84,30 +87,29 @@ class AsciiSet {
   private:
     static constexpr int blockSize = 16;
 
-    static std::size_t index(char byte) { return static_cast<unsigned char>(byte) / 64; }
-    static std::uint64_t bit(char byte) { return std::uint64_t{1} << (byte & 63); }
+    /// ASCII, and not the end of the text.
+    static bool isPlain(char byte) { return static_cast<signed char>(byte) > 0; }
 
-    [[nodiscard]] bool contains(char byte) const { return (bits[index(byte)] & bit(byte)) != 0; }
+    [[nodiscard]] bool contains(char byte) const {
+        return (byte == a) | (byte == b) | (byte == c) | (byte == d);
+    }
 
     /// Bytes of the block before the first such place. The loop becomes vector code.
     [[nodiscard]] int blockRun(char const* at) const {
         std::array<char, blockSize> stops{};
-        for (std::size_t i = 0; i < stops.size(); ++i) {
-            char const byte = at[i];
-            bool const isMember =
-                (byte == few[0]) | (byte == few[1]) | (byte == few[2]) | (byte == few[3]);
-            stops[i] = static_cast<char>(isMember | (static_cast<signed char>(byte) <= 0));
-        }
+        for (std::size_t i = 0; i < stops.size(); ++i)
+            stops[i] = static_cast<char>(contains(at[i]) | !isPlain(at[i]));
         std::array<std::uint64_t, 2> words{};
         std::memcpy(words.data(), stops.data(), stops.size());
-        if (words[0] != 0) return __builtin_ctzll(words[0]) / 8;
-        return words[1] != 0 ? 8 + __builtin_ctzll(words[1]) / 8 : blockSize;
+        // The bits of a word lie eight apart, the summands of the factor seven: they meet in the
+        // highest byte. No branch for the one word or the other.
+        constexpr std::uint64_t gather = 0x0102040810204080U;
+        std::uint64_t const bits = words[0] * gather >> 56 | words[1] * gather >> 56 << 8;
+        return __builtin_ctzll(bits | std::uint64_t{1} << blockSize);
     }
 
-    std::array<std::uint64_t, 4> bits{};  // one for each byte
-    std::array<char, 4> few{};            // the members when there are few; some more than once
-    std::size_t count = 0;
-    bool isWhole = true;
+    char a = 0, b = 0, c = 0, d = 0;
+    bool known = false;
 };
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first byte is the lowest of a word");
 
@@ -181,8 +183,7 @@ ZAbstractMutableString* ZStringTokenizer::getNext(ZAbstractString const& delims)
         position += skipAll(converted);
         size = skipOther(converted);
     }
-    target.clear();
-    target.append(position, size);
+    target.setBytes(position, size);
     position += size;
     return &target;
 }
@@ -197,26 +198,24 @@ void ZStringTokenizer::list(ZArrayList& out) {
 
 void ZStringTokenizer::reset() { position = source->getChars(); }
 
-/// Bytes of the delimiters from the position on. What begins at other characters than ASCII, and
-/// all where the delimiters are not ASCII alone, is left to the codeset.
+/// Bytes of the delimiters from the position on. Behind the first character that is not ASCII the
+/// codeset is asked.
 unsigned int ZStringTokenizer::skipAll(ZAbstractString const& delims) const {
-    char const* const set = delims.getChars();
-    AsciiSet const ascii(set);
-    char const* const stop = ascii.isAscii() ? ascii.skipMembers(position) : position;
+    FewAscii const few(delims);
+    char const* const stop = few.isKnown() ? few.skipMembers(position) : position;
     auto const passed = static_cast<unsigned int>(stop - position);
-    if (ascii.isAscii() && zisAscii(*stop)) return passed;
-    return checkedStop(passed + zstrspn(source->getCodesetHandle(), stop, set));
+    if (few.isKnown() && zisAscii(*stop)) return passed;
+    return checkedStop(passed + zstrspn(source->getCodesetHandle(), stop, delims.getChars()));
 }
 
 /// Bytes of the token at the position; the same way.
 unsigned int ZStringTokenizer::skipOther(ZAbstractString const& delims) const {
-    char const* const set = delims.getChars();
-    AsciiSet const ascii(set);
+    FewAscii const few(delims);
     char const* const end = source->getChars() + source->getLength();
-    char const* const stop = ascii.isAscii() ? ascii.findStop(position, end) : position;
+    char const* const stop = few.isKnown() ? few.findStop(position, end) : position;
     auto const passed = static_cast<unsigned int>(stop - position);
-    if (ascii.isAscii() && zisAscii(*stop)) return passed;
-    return checkedStop(passed + zstrcspn(source->getCodesetHandle(), stop, set));
+    if (few.isKnown() && zisAscii(*stop)) return passed;
+    return checkedStop(passed + zstrcspn(source->getCodesetHandle(), stop, delims.getChars()));
 }
 
 /// The bytes passed, once it is sure that no malformed character stopped the walk.

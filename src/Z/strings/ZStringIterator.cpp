@@ -33,13 +33,17 @@ ZStringIterator* ZStringIterator::clone() const { return new ZStringIterator(*th
 bool ZStringIterator::hasMore() { return position != nullptr && *position != '\0'; }
 
 ZAbstractMutableString* ZStringIterator::getNext() {
-    if (position == nullptr) return nullptr;
+    char const* const at = position;
+    if (at == nullptr) return nullptr;
     // Nearly all characters; no codeset served has a byte below 0x80 within one.
-    unsigned int const size = zisAscii(*position) && *position != '\0' ? 1 : characterLength();
-    target.clear();
-    // One by one: append() of a byte looks for no NUL, and there are four at most.
-    for (char const* const end = position + size; position != end; ++position)
-        target.append(*position);
+    if (zisAscii(*at) && *at != '\0') {
+        target.setBytes(at, 1);
+        position = at + 1;
+    } else {
+        unsigned int const size = characterLength();
+        target.setBytes(at, size);
+        position = at + size;
+    }
     return &target;
 }
 

@@ -28,7 +28,7 @@ ZUTF8String::~ZUTF8String() = default;
 int ZUTF8String::compare(ZObject const& other) const {
     // Nearly always, and of one family for certain.
     if (typeid(other) == typeid(ZUTF8String))
-        return compare(static_cast<ZUTF8String const&>(other).ZAbstractMutableString::getChars());
+        return compare(static_cast<ZUTF8String const&>(other).text());
     if (ZAbstractString const* const foreign = foreignText(other)) {
         ZUTF8String const converted(*foreign);
         // Conversion that failed leaves nothing; then the bytes decide, or all that fail would be
@@ -40,7 +40,10 @@ int ZUTF8String::compare(ZObject const& other) const {
 
 ZUTF8String* ZUTF8String::clone() const { return new ZUTF8String(*this); }
 
-int ZUTF8String::compare(char const* other) const { return ZAbstractString::compare(other); }
+int ZUTF8String::compare(char const* other) const {
+    // As ZAbstractString::compare(), without its calls.
+    return strcoll(text(), other != nullptr ? other : "");
+}
 int ZUTF8String::compareignorecase(char const* other) const {
     return ZAbstractString::compareignorecase(other);
 }

@@ -130,10 +130,6 @@ void ZAbstractMutableString::substitute(Find const& find, char const* to) {
     setLength(static_cast<unsigned int>(newLength));
 }
 
-char const* ZAbstractMutableString::findText(char const* from, char const* part) const {
-    return bytesAreCharacters() ? strstr(from, part) : zstrstr(getCodesetHandle(), from, part);
-}
-
 ZAbstractMutableString& ZAbstractMutableString::replace(char const* from, char const* to) {
     if (from == nullptr || *from == '\0') return *this;
     // Arguments within this text are copied first, since it changes under them; whatever their
@@ -142,7 +138,10 @@ ZAbstractMutableString& ZAbstractMutableString::replace(char const* from, char c
         return replace(ZLCString(from).getChars(), ZLCString(to).getChars());
     to = textOf(to);
     Exchange const exchange{from, to, checkedLength(strlen(from)), checkedLength(strlen(to))};
-    auto const find = [&](char const* at) { return findText(at, from); };
+    ZCodesetHandle const codeset = getCodesetHandle();
+    auto const find = [=, isSimple = bytesAreCharacters()](char const* at) {
+        return isSimple ? strstr(at, from) : zstrstr(codeset, at, from);
+    };
     if (exchange.toLength <= exchange.fromLength) {
         char const* const end = replaceForwards(chars, chars + length, find, exchange);
         setLength(static_cast<unsigned int>(end - chars));

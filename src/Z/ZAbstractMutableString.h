@@ -196,6 +196,13 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
         std::memmove(chars, bytes, count);
         setLength(count);
     }
+    /// One byte, for which there is room in every buffer.
+    void setByte(char byte) {
+        char* const at = chars;
+        at[0] = byte;
+        at[1] = '\0';
+        length = 1;
+    }
     void appendBytes(char const* bytes, unsigned int count) {
         if (count > capacity - length) return appendGrowing(bytes, count);
         std::memcpy(chars + length, bytes, count);

@@ -9,9 +9,9 @@
 ZLCString::~ZLCString() = default;
 
 int ZLCString::compare(ZObject const& other) const {
-    // Nearly always, and of one family for certain.
-    if (typeid(other) == typeid(ZLCString))
-        return compare(static_cast<ZLCString const&>(other).text());
+    // Nearly always: of one family for certain, and nothing overridden.
+    if (typeid(other) == typeid(ZLCString) && typeid(*this) == typeid(ZLCString))
+        return strcoll(text(), static_cast<ZLCString const&>(other).text());
     if (ZAbstractString const* const foreign = foreignText(other)) {
         ZLCString const converted(*foreign);
         // Conversion that failed leaves nothing; then the bytes decide, or all that fail would be

@@ -34,16 +34,19 @@ bool ZStringIterator::hasMore() { return position != nullptr && *position != '\0
 
 ZAbstractMutableString* ZStringIterator::getNext() {
     char const* const at = position;
-    if (at == nullptr) return nullptr;
     // Nearly all characters; no codeset served has a byte below 0x80 within one.
-    if (zisAscii(*at) && *at != '\0') {
-        target.setBytes(at, 1);
-        position = at + 1;
-    } else {
-        unsigned int const size = characterLength();
-        target.setBytes(at, size);
-        position = at + size;
-    }
+    if (at == nullptr || !zisAscii(*at) || *at == '\0') return getOther();
+    target.setByte(*at);
+    position = at + 1;
+    return &target;
+}
+
+/// The same for what is not one byte of ASCII.
+ZAbstractMutableString* ZStringIterator::getOther() {
+    if (position == nullptr) return nullptr;
+    unsigned int const size = characterLength();
+    target.setBytes(position, size);
+    position += size;
     return &target;
 }
 

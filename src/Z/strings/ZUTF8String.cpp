@@ -26,9 +26,9 @@ char* mapAscii(char* text, Map map) {
 ZUTF8String::~ZUTF8String() = default;
 
 int ZUTF8String::compare(ZObject const& other) const {
-    // Nearly always, and of one family for certain.
-    if (typeid(other) == typeid(ZUTF8String))
-        return compare(static_cast<ZUTF8String const&>(other).text());
+    // Nearly always: of one family for certain, and nothing overridden.
+    if (typeid(other) == typeid(ZUTF8String) && typeid(*this) == typeid(ZUTF8String))
+        return strcoll(text(), static_cast<ZUTF8String const&>(other).text());
     if (ZAbstractString const* const foreign = foreignText(other)) {
         ZUTF8String const converted(*foreign);
         // Conversion that failed leaves nothing; then the bytes decide, or all that fail would be

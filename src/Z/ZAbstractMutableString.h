@@ -14,6 +14,7 @@
 #include "Z/zexport.h"
 
 class ZStringIterator;
+class ZStringTokenizer;
 
 /// A growable text, kept inside the object up to 95 bytes and on the heap beyond.
 ///
@@ -159,11 +160,17 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     }
     /// The text, for editing in place.
     [[nodiscard]] char* text() { return chars; }
+    /// As getChars(), without a call.
+    [[nodiscard]] char const* text() const { return chars; }
     /// Grows the buffer for `requested` bytes and returns it. When `exact` is 0 a fifth of
     /// `requested` comes on top, even when a heap buffer was large enough already.
     char* bump(unsigned int requested, int exact);
 
   private:
+    // They set their target again and again.
+    friend class ZStringIterator;
+    friend class ZStringTokenizer;
+
     static constexpr unsigned int defaultLength = 95;
     static constexpr unsigned int greatestLength = UINT_MAX - 1;  // the NUL has to be counted too
 
@@ -189,6 +196,13 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
         std::memmove(chars, bytes, count);
         setLength(count);
     }
+    /// One byte, for which there is room in every buffer.
+    void setByte(char byte) {
+        char* const at = chars;
+        at[0] = byte;
+        at[1] = '\0';
+        length = 1;
+    }
     void appendBytes(char const* bytes, unsigned int count) {
         if (count > capacity - length) return appendGrowing(bytes, count);
         std::memcpy(chars + length, bytes, count);
@@ -210,7 +224,6 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     [[nodiscard]] bool isSpaceByte(char byte) const;
     [[nodiscard]] unsigned int spaceEnd() const;
     [[nodiscard]] unsigned int textEnd() const;
-    [[nodiscard]] char const* findText(char const* from, char const* part) const;
     [[nodiscard]] Hit findRun(char const* from, Characters which, char const* set) const;
     unsigned int countCharacters(char const* bytes, unsigned int count) const;
     template <class Find>

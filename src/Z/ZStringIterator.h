@@ -61,6 +61,7 @@ class ZFC_API ZStringIterator : public ZAbstractIterator {
     void reset() override;
 
   private:
+    ZAbstractMutableString* getOther();
     [[nodiscard]] unsigned int characterLength() const;
 
     char const* position;            // next character; null when the source had no text

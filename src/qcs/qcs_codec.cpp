@@ -2,25 +2,15 @@
 
 namespace qcs {
 
-bool isUtf8(char const* p, std::size_t n) {
-    for (std::size_t at = 0;;) {
-        at += asciiRun(p + at, n - at);
-        if (at == n) return true;
-        Character const next = Utf8Codec::decode(p + at, n - at);
-        if (next.length == 0) return false;
-        at += next.length;
-    }
-}
-
 void EncodingMap::set(CodePoint code, PackedBytes bytes) {
     // Stays valid below: the pages move when they grow, their numbers do not.
-    std::uint16_t& page = pageOf[code >> 8];
+    std::uint16_t& page = pageOf[code >> pageBits];
     // Page 0 stands for all that is empty, and is never written.
     if (page == 0) {
         pages.emplace_back().fill(0);
         page = static_cast<std::uint16_t>(pages.size() - 1);
     }
-    pages[page][code & 0xFF] = bytes;
+    pages[page][code % (1U << pageBits)] = bytes;
 }
 
 std::array<char, 4> FourByteBlock::bytesOf(std::uint32_t index) {
@@ -51,24 +41,16 @@ unsigned FourByteBlock::encodeSupplementary(CodePoint code, char* out) {
     return 4;
 }
 
-unsigned TableCodec::encode(CodePoint code, char* out) const {
+/// What the map has no bytes for.
+unsigned TableCodec::encodeUnmapped(CodePoint code, char* out) const {
     // Packed bytes of 0 are none, so NUL has no entry in the map.
     if (code == 0) {
         *out = 0;
         return 1;
     }
-    // The map ends there; above are clusters and undefined bytes, which stand for no code point.
-    if (code > lastCodePoint) return 0;
-    PackedBytes const bytes = encoding.find(code);
-    if (bytes == 0 && code > 0xFFFF && !fourByte.bmp.empty())
-        return FourByteBlock::encodeSupplementary(code, out);
-    unsigned length = 0;
-    for (unsigned shift = 32; shift > 0; shift -= 8) {
-        auto const byte = static_cast<unsigned char>(bytes >> (shift - 8));
-        // Leading zeros are no bytes of the character, see PackedBytes.
-        if (byte != 0 || length != 0) out[length++] = static_cast<char>(byte);
-    }
-    return length;
+    bool const isSupplementary = code > 0xFFFF && code <= lastCodePoint;
+    if (!isSupplementary || fourByte.bmp.empty()) return 0;
+    return FourByteBlock::encodeSupplementary(code, out);
 }
 
 }  // namespace qcs

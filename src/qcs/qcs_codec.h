@@ -1,9 +1,9 @@
 /// Reading and writing single characters: strict UTF-8, and codesets compiled into tables.
 ///
-/// Both codecs offer decode(), encode(), maxLength() and isOneToOne(), so that everything above is
-/// one template over the codec. A decoder stops at a NUL that should be a later byte of a
-/// character: a caller that walks NUL-terminated text may tell it `longestCharacter` bytes wherever
-/// it stands.
+/// Both codecs offer decode(), encode(), maxLength(), isOneToOne() and isAsciiExact(), so that
+/// everything above is one template over the codec. A decoder stops at a NUL that should be a later
+/// byte of a character: a caller that walks NUL-terminated text may tell it `longestCharacter`
+/// bytes wherever it stands.
 #ifndef QCS_QCS_CODEC_H
 #define QCS_QCS_CODEC_H
 
@@ -30,15 +30,28 @@ constexpr Character malformed{0, 0};
 
 constexpr bool isSurrogate(CodePoint code) { return (code & 0xFFFFF800U) == 0xD800; }
 
+constexpr std::uint64_t highBits = 0x8080808080808080U;
+
+inline std::uint64_t wordAt(char const* p) {
+    std::uint64_t word = 0;
+    // Text is aligned to nothing; the copy becomes one load.
+    std::memcpy(&word, p, sizeof word);
+    return word;
+}
+
 /// Number of leading bytes below 0x80 among the `n` at `p`.
 inline std::size_t asciiRun(char const* p, std::size_t n) {
-    constexpr std::uint64_t highBits = 0x8080808080808080U;
+    constexpr std::size_t size = sizeof highBits;
     std::size_t run = 0;
-    for (std::uint64_t word = 0; n - run >= sizeof word; run += sizeof word) {
-        // Text is aligned to nothing; the copy becomes one load.
-        std::memcpy(&word, p + run, sizeof word);
-        if ((word & highBits) != 0) break;
+    // Four words for one branch, which is what bounds the speed.
+    for (; n - run >= 4 * size; run += 4 * size) {
+        char const* const at = p + run;
+        std::uint64_t const words =
+            wordAt(at) | wordAt(at + size) | wordAt(at + 2 * size) | wordAt(at + 3 * size);
+        if ((words & highBits) != 0) break;
     }
+    while (n - run >= size && (wordAt(p + run) & highBits) == 0)
+        run += size;
     while (run < n && static_cast<unsigned char>(p[run]) < 0x80)
         ++run;
     return run;
@@ -49,6 +62,7 @@ class Utf8Codec {
   public:
     static constexpr std::size_t maxLength() { return 4; }
     static constexpr bool isOneToOne() { return true; }
+    static constexpr bool isAsciiExact() { return true; }
 
     /// The character at `p`, which has `n` (at least 1) bytes left.
     static Character decode(char const* p, std::size_t n) {
@@ -67,16 +81,27 @@ class Utf8Codec {
             out[0] = static_cast<char>(code);
             return 1;
         }
-        unsigned const length = code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
-        for (unsigned i = length - 1; i > 0; --i, code >>= 6)
-            out[i] = static_cast<char>(0x80 | (code & 0x3F));
-        // As many leading ones as there are bytes.
-        out[0] = static_cast<char>((0xF00U >> length & 0xFF) | code);
-        return length;
+        if (code < 0x800) {
+            out[0] = static_cast<char>(0xC0 | code >> 6);
+            out[1] = trail(code);
+            return 2;
+        }
+        if (code < 0x10000) {
+            out[0] = static_cast<char>(0xE0 | code >> 12);
+            out[1] = trail(code >> 6);
+            out[2] = trail(code);
+            return 3;
+        }
+        out[0] = static_cast<char>(0xF0 | code >> 18);
+        out[1] = trail(code >> 12);
+        out[2] = trail(code >> 6);
+        out[3] = trail(code);
+        return 4;
     }
 
   private:
     static bool isTrail(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+    static char trail(CodePoint code) { return static_cast<char>(0x80 | (code & 0x3F)); }
     static CodePoint bits(char byte, unsigned mask) {
         return static_cast<unsigned char>(byte) & mask;
     }
@@ -102,24 +127,62 @@ class Utf8Codec {
 
 /// True when the `n` bytes at `p` are whole UTF-8 characters.
 bool isUtf8(char const* p, std::size_t n);
+/// The same without the instructions that only some processors have.
+bool isUtf8Plain(char const* p, std::size_t n);
 
 /// Bytes of a character packed into a number, first byte highest. Only NUL begins with a zero byte,
 /// so the number tells their length; 0 is none.
 using PackedBytes = std::uint32_t;
 
-/// From code points to bytes: pages of 256, the first of which is empty and shared.
+/// Writes the bytes, of which there are some; their number.
+inline unsigned unpack(PackedBytes bytes, char* out) {
+    if (bytes < 0x100) {
+        out[0] = static_cast<char>(bytes);
+        return 1;
+    }
+    if (bytes < 0x10000) {
+        out[0] = static_cast<char>(bytes >> 8);
+        out[1] = static_cast<char>(bytes);
+        return 2;
+    }
+    unsigned const length = bytes < 0x1000000 ? 3 : 4;
+    for (unsigned i = length; i > 0; bytes >>= 8)
+        out[--i] = static_cast<char>(bytes);
+    return length;
+}
+
+/// From code points to bytes: pages of as many as one trail byte of UTF-8 tells apart, the first of
+/// which is empty and shared.
 class EncodingMap {
   public:
-    EncodingMap() : pageOf((lastCodePoint >> 8) + 1, 0), pages(1) { pages[0].fill(0); }
+    static constexpr unsigned pageBits = 6;
+    using Page = std::array<PackedBytes, 1U << pageBits>;
+
+    EncodingMap() : pageOf((lastCodePoint >> pageBits) + 1, 0), pages(1) { pages[0].fill(0); }
+
+    /// Looks up. Apart, since its places stay in registers while text is written.
+    class Reader {
+      public:
+        explicit Reader(EncodingMap const& map)
+            : pageOf(map.pageOf.data()), pages(map.pages.data()) {}
+        /// A code point in two parts: the upper bits, and the lowest `pageBits` of them.
+        [[nodiscard]] PackedBytes find(CodePoint upper, CodePoint lower) const {
+            return pages[pageOf[upper]][lower];
+        }
+
+      private:
+        std::uint16_t const* pageOf;
+        Page const* pages;
+    };
 
     [[nodiscard]] PackedBytes find(CodePoint code) const {
-        return pages[pageOf[code >> 8]][code & 0xFF];
+        return Reader(*this).find(code >> pageBits, code % (1U << pageBits));
     }
     void set(CodePoint code, PackedBytes bytes);
 
   private:
     std::vector<std::uint16_t> pageOf;
-    std::vector<std::array<PackedBytes, 256>> pages;
+    std::vector<Page> pages;
 };
 
 /// The four-byte characters of GB18030: digits of bases 10, 126, 10 and 126. The first of them lie
@@ -151,6 +214,8 @@ class TableCodec {
     [[nodiscard]] std::size_t maxLength() const { return longest; }
     /// True when no two byte sequences are the same code point.
     [[nodiscard]] bool isOneToOne() const { return !hasSynonyms; }
+    /// True when all bytes below 0x80 are the ASCII characters.
+    [[nodiscard]] bool isAsciiExact() const { return asciiExact; }
 
     /// The character at `p`, which has `n` (at least 1) bytes left. A character that stands for
     /// several code points at once has a code from `firstCluster` on.
@@ -167,7 +232,12 @@ class TableCodec {
     }
 
     /// Writes the character; 0 when the codeset has none that stands for `code`.
-    unsigned encode(CodePoint code, char* out) const;
+    unsigned encode(CodePoint code, char* out) const {
+        // The map ends there; above are clusters and undefined bytes, which stand for no code
+        // point.
+        PackedBytes const bytes = code <= lastCodePoint ? encoding.find(code) : 0;
+        return bytes != 0 ? unpack(bytes, out) : encodeUnmapped(code, out);
+    }
 
     /// True when the other one's tables are the same, hence its codeset.
     [[nodiscard]] bool decodesAs(TableCodec const& other) const {
@@ -181,6 +251,9 @@ class TableCodec {
     bool asciiExact = true;    ///< all bytes below 0x80 are the ASCII characters
     bool hasSynonyms = false;  ///< some code points have several byte sequences
     bool composes = false;     ///< neighbouring characters join when whole text is converted
+
+  private:
+    unsigned encodeUnmapped(CodePoint code, char* out) const;
 };
 
 }  // namespace qcs

@@ -3,6 +3,7 @@
 #include <array>
 #include <climits>
 #include <cstring>
+#include <type_traits>
 
 #include "qcs/qcs_codeset.h"
 #include "qcs/qcs_compile.h"
@@ -15,31 +16,30 @@ class Source {
   public:
     /// The text ends behind its NUL, if there is one among the `length` bytes.
     Source(char const* text, std::size_t length)
-        : at(text), left(std::min(strnlen(text, length) + 1, length)) {}
+        : at(text), end(text + std::min(strnlen(text, length) + 1, length)) {}
 
     [[nodiscard]] char const* data() const { return at; }
-    [[nodiscard]] std::size_t size() const { return left; }
-    void advance(std::size_t bytes) {
-        at += bytes;
-        left -= bytes;
-    }
+    [[nodiscard]] std::size_t size() const { return static_cast<std::size_t>(end - at); }
+    void advance(std::size_t bytes) { at += bytes; }
 
   private:
     char const* at;
-    std::size_t left;
+    char const* end;
 };
 
 /// Output of bounded size, which never goes beyond what an int can tell.
 class Sink {
   public:
     Sink(char* out, std::size_t size)
-        : start(out), at(out), left(std::min<std::size_t>(size, INT_MAX)) {}
+        : start(out), at(out), end(out + std::min<std::size_t>(size, INT_MAX)) {}
 
+    [[nodiscard]] char* place() const { return at; }
+    [[nodiscard]] std::size_t room() const { return static_cast<std::size_t>(end - at); }
+    void advance(std::size_t bytes) { at += bytes; }
     [[nodiscard]] bool put(char const* bytes, std::size_t length) {
-        if (length > left) return false;
+        if (length > room()) return false;
         std::memcpy(at, bytes, length);
-        at += length;
-        left -= length;
+        advance(length);
         return true;
     }
     [[nodiscard]] int written() const { return static_cast<int>(at - start); }
@@ -47,11 +47,42 @@ class Sink {
   private:
     char const* start;
     char* at;
-    std::size_t left;
+    char* end;
 };
 
+constexpr std::size_t asciiBlock = 32;
+/// With that much input left, a block may be written whole though only its beginning counts: what
+/// is left becomes as many bytes, of which a character has four at most.
+constexpr std::size_t farFromEnd = asciiBlock * longestCharacter;
+
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "text is read as numbers below");
+
+/// A bit for each byte of the word that is not ASCII, the first byte's the lowest.
+constexpr std::uint64_t highBytes(std::uint64_t word) {
+    // The bits lie eight apart, the summands of the factor seven: they meet in the highest byte.
+    return ((word & highBits) >> 7) * 0x0102040810204080U >> 56;
+}
+
+/// Copies a block; the number of bytes in it before the first that is not ASCII. Without a branch:
+/// nothing tells how far it is to the next letter with an accent.
+inline std::size_t copyAsciiBlock(char const* in, char* out) {
+    auto const copyWord = [=](std::size_t offset) {
+        std::uint64_t const word = wordAt(in + offset);
+        std::memcpy(out + offset, &word, sizeof word);
+        return highBytes(word) << offset;
+    };
+    std::uint64_t const high = copyWord(0) | copyWord(8) | copyWord(16) | copyWord(24);
+    return static_cast<std::size_t>(__builtin_ctzll(high | std::uint64_t{1} << asciiBlock));
+}
+
 /// Moves the ASCII characters that stand next in both codesets.
-bool moveAscii(Source& in, Sink& out) {
+inline bool moveAscii(Source& in, Sink& out) {
+    while (in.size() >= farFromEnd && out.room() >= asciiBlock) {
+        std::size_t const run = copyAsciiBlock(in.data(), out.place());
+        in.advance(run);
+        out.advance(run);
+        if (run < asciiBlock) return true;
+    }
     std::size_t const run = asciiRun(in.data(), in.size());
     bool const fits = out.put(in.data(), run);
     in.advance(run);
@@ -60,22 +91,64 @@ bool moveAscii(Source& in, Sink& out) {
 
 enum class Outcome { done, failed, lacking };  // lacking: the tables have no such character
 
+/// Moves the characters that stand next and have three UTF-8 bytes and two others, which East Asian
+/// text is full of; a malformed one is left where it stands, as any other is.
+inline void moveDoubleBytes(Source& in, EncodingMap::Reader map, Sink& out) {
+    std::uint32_t word = 0;
+    std::size_t left = std::min(in.size() / sizeof word, out.room() / 2);
+    for (; left > 0; --left) {
+        std::memcpy(&word, in.data(), sizeof word);
+        // 1110xxxx 10xxxxxx 10xxxxxx, the first byte the lowest.
+        if ((word & 0xC0C0F0) != 0x8080E0) return;
+        CodePoint const upper = (word & 0xF) << 6 | (word >> 8 & 0x3F);
+        PackedBytes const bytes = map.find(upper, word >> 16 & 0x3F);
+        // Below 0x20: an overlong form. No map has surrogates.
+        if (upper < 0x20 || bytes < 0x100 || bytes > 0xFFFF) return;
+        out.place()[0] = static_cast<char>(bytes >> 8);
+        out.place()[1] = static_cast<char>(bytes);
+        in.advance(3);
+        out.advance(2);
+    }
+}
+
+/// Encodes one character.
+template <class To>
+inline Outcome putCharacter(To const& to, CodePoint code, Sink& out) {
+    if (out.room() >= longestCharacter) {
+        unsigned const length = to.encode(code, out.place());
+        out.advance(length);
+        return length > 0 ? Outcome::done : Outcome::lacking;
+    }
+    std::array<char, longestCharacter> spare{};
+    unsigned const length = to.encode(code, spare.data());
+    if (length == 0) return Outcome::lacking;
+    return out.put(spare.data(), length) ? Outcome::done : Outcome::failed;
+}
+
+struct Result {
+    Outcome outcome;
+    int written;
+};
+
+/// Flat, and its places its own: a call for each character would take longer than the character.
 template <class From, class To>
-Outcome convert(From const& from, To const& to, bool sameAscii, Source in, Sink& out) {
-    std::array<char, longestCharacter> bytes{};
-    while (in.size() > 0) {
+[[gnu::flatten]] Result convert(From const& from, To const& to, bool sameAscii, Source in,
+                                Sink out) {
+    Outcome outcome = Outcome::done;
+    while (in.size() > 0 && outcome == Outcome::done) {
         // Most text by far: whole runs of it are copied, not decoded.
-        bool const ascii = sameAscii && static_cast<unsigned char>(*in.data()) < 0x80;
-        if (ascii && !moveAscii(in, out)) return Outcome::failed;
-        if (ascii) continue;
+        if (sameAscii && static_cast<unsigned char>(*in.data()) < 0x80) {
+            if (!moveAscii(in, out)) outcome = Outcome::failed;
+            continue;
+        }
+        if constexpr (std::is_same_v<To, TableCodec>)
+            moveDoubleBytes(in, EncodingMap::Reader(to.encoding), out);
+        if (in.size() == 0) break;
         Character const next = from.decode(in.data(), in.size());
-        if (next.length == 0) return Outcome::failed;
-        unsigned const length = to.encode(next.code, bytes.data());
-        if (length == 0) return Outcome::lacking;
-        if (!out.put(bytes.data(), length)) return Outcome::failed;
+        outcome = next.length == 0 ? Outcome::failed : putCharacter(to, next.code, out);
         in.advance(next.length);
     }
-    return Outcome::done;
+    return {outcome, out.written()};
 }
 
 int copyUtf8(Source in, Sink out) {
@@ -88,22 +161,22 @@ int tablesToUtf8(Codeset const& codeset, Source in, char* out, std::size_t outLe
     if (table.composes)
         return convertByIconv("UTF-8", codeset.iconvName.c_str(), in.data(), in.size(), out,
                               outLen);
-    Sink sink(out, outLen);
-    bool const done = convert(table, Utf8Codec(), table.asciiExact, in, sink) == Outcome::done;
-    return done ? sink.written() : -1;
+    auto const [outcome, written] =
+        convert(table, Utf8Codec(), table.asciiExact, in, Sink(out, outLen));
+    return outcome == Outcome::done ? written : -1;
 }
 
 /// A character that the tables lack may still have a substitute that iconv knows, one that reads
 /// back as another character: a Japanese codeset's full-width minus for U+2212, say.
 int tablesFromUtf8(Codeset const& codeset, Source in, char* out, std::size_t outLen) {
     auto const& table = *codeset.table;
-    Sink sink(out, outLen);
-    Outcome outcome = Outcome::lacking;
-    if (!table.composes) outcome = convert(Utf8Codec(), table, table.asciiExact, in, sink);
-    if (outcome == Outcome::done) return sink.written();
+    Result result{Outcome::lacking, 0};
+    if (!table.composes)
+        result = convert(Utf8Codec(), table, table.asciiExact, in, Sink(out, outLen));
+    if (result.outcome == Outcome::done) return result.written;
     // What lies behind the character that is lacking has not been looked at, and iconv has rules of
     // its own for what is malformed.
-    if (outcome == Outcome::failed || !isUtf8(in.data(), in.size())) return -1;
+    if (result.outcome == Outcome::failed || !isUtf8(in.data(), in.size())) return -1;
     // From the beginning again, over what the tables have written.
     return convertByIconv(codeset.iconvName.c_str(), "UTF-8", in.data(), in.size(), out, outLen);
 }

@@ -1,6 +1,5 @@
 /// Counting, searching, splitting and copying text by whole characters.
 #include <algorithm>
-#include <type_traits>
 
 #include "qcs/qcs_codeset.h"
 #include "qcs/qcs_walk.h"
@@ -88,17 +87,16 @@ enum class In { set, complement };
 /// The first place from `s` on whose character is not in the set (its complement).
 template <class Codec>
 char const* skip(Codec const& codec, char const* s, CharacterSet<Codec> const& set, In in) {
-    if constexpr (std::is_same_v<Codec, Utf8Codec>) {  // its ASCII needs no decoding
+    for (;;) {
+        // ASCII needs no decoding where it is itself.
         auto const isAscii = [](unsigned char byte) { return byte > 0 && byte < 0x80; };
-        while (isAscii(static_cast<unsigned char>(*s)) &&
+        while (codec.isAsciiExact() && isAscii(static_cast<unsigned char>(*s)) &&
                set.contains(static_cast<unsigned char>(*s)) == (in == In::set))
             ++s;
-        if (static_cast<unsigned char>(*s) < 0x80) return s;
+        Walk<Codec> const walk(codec, s);
+        if (!walk || set.contains(walk.code()) != (in == In::set)) return s;
+        s += walk.length();
     }
-    Walk<Codec> walk(codec, s);
-    while (walk && set.contains(walk.code()) == (in == In::set))
-        walk.step();
-    return walk.place();
 }
 
 template <class Codec>

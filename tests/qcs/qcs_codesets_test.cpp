@@ -2,12 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <random>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "qcs/qcs.h"
+#include "qcs/qcs_codec.h"
 #include "support/codesets.h"
 #include "support/threads.h"
 
@@ -23,6 +25,7 @@ int lengthOf(Handle cs, std::string const& s) { return qcs_mblen(cs, s.data(), s
 std::string converted(decltype(qcs_to_utf8)* convert, Handle cs, std::string const& text) {
     std::string out(text.size() * 4 + 8, '#');
     int const written = convert(cs, text.data(), size(text), out.data(), size(out));
+    if (written >= 0) EXPECT_EQ(out.find_first_not_of('#', unsigned(written)), out.npos) << text;
     return written < 0 ? "failed" : out.substr(0, static_cast<std::size_t>(written));
 }
 std::string toUtf8(Handle cs, std::string const& s) { return converted(qcs_to_utf8, cs, s); }
@@ -209,6 +212,81 @@ TEST(ConversionTest, UsesTheSystemsSubstitutesAndCompositions) {
             EXPECT_EQ(toUtf8(cs, *local), Iconv("UTF-8", name).convert(*local)) << name;
         }
     }
+}
+
+/// Text of at least so many bytes, of pieces drawn at random.
+std::string anyText(std::mt19937& random, std::vector<std::string> const& pieces, std::size_t n) {
+    std::string text;
+    while (text.size() < n)
+        text += pieces[random() % pieces.size()];
+    return text;
+}
+
+TEST(ConversionTest, AgreesWithIconvOverTextOfEveryLength) {
+    std::mt19937 random(5);
+    std::vector<std::string> const pieces{"a", "12345678", std::string(40, 'x'), "é", "ü", "°"};
+    std::vector<std::string> const eastern{"a1", "日", "本語", "ア", "カナ", "、", "。", "\\"};
+    std::vector<std::string> const foreign{"a", "日", "é", "😀", "ｱ", "\xE0\x81\x81", "\xFF", "ж"};
+    std::pair<char const*, std::vector<std::string> const&> const rows[] = {
+        {"ISO8859-1", pieces}, {"CP1252", pieces},  {"UTF-8", pieces},      {"GB18030", pieces},
+        {"CP932", eastern},    {"EUC-JP", eastern}, {"SHIFT_JIS", eastern}, {"GB18030", eastern}};
+    for (auto const& [name, own] : rows) {
+        Comparison codeset(name);
+        Iconv encoding(name, "UTF-8");
+        Iconv decoding("UTF-8", name);
+        for (std::size_t length = 0; length <= 300; ++length)
+            for (bool const isForeign : {false, true}) {
+                std::string text = anyText(random, own, length);
+                if (isForeign) text += anyText(random, foreign, 1) + anyText(random, own, 40);
+                SCOPED_TRACE(name + text);
+                auto const local = encoding.convert(text);
+                ASSERT_EQ(fromUtf8(codeset.cs, text), local.value_or("failed"));
+                if (!local) continue;
+                ASSERT_EQ(toUtf8(codeset.cs, *local), decoding.convert(*local));
+                ASSERT_EQ(toUtf8(codeset.cs, *local + '\xFF'),
+                          decoding.convert(*local + '\xFF').value_or("failed"));
+                std::vector<char> exact(local->size());
+                ASSERT_EQ(
+                    qcs_from_utf8(codeset.cs, text.data(), size(text), exact.data(), size(*local)),
+                    static_cast<int>(exact.size()));
+            }
+    }
+}
+
+TEST(Utf8Test, IsCheckedInBlocksAsByCharacter) {
+    std::mt19937 random(9);
+    std::vector<std::string> const pieces{"a",
+                                          std::string(70, 'x'),
+                                          "é",
+                                          "\xC2\x80",
+                                          "\xDF\xBF",
+                                          "日本語",
+                                          "\xE0\xA0\x80",
+                                          "ก",
+                                          "\xED\x9F\xBF",
+                                          "힣",
+                                          "\xEE\x80\x80",
+                                          "\xEF\xBF\xBF",
+                                          "\xF0\x90\x80\x80"};
+    constexpr std::string_view odd = "\x7F\x80\x9F\xA0\xBF\xC0\xC1\xC2\xE0\xED\xEF\xF0\xF4\xF5\xFF";
+    std::array<int, 2> met{};
+    for (std::size_t length = 0; length <= 300; ++length)
+        for (std::size_t offset = 0; offset < 64; ++offset) {
+            std::string text = anyText(random, pieces, length);
+            if (offset % 2 == 0 && !text.empty())
+                text[random() % text.size()] = odd[random() % odd.size()];
+            if (offset % 4 == 3) text.resize(length);
+            std::vector<char> place(offset + text.size());  // exact, for the address sanitizer
+            std::copy(text.begin(), text.end(), place.begin() + static_cast<long>(offset));
+            std::size_t at = 0;
+            for (unsigned step = 1; at < text.size() && step > 0; at += step)
+                step = qcs::Utf8Codec::decode(&text[at], text.size() - at).length;
+            bool const isWhole = at == text.size();
+            ++met.at(isWhole ? 1 : 0);
+            ASSERT_EQ(qcs::isUtf8(place.data() + offset, text.size()), isWhole) << text;
+            ASSERT_EQ(qcs::isUtf8Plain(place.data() + offset, text.size()), isWhole) << text;
+        }
+    EXPECT_GT(std::min(met[0], met[1]), 5000);
 }
 
 TEST(ConversionTest, EndsBehindTheFirstNulAndNeverWritesBeyondItsRoom) {

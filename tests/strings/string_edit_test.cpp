@@ -135,6 +135,12 @@ TYPED_TEST(StringEditTest, AgreesWithTheStandardStringOverManyEdits) {
         expectString(string, model);
         ASSERT_FALSE(testing::Test::HasFailure()) << step;
     }
+    // More hits than are remembered.
+    model.assign(140000, 'a');
+    string = model.c_str();
+    string.replace("aa", "bcd");
+    replaceIn(model, "aa", "bcd");
+    expectString(string, model);
 }
 
 TYPED_TEST(StringEditTest, IsMadeOfNumbersAndBoundedText) {

@@ -29,7 +29,9 @@ TYPED_TEST(StringReadTest, SearchesAsTheStandardStringDoes) {
         return made;
     };
     for (int step = 0; step < 2000; ++step) {
-        std::string const whole = text(12);
+        // What is behind makes it as long as any block that is searched at once.
+        auto const behind = static_cast<std::size_t>(step % 4 == 0 ? step % 301 : 0);
+        std::string const whole = text(12) + std::string(behind, 'c');
         std::string const part = text(3);
         std::string_view const model(whole);
         SCOPED_TRACE(whole + " / " + part);
@@ -189,6 +191,29 @@ TYPED_TEST(StringWalkTest, YieldsTheRunsBetweenDelimiters) {
             listed.push_back(bytesOf(dynamic_cast<TypeParam const&>(*list.get(i))));
         EXPECT_EQ(listed, row.tokens);
     }
+}
+
+TYPED_TEST(StringWalkTest, SplitsAsTheStandardStringDoes) {
+    std::mt19937 random(6);
+    std::string const letters[] = {"a",  "b", "é", std::string(17, 'x'), " ", " ", ",",
+                                   "\t", ";", "-"};
+    for (std::string const delimiters : {" ", " ,", " \t,;", " \t,;-", "", "é ", "a"})
+        for (int step = 0; step < 300; ++step) {
+            std::string text;
+            for (auto i = random() % 40; i > 0; --i)
+                text += letters[random() % std::size(letters)];
+            // Bytes of the letter with an accent delimit nothing else here.
+            Parts expected;
+            for (auto at = text.find_first_not_of(delimiters); at != text.npos;) {
+                auto const end = std::min(text.size(), text.find_first_of(delimiters, at));
+                expected.push_back(text.substr(at, end - at));
+                at = text.find_first_not_of(delimiters, end);
+            }
+            TypeParam const source(text.c_str());
+            TypeParam token;
+            ZStringTokenizer tokens(source, token, TypeParam(delimiters.c_str()));
+            EXPECT_EQ(rest(tokens), expected) << text << " at " << delimiters;
+        }
 }
 
 TYPED_TEST(StringWalkTest, TakesOtherDelimitersForOneToken) {

@@ -33,14 +33,13 @@ char const* withDirectory(char const* codeset, char const* dir) {
     return codeset;
 }
 
-/// Room for what `length` bytes become, and the NUL; its bytes are 0.
+/// Room for what `length` bytes become, and the NUL.
 unsigned int reserve(ZBuffer& out, std::uint64_t length, Direction const& way) {
     // In 64 bits: on 32 the product of a long text wraps.
     std::uint64_t const reserved = length * way.factor + 1;
     if (length > UINT_MAX || reserved > UINT_MAX)
         zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     out.setLength(static_cast<unsigned long>(reserved));
-    std::memset(out.getBuffer(), 0, out.getLength());
     return static_cast<unsigned int>(reserved);
 }
 
@@ -52,7 +51,7 @@ void convert(ZCodesetHandle codeset, Direction const& way, char const* text, ZBu
     int const written =
         // The NUL goes along, so that the result ends with one.
         way.convert(codeset, text, static_cast<unsigned int>(length + 1), bytes, reserved);
-    if (written >= 0) return out.setBuffer(static_cast<unsigned long>(written), bytes);
+    if (written >= 0) return out.setLength(static_cast<unsigned long>(written));
     std::memset(bytes, 0, reserved);  // part of the result
 }
 

@@ -1,5 +1,8 @@
 #include "Z/ZStringTokenizer.h"
 
+#include <array>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 
 #include "Z/ZException.h"
@@ -43,11 +46,81 @@ void requireConverted(ZAbstractString const& converted, ZAbstractString const& o
     zraise(ZFromUTF8Exception(original), sourceName, __LINE__);
 }
 
+/// Up to four ASCII characters, as most delimiters are, to be found without asking the codeset.
+class FewAscii {
+  public:
+    explicit FewAscii(ZAbstractString const& set) {
+        unsigned int const count = set.getLength();
+        char const* const text = set.getChars();
+        if (count == 0 || count > 4) return;
+        // Fewer stand in it more than once.
+        a = text[0];
+        b = text[count > 1 ? 1 : 0];
+        c = text[count > 2 ? 2 : 0];
+        d = text[count > 3 ? 3 : 0];
+        known = isPlain(a) && isPlain(b) && isPlain(c) && isPlain(d);
+    }
+
+    /// False when the set is another one.
+    [[nodiscard]] bool isKnown() const { return known; }
+
+    /// The place behind the bytes from `at` on that are in the set.
+    [[nodiscard]] char const* skipMembers(char const* at) const {
+        while (contains(*at))
+            ++at;
+        return at;
+    }
+
+    /// The first place from `at` on that is in the set, at the end of the text, or not ASCII.
+    [[nodiscard]] char const* findStop(char const* at, char const* end) const {
+        // Tokens are of any length: a branch for every byte would be predicted wrongly each time.
+        while (end - at >= blockSize) {
+            int const run = blockRun(at);
+            at += run;
+            if (run < blockSize) return at;
+        }
+        while (isPlain(*at) && !contains(*at))
+            ++at;
+        return at;
+    }
+
+  private:
+    static constexpr int blockSize = 16;
+
+    /// ASCII, and not the end of the text.
+    static bool isPlain(char byte) { return static_cast<signed char>(byte) > 0; }
+
+    [[nodiscard]] bool contains(char byte) const {
+        return (byte == a) | (byte == b) | (byte == c) | (byte == d);
+    }
+
+    /// Bytes of the block before the first such place. The loop becomes vector code.
+    [[nodiscard]] int blockRun(char const* at) const {
+        std::array<char, blockSize> stops{};
+        for (std::size_t i = 0; i < stops.size(); ++i)
+            stops[i] = static_cast<char>(contains(at[i]) | !isPlain(at[i]));
+        std::array<std::uint64_t, 2> words{};
+        std::memcpy(words.data(), stops.data(), stops.size());
+        // The bits of a word lie eight apart, the summands of the factor seven: they meet in the
+        // highest byte. No branch for the one word or the other.
+        constexpr std::uint64_t gather = 0x0102040810204080U;
+        std::uint64_t const bits = words[0] * gather >> 56 | words[1] * gather >> 56 << 8;
+        return __builtin_ctzll(bits | std::uint64_t{1} << blockSize);
+    }
+
+    char a = 0, b = 0, c = 0, d = 0;
+    bool known = false;
+};
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first byte is the lowest of a word");
+
 /// Delimiters in the codeset of `source`.
 class Delimiters {
   public:
-    Delimiters(ZAbstractString const& source, ZAbstractString const& given) : used(&given) {
-        if (given.getCodesetHandle() == source.getCodesetHandle()) return;
+    /// `own` are known to be of it.
+    Delimiters(ZAbstractString const& source, ZAbstractString const& given,
+               ZAbstractString const& own)
+        : used(&given) {
+        if (&given == &own || given.getCodesetHandle() == source.getCodesetHandle()) return;
         converted = newString(source);
         converted->setChars(given);
         requireConverted(*converted, given);
@@ -96,7 +169,7 @@ ZStringTokenizer* ZStringTokenizer::clone() const { return new ZStringTokenizer(
 
 bool ZStringTokenizer::hasMore(ZAbstractString const& delims) {
     if (position == nullptr) return false;
-    position += skipAll(Delimiters(*source, delims));
+    position += skipAll(Delimiters(*source, delims, *delimiters));
     return *position != '\0';
 }
 
@@ -104,14 +177,13 @@ bool ZStringTokenizer::hasMore() { return hasMore(*delimiters); }
 
 ZAbstractMutableString* ZStringTokenizer::getNext(ZAbstractString const& delims) {
     if (position == nullptr) return nullptr;
-    Delimiters const converted(*source, delims);
+    Delimiters const converted(*source, delims, *delimiters);
     unsigned int size = skipOther(converted);
     if (size == 0) {  // else hasMore() has passed the delimiters already
         position += skipAll(converted);
         size = skipOther(converted);
     }
-    target.clear();
-    target.append(position, size);
+    target.setBytes(position, size);
     position += size;
     return &target;
 }
@@ -126,14 +198,24 @@ void ZStringTokenizer::list(ZArrayList& out) {
 
 void ZStringTokenizer::reset() { position = source->getChars(); }
 
-/// Bytes of the delimiters from the position on.
+/// Bytes of the delimiters from the position on. Behind the first character that is not ASCII the
+/// codeset is asked.
 unsigned int ZStringTokenizer::skipAll(ZAbstractString const& delims) const {
-    return checkedStop(zstrspn(source->getCodesetHandle(), position, delims.getChars()));
+    FewAscii const few(delims);
+    char const* const stop = few.isKnown() ? few.skipMembers(position) : position;
+    auto const passed = static_cast<unsigned int>(stop - position);
+    if (few.isKnown() && zisAscii(*stop)) return passed;
+    return checkedStop(passed + zstrspn(source->getCodesetHandle(), stop, delims.getChars()));
 }
 
-/// Bytes of the token at the position.
+/// Bytes of the token at the position; the same way.
 unsigned int ZStringTokenizer::skipOther(ZAbstractString const& delims) const {
-    return checkedStop(zstrcspn(source->getCodesetHandle(), position, delims.getChars()));
+    FewAscii const few(delims);
+    char const* const end = source->getChars() + source->getLength();
+    char const* const stop = few.isKnown() ? few.findStop(position, end) : position;
+    auto const passed = static_cast<unsigned int>(stop - position);
+    if (few.isKnown() && zisAscii(*stop)) return passed;
+    return checkedStop(passed + zstrcspn(source->getCodesetHandle(), stop, delims.getChars()));
 }
 
 /// The bytes passed, once it is sure that no malformed character stopped the walk.

@@ -1,5 +1,7 @@
 #include "Z/ZAbstractString.h"
 
+#include <algorithm>
+#include <array>
 #include <climits>
 #include <cstddef>
 #include <cstring>
@@ -42,6 +44,43 @@ char const* startAt(ZAbstractString const& string, unsigned int from) {
     if (from == 0) return string.getChars();  // needs no length, which a view has to measure
     unsigned int const length = string.getLength();
     return string.getChars() + (from < length ? from : length);
+}
+
+constexpr std::size_t places = 64;
+
+/// Whether `part`, which has bytes, begins at one of the `places` from `at` on, as far as three of
+/// its bytes tell. Without a branch, so that the compiler makes vector code of it.
+bool mayBegin(char const* at, std::string_view part) {
+    std::size_t const last = part.size() - 1;
+    std::size_t const second = std::min<std::size_t>(last, 1);
+    std::array<char, 3> const wanted{part[0], part[second], part[last]};
+    unsigned char hits = 0;
+    for (std::size_t i = 0; i < places; ++i) {
+        bool const isHit =
+            (at[i] == wanted[0]) & (at[i + second] == wanted[1]) & (at[i + last] == wanted[2]);
+        hits |= static_cast<unsigned char>(isHit);
+    }
+    return hits != 0;
+}
+
+/// The last place of `part` in `whole`; null when there is none.
+char const* lastPlace(std::string_view whole, std::string_view part) {
+    if (part.size() > whole.size()) return nullptr;
+    char const* at = whole.data() + (whole.size() - part.size());  // places from here on are done
+    if (part.empty()) return at;
+    auto const begins = [=](char const* place) {
+        return *place == part.front() && std::memcmp(place, part.data(), part.size()) == 0;
+    };
+    if (begins(at)) return at;
+    for (auto left = static_cast<std::size_t>(at - whole.data()); left > 0;) {
+        std::size_t const step = std::min(left, places);
+        left -= step;
+        at -= step;
+        if (step == places && !mayBegin(at, part)) continue;
+        for (std::size_t i = step; i > 0; --i)
+            if (begins(at + (i - 1))) return at + (i - 1);
+    }
+    return nullptr;
 }
 
 template <class Class>
@@ -171,9 +210,8 @@ int ZAbstractString::lastCharacter(int c) const {
 
 int ZAbstractString::lastIndexOf(char const* text) const {
     if (text == nullptr) return -1;
-    std::string_view const whole(getChars(), getLength());
-    std::size_t const at = whole.rfind(text);
-    return at == std::string_view::npos ? -1 : offsetIn(whole.data(), whole.data() + at);
+    char const* const chars = getChars();
+    return offsetIn(chars, lastPlace({chars, getLength()}, text));
 }
 
 bool ZAbstractString::beginsWith(char const* text) const {

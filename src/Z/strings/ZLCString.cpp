@@ -1,11 +1,17 @@
 #include "Z/ZLCString.h"
 
+#include <cstring>
+#include <typeinfo>
+
 #include "Z/ZLCConstString.h"
 #include "Z/ZStringIterator.h"
 
 ZLCString::~ZLCString() = default;
 
 int ZLCString::compare(ZObject const& other) const {
+    // Nearly always: of one family for certain, and nothing overridden.
+    if (typeid(other) == typeid(ZLCString) && typeid(*this) == typeid(ZLCString))
+        return strcoll(text(), static_cast<ZLCString const&>(other).text());
     if (ZAbstractString const* const foreign = foreignText(other)) {
         ZLCString const converted(*foreign);
         // Conversion that failed leaves nothing; then the bytes decide, or all that fail would be
@@ -17,7 +23,10 @@ int ZLCString::compare(ZObject const& other) const {
 
 ZLCString* ZLCString::clone() const { return new ZLCString(*this); }
 
-int ZLCString::compare(char const* other) const { return ZAbstractString::compare(other); }
+int ZLCString::compare(char const* other) const {
+    // As ZAbstractString::compare(), without its calls.
+    return strcoll(text(), other != nullptr ? other : "");
+}
 int ZLCString::compareignorecase(char const* other) const {
     return ZAbstractString::compareignorecase(other);
 }

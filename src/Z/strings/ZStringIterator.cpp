@@ -10,6 +10,7 @@
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZStringIterator";
+constexpr unsigned int longestCharacter = 8;
 
 }  // namespace
 
@@ -32,24 +33,28 @@ ZStringIterator* ZStringIterator::clone() const { return new ZStringIterator(*th
 bool ZStringIterator::hasMore() { return position != nullptr && *position != '\0'; }
 
 ZAbstractMutableString* ZStringIterator::getNext() {
+    char const* const at = position;
+    // Nearly all characters; no codeset served has a byte below 0x80 within one.
+    if (at == nullptr || !zisAscii(*at) || *at == '\0') return getOther();
+    target.setByte(*at);
+    position = at + 1;
+    return &target;
+}
+
+/// The same for what is not one byte of ASCII.
+ZAbstractMutableString* ZStringIterator::getOther() {
     if (position == nullptr) return nullptr;
     unsigned int const size = characterLength();
-    target.clear();
-    // Nearly all characters: append() of one byte looks for no NUL.
-    if (size == 1)
-        target.append(*position);
-    else
-        target.append(position, size);
+    target.setBytes(position, size);
     position += size;
     return &target;
 }
 
 unsigned int ZStringIterator::characterLength() const {
     if (*position == '\0') return 0;
-    // No codeset served has a byte below 0x80 within a character.
-    if (mbMax == 1 || zisAscii(*position)) return 1;
-    auto const passed = static_cast<unsigned int>(position - source->getChars());
-    int const size = zmblen(source->getCodesetHandle(), position, source->getLength() - passed);
+    if (mbMax == 1) return 1;
+    // No more than any character has; the text's own NUL ends one that is cut off.
+    int const size = zmblen(source->getCodesetHandle(), position, longestCharacter);
     if (size < 0) zraise(ZQCSMBLenException(), sourceName, __LINE__);
     return static_cast<unsigned int>(size);
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <typeinfo>
 
 #include "Z/ZException.h"
 #include "Z/ZStringIterator.h"
@@ -25,6 +26,9 @@ char* mapAscii(char* text, Map map) {
 ZUTF8String::~ZUTF8String() = default;
 
 int ZUTF8String::compare(ZObject const& other) const {
+    // Nearly always: of one family for certain, and nothing overridden.
+    if (typeid(other) == typeid(ZUTF8String) && typeid(*this) == typeid(ZUTF8String))
+        return strcoll(text(), static_cast<ZUTF8String const&>(other).text());
     if (ZAbstractString const* const foreign = foreignText(other)) {
         ZUTF8String const converted(*foreign);
         // Conversion that failed leaves nothing; then the bytes decide, or all that fail would be
@@ -36,7 +40,10 @@ int ZUTF8String::compare(ZObject const& other) const {
 
 ZUTF8String* ZUTF8String::clone() const { return new ZUTF8String(*this); }
 
-int ZUTF8String::compare(char const* other) const { return ZAbstractString::compare(other); }
+int ZUTF8String::compare(char const* other) const {
+    // As ZAbstractString::compare(), without its calls.
+    return strcoll(text(), other != nullptr ? other : "");
+}
 int ZUTF8String::compareignorecase(char const* other) const {
     return ZAbstractString::compareignorecase(other);
 }

@@ -3,6 +3,8 @@
 #include <bitset>
 #include <climits>
 #include <cstring>
+#include <new>
+#include <vector>
 
 #include "Z/ZAbstractMutableString.h"
 #include "Z/ZException.h"
@@ -14,6 +16,65 @@ namespace {
 constexpr char sourceName[] = "src/Z/ZAbstractMutableString";
 
 char const* textOf(char const* text) { return text != nullptr ? text : ""; }
+
+/// A text to be replaced and its substitute.
+struct Exchange {
+    char const *from, *to;
+    unsigned int fromLength, toLength;
+};
+
+/// Replaces what is not shorter than its substitute, so that what is written never overtakes what
+/// is to be read. The new end.
+template <class Find>
+char* replaceForwards(char* text, char const* end, Find const& find, Exchange const& exchange) {
+    char* write = text;
+    char const* read = text;
+    auto const move = [&](char const* to) {
+        // Nothing has moved before the first hit.
+        if (write != read) std::memmove(write, read, static_cast<std::size_t>(to - read));
+        write += to - read;
+    };
+    for (char const* hit = find(read); hit != nullptr; hit = find(read)) {
+        move(hit);
+        write = std::copy_n(exchange.to, exchange.toLength, write);
+        read = hit + exchange.fromLength;
+    }
+    move(end);
+    return write;
+}
+
+/// As many offsets as may be remembered; with more hits the text is searched twice instead.
+constexpr std::size_t mostRemembered = 64 * 1024;
+
+/// Offsets of the hits, of which it is more than `mostRemembered` when that many come back.
+template <class Find>
+std::vector<unsigned int> hitsIn(char const* text, Find const& find, Exchange const& exchange) {
+    try {
+        std::vector<unsigned int> hits;
+        char const* hit = find(text);
+        for (; hit != nullptr && hits.size() <= mostRemembered; hit = find(hit))
+            hits.push_back(static_cast<unsigned int>(hit - text)), hit += exchange.fromLength;
+        return hits;
+    } catch (std::bad_alloc const&) {  // no exception of the library's tree
+        zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    }
+}
+
+/// Makes longer what stands at the offsets, the last first: every byte moves once, to where nothing
+/// is read any more.
+void replaceBackwards(char* text, unsigned int length, std::vector<unsigned int> const& hits,
+                      Exchange const& exchange) {
+    unsigned int const growth = exchange.toLength - exchange.fromLength;
+    unsigned int end = length;
+    for (std::size_t i = hits.size(); i > 0; --i) {
+        unsigned int const start = hits[i - 1];
+        unsigned int const behind = start + exchange.fromLength;
+        char* const place = text + start + growth * (i - 1);
+        std::memmove(place + exchange.toLength, text + behind, end - behind);
+        std::memcpy(place, exchange.to, exchange.toLength);
+        end = start;
+    }
+}
 
 }  // namespace
 
@@ -69,18 +130,33 @@ void ZAbstractMutableString::substitute(Find const& find, char const* to) {
     setLength(static_cast<unsigned int>(newLength));
 }
 
-char const* ZAbstractMutableString::findText(char const* from, char const* part) const {
-    return bytesAreCharacters() ? strstr(from, part) : zstrstr(getCodesetHandle(), from, part);
-}
-
 ZAbstractMutableString& ZAbstractMutableString::replace(char const* from, char const* to) {
     if (from == nullptr || *from == '\0') return *this;
     // Arguments within this text are copied first, since it changes under them; whatever their
     // codeset, the copy just holds bytes.
     if (holds(from) || holds(to))
         return replace(ZLCString(from).getChars(), ZLCString(to).getChars());
-    auto const fromLength = checkedLength(strlen(from));
-    substitute([&](char const* at) { return Hit{findText(at, from), fromLength, 1}; }, textOf(to));
+    to = textOf(to);
+    Exchange const exchange{from, to, checkedLength(strlen(from)), checkedLength(strlen(to))};
+    ZCodesetHandle const codeset = getCodesetHandle();
+    auto const find = [=, isSimple = bytesAreCharacters()](char const* at) {
+        return isSimple ? strstr(at, from) : zstrstr(codeset, at, from);
+    };
+    if (exchange.toLength <= exchange.fromLength) {
+        char const* const end = replaceForwards(chars, chars + length, find, exchange);
+        setLength(static_cast<unsigned int>(end - chars));
+        return *this;
+    }
+    auto const hits = hitsIn(chars, find, exchange);
+    if (hits.size() > mostRemembered) {
+        substitute([&](char const* at) { return Hit{find(at), exchange.fromLength, 1}; }, to);
+        return *this;
+    }
+    std::uint64_t const growth = exchange.toLength - exchange.fromLength;
+    unsigned int const newLength = checkedLength(length + growth * hits.size());
+    if (!hits.empty()) bump(newLength, 1);
+    replaceBackwards(chars, length, hits, exchange);
+    setLength(newLength);
     return *this;
 }
 

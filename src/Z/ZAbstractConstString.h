@@ -4,6 +4,10 @@
 
 #include "Z/ztags.h"
 
+#include <climits>
+#include <cstddef>
+#include <cstring>
+
 #include "Z/ZAbstractString.h"
 #include "Z/zexport.h"
 
@@ -12,14 +16,18 @@
 class ZFC_API ZAbstractConstString : public ZAbstractString {
   public:
     // in slot order: do not sort
-    ~ZAbstractConstString() override;
-    [[nodiscard]] char const* getChars() const override;
+    ~ZAbstractConstString() override = default;
+    [[nodiscard]] char const* getChars() const override { return chars; }
     /// Shows the text of `other` from now on when it is of the same family. With any other string
     /// this does nothing at all, in every locale: a view never converts, and never checks.
     void setChars(ZAbstractString const& other) override;
     /// Measured once, when first asked for. A text that 32 bits cannot measure raises
     /// ZOutOfMemoryException (message 1).
-    [[nodiscard]] unsigned int getLength() const override;
+    [[nodiscard]] unsigned int getLength() const override {
+        // 0 means not measured too: an empty text is looked at each time, which costs a byte.
+        if (cachedLength == 0 && *chars != '\0') cachedLength = checkedLength(std::strlen(chars));
+        return cachedLength;
+    }
 
     /// Shows `text` from now on; null shows the empty text.
     ZAbstractConstString& operator=(char const* text) {
@@ -43,6 +51,13 @@ class ZFC_API ZAbstractConstString : public ZAbstractString {
     static char const* const zemptyString;
 
   private:
+    [[nodiscard]] static unsigned int checkedLength(std::size_t bytes) {
+        // Not even the length of UINT_MAX: whoever copies the text has to count its NUL.
+        if (bytes >= UINT_MAX) raiseTooLong();
+        return static_cast<unsigned int>(bytes);
+    }
+    [[noreturn]] static void raiseTooLong();
+
     char const* chars = zemptyString;       // the text shown; never null, not owned
     mutable unsigned int cachedLength = 0;  // its length; 0: not measured yet, or empty
 };

@@ -94,6 +94,8 @@ class ZFC_API ZArray : public ZAbstractArray {
     [[nodiscard]] int lastIndexOf(ZObject const* obj) const override;
 
   private:
+    friend class ZHashMap;  // whose indexes need no check
+
     std::unique_ptr<ZObject*[], ZFree> data;  // the slots; null in an empty one
     int ownsMembers_;                         // non-zero: members are cloned and deleted
     unsigned int length;                      // number of slots, 1 to INT_MAX

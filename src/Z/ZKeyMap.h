@@ -90,7 +90,7 @@ class ZFC_API ZKeyEntry : public ZObject {
     mutable unsigned int hashValue = 0;  // Layout: 32 bits of the key's hash; 0 before hash()
 };
 
-/// A hash map of ZKeyEntry.
+/// A hash map whose entries are keys with a value each.
 class ZFC_API ZHashKeyMap : public ZAbstractKeyMap {
   public:
     /// `size` as for ZHashMap; a `copy` that is not 0 makes a copying map.
@@ -115,8 +115,8 @@ class ZFC_API ZHashKeyMap : public ZAbstractKeyMap {
     void listObjects(ZList& out) const override;
 
   private:
-    ZHashMap map;  // owns its entries, each a ZKeyEntry
-    int copy;      // non-zero: keys and values are cloned
+    ZHashMap map;  // the keys, and the values beside them
+    int copy;      // non-zero: keys and values are cloned, and deleted
 };
 
 #endif

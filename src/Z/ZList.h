@@ -5,6 +5,7 @@
 #include "Z/ztags.h"
 
 #include <memory>
+#include <typeinfo>
 
 #include "Z/ZIterator.h"
 #include "Z/ZObject.h"
@@ -139,9 +140,15 @@ class ZFC_API ZArrayList : public ZAbstractList {
         return i < count ? data[i] : nullptr;
     }
     void set(unsigned int i, ZObject* obj) override;
-    void add(ZObject* obj) override;
+    void add(ZObject* obj) override {
+        if (ownsMembers_ != 0) return addClone(obj);
+        ZArrayList::addNoCopy(obj);
+    }
     void add(unsigned int i, ZObject* obj) override;
-    void addNoCopy(ZObject* obj) override;
+    void addNoCopy(ZObject* obj) override {
+        if (count == capacity_) grow();
+        data[count++] = obj;
+    }
     void addNoCopy(unsigned int i, ZObject* obj) override;
     void remove(unsigned int i) override;
     void removeAll() override;
@@ -160,6 +167,7 @@ class ZFC_API ZArrayList : public ZAbstractList {
                    unsigned int hi) override;
 
   private:
+    void addClone(ZObject const* obj);
     void grow();
 
     unsigned int capacity_;                   // room in `data`, 1 to INT_MAX
@@ -179,8 +187,8 @@ class ZFC_API ZListIterator : public ZAbstractIterator {
     // in slot order: do not sort
     ~ZListIterator() override;
     [[nodiscard]] ZObject* clone() const override;
-    [[nodiscard]] bool hasMore() override;
-    ZObject* getNext() override;
+    [[nodiscard]] bool hasMore() override { return position < size(); }
+    ZObject* getNext() override { return position < size() ? member(position++) : nullptr; }
     void reset() override;
 
     /// One member back, so that getNext() returns the same one again; stays at the beginning.
@@ -191,6 +199,20 @@ class ZFC_API ZListIterator : public ZAbstractIterator {
     [[nodiscard]] bool walks(ZList const& other) const { return list == &other; }
 
   private:
+    /// The list when it is an array list itself, as most are: its members are at hand without
+    /// virtual calls. Else null.
+    [[nodiscard]] ZArrayList const* row() const {
+        ZList const& walked = *list;
+        bool const isRow = &typeid(walked) == &typeid(ZArrayList);
+        return isRow ? static_cast<ZArrayList const*>(list) : nullptr;
+    }
+    [[nodiscard]] unsigned int size() const {
+        return row() != nullptr ? row()->ZArrayList::size() : list->size();
+    }
+    [[nodiscard]] ZObject* member(unsigned int i) const {
+        return row() != nullptr ? row()->ZArrayList::get(i) : list->get(i);
+    }
+
     ZList const* list;          // the list walked; not owned, never null
     unsigned int position = 0;  // index of the member that getNext() returns
 };

@@ -11,8 +11,10 @@
 #include "Z/zexport.h"
 
 namespace zfc::containers {
+class Arrival;
 class Bucket;
-}
+struct Cell;
+}  // namespace zfc::containers
 
 /// What a map offers: a set of entries, found by the `equals()` of the object asked with.
 ///
@@ -121,9 +123,17 @@ class ZFC_API ZHashMap : public ZAbstractMap {
     void putEntryNoCopy(ZObject* entry);
 
   private:
+    friend class ZHashKeyMap;  // has a value beside each entry
+
     [[nodiscard]] unsigned int bucketIndex(unsigned long hash) const;
     [[nodiscard]] zfc::containers::Bucket* bucketAt(unsigned int index) const;
-    [[nodiscard]] zfc::containers::Bucket& makeBucket(unsigned long hash);
+    [[nodiscard]] zfc::containers::Bucket& makeBucket(unsigned long hash, int owns);
+    /// Ends all entries, and those too that their destructors put meanwhile.
+    void dropBuckets();
+    [[nodiscard]] zfc::containers::Cell const* find(ZObject const* key) const;
+    void put(zfc::containers::Arrival& arrival, unsigned long hash, int owns);
+    void remove(ZObject const* key);
+    void appendTo(ZList& out, ZObject* zfc::containers::Cell::*part) const;
 
     ZArray buckets;   // owns its members; each null or a zfc::containers::Bucket
     int ownsMembers;  // handed to every bucket: non-zero when it clones and deletes its entries

@@ -17,6 +17,7 @@
 
 #include "Z/ZAdler32.h"
 #include "Z/ZBuffer.h"
+#include "Z/containers/adler_sums.h"
 #include "support/objects.h"
 
 using namespace testsupport;
@@ -134,6 +135,16 @@ TEST(ChecksumTest, AgreesWithZlib) {
         data[i] = static_cast<unsigned char>(random());
     EXPECT_EQ(1U, ZAdler32::adler32(0x12345678UL, nullptr, 5));
     EXPECT_EQ(0x12345678U, ZAdler32::adler32(0x12345678UL, data.data(), 0));
+    for (unsigned int length = 0; length <= 300; ++length)
+        for (unsigned int at = 0; at < 64; ++at) {
+            unsigned char const* const start = data.data() + data.size() / 2 - length / 2 + at;
+            zfc::containers::AdlerSums plain{65520, 65520 - at};
+            zfc::containers::AdlerSums fast = plain;
+            zfc::containers::addPlain(plain, start, length);
+            zfc::containers::addFast(fast, start, length);
+            ASSERT_EQ(std::pair(plain.first, plain.second), std::pair(fast.first, fast.second))
+                << length << " bytes at " << at;
+        }
     for (unsigned int length = 1; length < 39000; length += 1 + length / 99)
         for (unsigned long const adler : {1UL, 0xfff0fff0UL, 0xffffffffUL}) {
             unsigned char const* const start = data.data() + length % 16;

@@ -370,7 +370,11 @@ TEST_F(SortTest, KillerSequenceStaysWithinNLogN) {
     EXPECT_GT(comparisons, 2.2 * many * std::log2(many)) << "the sequence kills nothing";
 }
 
-TEST_F(SortTest, ManyMembersLevelWithEachOtherAreCheap) {
+TEST_F(SortTest, WhatIsInOrderOrTheOtherWayRoundOrLevelIsCheap) {
+    Values falling = numbers(many);
+    std::reverse(falling.begin(), falling.end());
+    for (Values const& run : {numbers(many), falling})
+        EXPECT_LE(comparisonsOf(run), many);
     for (unsigned int const different : {1U, 2U, 5U})
         EXPECT_LE(comparisonsOf(randomValues(many, different)), 3L * many * different);
 }

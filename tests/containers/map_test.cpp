@@ -174,6 +174,11 @@ TEST_F(MapTest, TextsOfOneHashAreFoundWithoutAWalkThroughThemAndListedAsTheyCame
         map.putEntry(&key, &key);
     }
     EXPECT_LT(CountedText::comparisons, 2048);
+    CountedText::comparisons = 0;
+    ZHashMap few(2, 1);
+    for (int i = 0; i < 12; ++i)
+        few.putEntry(std::make_unique<CountedText>(std::to_string(i)).get());
+    EXPECT_EQ(0, CountedText::comparisons) << "texts that hash differently";
     EXPECT_EQ(map.size(), 2048U);
     ZArrayList keys(1, 0);
     map.listKeys(keys);
@@ -316,6 +321,39 @@ TEST_F(MapTest, MembersThatThrowOrComeBackIntoTheMapLoseNoEntryAndNoOrder) {
         checkHostileMembers<ZHashKeyMap>();
     }
     Hostile::endsLeft = 0;
+}
+
+/// Does something to the map whenever it is compared.
+class Meddler : public Number {
+  public:
+    using Number::Number;
+    [[nodiscard]] bool equals(ZObject const& other) const override {
+        bool const isEqual = Number::equals(other);
+        return action(), isEqual;
+    }
+    inline static std::function<void()> action;
+};
+
+TEST_F(MapTest, ProbeThatChangesTheMapWhileItIsComparedFindsWhatIsStillThere) {
+    Number::perHash = 1000;
+    for (int const count : {3, 100}) {
+        for (Values const& left : {Values{}, Values{1, 2}}) {
+            ZHashMap map(2, 1);
+            for (int i = 0; i < count; ++i)
+                put(map, {i});
+            Meddler::action = [&] { map.removeAll(), put(map, left); };
+            EXPECT_EQ(nullptr, map.getEntry(std::make_unique<Meddler>(count).get()));
+            EXPECT_EQ(left, listed(map));
+        }
+        ZHashMap map(2, 1);
+        put(map, {0});
+        Meddler::action = [&] {
+            for (int i = 1; i < count; ++i)
+                put(map, {i});
+        };
+        EXPECT_EQ(0, valueOf(map.getEntry(std::make_unique<Meddler>(0).get())));
+        EXPECT_EQ(static_cast<unsigned int>(count), map.size());
+    }
 }
 
 /// What walks over the bucket for each removal does not come to an end within the test's time.

@@ -1,27 +1,20 @@
 #include "Z/ZKeyMap.h"
 
-#include <memory>
 #include <typeinfo>
 
+#include "Z/containers/map_bucket.h"
 #include "Z/containers/members.h"
 #include "Z/utility/undo.h"
 
 namespace {
 
+using zfc::containers::Cell;
+
 /// `object` as an entry; null when it is none. The comparison of types spares the search through
-/// the class tree that a dynamic_cast makes at each step through a bucket.
+/// the class tree that a dynamic_cast makes.
 ZKeyEntry const* asEntry(ZObject const& object) {
     if (typeid(object) == typeid(ZKeyEntry)) return static_cast<ZKeyEntry const*>(&object);
     return dynamic_cast<ZKeyEntry const*>(&object);
-}
-
-/// Appends what `part` gives of each entry.
-void appendParts(ZHashMap const& map, ZList& out, ZObject* (ZKeyEntry::*part)() const) {
-    zfc::containers::Appending appending(out);
-    for (ZMapIterator entries(map); entries.hasMore();)
-        // No dynamic_cast: nobody but ZHashKeyMap puts anything into the map behind it.
-        out.add((static_cast<ZKeyEntry*>(entries.getNext())->*part)());
-    appending.keep();
 }
 
 }  // namespace
@@ -110,34 +103,25 @@ ZHashKeyMap& ZHashKeyMap::operator=(ZHashKeyMap const& other) {
 
 ZHashKeyMap::~ZHashKeyMap() {
     // While it is a map: destructors of keys and values may put others into it.
-    map.removeAll();
+    map.dropBuckets();
 }
 
 ZObject* ZHashKeyMap::clone() const { return new ZHashKeyMap(*this); }
 
 void ZHashKeyMap::putEntry(ZObject const* key, ZObject const* value) {
-    auto entry = std::make_unique<ZKeyEntry>(key, value, copy);
-    // Throws for no memory; only behind it the entry is the map's.
-    map.putEntryNoCopy(entry.get());
-    static_cast<void>(entry.release());
+    zfc::containers::Arrival arrival(key, value, copy != 0);
+    // The hash of what is stored: an object without content has the hash of its place.
+    map.put(arrival, zfc::containers::hashOf(arrival.key()), copy);
 }
 
 ZObject* ZHashKeyMap::getEntry(ZObject const* key) const {
-    // The map asks the probe's hash() before equals(), so both sides have theirs to compare.
-    ZKeyEntry const probe(key, nullptr, 0);
-    auto const* const found = static_cast<ZKeyEntry const*>(map.getEntry(&probe));
-    return found != nullptr ? found->getValue() : nullptr;
+    Cell const* const cell = map.find(key);
+    return cell != nullptr ? cell->value : nullptr;
 }
 
-void ZHashKeyMap::removeEntry(ZObject const* key) {
-    ZKeyEntry probe(key, nullptr, 0);
-    map.removeEntry(&probe);
-}
+void ZHashKeyMap::removeEntry(ZObject const* key) { map.remove(key); }
 
-bool ZHashKeyMap::contains(ZObject const* key) const {
-    ZKeyEntry const probe(key, nullptr, 0);
-    return map.contains(&probe);
-}
+bool ZHashKeyMap::contains(ZObject const* key) const { return map.find(key) != nullptr; }
 
 unsigned int ZHashKeyMap::size() const { return map.size(); }
 
@@ -145,6 +129,6 @@ bool ZHashKeyMap::isEmpty() const { return map.isEmpty(); }
 
 void ZHashKeyMap::removeAll() { map.removeAll(); }
 
-void ZHashKeyMap::listKeys(ZList& out) const { appendParts(map, out, &ZKeyEntry::getKey); }
+void ZHashKeyMap::listKeys(ZList& out) const { map.appendTo(out, &Cell::key); }
 
-void ZHashKeyMap::listObjects(ZList& out) const { appendParts(map, out, &ZKeyEntry::getValue); }
+void ZHashKeyMap::listObjects(ZList& out) const { map.appendTo(out, &Cell::value); }

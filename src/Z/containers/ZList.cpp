@@ -142,8 +142,7 @@ void ZArrayList::setNoCopy(unsigned int i, ZObject* obj) {
     if (ownsMembers_ != 0 && old != obj) delete old;
 }
 
-void ZArrayList::add(ZObject* obj) {
-    if (ownsMembers_ == 0) return ZArrayList::addNoCopy(obj);
+void ZArrayList::addClone(ZObject const* obj) {
     auto copy = zfc::containers::cloneOf(obj);
     ZArrayList::addNoCopy(copy.get());
     static_cast<void>(copy.release());
@@ -154,11 +153,6 @@ void ZArrayList::add(unsigned int i, ZObject* obj) {
     auto copy = zfc::containers::cloneOf(obj);
     ZArrayList::addNoCopy(i, copy.get());
     static_cast<void>(copy.release());
-}
-
-void ZArrayList::addNoCopy(ZObject* obj) {
-    if (count == capacity_) grow();
-    data[count++] = obj;
 }
 
 void ZArrayList::addNoCopy(unsigned int i, ZObject* obj) {
@@ -204,10 +198,6 @@ void ZArrayList::quickSort(ZSortCompare const& cmp, ZSortCompare::sortorder orde
 ZListIterator::~ZListIterator() = default;
 
 ZObject* ZListIterator::clone() const { return new ZListIterator(*this); }
-
-bool ZListIterator::hasMore() { return position < list->size(); }
-
-ZObject* ZListIterator::getNext() { return hasMore() ? list->get(position++) : nullptr; }
 
 void ZListIterator::reset() { position = 0; }
 

@@ -3,15 +3,18 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
-#include <memory>
+#include <string_view>
 
 #include "Z/containers/map_bucket.h"
 #include "Z/containers/members.h"
+#include "Z/strings/plain_text.h"
 #include "Z/utility/undo.h"
 
 namespace {
 
+using zfc::containers::Arrival;
 using zfc::containers::Bucket;
+using zfc::containers::Cell;
 
 constexpr unsigned int leastSize = 2;
 
@@ -21,8 +24,6 @@ unsigned int bucketCount(unsigned int size) {
     return static_cast<unsigned int>(
         std::min<std::uint64_t>(count, std::numeric_limits<unsigned int>::max()));
 }
-
-unsigned long hashOf(ZObject const* key) { return key != nullptr ? key->hash() : 0; }
 
 void putEntries(ZMap& from, ZMap& to) {
     ZArrayList entries(from.size(), 0);
@@ -101,57 +102,80 @@ ZHashMap& ZHashMap::operator=(ZHashMap const& other) {
     return *this;
 }
 
-ZHashMap::~ZHashMap() {
-    // While there are buckets, for the same reason.
-    ZHashMap::removeAll();
+ZHashMap::~ZHashMap() { dropBuckets(); }
+
+void ZHashMap::dropBuckets() {
+    bool more = true;
+    // Again, where an entry's destructor has put another into a bucket before its own.
+    while (more) {
+        more = false;
+        for (unsigned int i = 0; i < buckets.size(); ++i) {
+            if (bucketAt(i) == nullptr) continue;
+            more = true;
+            buckets.remove(i);
+        }
+    }
 }
 
 ZObject* ZHashMap::clone() const { return new ZHashMap(*this); }
 
 unsigned int ZHashMap::bucketIndex(unsigned long hash) const {
-    return static_cast<unsigned int>(hash % buckets.size());
+    // Most hashes have 32 bits, and a division of these takes less time.
+    auto const low = static_cast<std::uint32_t>(hash);
+    return low == hash ? low % buckets.size() : static_cast<unsigned int>(hash % buckets.size());
 }
 
 Bucket* ZHashMap::bucketAt(unsigned int index) const {
-    return static_cast<Bucket*>(buckets.get(index));
+    return static_cast<Bucket*>(buckets.data[index]);
 }
 
-Bucket& ZHashMap::makeBucket(unsigned long hash) {
+Bucket& ZHashMap::makeBucket(unsigned long hash, int owns) {
     unsigned int const index = bucketIndex(hash);
     // Made with the first entry, so that an empty one costs a null pointer.
     if (Bucket* const present = bucketAt(index)) return *present;
-    auto bucket = std::make_unique<Bucket>(ownsMembers);
-    buckets.setNoCopy(index, bucket.get());
-    return *bucket.release();
+    auto* const bucket = new Bucket(owns);
+    buckets.data[index] = bucket;
+    return *bucket;
 }
 
-void ZHashMap::putEntry(ZObject* entry) {
+Cell const* ZHashMap::find(ZObject const* key) const {
+    std::string_view const text =
+        key != nullptr ? zfc::strings::plainText(*key) : std::string_view();
     // Taken once and handed on: hash() may walk a long text.
-    unsigned long const hash = hashOf(entry);
-    makeBucket(hash).put(entry, hash);
-}
-
-void ZHashMap::putEntryNoCopy(ZObject* entry) {
-    unsigned long const hash = hashOf(entry);
-    makeBucket(hash).putNoCopy(entry, hash);
-}
-
-ZObject* ZHashMap::getEntry(ZObject const* key) const {
-    unsigned long const hash = hashOf(key);
+    unsigned long const hash =
+        text.empty() ? zfc::containers::hashOf(key) : zfc::strings::textHash(text);
     Bucket const* const bucket = bucketAt(bucketIndex(hash));
-    return bucket != nullptr ? bucket->get(key, hash) : nullptr;
+    return bucket != nullptr ? bucket->get(key, text, hash) : nullptr;
 }
 
-void ZHashMap::removeEntry(ZObject* key) {
-    unsigned long const hash = hashOf(key);
+void ZHashMap::put(Arrival& arrival, unsigned long hash, int owns) {
+    makeBucket(hash, owns).put(arrival, hash);
+}
+
+void ZHashMap::remove(ZObject const* key) {
+    unsigned long const hash = zfc::containers::hashOf(key);
     if (Bucket* const bucket = bucketAt(bucketIndex(hash))) bucket->drop(key, hash);
 }
 
-bool ZHashMap::contains(ZObject const* key) const {
-    unsigned long const hash = hashOf(key);
-    Bucket const* const bucket = bucketAt(bucketIndex(hash));
-    return bucket != nullptr && bucket->contains(key, hash);
+void ZHashMap::putEntry(ZObject* entry) {
+    unsigned long const hash = zfc::containers::hashOf(entry);
+    Arrival arrival(entry, nullptr, ownsMembers != 0);
+    put(arrival, hash, ownsMembers);
 }
+
+void ZHashMap::putEntryNoCopy(ZObject* entry) {
+    Arrival arrival(entry, nullptr, false);
+    put(arrival, zfc::containers::hashOf(entry), ownsMembers);
+}
+
+ZObject* ZHashMap::getEntry(ZObject const* key) const {
+    Cell const* const cell = find(key);
+    return cell != nullptr ? cell->key : nullptr;
+}
+
+void ZHashMap::removeEntry(ZObject* key) { remove(key); }
+
+bool ZHashMap::contains(ZObject const* key) const { return find(key) != nullptr; }
 
 unsigned int ZHashMap::size() const {
     // Layout: the object has no field for a count.
@@ -181,13 +205,15 @@ void ZHashMap::removeAll() {
     } while (!ZHashMap::isEmpty());
 }
 
-void ZHashMap::list(ZList& out) const {
+void ZHashMap::appendTo(ZList& out, ZObject* Cell::*part) const {
     zfc::containers::Appending appending(out);
     for (unsigned int i = 0; i < buckets.size(); ++i) {
-        if (Bucket const* const bucket = bucketAt(i)) bucket->list(out);
+        if (Bucket const* const bucket = bucketAt(i)) bucket->list(out, part);
     }
     appending.keep();
 }
+
+void ZHashMap::list(ZList& out) const { appendTo(out, &Cell::key); }
 
 // ----------------------------------------------------------------------------------- iterators
 

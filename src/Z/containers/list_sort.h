@@ -21,6 +21,7 @@ class ZListSort {
     /// Sorts the range from `lo` up to but not including `hi`; null members go to its end.
     void operator()(unsigned int lo, unsigned int hi) {
         hi = gather(lo, hi);
+        if (isSorted(lo, hi)) return;
         quick(lo, hi, 2 * bitWidth(hi - lo));  // twice what halving takes
     }
 
@@ -58,6 +59,22 @@ class ZListSort {
             if (members.get(i) != nullptr) members.swap(i, lo++);
         }
         return lo;
+    }
+
+    /// Whether all members are in order, which those that were the other way round are then. Tells
+    /// at the first member that is not in line with those before.
+    bool isSorted(unsigned int lo, unsigned int hi) {
+        unsigned int end = lo + 1;
+        while (end < hi && !behind(members.get(end - 1), members.get(end)))
+            ++end;
+        if (end >= hi) return true;
+        if (end > lo + 1) return false;
+        while (end < hi && behind(members.get(end - 1), members.get(end)))
+            ++end;
+        if (end < hi) return false;
+        while (lo < --hi)
+            members.swap(lo++, hi);
+        return true;
     }
 
     /// `passes` bounds how often a member is compared with a pivot. The smaller part is the one

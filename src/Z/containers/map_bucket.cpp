@@ -1,7 +1,9 @@
 #include "Z/containers/map_bucket.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -9,6 +11,7 @@
 #include "Z/ZException.h"
 #include "Z/ZKeyMap.h"
 #include "Z/containers/members.h"
+#include "Z/strings/plain_text.h"
 #include "Z/utility/keyed_hash.h"
 
 namespace zfc::containers {
@@ -16,17 +19,14 @@ namespace {
 
 constexpr char sourceName[] = "src/Z/ZMap";
 
-constexpr unsigned int bucketCapacity = 5;  // a table of the right size has few entries a bucket
-constexpr unsigned int greatestScan = 16;   // entries that are searched one by one
-constexpr std::uint32_t leastSlots = 4 * greatestScan;           // half full with twice as many
+constexpr unsigned int greatestScan = 16;               // entries that are searched one by one
+constexpr std::uint32_t leastSlots = 4 * greatestScan;  // half full with twice as many
 constexpr std::uint64_t greatestSlots = std::uint64_t{1} << 32;  // what a mask of 32 bits reaches
-
-unsigned long hashOf(ZObject const* object) { return object != nullptr ? object->hash() : 0; }
 
 /// Of the bytes of a text, or of the text that is the key of an entry. Nothing for an object that
 /// is no text, or has another hash than that of its bytes: its class may take texts of other bytes
 /// for equal.
-std::optional<std::uint32_t> bytesHash(ZObject const* object, unsigned long hash) {
+std::optional<std::uint32_t> bytesHash(ZObject const* object, std::uint32_t hash) {
     auto const* const entry = dynamic_cast<ZKeyEntry const*>(object);
     auto const* const text =
         dynamic_cast<ZAbstractString const*>(entry != nullptr ? entry->getKey() : object);
@@ -34,9 +34,8 @@ std::optional<std::uint32_t> bytesHash(ZObject const* object, unsigned long hash
     return zfc::utility::keyedHash({text->getChars(), text->getLength()});
 }
 
-/// Half the table on 64 bits; where two hashes meet in 32, equals() still decides.
-std::optional<std::uint32_t> indexHash(bool ofTexts, ZObject const* entry, unsigned long hash) {
-    return ofTexts ? bytesHash(entry, hash) : static_cast<std::uint32_t>(hash);
+std::optional<std::uint32_t> indexHash(bool ofTexts, ZObject const* key, std::uint32_t hash) {
+    return ofTexts ? bytesHash(key, hash) : hash;
 }
 
 template <class Block>
@@ -105,165 +104,214 @@ void PlaceIndex::empty() { std::memset(slots.get(), 0, slotCount() * sizeof(Slot
 
 // ------------------------------------------------------------------------------------- Bucket
 
-Bucket::Bucket(int owns) : entries(bucketCapacity, 0), ownsMembers(owns) {}
+Arrival::Arrival(ZObject const* givenKey, ZObject const* givenValue, bool clones)
+    : keyClone(clones ? cloneOf(givenKey) : nullptr),
+      valueClone(clones ? cloneOf(givenValue) : nullptr),
+      // A map that does not copy gives the caller's own objects back, which the caller may change.
+      keyHeld(clones ? keyClone.get() : const_cast<ZObject*>(givenKey)),
+      valueHeld(clones ? valueClone.get() : const_cast<ZObject*>(givenValue)) {}
+
+void Arrival::release() {
+    static_cast<void>(keyClone.release());
+    static_cast<void>(valueClone.release());
+}
 
 /// Delegates, so that the destructor takes the clones back when a later one fails.
-Bucket::Bucket(Bucket const& other) : Bucket(other.ownsMembers) {
-    if (other.index.exists()) index.reserve(other.size());
-    isOfTexts = other.isOfTexts;
-    for (unsigned int place = 0; place < other.entries.size(); ++place) {
-        if (other.isHole(place)) continue;
-        auto copy = ownsMembers != 0 ? cloneOf(other.entries.get(place)) : nullptr;
-        entries.addNoCopy(ownsMembers != 0 ? copy.get() : other.entries.get(place));
-        static_cast<void>(copy.release());
-        // The hash of the original: a clone is not asked, which could throw.
-        if (index.exists()) index.add(other.index.hashAt(place), entries.size() - 1);
+Bucket::Bucket(Bucket const& other) : Bucket(other.ownsMembers ? 1 : 0) {
+    if (other.isCrowded()) {
+        makeCrowd().index.reserve(other.size());
+        crowd->isOfTexts = other.crowd->isOfTexts;
     }
+    for (unsigned int place = 0; place < other.count; ++place) {
+        if (other.isHole(place)) continue;
+        Cell const original = other.cells()[place];
+        Arrival copy(original.key, original.value, ownsMembers);
+        makeRoom();
+        // The hash of the original: a clone is not asked, which could throw.
+        if (isCrowded()) crowd->index.add(other.crowd->index.hashAt(place), count);
+        cells()[count++] = {copy.key(), copy.value(), original.hash};
+        copy.release();
+    }
+    noteFirst();
 }
 
 Bucket::~Bucket() { removeAll(); }
 
 ZObject* Bucket::clone() const { return new Bucket(*this); }
 
-int Bucket::scan(ZObject const* key) const {
-    for (unsigned int place = 0; place < entries.size(); ++place) {
-        if (!isHole(place) && matches(key, entries.get(place))) return static_cast<int>(place);
+/// Whether `key` accepts what is there, and has left it there.
+bool Bucket::holdsAt(unsigned int place, ZObject const* key) const {
+    ZObject const* const held = cells()[place].key;
+    return held != hole() && matches(key, held) && place < count && cells()[place].key == held;
+}
+
+int Bucket::scan(ZObject const* key, std::uint32_t hash) const {
+    for (unsigned int place = 0; place < count; ++place) {
+        // The numbers first: they nearly always decide, without a look at another object.
+        if (cells()[place].hash == hash && holdsAt(place, key)) return static_cast<int>(place);
     }
     return -1;
 }
 
-int Bucket::find(ZObject const* key, unsigned long hash) const {
-    if (!index.exists()) return scan(key);
-    auto const known = indexHash(isOfTexts, key, hash);
-    // A probe of another kind than the entries, which its own equals() may accept nevertheless.
-    if (!known) return scan(key);
-    return index.find(*known, [&](unsigned int place) { return matches(key, entries.get(place)); });
+int Bucket::find(ZObject const* key, std::uint32_t hash) const {
+    if (!isCrowded()) return scan(key, hash);
+    auto const known = indexHash(crowd->isOfTexts, key, hash);
+    // A probe of another kind than the keys, which its own equals() may accept nevertheless.
+    if (!known) return scan(key, hash);
+    return crowd->index.find(*known, [&](unsigned int place) { return holdsAt(place, key); });
 }
 
-ZObject* Bucket::get(ZObject const* key, unsigned long hash) const {
-    return entries.get(static_cast<unsigned int>(find(key, hash)));  // -1 is beyond the end: null
+Cell const* Bucket::search(ZObject const* key, unsigned long hash) const {
+    int const place = find(key, shortHash(hash));
+    return place >= 0 ? cells() + place : nullptr;
 }
 
-bool Bucket::contains(ZObject const* key, unsigned long hash) const { return find(key, hash) >= 0; }
-
-/// Always the last step: the destructor may change the bucket.
-void Bucket::end(ZObject* entry) const {
-    if (ownsMembers != 0) delete entry;
+void Bucket::noteFirst() {
+    firstTextLength = 0;
+    if (count == 0 || isHole(0) || cells()[0].key == nullptr) return;
+    std::string_view const text = zfc::strings::plainText(*cells()[0].key);
+    if (text.size() > sizeof firstText) return;
+    std::copy(text.begin(), text.end(), firstText);
+    firstTextLength = static_cast<unsigned char>(text.size());
 }
 
-void Bucket::replace(unsigned int place, ZObject* entry) {
-    ZObject* const old = entries.get(place);
-    entries.setNoCopy(place, entry);
-    if (old != entry) end(old);
+/// Always the last step: the destructors may change the bucket.
+void Bucket::end(Cell const& cell) const {
+    if (!ownsMembers) return;
+    ZObject* const value = cell.value;
+    delete cell.key;
+    delete value;
 }
 
-/// Whether all entries are texts with the hash of their bytes.
+void Bucket::makeRoom() {
+    if (count < room()) return;
+    if (count >= maxCount) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    bool const wasInside = block == nullptr;
+    resizeOrThrow(block, (std::size_t{room()} * 2 + 1) * sizeof(Cell));
+    if (wasInside) block[0] = first;
+    ++doublings;
+}
+
+Bucket::Crowd& Bucket::makeCrowd() {
+    if (crowd == nullptr) crowd.reset(new (std::nothrow) Crowd);
+    if (crowd == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    return *crowd;
+}
+
+/// Whether all keys are texts with the hash of their bytes.
 bool Bucket::holdsTextsAlone() const {
-    for (unsigned int place = 0; place < entries.size(); ++place) {
-        ZObject const* const entry = entries.get(place);
-        if (!isHole(place) && !bytesHash(entry, hashOf(entry))) return false;
+    for (unsigned int place = 0; place < count; ++place) {
+        Cell const& cell = cells()[place];
+        if (!isHole(place) && !bytesHash(cell.key, cell.hash)) return false;
     }
     return true;
 }
 
-/// Gives all entries a new index. It asks each for its hash, and takes the old one's place only
-/// when all have answered.
+/// Gives all entries a new index, which takes the old one's place only when all have answered.
 void Bucket::indexAll(bool byTexts) {
     PlaceIndex fresh;
-    fresh.reserve(entries.size() + 1);
-    for (unsigned int place = 0; place < entries.size(); ++place) {
-        ZObject const* const entry = entries.get(place);
+    fresh.reserve(count + 1);
+    for (unsigned int place = 0; place < count; ++place) {
+        Cell const& cell = cells()[place];
         if (isHole(place)) continue;
-        fresh.add(indexHash(byTexts, entry, hashOf(entry)).value_or(0), place);
+        fresh.add(indexHash(byTexts, cell.key, cell.hash).value_or(0), place);
     }
-    index = std::move(fresh);
-    isOfTexts = byTexts;
+    makeCrowd().index = std::move(fresh);
+    crowd->isOfTexts = byTexts;
 }
 
-/// Makes room in the index for one more, `entry`, and the index itself when it is time: an entry
-/// that it lacks would never be found again.
-void Bucket::indexWith(ZObject const* entry, unsigned long hash) {
-    // A small bucket keeps no hashes, so all are asked again when it gets its index.
-    if (!index.exists()) return indexAll(bytesHash(entry, hash) && holdsTextsAlone());
-    // The others go by the same hash as this one from now on.
-    if (!indexHash(isOfTexts, entry, hash)) return indexAll(false);
-    index.reserve(entries.size() + 1);
+/// Makes room in the index for one more, `cell`, and the index itself when it is time: an entry
+/// that it lacks would never be found again. The hash by which the index is to have it.
+std::uint32_t Bucket::indexWith(Cell const& cell) {
+    auto const known = indexHash(!isCrowded() || crowd->isOfTexts, cell.key, cell.hash);
+    if (!isCrowded()) {
+        indexAll(known && holdsTextsAlone());
+    } else if (!known) {
+        indexAll(false);  // the others go by the same hash as this one from now on
+    }
+    crowd->index.reserve(count + 1);
+    return crowd->isOfTexts ? *known : cell.hash;
 }
 
-void Bucket::append(ZObject* entry, unsigned long hash) {
-    if (index.exists() || entries.size() >= greatestScan) indexWith(entry, hash);
-    entries.addNoCopy(entry);
-    if (!index.exists()) return;
-    index.add(indexHash(isOfTexts, entry, hash).value_or(0), entries.size() - 1);
+void Bucket::append(Cell const& cell) {
+    bool const indexes = isCrowded() || count >= greatestScan;
+    std::uint32_t const hash = indexes ? indexWith(cell) : 0;
+    makeRoom();
+    // Nothing fails from here on.
+    if (indexes) crowd->index.add(hash, count);
+    cells()[count++] = cell;
+    if (count == 1) noteFirst();
 }
 
-void Bucket::put(ZObject* entry, unsigned long hash) {
-    if (ownsMembers == 0) return putNoCopy(entry, hash);
-    int const place = find(entry, hash);
-    auto copy = cloneOf(entry);
-    if (place >= 0) return replace(static_cast<unsigned int>(place), copy.release());
-    append(copy.get(), hash);
-    static_cast<void>(copy.release());
+void Bucket::put(Arrival& arrival, unsigned long hash) {
+    Cell const cell{arrival.key(), arrival.value(), shortHash(hash)};
+    int const place = find(cell.key, cell.hash);
+    if (place < 0) {
+        append(cell);
+        return arrival.release();
+    }
+    arrival.release();
+    Cell old = std::exchange(cells()[place], cell);
+    if (place == 0) noteFirst();
+    // What was put again stays.
+    if (old.key == cell.key) old.key = nullptr;
+    if (old.value == cell.value) old.value = nullptr;
+    end(old);
 }
 
-void Bucket::putNoCopy(ZObject* entry, unsigned long hash) {
-    int const place = find(entry, hash);
-    if (place >= 0) return replace(static_cast<unsigned int>(place), entry);
-    append(entry, hash);
-}
-
-/// Takes an entry out of row and index and gives it to the caller. A bucket with an index leaves a
+/// Takes an entry out of cells and index and gives it to the caller. A crowded bucket leaves a
 /// hole: moving all that is behind up, and their numbers in the index down, would cost more than
 /// the search that it spared.
-ZObject* Bucket::takeOut(unsigned int place) {
-    ZObject* const entry = entries.get(place);
-    bool const isLast = place + 1 == entries.size();
-    if (index.exists()) index.remove(place);
-    if (!index.exists() || isLast) {
-        entries.remove(place);
-        return entry;
+Cell Bucket::takeOut(unsigned int place) {
+    Cell const cell = cells()[place];
+    if (isCrowded()) crowd->index.remove(place);
+    if (place + 1 == count) {
+        --count;
+    } else if (!isCrowded()) {
+        std::move(cells() + place + 1, cells() + count, cells() + place);
+        --count;
+    } else {
+        cells()[place] = {hole(), nullptr, 0};
+        if (++crowd->holes > size() + greatestScan) compact();
     }
-    entries.setNoCopy(place, hole());
-    if (++holes > size() + greatestScan) compact();
-    return entry;
+    if (place == 0) noteFirst();
+    return cell;
 }
 
 void Bucket::compact() {
     unsigned int kept = 0;
-    index.empty();
-    for (unsigned int place = 0; place < entries.size(); ++place) {
+    crowd->index.empty();
+    for (unsigned int place = 0; place < count; ++place) {
         if (isHole(place)) continue;
-        index.add(index.hashAt(place), kept);
-        entries.setNoCopy(kept++, entries.get(place));
+        crowd->index.add(crowd->index.hashAt(place), kept);
+        cells()[kept++] = cells()[place];
     }
-    // From the end, where nothing has to move up.
-    while (entries.size() > kept)
-        entries.remove(entries.size() - 1);
-    holes = 0;
+    count = kept;
+    crowd->holes = 0;
+    noteFirst();
 }
 
 void Bucket::drop(ZObject const* key, unsigned long hash) {
-    int const place = find(key, hash);
-    // The entry ends last: it may be `key` itself.
+    int const place = find(key, shortHash(hash));
+    // The entry ends last: its key may be `key` itself.
     if (place >= 0) end(takeOut(static_cast<unsigned int>(place)));
 }
 
 void Bucket::removeAll() {
-    while (entries.size() > 0) {
-        unsigned int const last = entries.size() - 1;
-        if (isHole(last)) {
-            entries.remove(last);
-            --holes;
+    while (count > 0) {
+        if (isHole(count - 1)) {
+            --count;
+            --crowd->holes;
         } else {
-            end(takeOut(last));
+            end(takeOut(count - 1));
         }
     }
-    index.clear();
+    if (crowd != nullptr) crowd->index.clear();
 }
 
-void Bucket::list(ZList& out) const {
-    for (unsigned int place = 0; place < entries.size(); ++place) {
-        if (!isHole(place)) out.add(entries.get(place));
+void Bucket::list(ZList& out, ZObject* Cell::*part) const {
+    for (unsigned int place = 0; place < count; ++place) {
+        if (!isHole(place)) out.add(cells()[place].*part);
     }
 }
 

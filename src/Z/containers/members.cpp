@@ -41,6 +41,8 @@ std::unique_ptr<ZObject> cloneOf(ZObject const* object) {
     return copy;
 }
 
+unsigned long hashOf(ZObject const* object) { return object != nullptr ? object->hash() : 0; }
+
 bool matches(ZObject const* probe, ZObject const* member) {
     if (probe == nullptr || member == nullptr) return probe == member;
     return probe->equals(*member);

@@ -54,6 +54,8 @@ void exchange(T& one, T& other, Fields T::*... fields) noexcept {
     (std::swap(one.*fields, other.*fields), ...);
 }
 
+/// The hash() of an object; 0 of null.
+[[nodiscard]] unsigned long hashOf(ZObject const* object);
 /// Whether `probe->equals()` accepts `member`; null matches null alone.
 [[nodiscard]] bool matches(ZObject const* probe, ZObject const* member);
 /// Index of the first (last) of `count` members that matches; -1 when there is none.

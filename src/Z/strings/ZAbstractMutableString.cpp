@@ -86,9 +86,6 @@ void ZAbstractMutableString::reset() {
     clear();
 }
 
-char const* ZAbstractMutableString::getChars() const { return chars; }
-unsigned int ZAbstractMutableString::getLength() const { return length; }
-
 unsigned int ZAbstractMutableString::setCapacity(unsigned int bytes) {
     bump(bytes, 1);
     return capacity;

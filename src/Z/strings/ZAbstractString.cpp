@@ -13,6 +13,7 @@
 #include "Z/ZLCString.h"
 #include "Z/ZUTF8ConstString.h"
 #include "Z/ZUTF8String.h"
+#include "Z/strings/plain_text.h"
 #include "Z/utility/ascii.h"
 
 namespace {
@@ -25,10 +26,15 @@ ZAbstractString const* asString(ZAbstractString const& like, ZObject const& othe
     return dynamic_cast<ZAbstractString const*>(&other);
 }
 
+std::string_view bytesOf(ZAbstractString const& string) {
+    std::string_view const plain = zfc::strings::plainText(string);
+    if (plain.data() != nullptr) return plain;
+    return {string.getChars(), string.getLength()};
+}
+
 bool sameBytes(ZAbstractString const& a, ZAbstractString const& b) {
-    unsigned int const length = a.getLength();
     // Not strcmp(): different lengths are the rule and decide at once.
-    return length == b.getLength() && memcmp(a.getChars(), b.getChars(), length) == 0;
+    return bytesOf(a) == bytesOf(b);
 }
 
 /// The offset as searches give it: -1 for a null `hit`.
@@ -107,8 +113,6 @@ bool hasTail(ZAbstractString const& string, char const* tail, std::size_t tailLe
 std::atomic<ZCodesetHandle> ZAbstractString::utf8_handle_{0};
 std::atomic<ZCodesetHandle> ZAbstractString::lcs_handle_{0};
 
-ZAbstractString::~ZAbstractString() = default;
-
 void ZAbstractString::fetchHandles() {
     ZCodesetHandle const utf8 = zgetUTF8Handle();
     // The UTF-8 handle goes last: who sees it takes both as fetched.
@@ -129,16 +133,7 @@ bool ZAbstractString::isOfOtherFamily(ZAbstractString const& other) const {
     return (isLocal(*this) && isUtf8(other)) || (isUtf8(*this) && isLocal(other));
 }
 
-unsigned long ZAbstractString::hash() const {
-    char const* const text = getChars();
-    unsigned int const length = getLength();
-    // 32 bits on every machine, bytes without a sign: the order of a hash map is the same
-    // everywhere.
-    unsigned int h = 5381;
-    for (unsigned int i = 0; i < length; ++i)
-        h = (h * 33) ^ static_cast<unsigned char>(text[i]);
-    return h;
-}
+unsigned long ZAbstractString::hash() const { return zfc::strings::textHash(bytesOf(*this)); }
 
 int ZAbstractString::compare(ZObject const& other) const {
     ZAbstractString const* const string = asString(*this, other);
@@ -146,7 +141,9 @@ int ZAbstractString::compare(ZObject const& other) const {
 }
 
 bool ZAbstractString::equals(ZObject const& other) const {
-    ZAbstractString const* const string = asString(*this, other);
+    std::string_view const plain = zfc::strings::plainText(other);
+    if (plain.data() != nullptr) return bytesOf(*this) == plain;
+    auto const* const string = dynamic_cast<ZAbstractString const*>(&other);
     return string != nullptr && sameBytes(*this, *string);
 }
 

@@ -4,8 +4,6 @@
 
 ZLCConstString::ZLCConstString(ZLCString const& other) : ZAbstractConstString(other.getChars()) {}
 
-ZLCConstString::~ZLCConstString() = default;
-
 int ZLCConstString::compare(ZObject const& other) const {
     // A view cannot convert; its owning twin can.
     return foreignText(other) != nullptr ? ZLCString(*this).compare(other)

@@ -19,8 +19,6 @@ void* allocate(std::size_t size, Alignment... alignment) {
 
 }  // namespace
 
-ZObject::~ZObject() = default;
-
 unsigned long ZObject::hash() const { return reinterpret_cast<unsigned long>(this); }
 
 int ZObject::compare(ZObject const& other) const {

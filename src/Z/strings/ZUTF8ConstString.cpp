@@ -5,8 +5,6 @@
 ZUTF8ConstString::ZUTF8ConstString(ZUTF8String const& other)
     : ZAbstractConstString(other.getChars()) {}
 
-ZUTF8ConstString::~ZUTF8ConstString() = default;
-
 int ZUTF8ConstString::compare(ZObject const& other) const {
     // A view cannot convert; its owning twin can.
     return foreignText(other) != nullptr ? ZUTF8String(*this).compare(other)

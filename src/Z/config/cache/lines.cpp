@@ -12,7 +12,7 @@ Lines::Lines(Lines const& other, Texts& memory)
       placedStanzas(other.placedStanzas),
       unplacedStanzas(other.unplacedStanzas),
       openingEnd(other.openingEnd),
-      longLines(other.longLines) {}
+      hasUnfit(other.hasUnfit) {}
 
 void Lines::moveComments(Texts& fresh) {
     // Every comment has a place in the file; only keys can lack one.

@@ -27,9 +27,10 @@ Index Names::findKey(Index stanza, std::string_view name, std::uint32_t hash) co
 }
 
 Names::Sought Names::seekKey(Index stanza, std::string_view name) const {
-    if (asked.stanza == stanza && asked.name == name) return asked.answer;
+    bool const isAsked = stanza != none && asked.stanza == stanza && asked.name == name;
+    if (isAsked) return asked.answer;
     std::uint32_t const hash = hashName(name);
-    return {findKey(stanza, name, hash), hash};
+    return {stanza == none ? none : findKey(stanza, name, hash), hash};
 }
 
 Index Names::findKeyToEdit(std::string_view stanza, std::string_view name) const {

@@ -60,7 +60,8 @@ class Names {
         Index key;  // none: absent
         std::uint32_t hash;
     };
-    /// For an edit: what it needs for a key that is there or will be.
+    /// For an edit: what it needs for a key that is there or will be; of a stanza that is to come,
+    /// none, the hash.
     [[nodiscard]] Sought seekKey(Index stanza, std::string_view name) const;
     /// For what is asked before an edit: as findKey(), and the edit has its answer at once.
     [[nodiscard]] Index findKeyToEdit(std::string_view stanza, std::string_view name) const;

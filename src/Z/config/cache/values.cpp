@@ -207,6 +207,16 @@ void Values::clear(Key& key) {
     clearObfuscated(key);
 }
 
+bool Values::overwrite(Key& key, std::string_view text) {
+    bool const isOnly = key.value != nullptr && key.more == none && key.obfuscated == none;
+    if (!isOnly || text.size() > key.valueLength) return false;
+    texts.endUse(key.valueLength);
+    texts.overwrite(key.value, text);
+    key.valueLength = static_cast<std::uint32_t>(text.size());
+    texts.startUse(key.valueLength);
+    return true;
+}
+
 void Values::move(Texts& fresh, Key& key) {
     if (key.value != nullptr) fresh.moveIn(key.value, key.valueLength);
     moveList(fresh, key.more);

@@ -75,6 +75,8 @@ class Values {
     void change(Key& key, Obfuscated kind, std::uint32_t i, std::string_view text);
     void remove(Key& key, Obfuscated kind, std::uint32_t i);
     void clear(Key& key);
+    /// As Records::overwriteValue().
+    [[nodiscard]] bool overwrite(Key& key, std::string_view text);
 
     /// Moves all values of the key.
     void move(Texts& fresh, Key& key);

@@ -168,7 +168,8 @@ class Floor {
         order.push_back(at);
     }
     void grow() {
-        std::vector<Pair> const old = std::exchange(slots, std::vector<Pair>(slots.size() * 2 + 64));
+        std::size_t const room = slots.empty() ? 64 : slots.size() * 2;
+        std::vector<Pair> const old = std::exchange(slots, std::vector<Pair>(room));
         for (std::size_t& at : order) {
             Pair const& pair = old[at];
             slots[at = find(pair.stanza, pair.key)] = pair;
@@ -239,7 +240,6 @@ void append(benchmark::State& state) {
 /// shorter.
 template <class Side>
 void store(benchmark::State& state, Side& side, std::string const& target) {
-    Sample const& sample = sampleOf(state);
     char const* const stanza = "stanza0";
     char const* const key = "setting0";
     side.store(target);
@@ -249,7 +249,6 @@ void store(benchmark::State& state, Side& side, std::string const& target) {
         side.store(target);
     }
     std::remove(target.c_str());
-    static_cast<void>(sample);
     bench::tellPerKey(state);
 }
 
@@ -335,10 +334,9 @@ void loadWithMemory(benchmark::State& state) {
 
 template <class... Sides>
 bool tellPeak(std::string const& option, char const* path) {
-    bool const isTold =
-        ((option == std::string(peakOption) + Sides::name &&
-          std::printf("%f\n", peakOfLoad<Sides>(path)) > 0) ||
-         ...);
+    bool const isTold = ((option == std::string(peakOption) + Sides::name &&
+                          std::printf("%f\n", peakOfLoad<Sides>(path)) > 0) ||
+                         ...);
     return isTold;
 }
 
@@ -346,17 +344,21 @@ bool tellPeak(std::string const& option, char const* path) {
 
 template <class... Sides>
 void addRows() {
-    (bench::row("stanza file, load", Sides::name, loadWithMemory<Sides>, {100, 10000, 1000000}), ...);
+    (bench::row("stanza file, load", Sides::name, loadWithMemory<Sides>, {100, 10000, 1000000}),
+     ...);
     (bench::row("stanza file, get a key", Sides::name, get<Sides>, {100, 10000, 1000000}), ...);
     (bench::row("stanza file, set a key", Sides::name, set<Sides>, {100, 10000, 1000000}), ...);
-    (bench::row("stanza file, append keys", Sides::name, append<Sides>, {1000, 100000, 1000000}), ...);
+    (bench::row("stanza file, append keys", Sides::name, append<Sides>, {1000, 100000, 1000000}),
+     ...);
 }
 
 template <class... Sides>
 void addStores() {
-    (bench::row("stanza file, store", Sides::name, storeInMemory<Sides>, {100, 10000, 1000000}), ...);
+    (bench::row("stanza file, store", Sides::name, storeInMemory<Sides>, {100, 10000, 1000000}),
+     ...);
     bench::row("stanza file, store without a copy", "ours", storeWithoutCopy, {10000, 1000000});
-    (bench::row("stanza file, store on a disk", Sides::name, storeOnDisk<Sides>, {10000, 1000000}), ...);
+    (bench::row("stanza file, store on a disk", Sides::name, storeOnDisk<Sides>, {10000, 1000000}),
+     ...);
 }
 
 }  // namespace

@@ -109,8 +109,8 @@ void ZPCategoryBasedCache::edit(Change const& change) {
 }
 
 /// Edits the key of the name and hash given; `key` is it, if it is there. Which one it is then.
-unsigned int ZPCategoryBasedCache::editKey(unsigned int stanza, unsigned int key,
-                                           unsigned int hash, Change const& change) {
+unsigned int ZPCategoryBasedCache::editKey(unsigned int stanza, unsigned int key, unsigned int hash,
+                                           Change const& change) {
     bool const hasValue = !change.value.empty();
     bool const replaces = change.oldValues == OldValues::replace;
     bool const isWritten = key != none && replaces && change.kind == Obfuscated::no && hasValue &&

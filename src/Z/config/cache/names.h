@@ -52,9 +52,14 @@ class Names {
     Names& operator=(Names const&) = delete;
 
     /// None when it is absent; likewise below.
-    [[nodiscard]] Index findStanza(std::string_view name) const;
+    [[nodiscard]] Index findStanza(std::string_view name) const {
+        return isRecent(name) ? recentStanza : searchStanza(name);
+    }
     [[nodiscard]] Index findKey(std::string_view stanza, std::string_view name) const;
-    [[nodiscard]] Index findKey(Index stanza, std::string_view name, std::uint32_t hash) const;
+    [[nodiscard]] Index findKey(Index stanza, std::string_view name, std::uint32_t hash) const {
+        return keyTables[stanza].find(hash, stanzas[stanza].name,
+                                      [&](Index i) { return keyName(i) == name; });
+    }
 
     struct Sought {
         Index key;  // none: absent
@@ -91,6 +96,7 @@ class Names {
   private:
     friend struct RecordsCheck;  // the tests' invariants
 
+    [[nodiscard]] Index searchStanza(std::string_view name) const;
     [[nodiscard]] bool isRecent(std::string_view stanza) const {
         return recentStanza != none && stanzaName(recentStanza) == stanza;
     }

@@ -40,13 +40,6 @@ std::string_view Values::at(Key const& key, Obfuscated kind, std::uint32_t i) co
     return values[valueNumber(key.more, i - 1)].getText();
 }
 
-std::string_view Values::last(Key const& key, Obfuscated kind) const {
-    Index const list = kind == Obfuscated::yes ? key.obfuscated : key.more;
-    if (list != none) return values[lists[list].last].getText();
-    if (kind == Obfuscated::yes || key.value == nullptr) return {};
-    return {key.value, key.valueLength};
-}
-
 // --------------------------------------------------------------------------------------- lists
 
 Index Values::newValue(std::string_view text) {

@@ -1,219 +1,279 @@
-// Stanza files beside GLib's GKeyFile, on the same file: whole operations of the public interface,
-// from 100 to 1000000 keys in stanzas of 1000, and peak memory. Properties files in the manner of
-// the Java platform hold the same pairs, under "stanza.key".
+// Stanza files beside GLib's GKeyFile and SimpleIni, on the same file: whole operations of the
+// public interface, from 100 to 1000000 keys in stanzas of 1000, and peak memory. Times are per
+// key. The floor is the least work that gives the same answers: an array of views into the file's
+// text, found by an unkeyed hash.
 //
-// Every time is given per key (the counter ns_per_key), memory as bytes_per_key.
-#include <benchmark/benchmark.h>
+// What the time goes into: a look-up takes and frees the object's lock (a third at 100 keys) and
+// copies the value; of 1000000 keys nearly all of it waits for memory, twice in a row. A store
+// flushes the copy and the file, each with an entry in the directory.
+#define SI_NO_CONVERSION  // bytes are kept as they are
+#include <SimpleIni.h>
+#include <fcntl.h>
 #include <glib.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <fstream>
-#include <map>
-#include <memory>
-#include <random>
-#include <string>
-#include <vector>
+#include <string_view>
 
-#include "Z/ZJavaProperties.h"
 #include "Z/ZLCString.h"
 #include "Z/ZStanzaFileProperties.h"
+#include "properties_sample.h"
 
 namespace {
 
-constexpr std::size_t keysPerStanza = 1000;
-
-/// Strings need a codeset directory; the one of this tree serves where none is given.
-int const environment = setenv("QCSDIR", ZFC_BENCH_QCSDIR, 0);
-
-struct Place {
-    std::string stanza;
-    std::string key;
-};
-
-/// A file on the memory file system, so that no disk is measured, with its keys in random order.
-class Sample {
-  public:
-    explicit Sample(std::size_t count)
-        : path("/dev/shm/properties_bench." + std::to_string(getpid()) + "." +
-               std::to_string(count)) {
-        std::ofstream file(path);
-        std::ofstream java(javaPath);
-        for (std::size_t i = 0; i < count; ++i) {
-            Place place{"stanza" + std::to_string(i / keysPerStanza),
-                        "setting" + std::to_string(i % keysPerStanza)};
-            if (i % keysPerStanza == 0) file << "[" << place.stanza << "]\n";
-            file << place.key << " = value " << i << "\n";
-            java << place.stanza << "." << place.key << " = value " << i << "\n";
-            places.push_back(std::move(place));
-            added.push_back({places.back().stanza, "new" + std::to_string(i)});
-        }
-        std::shuffle(places.begin(), places.end(), std::mt19937(1));
-    }
-    Sample(Sample const&) = delete;
-    Sample& operator=(Sample const&) = delete;
-    ~Sample() {
-        std::remove(path.c_str());
-        std::remove(javaPath.c_str());
-    }
-
-    std::string path;
-    std::string javaPath = path + ".properties";
-    std::vector<Place> places;  // of the keys in the file
-    std::vector<Place> added;   // of as many that are not
-};
-
-Sample const& sampleOf(benchmark::State const& state) {
-    static std::map<std::int64_t, std::unique_ptr<Sample>> samples;
-    auto& sample = samples[state.range(0)];
-    if (!sample) sample = std::make_unique<Sample>(static_cast<std::size_t>(state.range(0)));
-    return *sample;
-}
+using bench::Place;
+using bench::Sample;
+using bench::sampleOf;
 
 // -------------------------------------------------------------------------------------- the sides
 
 class Ours {
   public:
-    static constexpr char const* name = "zfc";
+    static constexpr char const* name = "ours";
+    Ours() : file(1) {}
     explicit Ours(std::string const& path) : file(path.c_str(), 1) {}
     std::size_t read(Place const& place) {
         file.getValue(place.stanza.c_str(), place.key.c_str(), value);
         return value.getLength();
     }
-    void append(Place const& place) {
-        file.setValue(place.stanza.c_str(), place.key.c_str(), "some value");
+    void set(char const* stanza, char const* key, char const* text) {
+        file.setValue(stanza, key, text);
     }
     void store(std::string const& path) { file.store(path.c_str()); }
+    void makeNoCopy() { file.setAttributes(ZPCache::noRecoveryCopy, nullptr); }
 
   private:
     ZStanzaFileProperties file;
     ZLCString value;
 };
 
-class OursInJava {
-  public:
-    explicit OursInJava(std::string const& path) {
-        if (file.load((path + ".properties").c_str()) != 1) std::abort();
-    }
-    std::size_t read(Place const& place) {
-        file.getValue(keyOf(place), value);
-        return value.getLength();
-    }
-    void append(Place const& place) { file.setValue(keyOf(place), ZLCString("some value")); }
-    void store(std::string const& path) { file.store(path.c_str()); }
-
-  private:
-    ZUTF8String const& keyOf(Place const& place) {
-        key = place.stanza.c_str();
-        key += ".";
-        return key += place.key.c_str();
-    }
-
-    ZJavaProperties file;
-    ZUTF8String key;
-    ZUTF8String value;
-};
-
-class Peer {
+class GLib {
   public:
     static constexpr char const* name = "glib";
-    explicit Peer(std::string const& path) : file(g_key_file_new()) {
-        if (g_key_file_load_from_file(file, path.c_str(), G_KEY_FILE_KEEP_COMMENTS, nullptr) ==
-            FALSE)
+    GLib() = default;
+    explicit GLib(std::string const& path) {
+        if (g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_KEEP_COMMENTS,
+                                      nullptr) == FALSE)
             std::abort();
     }
-    Peer(Peer const&) = delete;
-    Peer& operator=(Peer const&) = delete;
-    ~Peer() { g_key_file_free(file); }
     std::size_t read(Place const& place) {
         char* const value =
-            g_key_file_get_string(file, place.stanza.c_str(), place.key.c_str(), nullptr);
+            g_key_file_get_string(file.get(), place.stanza.c_str(), place.key.c_str(), nullptr);
         std::size_t const length = std::strlen(value);
         g_free(value);
         return length;
     }
-    void append(Place const& place) {
-        g_key_file_set_value(file, place.stanza.c_str(), place.key.c_str(), "some value");
+    void set(char const* stanza, char const* key, char const* text) {
+        g_key_file_set_value(file.get(), stanza, key, text);
     }
     void store(std::string const& path) {
-        if (g_key_file_save_to_file(file, path.c_str(), nullptr) == FALSE) std::abort();
+        if (g_key_file_save_to_file(file.get(), path.c_str(), nullptr) == FALSE) std::abort();
     }
 
   private:
-    GKeyFile* file;
+    struct Free {
+        void operator()(GKeyFile* unused) const { g_key_file_free(unused); }
+    };
+    std::unique_ptr<GKeyFile, Free> file{g_key_file_new()};
+};
+
+class SimpleIni {
+  public:
+    static constexpr char const* name = "simpleini";
+    SimpleIni() = default;
+    explicit SimpleIni(std::string const& path) {
+        if (file->LoadFile(path.c_str()) < 0) std::abort();
+    }
+    std::size_t read(Place const& place) {
+        value = file->GetValue(place.stanza.c_str(), place.key.c_str());
+        return value.size();
+    }
+    void set(char const* stanza, char const* key, char const* text) {
+        file->SetValue(stanza, key, text);
+    }
+    /// Flushes nothing, so it is no peer of a store.
+
+  private:
+    std::unique_ptr<CSimpleIniA> file = std::make_unique<CSimpleIniA>();
+    std::string value;
+};
+
+/// Its pairs are views of the text as it was read, and of what was added behind it.
+class Floor {
+  public:
+    static constexpr char const* name = "floor";
+    Floor() { grow(); }
+    explicit Floor(std::string const& path) : Floor() {
+        std::FILE* const file = std::fopen(path.c_str(), "r");
+        text.resize(static_cast<std::size_t>(lseek(fileno(file), 0, SEEK_END)));
+        lseek(fileno(file), 0, SEEK_SET);
+        if (std::fread(text.data(), 1, text.size(), file) != text.size()) std::abort();
+        std::fclose(file);
+        std::string_view stanza;
+        for (std::string_view rest = text; !rest.empty();) {
+            std::string_view const line = rest.substr(0, rest.find('\n'));
+            rest.remove_prefix(line.size() + 1);
+            std::size_t const equals = line.front() == '[' ? 0 : line.find(" = ");
+            if (equals == 0)
+                stanza = line.substr(1, line.size() - 2);
+            else
+                enter({stanza, line.substr(0, equals), line.substr(equals + 3)});
+        }
+    }
+    std::size_t read(Place const& place) {
+        std::string_view const found = slots[find(place.stanza, place.key)].value;
+        value.assign(found.data(), found.size());
+        return value.size();
+    }
+    void set(char const* stanza, char const* key, char const* newText) {
+        std::size_t const at = find(stanza, key);
+        if (slots[at].key.data() == nullptr) return enter({keep(stanza), keep(key), keep(newText)});
+        slots[at].value = keep(newText);
+    }
+    void store(std::string const& path) {
+        std::string image;
+        std::string_view stanza;
+        for (std::size_t const at : order) {
+            Pair const& pair = slots[at];
+            if (pair.stanza != stanza) image.append("[").append(stanza = pair.stanza).append("]\n");
+            image.append(pair.key).append(" = ").append(pair.value).append("\n");
+        }
+        int const fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+        if (write(fd, image.data(), image.size()) < 0 || fsync(fd) != 0) std::abort();
+        close(fd);
+    }
+
+  private:
+    struct Pair {
+        std::string_view stanza, key, value;
+    };
+
+    static std::size_t hash(std::string_view bytes, std::size_t seed) {
+        for (char const c : bytes)
+            seed = (seed ^ static_cast<unsigned char>(c)) * 1099511628211U;
+        return seed;
+    }
+    /// The pair's slot, or the free one where it would be.
+    [[nodiscard]] std::size_t find(std::string_view stanza, std::string_view key) const {
+        std::size_t const hashed = hash(key, hash(stanza, 14695981039346656037U));
+        for (std::size_t at = hashed ^ (hashed >> 32U);; ++at) {
+            Pair const& pair = slots[at &= slots.size() - 1];
+            if (pair.key.data() == nullptr || (pair.key == key && pair.stanza == stanza)) return at;
+        }
+    }
+    void enter(Pair const& pair) {
+        if (order.size() * 2 >= slots.size()) grow();
+        std::size_t const at = find(pair.stanza, pair.key);
+        slots[at] = pair;
+        order.push_back(at);
+    }
+    void grow() {
+        std::size_t const room = slots.empty() ? 64 : slots.size() * 2;
+        std::vector<Pair> const old = std::exchange(slots, std::vector<Pair>(room));
+        for (std::size_t& at : order) {
+            Pair const& pair = old[at];
+            slots[at = find(pair.stanza, pair.key)] = pair;
+        }
+    }
+    std::string_view keep(std::string_view bytes) {
+        constexpr std::size_t blockSize = 65536;
+        if (blocks.empty() || blocks.back().size() + bytes.size() > blockSize) {
+            blocks.emplace_back();
+            blocks.back().reserve(blockSize);
+        }
+        std::string& block = blocks.back();
+        std::size_t const start = block.size();
+        return std::string_view(block.append(bytes)).substr(start);
+    }
+
+    std::string text;
+    std::vector<std::string> blocks;  // each with its room, so that none moves
+    std::vector<Pair> slots;          // a power of two of them, half free
+    std::vector<std::size_t> order;
+    std::string value;
 };
 
 // ------------------------------------------------------------------------------------ the measures
 
-/// Processor time of this process, in seconds: other programs on the machine do not count.
-double processorTime() {
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-/// Runs `work` once for each iteration, behind `prepare`, which is not measured.
-template <class Prepare, class Work>
-void measure(benchmark::State& state, Prepare prepare, Work work) {
-    double seconds = 0;
-    for (auto _ : state) {
-        auto const prepared = prepare();
-        double const start = processorTime();
-        work(*prepared);
-        double const taken = processorTime() - start;
-        state.SetIterationTime(taken);
-        seconds += taken;
-    }
-    double const keys = static_cast<double>(state.range(0));
-    state.counters["ns_per_key"] = seconds * 1e9 / keys / static_cast<double>(state.iterations());
-}
-
 template <class Side>
 void load(benchmark::State& state) {
-    Sample const& sample = sampleOf(state);
-    // The object goes when the next one is made, outside the measure.
-    auto const nothing = [] { return std::make_unique<std::unique_ptr<Side>>(); };
-    measure(state, nothing, [&](auto& side) { side = std::make_unique<Side>(sample.path); });
+    std::string const& path = sampleOf(state).path;
+    bench::onFresh(
+        state, [] { return std::unique_ptr<Side>(); },
+        [&](auto& side) { side = std::make_unique<Side>(path); });
 }
 
 template <class Side>
-void read(benchmark::State& state) {
+void get(benchmark::State& state) {
     Sample const& sample = sampleOf(state);
-    auto side = std::make_shared<Side>(sample.path);
-    measure(
-        state, [&] { return side; },
-        [&](Side& loaded) {
-            for (Place const& place : sample.places)
-                benchmark::DoNotOptimize(loaded.read(place));
-        });
+    Side side(sample.path);
+    for (auto _ : state) {
+        for (Place const& place : sample.places)
+            benchmark::DoNotOptimize(side.read(place));
+    }
+    bench::tellPerKey(state);
+}
+
+template <class Side>
+void set(benchmark::State& state) {
+    Sample const& sample = sampleOf(state);
+    Side side(sample.path);
+    for (auto _ : state) {
+        for (Place const& place : sample.places)
+            side.set(place.stanza.c_str(), place.key.c_str(), "some value");
+    }
+    bench::tellPerKey(state);
 }
 
 template <class Side>
 void append(benchmark::State& state) {
     Sample const& sample = sampleOf(state);
-    measure(
-        state, [&] { return std::make_unique<Side>(sample.path); },
-        [&](Side& loaded) {
-            for (Place const& place : sample.added)
-                loaded.append(place);
+    bench::onFresh(
+        state, [] { return std::make_unique<Side>(); },
+        [&](auto& side) {
+            for (std::string const& key : sample.added)
+                side->set("stanza", key.c_str(), "some value");
         });
 }
 
+/// Stores a file in which every byte moves each time, because the first value gets longer or
+/// shorter.
 template <class Side>
-void store(benchmark::State& state) {
-    Sample const& sample = sampleOf(state);
-    std::string const target = sample.path + ".stored";
-    measure(
-        state, [&] { return std::make_unique<Side>(sample.path); },
-        [&](Side& loaded) { loaded.store(target); });
+void store(benchmark::State& state, Side& side, std::string const& target) {
+    char const* const stanza = "stanza0";
+    char const* const key = "setting0";
+    side.store(target);
+    bool isLong = false;
+    for (auto _ : state) {
+        side.set(stanza, key, (isLong = !isLong) ? "a longer value" : "a value");
+        side.store(target);
+    }
     std::remove(target.c_str());
+    bench::tellPerKey(state);
 }
 
-/// Changes every second of the values of one key, and removes the others. The peer has no such
+template <class Side>
+void storeInMemory(benchmark::State& state) {
+    Side side(sampleOf(state).path);
+    store(state, side, sampleOf(state).path + ".stored");
+}
+
+template <class Side>
+void storeOnDisk(benchmark::State& state) {
+    char const* const directory = std::getenv("TMPDIR");
+    Side side(sampleOf(state).path);
+    store(state, side,
+          std::string(directory != nullptr ? directory : "/var/tmp") + "/properties_bench." +
+              std::to_string(getpid()));
+}
+
+void storeWithoutCopy(benchmark::State& state) {
+    Ours side(sampleOf(state).path);
+    side.makeNoCopy();
+    store(state, side, sampleOf(state).path + ".stored");
+}
+
+/// Changes every second of the values of one key, and removes the others. The peers have no such
 /// walk.
 void walk(benchmark::State& state) {
     auto const filled = [&] {
@@ -222,14 +282,16 @@ void walk(benchmark::State& state) {
             file->addValue("stanza", "key", "value");
         return file;
     };
-    measure(state, filled, [](ZStanzaFileProperties& file) {
-        ZStanzaValueIterator values(file, "stanza", "key");
+    bench::onFresh(state, filled, [](auto& file) {
+        ZStanzaValueIterator values(*file, "stanza", "key");
         while (values.next()) {
             values.changeValue("changed");
             if (values.next()) values.removeValue();
         }
     });
 }
+
+// ------------------------------------------------------------------------------------------ memory
 
 /// A number in kilobytes from /proc/self/status.
 double kilobytes(char const* name) {
@@ -253,48 +315,59 @@ double peakOfLoad(std::string const& path) {
 
 constexpr char const* peakOption = "--peak-of-load=";
 
+/// Of a row's own iterations none is counted: the load is another process's.
 template <class Side>
-void memory(benchmark::State& state) {
-    Sample const& sample = sampleOf(state);
-    std::string const command =
-        "/proc/" + std::to_string(getpid()) + "/exe " + peakOption + Side::name + " " + sample.path;
+double peakPerKey(benchmark::State const& state) {
+    std::string const command = "/proc/" + std::to_string(getpid()) + "/exe " + peakOption +
+                                Side::name + " " + sampleOf(state).path;
     double peak = 0;
-    for (auto _ : state) {
-        std::unique_ptr<FILE, int (*)(FILE*)> const output(popen(command.c_str(), "r"), pclose);
-        if (std::fscanf(output.get(), "%lf", &peak) != 1) std::abort();
-    }
-    state.counters["bytes_per_key"] = peak / static_cast<double>(state.range(0));
+    std::unique_ptr<FILE, int (*)(FILE*)> const output(popen(command.c_str(), "r"), pclose);
+    if (std::fscanf(output.get(), "%lf", &peak) != 1) std::abort();
+    return peak / static_cast<double>(state.range(0));
 }
 
-#define SIDE_BY_SIDE(operation)                                         \
-    BENCHMARK_TEMPLATE(operation, Ours)->Apply(sizes)->UseManualTime(); \
-    BENCHMARK_TEMPLATE(operation, Peer)->Apply(sizes)->UseManualTime()
-
-void sizes(benchmark::internal::Benchmark* registered) {
-    registered->Arg(100)->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+template <class Side>
+void loadWithMemory(benchmark::State& state) {
+    load<Side>(state);
+    state.counters["bytes_per_key"] = peakPerKey<Side>(state);
 }
 
-SIDE_BY_SIDE(load);
-SIDE_BY_SIDE(read);
-SIDE_BY_SIDE(append);
-SIDE_BY_SIDE(store);
-BENCHMARK(walk)->Arg(1000)->Arg(100000)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK_TEMPLATE(load, OursInJava)->Apply(sizes)->UseManualTime();
-BENCHMARK_TEMPLATE(read, OursInJava)->Apply(sizes)->UseManualTime();
-BENCHMARK_TEMPLATE(append, OursInJava)->Apply(sizes)->UseManualTime();
-BENCHMARK_TEMPLATE(store, OursInJava)->Apply(sizes)->UseManualTime();
-BENCHMARK_TEMPLATE(memory, Ours)->Apply(sizes)->Iterations(1);
-BENCHMARK_TEMPLATE(memory, Peer)->Apply(sizes)->Iterations(1);
+template <class... Sides>
+bool tellPeak(std::string const& option, char const* path) {
+    bool const isTold = ((option == std::string(peakOption) + Sides::name &&
+                          std::printf("%f\n", peakOfLoad<Sides>(path)) > 0) ||
+                         ...);
+    return isTold;
+}
+
+// -------------------------------------------------------------------------------------------- rows
+
+template <class... Sides>
+void addRows() {
+    (bench::row("stanza file, load", Sides::name, loadWithMemory<Sides>, {100, 10000, 1000000}),
+     ...);
+    (bench::row("stanza file, get a key", Sides::name, get<Sides>, {100, 10000, 1000000}), ...);
+    (bench::row("stanza file, set a key", Sides::name, set<Sides>, {100, 10000, 1000000}), ...);
+    (bench::row("stanza file, append keys", Sides::name, append<Sides>, {1000, 100000, 1000000}),
+     ...);
+}
+
+template <class... Sides>
+void addStores() {
+    (bench::row("stanza file, store", Sides::name, storeInMemory<Sides>, {100, 10000, 1000000}),
+     ...);
+    bench::row("stanza file, store without a copy", "ours", storeWithoutCopy, {10000, 1000000});
+    (bench::row("stanza file, store on a disk", Sides::name, storeOnDisk<Sides>, {10000, 1000000}),
+     ...);
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::string const option = argc == 3 ? argv[1] : "";
-    if (option.rfind(peakOption, 0) == 0) {
-        bool const isOurs = option == std::string(peakOption) + Ours::name;
-        return std::printf("%f\n", isOurs ? peakOfLoad<Ours>(argv[2]) : peakOfLoad<Peer>(argv[2])) <
-               0;
-    }
+    if (argc == 3 && tellPeak<Ours, GLib, SimpleIni, Floor>(argv[1], argv[2])) return 0;
+    addRows<Ours, GLib, SimpleIni, Floor>();
+    addStores<Ours, GLib, Floor>();
+    benchmark::RegisterBenchmark("walk", walk)->Arg(1000)->Arg(100000);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();

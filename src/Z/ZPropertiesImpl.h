@@ -372,7 +372,8 @@ class ZFC_API ZPCategoryBasedCache : public ZPCache {
     struct Change;
     class Edit;
     void edit(Change const& change);
-    void editKey(unsigned int stanza, Change const& change);
+    unsigned int editKey(unsigned int stanza, unsigned int key, unsigned int hash,
+                         Change const& change);
     void noteCompanion(unsigned int key);
 
     using Visit = void (*)(void* visitor, char const* text, unsigned int length);

@@ -120,10 +120,16 @@ std::string nameKey(std::string_view name) {
 
 /// Takes the next word off the front of `line`; empty at its end.
 std::string_view takeWord(std::string_view& line) {
-    constexpr std::string_view blanks = " \t\r";
-    line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
-    std::string_view const word = line.substr(0, line.find_first_of(blanks));
-    line.remove_prefix(word.size());
+    // By hand: the table is read at every program's start, and a search for one of a set is slow.
+    auto const isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
+    std::size_t start = 0;
+    while (start < line.size() && isBlank(line[start]))
+        ++start;
+    std::size_t end = start;
+    while (end < line.size() && !isBlank(line[end]))
+        ++end;
+    std::string_view const word = line.substr(start, end - start);
+    line.remove_prefix(end);
     return word;
 }
 

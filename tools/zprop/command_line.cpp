@@ -133,7 +133,9 @@ void CommandLine::addGlobalOptions() {
 void CommandLine::add(Command const& command) {
     auto* const declared = app.add_subcommand(command.name, command.description);
     declared->footer(std::string("Example: ") + command.example);
-    (this->*command.declare)(*declared);
+    // Of the one that is called: to declare them all takes as long as to read a file.
+    declared->preparse_callback(
+        [this, declared, declare = command.declare](std::size_t) { (this->*declare)(*declared); });
     declared->final_callback([this, runIt = command.run] {
         action = [this, runIt](Deadline& deadline) { return (this->*runIt)(deadline); };
     });

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cmath>
 #include <cstring>
 #include <iostream>
 #include <string_view>
@@ -19,6 +18,9 @@
 
 namespace zprop {
 namespace {
+
+/// A wait that the clock can count, 0 for less and for what is no number.
+double shortened(double seconds) { return seconds > 0 ? std::min(seconds, 1e6) : 0; }
 
 bool isLocked(ZPropertiesIOException const& e) {
     return std::strcmp(e.api(), "fcntl()") == 0 &&
@@ -92,8 +94,8 @@ Properties load(std::string const& file, Comments comments, Deadline& deadline) 
 }  // namespace
 
 Deadline::Deadline(double seconds)
-    : end(std::chrono::steady_clock::now() + std::chrono::milliseconds(static_cast<long>(
-                                                 std::fmin(std::fmax(seconds, 0), 1e6) * 1000))) {}
+    : end(std::chrono::steady_clock::now() +
+          std::chrono::milliseconds(static_cast<long>(shortened(seconds) * 1000))) {}
 
 bool Deadline::pause() {
     constexpr std::chrono::milliseconds longest{50};

@@ -2,7 +2,9 @@
 
 #include <cerrno>
 #include <memory>
+#include <optional>
 #include <string_view>
+#include <typeinfo>
 
 #include "Z/ZException.h"
 #include "Z/config/cache/texts.h"
@@ -31,11 +33,25 @@ Stream streamOver(ZUTF8String const& bytes) {
     return stream;
 }
 
+/// A text in UTF-8: the caller's own where it is one, else what it converts to.
+class Text {
+  public:
+    explicit Text(ZAbstractString const& given)
+        : own(typeid(given) == typeid(ZUTF8String) ? static_cast<ZUTF8String const*>(&given)
+                                                   : &converted.emplace(given)) {}
+    Text(Text const&) = delete;
+    Text& operator=(Text const&) = delete;
+
+    [[nodiscard]] ZUTF8String const& get() const { return *own; }
+
+  private:
+    std::optional<ZUTF8String> converted;  // before `own`, which may point at it
+    ZUTF8String const* own;
+};
+
 /// Raises ZToUTF8Exception where text would vanish.
-ZUTF8String converted(ZAbstractString const& text) {
-    ZUTF8String result(text);
-    if (result.isEmpty() && !text.isEmpty()) zraise(ZToUTF8Exception(text), sourceName, __LINE__);
-    return result;
+void requireKept(Text const& text, ZAbstractString const& of) {
+    if (text.get().isEmpty() && !of.isEmpty()) zraise(ZToUTF8Exception(of), sourceName, __LINE__);
 }
 
 }  // namespace
@@ -108,21 +124,26 @@ void ZJavaProperties::store(char const* path) const {
 }
 
 void ZJavaProperties::getValue(ZAbstractString const& wanted, ZAbstractMutableString& out) const {
-    ZUTF8String const name(wanted);  // `out` may be the same object
+    Text const name(wanted);
+    // Asked before it is written: `out` may be the same object.
+    ZObject const* const found = properties.getEntry(&name.get());
     out.clear();
-    ZObject const* const found = properties.getEntry(&name);
     if (found != nullptr) out.setChars(static_cast<ZUTF8String const&>(*found));
 }
 
 void ZJavaProperties::setValue(ZAbstractString const& newKey, ZAbstractString const& newValue) {
-    ZUTF8String const name(converted(newKey));
-    ZUTF8String const text(converted(newValue));
-    properties.putEntry(&name, &text);
+    Text const name(newKey);
+    Text const text(newValue);
+    requireKept(name, newKey);
+    requireKept(text, newValue);
+    ZObject* const known = properties.getEntry(&name.get());
+    if (known == nullptr) return properties.putEntry(&name.get(), &text.get());
+    // The map's own copy, which nobody else has.
+    static_cast<ZUTF8String*>(known)->setChars(text.get());
 }
 
 bool ZJavaProperties::contains(ZAbstractString const& wanted) const {
-    ZUTF8String const name(wanted);
-    return properties.contains(&name);
+    return properties.contains(&Text(wanted).get());
 }
 
 void ZJavaProperties::listKeys(ZList& out) const { properties.listKeys(out); }

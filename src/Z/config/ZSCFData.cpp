@@ -157,7 +157,7 @@ void Reader::readLine() {
 void Reader::readComment(char* start) {
     if (!keepsComments) return;
     std::string_view const text = terminated(start, end);
-    if (text.size() > ZPCategoryBasedCache::maxLine) records.lines().noteLong();
+    if (text.size() > ZPCategoryBasedCache::maxLine) records.lines().noteUnfit();
     records.lines().appendComment(text);
 }
 
@@ -168,7 +168,7 @@ void Reader::readHeader(char* start) {
     if (bracket == nullptr) raiseInvalid(__LINE__);
     std::string_view const name(from, static_cast<std::size_t>(bracket - from));
     if (records.names().findStanza(name) != none) raiseInvalid(__LINE__);
-    if (name.size() + 2 > ZPCategoryBasedCache::maxLine) records.lines().noteLong();
+    if (name.size() + 2 > ZPCategoryBasedCache::maxLine) records.lines().noteUnfit();
     stanza = records.adoptStanza(terminated(from, bracket));
     records.lines().placeStanza(stanza);
     // Once for the stanza, not for each of its keys.
@@ -189,7 +189,7 @@ void Reader::readKey(char* start) {
         ++from;
     std::string_view const value = terminated(from, end);
     std::string_view const name = terminated(start, nameEnd);
-    if (name.size() + 3 + value.size() > ZPCategoryBasedCache::maxLine) records.lines().noteLong();
+    if (name.size() + 3 + value.size() > ZPCategoryBasedCache::maxLine) records.lines().noteUnfit();
     Index const key = records.adoptKey(stanza, name);
     if (!value.empty()) records.adoptValue(key, value, Obfuscated::no);
     if (isDatabase && name == zfc::cache::companionKey) companionName = value.data();
@@ -331,7 +331,7 @@ void ZSCFData::be_read(char const* fileName, FILE* stream) {
 
 void ZSCFData::be_write(char const* fileName, FILE* stream) {
     // Edits refuse long lines, so only what was read can have some; else the pass is spared.
-    if (records->lines().mayHaveLong()) {
+    if (records->lines().mayHaveUnfit()) {
         LengthCheck check(fileName);
         writeLines(*records, check);
     }

@@ -13,6 +13,7 @@
 #include "Z/ZSqueeze.h"
 #include "Z/config/cache/handed_out.h"
 #include "Z/config/cache/records.h"
+#include "Z/config/cache/storable.h"
 #include "Z/containers/expand.h"
 
 namespace {
@@ -90,6 +91,9 @@ Content contentOf(Expanded const& expanded, unsigned int& recordCount) {
 
 void addRecord(Records& records, std::string_view stanza, std::string_view key,
                std::string_view value) {
+    // No line could hold them, and no edit may set them.
+    bool const areFit = zfc::cache::isStorableStanza(stanza) && zfc::cache::isStorableKey(key);
+    if (!areFit) records.lines().noteUnfit();
     Index const owner = records.findOrAddStanza(stanza);
     Index const item = records.findOrAddKey(owner, key);
     if (!value.empty()) records.addValue(item, value, Obfuscated::yes);

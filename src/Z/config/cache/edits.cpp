@@ -12,6 +12,7 @@ using zfc::cache::findStanza;
 using zfc::cache::Index;
 using zfc::cache::isEmpty;
 using zfc::cache::Key;
+using zfc::cache::Names;
 using zfc::cache::none;
 using zfc::cache::Obfuscated;
 using zfc::cache::Records;
@@ -28,6 +29,23 @@ std::string_view viewOf(char const* text) {
 
 enum class OldValues { keep, replace };
 enum class Placing { leave, place };
+
+/// What the cache has of a change's names. Those it has can be stored, because they were read from
+/// lines or came with a change, and are spared the search for bytes that no line holds.
+struct Known {
+    Index stanza;
+    Names::Sought key{none, 0};
+    bool isStanzaFit;
+    bool isKeyFit;
+
+    Known(Records const& records, std::string_view stanzaName, std::string_view keyName)
+        : stanza(records.names().findStanza(stanzaName)) {
+        if (keyName.data() != nullptr) key = records.names().seekKey(stanza, keyName);
+        bool const areFit = !records.lines().mayHaveUnfit();
+        isStanzaFit = areFit && stanza != none;
+        isKeyFit = areFit && key.key != none;
+    }
+};
 
 }  // namespace
 
@@ -50,11 +68,13 @@ struct ZPCategoryBasedCache::Change {
           placing(place) {}
 
     [[nodiscard]] bool isOfStanza() const { return key.data() == nullptr; }
-    [[nodiscard]] bool isStorable() const {
-        if (!zfc::cache::isStorableStanza(stanza)) return false;
+    [[nodiscard]] bool isStorable(Known const& known) const {
+        bool const isNamed =
+            known.isStanzaFit ? !stanza.empty() : zfc::cache::isStorableStanza(stanza);
+        if (!isNamed) return false;
         // A value without a key has nowhere to go.
         if (isOfStanza()) return value.empty();
-        if (!zfc::cache::isStorableKey(key)) return false;
+        if (!known.isKeyFit && !zfc::cache::isStorableKey(key)) return false;
         return value.empty() || zfc::cache::isStorableValue(key, value, kind);
     }
 };
@@ -74,24 +94,35 @@ class ZPCategoryBasedCache::Edit {
 // -------------------------------------------------------------------------------- values and lines
 
 void ZPCategoryBasedCache::edit(Change const& change) {
+    Known known(*records, change.stanza, change.key);
     // Before anything is added, so that what is refused leaves no trace.
-    if (!change.isStorable()) zraise(ZInvalidParameterException(), sourceName, __LINE__);
+    if (!change.isStorable(known)) zraise(ZInvalidParameterException(), sourceName, __LINE__);
     Edit const scope(*lists);
-    Index const stanza = records->findOrAddStanza(change.stanza);
-    if (change.placing == Placing::place) records->lines().placeStanza(stanza);
-    if (!change.isOfStanza()) editKey(stanza, change);
+    if (known.stanza == none) known.stanza = records->addStanza(change.stanza);
+    if (change.placing == Placing::place) records->lines().placeStanza(known.stanza);
+    if (change.isOfStanza()) return;
+    // Asked first: the texts of the change may lie where the new value goes.
+    bool const isCompanion = zfc::cache::namesCompanion(change.stanza, change.key);
+    unsigned int const key = editKey(known.stanza, known.key.key, known.key.hash, change);
+    if (isCompanion) noteCompanion(key);
     records->tidy();
 }
 
-void ZPCategoryBasedCache::editKey(unsigned int stanza, Change const& change) {
+/// Edits the key of the name and hash given; `key` is it, if it is there. Which one it is then.
+unsigned int ZPCategoryBasedCache::editKey(unsigned int stanza, unsigned int key, unsigned int hash,
+                                           Change const& change) {
     bool const hasValue = !change.value.empty();
+    bool const replaces = change.oldValues == OldValues::replace;
+    bool const isWritten = key != none && replaces && change.kind == Obfuscated::no && hasValue &&
+                           records->overwriteValue(key, change.value);
     // Copied before anything changes: no memory for a long value leaves the old ones.
-    std::string_view const value = hasValue ? records->copyText(change.value) : std::string_view();
-    Index const key = records->findOrAddKey(stanza, change.key);
-    if (change.oldValues == OldValues::replace) records->clearValues(key);
-    if (hasValue) records->adoptValue(key, value, change.kind);
+    std::string_view const value =
+        hasValue && !isWritten ? records->copyText(change.value) : std::string_view();
+    if (key == none) key = records->addKey(stanza, change.key, hash);
+    if (replaces && !isWritten) records->clearValues(key);
+    if (hasValue && !isWritten) records->adoptValue(key, value, change.kind);
     if (change.placing == Placing::place) records->lines().placeKey(records->names().key(key));
-    if (zfc::cache::namesCompanion(change.stanza, change.key)) noteCompanion(key);
+    return key;
 }
 
 /// Keeps the name of the companion file up to date; it stays known when the key goes.

@@ -12,7 +12,7 @@ Lines::Lines(Lines const& other, Texts& memory)
       placedStanzas(other.placedStanzas),
       unplacedStanzas(other.unplacedStanzas),
       openingEnd(other.openingEnd),
-      longLines(other.longLines) {}
+      hasUnfit(other.hasUnfit) {}
 
 void Lines::moveComments(Texts& fresh) {
     // Every comment has a place in the file; only keys can lack one.
@@ -23,8 +23,9 @@ void Lines::moveComments(Texts& fresh) {
 
 Index Lines::newLine(std::uint16_t kind, std::uint32_t segment) {
     Index const i = lines.allocate();
-    lines[i].kind = kind;
-    lines[i].segment = segment;
+    Line& line = lines[i];
+    line.kind = kind;
+    line.segment = segment;
     return i;
 }
 
@@ -54,8 +55,9 @@ void Lines::leaveUnplaced(Index stanza, Index line, Index key) {
 
 void Lines::appendKey(Index stanza, Index line, Index key) {
     Section& section = sections[stanza];
-    lines[line].owner = key;
-    lines[line].segment = section.blankLines;
+    Line& record = lines[line];
+    record.owner = key;
+    record.segment = section.blankLines;
     section.tail = line;
     linkLast(lines, file, line);
 }

@@ -92,9 +92,10 @@ class Lines {
     /// The comment's text lies in the memory.
     void appendComment(std::string_view text);
     void appendBlank();
-    /// A line was read that may be too long when it is written.
-    void noteLong() { longLines = true; }
-    [[nodiscard]] bool mayHaveLong() const { return longLines; }
+    /// Something was read that may be refused when it is set or written: a line that is too long, a
+    /// name that only a companion file can have.
+    void noteUnfit() { hasUnfit = true; }
+    [[nodiscard]] bool mayHaveUnfit() const { return hasUnfit; }
 
   private:
     friend class Records;        // what comes and goes with a stanza or a key
@@ -157,7 +158,7 @@ class Lines {
     Chain placedStanzas;         // in the order of their headers
     Chain unplacedStanzas;       // in the order of their coming
     Index openingEnd = none;     // a line of the comments that open the file; none: first
-    bool longLines = false;      // noteLong() was called
+    bool hasUnfit = false;       // noteUnfit() was called
     TemplatesOf templates;       // by stanza, where they were needed
 };
 

@@ -9,8 +9,7 @@ Names::Names(Names const& other, Texts& memory)
       stanzaTable(other.stanzaTable),
       keyTables(other.keyTables) {}
 
-Index Names::findStanza(std::string_view name) const {
-    if (isRecent(name)) return recentStanza;
+Index Names::searchStanza(std::string_view name) const {
     recentStanza = stanzaTable.find(hashName(name), name.data(),
                                     [&](Index i) { return stanzaName(i) == name; });
     return recentStanza;
@@ -21,15 +20,11 @@ Index Names::findKey(std::string_view stanza, std::string_view name) const {
     return found == none ? none : findKey(found, name, hashName(name));
 }
 
-Index Names::findKey(Index stanza, std::string_view name, std::uint32_t hash) const {
-    return keyTables[stanza].find(hash, stanzas[stanza].name,
-                                  [&](Index i) { return keyName(i) == name; });
-}
-
 Names::Sought Names::seekKey(Index stanza, std::string_view name) const {
-    if (asked.stanza == stanza && asked.name == name) return asked.answer;
+    bool const isAsked = stanza != none && asked.stanza == stanza && asked.name == name;
+    if (isAsked) return asked.answer;
     std::uint32_t const hash = hashName(name);
-    return {findKey(stanza, name, hash), hash};
+    return {stanza == none ? none : findKey(stanza, name, hash), hash};
 }
 
 Index Names::findKeyToEdit(std::string_view stanza, std::string_view name) const {

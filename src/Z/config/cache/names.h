@@ -52,15 +52,21 @@ class Names {
     Names& operator=(Names const&) = delete;
 
     /// None when it is absent; likewise below.
-    [[nodiscard]] Index findStanza(std::string_view name) const;
+    [[nodiscard]] Index findStanza(std::string_view name) const {
+        return isRecent(name) ? recentStanza : searchStanza(name);
+    }
     [[nodiscard]] Index findKey(std::string_view stanza, std::string_view name) const;
-    [[nodiscard]] Index findKey(Index stanza, std::string_view name, std::uint32_t hash) const;
+    [[nodiscard]] Index findKey(Index stanza, std::string_view name, std::uint32_t hash) const {
+        return keyTables[stanza].find(hash, stanzas[stanza].name,
+                                      [&](Index i) { return keyName(i) == name; });
+    }
 
     struct Sought {
         Index key;  // none: absent
         std::uint32_t hash;
     };
-    /// For an edit: what it needs for a key that is there or will be.
+    /// For an edit: what it needs for a key that is there or will be; of a stanza that is to come,
+    /// none, the hash.
     [[nodiscard]] Sought seekKey(Index stanza, std::string_view name) const;
     /// For what is asked before an edit: as findKey(), and the edit has its answer at once.
     [[nodiscard]] Index findKeyToEdit(std::string_view stanza, std::string_view name) const;
@@ -90,6 +96,7 @@ class Names {
   private:
     friend struct RecordsCheck;  // the tests' invariants
 
+    [[nodiscard]] Index searchStanza(std::string_view name) const;
     [[nodiscard]] bool isRecent(std::string_view stanza) const {
         return recentStanza != none && stanzaName(recentStanza) == stanza;
     }

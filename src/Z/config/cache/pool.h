@@ -38,7 +38,8 @@ class Pool {
 
     /// The number of a record with default content.
     [[nodiscard]] Index allocate() {
-        Index const i = freeHead != none ? takeFree() : takeFresh();
+        if (freeHead == none) return takeFresh();
+        Index const i = takeFree();
         // Only now: a free record holds the number of the next one.
         (*this)[i] = Record{};
         return i;
@@ -94,7 +95,11 @@ void linkBehind(Records& pool, Chain& chain, Index at, Index i) {
 
 template <class Records>
 void linkLast(Records& pool, Chain& chain, Index i) {
-    linkBehind(pool, chain, chain.last, i);
+    auto& record = pool[i];
+    record.prev = chain.last;
+    record.next = none;
+    (chain.last == none ? chain.first : pool[chain.last].next) = i;
+    chain.last = i;
 }
 
 template <class Records>

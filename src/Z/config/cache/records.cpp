@@ -52,7 +52,7 @@ void Records::tryCompact() {
 
 Index Records::findOrAddStanza(std::string_view name) {
     Index const known = allNames.findStanza(name);
-    return known != none ? known : adoptStanza(texts.copy(name));
+    return known != none ? known : addStanza(name);
 }
 
 Index Records::adoptStanza(std::string_view name) {
@@ -66,12 +66,15 @@ Index Records::adoptStanza(std::string_view name) {
 
 Index Records::findOrAddKey(Index stanza, std::string_view name) {
     Names::Sought const known = allNames.seekKey(stanza, name);
-    if (known.key != none) return known.key;
+    return known.key != none ? known.key : addKey(stanza, name, known.hash);
+}
+
+Index Records::addKey(Index stanza, std::string_view name, std::uint32_t hash) {
     std::string_view const copy = texts.copy(name);
     // Before the key, which is never without one.
     Index const line = allLines.newKeyLine();
     ZUndo releasing([&] { allLines.lines.release(line); });
-    Index const key = allNames.addKey(stanza, copy, known.hash, line);
+    Index const key = allNames.addKey(stanza, copy, hash, line);
     releasing.keep();
     allLines.leaveUnplaced(stanza, line, key);
     return key;

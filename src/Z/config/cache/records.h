@@ -32,6 +32,9 @@ class Records : public Allocated {
     // Stanzas and keys. Names are copied; what is new has no place in the file.
     [[nodiscard]] Index findOrAddStanza(std::string_view name);
     [[nodiscard]] Index findOrAddKey(Index stanza, std::string_view name);
+    /// Of a name that is not there yet.
+    [[nodiscard]] Index addStanza(std::string_view name) { return adoptStanza(texts.copy(name)); }
+    [[nodiscard]] Index addKey(Index stanza, std::string_view name, std::uint32_t hash);
     void removeKey(Index key);
     /// With its keys, and its lines up to the next header.
     void removeStanza(Index stanza);
@@ -47,6 +50,11 @@ class Records : public Allocated {
         allValues.remove(allNames.key(key), kind, i);
     }
     void clearValues(Index key) { allValues.clear(allNames.key(key)); }
+    /// Writes over the key's only value, a plain one, where the text fits into its place; else
+    /// changes nothing and answers false.
+    [[nodiscard]] bool overwriteValue(Index key, std::string_view text) {
+        return allValues.overwrite(allNames.key(key), text);
+    }
 
     // The reader's: texts that already lie in an adopted block.
     void adoptBlock(Block block, std::size_t bytes) { texts.adopt(std::move(block), bytes); }

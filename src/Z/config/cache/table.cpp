@@ -18,6 +18,8 @@ void Table::grow() {
     // Allocated before anything changes, and exchanged at once.
     Vector<Slot> old(std::max(firstSlots, slots.size() * 2));
     slots.swap(old);
+    mask = static_cast<std::uint32_t>(slots.size() - 1);
+    mostEntries = static_cast<std::uint32_t>(slots.size() / 4 * 3);
     for (Slot const& entry : old) {
         if (entry.number != none) put(entry);
     }
@@ -27,7 +29,6 @@ void Table::erase(std::uint32_t hash, Index number) {
     std::size_t gap = home(hash);
     while (slots[gap].number != number)
         gap = next(gap);
-    std::size_t const mask = slots.size() - 1;
     for (std::size_t at = next(gap); slots[at].number != none; at = next(at)) {
         if (((at - home(slots[at].hash)) & mask) < ((at - gap) & mask))
             continue;  // would leave its run

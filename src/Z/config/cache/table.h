@@ -3,20 +3,14 @@
 #define Z_CONFIG_CACHE_TABLE_H
 
 #include <cstdint>
-#include <string_view>
-
+#include "Z/config/cache/name_hash.h"
 #include "Z/config/cache/texts.h"
-#include "Z/utility/keyed_hash.h"
 
 namespace zfc::cache {
 
 /// The number of a record in its pool.
 using Index = std::uint32_t;
 constexpr Index none = 0xffffffff;
-
-[[nodiscard]] inline std::uint32_t hashName(std::string_view name) {
-    return zfc::utility::keyedHash(name);
-}
 
 /// Finds records by their names: open addressing.
 ///
@@ -31,17 +25,18 @@ class Table {
     template <class IsWanted>
     [[nodiscard]] Index find(std::uint32_t hash, char const* near, IsWanted isWanted) const {
         if (slots.empty()) return none;
-        for (std::size_t at = home(hash); slots[at].number != none; at = next(at)) {
-            if (slots[at].hash != hash) continue;
-            fetch(near, slots[at].lowAddress);
-            if (isWanted(slots[at].number)) return slots[at].number;
+        for (std::size_t at = home(hash);; at = next(at)) {
+            Slot const& slot = slots[at];
+            if (slot.number == none) return none;
+            if (slot.hash != hash) continue;
+            fetch(near, slot.lowAddress);
+            if (isWanted(slot.number)) return slot.number;
         }
-        return none;
     }
 
     /// Makes room for one more entry.
     void makeRoom() {
-        if ((count + 1) * std::uint64_t{4} > slots.size() * std::uint64_t{3}) grow();
+        if (count >= mostEntries) grow();
     }
     /// Enters a record that is not there; needs makeRoom() before.
     void insert(std::uint32_t hash, Index number, char const* name) {
@@ -69,8 +64,8 @@ class Table {
         std::uintptr_t const highHalf = addressOf(near) & ~std::uintptr_t{0xffffffff};
         __builtin_prefetch(reinterpret_cast<void const*>(highHalf | lowAddress));
     }
-    [[nodiscard]] std::size_t home(std::uint32_t hash) const { return hash & (slots.size() - 1); }
-    [[nodiscard]] std::size_t next(std::size_t at) const { return (at + 1) & (slots.size() - 1); }
+    [[nodiscard]] std::size_t home(std::uint32_t hash) const { return hash & mask; }
+    [[nodiscard]] std::size_t next(std::size_t at) const { return (at + 1) & mask; }
     void grow();
     void put(Slot entry) {
         std::size_t at = home(entry.hash);
@@ -79,8 +74,10 @@ class Table {
         slots[at] = entry;
     }
 
-    Vector<Slot> slots;       // a power of two of them, a quarter always free; or none at all
-    std::uint32_t count = 0;  // entries
+    Vector<Slot> slots;             // a power of two of them, a quarter always free; or none at all
+    std::uint32_t mask = 0;         // their number less 1
+    std::uint32_t count = 0;        // entries
+    std::uint32_t mostEntries = 0;  // for the slots that there are
 };
 
 }  // namespace zfc::cache

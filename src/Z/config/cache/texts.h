@@ -3,6 +3,7 @@
 #ifndef Z_CONFIG_CACHE_TEXTS_H
 #define Z_CONFIG_CACHE_TEXTS_H
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -63,6 +64,13 @@ class Texts {
     [[nodiscard]] std::string_view copy(std::string_view text);
     /// Takes a block whose texts are used where they lie.
     void adopt(Block block, std::size_t bytes);
+    /// Puts `text`, which may lie in here, in the place of one that is in use and no shorter.
+    static void overwrite(char const* place, std::string_view text) {
+        // All texts lie in our own blocks.
+        auto* const bytes = const_cast<char*>(place);
+        std::memmove(bytes, text.data(), text.size());
+        bytes[text.size()] = '\0';
+    }
     /// Copies a text of another object to here, as one that is in use.
     void moveIn(char const*& text, std::size_t length) {
         text = copy({text, length}).data();

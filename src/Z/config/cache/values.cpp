@@ -40,13 +40,6 @@ std::string_view Values::at(Key const& key, Obfuscated kind, std::uint32_t i) co
     return values[valueNumber(key.more, i - 1)].getText();
 }
 
-std::string_view Values::last(Key const& key, Obfuscated kind) const {
-    Index const list = kind == Obfuscated::yes ? key.obfuscated : key.more;
-    if (list != none) return values[lists[list].last].getText();
-    if (kind == Obfuscated::yes || key.value == nullptr) return {};
-    return {key.value, key.valueLength};
-}
-
 // --------------------------------------------------------------------------------------- lists
 
 Index Values::newValue(std::string_view text) {
@@ -205,6 +198,16 @@ void Values::remove(Key& key, Obfuscated kind, std::uint32_t i) {
 void Values::clear(Key& key) {
     clearPlain(key);
     clearObfuscated(key);
+}
+
+bool Values::overwrite(Key& key, std::string_view text) {
+    bool const isOnly = key.value != nullptr && key.more == none && key.obfuscated == none;
+    if (!isOnly || text.size() > key.valueLength) return false;
+    texts.endUse(key.valueLength);
+    texts.overwrite(key.value, text);
+    key.valueLength = static_cast<std::uint32_t>(text.size());
+    texts.startUse(key.valueLength);
+    return true;
 }
 
 void Values::move(Texts& fresh, Key& key) {

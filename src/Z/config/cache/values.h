@@ -56,7 +56,12 @@ class Values {
     /// Value number `i` of the kind; its data is null when there is none.
     [[nodiscard]] std::string_view at(Key const& key, Obfuscated kind, std::uint32_t i) const;
     /// The last value of the kind; its data is null when there is none.
-    [[nodiscard]] std::string_view last(Key const& key, Obfuscated kind) const;
+    [[nodiscard]] std::string_view last(Key const& key, Obfuscated kind) const {
+        Index const list = kind == Obfuscated::yes ? key.obfuscated : key.more;
+        if (list != none) return values[lists[list].last].getText();
+        if (kind == Obfuscated::yes || key.value == nullptr) return {};
+        return {key.value, key.valueLength};
+    }
     template <class Visit>  // visit(std::string_view value), in file order
     void each(Key const& key, Obfuscated kind, Visit visit) const;
 
@@ -75,6 +80,8 @@ class Values {
     void change(Key& key, Obfuscated kind, std::uint32_t i, std::string_view text);
     void remove(Key& key, Obfuscated kind, std::uint32_t i);
     void clear(Key& key);
+    /// As Records::overwriteValue().
+    [[nodiscard]] bool overwrite(Key& key, std::string_view text);
 
     /// Moves all values of the key.
     void move(Texts& fresh, Key& key);

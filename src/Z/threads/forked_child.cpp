@@ -26,7 +26,7 @@ constexpr std::chrono::milliseconds moment{100};
 pthread_mutex_t forkMutex = PTHREAD_MUTEX_INITIALIZER;
 std::atomic<ZForkedChild::Handlers const*> processLocks{nullptr};  // null: there are none yet
 std::atomic<unsigned int> forkCount{0};
-ZWholeOverFork* firstObject = nullptr;                             // guarded by forkMutex
+ZWholeOverFork* firstObject = nullptr;  // guarded by forkMutex
 
 /// The system has no reason to refuse a plain mutex. If it does, it is asked once more: without the
 /// mutex only a fork could do harm, with it for ever nobody would get on.

@@ -302,7 +302,7 @@ ZWorkerPool::Worker::Owned ZWorkerPool::Core::takeAny() {
 
 ZWorkerPool::ZWorkerPool(unsigned int workers, unsigned int limit) {
     if (workers == 0) zraise(ZInvalidParameterException(), sourceName, __LINE__);
-    core.reset(new Core(workers, limit));
+    core = std::make_unique<Core>(workers, limit);
     core->start();
 }
 

@@ -22,16 +22,15 @@
 /// - With a limit of 0 nothing is queued: run() waits until a worker is idle.
 /// - A job's run() goes beyond the limit, because a job that waited for room would keep the worker
 ///   that is to make it. Its tryRun() does not.
-/// - What escapes a job is reported, as of a thread: exceptions of the library by themselves,
-/// others
-///   as message 19. Its worker goes on with the next job.
+/// - What escapes a job is reported: exceptions of the library by themselves, others as message 19.
+///   Its worker goes on with the next job.
 /// - A job may leave by pthread_exit() or be cancelled; a new thread takes the place of its worker.
 ///   Should the system refuse that one, it is reported and the pool goes on with fewer workers,
 ///   until run() or waitForAll() can start the missing ones.
 /// - Thread-specific slots and the like stay with a worker from one job to the next.
-/// - The child of a fork has the jobs and the workers of its parent no more than other threads:
-///   there, calls throw ZThreadException (message 20) with ESRCH, and the destructor does nothing.
-///   So does a worker: a job that forks ends the child itself, or its return does.
+/// - The child of a fork has neither the workers nor the jobs of its parent: there, calls throw
+///   ZThreadException (message 20) with ESRCH, and the destructor does nothing. Where a job forks,
+///   the child ends at the latest when the job returns.
 #ifndef Z_ZWORKERPOOL_H
 #define Z_ZWORKERPOOL_H
 
@@ -124,7 +123,7 @@ class ZFC_API ZWorkerPool {
         Place(Place const&) = delete;
         Place& operator=(Place const&) = delete;
         [[nodiscard]] bool isTaken() const { return core != nullptr; }
-        void fill(std::unique_ptr<Job> job);
+        void fill(std::unique_ptr<Job> job) noexcept;
 
       private:
         Core* core;  // null: there is none, or it is filled

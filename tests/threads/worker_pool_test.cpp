@@ -38,24 +38,13 @@ Report const notThere{"ZThreadException", 20, {std::to_string(ESRCH)}};
 Report const unknownInJob{"src/Z/ZWorkerPool", 19, {}};
 auto const doesNothing = [] {};
 
-/// Keeps workers busy until it is opened or ends.
-class Busy {
-  public:
-    Busy(ZWorkerPool& pool, int workers) {
-        for (int i = 0; i < workers; ++i)
-            pool.run([this] {
-                ++begun;
-                go.await();
-            });
-        awaitThat([&] { return begun == workers; });
-    }
-    ~Busy() { open(); }
-    void open() { go.open(); }
-
-  private:
+/// Keeps workers of the pool busy until `go` is opened.
+void keepBusy(ZWorkerPool& pool, int workers, Gate const& go) {
     std::atomic<int> begun{0};
-    Gate go;
-};
+    for (int i = 0; i < workers; ++i)
+        pool.run([&] { ++begun, go.await(); });
+    awaitThat([&] { return begun == workers; });
+}
 
 TEST(WorkerPoolTest, RunsJobsInTheirOrderRoundAfterRoundAndGivesBackWhatTheyHeld) {
     ZWorkerPool pool(1);
@@ -78,10 +67,10 @@ TEST(WorkerPoolTest, RunsJobsInTheirOrderRoundAfterRoundAndGivesBackWhatTheyHeld
 TEST(WorkerPoolTest, TakesAsManyAsItsWorkersAndItsQueueHoldAndRefusesOrWaitsBeyond) {
     for (unsigned int const limit : {0U, 1U, 3U}) {
         std::atomic<int> ran{0};
+        Gate go;
         ZWorkerPool pool(2, limit);
-        Busy busy(pool, 2);
-        auto mine = std::make_unique<int>(1);
-        auto job = [&ran, mine = std::move(mine)] { ran += *mine; };
+        keepBusy(pool, 2, go);
+        auto job = [&ran, mine = std::make_unique<int>(1)] { ran += *mine; };
         for (unsigned int i = 0; i < limit; ++i)
             EXPECT_TRUE(pool.tryRun([&ran] { ++ran; }));
         EXPECT_FALSE(pool.tryRun(std::move(job)));
@@ -92,7 +81,7 @@ TEST(WorkerPoolTest, TakesAsManyAsItsWorkersAndItsQueueHoldAndRefusesOrWaitsBeyo
         });
         awaitThat([&] { return giver != 0 && stateOf(giver) == 'S'; });
         EXPECT_EQ(ran, 0);
-        busy.open();
+        go.open();
         blocked.join();
         pool.waitForAll();
         EXPECT_EQ(ran, static_cast<int>(limit) + 1);
@@ -149,15 +138,12 @@ TEST(WorkerPoolTest, RefusesWhatIsNoJobAndKeepsOneForWhichThereIsNoMemory) {
     EXPECT_EQ(thrownBy([&] { pool.run(std::function<void()>()); }), invalidParameter);
     void (*const null)() = nullptr;
     EXPECT_EQ(thrownBy([&] { static_cast<void>(pool.tryRun(null)); }), invalidParameter);
-    auto mine = std::make_unique<int>(3);
     int ran = 0;
-    auto job = [&ran, mine = std::move(mine)] { ran += *mine; };
+    auto job = [&ran, mine = std::make_unique<int>(3)] { ran += *mine; };
     isExhausted = true;
     int const error = thrownBy([&] { pool.run(std::move(job)); }).number;
-    int const tryError = thrownBy([&] { static_cast<void>(pool.tryRun(std::move(job))); }).number;
     isExhausted = false;
     EXPECT_EQ(error, 1);
-    EXPECT_EQ(tryError, 1);
     EXPECT_TRUE(pool.tryRun(std::move(job))) << "the place is free again";
     pool.waitForAll();
     EXPECT_EQ(ran, 3);
@@ -188,8 +174,9 @@ TEST(WorkerPoolTest, EndsWhenAllJobsAreDoneAlsoInAJob) {
 
 TEST(WorkerPoolTest, AChildOfAForkHasNothingOfItsParentsAndTheParentKeepsAll) {
     std::atomic<int> ran{0};
+    Gate go;
     auto pool = std::make_unique<ZWorkerPool>(2, 1);
-    Busy busy(*pool, 2);
+    keepBusy(*pool, 2, go);
     pool->run([&] { ++ran; });
     auto const fork = [&] {
         return inChild([&] {
@@ -209,27 +196,12 @@ TEST(WorkerPoolTest, AChildOfAForkHasNothingOfItsParentsAndTheParentKeepsAll) {
     };
     EXPECT_EQ(fork(), 0);
     int status = -1;
-    busy.open();
+    go.open();
     pool->run([&] { status = fork(); });
     pool->waitForAll();
     EXPECT_EQ(status, 0);
     EXPECT_EQ(ran, 1);
 }
-
-// The address sanitizer of g++ takes what a cancelled wait left on its stack for in use.
-#if !defined(__SANITIZE_ADDRESS__)
-TEST(WorkerPoolTest, ACancelledWaitLeavesThePoolAsItWas) {
-    std::atomic<int> ran{0};
-    ZWorkerPool pool(1, 0);
-    Busy busy(pool, 1);
-    EXPECT_TRUE(Doomed([&] { pool.run([&] { ++ran; }); }).cancel());
-    EXPECT_TRUE(Doomed([&] { pool.waitForAll(); }).cancel());
-    busy.open();
-    pool.run([&] { ++ran; });
-    pool.waitForAll();
-    EXPECT_EQ(ran, 1);
-}
-#endif
 
 TEST(WorkerPoolTest, ServesManyCallersAtOnceAndLosesNothing) {
     constexpr int each = 400;

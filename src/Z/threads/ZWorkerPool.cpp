@@ -197,11 +197,14 @@ void ZWorkerPool::Core::giveBack() noexcept {
     });
 }
 
-void ZWorkerPool::Core::add(std::unique_ptr<Job> job) {
-    ZPersistentGuard const guard(lock);
-    Job*& end = first == nullptr ? first : last->next;
-    end = last = job.release();
-    idle.wakeOne();
+/// Into its place: the caller's callable is in the job already, and cannot be given back.
+void ZWorkerPool::Core::add(std::unique_ptr<Job> job) noexcept {
+    insist([&] {
+        ZPersistentGuard const guard(lock);
+        Job*& end = first == nullptr ? first : last->next;
+        end = last = job.release();
+        idle.wakeOne();
+    });
 }
 
 void ZWorkerPool::Core::waitForAll() {
@@ -299,7 +302,7 @@ ZWorkerPool::Worker::Owned ZWorkerPool::Core::takeAny() {
 
 ZWorkerPool::ZWorkerPool(unsigned int workers, unsigned int limit) {
     if (workers == 0) zraise(ZInvalidParameterException(), sourceName, __LINE__);
-    core.reset(new Core(workers, limit));
+    core = std::make_unique<Core>(workers, limit);
     core->start();
 }
 
@@ -324,7 +327,7 @@ ZWorkerPool::Place::~Place() {
     if (isTaken()) core->giveBack();
 }
 
-void ZWorkerPool::Place::fill(std::unique_ptr<Job> job) {
+void ZWorkerPool::Place::fill(std::unique_ptr<Job> job) noexcept {
     core->add(std::move(job));
     core = nullptr;  // its worker gives it back
 }

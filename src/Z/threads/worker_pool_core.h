@@ -69,7 +69,7 @@ class ZWorkerPool::Core {
     void start();
     [[nodiscard]] bool takePlace(WhenFull whenFull);
     void giveBack() noexcept;
-    void add(std::unique_ptr<Job> job);
+    void add(std::unique_ptr<Job> job) noexcept;
     void waitForAll();
     [[nodiscard]] unsigned long failureCount();
 

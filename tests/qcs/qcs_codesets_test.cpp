@@ -25,8 +25,9 @@ int lengthOf(Handle cs, std::string const& s) { return qcs_mblen(cs, s.data(), s
 std::string converted(decltype(qcs_to_utf8)* convert, Handle cs, std::string const& text) {
     std::string out(text.size() * 4 + 8, '#');
     int const written = convert(cs, text.data(), size(text), out.data(), size(out));
-    if (written >= 0) EXPECT_EQ(out.find_first_not_of('#', unsigned(written)), out.npos) << text;
-    return written < 0 ? "failed" : out.substr(0, static_cast<std::size_t>(written));
+    if (written < 0) return "failed";
+    EXPECT_EQ(out.find_first_not_of('#', static_cast<unsigned>(written)), out.npos) << text;
+    return out.substr(0, static_cast<std::size_t>(written));
 }
 std::string toUtf8(Handle cs, std::string const& s) { return converted(qcs_to_utf8, cs, s); }
 std::string fromUtf8(Handle cs, std::string const& s) { return converted(qcs_from_utf8, cs, s); }

@@ -98,7 +98,7 @@ class FewAscii {
     [[nodiscard]] int blockRun(char const* at) const {
         std::array<char, blockSize> stops{};
         for (std::size_t i = 0; i < stops.size(); ++i)
-            stops[i] = static_cast<char>(contains(at[i]) | !isPlain(at[i]));
+            stops[i] = static_cast<char>(int{contains(at[i])} | int{!isPlain(at[i])});
         std::array<std::uint64_t, 2> words{};
         std::memcpy(words.data(), stops.data(), stops.size());
         // The bits of a word lie eight apart, the summands of the factor seven: they meet in the

@@ -1,7 +1,6 @@
 #include "Z/ZAbstractString.h"
 
 #include <algorithm>
-#include <array>
 #include <climits>
 #include <cstddef>
 #include <cstring>
@@ -59,7 +58,7 @@ constexpr std::size_t places = 64;
 bool mayBegin(char const* at, std::string_view part) {
     std::size_t const last = part.size() - 1;
     std::size_t const second = std::min<std::size_t>(last, 1);
-    std::array<char, 3> const wanted{part[0], part[second], part[last]};
+    char const wanted[] = {part[0], part[second], part[last]};
     unsigned char hits = 0;
     for (std::size_t i = 0; i < places; ++i) {
         bool const isHit =

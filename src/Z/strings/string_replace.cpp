@@ -44,7 +44,7 @@ char* replaceForwards(char* text, char const* end, Find const& find, Exchange co
 }
 
 /// As many offsets as may be remembered; with more hits the text is searched twice instead.
-constexpr std::size_t mostRemembered = 64 * 1024;
+constexpr std::size_t mostRemembered = 0x10000;
 
 /// Offsets of the hits, of which it is more than `mostRemembered` when that many come back.
 template <class Find>

@@ -191,14 +191,14 @@ TEST(PropertyCacheTest, yearsOfEditsDoNotGrowIt) {
 }
 
 TEST(PropertyCacheTest, yearsOfEditsThatFailForWantOfMemoryDoNotGrowIt) {
-    // As many keys, and values beside others, as are kept in one block: one more needs the next.
-    std::string text = "[s]\nlast = 1\n";
+    // As many keys, and keys of several values, as are kept in one block: one more needs a block.
+    std::string text = "[s]\nlast = 1\nkey0 = 0\n";
     for (int i = 0; i < 63; ++i)
         text += "key" + std::to_string(i) + " = 1\nkey" + std::to_string(i) + " = 2\n";
     void (*const edits[])(Cache&) = {[](Cache& cache) { cache.addValue("s", "last", "2", 0); },
                                      [](Cache& cache) { cache.addValue("s", "last", "2", 1); },
                                      [](Cache& cache) { cache.addLine("s", "k", "", 0); }};
-    for (auto const edit : edits) {
+    for (auto const& edit : edits) {
         SCOPED_TRACE(&edit - edits);
         Cache twin(text);
         Cache cache(text);

@@ -1,5 +1,5 @@
 // link: static
-// wrap: fcntl64,open64,lseek64,read,write,pread64,pthread_mutex_lock,pthread_mutex_unlock
+// wrap: fcntl64,open64,read,pread64,pwrite64,pthread_mutex_lock,pthread_mutex_unlock
 // wrap: pthread_mutex_trylock,pthread_mutex_clocklock,pthread_mutex_timedlock,pthread_cond_wait
 // wrap: pthread_cond_clockwait,pthread_cond_broadcast
 
@@ -59,11 +59,10 @@ extern "C" int __wrap_open64(char const* path, int flags, ...) {
     if (afterOpen) std::exchange(afterOpen, nullptr)();
     return fd;
 }
-WRAP(lseek64, off64_t, -1, (int f, off64_t o, int w), (f, o, w))
 WRAP(pread64, ssize_t, -1, (int f, void* b, size_t n, off64_t o), (f, b, n, o))
 WRAP(read, ssize_t, -1, (int f, void* b, size_t n), (f, b, n))
-WRAP(write, ssize_t, fault.error == 0 ? __real_write(f, b, n - 1) : -1,
-     (int f, void const* b, size_t n), (f, b, n))
+WRAP(pwrite64, ssize_t, fault.error == 0 ? __real_pwrite64(f, b, n - 1, o) : -1,
+     (int f, void const* b, size_t n, off64_t o), (f, b, n, o))
 WRAP_PTHREAD(pthread_mutex_lock, (pthread_mutex_t * m), (m))
 WRAP_PTHREAD(pthread_mutex_unlock, (pthread_mutex_t * m), (m))
 WRAP_PTHREAD(pthread_mutex_trylock, (pthread_mutex_t * m), (m))
@@ -215,14 +214,12 @@ TEST_F(ProcessLockFaultTest, TellsTheSystemsCodeAndRepeatsWhatWasInterrupted) {
         {{"open64", 1, ENOSPC}, withCode("ZLockResourceException", 33, EBADF)},
         {{"fcntl64", 1, ENOSPC}, withCode("ZLockResourceException", 33, ENOSPC)},
         {{"fcntl64", 3, ENOSPC}, withCode("ZUnlockResourceException", 34, ENOSPC)},
-        {{"lseek64", 1, ENOSPC}, withCode("ZWriteResourceException", 33, ENOSPC)},
-        {{"write", 1, ENOSPC}, withCode("ZWriteResourceException", 33, ENOSPC)},
-        {{"lseek64", 2, ENOSPC}, withCode("ZReadResourceException", 35, ENOSPC)},
-        {{"read", 1, ENOSPC}, withCode("ZReadResourceException", 35, ENOSPC)},
+        {{"pwrite64", 1, ENOSPC}, withCode("ZWriteResourceException", 33, ENOSPC)},
+        {{"pread64", 2, ENOSPC}, withCode("ZReadResourceException", 35, ENOSPC)},
         {{"pthread_mutex_lock", 1, EIO}, withCode("ZLockResourceException", 5, EIO)},
         {{"fcntl64", 1, EINTR}, withCode("ZLockResourceException", 33, EINTR)},  // ends the wait
-        {{"read", 1, EINTR, 3}, {}},
-        {{"write", 1, EINTR, 3}, {}},
+        {{"pread64", 2, EINTR, 3}, {}},
+        {{"pwrite64", 1, EINTR, 3}, {}},
         {{"fcntl64", 1, EINTR, 3}, {}, true},
     };
     for (auto const& row : rows) {
@@ -278,7 +275,7 @@ TEST_F(ProcessLockFaultTest, ReleasesTheLockThatCannotWriteItsNumber) {
         lock.writeLock();
         lock.setLastSequence(5);
         EXPECT_EQ(withCode("ZWriteResourceException", 33, code),
-                  thrownWith({"write", 1, code}, [&] { lock.unlock(); }));
+                  thrownWith({"pwrite64", 1, code}, [&] { lock.unlock(); }));
         EXPECT_EQ(0U, lock.getSequence());
         EXPECT_EQ(5U, lock.getLastSequence());
         expectFree();

@@ -99,17 +99,31 @@ class Register {
     }
     void unregisterLock(ZAbstractProcessReadWriteLock& lock) {
         ZPersistentGuard const guard(lockOverAll);
+        ++ended;
         auto record = records.extract(&lock);
         if (!record.empty() && record.mapped().isKept) kept.insert(std::move(record));
     }
     Record& recordOf(ZAbstractProcessReadWriteLock const& lock) {
-        ZPersistentGuard const guard(lockOverAll);
-        return records.at(const_cast<ZAbstractProcessReadWriteLock*>(&lock));
+        // One cycle of a lock asks for its record seven times.
+        thread_local Found last{nullptr, nullptr, 0};
+        if (last.lock != &lock || last.ended != ended) last = find(lock);
+        return *last.record;
     }
 
   private:
     // Of nodes, because recordOf() hands out references that stay good while others come and go.
     using Records = std::unordered_map<ZAbstractProcessReadWriteLock*, Record>;
+
+    /// What a thread has found, good until a lock ends: the next one may have its address.
+    struct Found {
+        ZAbstractProcessReadWriteLock const* lock;
+        Record* record;
+        unsigned int ended;  // locks, when it was looked for
+    };
+    Found find(ZAbstractProcessReadWriteLock const& lock) {
+        ZPersistentGuard const guard(lockOverAll);
+        return {&lock, &records.at(const_cast<ZAbstractProcessReadWriteLock*>(&lock)), ended};
+    }
 
     // Around a fork nothing here is half done. What the handlers hold from one to the next is
     // beyond the analysis.
@@ -162,6 +176,8 @@ class Register {
 
     ZLock lockOverAll;
     Records records ZGUARDED_BY(lockOverAll);
+    // Changes under it. Who uses a lock knows already that one before it, of that address, ended.
+    std::atomic<unsigned int> ended{0};
     // Of locks that were destroyed while threads waited for them, which are in their records still.
     std::unordered_multimap<ZAbstractProcessReadWriteLock*, Record> kept ZGUARDED_BY(lockOverAll);
 };

@@ -15,6 +15,7 @@
 #include <atomic>
 
 #include "Z/ZLock.h"
+#include "Z/platform/locked_file.h"
 
 class ZAbstractProcessReadWriteLock;
 
@@ -75,6 +76,7 @@ struct Record {
     ZLock transition;                    // a stub lock's changes of state; nobody waits under it
     ZLock* fileLock = nullptr;           // of a file lock, else null
     std::atomic<int>* handle = nullptr;  // its descriptor; null where there is none
+    platform::Identity opened;           // the file behind the handle, if that is open
     std::atomic<int> timer{-1};          // descriptor of a request that waits with a limit
     std::atomic<int> openError{0};       // of the last opening: an errno, -1: not plain, 0: none
     std::atomic<int> fileMode{-1};       // permissions of a new file; -1: the usual ones

@@ -28,6 +28,7 @@
 namespace {
 
 using zfc::platform::Descriptor;
+using zfc::platform::Identity;
 using zfc::platform::LockMode;
 using zfc::platform::LockRange;
 using zfc::platform::LockWait;
@@ -64,15 +65,16 @@ int makeLockFile(char const* path, mode_t permissions) {
     return fchmod(made.get(), mode) == 0 ? 0 : errno;
 }
 
-/// Opens the lock file with `flags`; `file` stays not open, with the errno or notPlain, when it
-/// cannot be had or is something else that somebody planted.
-int openLockFile(Descriptor& file, char const* path, int flags) {
+/// Opens the lock file with `flags` and says which one it is; `file` stays not open, with the errno
+/// or notPlain, when it cannot be had or is something else that somebody planted.
+int openLockFile(Descriptor& file, Identity& identity, char const* path, int flags) {
     Descriptor opened = zfc::platform::openFile(path, flags | O_NOFOLLOW | O_NOCTTY, lockFileMode);
     if (!opened.isOpen()) return errno;
     auto const status = statusOf(opened.get());
     if (!status) return errno;
     if (!isPlain(*status)) return notPlain;
     file = std::move(opened);
+    identity = status->identity;
     return 0;
 }
 
@@ -164,11 +166,9 @@ int releaseRange(int fd, LockRange range) {
 /// 0 when the file could be read, at the offset or behind its end; else the errno, -1 when it is
 /// cut off. An empty file leaves the buffer alone.
 int readAt(int fd, void* buffer, off_t offset, std::size_t length) {
-    errno = 0;
-    if (lseek(fd, offset, SEEK_SET) < 0) return errno;
     ssize_t const got = uninterrupted([&] {
         errno = 0;
-        return read(fd, buffer, length);
+        return pread(fd, buffer, length, offset);
     });
     // A short read is no failure to the system: errno, 0 before the call, tells the two apart.
     if (got == static_cast<ssize_t>(length)) return 0;
@@ -192,11 +192,9 @@ bool writeAt(int fd, void const* buffer, off_t offset, std::size_t length) {
         errno = EFBIG;
         return false;
     }
-    errno = 0;
-    if (lseek(fd, offset, SEEK_SET) < 0) return false;
     ssize_t const put = uninterrupted([&] {
         errno = 0;
-        return write(fd, buffer, length);
+        return pwrite(fd, buffer, length, offset);
     });
     return put == static_cast<ssize_t>(length);
 }
@@ -243,7 +241,7 @@ void ZUnixProcessReadWriteFileLock::createLockFile() {
     Descriptor file;
     int const mode = record.fileMode;
     int rc = mode < 0 ? 0 : makeLockFile(path, static_cast<mode_t>(mode));
-    if (rc == 0) rc = openLockFile(file, path, O_RDWR | O_CREAT | O_SYNC);
+    if (rc == 0) rc = openLockFile(file, record.opened, path, O_RDWR | O_CREAT | O_SYNC);
     if (rc == 0) fileHandle = file.release();
     record.openError = rc;
 }
@@ -305,10 +303,10 @@ int ZUnixProcessReadWriteFileLock::requestRange(zlockstate mode, unsigned int st
 }
 
 bool ZUnixProcessReadWriteFileLock::isReplaced() const {
-    auto const opened = statusOf(fileHandle);
-    if (!opened) return false;
     auto const named = zfc::platform::statusOfName(getLockFileName().getChars());
-    return named ? !(opened->identity == named->identity) : errno == ENOENT;
+    if (!named) return errno == ENOENT;
+    // An open file stays the one that it was when it was opened: it need not be asked again.
+    return !(named->identity == zfc::process_locks::recordOf(*this).opened);
 }
 
 void ZUnixProcessReadWriteFileLock::unlockFileRange(unsigned int start, unsigned int length) {
@@ -319,8 +317,8 @@ void ZUnixProcessReadWriteFileLock::writeBytes(void* buffer, unsigned int offset
                                                unsigned int length) {
     auto const start = static_cast<off_t>(offset);
     // Each write waits for the disk (O_SYNC). A process that takes the lock again and again leaves
-    // its pid once.
-    if (isStored(fileHandle, buffer, start, length)) return;
+    // its pid once. The number is written because it is another one.
+    if (start == gateRange.start && isStored(fileHandle, buffer, start, length)) return;
     if (writeAt(fileHandle, buffer, start, length)) return;
     int const rc = errno;
     sequence = 0;  // what the file has now is not known
@@ -338,7 +336,8 @@ void ZUnixProcessReadWriteFileLock::readBytes(void* buffer, unsigned int offset,
 ZUnixProcessReadWriteFileLock::FileStatus ZUnixProcessReadWriteFileLock::fileStatus() const {
     FileStatus status{0, 0, zlockUnset};
     Descriptor file;
-    int rc = openLockFile(file, getLockFileName().getChars(), O_RDONLY | O_NONBLOCK);
+    Identity ignored;
+    int rc = openLockFile(file, ignored, getLockFileName().getChars(), O_RDONLY | O_NONBLOCK);
     if (rc == ENOENT) return status;
     struct {
         unsigned int sequence;

@@ -1,4 +1,4 @@
-// The library's locks and conditions beside those of the C++ and C libraries.
+// The library's locks and conditions beside those of the C++ and C libraries and Boost.
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 
@@ -8,6 +8,10 @@
 
 #include "Z/ZCondition.h"
 #include "Z/ZLock.h"
+
+#include <boost/thread/condition_variable.hpp>
+#include <boost/thread/mutex.hpp>
+#include <boost/thread/recursive_mutex.hpp>
 
 #if defined(__clang__)
 // Re-entry is what is measured.
@@ -50,11 +54,17 @@ void lockAndUnlock(benchmark::State& state) {
         lock.unlock();
     }
 }
-BENCHMARK_TEMPLATE(lockAndUnlock, BareMutex)->ThreadRange(1, 2)->UseRealTime();
-BENCHMARK_TEMPLATE(lockAndUnlock, std::mutex)->ThreadRange(1, 2)->UseRealTime();
-BENCHMARK_TEMPLATE(lockAndUnlock, std::recursive_mutex)->ThreadRange(1, 2)->UseRealTime();
-BENCHMARK_TEMPLATE(lockAndUnlock, ZLock)->ThreadRange(1, 2)->UseRealTime();
-BENCHMARK_TEMPLATE(lockAndUnlock, LockBehindInterface)->ThreadRange(1, 2)->UseRealTime();
+#define LOCK_AND_UNLOCK(Lock, side)         \
+    BENCHMARK_TEMPLATE(lockAndUnlock, Lock) \
+        ->Name("lock and unlock/" side)     \
+        ->ThreadRange(1, 2)                 \
+        ->UseRealTime()
+LOCK_AND_UNLOCK(ZLock, "ours");
+LOCK_AND_UNLOCK(LockBehindInterface, "ours, by the interface");
+LOCK_AND_UNLOCK(std::recursive_mutex, "std::recursive_mutex");
+LOCK_AND_UNLOCK(boost::recursive_mutex, "boost recursive_mutex");
+LOCK_AND_UNLOCK(std::mutex, "std::mutex");
+LOCK_AND_UNLOCK(BareMutex, "floor");
 
 template <class Lock>
 void reenter(benchmark::State& state) {
@@ -67,9 +77,18 @@ void reenter(benchmark::State& state) {
     }
     lock.unlock();
 }
-BENCHMARK_TEMPLATE(reenter, std::recursive_mutex);
-BENCHMARK_TEMPLATE(reenter, ZLock);
-BENCHMARK_TEMPLATE(reenter, LockBehindInterface);
+/// The floor of counting: what a lock does that need not find out who asks.
+struct Counter {
+    void lock() { ++depth; }
+    void unlock() { --depth; }
+    int depth = 0;
+};
+#define REENTER(Lock, side) BENCHMARK_TEMPLATE(reenter, Lock)->Name("lock once more/" side)
+REENTER(ZLock, "ours");
+REENTER(LockBehindInterface, "ours, by the interface");
+REENTER(std::recursive_mutex, "std::recursive_mutex");
+REENTER(boost::recursive_mutex, "boost recursive_mutex");
+REENTER(Counter, "floor");
 
 template <class Lock, class Guard>
 void guardAScope(benchmark::State& state) {
@@ -79,18 +98,27 @@ void guardAScope(benchmark::State& state) {
         benchmark::ClobberMemory();
     }
 }
-BENCHMARK_TEMPLATE(guardAScope, std::recursive_mutex, std::lock_guard<std::recursive_mutex>);
-BENCHMARK_TEMPLATE(guardAScope, ZLock, std::lock_guard<ZLock>);
-BENCHMARK_TEMPLATE(guardAScope, ZLock, ZResourceLock);
+template <class Lock>
+void guardAScopeByStandard(benchmark::State& state) {
+    guardAScope<Lock, std::lock_guard<Lock>>(state);
+}
+BENCHMARK_TEMPLATE(guardAScope, ZLock, ZResourceLock)->Name("guard a scope/ours");
+BENCHMARK_TEMPLATE(guardAScopeByStandard, ZLock)->Name("guard a scope/ours by std::lock_guard");
+BENCHMARK_TEMPLATE(guardAScopeByStandard, std::recursive_mutex)
+    ->Name("guard a scope/std::recursive_mutex");
+BENCHMARK_TEMPLATE(guardAScopeByStandard, boost::recursive_mutex)
+    ->Name("guard a scope/boost recursive_mutex");
+BENCHMARK_TEMPLATE(guardAScopeByStandard, BareMutex)->Name("guard a scope/floor");
 
 enum class Turn { mine, theirs, over };
 
-/// Two threads take turns, by the C++ library's means.
+/// Two threads take turns, by a mutex and a condition as the C++ library has them.
+template <class Mutex, class Lock, class Condition>
 class StandardTurns {
   public:
     /// Waits for its turn and gives it on; false when the game is over.
     bool pass(Turn from, Turn to) {
-        std::unique_lock guard(mutex);
+        Lock guard(mutex);
         changed.wait(guard, [&] { return turn == from || turn == Turn::over; });
         if (turn == Turn::over) return false;
         turn = to;
@@ -99,8 +127,30 @@ class StandardTurns {
     }
 
   private:
-    std::recursive_mutex mutex;
-    std::condition_variable_any changed;
+    Mutex mutex;
+    Condition changed;
+    Turn turn = Turn::mine;
+};
+
+/// The floor, by the C library's.
+class BareTurns {
+  public:
+    bool pass(Turn from, Turn to) {
+        pthread_mutex_lock(&mutex);
+        while (turn != from && turn != Turn::over)
+            pthread_cond_wait(&changed, &mutex);
+        bool const goesOn = turn != Turn::over;
+        if (goesOn) {
+            turn = to;
+            pthread_cond_signal(&changed);
+        }
+        pthread_mutex_unlock(&mutex);
+        return goesOn;
+    }
+
+  private:
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    pthread_cond_t changed = PTHREAD_COND_INITIALIZER;
     Turn turn = Turn::mine;
 };
 
@@ -122,8 +172,28 @@ class LibraryTurns {
     Turn turn = Turn::mine;
 };
 
+/// The calling thread, and those that it starts, on the first processor for this object's life.
+class OnOneProcessor {
+  public:
+    explicit OnOneProcessor(bool isWanted) {
+        pthread_getaffinity_np(pthread_self(), sizeof before, &before);
+        cpu_set_t first;
+        CPU_ZERO(&first);
+        CPU_SET(0, &first);
+        if (isWanted) pthread_setaffinity_np(pthread_self(), sizeof first, &first);
+    }
+    ~OnOneProcessor() { pthread_setaffinity_np(pthread_self(), sizeof before, &before); }
+    OnOneProcessor(OnOneProcessor const&) = delete;
+    OnOneProcessor& operator=(OnOneProcessor const&) = delete;
+
+  private:
+    cpu_set_t before{};
+};
+
+/// With `state.range(0)` processors.
 template <class Turns>
 void conditionRoundTrip(benchmark::State& state) {
+    OnOneProcessor const pinned(state.range(0) == 1);
     Turns turns;
     std::thread other([&] {
         while (turns.pass(Turn::theirs, Turn::mine)) {
@@ -134,7 +204,18 @@ void conditionRoundTrip(benchmark::State& state) {
     turns.pass(Turn::mine, Turn::over);
     other.join();
 }
-BENCHMARK_TEMPLATE(conditionRoundTrip, StandardTurns)->UseRealTime();
-BENCHMARK_TEMPLATE(conditionRoundTrip, LibraryTurns)->UseRealTime();
+using StdTurns = StandardTurns<std::recursive_mutex, std::unique_lock<std::recursive_mutex>,
+                               std::condition_variable_any>;
+using BoostTurns =
+    StandardTurns<boost::mutex, boost::unique_lock<boost::mutex>, boost::condition_variable>;
+#define ROUND_TRIP(Turns, side)                   \
+    BENCHMARK_TEMPLATE(conditionRoundTrip, Turns) \
+        ->Name("condition round trip/" side)      \
+        ->DenseRange(1, 2)                        \
+        ->UseRealTime()
+ROUND_TRIP(LibraryTurns, "ours");
+ROUND_TRIP(StdTurns, "std::condition_variable_any");
+ROUND_TRIP(BoostTurns, "boost condition_variable");
+ROUND_TRIP(BareTurns, "floor");
 
 }  // namespace

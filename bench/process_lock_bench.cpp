@@ -1,5 +1,6 @@
-// Locks between processes: one cycle of taking and releasing, alone and while another process does
-// the same. Those that keep their file open save the opening, which the library's cycle includes.
+// Locks between processes, on a file system in memory: one cycle of taking and releasing, alone and
+// while another process does the same. Those that keep their file open save the opening, which the
+// library's cycle includes, and the gate, which keeps readers from shutting writers out.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -19,11 +20,14 @@ namespace {
 /// Strings need a codeset directory; the one of this tree serves where none is given.
 [[maybe_unused]] int const environment = setenv("QCSDIR", ZFC_BENCH_QCSDIR, 0);
 
-/// A directory for the lock files, removed at the end.
+/// A directory for the lock files, in memory if there is one there; removed at the end.
 class Directory {
   public:
     Directory() {
-        std::string pattern = std::filesystem::temp_directory_path() / "zfc-bench-XXXXXX";
+        std::filesystem::path const memory = "/dev/shm";
+        std::string pattern =
+            (access(memory.c_str(), W_OK) == 0 ? memory : std::filesystem::temp_directory_path()) /
+            "zfc-bench-XXXXXX";
         if (mkdtemp(pattern.data()) == nullptr) abort();
         path_ = pattern;
     }
@@ -45,47 +49,92 @@ int openIn(std::string const& directory) {
     return open((directory + "/bare").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
 }
 
-void request(int fd, short type) {
+void request(int fd, short type, off_t start, off_t length) {
     struct flock record {};
     record.l_type = type;
     record.l_whence = SEEK_SET;
+    record.l_start = start;
+    record.l_len = length;
     if (fcntl(fd, F_OFD_SETLKW, &record) != 0) abort();
 }
 
-/// The least that does what the library's cycle does: open, lock, close.
-class BareOpenLockClose {
+/// The floor: the calls of the library's protocol and nothing else. That a planted or replaced file
+/// is noticed, and threads of the process are kept apart, is not in it.
+class BareProtocol {
   public:
-    explicit BareOpenLockClose(std::string const& directory) : directory_(directory) {}
-    void lock() {
+    explicit BareProtocol(std::string const& directory) : directory_(directory) {
         fd = openIn(directory_);
-        request(fd, F_WRLCK);
+        if (pwrite(fd, words, sizeof words, 0) != sizeof words) abort();
+        close(fd);
     }
-    void unlock() const { close(fd); }
+    void readLock() {
+        enter(F_RDLCK);
+        request(fd, F_UNLCK, 4, 4);
+        readWords();
+    }
+    void readUnlock() const {
+        request(fd, F_UNLCK, 0, 4);
+        close(fd);
+    }
+    void writeLock() {
+        enter(F_WRLCK);
+        readWords();
+    }
+    void writeUnlock() {
+        ++words[0];
+        if (pwrite(fd, words, 4, 0) != 4) abort();
+        request(fd, F_UNLCK, 0, 4);
+        request(fd, F_UNLCK, 4, 4);
+        close(fd);
+    }
 
   private:
+    void enter(short type) {
+        fd = openIn(directory_);
+        request(fd, F_WRLCK, 4, 4);
+        pid_t const pid = getpid();
+        if (pwrite(fd, &pid, 4, 4) != 4) abort();
+        request(fd, type, 0, 4);
+    }
+    void readWords() {
+        if (pread(fd, words, 4, 0) != 4) abort();
+    }
+
     std::string directory_;
+    unsigned int words[2] = {0, 0};
     int fd = -1;
 };
 
-/// The floor for those that keep their file open.
+struct BareRead : BareProtocol {
+    using BareProtocol::BareProtocol;
+    void lock() { readLock(); }
+    void unlock() { readUnlock(); }
+};
+
+struct BareWrite : BareProtocol {
+    using BareProtocol::BareProtocol;
+    void lock() { writeLock(); }
+    void unlock() { writeUnlock(); }
+};
+
+/// The least that locks and unlocks a file, which stays open: no queue, no number.
+template <short type>
 class BareKeptOpen {
   public:
     explicit BareKeptOpen(std::string const& directory) : fd(openIn(directory)) {}
     ~BareKeptOpen() { close(fd); }
     BareKeptOpen(BareKeptOpen const&) = delete;
     BareKeptOpen& operator=(BareKeptOpen const&) = delete;
-    void lock() const { request(fd, F_WRLCK); }
-    void unlock() const { request(fd, F_UNLCK); }
+    void lock() const { request(fd, type, 0, 0); }
+    void unlock() const { request(fd, F_UNLCK, 0, 0); }
 
   private:
     int fd;
 };
 
-class BoostFileLock {
+class Boost {
   public:
-    explicit BoostFileLock(std::string const& directory) : held(madeIn(directory).c_str()) {}
-    void lock() { held.lock(); }
-    void unlock() { held.unlock(); }
+    explicit Boost(std::string const& directory) : held(madeIn(directory).c_str()) {}
 
   private:
     /// The lock wants a file that is there.
@@ -94,7 +143,20 @@ class BoostFileLock {
         return directory + "/bare";
     }
 
+  protected:
     boost::interprocess::file_lock held;
+};
+
+struct BoostRead : Boost {
+    using Boost::Boost;
+    void lock() { held.lock_sharable(); }
+    void unlock() { held.unlock_sharable(); }
+};
+
+struct BoostWrite : Boost {
+    using Boost::Boost;
+    void lock() { held.lock(); }
+    void unlock() { held.unlock(); }
 };
 
 class Library {
@@ -183,17 +245,20 @@ void cycleBesideAnotherProcess(benchmark::State& state) {
     measure<Lock>(state, directory.path());
 }
 
-BENCHMARK_TEMPLATE(cycleAlone, BareOpenLockClose)->UseRealTime();
-BENCHMARK_TEMPLATE(cycleAlone, BareKeptOpen)->UseRealTime();
-BENCHMARK_TEMPLATE(cycleAlone, LibraryRead)->UseRealTime();
-BENCHMARK_TEMPLATE(cycleAlone, LibraryWriteUnchanged)->UseRealTime();
-BENCHMARK_TEMPLATE(cycleAlone, LibraryWrite)->UseRealTime();
-BENCHMARK_TEMPLATE(cycleBesideAnotherProcess, BareOpenLockClose)->UseRealTime();
-BENCHMARK_TEMPLATE(cycleBesideAnotherProcess, BareKeptOpen)->UseRealTime();
-BENCHMARK_TEMPLATE(cycleBesideAnotherProcess, LibraryRead)->UseRealTime();
-BENCHMARK_TEMPLATE(cycleBesideAnotherProcess, LibraryWriteUnchanged)->UseRealTime();
-BENCHMARK_TEMPLATE(cycleBesideAnotherProcess, LibraryWrite)->UseRealTime();
-BENCHMARK_TEMPLATE(cycleAlone, BoostFileLock)->UseRealTime();
-BENCHMARK_TEMPLATE(cycleBesideAnotherProcess, BoostFileLock)->UseRealTime();
+#define CYCLE(Lock, row, side)                                               \
+    BENCHMARK_TEMPLATE(cycleAlone, Lock)->Name(row "/" side)->UseRealTime(); \
+    BENCHMARK_TEMPLATE(cycleBesideAnotherProcess, Lock)                      \
+        ->Name(row ", beside another process/" side)                         \
+        ->UseRealTime()
+
+CYCLE(LibraryRead, "process read lock", "ours");
+CYCLE(BoostRead, "process read lock", "boost file_lock");
+CYCLE(BareKeptOpen<F_RDLCK>, "process read lock", "fcntl, kept open");
+CYCLE(BareRead, "process read lock", "floor");
+CYCLE(LibraryWrite, "process write lock", "ours");
+CYCLE(LibraryWriteUnchanged, "process write lock", "ours, nothing changed");
+CYCLE(BoostWrite, "process write lock", "boost file_lock");
+CYCLE(BareKeptOpen<F_WRLCK>, "process write lock", "fcntl, kept open");
+CYCLE(BareWrite, "process write lock", "floor");
 
 }  // namespace

@@ -9,6 +9,8 @@
 #include "Z/ZReadWriteLock.h"
 #include "Z/ZThread.h"
 
+#include <QReadWriteLock>
+#include <boost/interprocess/sync/interprocess_upgradable_mutex.hpp>
 #include <boost/thread/shared_mutex.hpp>
 
 #if defined(__clang__)
@@ -20,16 +22,8 @@ namespace {
 
 // ------------------------------------------------------------------------------ read-write locks
 
-/// One face for the three locks; std::shared_mutex has no protect.
-struct Standard {
-    void read() { lock.lock_shared(); }
-    void readDone() { lock.unlock_shared(); }
-    void write() { lock.lock(); }
-    void writeDone() { lock.unlock(); }
-    std::shared_mutex lock;
-};
-
-struct Library {
+/// One face for all. Protect and promotion have those that offer them.
+struct Ours {
     void read() { lock.readLock(); }
     void readDone() { lock.unlock(); }
     void write() { lock.writeLock(); }
@@ -38,6 +32,63 @@ struct Library {
     void protectDone() { lock.unlock(); }
     void promote() { lock.promoteReadToWriteLock(); }
     ZReadWriteLock lock;
+};
+
+struct Standard {
+    void read() { lock.lock_shared(); }
+    void readDone() { lock.unlock_shared(); }
+    void write() { lock.lock(); }
+    void writeDone() { lock.unlock(); }
+    std::shared_mutex lock;
+};
+
+struct Boost {
+    void read() { lock.lock_shared(); }
+    void readDone() { lock.unlock_shared(); }
+    void write() { lock.lock(); }
+    void writeDone() { lock.unlock(); }
+    void protect() { lock.lock_upgrade(); }
+    void protectDone() { lock.unlock_upgrade(); }
+    void promote() { lock.unlock_upgrade_and_lock(); }
+    boost::upgrade_mutex lock;
+};
+
+struct Interprocess {
+    void read() { lock.lock_sharable(); }
+    void readDone() { lock.unlock_sharable(); }
+    void write() { lock.lock(); }
+    void writeDone() { lock.unlock(); }
+    void protect() { lock.lock_upgradable(); }
+    void protectDone() { lock.unlock_upgradable(); }
+    void promote() { lock.unlock_upgradable_and_lock(); }
+    boost::interprocess::interprocess_upgradable_mutex lock;
+};
+
+struct Qt {
+    void read() { lock.lockForRead(); }
+    void readDone() { lock.unlock(); }
+    void write() { lock.lockForWrite(); }
+    void writeDone() { lock.unlock(); }
+    QReadWriteLock lock;
+};
+
+/// One atomic step in, one out; nobody could ever sleep.
+struct Floor {
+    void read() {
+        int inside = word.load(std::memory_order_relaxed);
+        while (inside < 0 || !word.compare_exchange_weak(inside, inside + 1))
+            if (inside < 0) inside = word.load(std::memory_order_relaxed);
+    }
+    void readDone() { word.fetch_sub(1); }
+    void write() {
+        for (int nobody = 0; !word.compare_exchange_weak(nobody, -1);)
+            nobody = 0;
+    }
+    void writeDone() { word.store(0); }
+    void protect() { write(); }
+    void protectDone() { writeDone(); }
+    void promote() { word.exchange(-2); }
+    std::atomic<int> word{0};  // readers; below 0 a writer
 };
 
 template <class Lock>
@@ -81,48 +132,62 @@ void promote(benchmark::State& state) {
     }
 }
 
-/// Nine reads for each write, of each thread.
-template <class Lock>
-void nineReadsAndAWrite(benchmark::State& state) {
-    static Lock lock;  // shared by the threads of one run
-    int turn = 0;
-    for (auto _ : state) {
-        if (++turn % 10 == 0) {
-            lock.write();
-            benchmark::ClobberMemory();
-            lock.writeDone();
-        } else {
-            lock.read();
-            benchmark::ClobberMemory();
-            lock.readDone();
-        }
-    }
+/// What a thread does inside and between, some dozens of nanoseconds each.
+void work(long steps) {
+    for (long i = 0; i < steps; ++i)
+        benchmark::DoNotOptimize(i);
 }
 
-BENCHMARK_TEMPLATE(read, Standard);
-BENCHMARK_TEMPLATE(read, Library);
-BENCHMARK_TEMPLATE(write, Standard);
-BENCHMARK_TEMPLATE(write, Library);
-BENCHMARK_TEMPLATE(protect, Library);
-BENCHMARK_TEMPLATE(promote, Library);
-BENCHMARK_TEMPLATE(nineReadsAndAWrite, Standard)->Threads(1)->Threads(2)->UseRealTime();
-BENCHMARK_TEMPLATE(nineReadsAndAWrite, Library)->Threads(1)->Threads(2)->UseRealTime();
+/// One of `state.range(0)` turns writes, none for 0, with `state.range(1)` steps of work inside and
+/// between; of each thread.
+template <class Lock>
+void takeTurns(benchmark::State& state) {
+    static Lock lock;  // shared by the threads of one run
+    long const round = state.range(0);
+    long const steps = state.range(1);
+    long turn = 0;
+    for (auto _ : state) {
+        bool const writes = round != 0 && ++turn % round == 0;
+        writes ? lock.write() : lock.read();
+        work(steps);
+        writes ? lock.writeDone() : lock.readDone();
+        work(steps);
+    }
+    state.SetItemsProcessed(state.iterations());
+}
 
-struct Boost {
-    void read() { lock.lock_shared(); }
-    void readDone() { lock.unlock_shared(); }
-    void write() { lock.lock(); }
-    void writeDone() { lock.unlock(); }
-    void protect() { lock.lock_upgrade(); }
-    void protectDone() { lock.unlock_upgrade(); }
-    void promote() { lock.unlock_upgrade_and_lock(); }
-    boost::upgrade_mutex lock;
-};
-BENCHMARK_TEMPLATE(read, Boost);
-BENCHMARK_TEMPLATE(write, Boost);
-BENCHMARK_TEMPLATE(protect, Boost);
-BENCHMARK_TEMPLATE(promote, Boost);
-BENCHMARK_TEMPLATE(nineReadsAndAWrite, Boost)->Threads(1)->Threads(2)->UseRealTime();
+#define READ_WRITE_LOCK(Lock, side)                            \
+    BENCHMARK_TEMPLATE(read, Lock)->Name("read lock/" side);   \
+    BENCHMARK_TEMPLATE(write, Lock)->Name("write lock/" side); \
+    BENCHMARK_TEMPLATE(takeTurns, Lock)                        \
+        ->Name("read lock, two threads/" side)                 \
+        ->Args({0, 0})                                         \
+        ->Threads(2)                                           \
+        ->UseRealTime();                                       \
+    BENCHMARK_TEMPLATE(takeTurns, Lock)                        \
+        ->Name("nine reads and a write, two threads/" side)    \
+        ->Args({10, 0})                                        \
+        ->Threads(2)                                           \
+        ->UseRealTime();                                       \
+    BENCHMARK_TEMPLATE(takeTurns, Lock)                        \
+        ->Name("the same with work, two threads/" side)        \
+        ->Args({10, 60})                                       \
+        ->Threads(2)                                           \
+        ->UseRealTime()
+#define PROTECT_LOCK(Lock, side)                                   \
+    BENCHMARK_TEMPLATE(protect, Lock)->Name("protect lock/" side); \
+    BENCHMARK_TEMPLATE(promote, Lock)->Name("protect and promote/" side)
+
+READ_WRITE_LOCK(Ours, "ours");
+READ_WRITE_LOCK(Standard, "std::shared_mutex");
+READ_WRITE_LOCK(Boost, "boost upgrade_mutex");
+READ_WRITE_LOCK(Interprocess, "boost interprocess");
+READ_WRITE_LOCK(Qt, "QReadWriteLock");
+READ_WRITE_LOCK(Floor, "floor");
+PROTECT_LOCK(Ours, "ours");
+PROTECT_LOCK(Boost, "boost upgrade_mutex");
+PROTECT_LOCK(Interprocess, "boost interprocess");
+PROTECT_LOCK(Floor, "floor");
 
 // ---------------------------------------------------------------------------------------- threads
 
@@ -140,13 +205,13 @@ void startAndJoinPthread(benchmark::State& state) {
         pthread_join(thread, nullptr);
     }
 }
-BENCHMARK(startAndJoinPthread)->UseRealTime();
+BENCHMARK(startAndJoinPthread)->Name("start and join a thread/floor")->UseRealTime();
 
 void startAndJoinStandard(benchmark::State& state) {
     for (auto _ : state)
         std::thread([] {}).join();
 }
-BENCHMARK(startAndJoinStandard)->UseRealTime();
+BENCHMARK(startAndJoinStandard)->Name("start and join a thread/std::thread")->UseRealTime();
 
 void startAndJoinLibrary(benchmark::State& state) {
     EmptyThread thread;
@@ -155,7 +220,7 @@ void startAndJoinLibrary(benchmark::State& state) {
         thread.waitForExit();
     }
 }
-BENCHMARK(startAndJoinLibrary)->UseRealTime();
+BENCHMARK(startAndJoinLibrary)->Name("start and join a thread/ours")->UseRealTime();
 
 /// A worker that says when it has worked.
 class Worker : public ZSleeperThread {
@@ -191,7 +256,7 @@ void poolTasks(benchmark::State& state) {
     pool.waitForExit();
     state.SetItemsProcessed(done);
 }
-BENCHMARK(poolTasks)->UseRealTime();
+BENCHMARK(poolTasks)->Name("task on an idle worker/ours")->UseRealTime();
 
 struct ShortTask : ZThread {
     explicit ShortTask(std::atomic<long>& counter) : ZThread(1, 1), done(counter) {}
@@ -208,6 +273,6 @@ void poolThreads(benchmark::State& state) {
     pool.waitForExit();
     state.SetItemsProcessed(done);
 }
-BENCHMARK(poolThreads)->UseRealTime();
+BENCHMARK(poolThreads)->Name("task on a thread of its own/ours")->UseRealTime();
 
 }  // namespace

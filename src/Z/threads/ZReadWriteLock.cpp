@@ -259,7 +259,7 @@ void ZReadWriteLock::promoteReadToWriteLock() {
 
 /// If no reader is inside.
 bool ZReadWriteLock::promoteAtOnce() {
-    Word word = readerCount.load(std::memory_order_relaxed);
+    Word word = zlockProtect;
     while (word < oneReader)
         if (readerCount.compare_exchange_weak(word, word | zlockWrite, std::memory_order_acquire,
                                               std::memory_order_relaxed))

@@ -58,8 +58,9 @@ void request(int fd, short type, off_t start, off_t length) {
     if (fcntl(fd, F_OFD_SETLKW, &record) != 0) abort();
 }
 
-/// The floor: the calls of the library's protocol and nothing else. That a planted or replaced file
-/// is noticed, and threads of the process are kept apart, is not in it.
+/// The floor: the calls of the library's protocol and nothing else. What the library's cycle takes
+/// beyond it are two looks at the file, which notice one that was planted or replaced, the limit of
+/// file sizes asked for before a write, and the locks that keep the process's threads apart.
 class BareProtocol {
   public:
     explicit BareProtocol(std::string const& directory) : directory_(directory) {

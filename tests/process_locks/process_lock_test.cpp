@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -75,6 +76,20 @@ TEST_F(ProcessLockTest, GivesItsFileTheModeThatWasAskedForAndTellsWhoMayNotOpenI
               }));
 }
 
+TEST_F(ProcessLockTest, ALockInThePlaceOfOneThatEndedHasNothingOfIt) {
+    std::optional<Lock> lockAgain;
+    for (int const mode : {0660, 0600}) {
+        lockAgain.emplace("config", directory.path().c_str());
+        if (mode != 0600) lockAgain->setLockFileMode(0660);
+        lockAgain->readLock();
+        struct stat status {};
+        EXPECT_EQ(0, stat(path.c_str(), &status));
+        EXPECT_EQ(static_cast<mode_t>(mode), status.st_mode & 0777U);
+        lockAgain->unlock();
+        ASSERT_EQ(0, unlink(path.c_str()));
+    }
+}
+
 TEST_F(ProcessLockTest, TakesFilesAndDirectoriesOfAnyDate) {
     writeSequence(path, 7);
     ASSERT_EQ(0, system(("touch -d 2100-01-01 '" + path + "' " + directory.path()).c_str()));
@@ -101,6 +116,11 @@ TEST_F(ProcessLockTest, WritersAdvanceTheNumberAndLeaveTheirPid) {
         EXPECT_TRUE(lock.getFileHandle() == -1 && lock.getUpdate() == 0);
     }
     lock.writeLock();
+    writeSequence(path, 17);
+    unsigned long found = 0;
+    lock.readSequenceNumber(&found);
+    EXPECT_EQ(17U, found) << "what the file has now";
+    writeSequence(path, number);
     lock.unlock(0);
     EXPECT_EQ(number, lockWords(path).sequence) << "released without a change";
     struct stat status {};

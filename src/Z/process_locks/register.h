@@ -16,6 +16,7 @@
 
 #include "Z/ZLock.h"
 #include "Z/platform/locked_file.h"
+#include "Z/process_locks/lock_file.h"
 
 class ZAbstractProcessReadWriteLock;
 
@@ -77,6 +78,7 @@ struct Record {
     ZLock* fileLock = nullptr;           // of a file lock, else null
     std::atomic<int>* handle = nullptr;  // its descriptor; null where there is none
     platform::Identity opened;           // the file behind the handle, if that is open
+    FileWords words;                     // and what it holds; these two change under fileLock
     std::atomic<int> timer{-1};          // descriptor of a request that waits with a limit
     std::atomic<int> openError{0};       // of the last opening: an errno, -1: not plain, 0: none
     std::atomic<int> fileMode{-1};       // permissions of a new file; -1: the usual ones

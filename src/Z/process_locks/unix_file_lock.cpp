@@ -4,12 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
-#include <cstring>
 #include <ctime>
 #include <utility>
 
@@ -178,14 +176,6 @@ int readAt(int fd, void* buffer, off_t offset, std::size_t length) {
     return status->size == 0 ? 0 : -1;
 }
 
-/// Whether the file has these few bytes already.
-bool isStored(int fd, void const* bytes, off_t offset, std::size_t length) {
-    std::array<char, dataRange.length + gateRange.length> found{};
-    return length <= found.size() &&
-           pread(fd, found.data(), length, offset) == static_cast<ssize_t>(length) &&
-           std::memcmp(found.data(), bytes, length) == 0;
-}
-
 /// Whether all was written; else errno says why, 0 when the system does not.
 bool writeAt(int fd, void const* buffer, off_t offset, std::size_t length) {
     if (zfc::platform::exceedsSizeLimit(offset + static_cast<off_t>(length))) {
@@ -238,6 +228,7 @@ void ZUnixProcessReadWriteFileLock::createLockFile() {
     // takes on it, for as long as it lives.
     zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
     ZNoFork const untilNoted;
+    record.words.forget();
     Descriptor file;
     int const mode = record.fileMode;
     int rc = mode < 0 ? 0 : makeLockFile(path, static_cast<mode_t>(mode));
@@ -282,6 +273,7 @@ void ZUnixProcessReadWriteFileLock::lockFileRange(zlockstate mode, unsigned int 
         closeLockFile();
         rc = requestRange(mode, start, length);
     }
+    if (rc == 0 && takesGate) zfc::process_locks::recordOf(*this).words.read(fileHandle);
     if (rc == 0) return;
     if (mode == zlockUnset)
         zraise(ZUnlockResourceException(numberOf(Message::processUnlockFailed), rc), sourceName,
@@ -292,12 +284,11 @@ void ZUnixProcessReadWriteFileLock::lockFileRange(zlockstate mode, unsigned int 
 int ZUnixProcessReadWriteFileLock::requestRange(zlockstate mode, unsigned int start,
                                                 unsigned int length) {
     createLockFile();
-    zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
     LockRange const range{static_cast<off_t>(start), static_cast<off_t>(length)};
+    if (mode == zlockUnset) return releaseRange(fileHandle, range);
+    zfc::process_locks::Record& record = zfc::process_locks::recordOf(*this);
     ZWaiting const waiting(record.waiters);
-    int const rc = mode == zlockUnset ? releaseRange(fileHandle, range)
-                                      : takeRange(fileHandle, modeOf(mode), range,
-                                                  TimeLimit::of(*this), record.timer);
+    int const rc = takeRange(fileHandle, modeOf(mode), range, TimeLimit::of(*this), record.timer);
     if (record.isKept) zstayForever();
     return rc;
 }
@@ -316,9 +307,11 @@ void ZUnixProcessReadWriteFileLock::unlockFileRange(unsigned int start, unsigned
 void ZUnixProcessReadWriteFileLock::writeBytes(void* buffer, unsigned int offset,
                                                unsigned int length) {
     auto const start = static_cast<off_t>(offset);
+    zfc::process_locks::FileWords& words = zfc::process_locks::recordOf(*this).words;
     // Each write waits for the disk (O_SYNC). A process that takes the lock again and again leaves
-    // its pid once. The number is written because it is another one.
-    if (start == gateRange.start && isStored(fileHandle, buffer, start, length)) return;
+    // its pid once.
+    if (words.have(buffer, offset, length)) return;
+    words.forget();
     if (writeAt(fileHandle, buffer, start, length)) return;
     int const rc = errno;
     sequence = 0;  // what the file has now is not known
@@ -328,6 +321,8 @@ void ZUnixProcessReadWriteFileLock::writeBytes(void* buffer, unsigned int offset
 
 void ZUnixProcessReadWriteFileLock::readBytes(void* buffer, unsigned int offset,
                                               unsigned int length) {
+    if (fileHandle >= 0 && zfc::process_locks::recordOf(*this).words.give(buffer, offset, length))
+        return;
     if (int const rc = readAt(fileHandle, buffer, static_cast<off_t>(offset), length))
         zraise(ZReadResourceException(numberOf(Message::lockFileReadFailed), rc), sourceName,
                __LINE__);

@@ -43,9 +43,10 @@ using State = ZReadWriteLockInterface::zlockstate;
 /// - The first table of the header holds from every value to the next, because each step exchanges
 ///   the very value that admitted it. No value in between is ever seen.
 /// - No wake-up is lost. Who is to wait sets bit 2 under the guard, looks at the word once more,
-/// and
-///   gives the guard up by waiting. What was given back before bit 2 was set is seen by that look;
-///   what is given back later needs the guard first, and so finds the thread asleep.
+///   and gives the guard up by waiting. What was given back before bit 2 was set is seen by that
+///   look; what is given back later needs the guard first, and so finds the thread asleep.
+/// - An exchange begins with a guess, not with a look: between processors a look would cost as much
+///   again as the exchange, which tells the true value when it fails.
 /// - A release takes the guard before it changes anything: when that fails nothing was released.
 using Word = unsigned int;
 constexpr Word modeBits = 3;
@@ -77,12 +78,12 @@ Word entered(Word word, State requested) {
     return word + oneReader;
 }
 
-/// Exchanges the word for what `without` makes of it, and gives that; none, and nothing done, when
-/// threads wait and that is not allowed.
+/// Exchanges the word, which may be `guess`, for what `without` makes of it, and gives that; none,
+/// and nothing done, when threads wait and that is not allowed.
 template <class Without>
-inline std::optional<Word> release(std::atomic<Word>& shared, bool mayWait,
+inline std::optional<Word> release(std::atomic<Word>& shared, Word guess, bool mayWait,
                                    Without const& without) {
-    Word word = shared.load(std::memory_order_relaxed);
+    Word word = guess;
     Word left = 0;
     do {
         if (!mayWait && (word & waitersBit) != 0) return std::nullopt;
@@ -212,7 +213,7 @@ bool ZReadWriteLock::lockFor(zlockstate requested, long milliseconds) {
 
 /// Takes the mode if it is to be had now.
 inline bool ZReadWriteLock::enter(zlockstate requested) {
-    Word word = readerCount.load(std::memory_order_relaxed);
+    Word word = 0;  // a guess, as every value here until the exchange has failed
     do {
         // The holder would wait for itself. A reader that asks again is not known here and is let
         // in beside itself; one that asks for more waits for ever, as the header says.
@@ -245,7 +246,8 @@ bool ZReadWriteLock::enterInAMoment(zlockstate requested) {
     constexpr int looks = 30;
     for (int i = 0; i < looks; ++i) {
         pauseForMoment();
-        if (enter(requested)) return true;
+        bool const isLikely = admits(readerCount.load(std::memory_order_relaxed), requested);
+        if (isLikely && enter(requested)) return true;
     }
     return false;
 }
@@ -258,7 +260,7 @@ void ZReadWriteLock::promoteReadToWriteLock() {
 
 /// If no reader is inside.
 bool ZReadWriteLock::promoteAtOnce() {
-    Word word = readerCount.load(std::memory_order_relaxed);
+    Word word = zlockProtect;
     while (word < oneReader)
         if (readerCount.compare_exchange_weak(word, word | zlockWrite, std::memory_order_acquire,
                                               std::memory_order_relaxed))
@@ -305,14 +307,14 @@ inline std::optional<unsigned int> ZReadWriteLock::leaveAsOwner(Waiters expected
     // Before the mode is free: behind that, the next owner's note would be lost.
     zlockstate const held = state.load(std::memory_order_relaxed);
     state.store(zlockUnset, std::memory_order_relaxed);
-    auto const left =
-        release(readerCount, expected == Waiters::some, [](Word word) { return word & ~modeBits; });
+    auto const left = release(readerCount, held, expected == Waiters::some,
+                              [](Word word) { return word & ~modeBits; });
     if (!left) state.store(held, std::memory_order_release);
     return left;
 }
 
 inline std::optional<unsigned int> ZReadWriteLock::leaveAsReader(Waiters expected) {
-    return release(readerCount, expected == Waiters::some, [](Word word) {
+    return release(readerCount, oneReader, expected == Waiters::some, [](Word word) {
         if (word < oneReader) refuseUnlock(__LINE__);
         return word - oneReader;
     });

@@ -3,9 +3,9 @@
 // key. The floor is the least work that gives the same answers: an array of views into the file's
 // text, found by an unkeyed hash.
 //
-// What the time goes into: a look-up takes and frees the object's lock (a third at 100 keys) and
-// copies the value; of 1000000 keys nearly all of it waits for memory, twice in a row. A store
-// flushes the copy and the file, each with an entry in the directory.
+// What the time goes into: a look-up takes and frees the object's lock (a fifth of its
+// instructions) and copies the value; of 1000000 keys nearly all of it waits for memory, twice in a
+// row. A store flushes the copy and the file, each with an entry in the directory.
 #define SI_NO_CONVERSION  // bytes are kept as they are
 #include <SimpleIni.h>
 #include <fcntl.h>

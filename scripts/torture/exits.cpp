@@ -88,7 +88,7 @@ constexpr Wait waits[] = {
              o.local.promoteReadToWriteLock();
          });
      }},
-    {"sleeper", [](Objects& o) { o.sleeper.start(), o.hourly.start(), awaitSleep(); }},
+    {"sleeper", [](Objects& o) { o.sleeper.start(), o.hourly.start(); }},
     {"pool",
      [](Objects& o) {
          o.pool.start(o.working);

@@ -112,6 +112,7 @@ class ZFC_API ZCondition : public ZAbstractCondition {
 
   private:
     friend struct ZForkedChild;  // makes it new in the child of a fork
+    friend class ZSleeperThread;
 
     struct CondDelete {
         void operator()(pthread_cond_t* initialised) const noexcept;
@@ -119,6 +120,7 @@ class ZFC_API ZCondition : public ZAbstractCondition {
     using Cond = std::unique_ptr<pthread_cond_t, CondDelete>;
 
     explicit ZCondition(std::unique_ptr<ZLock> own);
+    void awaitWaiter() const noexcept;
     [[nodiscard]] bool isInUse() const noexcept;
     void keep() noexcept;
     [[nodiscard]] static Cond createCond();

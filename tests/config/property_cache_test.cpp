@@ -3,9 +3,12 @@
 #include <malloc.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <new>
+#include <set>
 #include <tuple>
+#include <vector>
 
 #include "Z/ZUTF8String.h"
 #include "support/properties.h"
@@ -93,6 +96,37 @@ TEST(PropertyCacheTest, argumentsMayLieInTheCache) {
     cache.remove(charsAt(names, 1));
     cache.remove("s", charsAt(*cache.getNames("s"), 0));
     EXPECT_EQ(cache.written(), "[s]\n");
+}
+
+/// A value that is no longer than the old one is written over it.
+TEST(PropertyCacheTest, aValueMayBeATailOfTheOneItReplaces) {
+    Cache cache("[s]\nk = abcdef\nl = 1\n");
+    for (char const* const tail : {"bcdef", "f", "f", ""}) {
+        char const* const old = cache.valueAt("s", "k", 0);
+        cache.addLine("s", "k", old + (std::strlen(old) - std::strlen(tail)), 0);
+        EXPECT_EQ(cache.written(),
+                  "[s]\nk =" + (*tail == '\0' ? "" : std::string(" ") + tail) + "\nl = 1\n");
+        cache.check();
+    }
+    for (char const* const text : {"a longer one than before", "short", "1"}) {
+        cache.set("s", "l", text);
+        EXPECT_EQ(cache.values("s", "l"), Texts{text});
+        cache.check();
+    }
+}
+
+TEST(PropertyCacheTest, everyByteOfANameCountsForItsHash) {
+    std::set<std::uint32_t> hashes;
+    std::size_t names = 0;
+    for (std::size_t length = 0; length < 40; ++length) {
+        for (std::size_t other = 0; other <= length; ++other) {
+            std::vector<char> name(length, 'a');  // without a byte to spare behind it
+            if (other < length) name[other] = 'b';
+            hashes.insert(zfc::cache::hashName({name.data(), name.size()}));
+            ++names;
+        }
+    }
+    EXPECT_GE(hashes.size() + 1, names);  // two may meet by chance
 }
 
 TEST(PropertyCacheTest, knowsTheCompanionFileOfTheFileAndOfEdits) {

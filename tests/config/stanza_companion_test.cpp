@@ -92,6 +92,17 @@ TEST(StanzaCompanionTest, addsValuesButNoLines) {
     EXPECT_EQ(main(), "[s]\nk = plain\nonly =\n[t]\nk = seen\n");
 }
 
+/// An edit that made a line of them would spoil the file.
+TEST(StanzaCompanionTest, namesThatNoLineCanHoldAreNotSet) {
+    for (auto const& [stanza, key] : {std::pair("a]b", "k"), std::pair("s", "k=l")}) {
+        ZSCFData file;
+        read(file, squeezed(stanza + "\0"s + key + "\0x\0"s));
+        EXPECT_TRUE(file.isObfuscated(stanza, key));
+        EXPECT_THROW(file.addLine(stanza, key, "1", 0), ZInvalidParameterException);
+        EXPECT_EQ(file.valueAt(stanza, key, 0), "x"s);
+    }
+}
+
 TEST(StanzaCompanionTest, refusesEveryPrefixAndDamageOfAGoodOneAndWhatIsBehindIt) {
     ZSCFData file;
     for (int i = 0; i < 40; ++i)

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -90,7 +91,12 @@ void warn(std::string const& message) { std::cerr << "zprop: " << shown(message)
 
 std::string bytesOf(std::string const& file) {
     std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    std::string bytes;
+    // By blocks: byte by byte it takes longer than to load the file.
+    std::array<char, 65536> block;
+    while (stream.read(block.data(), block.size()), stream.gcount() > 0)
+        bytes.append(block.data(), static_cast<std::size_t>(stream.gcount()));
+    return bytes;
 }
 
 Failure failureOf(ZException& e) {

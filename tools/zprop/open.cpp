@@ -207,8 +207,8 @@ void editWithBackup(EditTarget const& target, Document& properties,
     std::string const companion = properties.companion();
     edit(properties);
     requireNothingLost(target, before, properties);
-    bool const changes = properties.text() != before || properties.secrets() != secrets;
-    if (!target.backup || !changes) return;
+    if (!target.backup) return;
+    if (properties.text() == before && properties.secrets() == secrets) return;
     makeBackup(target.file, *target.backup, target.file);
     if (!companion.empty()) makeBackup(companion, *target.backup, target.file);
 }

@@ -63,7 +63,14 @@ ZCondition::~ZCondition() {
     if (ownsLock != 0) delete lock_;
 }
 
+/// Until a thread waits, but for a moment only.
+void ZCondition::awaitWaiter() const noexcept {
+    zfc::threads::lookOften([this] { return zfc::threads::isWaitedFor(cond.get()); });
+}
+
 bool ZCondition::isInUse() const noexcept {
+    // Those that were woken get a moment to leave.
+    zfc::threads::lookOften([this] { return !zfc::threads::isWaitedFor(cond.get()); });
     if (zfc::threads::isWaitedFor(cond.get())) return true;
     pthread_t const holder = lock_->owner->load(std::memory_order_relaxed);
     return ownsLock != 0 && holder != ZLock::noOwner && holder != pthread_self();

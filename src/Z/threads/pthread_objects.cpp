@@ -30,14 +30,12 @@ int waitOn(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
     return rc;
 }
 
-bool isWaitedFor(pthread_cond_t* condition) noexcept {
-    constexpr int looks = 20;
-    constexpr timespec aMillisecond{0, 1000000};
-    std::atomic<int> const& waiters = blockOf(condition).waiters;
+bool isWaitedFor(pthread_cond_t* condition) noexcept { return blockOf(condition).waiters > 0; }
+
+void aMillisecond() noexcept {
+    constexpr timespec length{0, 1000000};
     ZCancellationOff const inDestructors;  // nanosleep() is a cancellation point
-    for (int i = 0; waiters > 0 && i < looks; ++i)
-        nanosleep(&aMillisecond, nullptr);
-    return waiters > 0;
+    nanosleep(&length, nullptr);
 }
 
 }  // namespace zfc::threads

@@ -74,8 +74,18 @@ bool endObject(Object* made, int (*destroy)(Object*), Message failure, char cons
 int waitOn(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
            timespec const* deadline);
 
-/// Whether threads wait. Those that were woken get a moment to leave.
+/// Whether threads wait, or have not left their wait yet.
 [[nodiscard]] bool isWaitedFor(pthread_cond_t* condition) noexcept;
+
+void aMillisecond() noexcept;
+
+/// Looks until it is so, but no longer than other threads need for a step that they are at.
+template <class IsSo>
+void lookOften(IsSo const& isSo) noexcept {
+    constexpr int looks = 20;
+    for (int i = 0; !isSo() && i < looks; ++i)
+        aMillisecond();
+}
 
 }  // namespace zfc::threads
 

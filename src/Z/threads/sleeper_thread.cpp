@@ -87,7 +87,12 @@ ZSleeperThread::ZSleeperThread(int isDetached, int deletes)
 ZSleeperThread::ZSleeperThread(int isDetached, int deletes, unsigned long seconds)
     : ZThread(isDetached, deletes), interval(clampedInterval(seconds)) {}
 ZSleeperThread::ZSleeperThread(ZLock& l) : ZThread(0, 0), interval(0), wakeCondition(l) {}
-ZSleeperThread::~ZSleeperThread() = default;
+
+/// Its thread may be left asleep, as when the process exits. One on its way there gets a moment.
+ZSleeperThread::~ZSleeperThread() {
+    bool const isLeft = started == running && pthread_equal(getPThreadID(), pthread_self()) == 0;
+    if (isLeft) wakeCondition.awaitWaiter();
+}
 
 void ZSleeperThread::start() {
     reset();

@@ -214,6 +214,8 @@ bool ZPCategoryBasedCache::isObfuscated(char const* stanza, char const* key) con
 
 bool ZPCategoryBasedCache::isOfOtherKind(char const* stanza, char const* key,
                                          int obfuscated) const {
+    // Nearly always: a file without secrets, and a value that is to be none.
+    if (obfuscated == 0 && records->values().obfuscatedKeys() == 0) return false;
     Index const found = zfc::cache::findKeyToEdit(records->names(), stanza, key);
     return found != none && Values::isObfuscated(records->names().key(found)) != (obfuscated != 0);
 }

@@ -1,5 +1,5 @@
-/// What may be stored in a stanza file, for texts whose length is known. The rules are said at the
-/// isStorable functions of ZPCategoryBasedCache.
+/// Shared. What may be stored in a stanza file, for texts whose length is known. The rules are said
+/// at the isStorable functions of ZPCategoryBasedCache.
 #ifndef Z_CONFIG_CACHE_STORABLE_H
 #define Z_CONFIG_CACHE_STORABLE_H
 

@@ -53,11 +53,20 @@ struct Ours {
     void add(ZObject* object) { list.add(object); }
     template <class Action>
     void walk(Action action) {
-        for (ZListIterator iterator(list); iterator.hasMore();)
-            action(iterator.getNext());
+        for (ZObject* const object : list)
+            action(object);
     }
     [[nodiscard]] std::int64_t search(ZObject const* object) const { return list.indexOf(object); }
     void sort() { list.sort(ZSortCompare::defaultSortCompare(), ZSortCompare::ascending); }
+};
+
+/// The walk that lets the list change meanwhile.
+struct OursByIterator : Ours {
+    template <class Action>
+    void walk(Action action) {
+        for (ZListIterator iterator(list); iterator.hasMore();)
+            action(iterator.getNext());
+    }
 };
 
 int compareAtPointers(void const* a, void const* b) {
@@ -183,6 +192,9 @@ ROW("append to a list/ours", append<Ours>);
 ROW("append to a list/glib", append<Glib>);
 ROW("append to a list/floor", append<Standard>);
 ROW("walk a list/ours", walk<Ours>);
+ROW("walk a list by an iterator/ours", walk<OursByIterator>);
+ROW("walk a list by an iterator/glib", walk<Glib>);
+ROW("walk a list by an iterator/floor", walk<Standard>);
 ROW("walk a list/glib", walk<Glib>);
 ROW("walk a list/floor", walk<Standard>);
 ROW("search a list/ours", search<Ours>);

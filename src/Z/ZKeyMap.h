@@ -10,7 +10,8 @@
 #include "Z/zexport.h"
 
 /// What a key-to-value map offers. Keys are found by the `hash()` and `equals()` of the object
-/// asked with; null is a key that equals null alone, and a value may be null. Nothing locks.
+/// asked with, and do not change while a map holds them; null is a key that equals null alone, and
+/// a value may be null. Nothing locks.
 class ZFC_API ZKeyMap {
   public:
     // in slot order: do not sort

@@ -156,6 +156,11 @@ class ZFC_API ZArrayList : public ZAbstractList {
     [[nodiscard]] int lastIndexOf(ZObject const* obj) const override;
     void swap(unsigned int i, unsigned int j) override;
 
+    /// The members for `for (ZObject* member : list)`, the fastest walk over them. The list must
+    /// not change meanwhile.
+    [[nodiscard]] ZObject* const* begin() const { return data.get(); }
+    [[nodiscard]] ZObject* const* end() const { return data.get() + count; }
+
     /// Number of members that fit before the list grows.
     [[nodiscard]] unsigned int capacity() const { return capacity_; }
     /// As set(), but an owning list takes `obj` itself over. It stays the caller's when the index

@@ -21,7 +21,8 @@ struct Cell;
 /// An owning map keeps clones of its entries and deletes what it drops; any other keeps and drops
 /// the caller's pointers. What stores an entry throws ZNotClonableException (message 14) for one
 /// that an owning map cannot clone, and ZOutOfMemoryException (message 1); the map is then as it
-/// was. Null is an entry that equals null alone. Nothing locks.
+/// was. Null is an entry that equals null alone. What an entry is found by does not change while a
+/// map holds it. Nothing locks.
 class ZFC_API ZMap {
   public:
     // in slot order: do not sort

@@ -175,6 +175,10 @@ TEST_F(ListTest, IteratorWalksBacksUpRemovesAndFinds) {
     Number const two(2);
     iterator.backUp();
     list.remove(iterator);
+    Values walked;
+    for (ZObject const* const member : list)
+        walked.push_back(valueOf(member));
+    EXPECT_EQ(valuesOf(list), walked);
     EXPECT_EQ(1, valueOf(iterator.getNext()));
     EXPECT_EQ(list.get(1), iterator.findNext(two));
     EXPECT_EQ(1, list.indexOf(iterator));

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "Z/ZKeyMap.h"
+#include "Z/ZLCConstString.h"
 #include "Z/ZMap.h"
 #include "Z/ZUTF8String.h"
 #include "support/objects.h"
@@ -184,6 +185,30 @@ TEST_F(MapTest, TextsOfOneHashAreFoundWithoutAWalkThroughThemAndListedAsTheyCame
     map.listKeys(keys);
     for (unsigned int i = 0; i < keys.size(); ++i)
         ASSERT_EQ(dynamic_cast<ZUTF8String&>(*keys.get(i)), texts[i].c_str());
+}
+
+TEST_F(MapTest, TextsAreFoundByViewsOfEitherFamilyWhileTheFirstOfABucketComesAndGoes) {
+    std::mt19937 random(3);
+    ZHashKeyMap map(2, 1);
+    std::map<std::string, int> model;
+    auto const draw = [&] {
+        return std::string(random() % 6 * 11, static_cast<char>('a' + random() % 3));
+    };
+    for (int i = 0; i < 3000; ++i) {
+        std::string const text = draw();
+        ZUTF8String const key(text.c_str());
+        Number const value(i);
+        if (random() % 2 == 0) {
+            map.putEntry(&key, &value);
+            model[text] = i;
+        } else {
+            map.removeEntry(&key);
+            model.erase(text);
+        }
+        std::string const asked = draw();
+        ZLCConstString const view(asked.c_str());
+        ASSERT_EQ(model.count(asked) != 0 ? model[asked] : noNumber, valueOf(map.getEntry(&view)));
+    }
 }
 
 /// Takes texts for equal whatever their case, and has a hash that agrees.

@@ -14,12 +14,18 @@ REPETITIONS = 3  # in a round, the rows and sides of a program in random order
 MOST_ROUNDS = 3
 
 
+def pattern(names):
+    """What selects the rows of these names, or all of them, among the benchmarks of a program."""
+    # Of a row on several threads the report adds their number.
+    plain = sorted({re.sub(r", \d+ threads$", "", name) for name in names})
+    row = "|".join(re.sub(r"[][.(){}*+?|^$\\]", r"\\\g<0>", name) for name in plain) or "[^/]+"
+    return f"^({row})/[A-Za-z][^/]*(/|$)"
+
+
 def run_program(program, output, names):
     """One round of a Google Benchmark program; of all its rows when `names` is empty."""
-    row = "|".join(re.sub(r"[][.(){}*+?|^$\\]", r"\\\g<0>", name) for name in names) or "[^/]+"
-    side = "[a-z][a-z0-9_]*"
     subprocess.run(
-        [program, f"--benchmark_filter=^({row})/{side}(/|$)", f"--benchmark_out={output}",
+        [program, f"--benchmark_filter={pattern(names)}", f"--benchmark_out={output}",
          "--benchmark_out_format=json", f"--benchmark_repetitions={REPETITIONS}",
          "--benchmark_enable_random_interleaving=true", "--benchmark_min_time=0.02"],
         check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)

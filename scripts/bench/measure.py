@@ -10,8 +10,11 @@ from pathlib import Path
 
 import results
 
-REPETITIONS = 3  # in a round, the rows and sides of a program in random order
-MOST_ROUNDS = 3
+MOST_ROUNDS = 5
+SHARE = 20  # seconds of a round that a program may repeat its rows in
+MOST_REPETITIONS = 5
+JAVA_ROWS = "properties file"
+LONGEST = 300  # seconds of one program; one that takes longer hangs
 
 
 def pattern(names):
@@ -22,32 +25,39 @@ def pattern(names):
     return f"^({row})/[A-Za-z][^/]*(/|$)"
 
 
-def run_program(program, output, names):
-    """One round of a Google Benchmark program; of all its rows when `names` is empty."""
+def run_program(program, output, names, repetitions):
+    """The rows of a Google Benchmark program, all of them when `names` is empty, and their sides in
+    random order, as often as told."""
     subprocess.run(
         [program, f"--benchmark_filter={pattern(names)}", f"--benchmark_out={output}",
-         "--benchmark_out_format=json", f"--benchmark_repetitions={REPETITIONS}",
+         "--benchmark_out_format=json", f"--benchmark_repetitions={repetitions}",
          "--benchmark_enable_random_interleaving=true", "--benchmark_min_time=0.02"],
-        check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=LONGEST)
 
 
 def run_java(classes, output):
     with output.open("w") as file:
-        subprocess.run(["java", "-Xmx3g", "-cp", classes, "JavaProperties"], check=True, stdout=file)
+        subprocess.run(["java", "-Xmx3g", "-cp", classes, "JavaProperties"], check=True,
+                       stdout=file, timeout=LONGEST)
 
 
-def run_round(programs, java, directory, names, samples):
+def run_round(programs, java, directory, names, samples, repetitions):
+    """Runs every program, and notes in `repetitions` how often it may repeat its rows in the next
+    round: those that take long once a round, so that the others get more samples."""
     for program in programs:
         output = directory / "output.json"
-        output.write_text('{"benchmarks": []}')
+        output.write_text("")
         start = time.monotonic()
         try:
-            run_program(program, output, names)
+            run_program(program, output, names, repetitions.get(program, 1))
             results.read_output(output, samples)
-        except (subprocess.CalledProcessError, ValueError) as failure:
+        except (subprocess.SubprocessError, ValueError) as failure:
             print(f"{Path(program).name} failed: {failure}", file=sys.stderr)
-        print(f"    {Path(program).name}: {time.monotonic() - start:.0f} s", flush=True)
-    if java is not None:
+        took = time.monotonic() - start
+        once = took / repetitions.get(program, 1)
+        repetitions[program] = max(1, min(MOST_REPETITIONS, int(SHARE / once)))
+        print(f"    {Path(program).name}: {took:.0f} s", flush=True)
+    if java is not None and (not names or any(name.startswith(JAVA_ROWS) for name in names)):
         run_java(java, directory / "java.json")
         results.read_output(directory / "java.json", samples)
 
@@ -55,12 +65,12 @@ def run_round(programs, java, directory, names, samples):
 def measure(programs, java, seconds, names=()):
     """The median costs, {(row, size, side): Cost}, of all rows or of those named. Another round
     begins as long as it is likely to end within `seconds`; one is always made."""
-    samples = {}
+    samples, repetitions = {}, {}
     directory = Path(tempfile.mkdtemp())
     start = time.monotonic()
     for done in range(1, MOST_ROUNDS + 1):
         print(f"round {done}", flush=True)
-        run_round(programs, java, directory, names, samples)
+        run_round(programs, java, directory, names, samples, repetitions)
         if (time.monotonic() - start) * (done + 1) / done > seconds:
             break
     shutil.rmtree(directory)

@@ -103,7 +103,8 @@ def key_of(name):
 
 def read_output(path, samples):
     """Adds the repetitions of one output file to `samples`, {(row, size, side): [cost, ...]}."""
-    for run in json.loads(path.read_text())["benchmarks"]:
+    # A program that has none of the rows asked for leaves its output empty.
+    for run in json.loads(path.read_text() or '{"benchmarks": []}')["benchmarks"]:
         key = key_of(run["name"])
         if run.get("run_type") == "iteration" and not run.get("error_occurred") and key:
             row, side, size = key

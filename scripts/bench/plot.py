@@ -30,7 +30,8 @@ def document(width, height, parts):
 
 
 def text(x, y, words, anchor="start", kind=""):
-    return f'<text x="{x:.1f}" y="{y:.1f}" text-anchor="{anchor}" class="{kind}">{escape(words)}</text>'
+    return (f'<text x="{x:.1f}" y="{y:.1f}" text-anchor="{anchor}" class="{kind}">'
+            f'{escape(words)}</text>')
 
 
 def legend(x, y, colours):

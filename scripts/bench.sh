@@ -43,6 +43,9 @@ build=$root/build/$kind
 install_missing "${build_packages[@]}" pkg-config python3 libbenchmark-dev "${peer_packages[@]}"
 
 say "building in build/$kind ..."
+if command -v ccache >/dev/null; then
+    export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+fi
 mkdir -p "$logs"
 (cd "$root" && cmake --preset release -B "$build" "${flags[@]}" -DZFC_BUILD_BENCH=ON \
     -DZFC_BUILD_TESTS=OFF -DZFC_BUILD_EXAMPLES=OFF && cmake --build "$build") \

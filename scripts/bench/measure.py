@@ -41,25 +41,31 @@ def run_java(classes, output):
                        stdout=file, timeout=LONGEST)
 
 
-def run_round(programs, java, directory, names, samples, repetitions):
+def timed(name, run, output, samples):
+    """Runs one program and reads its output; the seconds that took. A failure is told, and costs
+    the program's rows alone."""
+    output.write_text("")
+    start = time.monotonic()
+    try:
+        run()
+        results.read_output(output, samples)
+    except (subprocess.SubprocessError, OSError, ValueError) as failure:
+        print(f"{name} failed: {failure}", file=sys.stderr)
+    took = time.monotonic() - start
+    print(f"    {name}: {took:.0f} s", flush=True)
+    return took
+
+
+def run_round(programs, java, output, names, samples, repetitions):
     """Runs every program, and notes in `repetitions` how often it may repeat its rows in the next
     round: those that take long once a round, so that the others get more samples."""
     for program in programs:
-        output = directory / "output.json"
-        output.write_text("")
-        start = time.monotonic()
-        try:
-            run_program(program, output, names, repetitions.get(program, 1))
-            results.read_output(output, samples)
-        except (subprocess.SubprocessError, ValueError) as failure:
-            print(f"{Path(program).name} failed: {failure}", file=sys.stderr)
-        took = time.monotonic() - start
-        once = took / repetitions.get(program, 1)
-        repetitions[program] = max(1, min(MOST_REPETITIONS, int(SHARE / once)))
-        print(f"    {Path(program).name}: {took:.0f} s", flush=True)
+        times = repetitions.get(program, 1)
+        took = timed(Path(program).name,
+                     lambda: run_program(program, output, names, times), output, samples)
+        repetitions[program] = max(1, min(MOST_REPETITIONS, int(SHARE * times / took)))
     if java is not None and (not names or any(name.startswith(JAVA_ROWS) for name in names)):
-        run_java(java, directory / "java.json")
-        results.read_output(directory / "java.json", samples)
+        timed("java", lambda: run_java(java, output), output, samples)
 
 
 def measure(programs, java, seconds, names=()):
@@ -70,7 +76,7 @@ def measure(programs, java, seconds, names=()):
     start = time.monotonic()
     for done in range(1, MOST_ROUNDS + 1):
         print(f"round {done}", flush=True)
-        run_round(programs, java, directory, names, samples, repetitions)
+        run_round(programs, java, directory / "output.json", names, samples, repetitions)
         if (time.monotonic() - start) * (done + 1) / done > seconds:
             break
     shutil.rmtree(directory)

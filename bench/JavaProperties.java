@@ -15,8 +15,8 @@ import java.util.Random;
  */
 public final class JavaProperties {
     private static final int KEYS_PER_STANZA = 1000;
-    private static final long WARM_UP = 1_000_000_000L; // ns; until the compiler has had its turns
-    private static final int REPETITIONS = 5;
+    private static final long WARM_UP = 500_000_000L; // ns; until the compiler has had its turns
+    private static final int REPETITIONS = 3;
     private static final List<String> results = new ArrayList<>();
     private static long kept; // what is read is used, so that reading is not optimised away
 

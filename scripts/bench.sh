@@ -4,9 +4,11 @@
 # usage: bench.sh [--check] [--m32] [ROOM...]
 #   --check   writes nothing, but says which ratio to the best peer got worse than the recorded one
 #             by more than a fifth, twice in a row; exits 1 when there is one
-#   --m32     measures the 32-bit build, for a column of its own; of the programs in bench/ those
-#             whose peers have 32-bit packages
-#   ROOM      one program of bench/, such as properties, or java; without it all of them run
+#   --m32     measures the 32-bit build, for a column of its own: the programs of bench/ whose
+#             libraries CMake finds for 32 bits, Google Benchmark before all; CMAKE_PREFIX_PATH and
+#             PKG_CONFIG_LIBDIR say where they are
+#   ROOM      one program of bench/, such as properties, or java: the report keeps what it has of
+#             the others; without it all of them run
 # Example: bench.sh format
 # A program of build/bench/bench takes the options of Google Benchmark, when run by itself.
 set -euo pipefail
@@ -25,17 +27,25 @@ options=() rooms=() kind=bench flags=()
 for word in "$@"; do
     case $word in
         --check) options+=(--check) ;;
-        --m32) options+=(--m32) kind=bench-32 flags=(-DCMAKE_{C,CXX}_FLAGS=-m32
-            -DCMAKE_LIBRARY_ARCHITECTURE=i386-linux-gnu) ;;
+        --m32)
+            options+=(--m32) kind=bench-32
+            flags=(-DCMAKE_{C,CXX}_FLAGS=-m32 -DCMAKE_LIBRARY_ARCHITECTURE=i386-linux-gnu)
+            # The 64-bit libraries would be found, and not linked.
+            export PKG_CONFIG_LIBDIR=${PKG_CONFIG_LIBDIR-/usr/lib/i386-linux-gnu/pkgconfig}
+            ;;
         -*) usage ;;
         *) rooms+=("$word") ;;
     esac
 done
 build=$root/build/$kind
+[[ ${#rooms[@]} -eq 0 ]] || options+=(--part)
 
 install_missing "${build_packages[@]}" pkg-config python3 libbenchmark-dev "${peer_packages[@]}"
 
 say "building in build/$kind ..."
+if command -v ccache >/dev/null; then
+    export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+fi
 mkdir -p "$logs"
 (cd "$root" && cmake --preset release -B "$build" "${flags[@]}" -DZFC_BUILD_BENCH=ON \
     -DZFC_BUILD_TESTS=OFF -DZFC_BUILD_EXAMPLES=OFF && cmake --build "$build") \

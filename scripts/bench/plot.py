@@ -11,7 +11,7 @@ WIDTH, HEIGHT, MARGIN, COLUMNS = 330, 220, 46, 2  # of one panel
 
 def colours_of(rows):
     """A colour for every side, the same in all panels."""
-    peers = sorted({side for row in rows for side in row.peers})
+    peers = sorted({side for row in rows for side in row.sides} - set(COLOURS))
     return COLOURS | {side: PEER_COLOURS[i % len(PEER_COLOURS)] for i, side in enumerate(peers)}
 
 
@@ -30,7 +30,8 @@ def document(width, height, parts):
 
 
 def text(x, y, words, anchor="start", kind=""):
-    return f'<text x="{x:.1f}" y="{y:.1f}" text-anchor="{anchor}" class="{kind}">{escape(words)}</text>'
+    return (f'<text x="{x:.1f}" y="{y:.1f}" text-anchor="{anchor}" class="{kind}">'
+            f'{escape(words)}</text>')
 
 
 def legend(x, y, colours):
@@ -96,7 +97,7 @@ def lines(rows):
 
 def bars(rows):
     """For each row the cost of every side, in units of the best peer's."""
-    left, unit, most = 250, 130, 3.0
+    left, unit, most = 320, 120, 3.0
     colours = colours_of(rows)
     parts, y = legend(16, 18, colours), 40
     top = y

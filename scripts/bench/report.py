@@ -78,11 +78,12 @@ def count_goals(rows):
 
 def introduction(rows):
     met, missed, unknown = count_goals(rows)
+    unmeasured = f", {unknown} were not measured" if unknown else ""
     return f"""# Benchmarks
 
 Written by `./scripts/bench.sh`, on {MACHINE.read_text().strip()}.
 
-Of {met + missed + unknown} goals {met} are reached, {missed} are not{f", {unknown} were not measured" if unknown else ""}.
+Of {met + missed + unknown} goals {met} are reached, {missed} are not{unmeasured}.
 
 Every time is the median of several runs; the sides of a row run in turns, in random order, so that
 what disturbs the machine disturbs all of them. The ratio is ours to the best peer's: below 1 is

@@ -2,7 +2,6 @@
 kept in a table, and held against the goals."""
 import csv
 import json
-import re
 import statistics
 from dataclasses import dataclass, field
 from pathlib import Path
@@ -11,8 +10,6 @@ ROOT = Path(__file__).resolve().parents[2]
 GOALS = ROOT / "bench/goals.tsv"
 FLOOR, OURS = "floor", "ours"
 NANOSECONDS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
-# ROW/SIDE, perhaps /SIZE, perhaps what Google Benchmark adds, such as /real_time.
-NAME = re.compile(r"([^/]+)/([a-z][a-z0-9_]*)(?:/(\d+))?(?:/[a-z_]+(?::\w+)?)*")
 
 
 @dataclass
@@ -33,7 +30,9 @@ class Row:
 
     @property
     def peers(self):
-        return {s: cost.time for s, cost in self.sides.items() if s not in (OURS, FLOOR)}
+        """What others have: another way of ours, such as "ours by an object", is none."""
+        return {side: cost.time for side, cost in self.sides.items()
+                if side != FLOOR and not side.startswith(OURS)}
 
     @property
     def best(self):
@@ -49,13 +48,13 @@ class Row:
 
 
 def read_goals():
-    """{(row, size): Row} of all rows that have a goal, in the order of the table."""
+    """{(row, size): Row} of all rows of the table, in its order."""
     rows = {}
     lines = [line for line in GOALS.read_text().splitlines() if not line.startswith("#")]
     for line in csv.DictReader(lines, delimiter="\t", quoting=csv.QUOTE_NONE):
         for size in (0,) if line["sizes"] == "-" else map(int, line["sizes"].split()):
-            rows[line["row"], size] = Row(line["row"], size, line["group"],
-                                          line["goals"].split("; "))
+            goals = [] if line["goals"] == "-" else line["goals"].split("; ")
+            rows[line["row"], size] = Row(line["row"], size, line["group"], goals)
     return rows
 
 
@@ -88,14 +87,28 @@ def cost_of(run):
     return time, run.get("bytes_per_key", 0.0)
 
 
+def key_of(name):
+    """(row, side, size) of ROW/SIDE, ROW/SIDE/SIZE, and what Google Benchmark adds; None for a name
+    of another kind. Several numbers are settings that the row's name tells."""
+    row, _, rest = name.partition("/")
+    side, *more = rest.split("/")
+    if not row or not side or side.isdigit() or side == "real_time":
+        return None
+    threads = next((part.removeprefix("threads:") for part in more if "threads:" in part), "1")
+    if threads != "1" and "threads" not in row:
+        row += f", {threads} threads"
+    numbers = [part for part in more if part.isdigit()]
+    return row, side, int(numbers[0]) if len(numbers) == 1 else 0
+
+
 def read_output(path, samples):
     """Adds the repetitions of one output file to `samples`, {(row, size, side): [cost, ...]}."""
-    for run in json.loads(path.read_text())["benchmarks"]:
-        name = NAME.fullmatch(run["name"])
-        if run.get("run_type") != "iteration" or run.get("error_occurred") or name is None:
-            continue
-        row, side, size = name.groups()
-        samples.setdefault((row, int(size or 0), side), []).append(cost_of(run))
+    # A program that has none of the rows asked for leaves its output empty.
+    for run in json.loads(path.read_text() or '{"benchmarks": []}')["benchmarks"]:
+        key = key_of(run["name"])
+        if run.get("run_type") == "iteration" and not run.get("error_occurred") and key:
+            row, side, size = key
+            samples.setdefault((row, size, side), []).append(cost_of(run))
 
 
 def medians(samples):
@@ -104,10 +117,12 @@ def medians(samples):
 
 
 def with_goals(costs):
-    """{(row, size): Row} of what was measured and of what has a goal."""
+    """{(row, size): Row} of what was measured on our side and of what has a goal."""
     rows = read_goals()
     groups = {row.name: row.group for row in rows.values()}
     for (name, size, side), cost in costs.items():
+        if (name, size, OURS) not in costs and (name, size) not in rows:
+            continue
         row = rows.setdefault((name, size), Row(name, size, groups.get(name, "more")))
         row.sides[side] = cost
     return rows

@@ -1,6 +1,6 @@
 """Measures, and writes the report or compares with the recorded results. Called by bench.sh.
 
-usage: run.py [--check] [--m32] [--java CLASSES] [--seconds N] PROGRAM...
+usage: run.py [--check] [--m32] [--part] [--java CLASSES] [--seconds N] PROGRAM...
 """
 import argparse
 import sys
@@ -45,6 +45,7 @@ def main():
     parser = argparse.ArgumentParser(usage=__doc__.split("usage: ")[1])
     parser.add_argument("--check", action="store_true")
     parser.add_argument("--m32", action="store_true")
+    parser.add_argument("--part", action="store_true", help="keep the record of all other rows")
     parser.add_argument("--java")
     parser.add_argument("--seconds", type=float, default=480)
     parser.add_argument("programs", nargs="*")
@@ -57,8 +58,7 @@ def main():
         sys.exit("error: nothing was measured")
     if arguments.check:
         return check(arguments, costs, recorded)
-    # Of what was not measured this time the record stays.
-    results.save(record, recorded | costs)
+    results.save(record, recorded | costs if arguments.part else costs)
     report.MACHINE.write_text(report.machine() + "\n")
     report.write()
     print("written: docs/benchmarks.md and docs/benchmarks/*.svg")

@@ -41,7 +41,7 @@ class ArgumentList {
                 value.integer = va_arg(list, long);
                 break;
             case unsignedLong:
-                // Of 64 bits the sign is lost when the value is used, as that of long long.
+                // Above LLONG_MAX negative, as an unsigned long long is below.
                 value.integer = static_cast<long long>(va_arg(list, unsigned long));
                 break;
             case signedLongLong:

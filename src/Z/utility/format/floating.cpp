@@ -13,7 +13,7 @@ constexpr unsigned anyFlag =
 char letterOf(int type, Field const& field) {
     constexpr char lower[] = "efg";
     constexpr char upper[] = "EfG";
-    int const kind = (type - doubleE) % 3;
+    int const kind = type < longDoubleE ? type - doubleE : type - longDoubleE;
     return field.has(floatingUp) ? upper[kind] : lower[kind];
 }
 
@@ -72,13 +72,17 @@ bool renderSimple(Sink& sink, int type, Field const& field, double value) {
     // A sign, 309 digits, a point and the precision. Never the sink's room: in glibc 2.36
     // strfromd() writes beyond a room of one byte.
     char text[512];
-    auto const digit = [](int number) { return static_cast<char>('0' + number); };
-    char const letter = letterOf(type, field);
-    char const plain[] = {'%', letter, '\0'};
-    char const precise[] = {'%',    '.', digit(field.precision / 10), digit(field.precision % 10),
-                            letter, '\0'};
-    int const length =
-        strfromd(text, sizeof(text), field.precision == noPrecision ? plain : precise, value);
+    char format[8];
+    char* end = format;
+    *end++ = '%';
+    if (field.precision != noPrecision) {
+        *end++ = '.';
+        if (field.precision >= 10) *end++ = static_cast<char>('0' + field.precision / 10);
+        *end++ = static_cast<char>('0' + field.precision % 10);
+    }
+    *end++ = letterOf(type, field);
+    *end = '\0';
+    int const length = strfromd(text, sizeof(text), format, value);
     if (length < 0) return false;
     sink.write(text, static_cast<std::size_t>(length));
     return true;

@@ -231,7 +231,7 @@ bool renderBare(Sink& sink, ZFormatSpec const& spec, ZFormatArg const& arg) {
     Number const number(spec.argType, arg);
     Digits const digits(number.magnitude, 0, "", false);
     sink.writeAll(digits.count() + (number.isNegative ? 1 : 0), [&](auto& out) {
-        if (number.isNegative) out.write("-", 1);
+        if (number.isNegative) out.fill('-', 1);
         out.write(digits);
     });
     return true;

@@ -171,7 +171,7 @@ RecoveryCopy::RecoveryCopy(char const* mainPath, Status const& mainFile)
 RecoveryCopy::~RecoveryCopy() {
     if (!isMade) return;
     // One that cannot be removed must not count: by its length it is cut off.
-    if (unlink(path.c_str()) != 0) static_cast<void>(ftruncate(copy.get(), 0));
+    if (unlink(path.c_str()) != 0) static_cast<void>(ftruncate(copy.get(), 0) == 0);
     // Else a failure of power could bring it back, beside a file that was edited since.
     zfc::platform::flushDirectory(path.c_str());
 }

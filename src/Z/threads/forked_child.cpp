@@ -174,7 +174,7 @@ void ZForkedChild::release(ZCondition& condition) noexcept ZNO_THREAD_SAFETY_ANA
 }
 
 bool ZForkedChild::release(ZReadWriteLock& lock) noexcept ZNO_THREAD_SAFETY_ANALYSIS {
-    bool const wasMine = lock.state >= ZReadWriteLock::zlockProtect && lock.isMine();
+    bool const wasMine = lock.state >= ZReadWriteLock::zlockProtect && lock.ownWriteLock();
     release(lock.condition);
     lock.readerCount = 0;
     lock.state = ZReadWriteLock::zlockUnset;

@@ -16,14 +16,14 @@
 class ZFC_API ZAbstractConstString : public ZAbstractString {
   public:
     // in slot order: do not sort
-    ~ZAbstractConstString() override = default;
-    [[nodiscard]] char const* getChars() const override { return chars; }
+    ~ZAbstractConstString() override;
+    [[nodiscard]] ZFC_API char const* getChars() const override { return chars; }
     /// Shows the text of `other` from now on when it is of the same family. With any other string
     /// this does nothing at all, in every locale: a view never converts, and never checks.
     void setChars(ZAbstractString const& other) override;
     /// Measured once, when first asked for. A text that 32 bits cannot measure raises
     /// ZOutOfMemoryException (message 1).
-    [[nodiscard]] unsigned int getLength() const override {
+    [[nodiscard]] ZFC_API unsigned int getLength() const override {
         // 0 means not measured too: an empty text is looked at each time, which costs a byte.
         if (cachedLength == 0 && *chars != '\0') cachedLength = checkedLength(std::strlen(chars));
         return cachedLength;

@@ -26,11 +26,11 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
   public:
     // in slot order: do not sort
     ~ZAbstractMutableString() override { release(); }
-    [[nodiscard]] char const* getChars() const override { return chars; }
+    [[nodiscard]] ZFC_API char const* getChars() const override { return chars; }
     /// Replaces the contents by the text of `other`, converted when it is of the other family,
     /// which in a UTF-8 locale is a check alone; what cannot be converted leaves an empty string.
     void setChars(ZAbstractString const& other) override;
-    [[nodiscard]] unsigned int getLength() const override { return length; }
+    [[nodiscard]] ZFC_API unsigned int getLength() const override { return length; }
     /// Replaces every byte that occurs in `set` by `to`. Null and empty sets replace nothing.
     virtual ZAbstractMutableString& replaceAll(char const* set, char to);
     /// Replaces every byte `from` by `to`.

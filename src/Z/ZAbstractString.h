@@ -41,7 +41,7 @@ using IfNoByte = std::enable_if_t<!isByte<Operand>, IfNumber<Operand>>;
 class ZFC_API ZAbstractString : public ZObject {
   public:
     // in slot order: do not sort
-    ~ZAbstractString() override = default;
+    ~ZAbstractString() override;
     /// A 32-bit hash of the bytes: from 5381 on, h * 33 XOR byte (D. J. Bernstein's string hash).
     [[nodiscard]] unsigned long hash() const override;
     /// With a string: compare() of its text, which a concrete class converts first when it is of

@@ -21,7 +21,7 @@ class ZFC_API ZLCConstString : public ZAbstractConstString {
     ZLCConstString(ZLCString const& other);
 
     // in slot order: do not sort
-    ~ZLCConstString() override = default;
+    ZFC_API ~ZLCConstString() override = default;
     /// A string of the other family is converted first; one that cannot be is compared as bytes.
     [[nodiscard]] int compare(ZObject const& other) const override;
     /// Another view of the same text.

@@ -140,12 +140,12 @@ class ZFC_API ZArrayList : public ZAbstractList {
         return i < count ? data[i] : nullptr;
     }
     void set(unsigned int i, ZObject* obj) override;
-    void add(ZObject* obj) override {
+    ZFC_API void add(ZObject* obj) override {
         if (ownsMembers_ != 0) return addClone(obj);
         ZArrayList::addNoCopy(obj);
     }
     void add(unsigned int i, ZObject* obj) override;
-    void addNoCopy(ZObject* obj) override {
+    ZFC_API void addNoCopy(ZObject* obj) override {
         if (count == capacity_) grow();
         data[count++] = obj;
     }
@@ -192,8 +192,8 @@ class ZFC_API ZListIterator : public ZAbstractIterator {
     // in slot order: do not sort
     ~ZListIterator() override;
     [[nodiscard]] ZObject* clone() const override;
-    [[nodiscard]] bool hasMore() override { return position < size(); }
-    ZObject* getNext() override { return position < size() ? member(position++) : nullptr; }
+    [[nodiscard]] ZFC_API bool hasMore() override { return position < size(); }
+    ZFC_API ZObject* getNext() override { return position < size() ? member(position++) : nullptr; }
     void reset() override;
 
     /// One member back, so that getNext() returns the same one again; stays at the beginning.

@@ -133,6 +133,9 @@ class ZFC_API ZLock : public ZAbstractLock, public ZObject {
         if (count == maximumDepth) refuseLock(EAGAIN);
         ++count;
     }
+    // Kept: programs that were built when lock() and unlock() ended in these call them.
+    void acquire(pthread_t self);
+    void release(pthread_t self);
     [[noreturn]] static void refuseLock(int rc);
     [[noreturn]] static void refuseUnlock(int rc);
     [[nodiscard]] bool tookIt(int rc, int refusal, pthread_t self);

@@ -21,7 +21,7 @@ class ZFC_API ZObject {
     ZObject& operator=(ZObject const&) = default;
 
     // in slot order: do not sort
-    virtual ~ZObject() = default;
+    ZFC_API virtual ~ZObject() = default;
     /// The object's own address as a number.
     [[nodiscard]] virtual unsigned long hash() const;
     /// 0 for this object itself, -1 when this object lies at the lower address, else 1.

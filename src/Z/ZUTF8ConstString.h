@@ -21,7 +21,7 @@ class ZFC_API ZUTF8ConstString : public ZAbstractConstString {
     ZUTF8ConstString(ZUTF8String const& other);
 
     // in slot order: do not sort
-    ~ZUTF8ConstString() override = default;
+    ZFC_API ~ZUTF8ConstString() override = default;
     /// A string of the other family is converted first; one that cannot be is compared as bytes.
     [[nodiscard]] int compare(ZObject const& other) const override;
     /// Another view of the same text.

@@ -10,6 +10,8 @@ constexpr char sourceName[] = "src/Z/ZAbstractConstString";
 
 char const* const ZAbstractConstString::zemptyString = "";
 
+ZAbstractConstString::~ZAbstractConstString() = default;
+
 void ZAbstractConstString::setChars(ZAbstractString const& other) {
     // Kept: text of the other family is refused without a word, since a view cannot convert.
     if (isOfOtherFamily(other)) return;

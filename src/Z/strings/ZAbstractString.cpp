@@ -112,6 +112,8 @@ bool hasTail(ZAbstractString const& string, char const* tail, std::size_t tailLe
 std::atomic<ZCodesetHandle> ZAbstractString::utf8_handle_{0};
 std::atomic<ZCodesetHandle> ZAbstractString::lcs_handle_{0};
 
+ZAbstractString::~ZAbstractString() = default;
+
 void ZAbstractString::fetchHandles() {
     ZCodesetHandle const utf8 = zgetUTF8Handle();
     // The UTF-8 handle goes last: who sees it takes both as fetched.

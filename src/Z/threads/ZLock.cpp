@@ -71,6 +71,9 @@ ZLock::~ZLock() {
         zfc::threads::keepForever(owner.release());
 }
 
+void ZLock::acquire(pthread_t /*self*/) ZNO_THREAD_SAFETY_ANALYSIS { ZLock::lock(); }
+void ZLock::release(pthread_t /*self*/) ZNO_THREAD_SAFETY_ANALYSIS { ZLock::unlock(); }
+
 void ZLock::refuseLock(int rc) {
     zraise(ZLockResourceException(numberOf(Message::mutexLockFailed), rc), sourceName, __LINE__);
 }

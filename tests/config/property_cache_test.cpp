@@ -21,7 +21,7 @@ std::size_t sizeRefused = 0;
 
 }  // namespace
 
-// In place of the standard ones, which all objects of the library are made and freed with.
+// In place of the standard ones, which the library uses; inline, g++ 12 would see a mismatch.
 void* operator new(std::size_t size, std::nothrow_t const& /*none*/) noexcept {
     if (sizeAsked == 0) sizeAsked = size;
     return size == sizeRefused ? nullptr : std::malloc(size);
@@ -30,8 +30,10 @@ void* operator new(std::size_t size) {
     if (void* const block = std::malloc(size)) return block;
     throw std::bad_alloc();
 }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t /*size*/) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t /*size*/) noexcept {
+    std::free(block);
+}
 
 namespace {
 

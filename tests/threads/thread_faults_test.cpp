@@ -3,7 +3,7 @@
 // wrap: pthread_mutex_unlock,pthread_cond_init,pthread_cond_destroy,pthread_cond_wait
 // wrap: pthread_cond_clockwait,pthread_cond_signal,pthread_cond_broadcast,pthread_create
 // wrap: pthread_join,pthread_attr_init,pthread_attr_destroy,pthread_attr_setdetachstate
-// wrap: pthread_key_create,pthread_setspecific,time,clock_gettime
+// wrap: pthread_key_create,pthread_setspecific
 
 // What locks, conditions, threads and pools do when the system's calls fail: one that is planned,
 // or the N-th of an operation, once or from there on, for every N until it runs untouched.
@@ -23,25 +23,6 @@
 #include "Z/ZWorkerPool.h"
 #include "support/pthread_calls.h"
 #include "support/workers.h"
-
-namespace {
-
-long stepOfDay = 0;  // seconds that somebody sets the time of day forward, again and again
-long setForward = 0;
-
-}  // namespace
-
-extern "C" decltype(clock_gettime) __real_clock_gettime;
-extern "C" int __wrap_clock_gettime(clockid_t clock, timespec* now) {
-    int const rc = __real_clock_gettime(clock, now);
-    if (clock == CLOCK_REALTIME && stepOfDay != 0) now->tv_sec += setForward += stepOfDay;
-    return rc;
-}
-extern "C" time_t __wrap_time(time_t* /*now*/) {
-    timespec now{};
-    __wrap_clock_gettime(CLOCK_REALTIME, &now);
-    return now.tv_sec;
-}
 
 namespace {
 
@@ -179,7 +160,7 @@ long limitOf(Operation const& operation) {
     return lastDeadline.tv_sec - now.tv_sec + (lastDeadline.tv_nsec > now.tv_nsec ? 1 : 0);
 }
 
-TEST(FaultTest, LimitsAreExactWhateverTheTimeOfDayAndNeverOverflow) {
+TEST(FaultTest, LimitsAreExactAndNeverOverflow) {
     Tally tally;
     Lock lock;
     lock.readLock();
@@ -192,17 +173,12 @@ TEST(FaultTest, LimitsAreExactWhateverTheTimeOfDayAndNeverOverflow) {
         sleeper.body = [&] { sleeper.waitForExit(); };
         sleeper.run();
     };
-    for (long const step : {0L, 3600L, -3600L}) {
-        stepOfDay = step;  // seconds, at each look at the clock
-        EXPECT_EQ(limitOf([&] { waitFor(60); }), 60);
-        EXPECT_EQ(limitOf([&] { condition.wait(60, timedOut); }), 60);
-        EXPECT_EQ(limitOf([&] { EXPECT_FALSE(lock.lockFor(Lock::zlockWrite, 60000)); }), 60);
-        EXPECT_EQ(limitOf([&] { runWith(60); }), 60);
-        condition.initCondition();
-    }
-    stepOfDay = 0;
+    EXPECT_EQ(limitOf([&] { waitFor(60); }), 60);
+    EXPECT_EQ(limitOf([&] { condition.wait(60, timedOut); }), 60);
+    EXPECT_EQ(limitOf([&] { EXPECT_FALSE(lock.lockFor(Lock::zlockWrite, 60000)); }), 60);
+    EXPECT_EQ(limitOf([&] { runWith(60); }), 60);
     EXPECT_GT(limitOf([&] { runWith(std::numeric_limits<unsigned long>::max()); }), 1000000);
-    EXPECT_EQ(tally.works, 4) << "when the interval has elapsed";
+    EXPECT_EQ(tally.works, 2) << "when the interval has elapsed";
     limitOf([&] { waitFor(std::numeric_limits<long>::max()); });
     EXPECT_EQ(lastDeadline.tv_sec, std::numeric_limits<time_t>::max());
     for (long const past : {std::numeric_limits<long>::min(), -lastDeadline.tv_sec}) {
@@ -213,21 +189,6 @@ TEST(FaultTest, LimitsAreExactWhateverTheTimeOfDayAndNeverOverflow) {
     timespec const noon{43200, 0};
     EXPECT_EQ(limitOf([&] { condition.ZCondition::wait(lastDeadline = noon, timedOut); }), -1);
     EXPECT_EQ(lastDeadline.tv_sec, noon.tv_sec) << "the caller's own time of day";
-}
-
-TEST(FaultTest, ASleeperWaitsWithoutALimitUnlessItHasAnInterval) {
-    Reports const dropped;
-    Tally tally;
-    ZLock lent;
-    auto const runWithout = [](char const* function, Worker&& sleeper) {
-        sleeper.body = [&] { sleeper.waitForExit(); };
-        Failing const failing({function, 1, ETIMEDOUT});
-        return thrownBy([&] { sleeper.run(); }).number;
-    };
-    EXPECT_EQ(runWithout("pthread_cond_wait", Worker(tally)), 9);
-    EXPECT_EQ(runWithout("pthread_cond_wait", Worker(tally, asDetached, keepsObject)), 9);
-    EXPECT_EQ(runWithout("pthread_cond_wait", Worker(tally, std::ref(lent))), 9);
-    EXPECT_EQ(runWithout("pthread_cond_clockwait", Worker(tally, 60UL)), 20) << "never started";
 }
 
 /// Whether it is nothing, or an exception of the table above.

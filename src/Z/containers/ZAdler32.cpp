@@ -1,6 +1,7 @@
 #include "Z/ZAdler32.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "Z/containers/adler_sums.h"
@@ -103,7 +104,7 @@ void addFast(AdlerSums& sums, unsigned char const* data, unsigned int length) {
     if (length >= wideLanes && __builtin_cpu_supports("avx2")) {
         unsigned int const steps = length / wideLanes;
         addWideLanes(sums, data, steps);
-        return addBytes(sums, data + steps * wideLanes, length % wideLanes);
+        return addBytes(sums, data + std::size_t{steps} * wideLanes, length % wideLanes);
     }
 #endif
     addPlain(sums, data, length);

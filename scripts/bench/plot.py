@@ -92,7 +92,7 @@ def lines(rows):
     for i, (name, sized) in enumerate(panels.items()):
         parts += panel(name, sized, colours, i % COLUMNS * WIDTH, 26 + i // COLUMNS * HEIGHT)
     height = 30 + math.ceil(len(panels) / COLUMNS) * HEIGHT
-    return document(COLUMNS * WIDTH, height, parts)
+    return document(COLUMNS * WIDTH + 20, height, parts)
 
 
 def bars(rows):

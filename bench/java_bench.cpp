@@ -2,6 +2,7 @@
 // per key. The peer, java.util.Properties, is another program.
 #include "Z/ZJavaProperties.h"
 #include "properties_sample.h"
+#include "run.h"
 
 namespace {
 
@@ -62,8 +63,5 @@ void addRows() {
 
 int main(int argc, char** argv) {
     addRows();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    return bench::run(argc, argv);
 }

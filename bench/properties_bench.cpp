@@ -18,6 +18,7 @@
 #include "Z/ZLCString.h"
 #include "Z/ZStanzaFileProperties.h"
 #include "properties_sample.h"
+#include "run.h"
 
 namespace {
 
@@ -368,8 +369,5 @@ int main(int argc, char** argv) {
     addRows<Ours, GLib, SimpleIni, Floor>();
     addStores<Ours, GLib, Floor>();
     benchmark::RegisterBenchmark("walk", walk)->Arg(1000)->Arg(100000);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    return bench::run(argc, argv);
 }

@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "run.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -117,8 +119,5 @@ void addRows() {
 
 int main(int argc, char** argv) {
     addRows();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    return bench::run(argc, argv);
 }

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace fuzz {
@@ -44,6 +45,17 @@ class Input {
     std::string const rest;
     std::size_t at = 0;
 };
+
+/// A run's input where FF FE parts it: what is done, in so many bytes, and the file it is done to.
+struct Parts {
+    std::size_t steps;
+    std::string file;
+};
+[[nodiscard]] inline Parts partsOf(std::uint8_t const* data, std::size_t size) {
+    std::string_view const all(reinterpret_cast<char const*>(data), size);
+    std::size_t const end = std::min(all.find("\xFF\xFE"), all.size());
+    return {end, std::string(all.substr(std::min(end + 2, all.size())))};
+}
 
 /// Ends the run as a finding when `good` is false.
 inline void expect(bool good, char const* what) {

@@ -152,11 +152,10 @@ void run(fuzz::Input& input, MemoryFile const& file, Encoding encoding) {
 /// Edits up to FF FE, and behind that the file; how long the edits are decides on its encoding.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     static MemoryFile const file;
-    std::string const all(reinterpret_cast<char const*>(data), size);
-    std::size_t const end = std::min(all.find("\xFF\xFE"), all.size());
-    auto const encoding = end % 2 == 0 ? Encoding::utf8 : Encoding::latin1;
-    fuzz::Input input(data, end);
-    file.set(all.substr(std::min(end + 2, all.size())));
+    auto const [edits, bytes] = fuzz::partsOf(data, size);
+    auto const encoding = edits % 2 == 0 ? Encoding::utf8 : Encoding::latin1;
+    fuzz::Input input(data, edits);
+    file.set(bytes);
     Lines lines;
     ZJavaPropertiesFile(file.path().c_str(), encoding).check(lines);
     try {

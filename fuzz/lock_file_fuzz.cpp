@@ -178,10 +178,8 @@ void checkPlanted(Scratch const& scratch, std::string const& bytes) {
 /// What the file is, the steps with the texts that they take, and behind FF FE the file.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     static Scratch const scratch;
-    std::string const all(reinterpret_cast<char const*>(data), size);
-    std::size_t const end = std::min(all.find("\xFF\xFE"), all.size());
-    std::string const bytes = all.substr(std::min(end + 2, all.size()));
-    Input input(data, end);
+    auto const [steps, bytes] = fuzz::partsOf(data, size);
+    Input input(data, steps);
     scratch.clear();
     if (plant(scratch, input.below(32), bytes)) {
         checkPlanted(scratch, bytes);

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 
 namespace torture {
@@ -57,16 +56,6 @@ void dropReports() {
     int const nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
     if (nowhere < 0 || dup2(nowhere, STDERR_FILENO) < 0) die("no /dev/null");
     close(nowhere);
-}
-
-void awaitSleep() {
-    namespace fs = std::filesystem;
-    auto const sleeps = [](fs::directory_entry const& thread) {
-        pid_t const id = std::stoi(thread.path().filename());
-        return id == gettid() || stateOf(id) == 'S';
-    };
-    while (!std::all_of(fs::directory_iterator("/proc/self/task"), {}, sleeps))
-        std::this_thread::yield();
 }
 
 void sleepBeside(std::function<void()> const& body) {

@@ -59,8 +59,6 @@ class Until {
 /// The storm's process writes its reports where nobody reads them.
 void dropReports();
 
-/// Waits until all other threads of this process sleep.
-void awaitSleep();
 /// Runs `body` in a thread that is not waited for, until it sleeps.
 void sleepBeside(std::function<void()> const& body);
 

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 #include <unistd.h>
+#include <algorithm>
 
 #include "Z/ZException.h"
 #include "Z/exceptions/report.h"
@@ -177,8 +178,10 @@ void ZAbstractProcessReadWriteFileLock::takeFileLock() ZNO_THREAD_SAFETY_ANALYSI
     TimeLimit* const limit = TimeLimit::of(*this);
     if (limit == nullptr) return fileLock.lock();
     // Mostly held for a moment, while another thread passes the gate or gives the file back.
-    while (!fileLock.lockFor(limit->remainingForMoment())) {
-        if (limit->remainingForMoment() == 0)
+    constexpr long least = 1;  // millisecond
+    for (int refusals = 1; !fileLock.lockFor(std::max(limit->remainingForMoment(), least));
+         ++refusals) {
+        if (limit->isMomentOver(refusals))
             zraise(ZLockResourceException(numberOf(Message::processLockFailed), limit->reach()),
                    sourceName, __LINE__);
     }

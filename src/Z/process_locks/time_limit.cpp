@@ -13,6 +13,7 @@ constexpr std::chrono::hours longest{24 * 365 * 50};
 
 /// Many times as long as anybody needs to pass the gate.
 constexpr std::chrono::milliseconds moment{20};
+constexpr int triesOfMoment = 10;
 
 /// Milliseconds, rounded up, so that 0 means the end and nothing before it.
 long millisecondsTo(std::chrono::steady_clock::time_point end) {
@@ -31,7 +32,9 @@ TimeLimit::TimeLimit(ZAbstractProcessReadWriteLock const& limited, long millisec
     constexpr std::chrono::milliseconds none{0};
     end += std::clamp<std::chrono::milliseconds>(std::chrono::milliseconds(milliseconds), none,
                                                  longest);
-    momentsEnd = milliseconds > 0 ? end : end + moment;
+    bool const waits = milliseconds > 0;
+    momentsEnd = waits ? end : end + moment;
+    momentsTries = waits ? 1 : triesOfMoment;
     innermost = this;
 }
 
@@ -46,6 +49,10 @@ TimeLimit* TimeLimit::of(ZAbstractProcessReadWriteLock const& lock) {
 long TimeLimit::remaining() const { return millisecondsTo(end); }
 
 long TimeLimit::remainingForMoment() const { return millisecondsTo(momentsEnd); }
+
+bool TimeLimit::isMomentOver(int refusals) const {
+    return refusals >= momentsTries && remainingForMoment() == 0;
+}
 
 int TimeLimit::reach() {
     reached = true;

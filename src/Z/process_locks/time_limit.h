@@ -30,6 +30,9 @@ class TimeLimit {
     /// The same for what nobody holds longer than for a moment: a request that does not wait gives
     /// that a few milliseconds, or it would be refused beside others that are as short.
     [[nodiscard]] long remainingForMoment() const;
+    /// Whether a request gives that up which was refused so many times. On a busy machine the time
+    /// alone may pass between two looks, with nobody there any more.
+    [[nodiscard]] bool isMomentOver(int refusals) const;
     /// The request failed because its time was up.
     [[nodiscard]] bool wasReached() const { return reached; }
     /// Notes that the time is up; the code of the exception that ends the request.
@@ -42,6 +45,7 @@ class TimeLimit {
     TimeLimit* const outer;  // of the calling thread, for whatever lock; null for none
     Clock::time_point end;
     Clock::time_point momentsEnd;
+    int momentsTries;
     bool reached = false;
 };
 

@@ -120,7 +120,7 @@ int pollGate(int fd, TimeLimit& limit, std::atomic<int>& timer) {
     int rc = setRecordLock(fd, LockMode::exclusive, range, LockWait::no);
     if (rc != EAGAIN || limit.remaining() > 0 || isWritten(fd)) return rc;
     Pauses pauses(timer);
-    while (rc == EAGAIN && limit.remainingForMoment() > 0) {
+    for (int refusals = 1; rc == EAGAIN && !limit.isMomentOver(refusals); ++refusals) {
         if (int const interrupted = pauses.pause(pause)) return interrupted;
         rc = setRecordLock(fd, LockMode::exclusive, range, LockWait::no);
     }

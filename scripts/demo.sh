@@ -1,14 +1,19 @@
 #!/usr/bin/env bash
 # Builds the library after installing what is missing, and shows the main job on the sample files:
 # reading, editing, several values, an obfuscated value, a refused file, a locked file.
+# usage: demo.sh [BUILD]
+#   BUILD   shows the build in this folder as it is, and builds nothing
 set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-[[ $# -eq 0 ]] || die "usage: demo.sh"
-install_missing "${build_packages[@]}"
-say "building in build/demo ..."
-configure_and_build demo
+[[ $# -le 1 ]] || die "usage: demo.sh [BUILD]"
+build=${1-$root/build/demo}
+if [[ $# -eq 0 ]]; then
+    install_missing "${build_packages[@]}"
+    say "building in build/demo ..."
+    configure_and_build demo
+fi
 
 work=$(mktemp -d)
 holder=
@@ -18,7 +23,7 @@ finish() {
 }
 trap finish EXIT
 
-export PATH=$root/build/demo/tools:$root/build/demo/examples:$PATH
+export PATH=$build/tools:$build/examples:$PATH
 export QCSDIR=$root/data/qcs
 cp "$root"/examples/files/*.{conf,properties} "$work"
 cd "$work"

@@ -49,7 +49,7 @@ check_sources() {
 }
 
 demonstration() {
-    "$root/scripts/demo.sh" >"$logs/demo.log" 2>&1 ||
+    "$root/scripts/demo.sh" "$root/build/release" >"$logs/demo.log" 2>&1 ||
         show_and_die demo.log "the demonstration failed"
 }
 

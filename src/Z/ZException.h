@@ -56,6 +56,11 @@ class ZFC_API ZException : public ZObject {
     [[nodiscard]] ZLCString text() const;
 
   protected:
+    /// What clone() of every concrete class does.
+    template <class E>
+    [[nodiscard]] static ZObject* cloneOf(E const& self) {
+        return new E(self);
+    }
     /// What throwException() of every concrete class does.
     template <class E>
     [[noreturn]] static void throwSelf(E& self, char const* file, int line) {
@@ -124,7 +129,7 @@ template <class E>
 class ZFC_API ZOutOfMemoryException : public ZZException {
   public:
     ZOutOfMemoryException();
-    [[nodiscard]] ZObject* clone() const override { return new ZOutOfMemoryException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -132,7 +137,7 @@ class ZFC_API ZOutOfMemoryException : public ZZException {
 class ZFC_API ZInvalidPlatformException : public ZZException {
   public:
     ZInvalidPlatformException();
-    [[nodiscard]] ZObject* clone() const override { return new ZInvalidPlatformException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -140,7 +145,7 @@ class ZFC_API ZInvalidPlatformException : public ZZException {
 class ZFC_API ZNotClonableException : public ZZException {
   public:
     ZNotClonableException();
-    [[nodiscard]] ZObject* clone() const override { return new ZNotClonableException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -148,7 +153,7 @@ class ZFC_API ZNotClonableException : public ZZException {
 class ZFC_API ZInvalidParameterException : public ZZException {
   public:
     ZInvalidParameterException();
-    [[nodiscard]] ZObject* clone() const override { return new ZInvalidParameterException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -156,7 +161,7 @@ class ZFC_API ZInvalidParameterException : public ZZException {
 class ZFC_API ZNoQCSEnvironmentException : public ZZException {
   public:
     ZNoQCSEnvironmentException();
-    [[nodiscard]] ZObject* clone() const override { return new ZNoQCSEnvironmentException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -164,7 +169,7 @@ class ZFC_API ZNoQCSEnvironmentException : public ZZException {
 class ZFC_API ZQCSMBLenException : public ZZException {
   public:
     ZQCSMBLenException();
-    [[nodiscard]] ZObject* clone() const override { return new ZQCSMBLenException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -172,7 +177,7 @@ class ZFC_API ZQCSMBLenException : public ZZException {
 class ZFC_API ZUnsupportedException : public ZZException {
   public:
     ZUnsupportedException();
-    [[nodiscard]] ZObject* clone() const override { return new ZUnsupportedException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -183,7 +188,7 @@ class ZFC_API ZUnsupportedException : public ZZException {
 class ZFC_API ZThreadException : public ZZException {
   public:
     ZThreadException(int number, int rc);
-    [[nodiscard]] ZObject* clone() const override { return new ZThreadException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -197,7 +202,7 @@ class ZFC_API ZThreadException : public ZZException {
 class ZFC_API ZConditionException : public ZZException {
   public:
     ZConditionException(int number, int rc);
-    [[nodiscard]] ZObject* clone() const override { return new ZConditionException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -211,7 +216,7 @@ class ZFC_API ZConditionException : public ZZException {
 class ZFC_API ZResourceException : public ZZException {
   public:
     ZResourceException(int number, int rc);
-    [[nodiscard]] ZObject* clone() const override { return new ZResourceException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -227,7 +232,7 @@ class ZFC_API ZResourceException : public ZZException {
 class ZFC_API ZCreateResourceException : public ZResourceException {
   public:
     ZCreateResourceException(int number, int rc);
-    [[nodiscard]] ZObject* clone() const override { return new ZCreateResourceException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -235,7 +240,7 @@ class ZFC_API ZCreateResourceException : public ZResourceException {
 class ZFC_API ZLockResourceException : public ZResourceException {
   public:
     ZLockResourceException(int number, int rc);
-    [[nodiscard]] ZObject* clone() const override { return new ZLockResourceException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -244,7 +249,7 @@ class ZFC_API ZLockResourceException : public ZResourceException {
 class ZFC_API ZUnlockResourceException : public ZResourceException {
   public:
     ZUnlockResourceException(int number, int rc);
-    [[nodiscard]] ZObject* clone() const override { return new ZUnlockResourceException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -252,7 +257,7 @@ class ZFC_API ZUnlockResourceException : public ZResourceException {
 class ZFC_API ZReadResourceException : public ZResourceException {
   public:
     ZReadResourceException(int number, int rc);
-    [[nodiscard]] ZObject* clone() const override { return new ZReadResourceException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -260,7 +265,7 @@ class ZFC_API ZReadResourceException : public ZResourceException {
 class ZFC_API ZWriteResourceException : public ZResourceException {
   public:
     ZWriteResourceException(int number, int rc);
-    [[nodiscard]] ZObject* clone() const override { return new ZWriteResourceException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -268,7 +273,7 @@ class ZFC_API ZWriteResourceException : public ZResourceException {
 class ZFC_API ZOpenResourceException : public ZResourceException {
   public:
     ZOpenResourceException(int number, int rc, char const* lockFile);
-    [[nodiscard]] ZObject* clone() const override { return new ZOpenResourceException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -282,7 +287,7 @@ class ZFC_API ZOpenResourceException : public ZResourceException {
 class ZFC_API ZCloseResourceException : public ZResourceException {
   public:
     ZCloseResourceException(int number, int rc, char const* lockFile);
-    [[nodiscard]] ZObject* clone() const override { return new ZCloseResourceException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -296,9 +301,7 @@ class ZFC_API ZCloseResourceException : public ZResourceException {
 class ZFC_API ZInvalidResourceStateException : public ZResourceException {
   public:
     explicit ZInvalidResourceStateException(char const* state);
-    [[nodiscard]] ZObject* clone() const override {
-        return new ZInvalidResourceStateException(*this);
-    }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -314,9 +317,7 @@ class ZFC_API ZInvalidResourceStateException : public ZResourceException {
 class ZFC_API ZAbstractNotImplementedException : public ZZException {
   public:
     explicit ZAbstractNotImplementedException(char const* operation);
-    [[nodiscard]] ZObject* clone() const override {
-        return new ZAbstractNotImplementedException(*this);
-    }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -330,7 +331,7 @@ class ZFC_API ZAbstractNotImplementedException : public ZZException {
 class ZFC_API ZConverterException : public ZZException {
   public:
     ZConverterException(int number, int error, char const* fromCodepage, char const* toCodepage);
-    [[nodiscard]] ZObject* clone() const override { return new ZConverterException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
   private:
@@ -343,7 +344,7 @@ class ZFC_API ZConverterException : public ZZException {
 class ZFC_API ZCodesetException : public ZZException {
   public:
     explicit ZCodesetException(char const* codeset);
-    [[nodiscard]] ZObject* clone() const override { return new ZCodesetException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -358,7 +359,7 @@ class ZFC_API ZToUTF8Exception : public ZZException {
     ZToUTF8Exception();
     /// Its text names the place in `text` where the conversion stops, as an offset in bytes.
     explicit ZToUTF8Exception(ZAbstractString const& text);
-    [[nodiscard]] ZObject* clone() const override { return new ZToUTF8Exception(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -372,7 +373,7 @@ class ZFC_API ZFromUTF8Exception : public ZZException {
     ZFromUTF8Exception();
     /// Its text names the place in `text` where the conversion stops, as an offset in bytes.
     explicit ZFromUTF8Exception(ZAbstractString const& text);
-    [[nodiscard]] ZObject* clone() const override { return new ZFromUTF8Exception(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -384,7 +385,7 @@ class ZFC_API ZFromUTF8Exception : public ZZException {
 class ZFC_API ZUnexpectedEndOfFile : public ZZException {
   public:
     explicit ZUnexpectedEndOfFile(char const* path);
-    [[nodiscard]] ZObject* clone() const override { return new ZUnexpectedEndOfFile(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -396,7 +397,7 @@ class ZFC_API ZUnexpectedEndOfFile : public ZZException {
 class ZFC_API ZJavaPropertyParseException : public ZZException {
   public:
     explicit ZJavaPropertyParseException(char const* path);
-    [[nodiscard]] ZObject* clone() const override { return new ZJavaPropertyParseException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -409,7 +410,7 @@ class ZFC_API ZSharedLibraryException : public ZZException {
   public:
     ZSharedLibraryException(int number, char const* name, char const* library,
                             char const* errorText, int rc);
-    [[nodiscard]] ZObject* clone() const override { return new ZSharedLibraryException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -423,7 +424,7 @@ class ZFC_API ZSharedLibraryException : public ZZException {
 class ZFC_API ZSharedLibraryLoadException : public ZSharedLibraryException {
   public:
     ZSharedLibraryLoadException(char const* library, char const* errorText, int rc);
-    [[nodiscard]] ZObject* clone() const override { return new ZSharedLibraryLoadException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -436,9 +437,7 @@ class ZFC_API ZSharedLibraryResolveException : public ZSharedLibraryException {
   public:
     ZSharedLibraryResolveException(char const* library, char const* symbol, char const* errorText,
                                    int rc);
-    [[nodiscard]] ZObject* clone() const override {
-        return new ZSharedLibraryResolveException(*this);
-    }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -452,7 +451,7 @@ class ZFC_API ZSharedLibraryResolveException : public ZSharedLibraryException {
 class ZFC_API ZPropertiesException : public ZZException {
   public:
     ZPropertiesException(int number, char const* name, char const* propFile);
-    [[nodiscard]] ZObject* clone() const override { return new ZPropertiesException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -468,9 +467,7 @@ class ZFC_API ZPropertiesMissingPropertyException : public ZPropertiesException 
   public:
     ZPropertiesMissingPropertyException(char const* propFile, char const* category,
                                         char const* key);
-    [[nodiscard]] ZObject* clone() const override {
-        return new ZPropertiesMissingPropertyException(*this);
-    }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -488,9 +485,7 @@ class ZFC_API ZPropertiesInvalidValueException : public ZPropertiesException {
   public:
     ZPropertiesInvalidValueException(char const* propFile, char const* category, char const* key,
                                      char const* value);
-    [[nodiscard]] ZObject* clone() const override {
-        return new ZPropertiesInvalidValueException(*this);
-    }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -510,9 +505,7 @@ class ZFC_API ZPropertiesInvalidNumValueException : public ZPropertiesInvalidVal
   public:
     ZPropertiesInvalidNumValueException(char const* propFile, char const* category, char const* key,
                                         char const* value);
-    [[nodiscard]] ZObject* clone() const override {
-        return new ZPropertiesInvalidNumValueException(*this);
-    }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -521,9 +514,7 @@ class ZFC_API ZPropertiesInvalidBoolValueException : public ZPropertiesInvalidVa
   public:
     ZPropertiesInvalidBoolValueException(char const* propFile, char const* category,
                                          char const* key, char const* value);
-    [[nodiscard]] ZObject* clone() const override {
-        return new ZPropertiesInvalidBoolValueException(*this);
-    }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -531,9 +522,7 @@ class ZFC_API ZPropertiesInvalidBoolValueException : public ZPropertiesInvalidVa
 class ZFC_API ZPropertiesIteratorException : public ZPropertiesException {
   public:
     explicit ZPropertiesIteratorException(char const* propFile);
-    [[nodiscard]] ZObject* clone() const override {
-        return new ZPropertiesIteratorException(*this);
-    }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
@@ -541,7 +530,7 @@ class ZFC_API ZPropertiesIteratorException : public ZPropertiesException {
 class ZFC_API ZPropertiesIOException : public ZPropertiesException {
   public:
     ZPropertiesIOException(char const* propFile, char const* api, int error);
-    [[nodiscard]] ZObject* clone() const override { return new ZPropertiesIOException(*this); }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -559,9 +548,7 @@ class ZFC_API ZPropertiesIOException : public ZPropertiesException {
 class ZFC_API ZPropertiesInvalidDataException : public ZPropertiesException {
   public:
     ZPropertiesInvalidDataException(char const* propFile, char const* data, int line);
-    [[nodiscard]] ZObject* clone() const override {
-        return new ZPropertiesInvalidDataException(*this);
-    }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -583,9 +570,7 @@ class ZFC_API ZPropertiesCompanionIOException : public ZPropertiesIOException {
     /// `error` is the code of a map, `cause` the `errno` that the text shows.
     ZPropertiesCompanionIOException(char const* companion, char const* configFile,
                                     char const* reason, int error, int cause);
-    [[nodiscard]] ZObject* clone() const override {
-        return new ZPropertiesCompanionIOException(*this);
-    }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -606,9 +591,7 @@ class ZFC_API ZPropertiesCompanionDataException : public ZPropertiesInvalidDataE
   public:
     ZPropertiesCompanionDataException(char const* companion, char const* configFile,
                                       char const* reason);
-    [[nodiscard]] ZObject* clone() const override {
-        return new ZPropertiesCompanionDataException(*this);
-    }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
@@ -629,9 +612,7 @@ class ZFC_API ZPropertiesRecoveryException : public ZPropertiesException {
   public:
     ZPropertiesRecoveryException(int number, char const* copy, char const* configFile,
                                  char const* reason);
-    [[nodiscard]] ZObject* clone() const override {
-        return new ZPropertiesRecoveryException(*this);
-    }
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 

@@ -16,16 +16,7 @@ using namespace testsupport;
 
 using Invalid = ZPropertiesInvalidDataException;
 
-constexpr unsigned int nobody = 65534;
 constexpr char sample[] = "# about\n\n[s]\nk = 1\nk = 2\n\n[t]\n# x = 1\n\ne =\n";
-
-/// In a child, where root becomes nobody, who may do what anybody may, and what `group` may.
-void becomeNobody(gid_t group = nobody) {
-    if (geteuid() != 0) return;
-    ASSERT_EQ(setgroups(1, &group), 0);
-    ASSERT_EQ(setgid(nobody), 0);
-    ASSERT_EQ(setuid(nobody), 0);
-}
 
 std::string storeFailure(ZProperties& properties, std::string const& path = "") {
     return ioFailure([&] { properties.store(path.c_str()); });

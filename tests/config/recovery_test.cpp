@@ -7,11 +7,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 
 #include "Z/ZJavaPropertiesFile.h"
 #include "Z/ZUTF8String.h"
+#include "Z/utility/checksum.h"
 #include "support/processes.h"
 #include "support/properties.h"
 #include "support/reports.h"
@@ -129,6 +131,34 @@ TEST(RecoveryTest, aStoreThatIsBrokenOffIsFinishedByWhoeverComesNext) {
         }
 }
 
+TEST(RecoveryTest, aCompanionThatComesOrGoesIsPartOfTheStore) {
+    for (int i = 0; i < 8; ++i) {
+        bool const comes = (i & 1) != 0;
+        bool const isThere = (i & 2) != 0;
+        bool const isDenied = (i & 4) != 0;
+        SCOPED_TRACE(i);
+        StanzaFile const file("[s]\nk = " + before + "\n");
+        ZStanzaFileProperties properties(file.path().c_str(), 1);
+        if (!comes) properties.setValue("s", "secret", before.c_str(), 1);
+        properties.store();
+        breakOff(file.path(), [&] {
+            properties.setValue("s", "k", after.c_str());
+            comes ? properties.setValue("s", "secret", after.c_str(), 1)
+                  : properties.deleteKey("s", "secret");
+            properties.store();
+        });
+        if (!isThere) fs::remove(file.companion());
+        std::string const whole = after + "|" + (comes ? after : "");
+        if (isDenied) {
+            int const reader = lockWhole(file.path(), F_OFD_SETLK, F_RDLCK);
+            EXPECT_EQ(valuesAt(file.path()), whole);
+            close(reader);
+        }
+        EXPECT_EQ(valuesAt(file.path()), whole);
+        EXPECT_EQ(fs::exists(file.companion()), comes);
+    }
+}
+
 TEST(RecoveryTest, aCopiedDirectoryIsFinishedByItself) {
     Torn const torn;
     std::string const copied = torn.file.place() + "-copied";
@@ -241,6 +271,120 @@ TEST(RecoveryTest, aCopyThatDoesNotCountIsIgnoredAndReported) {
         other.setValue("s", "k", "v");
         other.store(torn.file.path().c_str());
         EXPECT_EQ(valueIn(torn.file.path(), "s", "k"), "v");
+    }
+}
+
+/// Where a copy has its numbers behind the checksum: eight bytes each, texts behind their length.
+std::vector<std::size_t> numbersIn(std::string const& copy) {
+    std::vector<std::size_t> places;
+    std::size_t at = 24;
+    auto const next = [&] {
+        std::uint64_t number = 0;
+        std::memcpy(&number, &copy.at(at), sizeof number);
+        places.push_back(at);
+        at += sizeof number;
+        return static_cast<std::size_t>(number);
+    };
+    auto const skip = [&](int numbers, int texts) {
+        while (numbers-- > 0)
+            next();
+        while (texts-- > 0)
+            at += next();
+    };
+    skip(4, 0);
+    for (std::size_t files = next(); files > 0; --files) {
+        skip(0, 1);
+        skip(7, 2);
+    }
+    return places;
+}
+
+TEST(RecoveryTest, aCopyWithAWrongNumberMakesNothingThatNoStoreMade) {
+    constexpr std::size_t headSize = 24;
+    constexpr std::uint64_t numbers[] = {0, 1, 2, 3, 46, std::uint64_t{1} << 40U, ~std::uint64_t{}};
+    for (bool const inCompanion : {false, true}) {
+        Torn const torn(inCompanion);
+        std::string const companion = torn.file.companion();
+        std::string const bytes[] = {torn.file.bytes(), readFile(companion)};
+        std::string const copy = readFile(torn.copy);
+        auto const put = [&](std::string const& changed) {
+            writeFile(torn.file.path(), bytes[0]);
+            writeFile(companion, bytes[1]);
+            writeFile(torn.copy, changed);
+        };
+        static_cast<void>(valuesAt(torn.file.path()));
+        std::string const whole[] = {torn.file.bytes(), readFile(companion)};
+        for (std::size_t const place : numbersIn(copy))
+            for (std::uint64_t const number : numbers) {
+                SCOPED_TRACE(std::to_string(place) + ": " + std::to_string(number));
+                std::string changed = copy;
+                std::memcpy(&changed[place], &number, sizeof number);
+                std::uint64_t const sum = zfc::checksum(std::string_view(changed).substr(headSize));
+                std::memcpy(&changed[headSize - sizeof sum], &sum, sizeof sum);
+                put(changed);
+                Reports const dropped;
+                std::string const values = valuesAt(torn.file.path());
+                std::string const now = torn.file.bytes();
+                EXPECT_TRUE(now == bytes[0] || now == whole[0]) << now;
+                EXPECT_TRUE(now == bytes[0] || values == newValues) << values;
+            }
+    }
+}
+
+TEST(RecoveryTest, isOfTheFilesOwnerAsFarAsItsMakerMayAndCountsOfNobodyElse) {
+    if (geteuid() != 0) GTEST_SKIP() << "root alone can try";
+    constexpr uid_t owner = 1234;
+    constexpr gid_t group = 4321;
+    auto const given = [](std::string const& path, uid_t to, mode_t mode) {
+        EXPECT_EQ(chown(path.c_str(), to, group), 0);
+        EXPECT_EQ(chmod(path.c_str(), mode), 0);
+    };
+    struct {
+        uid_t maker;
+        gid_t memberOf;
+        uid_t owner;
+        unsigned int permissions;  // 0: there is none
+    } const makers[] = {{0, 0, owner, 0660},
+                        {owner, group, owner, 0660},
+                        {owner, nobody, owner, 0600},
+                        {nobody, group, 0, 0}};
+    for (auto const& row : makers) {
+        SCOPED_TRACE(row.maker);
+        StanzaFile const file("[s]\nk = " + before + "\n");
+        ASSERT_EQ(chmod(file.place().c_str(), 0777), 0);
+        given(file.path(), owner, 0660);
+        breakOff(file.path(), [&] {
+            if (row.maker != 0) becomeNobody(row.memberOf, row.maker);
+            ZStanzaFileProperties properties(file.path().c_str(), 1);
+            properties.setValue("s", "k", after.c_str());
+            properties.store();
+        });
+        std::string const copy = file.beside(".settings.zsave");
+        EXPECT_EQ(fs::exists(copy), row.permissions != 0);
+        if (!fs::exists(copy)) continue;
+        EXPECT_EQ(statusOf(copy).st_uid, row.owner);
+        EXPECT_EQ(statusOf(copy).st_mode & 0777U, row.permissions);
+    }
+    struct {
+        uid_t owner;
+        gid_t group;
+        mode_t mode;
+        bool counts;
+    } const copies[] = {{0, 0, 0600, true},
+                        {owner, 0, 0600, true},
+                        {owner, group, 0660, true},
+                        {owner, 0, 0640, false},
+                        {nobody, group, 0600, false}};
+    for (auto const& row : copies) {
+        SCOPED_TRACE(row.mode);
+        Torn const torn;
+        given(torn.file.path(), owner, 0660);
+        given(torn.file.companion(), owner, 0660);
+        given(torn.copy, row.owner, row.mode);
+        ASSERT_EQ(chown(torn.copy.c_str(), row.owner, row.group), 0);
+        Reports reports;
+        EXPECT_EQ(valuesAt(torn.file.path()) == newValues, row.counts);
+        EXPECT_EQ(reports.take().empty(), row.counts);
     }
 }
 

@@ -3,6 +3,7 @@
 #define ZFC_TESTS_SUPPORT_PROPERTIES_H
 
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -113,6 +114,16 @@ void expectInChild(Body body) {
                   return testing::Test::HasFailure() ? 1 : 0;
               }),
               0);
+}
+
+constexpr unsigned int nobody = 65534;
+
+/// In a child, where root becomes another user, who may do what anybody may, and what `group` may.
+inline void becomeNobody(gid_t group = nobody, uid_t user = nobody) {
+    if (geteuid() != 0) return;
+    ASSERT_EQ(setgroups(1, &group), 0);
+    ASSERT_EQ(setgid(nobody), 0);
+    ASSERT_EQ(setuid(user), 0);
 }
 
 [[nodiscard]] inline struct stat statusOf(std::string const& path) {

@@ -107,6 +107,7 @@ bool isFit(std::string_view name) {
 bool isSound(FileRecord const& file) {
     ChangedRange const& range = file.range;
     if (!isFit(file.name) || (!file.existed && range.oldSize != 0)) return false;
+    if (!file.remains && !(file.existed && range.isEmpty())) return false;
     if (range.start > std::min(range.oldSize, range.newSize)) return false;
     std::size_t const old = range.oldSize - range.start;
     std::size_t const now = range.newSize - range.start;

@@ -388,6 +388,22 @@ TEST(RecoveryTest, isOfTheFilesOwnerAsFarAsItsMakerMayAndCountsOfNobodyElse) {
     }
 }
 
+TEST(RecoveryTest, oneThatMayNotBeReadFailsTheLoadUnlessItIsEmptyYet) {
+    for (bool const isEmpty : {false, true}) {
+        Torn const torn;
+        if (isEmpty) fs::resize_file(torn.copy, 0);
+        ASSERT_EQ(chmod(torn.copy.c_str(), 0), 0);
+        ASSERT_EQ(chmod(torn.file.place().c_str(), 0755), 0);
+        expectInChild([&] {
+            becomeNobody();
+            Reports reports;
+            EXPECT_EQ(ioFailure([&] { valueIn(torn.file.path(), "s", "k"); }),
+                      isEmpty ? "" : ioText(torn.copy, "fopen(r)", EACCES));
+            EXPECT_EQ(reports.take().size(), isEmpty ? 1U : 0U);
+        });
+    }
+}
+
 TEST(RecoveryTest, thereIsNoneWhereItIsNotWantedOrCannotBe) {
     Torn const torn(false, ZPCache::noRecoveryCopy);
     EXPECT_FALSE(fs::exists(torn.copy));

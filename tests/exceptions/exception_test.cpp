@@ -240,7 +240,9 @@ TEST(MessageService, RendersWhatItGets) {
             EXPECT_EQ(parts.getInsertKind(0), ZZException::InsertKind::number);
             EXPECT_EQ(parts.getInsertNumber(0), 5);
             EXPECT_STREQ(parts.getInsertText(1), "/x");
-            EXPECT_THROW(static_cast<void>(parts.getInsertKind(2)), ZInvalidParameterException);
+            for (int const none : {-1, 2})
+                EXPECT_THROW(static_cast<void>(parts.getInsertKind(none)),
+                             ZInvalidParameterException);
             ZLCString const place(parts.getSource());
             told = place + ':' + ZLCString(parts.getLine()) + ' ' + parts.getText();
         }

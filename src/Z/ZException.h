@@ -518,6 +518,29 @@ class ZFC_API ZPropertiesInvalidBoolValueException : public ZPropertiesInvalidVa
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
+/// A value is not of the C++ type asked for, or beyond its range (message 59).
+class ZFC_API ZPropertiesUnexpectedValueException : public ZPropertiesException {
+  public:
+    /// `expected` says what the value should be.
+    ZPropertiesUnexpectedValueException(char const* propFile, char const* category, char const* key,
+                                        char const* value, char const* expected);
+    [[nodiscard]] ZObject* clone() const override { return cloneOf(*this); }
+    void print() override;
+    void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
+
+    /// The stanza.
+    [[nodiscard]] char const* category() const { return category_.getChars(); }
+    [[nodiscard]] char const* key() const { return key_.getChars(); }
+    [[nodiscard]] char const* value() const { return value_.getChars(); }
+    [[nodiscard]] char const* expected() const { return expected_.getChars(); }
+
+  private:
+    ZLCString category_;
+    ZLCString key_;
+    ZLCString value_;
+    ZLCString expected_;
+};
+
 /// An iterator is asked for an entry before the first or behind the last (message 42).
 class ZFC_API ZPropertiesIteratorException : public ZPropertiesException {
   public:

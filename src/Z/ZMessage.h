@@ -66,7 +66,7 @@ class ZFC_API ZMessageService {
 class ZFC_API ZDefaultMessageService : public ZObject, public ZMessageService {
   public:
     /// Message numbers lie below this; numbers 0 and 23 have no text.
-    static constexpr int NUM_MSGS = 59;
+    static constexpr int NUM_MSGS = 60;
 
     // in slot order: do not sort
     [[nodiscard]] ZObject* clone() const override;

@@ -44,7 +44,7 @@ void expect(unsigned long number, std::string const& text, Args... args) {
         EXPECT_TRUE(typeid(thrown) == typeid(E) && typeid(cloned) == typeid(E)) << name;
         EXPECT_EQ(text.find("No default text") == 0 ? "" : text, std::string(thrown.text()));
         EXPECT_EQ("Exception: " + name + "\n File: \"src/Z/ZSample\" 7\n Error: " +
-                      std::to_string(number) + "\n Thread: #\nNUM_MSGS = 59\n" + text,
+                      std::to_string(number) + "\n Thread: #\nNUM_MSGS = 60\n" + text,
                   errorOutputOf([&] { cloned.dumpException(); }));
     }
 }
@@ -119,6 +119,10 @@ TEST(ExceptionTree, PrintsItsTextAndClonesAndThrowsAsItself) {
     expect<ZPropertiesRecoveryException>(
         57, "The recovery copy c of the configuration file f is ignored: Why.", 57, "c", "f",
         "Why");
+    expect<ZPropertiesUnexpectedValueException>(
+        59,
+        "The configuration file f has the value v for key k in stanza s, where a size is expected.",
+        "f", "s", "k", "v", "a size");
     // Numbers that callers choose: a report shows no insert that was not passed, and a
     // mismatched one in its own kind.
     expect<ZThreadException>(
@@ -195,7 +199,7 @@ TEST(ObjectRoot, EveryFormOfNewIsAtHand) {
 
 constexpr char report[] =
     "Exception: ZThreadException\n File: \"src/Z/ZThread\" 12\n Error: 17\n Thread: #\n"
-    "NUM_MSGS = 59\nUnexpected error from pthread_create().  rc = 11.";
+    "NUM_MSGS = 60\nUnexpected error from pthread_create().  rc = 11.";
 
 void dumpReport() {
     ZThreadException e(17, 11);

@@ -249,6 +249,21 @@ ZPropertiesInvalidBoolValueException::ZPropertiesInvalidBoolValueException(char 
     code = numberOf(Message::invalidBoolean);
 }
 
+ZPropertiesUnexpectedValueException::ZPropertiesUnexpectedValueException(char const* propFile,
+                                                                         char const* category,
+                                                                         char const* key,
+                                                                         char const* value,
+                                                                         char const* expected)
+    : ZPropertiesException(numberOf(Message::unexpectedValue),
+                           "ZPropertiesUnexpectedValueException", propFile),
+      category_(category),
+      key_(key),
+      value_(value),
+      expected_(expected) {}
+void ZPropertiesUnexpectedValueException::print() {
+    printinternal(this, propFile(), value(), key(), category(), expected());
+}
+
 ZPropertiesIteratorException::ZPropertiesIteratorException(char const* propFile)
     : ZPropertiesException(numberOf(Message::invalidIterator), "ZPropertiesIteratorException",
                            propFile) {}

@@ -94,6 +94,8 @@ constexpr Row rows[] = {
      "The recovery copy %s of the configuration file %s is ignored: %s."},
     {Message::recoveryCopySetAside,
      "The recovery copy %s of the configuration file %s was not used: %s."},
+    {Message::unexpectedValue,
+     "The configuration file %s has the value %s for key %s in stanza %s, where %s is expected."},
 };
 
 constexpr bool areInOrder() {

@@ -69,6 +69,7 @@ enum class Message : int {
     companionDamaged,
     recoveryCopyIgnored,
     recoveryCopySetAside,
+    unexpectedValue,
 };
 
 /// What exceptions and reports carry.

@@ -101,6 +101,7 @@
 #define ZJavaPropertyParseException ZFC_TAGGED(ZJavaPropertyParseException)
 #define ZKeyEntry ZFC_TAGGED(ZKeyEntry)
 #define ZKeyMap ZFC_TAGGED(ZKeyMap)
+#define ZLayeredProperties ZFC_TAGGED(ZLayeredProperties)
 #define ZLCConstString ZFC_TAGGED(ZLCConstString)
 #define zlcs_from_utf8 ZFC_TAGGED(zlcs_from_utf8)
 #define zlcs_mb_max ZFC_TAGGED(zlcs_mb_max)

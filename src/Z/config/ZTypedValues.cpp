@@ -10,6 +10,7 @@
 #include <iterator>
 
 #include "Z/ZException.h"
+#include "Z/ZLayeredProperties.h"
 
 namespace {
 
@@ -84,9 +85,13 @@ template <class Number>
     return ZLCString(digits.data(), static_cast<unsigned int>(end - digits.data()));
 }
 
-[[nodiscard]] ZLCString fileOf(ZPropertiesInterface const& properties) {
-    auto const* const file = dynamic_cast<ZProperties const*>(&properties);
-    return file != nullptr ? file->getFileName() : ZLCString();
+/// Where the key stands; empty where that cannot be told.
+[[nodiscard]] ZLCString originOf(ZPropertiesInterface const& properties, char const* stanza,
+                                 char const* key) {
+    if (auto const* const file = dynamic_cast<ZProperties const*>(&properties))
+        return file->getFileName();
+    auto const* const layers = dynamic_cast<ZLayeredProperties const*>(&properties);
+    return layers != nullptr ? layers->getOrigin(stanza, key) : ZLCString();
 }
 
 }  // namespace
@@ -200,7 +205,7 @@ ZLCString ZValueText::of(std::string_view bytes) {
 void ZValueText::raiseUnexpected(ZPropertiesInterface const& properties, char const* stanza,
                                  char const* key, char const* value, char const* expected) {
     bool const isSecret = properties.isObfuscated(stanza, key);
-    zraise(ZPropertiesUnexpectedValueException(fileOf(properties).getChars(), stanza, key,
-                                               isSecret ? "(obfuscated)" : value, expected),
+    zraise(ZPropertiesUnexpectedValueException(originOf(properties, stanza, key).getChars(), stanza,
+                                               key, isSecret ? "(obfuscated)" : value, expected),
            sourceName, __LINE__);
 }

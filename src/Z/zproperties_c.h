@@ -71,6 +71,14 @@ typedef struct ZStzFileItem {
     void* result;
 } ZStzFileItem;
 
+// -------------------------------------------------------------------------------------- failures
+
+/// What went wrong in this thread's last call that failed with anything but
+/// ZPROP_INVALID_ARGUMENT for a missing or bad one: the reason in words, and in parentheses the
+/// library's source and line. Never null; empty before the first failure. Calls that succeed leave
+/// it; it lives until the next failure, and as long as the thread.
+ZFC_API char const* zstzPropLastError(void);
+
 // --------------------------------------------------------------------------------------- files
 
 /// Opens `file` and reads it whole, keeping its comments for a later store. On success `*handle` is
@@ -78,6 +86,9 @@ typedef struct ZStzFileItem {
 /// ZPROPOpenMode. ZPROP_IO_ERROR: the file is not there, not readable, locked, or not a valid
 /// stanza file.
 ZFC_API int zstzPropOpen(ZPROP_stz_handle** handle, char const* file, ZPROPOpenMode mode);
+/// Makes an empty file and opens it for writing, as zstzPropOpen() does. ZPROP_IO_ERROR: there is a
+/// file of this name, which stays as it is, or none can be made.
+ZFC_API int zstzPropCreate(ZPROP_stz_handle** handle, char const* file);
 /// Releases the handle; edits that were not stored are lost.
 ZFC_API int zstzPropClose(ZPROP_stz_handle* handle);
 /// Writes all edits to `file`, or with null to the file that was opened, and flushes it to the
@@ -124,6 +135,20 @@ ZFC_API unsigned int zstzPropGetIntegerValue(ZPROP_stz_handle* handle, char cons
 /// above.
 ZFC_API int zstzPropGetBooleanValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                                     int required, int* rc);
+/// The key's last value as a number of 64 bits, decimal, or hexadecimal behind "0x"; 0 when it is
+/// absent. ZPROP_INVALID_VALUE: it is no whole number, or beyond 64 bits. ZPROP_MISSING_KEY: as
+/// above.
+ZFC_API long long zstzPropGetInteger64Value(ZPROP_stz_handle* handle, char const* stanza,
+                                            char const* key, int required, int* rc);
+/// The same as a real number: decimal, with a point in every locale, finite.
+ZFC_API double zstzPropGetDoubleValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
+                                      int required, int* rc);
+/// The names of the stanzas in file order, and of a stanza's keys, none for one that is absent: an
+/// array that ends with null, the caller's, to be released with zstzPropFreeNames().
+ZFC_API char** zstzPropGetStanzaNames(ZPROP_stz_handle* handle, int* rc);
+ZFC_API char** zstzPropGetKeyNames(ZPROP_stz_handle* handle, char const* stanza, int* rc);
+/// Null is left alone.
+ZFC_API void zstzPropFreeNames(char** names);
 /// Answers `count` requests in their order, with no change of the file's values between them.
 /// ZPROP_MISSING_KEY, ZPROP_INVALID_VALUE, ZPROP_INVALID_ARGUMENT (also an unknown type or no place
 /// for the answer): the requests before the failing one have their answers; texts and lists of the
@@ -150,6 +175,11 @@ ZFC_API int zstzPropSetIntegerValue(ZPROP_stz_handle* handle, char const* stanza
 /// The same with "yes" for a value other than 0, else "no".
 ZFC_API int zstzPropSetBooleanValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                                     int value);
+/// The same with the number in decimal; what is not finite is ZPROP_EDIT_ERROR.
+ZFC_API int zstzPropSetInteger64Value(ZPROP_stz_handle* handle, char const* stanza, char const* key,
+                                      long long value);
+ZFC_API int zstzPropSetDoubleValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
+                                   double value);
 /// Removes the key with all its values; one that is absent changes nothing.
 ZFC_API int zstzPropRemoveKey(ZPROP_stz_handle* handle, char const* stanza, char const* key);
 /// Removes the stanza with all its lines; one that is absent changes nothing.

@@ -2,6 +2,7 @@
 #define _POSIX_C_SOURCE 200809L /* mkstemp, in strict C11 */
 
 #include "Z/zproperties_c.h"
+#include "Z/zversion.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -34,6 +35,8 @@ static char const sample[] =
     "# about\n[net]\nport = 0x50\nhost = a\nhost = b\nempty =\nword = maybe\nfast = Yes\n";
 
 static void test_opening(void) {
+    CHECK_TEXT(zstzPropLastError(), "");
+    CHECK_TEXT(zfcVersion(), "6.1.1");
     ZPROP_stz_handle* opened = (ZPROP_stz_handle*)sample;
     CHECK(zstzPropOpen(&opened, path, (ZPROPOpenMode)3) == ZPROP_INVALID_ARGUMENT);
     CHECK(opened == NULL);
@@ -197,6 +200,40 @@ static void test_walking_values(void) {
     check_file("[s]\nk = two\nk = 3\nk = 4\n");
 }
 
+static void test_numbers_names_and_reasons(void) {
+    char** names = NULL;
+    ZPROP_stz_handle* made = NULL;
+    CHECK(zstzPropSetInteger64Value(handle, "net", "big", -9000000000LL) == ZPROP_OK);
+    CHECK(zstzPropSetDoubleValue(handle, "net", "real", 0.1) == ZPROP_OK);
+    CHECK(zstzPropSetDoubleValue(handle, "net", "real", 1e308 * 10) == ZPROP_EDIT_ERROR);
+    CHECK_ANSWER(zstzPropGetInteger64Value(handle, "net", "big", 1, &rc), -9000000000LL, ZPROP_OK);
+    CHECK_ANSWER(zstzPropGetDoubleValue(handle, "net", "real", 1, &rc), 0.1, ZPROP_OK);
+    CHECK_ANSWER(zstzPropGetDoubleValue(handle, "net", "none", 0, &rc), 0, ZPROP_OK);
+    CHECK_ANSWER(zstzPropGetDoubleValue(handle, "net", "none", 1, &rc), 0, ZPROP_MISSING_KEY);
+    CHECK_ANSWER(zstzPropGetInteger64Value(handle, "net", "real", 0, &rc), 0, ZPROP_INVALID_VALUE);
+    CHECK(strstr(zstzPropLastError(), "has the value 0.1 for key real in stanza net, where") &&
+          strstr(zstzPropLastError(), " (src/Z/"));
+    names = zstzPropGetStanzaNames(handle, &rc);
+    CHECK(rc == ZPROP_OK && strcmp(names[0], "old") == 0 && strcmp(names[1], "net") == 0);
+    CHECK(names[2] == NULL);
+    zstzPropFreeNames(names);
+    names = zstzPropGetKeyNames(handle, "net", NULL);
+    CHECK(strcmp(names[0], "port") == 0 && strcmp(names[2], "real") == 0 && names[3] == NULL);
+    zstzPropFreeNames(names);
+    names = zstzPropGetKeyNames(handle, "none", NULL);
+    CHECK(names[0] == NULL);
+    zstzPropFreeNames(names);
+    zstzPropFreeNames(NULL);
+
+    CHECK(zstzPropCreate(&made, path) == ZPROP_IO_ERROR && made == NULL);
+    CHECK(strstr(zstzPropLastError(), path) && strstr(zstzPropLastError(), "code was 17"));
+    unlink(path);
+    CHECK(zstzPropCreate(&made, path) == ZPROP_OK);
+    CHECK(zstzPropSetStringValue(made, "s", "k", "v") == ZPROP_OK);
+    CHECK(zstzPropStore(made, NULL) == ZPROP_OK && zstzPropClose(made) == ZPROP_OK);
+    check_file("[s]\nk = v\n");
+}
+
 /* Which of h(andle), s(tanza), k(ey), t(ext) and i(terator) a call cannot do without. */
 #define CHECK_EDIT(needs, call) \
     CHECK(((call) == ZPROP_INVALID_ARGUMENT) == (strchr(needs, *missing) != NULL))
@@ -216,7 +253,9 @@ static void test_missing_arguments(void) {
         CHECK_QUESTION("hsk", zstzPropGetStringValue(from, stanza, key, 0, &rc));
         CHECK_QUESTION("hsk", zstzPropGetIntegerValue(from, stanza, key, 0, &rc));
         CHECK_QUESTION("hsk", zstzPropGetBooleanValue(from, stanza, key, 0, &rc));
+        CHECK_QUESTION("hsk", zstzPropGetDoubleValue(from, stanza, key, 0, &rc));
         CHECK_EDIT("hsk", zstzPropSetStringValue(from, stanza, key, NULL));
+        CHECK_EDIT("hsk", zstzPropSetInteger64Value(from, stanza, key, 1));
         CHECK_EDIT("hsk", zstzPropSetIntegerValue(from, stanza, key, 1));
         CHECK_EDIT("hsk", zstzPropSetBooleanValue(from, stanza, key, 1));
         CHECK_EDIT("ht", zstzPropAddFileComment(from, text));
@@ -255,6 +294,7 @@ int main(void) {
     with_file("[net]\nhost = h\n", test_updating);
     with_file("[net]\nhost = a\nhost = b\nempty =\n", test_walking_keys);
     with_file("[s]\nk = 1\nk = 2\nk = 3\n", test_walking_values);
+    with_file("[old]\n[net]\nport = 1\n", test_numbers_names_and_reasons);
     with_file("", test_missing_arguments);
     unlink(path);
     return failures == 0 ? 0 : 1;

@@ -98,6 +98,14 @@ template <class Handle>
     return handle != nullptr && handle->isValid();
 }
 
+/// Keeps the text for zstzPropLastError(). Without memory the text says that.
+void noteFailure(ZException const& failure) noexcept;
+/// Of an exception that is none of the library's.
+void noteUnknownFailure() noexcept;
+
+/// The code for an exception of the library.
+[[nodiscard]] int codeOf(ZException const& failure, int refused, int otherwise) noexcept;
+
 /// Runs `body` and tells by a code how it ended: `refused` for an argument that the library does
 /// not take, `otherwise` for what has no code of its own.
 template <class Body>
@@ -105,18 +113,14 @@ template <class Body>
     try {
         body();
         return ZPROP_OK;
-    } catch (ZPropertiesMissingPropertyException const&) {
-        return ZPROP_MISSING_KEY;
-    } catch (ZPropertiesInvalidValueException const&) {
-        return ZPROP_INVALID_VALUE;
-    } catch (ZPropertiesIteratorException const&) {
-        return ZPROP_ITERATOR_ERROR;
-    } catch (ZInvalidParameterException const&) {
-        return refused;
+    } catch (ZException const& failure) {
+        noteFailure(failure);
+        return codeOf(failure, refused, otherwise);
     } catch (...) {
         // What is caught and is no C++ exception is the unwinding of a cancelled thread. It must
         // not end here. (Catching it by its own type would bind a reference to no object.)
         if (!std::current_exception()) throw;
+        noteUnknownFailure();
         return otherwise;
     }
 }

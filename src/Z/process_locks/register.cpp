@@ -105,7 +105,7 @@ class Register {
     }
     Record& recordOf(ZAbstractProcessReadWriteLock const& lock) {
         // One cycle of a lock asks for its record seven times.
-        thread_local Found last{nullptr, nullptr, 0};
+        [[gnu::tls_model("initial-exec")]] thread_local Found last{nullptr, nullptr, 0};
         if (last.lock != &lock || last.ended != ended) last = find(lock);
         return *last.record;
     }

@@ -1,8 +1,10 @@
-// Locks between processes, on a file system in memory: one cycle of taking and releasing, alone and
-// while another process does the same. Those that keep their file open save the opening, which the
-// library's cycle includes, and the gate, which keeps readers from shutting writers out.
+// Locks between processes, on a file system in memory: one cycle of taking and releasing, alone,
+// while another process does the same, and in turn with it. Those that keep their file open save
+// the opening, which the library's cycle includes, and the gate, which keeps readers from shutting
+// writers out.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +12,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <utility>
 
 #include "Z/ZFileLock.h"
 
@@ -189,39 +192,70 @@ struct LibraryWriteUnchanged : Library {
 
 // ---------------------------------------------------------------------------------- the benchmarks
 
-/// Another process that takes and releases the same lock as long as this object lives.
-template <class Lock>
-class Rival {
+/// Another process, as long as this object lives.
+class OtherProcess {
   public:
-    explicit Rival(std::string const& directory) {
-        int ends[2];
-        if (pipe(ends) != 0) abort();
-        child = fork();
-        if (child == 0) compete(directory, ends[1]);
-        char byte = 0;
-        if (read(ends[0], &byte, 1) != 1) abort();  // it is at it
-        close(ends[0]);
-        close(ends[1]);
+    template <class Body>
+    explicit OtherProcess(Body const& body) : child(fork()) {
+        if (child != 0) return;
+        prctl(PR_SET_PDEATHSIG, SIGKILL);  // it may be waiting for the one that is gone
+        body();
+        _exit(0);
     }
-    ~Rival() {
+    ~OtherProcess() {
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
     }
-    Rival(Rival const&) = delete;
-    Rival& operator=(Rival const&) = delete;
+    OtherProcess(OtherProcess const&) = delete;
+    OtherProcess& operator=(OtherProcess const&) = delete;
 
   private:
-    [[noreturn]] static void compete(std::string const& directory, int ready) {
-        Lock lock(directory);
-        for (bool told = false;;) {
-            lock.lock();
-            lock.unlock();
-            if (!told) told = write(ready, "!", 1) == 1;
-        }
+    pid_t child;
+};
+
+/// Wakes a process that waits for it.
+class Bell {
+  public:
+    Bell() {
+        if (pipe(ends) != 0) abort();
+    }
+    ~Bell() {
+        close(ends[0]);
+        close(ends[1]);
+    }
+    Bell(Bell const&) = delete;
+    Bell& operator=(Bell const&) = delete;
+    void ring() const {
+        if (write(ends[1], "!", 1) != 1) abort();
+    }
+    void await() const {
+        char byte = 0;
+        if (read(ends[0], &byte, 1) != 1) abort();
     }
 
-    pid_t child = -1;
+  private:
+    int ends[2] = {-1, -1};
 };
+
+/// Takes and releases the same lock again and again.
+template <class Lock>
+[[noreturn]] void compete(std::string const& directory, Bell const& isAtIt) {
+    Lock lock(directory);
+    for (bool told = false;;) {
+        lock.lock();
+        lock.unlock();
+        if (!std::exchange(told, true)) isAtIt.ring();
+    }
+}
+
+/// Holds the lock for a moment; the other process hears of it while it is held, so that it asks
+/// for what is just given back.
+template <class Lock>
+void takeTurn(Lock& lock, Bell const& mineCame) {
+    lock.lock();
+    mineCame.ring();
+    lock.unlock();
+}
 
 template <class Lock>
 void measure(benchmark::State& state, std::string const& directory) {
@@ -242,14 +276,40 @@ void cycleAlone(benchmark::State& state) {
 template <class Lock>
 void cycleBesideAnotherProcess(benchmark::State& state) {
     Directory const directory;
-    Rival<Lock> const rival(directory.path());
+    Bell const isAtIt;
+    OtherProcess const rival([&] { compete<Lock>(directory.path(), isAtIt); });
+    isAtIt.await();
     measure<Lock>(state, directory.path());
+}
+
+/// A turn of each of two processes.
+template <class Lock>
+void turnsOfTwoProcesses(benchmark::State& state) {
+    Directory const directory;
+    Bell const ours;
+    Bell const theirs;
+    OtherProcess const partner([&] {
+        Lock lock(directory.path());
+        for (;;) {
+            ours.await();
+            takeTurn(lock, theirs);
+        }
+    });
+    Lock lock(directory.path());
+    for (auto _ : state) {
+        takeTurn(lock, ours);
+        theirs.await();
+    }
 }
 
 #define CYCLE(Lock, row, side)                                               \
     BENCHMARK_TEMPLATE(cycleAlone, Lock)->Name(row "/" side)->UseRealTime(); \
     BENCHMARK_TEMPLATE(cycleBesideAnotherProcess, Lock)                      \
         ->Name(row ", beside another process/" side)                         \
+        ->UseRealTime()
+#define TURNS(Lock, side)                             \
+    BENCHMARK_TEMPLATE(turnsOfTwoProcesses, Lock)     \
+        ->Name("two processes writing in turn/" side) \
         ->UseRealTime()
 
 CYCLE(LibraryRead, "process read lock", "ours");
@@ -261,5 +321,9 @@ CYCLE(LibraryWriteUnchanged, "process write lock", "ours, nothing changed");
 CYCLE(BoostWrite, "process write lock", "boost file_lock");
 CYCLE(BareKeptOpen<F_WRLCK>, "process write lock", "fcntl, kept open");
 CYCLE(BareWrite, "process write lock", "floor");
+TURNS(LibraryWrite, "ours");
+TURNS(BoostWrite, "boost file_lock");
+TURNS(BareKeptOpen<F_WRLCK>, "fcntl, kept open");
+TURNS(BareWrite, "floor");
 
 }  // namespace

@@ -198,7 +198,7 @@ class ZFC_API ZReadWriteLock : public ZAbstractReadWriteLock {
     void promoteAfterReaders();
     [[nodiscard]] std::optional<unsigned int> leave(Waiters expected);
     [[nodiscard]] std::optional<unsigned int> leaveAsOwner(Waiters expected);
-    [[nodiscard]] std::optional<unsigned int> leaveAsReader(Waiters expected);
+    [[nodiscard]] std::optional<unsigned int> leaveAsReader(Waiters expected, unsigned int guess);
     void leaveAndWake();
     [[nodiscard]] bool wait(timespec const& deadline) ZREQUIRES(condition);
 

@@ -1,9 +1,5 @@
 #include "zprop/edits.h"
 
-#include <CLI/CLI.hpp>
-
-#include <algorithm>
-
 #include "Z/ZList.h"
 #include "zprop/words.h"
 
@@ -65,43 +61,6 @@ std::string refusalOf(Document& properties, SetEdit const& edit) {
         return "a value among others cannot be empty";
     return "stanza, key or value would not read back from the file as given";
 }
-
-class EditLine {
-  public:
-    EditLine() : app("one edit", "zprop edit") {
-        app.require_subcommand(1);
-        app.set_help_flag();
-        declare(*app.add_subcommand("set"), set);
-        declare(*app.add_subcommand("unset"), unset);
-        declare(*app.add_subcommand("comment"), comment);
-        declare(*app.add_subcommand("rename"), rename);
-        declare(*app.add_subcommand("uncomment"), uncomment);
-    }
-
-    Change parse(std::vector<std::string> words) {
-        parseWords(app, std::move(words));
-        if (app.got_subcommand("set")) return changeOf(set);
-        if (app.got_subcommand("unset")) return changeOf(unset);
-        if (app.got_subcommand("rename")) return changeOf(rename);
-        if (app.got_subcommand("uncomment")) return changeOf(uncomment);
-        return changeOf(comment);
-    }
-
-  private:
-    template <class Edit>
-    static Change changeOf(Edit const& edit) {
-        return [edit](Document& properties, std::string const& file) {
-            apply(properties, file, edit);
-        };
-    }
-
-    CLI::App app;
-    SetEdit set;
-    UnsetEdit unset;
-    CommentEdit comment;
-    RenameEdit rename;
-    UncommentEdit uncomment;
-};
 
 /// The key gets these values, of the kind that the edit says, and keeps its place.
 void takeValues(Document& properties, SetEdit const& edit, ZArrayList& values) {
@@ -208,87 +167,16 @@ void merge(Document& properties, std::string const& file, Document const& other,
     }
 }
 
-CLI::Option* requireText(CLI::Option* option) {
-    return option->check(
-        [](std::string const& text) {
-            return text.empty() ? std::string("may not be empty") : std::string();
-        },
-        "");
-}
-
-void declare(CLI::App& command, SetEdit& edit) {
-    requireText(command.add_option("STANZA", edit.stanza, "stanza, made when there is none"))
-        ->required();
-    requireText(command.add_option("KEY", edit.key, "key, made when there is none"))->required();
-    command.add_option("VALUE", edit.value, "value; may be empty")->required();
-    declareOptions(command, edit);
-}
-
-void declareOptions(CLI::App& command, SetEdit& edit) {
-    auto* const add = command.add_flag("--add", edit.add,
-                                       "add one more value instead of replacing the one there");
-    auto* const all = command.add_flag("--replace-all", edit.replaceAll,
-                                       "replace all values of a key that has several");
-    command.add_option("--replace", edit.replace, "replace this value alone")
-        ->option_text("OLD")
-        ->excludes(add, all);
-    add->excludes(all);
-    command.add_flag("--obfuscate", edit.obfuscate,
-                     "keep the value out of the file, in its compressed companion");
-}
-
-void declare(CLI::App& command, UnsetEdit& edit) {
-    requireText(command.add_option("STANZA", edit.stanza, "stanza"))->required();
-    auto* const key =
-        requireText(command.add_option("KEY", edit.key, "key; without it the whole stanza goes"));
-    command.add_option("--value", edit.value, "this value alone; the key goes with its last one")
-        ->option_text("V")
-        ->needs(key);
-}
-
-void declare(CLI::App& command, RenameEdit& edit) {
-    requireText(command.add_option("STANZA", edit.stanza, "stanza"))->required();
-    requireText(command.add_option("KEY", edit.key, "key"))->required();
-    requireText(command.add_option("NEW", edit.name, "the key's new name"))->required();
-}
-
-void declare(CLI::App& command, UncommentEdit& edit) {
-    requireText(command.add_option("STANZA", edit.stanza, "stanza"))->required();
-    requireText(command.add_option("KEY", edit.key, "key"))->required();
-}
-
-void declare(CLI::App& command, CommentEdit& edit) {
-    command.add_option("TEXT", edit.text, "comment; \"#\" is put in front where it is missing")
-        ->required();
-    auto* const stanza =
-        requireText(command.add_option("--stanza", edit.stanza, "below this stanza's header"));
-    requireText(command.add_option("--key", edit.key, "above this key's line"))->needs(stanza);
-}
-
 std::vector<Change> readChanges(std::istream& input) {
     std::vector<Change> changes;
     forEachCommand(input, [&](std::vector<std::string> const& words, std::string const& place) {
-        Change const change = EditLine().parse(words);
-        changes.emplace_back([change, place](Document& properties, std::string const& file) {
-            atPlace(place, [&] { change(properties, file); });
+        Edit const edit = parseEdit(words);
+        changes.emplace_back([edit, place](Document& properties, std::string const& file) {
+            auto const change = [&](auto const& one) { apply(properties, file, one); };
+            atPlace(place, [&] { std::visit(change, edit); });
         });
     });
     return changes;
-}
-
-void parseWords(CLI::App& app, std::vector<std::string> words) {
-    std::reverse(words.begin(), words.end());  // CLI11 takes them from the back
-    try {
-        app.parse(words);
-    } catch (CLI::ParseError& e) {
-        throw Failure(Exit::wrongUsage, discreet(e));
-    }
-}
-
-std::string discreet(CLI::ParseError const& e) {
-    bool const isExtra = e.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
-    return isExtra ? "too many words, or an unknown option; a value with blanks stands in quotes"
-                   : e.what();
 }
 
 }  // namespace zprop

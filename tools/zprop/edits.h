@@ -6,15 +6,10 @@
 #include <istream>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "zprop/open.h"
-
-namespace CLI {
-class App;
-class Option;
-class ParseError;
-}  // namespace CLI
 
 namespace zprop {
 
@@ -62,18 +57,13 @@ void apply(Document& properties, std::string const& file, UncommentEdit const& e
 void merge(Document& properties, std::string const& file, Document const& other,
            std::string const& otherFile);
 
-/// Refuses an empty text: a shell variable that is not set must not widen what a command does.
-CLI::Option* requireText(CLI::Option* option);
+using Edit = std::variant<SetEdit, UnsetEdit, CommentEdit, RenameEdit, UncommentEdit>;
+/// Of a .properties file: key and value, the key in place of a stanza, and text and key.
+using PairEdit = std::variant<SetEdit, UnsetEdit, CommentEdit>;
 
-/// Declares the arguments that an edit takes behind the file name, for the command line and for the
-/// lines of `zprop edit` alike.
-void declare(CLI::App& command, SetEdit& edit);
-void declare(CLI::App& command, UnsetEdit& edit);
-void declare(CLI::App& command, CommentEdit& edit);
-void declare(CLI::App& command, RenameEdit& edit);
-void declare(CLI::App& command, UncommentEdit& edit);
-/// The options alone.
-void declareOptions(CLI::App& command, SetEdit& edit);
+/// The edit that the words of a line of `zprop edit` ask for; throws Failure (wrong usage).
+[[nodiscard]] Edit parseEdit(std::vector<std::string> words);
+[[nodiscard]] PairEdit parsePairEdit(std::vector<std::string> words);
 
 /// One change of a file, as a command line or a line of `zprop edit` asks for it.
 using Change = std::function<void(Document&, std::string const& file)>;
@@ -82,12 +72,6 @@ using Change = std::function<void(Document&, std::string const& file)>;
 /// Throws Failure with the line's number for a command that cannot be read; a change that cannot be
 /// made throws it with the number too.
 [[nodiscard]] std::vector<Change> readChanges(std::istream& input);
-
-/// Has the words of one line parsed; throws Failure (wrong usage).
-void parseWords(CLI::App& app, std::vector<std::string> words);
-
-/// What a parser says without repeating words that nobody expected, among which a secret may be.
-[[nodiscard]] std::string discreet(CLI::ParseError const& e);
 
 }  // namespace zprop
 

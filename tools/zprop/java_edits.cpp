@@ -1,6 +1,4 @@
 /// The edits of properties files.
-#include <CLI/CLI.hpp>
-
 #include "Z/ZException.h"
 #include "zprop/java_commands.h"
 #include "zprop/words.h"
@@ -42,36 +40,6 @@ JavaEdit commenting(std::string const& text, std::string const& key) {
     };
 }
 
-/// One line of `zprop edit`.
-class EditLine {
-  public:
-    EditLine() : app("one edit", "zprop edit") {
-        app.require_subcommand(1);
-        app.set_help_flag();
-        auto* const set = app.add_subcommand("set");
-        addKey(*set)->required();
-        set->add_option("VALUE", text)->required();
-        addKey(*app.add_subcommand("unset"))->required();
-        auto* const comment = app.add_subcommand("comment");
-        comment->add_option("TEXT", text)->required();
-        requireText(comment->add_option("--key", key));
-    }
-
-    JavaEdit parse(std::vector<std::string> words) {
-        parseWords(app, std::move(words));
-        if (app.got_subcommand("set")) return setting(key, text);
-        if (app.got_subcommand("unset")) return unsetting(key);
-        return commenting(text, key);
-    }
-
-  private:
-    CLI::Option* addKey(CLI::App& command) { return requireText(command.add_option("KEY", key)); }
-
-    CLI::App app;
-    std::string key;
-    std::string text;
-};
-
 void requireNoStanza(bool isMissing) {
     if (!isMissing)
         throw Failure(Exit::wrongUsage, "a .properties file has no stanzas: KEY alone, or --key");
@@ -109,7 +77,8 @@ JavaEdit javaMerge(JavaName const& other, Deadline& deadline) {
 JavaEdit readJavaEdits(std::istream& input) {
     std::vector<JavaEdit> edits;
     forEachCommand(input, [&](std::vector<std::string> const& words, std::string const& place) {
-        JavaEdit const edit = EditLine().parse(words);
+        JavaEdit const edit =
+            std::visit([](auto const& one) { return javaEdit(one); }, parsePairEdit(words));
         edits.emplace_back([edit, place](ZJavaPropertiesFile& properties, std::string const& file) {
             atPlace(place, [&] { edit(properties, file); });
         });

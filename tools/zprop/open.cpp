@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <iostream>
 #include <string_view>
@@ -14,6 +15,7 @@
 
 #include "zprop/backup.h"
 #include "zprop/difference.h"
+#include "zprop/memory.h"
 #include "zprop/scan.h"
 
 namespace zprop {
@@ -72,6 +74,8 @@ Properties emptyDocument(Comments comments) {
 
 /// Loads the file, or of one whose companion cannot be used what it holds itself.
 Properties loadWhatIsThere(std::string const& file, Comments comments, Deadline& deadline) {
+    constexpr std::size_t timesItsSize = 4;
+    takeMemoryFor(file, timesItsSize);
     Properties properties;
     retryWhileLocked(deadline, [&] {
         properties = emptyDocument(comments);
@@ -125,6 +129,22 @@ void retryWhileLocked(Deadline& deadline, std::function<void()> const& body) {
                               std::string(e.propFile()) + ": another process has locked it");
         }
     }
+}
+
+unsigned long sizeOf(std::string const& text) {
+    unsigned long size = 0;
+    std::size_t digits = 0;
+    for (; digits < text.size() && text[digits] >= '0' && text[digits] <= '9'; ++digits) {
+        if (size > (ULONG_MAX - 9) / 10) return 0;
+        size = size * 10 + static_cast<unsigned long>(text[digits] - '0');
+    }
+    std::string const unit = text.substr(digits);
+    std::size_t const shift = unit.empty()  ? 0
+                              : unit == "K" ? 10
+                              : unit == "M" ? 20
+                              : unit == "G" ? 30
+                                            : SIZE_MAX;
+    return shift == SIZE_MAX || size > ULONG_MAX >> shift ? 0 : size << shift;
 }
 
 void setCompanionLimit(unsigned long bytes) { companionLimit = bytes; }
@@ -236,6 +256,8 @@ bool isToBeMade(EditTarget const& target) {
 void editFile(EditTarget const& target, Deadline& deadline,
               std::function<void(Document&)> const& edit) {
     requireThere(target);
+    constexpr std::size_t timesItsSize = 10;  // read, copied, edited and written
+    takeMemoryFor(target.file, timesItsSize);
     auto const loadIt = [&] { return load(target.file, target.comments, deadline); };
     if (target.dryRun) return tryEdit(target, loadIt, edit);
     auto const update = [&] {

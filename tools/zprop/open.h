@@ -60,6 +60,8 @@ class Document : public ZStanzaFileProperties {
 
 using Properties = std::unique_ptr<Document>;
 
+/// Digits, and K, M or G for the powers of 1024; 0: it is no size, or none that fits.
+[[nodiscard]] unsigned long sizeOf(std::string const& text);
 /// The most bytes that a companion file may expand to, in all files opened from now on.
 void setCompanionLimit(unsigned long bytes);
 

@@ -11,7 +11,7 @@ namespace {
 
 constexpr char sourceName[] = "src/Z/ZFileLock";  // reports do not tell the files of process locks
 
-thread_local zfc::process_locks::Ending* innermost = nullptr;
+[[gnu::tls_model("initial-exec")]] thread_local zfc::process_locks::Ending* innermost = nullptr;
 
 }  // namespace
 

@@ -26,6 +26,18 @@ void orOutOfMemory(Change const& change) {
     }
 }
 
+/// What a thread has found, good until a lock ends: the next one may have its address.
+struct Found {
+    ZAbstractProcessReadWriteLock const* lock;
+    Record* record;
+    unsigned int ended;  // locks, when it was looked for
+};
+// One cycle of a lock asks for its record a dozen times.
+[[gnu::tls_model("initial-exec")]] thread_local Found last{nullptr, nullptr, 0};
+// Changes under the register's lock. Who uses a lock knows already that one before it, of that
+// address, ended.
+std::atomic<unsigned int> ended{0};
+
 }  // namespace
 
 Readers::~Readers() {
@@ -103,27 +115,14 @@ class Register {
         auto record = records.extract(&lock);
         if (!record.empty() && record.mapped().isKept) kept.insert(std::move(record));
     }
-    Record& recordOf(ZAbstractProcessReadWriteLock const& lock) {
-        // One cycle of a lock asks for its record seven times.
-        thread_local Found last{nullptr, nullptr, 0};
-        if (last.lock != &lock || last.ended != ended) last = find(lock);
-        return *last.record;
+    Found find(ZAbstractProcessReadWriteLock const& lock) {
+        ZPersistentGuard const guard(lockOverAll);
+        return {&lock, &records.at(const_cast<ZAbstractProcessReadWriteLock*>(&lock)), ended};
     }
 
   private:
     // Of nodes, because recordOf() hands out references that stay good while others come and go.
     using Records = std::unordered_map<ZAbstractProcessReadWriteLock*, Record>;
-
-    /// What a thread has found, good until a lock ends: the next one may have its address.
-    struct Found {
-        ZAbstractProcessReadWriteLock const* lock;
-        Record* record;
-        unsigned int ended;  // locks, when it was looked for
-    };
-    Found find(ZAbstractProcessReadWriteLock const& lock) {
-        ZPersistentGuard const guard(lockOverAll);
-        return {&lock, &records.at(const_cast<ZAbstractProcessReadWriteLock*>(&lock)), ended};
-    }
 
     // Around a fork nothing here is half done. What the handlers hold from one to the next is
     // beyond the analysis.
@@ -188,8 +187,6 @@ class Register {
 
     ZLock lockOverAll;
     Records records ZGUARDED_BY(lockOverAll);
-    // Changes under it. Who uses a lock knows already that one before it, of that address, ended.
-    std::atomic<unsigned int> ended{0};
     // Of locks that were destroyed while threads waited for them, which are in their records still.
     std::unordered_multimap<ZAbstractProcessReadWriteLock*, Record> kept ZGUARDED_BY(lockOverAll);
 };
@@ -208,7 +205,8 @@ void unregisterLock(ZAbstractProcessReadWriteLock& lock) noexcept {
     Register::instance().unregisterLock(lock);
 }
 Record& recordOf(ZAbstractProcessReadWriteLock const& lock) {
-    return Register::instance().recordOf(lock);
+    if (last.lock != &lock || last.ended != ended) last = Register::instance().find(lock);
+    return *last.record;
 }
 
 }  // namespace zfc::process_locks

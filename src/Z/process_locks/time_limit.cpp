@@ -6,7 +6,7 @@
 namespace zfc::process_locks {
 namespace {
 
-thread_local TimeLimit* innermost = nullptr;
+[[gnu::tls_model("initial-exec")]] thread_local TimeLimit* innermost = nullptr;
 
 /// So far away that nobody waits for it, and that no clock overflows on the way.
 constexpr std::chrono::hours longest{24 * 365 * 50};

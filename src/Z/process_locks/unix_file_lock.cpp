@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <ctime>
+#include <optional>
 #include <utility>
 
 #include "Z/ZException.h"
@@ -30,7 +32,6 @@ using zfc::platform::Identity;
 using zfc::platform::LockMode;
 using zfc::platform::LockRange;
 using zfc::platform::LockWait;
-using zfc::platform::Status;
 using zfc::platform::statusOf;
 using zfc::platform::uninterrupted;
 using zfc::process_locks::dataRange;
@@ -43,8 +44,21 @@ constexpr char sourceName[] = "src/Z/ZFileLock";
 /// any.
 constexpr mode_t lockFileMode = S_ISGID | S_IRUSR | S_IWUSR;
 
-/// A file that lost its last link since it was opened is found out once the gate is held.
-bool isPlain(Status const& status) { return status.isRegular() && status.links <= 1; }
+/// What a lock file is known by.
+struct Look {
+    Identity identity;
+    bool isPlain;  // a file that lost its last link since it was opened is found out by its name
+};
+
+/// Looks at what has the name, or is open with the empty one. Not at its times, as statusOf() does:
+/// where the system was asked for those it dates the next write anew, which takes longer.
+std::optional<Look> lookAt(int directory, char const* path, int flags) {
+    struct statx raw;
+    constexpr unsigned int wanted = STATX_TYPE | STATX_NLINK | STATX_INO;
+    if (statx(directory, path, flags, wanted, &raw) != 0) return std::nullopt;
+    Identity const identity{makedev(raw.stx_dev_major, raw.stx_dev_minor), raw.stx_ino};
+    return Look{identity, S_ISREG(raw.stx_mode) && raw.stx_nlink <= 1};
+}
 
 LockMode modeOf(ZReadWriteLockInterface::zlockstate state) {
     if (state == ZReadWriteLockInterface::zlockUnset) return LockMode::none;
@@ -68,11 +82,11 @@ int makeLockFile(char const* path, mode_t permissions) {
 int openLockFile(Descriptor& file, Identity& identity, char const* path, int flags) {
     Descriptor opened = zfc::platform::openFile(path, flags | O_NOFOLLOW | O_NOCTTY, lockFileMode);
     if (!opened.isOpen()) return errno;
-    auto const status = statusOf(opened.get());
-    if (!status) return errno;
-    if (!isPlain(*status)) return notPlain;
+    auto const found = lookAt(opened.get(), "", AT_EMPTY_PATH);
+    if (!found) return errno;
+    if (!found->isPlain) return notPlain;
     file = std::move(opened);
-    identity = status->identity;
+    identity = found->identity;
     return 0;
 }
 
@@ -294,7 +308,7 @@ int ZUnixProcessReadWriteFileLock::requestRange(zlockstate mode, unsigned int st
 }
 
 bool ZUnixProcessReadWriteFileLock::isReplaced() const {
-    auto const named = zfc::platform::statusOfName(getLockFileName().getChars());
+    auto const named = lookAt(AT_FDCWD, getLockFileName().getChars(), AT_SYMLINK_NOFOLLOW);
     if (!named) return errno == ENOENT;
     // An open file stays the one that it was when it was opened: it need not be asked again.
     return !(named->identity == zfc::process_locks::recordOf(*this).opened);

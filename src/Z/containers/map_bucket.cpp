@@ -1,5 +1,8 @@
 #include "Z/containers/map_bucket.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -27,6 +30,10 @@ constexpr std::uint64_t greatestSlots = std::uint64_t{1} << 32;  // what a mask 
 /// is no text, or has another hash than that of its bytes: its class may take texts of other bytes
 /// for equal.
 std::optional<std::uint32_t> bytesHash(ZObject const* object, std::uint32_t hash) {
+    // Nearly always, without a search through the class tree.
+    std::string_view const plain =
+        object != nullptr ? zfc::strings::plainText(*object) : std::string_view();
+    if (!plain.empty()) return zfc::utility::keyedHash(plain);
     auto const* const entry = dynamic_cast<ZKeyEntry const*>(object);
     auto const* const text =
         dynamic_cast<ZAbstractString const*>(entry != nullptr ? entry->getKey() : object);
@@ -36,6 +43,35 @@ std::optional<std::uint32_t> bytesHash(ZObject const* object, std::uint32_t hash
 
 std::optional<std::uint32_t> indexHash(bool ofTexts, ZObject const* key, std::uint32_t hash) {
     return ofTexts ? bytesHash(key, hash) : hash;
+}
+
+/// Always the last step: the destructors may change the bucket.
+void endEntry(Cell const& cell) {
+    if (!cell.isOwned) return;
+    ZObject* const value = cell.value;
+    delete cell.key;
+    delete value;
+}
+
+Cell cellOf(Arrival const& arrival, std::uint32_t hash, bool owns) {
+    Cell cell{arrival.key(), arrival.value(), hash, true, owns, 0, {}};
+    if (cell.key == nullptr) return cell;
+    std::string_view const text = zfc::strings::plainText(*cell.key);
+    if (text.size() > sizeof cell.text) return cell;
+    std::copy(text.begin(), text.end(), cell.text);
+    cell.textLength = static_cast<unsigned char>(text.size());
+    return cell;
+}
+
+/// Look-ups go anywhere in a large table. With pages of the usual size most of them wait for the
+/// page table as well.
+void askForLargePages(char* block, std::size_t bytes) {
+    constexpr std::size_t largeTable = std::size_t{4} << 20;
+    if (bytes < largeTable) return;
+    auto const page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    std::size_t const offset = page - reinterpret_cast<std::uintptr_t>(block) % page;
+    // Advice: where it is not taken, all goes on.
+    static_cast<void>(madvise(block + offset, bytes - offset, MADV_HUGEPAGE));
 }
 
 template <class Block>
@@ -104,6 +140,11 @@ void PlaceIndex::empty() { std::memset(slots.get(), 0, slotCount() * sizeof(Slot
 
 // ------------------------------------------------------------------------------------- Bucket
 
+Probe::Probe(ZObject const* asked)
+    : key(asked),
+      text(asked != nullptr ? zfc::strings::plainText(*asked) : std::string_view()),
+      hash(text.empty() ? hashOf(asked) : zfc::strings::textHash(text)) {}
+
 Arrival::Arrival(ZObject const* givenKey, ZObject const* givenValue, bool clones)
     : keyClone(clones ? cloneOf(givenKey) : nullptr),
       valueClone(clones ? cloneOf(givenValue) : nullptr),
@@ -116,93 +157,89 @@ void Arrival::release() {
     static_cast<void>(valueClone.release());
 }
 
-/// Delegates, so that the destructor takes the clones back when a later one fails.
-Bucket::Bucket(Bucket const& other) : Bucket(other.ownsMembers ? 1 : 0) {
+void Bucket::copy(Bucket const& other) {
     if (other.isCrowded()) {
         makeCrowd().index.reserve(other.size());
-        crowd->isOfTexts = other.crowd->isOfTexts;
+        rest->crowd->isOfTexts = other.rest->crowd->isOfTexts;
     }
-    for (unsigned int place = 0; place < other.count; ++place) {
-        if (other.isHole(place)) continue;
-        Cell const original = other.cells()[place];
-        Arrival copy(original.key, original.value, ownsMembers);
+    for (unsigned int place = 0; place < other.count(); ++place) {
+        Cell const original = other.at(place);
+        if (!original.isUsed) continue;
+        Arrival copied(original.key, original.value, original.isOwned);
         makeRoom();
         // The hash of the original: a clone is not asked, which could throw.
-        if (isCrowded()) crowd->index.add(other.crowd->index.hashAt(place), count);
-        cells()[count++] = {copy.key(), copy.value(), original.hash};
-        copy.release();
+        if (isCrowded()) rest->crowd->index.add(other.rest->crowd->index.hashAt(place), count());
+        addCell(cellOf(copied, original.hash, original.isOwned));
+        copied.release();
     }
-    noteFirst();
 }
 
-Bucket::~Bucket() { removeAll(); }
-
-ZObject* Bucket::clone() const { return new Bucket(*this); }
-
-/// Whether `key` accepts what is there, and has left it there.
-bool Bucket::holdsAt(unsigned int place, ZObject const* key) const {
-    ZObject const* const held = cells()[place].key;
-    return held != hole() && matches(key, held) && place < count && cells()[place].key == held;
+void Bucket::giveBack() {
+    if (rest != nullptr) delete rest->crowd;
+    std::free(rest);
+    rest = nullptr;
 }
 
-int Bucket::scan(ZObject const* key, std::uint32_t hash) const {
-    for (unsigned int place = 0; place < count; ++place) {
+/// Whether the key of the probe accepts what is there, and has left it there.
+bool Bucket::holdsAt(unsigned int place, Probe const& probe) const {
+    if (!at(place).isUsed) return false;
+    if (at(place).hasText(probe.text)) return true;
+    ZObject const* const held = at(place).key;
+    return matches(probe.key, held) && place < count() && at(place).isUsed && at(place).key == held;
+}
+
+int Bucket::scan(Probe const& probe) const {
+    for (unsigned int place = 0; place < count(); ++place) {
         // The numbers first: they nearly always decide, without a look at another object.
-        if (cells()[place].hash == hash && holdsAt(place, key)) return static_cast<int>(place);
+        if (at(place).hash == probe.shortHash() && holdsAt(place, probe))
+            return static_cast<int>(place);
     }
     return -1;
 }
 
-int Bucket::find(ZObject const* key, std::uint32_t hash) const {
-    if (!isCrowded()) return scan(key, hash);
-    auto const known = indexHash(crowd->isOfTexts, key, hash);
+int Bucket::find(Probe const& probe) const {
+    if (!isCrowded()) return scan(probe);
+    auto const known = indexHash(rest->crowd->isOfTexts, probe.key, probe.shortHash());
     // A probe of another kind than the keys, which its own equals() may accept nevertheless.
-    if (!known) return scan(key, hash);
-    return crowd->index.find(*known, [&](unsigned int place) { return holdsAt(place, key); });
+    if (!known) return scan(probe);
+    return rest->crowd->index.find(*known,
+                                   [&](unsigned int place) { return holdsAt(place, probe); });
 }
 
-Cell const* Bucket::search(ZObject const* key, unsigned long hash) const {
-    int const place = find(key, shortHash(hash));
-    return place >= 0 ? cells() + place : nullptr;
+Cell const* Bucket::search(Probe const& probe) const {
+    int const place = find(probe);
+    return place >= 0 ? &at(static_cast<unsigned int>(place)) : nullptr;
 }
 
-void Bucket::noteFirst() {
-    firstTextLength = 0;
-    if (count == 0 || isHole(0) || cells()[0].key == nullptr) return;
-    std::string_view const text = zfc::strings::plainText(*cells()[0].key);
-    if (text.size() > sizeof firstText) return;
-    std::copy(text.begin(), text.end(), firstText);
-    firstTextLength = static_cast<unsigned char>(text.size());
-}
-
-/// Always the last step: the destructors may change the bucket.
-void Bucket::end(Cell const& cell) const {
-    if (!ownsMembers) return;
-    ZObject* const value = cell.value;
-    delete cell.key;
-    delete value;
+void Bucket::resizeRest(unsigned char doublings) {
+    std::size_t const room = (std::size_t{1} << doublings) - 1;
+    void* const resized = std::realloc(rest, sizeof(Rest) + room * sizeof(Cell));
+    if (resized == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    auto* const grown = static_cast<Rest*>(resized);
+    if (rest == nullptr) *grown = {};
+    grown->doublings = doublings;
+    rest = grown;
 }
 
 void Bucket::makeRoom() {
-    if (count < room()) return;
-    if (count >= maxCount) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    bool const wasInside = block == nullptr;
-    resizeOrThrow(block, (std::size_t{room()} * 2 + 1) * sizeof(Cell));
-    if (wasInside) block[0] = first;
-    ++doublings;
+    if (count() == 0) return;
+    if (count() >= maxCount) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    if (rest == nullptr) return resizeRest(1);
+    if (rest->count == rest->room()) resizeRest(static_cast<unsigned char>(rest->doublings + 1));
 }
 
 Bucket::Crowd& Bucket::makeCrowd() {
-    if (crowd == nullptr) crowd.reset(new (std::nothrow) Crowd);
-    if (crowd == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    return *crowd;
+    if (rest == nullptr) resizeRest(1);
+    if (rest->crowd == nullptr) rest->crowd = new (std::nothrow) Crowd;
+    if (rest->crowd == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    return *rest->crowd;
 }
 
 /// Whether all keys are texts with the hash of their bytes.
 bool Bucket::holdsTextsAlone() const {
-    for (unsigned int place = 0; place < count; ++place) {
-        Cell const& cell = cells()[place];
-        if (!isHole(place) && !bytesHash(cell.key, cell.hash)) return false;
+    for (unsigned int place = 0; place < count(); ++place) {
+        Cell const& cell = at(place);
+        if (cell.isUsed && !bytesHash(cell.key, cell.hash)) return false;
     }
     return true;
 }
@@ -210,108 +247,165 @@ bool Bucket::holdsTextsAlone() const {
 /// Gives all entries a new index, which takes the old one's place only when all have answered.
 void Bucket::indexAll(bool byTexts) {
     PlaceIndex fresh;
-    fresh.reserve(count + 1);
-    for (unsigned int place = 0; place < count; ++place) {
-        Cell const& cell = cells()[place];
-        if (isHole(place)) continue;
+    fresh.reserve(count() + 1);
+    for (unsigned int place = 0; place < count(); ++place) {
+        Cell const& cell = at(place);
+        if (!cell.isUsed) continue;
         fresh.add(indexHash(byTexts, cell.key, cell.hash).value_or(0), place);
     }
     makeCrowd().index = std::move(fresh);
-    crowd->isOfTexts = byTexts;
+    rest->crowd->isOfTexts = byTexts;
 }
 
 /// Makes room in the index for one more, `cell`, and the index itself when it is time: an entry
 /// that it lacks would never be found again. The hash by which the index is to have it.
 std::uint32_t Bucket::indexWith(Cell const& cell) {
-    auto const known = indexHash(!isCrowded() || crowd->isOfTexts, cell.key, cell.hash);
+    auto const known = indexHash(!isCrowded() || rest->crowd->isOfTexts, cell.key, cell.hash);
     if (!isCrowded()) {
         indexAll(known && holdsTextsAlone());
     } else if (!known) {
         indexAll(false);  // the others go by the same hash as this one from now on
     }
-    crowd->index.reserve(count + 1);
-    return crowd->isOfTexts ? *known : cell.hash;
+    rest->crowd->index.reserve(count() + 1);
+    return rest->crowd->isOfTexts ? *known : cell.hash;
+}
+
+/// There must be room for it.
+void Bucket::addCell(Cell const& cell) {
+    if (count() > 0) {
+        rest->cells()[rest->count++] = cell;
+    } else {
+        first = cell;
+    }
 }
 
 void Bucket::append(Cell const& cell) {
-    bool const indexes = isCrowded() || count >= greatestScan;
+    bool const indexes = isCrowded() || count() >= greatestScan;
     std::uint32_t const hash = indexes ? indexWith(cell) : 0;
     makeRoom();
     // Nothing fails from here on.
-    if (indexes) crowd->index.add(hash, count);
-    cells()[count++] = cell;
-    if (count == 1) noteFirst();
+    if (indexes) rest->crowd->index.add(hash, count());
+    addCell(cell);
 }
 
-void Bucket::put(Arrival& arrival, unsigned long hash) {
-    Cell const cell{arrival.key(), arrival.value(), shortHash(hash)};
-    int const place = find(cell.key, cell.hash);
+void Bucket::put(Arrival& arrival, Probe probe, bool owns) {
+    probe.key = arrival.key();  // which is asked whether it equals what is there
+    Cell const cell = cellOf(arrival, probe.shortHash(), owns);
+    int const place = find(probe);
     if (place < 0) {
         append(cell);
         return arrival.release();
     }
     arrival.release();
-    Cell old = std::exchange(cells()[place], cell);
-    if (place == 0) noteFirst();
+    Cell old = std::exchange(at(static_cast<unsigned int>(place)), cell);
     // What was put again stays.
     if (old.key == cell.key) old.key = nullptr;
     if (old.value == cell.value) old.value = nullptr;
-    end(old);
+    endEntry(old);
 }
 
 /// Takes an entry out of cells and index and gives it to the caller. A crowded bucket leaves a
 /// hole: moving all that is behind up, and their numbers in the index down, would cost more than
 /// the search that it spared.
 Cell Bucket::takeOut(unsigned int place) {
-    Cell const cell = cells()[place];
-    if (isCrowded()) crowd->index.remove(place);
-    if (place + 1 == count) {
-        --count;
-    } else if (!isCrowded()) {
-        std::move(cells() + place + 1, cells() + count, cells() + place);
-        --count;
+    Cell const cell = at(place);
+    if (isCrowded()) {
+        rest->crowd->index.remove(place);
+        at(place) = {};
+        ++rest->crowd->holes;
+        dropHolesAtEnd();
+        if (rest->crowd->holes > size() + greatestScan) compact();
     } else {
-        cells()[place] = {hole(), nullptr, 0};
-        if (++crowd->holes > size() + greatestScan) compact();
+        closeUp(place);
     }
-    if (place == 0) noteFirst();
     return cell;
+}
+
+void Bucket::closeUp(unsigned int place) {
+    unsigned int const last = count() - 1;
+    for (; place < last; ++place)
+        at(place) = at(place + 1);
+    at(last) = {};
+    if (last > 0) --rest->count;
+}
+
+void Bucket::dropHolesAtEnd() {
+    for (; rest->count > 0 && !at(rest->count).isUsed; --rest->count)
+        --rest->crowd->holes;
+    if (count() == 0) rest->crowd->holes = 0;
 }
 
 void Bucket::compact() {
     unsigned int kept = 0;
-    crowd->index.empty();
-    for (unsigned int place = 0; place < count; ++place) {
-        if (isHole(place)) continue;
-        crowd->index.add(crowd->index.hashAt(place), kept);
-        cells()[kept++] = cells()[place];
+    rest->crowd->index.empty();
+    for (unsigned int place = 0; place < count(); ++place) {
+        if (!at(place).isUsed) continue;
+        rest->crowd->index.add(rest->crowd->index.hashAt(place), kept);
+        at(kept++) = at(place);
     }
-    count = kept;
-    crowd->holes = 0;
-    noteFirst();
+    rest->count = kept - 1;  // the last cell always has an entry
+    rest->crowd->holes = 0;
 }
 
-void Bucket::drop(ZObject const* key, unsigned long hash) {
-    int const place = find(key, shortHash(hash));
-    // The entry ends last: its key may be `key` itself.
-    if (place >= 0) end(takeOut(static_cast<unsigned int>(place)));
+void Bucket::drop(Probe const& probe) {
+    int const place = find(probe);
+    // The entry ends last: its key may be the probe's.
+    if (place >= 0) endEntry(takeOut(static_cast<unsigned int>(place)));
 }
 
 void Bucket::removeAll() {
-    while (count > 0) {
-        if (isHole(count - 1)) {
-            --count;
-            --crowd->holes;
-        } else {
-            end(takeOut(count - 1));
-        }
-    }
-    if (crowd != nullptr) crowd->index.clear();
+    while (count() > 0)
+        endEntry(takeOut(count() - 1));
+    if (isCrowded()) rest->crowd->index.clear();
 }
 
 void Bucket::list(ZList& out, ZObject* Cell::*part) const {
-    for (unsigned int place = 0; place < count; ++place) {
-        if (!isHole(place)) out.add(cells()[place].*part);
+    for (unsigned int place = 0; place < count(); ++place) {
+        if (at(place).isUsed) out.add(at(place).*part);
+    }
+}
+
+// -------------------------------------------------------------------------------- BucketTable
+
+BucketTable::BucketTable(unsigned int wanted) : buckets(nullptr), count(wanted) {
+    std::size_t bytes = 0;
+    // In a block of malloc a bucket would lie across two cache lines.
+    if (count > maxCount || __builtin_mul_overflow(std::size_t{count} + 1, sizeof(Bucket), &bytes))
+        zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    // What the system has just given is not touched: an empty table costs little.
+    block.reset(static_cast<char*>(std::calloc(bytes, 1)));
+    if (block == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    void* place = block.get();
+    buckets =
+        static_cast<Bucket*>(std::align(alignof(Bucket), bytes - sizeof(Bucket), place, bytes));
+    askForLargePages(block.get(), bytes);
+}
+
+/// Delegates, so that the destructor takes the clones back when a later one fails.
+BucketTable::BucketTable(BucketTable const& other) : BucketTable(other.count) {
+    Bucket* to = buckets;
+    for (Bucket const& from : other)
+        (to++)->copy(from);
+}
+
+BucketTable::~BucketTable() {
+    removeAll();
+    for (Bucket& bucket : *this)
+        bucket.giveBack();
+}
+
+ZObject* BucketTable::clone() const { return new BucketTable(*this); }
+
+void BucketTable::removeAll() {
+    bool more = true;
+    // Again, where an entry's destructor has put another into a bucket before its own.
+    while (more) {
+        more = false;
+        for (Bucket& bucket : *this) {
+            if (bucket.size() == 0) continue;
+            more = true;
+            bucket.removeAll();
+        }
     }
 }
 

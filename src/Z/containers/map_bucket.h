@@ -67,12 +67,37 @@ class PlaceIndex {
     std::uint32_t mask = 0;  // their number less 1
 };
 
+constexpr std::size_t cacheLine = 64;
+
 /// One entry of a bucket: a key with its value, or the entry of a map without values, which is a
-/// key to itself.
+/// key to itself. All zero where there is none: null is a key, too.
 struct Cell {
     ZObject* key;
     ZObject* value;
     std::uint32_t hash;  // of the key
+    bool isUsed;
+    bool isOwned;              // key and value end with the entry
+    unsigned char textLength;  // 0 as well when there is no such text
+    // The plainText() of the key when it is short: most look-ups end here, and in a large map spare
+    // the way to the key itself, which is no longer in the processor's cache. A line with a
+    // pointer.
+    char text[cacheLine - 3 * sizeof(ZObject*) - 7];
+
+    /// Whether the key is a plain text of these bytes, some at least, as far as it is known here.
+    [[nodiscard]] bool hasText(std::string_view bytes) const {
+        return !bytes.empty() && bytes == std::string_view(text, textLength);
+    }
+};
+
+/// What an entry is found by. The text is the plainText() of the key, its bytes not copied.
+struct Probe {
+    ZObject const* key;
+    std::string_view text;
+    unsigned long hash;  // taken once and handed on: hash() may walk a long text
+
+    explicit Probe(ZObject const* asked);
+    /// Half of it on 64 bits; where two hashes meet in 32, equals() still decides.
+    [[nodiscard]] std::uint32_t shortHash() const { return static_cast<std::uint32_t>(hash); }
 };
 
 /// A key and its value on their way into a map: clones, which end here unless release() says that
@@ -96,88 +121,115 @@ class Arrival {
 /// Entries in the order of insertion. A bucket that fills up far beyond what a table of the right
 /// size has is searched through an index, so that a map made too small stays as fast. Where all
 /// keys are texts, or entries that have texts for keys, the index goes by a keyed hash of their
-/// bytes: nobody can write a file whose keys crowd in one place. The `hash` of the operations is
-/// that of the key.
+/// bytes: nobody can write a file whose keys crowd in one place.
 ///
 /// Cells and index agree whenever a member's own functions run: these may throw, and may come back
 /// into the map.
-class Bucket : public ZObject {
+///
+/// A block of zeros is a row of empty buckets, and nothing ends with a bucket by itself: the table
+/// of a large map is made and given back without a step for each.
+class alignas(cacheLine) Bucket {
   public:
-    explicit Bucket(int owns) : ownsMembers(owns != 0) {}
-    Bucket(Bucket const& other);
-    Bucket& operator=(Bucket const&) = delete;
-
-    ~Bucket() override;
-    [[nodiscard]] ZObject* clone() const override;
-
-    /// The entry whose key `key->equals()` accepts; null when there is none. It is valid until the
-    /// next call of whatever may change the bucket. `text` is the plainText() of the key.
-    [[nodiscard]] Cell const* get(ZObject const* key, std::string_view text,
-                                  unsigned long hash) const {
-        return startsWith(text) ? cells() : search(key, hash);
+    /// The entry whose key `probe.key->equals()` accepts; null when there is none. It is valid
+    /// until the next call of whatever may change the bucket.
+    [[nodiscard]] Cell const* get(Probe const& probe) const {
+        return first.hasText(probe.text) ? &first : search(probe);
     }
-    /// Stores it in the place of the entry with an equal key if there is one. An owning bucket
-    /// takes it over, unless it throws.
-    void put(Arrival& arrival, unsigned long hash);
+    /// Stores it in the place of the entry with an equal key if there is one. With `owns` the
+    /// bucket takes it over, unless it throws.
+    void put(Arrival& arrival, Probe probe, bool owns);
     // As removeEntry() and removeAll() of a map.
-    void drop(ZObject const* key, unsigned long hash);
+    void drop(Probe const& probe);
     void removeAll();
+    /// Fills this bucket, which is empty, with copies of what the other owns and with its pointers
+    /// else. What is here already when it throws, stays.
+    void copy(Bucket const& other);
+    /// Gives back what the bucket, which is empty, has besides itself.
+    void giveBack();
     /// Appends that part of every entry with the list's add().
     void list(ZList& out, ZObject* Cell::*part) const;
-    [[nodiscard]] unsigned int size() const { return isCrowded() ? count - crowd->holes : count; }
+    [[nodiscard]] unsigned int size() const {
+        return isCrowded() ? count() - rest->crowd->holes : count();
+    }
 
   private:
     /// What a bucket with many entries has besides. Once made it stays: a key that is compared may
     /// empty the map meanwhile.
     struct Crowd {
         PlaceIndex index;        // of all entries; none while they are few
-        unsigned int holes = 0;  // cells without an entry
+        unsigned int holes = 0;  // cells without an entry, never the last
         bool isOfTexts = false;  // what the index has goes by their bytes
     };
+    /// The head of a block with the cells behind the first.
+    struct Rest {
+        Crowd* crowd;             // null before it was crowded
+        unsigned int count;       // of these cells, with holes; none while it is not crowded
+        unsigned char doublings;  // room for 2^doublings - 1 of them: blocks of malloc's sizes
 
-    [[nodiscard]] Cell* cells() { return block != nullptr ? block.get() : &first; }
-    [[nodiscard]] Cell const* cells() const { return block != nullptr ? block.get() : &first; }
-    [[nodiscard]] bool isCrowded() const { return crowd != nullptr && crowd->index.exists(); }
-    [[nodiscard]] unsigned int room() const { return (1U << doublings) - 1; }
-    /// Half of it on 64 bits; where two hashes meet in 32, equals() still decides.
-    [[nodiscard]] static std::uint32_t shortHash(unsigned long hash) {
-        return static_cast<std::uint32_t>(hash);
+        [[nodiscard]] Cell* cells() { return reinterpret_cast<Cell*>(this + 1); }
+        [[nodiscard]] unsigned int room() const { return (1U << doublings) - 1; }
+    };
+
+    /// Of cells, with holes.
+    [[nodiscard]] unsigned int count() const {
+        return rest != nullptr && rest->count > 0 ? rest->count + 1 : first.isUsed;
     }
-    /// Whether the key of the first entry is a plain text of these bytes, some at least.
-    [[nodiscard]] bool startsWith(std::string_view text) const {
-        return !text.empty() && text == std::string_view(firstText, firstTextLength);
+    [[nodiscard]] Cell& at(unsigned int place) {
+        return place == 0 ? first : rest->cells()[place - 1];
     }
-    /// Called after every change of the first cell.
-    void noteFirst();
-    [[nodiscard]] Cell const* search(ZObject const* key, unsigned long hash) const;
-    [[nodiscard]] int find(ZObject const* key, std::uint32_t hash) const;
-    [[nodiscard]] int scan(ZObject const* key, std::uint32_t hash) const;
-    [[nodiscard]] bool holdsAt(unsigned int place, ZObject const* key) const;
-    /// Stands for the key of an entry that was taken out: no map holds a bucket for a key, null
-    /// however is one.
-    [[nodiscard]] ZObject* hole() const { return const_cast<Bucket*>(this); }
-    [[nodiscard]] bool isHole(unsigned int place) const { return cells()[place].key == hole(); }
-    void end(Cell const& cell) const;
+    [[nodiscard]] Cell const& at(unsigned int place) const {
+        return place == 0 ? first : rest->cells()[place - 1];
+    }
+    [[nodiscard]] bool isCrowded() const {
+        return rest != nullptr && rest->crowd != nullptr && rest->crowd->index.exists();
+    }
+    [[nodiscard]] Cell const* search(Probe const& probe) const;
+    [[nodiscard]] int find(Probe const& probe) const;
+    [[nodiscard]] int scan(Probe const& probe) const;
+    [[nodiscard]] bool holdsAt(unsigned int place, Probe const& probe) const;
+    void resizeRest(unsigned char doublings);
     void makeRoom();
     [[nodiscard]] Crowd& makeCrowd();
     void append(Cell const& cell);
+    void addCell(Cell const& cell);
     [[nodiscard]] std::uint32_t indexWith(Cell const& cell);
     void indexAll(bool byTexts);
     [[nodiscard]] bool holdsTextsAlone() const;
     Cell takeOut(unsigned int place);
+    void closeUp(unsigned int place);
+    void dropHolesAtEnd();
     void compact();
 
-    // In the order in which a look-up wants them, from the second on: most of it in one cache line.
-    std::unique_ptr<Crowd> crowd;          // null before it was crowded
-    Cell first{};                          // in most buckets the only one
-    std::unique_ptr<Cell[], ZFree> block;  // the cells; null while there is room in `first`
-    unsigned int count = 0;                // of cells, with holes; none while it is not crowded
-    unsigned char doublings = 1;           // room for 2^doublings - 1 cells: blocks of malloc sizes
-    bool const ownsMembers;                // it deletes its keys and values
-    unsigned char firstTextLength = 0;     // 0 as well when there is no such text
-    // The text of the first key when it is a plain one: most look-ups end here, and in a large map
-    // spare the way to the key itself, which is no longer in the processor's cache.
-    char firstText[32];
+    Cell first;  // in most buckets the only one
+    Rest* rest;  // null before there was a second
+};
+
+/// The buckets of a map side by side. It ends what they own.
+class BucketTable : public ZObject {
+  public:
+    /// Throws ZOutOfMemoryException, also above maxCount.
+    explicit BucketTable(unsigned int count);
+    /// As copy() of each bucket.
+    BucketTable(BucketTable const& other);
+    BucketTable& operator=(BucketTable const&) = delete;
+
+    ~BucketTable() override;
+    [[nodiscard]] ZObject* clone() const override;
+
+    [[nodiscard]] Bucket& bucketOf(unsigned long hash) const {
+        // Most hashes have 32 bits, and a division of these takes less time.
+        auto const low = static_cast<std::uint32_t>(hash);
+        return buckets[low == hash ? low % count : hash % count];
+    }
+    [[nodiscard]] Bucket* begin() const { return buckets; }
+    [[nodiscard]] Bucket* end() const { return buckets + count; }
+    /// As that of a map.
+    void removeAll();
+
+  private:
+    std::unique_ptr<char[], ZFree> block;
+    Bucket* buckets;  // in the block, at the first address that suits
+    unsigned int const count;
 };
 
 }  // namespace zfc::containers

@@ -119,12 +119,15 @@ Cell const* ZHashMap::find(ZObject const* key) const {
 }
 
 void ZHashMap::put(Arrival& arrival, Probe const& probe, int owns) {
-    table().bucketOf(probe.hash).put(arrival, probe, owns != 0);
+    Bucket& bucket = table().bucketOf(probe.hash);
+    __builtin_prefetch(&bucket, 1);  // is there when the texts are cloned
+    arrival.settle(table().pool());
+    bucket.put(arrival, probe, owns != 0);
 }
 
 void ZHashMap::remove(ZObject const* key) {
     Probe const probe(key);
-    table().bucketOf(probe.hash).drop(probe);
+    table().bucketOf(probe.hash).drop(probe, table().pool());
 }
 
 void ZHashMap::putEntry(ZObject* entry) {

@@ -1,8 +1,5 @@
 #include "Z/containers/map_bucket.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -45,33 +42,16 @@ std::optional<std::uint32_t> indexHash(bool ofTexts, ZObject const* key, std::ui
     return ofTexts ? bytesHash(key, hash) : hash;
 }
 
-/// Always the last step: the destructors may change the bucket.
-void endEntry(Cell const& cell) {
-    if (!cell.isOwned) return;
-    ZObject* const value = cell.value;
-    delete cell.key;
-    delete value;
+void endInPool(ZObject*& member, Owner owner, TextPool& pool) {
+    if (owner == Owner::pool && member != nullptr) pool.end(std::exchange(member, nullptr));
 }
 
-Cell cellOf(Arrival const& arrival, std::uint32_t hash, bool owns) {
-    Cell cell{arrival.key(), arrival.value(), hash, true, owns, 0, {}};
-    if (cell.key == nullptr) return cell;
-    std::string_view const text = zfc::strings::plainText(*cell.key);
-    if (text.size() > sizeof cell.text) return cell;
-    std::copy(text.begin(), text.end(), cell.text);
-    cell.textLength = static_cast<unsigned char>(text.size());
-    return cell;
-}
-
-/// Look-ups go anywhere in a large table. With pages of the usual size most of them wait for the
-/// page table as well.
-void askForLargePages(char* block, std::size_t bytes) {
-    constexpr std::size_t largeTable = std::size_t{4} << 20;
-    if (bytes < largeTable) return;
-    auto const page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    std::size_t const offset = page - reinterpret_cast<std::uintptr_t>(block) % page;
-    // Advice: where it is not taken, all goes on.
-    static_cast<void>(madvise(block + offset, bytes - offset, MADV_HUGEPAGE));
+/// Always the last step: the destructors may change the bucket, or end it with its pool.
+void endEntry(Cell cell, TextPool& pool) {
+    endInPool(cell.key, cell.keyOwner, pool);
+    endInPool(cell.value, cell.valueOwner, pool);
+    if (cell.keyOwner == Owner::heap) delete cell.key;
+    if (cell.valueOwner == Owner::heap) delete cell.value;
 }
 
 template <class Block>
@@ -140,24 +120,57 @@ void PlaceIndex::empty() { std::memset(slots.get(), 0, slotCount() * sizeof(Slot
 
 // ------------------------------------------------------------------------------------- Bucket
 
-Probe::Probe(ZObject const* asked)
-    : key(asked),
-      text(asked != nullptr ? zfc::strings::plainText(*asked) : std::string_view()),
-      hash(text.empty() ? hashOf(asked) : zfc::strings::textHash(text)) {}
+std::unique_ptr<ZObject> cloneUnlessPooled(ZObject const* object, bool clones) {
+    return clones && !TextPool::takes(object) ? cloneOf(object) : nullptr;
+}
 
-Arrival::Arrival(ZObject const* givenKey, ZObject const* givenValue, bool clones)
-    : keyClone(clones ? cloneOf(givenKey) : nullptr),
-      valueClone(clones ? cloneOf(givenValue) : nullptr),
-      // A map that does not copy gives the caller's own objects back, which the caller may change.
-      keyHeld(clones ? keyClone.get() : const_cast<ZObject*>(givenKey)),
-      valueHeld(clones ? valueClone.get() : const_cast<ZObject*>(givenValue)) {}
+Arrival::Arrival(ZObject const* givenKey, ZObject const* givenValue, bool copies)
+    : clones(copies),
+      keyClone(cloneUnlessPooled(givenKey, clones)),
+      valueClone(cloneUnlessPooled(givenValue, clones)),
+      held{} {
+    // A map that does not copy gives the caller's own objects back, which the caller may change.
+    held.key = keyClone != nullptr ? keyClone.get() : const_cast<ZObject*>(givenKey);
+    held.value = valueClone != nullptr ? valueClone.get() : const_cast<ZObject*>(givenValue);
+}
+
+Arrival::~Arrival() {
+    if (home != nullptr) endEntry(held, *home);
+}
+
+void Arrival::settle(TextPool& pool) {
+    home = &pool;
+    if (!clones) return;
+    auto const move = [&](ZObject*& member, ZObject const* cloned, Owner& owner) {
+        if (cloned != nullptr || member == nullptr) return;
+        member = pool.clone(*member);
+        owner = Owner::pool;
+    };
+    move(held.key, keyClone.get(), held.keyOwner);
+    move(held.value, valueClone.get(), held.valueOwner);
+}
+
+Cell Arrival::cell(std::uint32_t hash, bool owns) const {
+    Cell cell = held;
+    cell.hash = hash;
+    cell.isUsed = true;
+    if (owns && cell.keyOwner == Owner::caller) cell.keyOwner = Owner::heap;
+    if (owns && cell.valueOwner == Owner::caller) cell.valueOwner = Owner::heap;
+    if (cell.key == nullptr) return cell;
+    std::string_view const text = zfc::strings::plainText(*cell.key);
+    if (text.size() > sizeof cell.text) return cell;
+    std::copy(text.begin(), text.end(), cell.text);
+    cell.textLength = static_cast<unsigned char>(text.size());
+    return cell;
+}
 
 void Arrival::release() {
     static_cast<void>(keyClone.release());
     static_cast<void>(valueClone.release());
+    held = {};
 }
 
-void Bucket::copy(Bucket const& other) {
+void Bucket::copy(Bucket const& other, TextPool& pool) {
     if (other.isCrowded()) {
         makeCrowd().index.reserve(other.size());
         rest->crowd->isOfTexts = other.rest->crowd->isOfTexts;
@@ -165,11 +178,13 @@ void Bucket::copy(Bucket const& other) {
     for (unsigned int place = 0; place < other.count(); ++place) {
         Cell const original = other.at(place);
         if (!original.isUsed) continue;
-        Arrival copied(original.key, original.value, original.isOwned);
+        bool const isOwned = original.keyOwner != Owner::caller;
+        Arrival copied(original.key, original.value, isOwned);
+        copied.settle(pool);
         makeRoom();
         // The hash of the original: a clone is not asked, which could throw.
         if (isCrowded()) rest->crowd->index.add(other.rest->crowd->index.hashAt(place), count());
-        addCell(cellOf(copied, original.hash, original.isOwned));
+        addCell(copied.cell(original.hash, isOwned));
         copied.release();
     }
 }
@@ -290,18 +305,21 @@ void Bucket::append(Cell const& cell) {
 
 void Bucket::put(Arrival& arrival, Probe probe, bool owns) {
     probe.key = arrival.key();  // which is asked whether it equals what is there
-    Cell const cell = cellOf(arrival, probe.shortHash(), owns);
+    Cell cell = arrival.cell(probe.shortHash(), owns);
     int const place = find(probe);
     if (place < 0) {
         append(cell);
         return arrival.release();
     }
+    TextPool& pool = arrival.pool();
     arrival.release();
-    Cell old = std::exchange(at(static_cast<unsigned int>(place)), cell);
-    // What was put again stays.
-    if (old.key == cell.key) old.key = nullptr;
-    if (old.value == cell.value) old.value = nullptr;
-    endEntry(old);
+    Cell& there = at(static_cast<unsigned int>(place));
+    Cell old = there;
+    // What was put again stays, and stays whose it was.
+    if (old.key == cell.key) cell.keyOwner = std::exchange(old.keyOwner, Owner::caller);
+    if (old.value == cell.value) cell.valueOwner = std::exchange(old.valueOwner, Owner::caller);
+    there = cell;
+    endEntry(old, pool);
 }
 
 /// Takes an entry out of cells and index and gives it to the caller. A crowded bucket leaves a
@@ -347,15 +365,15 @@ void Bucket::compact() {
     rest->crowd->holes = 0;
 }
 
-void Bucket::drop(Probe const& probe) {
+void Bucket::drop(Probe const& probe, TextPool& pool) {
     int const place = find(probe);
     // The entry ends last: its key may be the probe's.
-    if (place >= 0) endEntry(takeOut(static_cast<unsigned int>(place)));
+    if (place >= 0) endEntry(takeOut(static_cast<unsigned int>(place)), pool);
 }
 
-void Bucket::removeAll() {
+void Bucket::removeAll(TextPool& pool) {
     while (count() > 0)
-        endEntry(takeOut(count() - 1));
+        endEntry(takeOut(count() - 1), pool);
     if (isCrowded()) rest->crowd->index.clear();
 }
 
@@ -385,7 +403,7 @@ BucketTable::BucketTable(unsigned int wanted) : buckets(nullptr), count(wanted) 
 BucketTable::BucketTable(BucketTable const& other) : BucketTable(other.count) {
     Bucket* to = buckets;
     for (Bucket const& from : other)
-        (to++)->copy(from);
+        (to++)->copy(from, texts);
 }
 
 BucketTable::~BucketTable() {
@@ -404,7 +422,7 @@ void BucketTable::removeAll() {
         for (Bucket& bucket : *this) {
             if (bucket.size() == 0) continue;
             more = true;
-            bucket.removeAll();
+            bucket.removeAll(texts);
         }
     }
 }

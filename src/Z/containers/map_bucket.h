@@ -3,11 +3,15 @@
 #define Z_CONTAINERS_MAP_BUCKET_H
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string_view>
 
 #include "Z/ZList.h"
 #include "Z/ZObject.h"
+#include "Z/containers/members.h"
+#include "Z/containers/text_pool.h"
+#include "Z/strings/plain_text.h"
 #include "Z/zfree.h"
 
 namespace zfc::containers {
@@ -67,7 +71,17 @@ class PlaceIndex {
     std::uint32_t mask = 0;  // their number less 1
 };
 
+/// Who ends a key or a value: nobody here, who deletes what the heap gave, or the map's pool.
+enum class Owner : unsigned char { caller, heap, pool };
+
 constexpr std::size_t cacheLine = 64;
+
+/// memcmp() of short texts, without its call for the usual lengths.
+[[nodiscard]] inline bool sameBytes(char const* a, char const* b, std::size_t length) {
+    if (length < 8 || length > 16) return std::memcmp(a, b, length) == 0;
+    // Two words that overlap.
+    return std::memcmp(a, b, 8) == 0 && std::memcmp(a + length - 8, b + length - 8, 8) == 0;
+}
 
 /// One entry of a bucket: a key with its value, or the entry of a map without values, which is a
 /// key to itself. All zero where there is none: null is a key, too.
@@ -76,16 +90,17 @@ struct Cell {
     ZObject* value;
     std::uint32_t hash;  // of the key
     bool isUsed;
-    bool isOwned;              // key and value end with the entry
+    Owner keyOwner, valueOwner;
     unsigned char textLength;  // 0 as well when there is no such text
     // The plainText() of the key when it is short: most look-ups end here, and in a large map spare
     // the way to the key itself, which is no longer in the processor's cache. A line with a
     // pointer.
-    char text[cacheLine - 3 * sizeof(ZObject*) - 7];
+    char text[cacheLine - 3 * sizeof(ZObject*) - 8];
 
     /// Whether the key is a plain text of these bytes, some at least, as far as it is known here.
     [[nodiscard]] bool hasText(std::string_view bytes) const {
-        return !bytes.empty() && bytes == std::string_view(text, textLength);
+        return bytes.size() == textLength && !bytes.empty() &&
+               sameBytes(bytes.data(), text, textLength);
     }
 };
 
@@ -95,7 +110,10 @@ struct Probe {
     std::string_view text;
     unsigned long hash;  // taken once and handed on: hash() may walk a long text
 
-    explicit Probe(ZObject const* asked);
+    explicit Probe(ZObject const* asked)
+        : key(asked),
+          text(asked != nullptr ? zfc::strings::plainText(*asked) : std::string_view()),
+          hash(text.empty() ? hashOf(asked) : zfc::strings::textHash(text)) {}
     /// Half of it on 64 bits; where two hashes meet in 32, equals() still decides.
     [[nodiscard]] std::uint32_t shortHash() const { return static_cast<std::uint32_t>(hash); }
 };
@@ -104,18 +122,28 @@ struct Probe {
 /// the map has them, or the objects themselves.
 class Arrival {
   public:
-    /// Throws as cloneOf().
+    /// Leaves the strings that a pool takes for settle(). Throws as cloneOf().
     Arrival(ZObject const* givenKey, ZObject const* givenValue, bool clones);
+    Arrival(Arrival const&) = delete;
+    Arrival& operator=(Arrival const&) = delete;
+    ~Arrival();
 
-    [[nodiscard]] ZObject* key() const { return keyHeld; }
-    [[nodiscard]] ZObject* value() const { return valueHeld; }
+    /// Clones these. Apart, because a member that is cloned or asked for its hash may exchange the
+    /// map's whole content, and its pool. Throws ZOutOfMemoryException.
+    void settle(TextPool& pool);
+    [[nodiscard]] ZObject* key() const { return held.key; }
+    /// What a bucket stores, and owns with `owns` or when it is cloned.
+    [[nodiscard]] Cell cell(std::uint32_t hash, bool owns) const;
     void release();
+    /// Of settle().
+    [[nodiscard]] TextPool& pool() const { return *home; }
 
   private:
+    bool const clones;
     std::unique_ptr<ZObject> keyClone;
     std::unique_ptr<ZObject> valueClone;
-    ZObject* keyHeld;
-    ZObject* valueHeld;
+    Cell held;  // in the state of being owned by nobody but the pool
+    TextPool* home = nullptr;
 };
 
 /// Entries in the order of insertion. A bucket that fills up far beyond what a table of the right
@@ -139,11 +167,11 @@ class alignas(cacheLine) Bucket {
     /// bucket takes it over, unless it throws.
     void put(Arrival& arrival, Probe probe, bool owns);
     // As removeEntry() and removeAll() of a map.
-    void drop(Probe const& probe);
-    void removeAll();
+    void drop(Probe const& probe, TextPool& pool);
+    void removeAll(TextPool& pool);
     /// Fills this bucket, which is empty, with copies of what the other owns and with its pointers
     /// else. What is here already when it throws, stays.
-    void copy(Bucket const& other);
+    void copy(Bucket const& other, TextPool& pool);
     /// Gives back what the bucket, which is empty, has besides itself.
     void giveBack();
     /// Appends that part of every entry with the list's add().
@@ -225,8 +253,11 @@ class BucketTable : public ZObject {
     [[nodiscard]] Bucket* end() const { return buckets + count; }
     /// As that of a map.
     void removeAll();
+    /// Where the clones of strings lie.
+    [[nodiscard]] TextPool& pool() { return texts; }
 
   private:
+    TextPool texts;
     std::unique_ptr<char[], ZFree> block;
     Bucket* buckets;  // in the block, at the first address that suits
     unsigned int const count;

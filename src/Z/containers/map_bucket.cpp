@@ -47,11 +47,28 @@ void endInPool(ZObject*& member, Owner owner, TextPool& pool) {
 }
 
 /// Always the last step: the destructors may change the bucket, or end it with its pool.
-void endEntry(Cell cell, TextPool& pool) {
-    endInPool(cell.key, cell.keyOwner, pool);
-    endInPool(cell.value, cell.valueOwner, pool);
-    if (cell.keyOwner == Owner::heap) delete cell.key;
-    if (cell.valueOwner == Owner::heap) delete cell.value;
+void endPair(Pair pair, TextPool& pool) {
+    endInPool(pair.key, pair.keyOwner, pool);
+    endInPool(pair.value, pair.valueOwner, pool);
+    if (pair.keyOwner == Owner::heap) delete pair.key;
+    if (pair.valueOwner == Owner::heap) delete pair.value;
+}
+
+Pair pairOf(Cell const& cell) { return {cell.key, cell.value, cell.keyOwner, cell.valueOwner}; }
+
+Owner ownerIn(Owner held, bool owns) { return owns && held == Owner::caller ? Owner::heap : held; }
+
+void noteText(Cell& cell) {
+    cell.textLength = 0;
+    if (cell.key == nullptr) return;
+    std::string_view const text = zfc::strings::plainText(*cell.key);
+    if (text.empty() || text.size() > sizeof cell.text) return;
+    std::memcpy(cell.text, text.data(), text.size());
+    cell.textLength = static_cast<unsigned char>(text.size());
+}
+
+std::unique_ptr<ZObject> cloneUnlessPooled(ZObject const* object, bool clones) {
+    return clones && !TextPool::takes(object) ? cloneOf(object) : nullptr;
 }
 
 template <class Block>
@@ -120,10 +137,6 @@ void PlaceIndex::empty() { std::memset(slots.get(), 0, slotCount() * sizeof(Slot
 
 // ------------------------------------------------------------------------------------- Bucket
 
-std::unique_ptr<ZObject> cloneUnlessPooled(ZObject const* object, bool clones) {
-    return clones && !TextPool::takes(object) ? cloneOf(object) : nullptr;
-}
-
 Arrival::Arrival(ZObject const* givenKey, ZObject const* givenValue, bool copies)
     : clones(copies),
       keyClone(cloneUnlessPooled(givenKey, clones)),
@@ -135,7 +148,7 @@ Arrival::Arrival(ZObject const* givenKey, ZObject const* givenValue, bool copies
 }
 
 Arrival::~Arrival() {
-    if (home != nullptr) endEntry(held, *home);
+    if (home != nullptr) endPair(held, *home);
 }
 
 void Arrival::settle(TextPool& pool) {
@@ -150,24 +163,17 @@ void Arrival::settle(TextPool& pool) {
     move(held.value, valueClone.get(), held.valueOwner);
 }
 
-Cell Arrival::cell(std::uint32_t hash, bool owns) const {
-    Cell cell = held;
+void Arrival::moveTo(Cell& cell, std::uint32_t hash, bool owns) {
+    cell.key = held.key;
+    cell.value = held.value;
     cell.hash = hash;
     cell.isUsed = true;
-    if (owns && cell.keyOwner == Owner::caller) cell.keyOwner = Owner::heap;
-    if (owns && cell.valueOwner == Owner::caller) cell.valueOwner = Owner::heap;
-    if (cell.key == nullptr) return cell;
-    std::string_view const text = zfc::strings::plainText(*cell.key);
-    if (text.size() > sizeof cell.text) return cell;
-    std::copy(text.begin(), text.end(), cell.text);
-    cell.textLength = static_cast<unsigned char>(text.size());
-    return cell;
-}
-
-void Arrival::release() {
+    cell.keyOwner = ownerIn(held.keyOwner, owns);
+    cell.valueOwner = ownerIn(held.valueOwner, owns);
+    noteText(cell);
     static_cast<void>(keyClone.release());
     static_cast<void>(valueClone.release());
-    held = {};
+    home = nullptr;
 }
 
 void Bucket::copy(Bucket const& other, TextPool& pool) {
@@ -184,8 +190,7 @@ void Bucket::copy(Bucket const& other, TextPool& pool) {
         makeRoom();
         // The hash of the original: a clone is not asked, which could throw.
         if (isCrowded()) rest->crowd->index.add(other.rest->crowd->index.hashAt(place), count());
-        addCell(copied.cell(original.hash, isOwned));
-        copied.release();
+        copied.moveTo(newCell(), original.hash, isOwned);
     }
 }
 
@@ -272,61 +277,52 @@ void Bucket::indexAll(bool byTexts) {
     rest->crowd->isOfTexts = byTexts;
 }
 
-/// Makes room in the index for one more, `cell`, and the index itself when it is time: an entry
+/// Makes room in the index for one more, and makes the index itself when it is time: an entry
 /// that it lacks would never be found again. The hash by which the index is to have it.
-std::uint32_t Bucket::indexWith(Cell const& cell) {
-    auto const known = indexHash(!isCrowded() || rest->crowd->isOfTexts, cell.key, cell.hash);
+std::uint32_t Bucket::indexWith(ZObject const* key, std::uint32_t hash) {
+    auto const known = indexHash(!isCrowded() || rest->crowd->isOfTexts, key, hash);
     if (!isCrowded()) {
         indexAll(known && holdsTextsAlone());
     } else if (!known) {
         indexAll(false);  // the others go by the same hash as this one from now on
     }
     rest->crowd->index.reserve(count() + 1);
-    return rest->crowd->isOfTexts ? *known : cell.hash;
+    return rest->crowd->isOfTexts ? *known : hash;
 }
 
-/// There must be room for it.
-void Bucket::addCell(Cell const& cell) {
-    if (count() > 0) {
-        rest->cells()[rest->count++] = cell;
-    } else {
-        first = cell;
-    }
-}
+/// There must be room for it. It counts when it is used.
+Cell& Bucket::newCell() { return count() > 0 ? rest->cells()[rest->count++] : first; }
 
-void Bucket::append(Cell const& cell) {
+/// A cell for an entry of that key.
+Cell& Bucket::append(ZObject const* key, std::uint32_t hash) {
     bool const indexes = isCrowded() || count() >= greatestScan;
-    std::uint32_t const hash = indexes ? indexWith(cell) : 0;
+    std::uint32_t const known = indexes ? indexWith(key, hash) : 0;
     makeRoom();
     // Nothing fails from here on.
-    if (indexes) rest->crowd->index.add(hash, count());
-    addCell(cell);
+    if (indexes) rest->crowd->index.add(known, count());
+    return newCell();
 }
 
 void Bucket::put(Arrival& arrival, Probe probe, bool owns) {
     probe.key = arrival.key();  // which is asked whether it equals what is there
-    Cell cell = arrival.cell(probe.shortHash(), owns);
     int const place = find(probe);
-    if (place < 0) {
-        append(cell);
-        return arrival.release();
-    }
+    if (place < 0)
+        return arrival.moveTo(append(probe.key, probe.shortHash()), probe.shortHash(), owns);
+    Cell& cell = at(static_cast<unsigned int>(place));
+    Pair old = pairOf(cell);
     TextPool& pool = arrival.pool();
-    arrival.release();
-    Cell& there = at(static_cast<unsigned int>(place));
-    Cell old = there;
+    arrival.moveTo(cell, probe.shortHash(), owns);
     // What was put again stays, and stays whose it was.
     if (old.key == cell.key) cell.keyOwner = std::exchange(old.keyOwner, Owner::caller);
     if (old.value == cell.value) cell.valueOwner = std::exchange(old.valueOwner, Owner::caller);
-    there = cell;
-    endEntry(old, pool);
+    endPair(old, pool);
 }
 
 /// Takes an entry out of cells and index and gives it to the caller. A crowded bucket leaves a
 /// hole: moving all that is behind up, and their numbers in the index down, would cost more than
 /// the search that it spared.
-Cell Bucket::takeOut(unsigned int place) {
-    Cell const cell = at(place);
+Pair Bucket::takeOut(unsigned int place) {
+    Pair const pair = pairOf(at(place));
     if (isCrowded()) {
         rest->crowd->index.remove(place);
         at(place) = {};
@@ -336,7 +332,7 @@ Cell Bucket::takeOut(unsigned int place) {
     } else {
         closeUp(place);
     }
-    return cell;
+    return pair;
 }
 
 void Bucket::closeUp(unsigned int place) {
@@ -368,12 +364,12 @@ void Bucket::compact() {
 void Bucket::drop(Probe const& probe, TextPool& pool) {
     int const place = find(probe);
     // The entry ends last: its key may be the probe's.
-    if (place >= 0) endEntry(takeOut(static_cast<unsigned int>(place)), pool);
+    if (place >= 0) endPair(takeOut(static_cast<unsigned int>(place)), pool);
 }
 
 void Bucket::removeAll(TextPool& pool) {
     while (count() > 0)
-        endEntry(takeOut(count() - 1), pool);
+        endPair(takeOut(count() - 1), pool);
     if (isCrowded()) rest->crowd->index.clear();
 }
 
@@ -385,7 +381,9 @@ void Bucket::list(ZList& out, ZObject* Cell::*part) const {
 
 // -------------------------------------------------------------------------------- BucketTable
 
-BucketTable::BucketTable(unsigned int wanted) : buckets(nullptr), count(wanted) {
+BucketTable::BucketTable(unsigned int wanted)
+    // Two buckets of three are for keys, each with a value.
+    : texts(std::size_t{wanted} / 3 * 4), buckets(nullptr), count(wanted) {
     std::size_t bytes = 0;
     // In a block of malloc a bucket would lie across two cache lines.
     if (count > maxCount || __builtin_mul_overflow(std::size_t{count} + 1, sizeof(Bucket), &bytes))

@@ -104,6 +104,13 @@ struct Cell {
     }
 };
 
+/// A key and a value, and who ends them.
+struct Pair {
+    ZObject* key;
+    ZObject* value;
+    Owner keyOwner, valueOwner;
+};
+
 /// What an entry is found by. The text is the plainText() of the key, its bytes not copied.
 struct Probe {
     ZObject const* key;
@@ -118,8 +125,8 @@ struct Probe {
     [[nodiscard]] std::uint32_t shortHash() const { return static_cast<std::uint32_t>(hash); }
 };
 
-/// A key and its value on their way into a map: clones, which end here unless release() says that
-/// the map has them, or the objects themselves.
+/// A key and its value on their way into a map: clones, which end here unless a cell gets them, or
+/// the objects themselves.
 class Arrival {
   public:
     /// Leaves the strings that a pool takes for settle(). Throws as cloneOf().
@@ -132,9 +139,8 @@ class Arrival {
     /// map's whole content, and its pool. Throws ZOutOfMemoryException.
     void settle(TextPool& pool);
     [[nodiscard]] ZObject* key() const { return held.key; }
-    /// What a bucket stores, and owns with `owns` or when it is cloned.
-    [[nodiscard]] Cell cell(std::uint32_t hash, bool owns) const;
-    void release();
+    /// What is cloned belongs to the cell then, the rest with `owns`. Cannot fail.
+    void moveTo(Cell& cell, std::uint32_t hash, bool owns);
     /// Of settle().
     [[nodiscard]] TextPool& pool() const { return *home; }
 
@@ -142,7 +148,7 @@ class Arrival {
     bool const clones;
     std::unique_ptr<ZObject> keyClone;
     std::unique_ptr<ZObject> valueClone;
-    Cell held;  // in the state of being owned by nobody but the pool
+    Pair held;  // owned by the pool or, as far as this says, by nobody
     TextPool* home = nullptr;
 };
 
@@ -218,12 +224,12 @@ class alignas(cacheLine) Bucket {
     void resizeRest(unsigned char doublings);
     void makeRoom();
     [[nodiscard]] Crowd& makeCrowd();
-    void append(Cell const& cell);
-    void addCell(Cell const& cell);
-    [[nodiscard]] std::uint32_t indexWith(Cell const& cell);
+    [[nodiscard]] Cell& append(ZObject const* key, std::uint32_t hash);
+    [[nodiscard]] Cell& newCell();
+    [[nodiscard]] std::uint32_t indexWith(ZObject const* key, std::uint32_t hash);
     void indexAll(bool byTexts);
     [[nodiscard]] bool holdsTextsAlone() const;
-    Cell takeOut(unsigned int place);
+    Pair takeOut(unsigned int place);
     void closeUp(unsigned int place);
     void dropHolesAtEnd();
     void compact();

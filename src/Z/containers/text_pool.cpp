@@ -55,8 +55,10 @@ TextPool::Place* TextPool::takePlace() {
 }
 
 void TextPool::addBlock() {
+    bool const fillsUp = places < expected && places >= expected / 8;
     // Half as many as there are: what stays unused is in proportion.
-    std::size_t const count = std::clamp(places / 2, leastPlaces, mostPlaces);
+    std::size_t const wanted = fillsUp ? expected - places : places / 2;
+    std::size_t const count = std::clamp(wanted, leastPlaces, mostPlaces);
     std::size_t const bytes = sizeof(Block) + count * sizeof(Place);
     auto* const block = static_cast<char*>(std::malloc(bytes));
     if (block == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);

@@ -15,7 +15,8 @@ namespace zfc::containers {
 /// left.
 class TextPool {
   public:
-    TextPool() = default;
+    /// For about so many clones, of which an eighth is taken for a sign that the others come, too.
+    explicit TextPool(std::size_t count) : expected(count) {}
     TextPool(TextPool const&) = delete;
     TextPool& operator=(TextPool const&) = delete;
     ~TextPool() { giveBack(); }
@@ -44,6 +45,7 @@ class TextPool {
     void addBlock();
     void giveBack();
 
+    std::size_t const expected;
     Block* newest = nullptr;
     Place* fresh = nullptr;  // the next in the newest block
     std::size_t freshCount = 0;

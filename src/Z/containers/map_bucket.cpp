@@ -305,7 +305,7 @@ Cell& Bucket::append(ZObject const* key, std::uint32_t hash) {
 
 void Bucket::put(Arrival& arrival, Probe probe, bool owns) {
     probe.key = arrival.key();  // which is asked whether it equals what is there
-    int const place = find(probe);
+    int const place = count() > 0 ? find(probe) : -1;
     if (place < 0)
         return arrival.moveTo(append(probe.key, probe.shortHash()), probe.shortHash(), owns);
     Cell& cell = at(static_cast<unsigned int>(place));

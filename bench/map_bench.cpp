@@ -4,8 +4,9 @@
 // end. Peers are told the number where they can be.
 //
 // The described hash walks a key byte by byte and binds the look-ups in small maps. In large ones
-// cache misses do: the slot and the bucket with the text of its first key, and two more for the
-// quarter of the keys that come second; a string object is 120 bytes, which is what filling costs.
+// cache misses do: the line of the bucket, which has the text of its first key, and another line or
+// two for the third of the keys that come later. What filling costs is the string objects, of 120
+// bytes each, and the system's page faults for them.
 #include <absl/container/flat_hash_map.h>
 #include <benchmark/benchmark.h>
 #include <glib.h>

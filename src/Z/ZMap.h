@@ -12,8 +12,9 @@
 
 namespace zfc::containers {
 class Arrival;
-class Bucket;
+class BucketTable;
 struct Cell;
+struct Probe;
 }  // namespace zfc::containers
 
 /// What a map offers: a set of entries, found by the `equals()` of the object asked with.
@@ -126,18 +127,14 @@ class ZFC_API ZHashMap : public ZAbstractMap {
   private:
     friend class ZHashKeyMap;  // has a value beside each entry
 
-    [[nodiscard]] unsigned int bucketIndex(unsigned long hash) const;
-    [[nodiscard]] zfc::containers::Bucket* bucketAt(unsigned int index) const;
-    [[nodiscard]] zfc::containers::Bucket& makeBucket(unsigned long hash, int owns);
-    /// Ends all entries, and those too that their destructors put meanwhile.
-    void dropBuckets();
+    [[nodiscard]] zfc::containers::BucketTable& table() const;
     [[nodiscard]] zfc::containers::Cell const* find(ZObject const* key) const;
-    void put(zfc::containers::Arrival& arrival, unsigned long hash, int owns);
+    void put(zfc::containers::Arrival& arrival, zfc::containers::Probe const& probe, int owns);
     void remove(ZObject const* key);
     void appendTo(ZList& out, ZObject* zfc::containers::Cell::*part) const;
 
-    ZArray buckets;   // owns its members; each null or a zfc::containers::Bucket
-    int ownsMembers;  // handed to every bucket: non-zero when it clones and deletes its entries
+    ZArray buckets;   // owns its one member, the zfc::containers::BucketTable
+    int ownsMembers;  // non-zero when it clones and deletes its entries
 };
 
 /// Walks the entries that a map had when the iterator was made; later changes are not seen. The

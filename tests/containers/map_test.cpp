@@ -211,6 +211,32 @@ TEST_F(MapTest, TextsAreFoundByViewsOfEitherFamilyWhileTheFirstOfABucketComesAnd
     }
 }
 
+std::unique_ptr<ZLCString> makeText(std::string const& text) {
+    return std::make_unique<ZLCString>(text.c_str());
+}
+
+/// The map's own clones, of which it may have the only one, are put again, dropped and copied.
+TEST_F(MapTest, OwnClonesOfTextsArePutAgainWithoutALossAndEndOnce) {
+    ZHashMap map(20, 1);
+    for (unsigned int const round : {0U, 1U, 2U}) {
+        for (unsigned int i = 0; i <= 40 * round; ++i)
+            map.putEntry(makeText(std::string(40 * round, 'x') + std::to_string(i)).get());
+        ZArrayList entries(1, 0);
+        map.list(entries);
+        for (unsigned int i = 0; i < entries.size(); ++i) {
+            map.putEntryNoCopy(entries.get(i));
+            ASSERT_EQ(entries.get(i), map.getEntry(entries.get(i)));
+        }
+        ZHashMap const copy(map);
+        EXPECT_EQ(map.size(), copy.size());
+        map.putAll(map);
+        EXPECT_EQ(copy.size(), map.size());
+        if (round == 1) map.removeAll();
+        for (unsigned int i = 0; i < entries.size() && round != 1; i += 2)
+            map.removeEntry(ZMapIterator(map).getNext());
+    }
+}
+
 /// Takes texts for equal whatever their case, and has a hash that agrees.
 class CaselessText : public ZLCString {
   public:

@@ -103,15 +103,15 @@ ZHashKeyMap& ZHashKeyMap::operator=(ZHashKeyMap const& other) {
 
 ZHashKeyMap::~ZHashKeyMap() {
     // While it is a map: destructors of keys and values may put others into it.
-    map.dropBuckets();
+    map.removeAll();
 }
 
 ZObject* ZHashKeyMap::clone() const { return new ZHashKeyMap(*this); }
 
 void ZHashKeyMap::putEntry(ZObject const* key, ZObject const* value) {
     zfc::containers::Arrival arrival(key, value, copy != 0);
-    // The hash of what is stored: an object without content has the hash of its place.
-    map.put(arrival, zfc::containers::hashOf(arrival.key()), copy);
+    // By what is stored: an object without content has the hash of its place.
+    map.put(arrival, zfc::containers::Probe(arrival.key()), copy);
 }
 
 ZObject* ZHashKeyMap::getEntry(ZObject const* key) const {

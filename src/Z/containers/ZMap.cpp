@@ -3,18 +3,18 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
-#include <string_view>
 
 #include "Z/containers/map_bucket.h"
 #include "Z/containers/members.h"
-#include "Z/strings/plain_text.h"
 #include "Z/utility/undo.h"
 
 namespace {
 
 using zfc::containers::Arrival;
 using zfc::containers::Bucket;
+using zfc::containers::BucketTable;
 using zfc::containers::Cell;
+using zfc::containers::Probe;
 
 constexpr unsigned int leastSize = 2;
 
@@ -90,8 +90,10 @@ void ZArrayMap::list(ZList& out) const { out.addList(*this); }
 
 // ------------------------------------------------------------------------------------ ZHashMap
 
-ZHashMap::ZHashMap(unsigned int size, int owns)
-    : buckets(bucketCount(size), 1), ownsMembers(owns) {}
+// The array has one slot, for the table.
+ZHashMap::ZHashMap(unsigned int size, int owns) : buckets(1, 1), ownsMembers(owns) {
+    buckets.data[0] = new BucketTable(bucketCount(size));
+}
 
 ZHashMap& ZHashMap::operator=(ZHashMap const& other) {
     // The flag first: destructors of the old entries may put others into the new buckets.
@@ -102,70 +104,41 @@ ZHashMap& ZHashMap::operator=(ZHashMap const& other) {
     return *this;
 }
 
-ZHashMap::~ZHashMap() { dropBuckets(); }
-
-void ZHashMap::dropBuckets() {
-    bool more = true;
-    // Again, where an entry's destructor has put another into a bucket before its own.
-    while (more) {
-        more = false;
-        for (unsigned int i = 0; i < buckets.size(); ++i) {
-            if (bucketAt(i) == nullptr) continue;
-            more = true;
-            buckets.remove(i);
-        }
-    }
+ZHashMap::~ZHashMap() {
+    // While it is a map: destructors of entries may put others into it.
+    ZHashMap::removeAll();
 }
 
 ZObject* ZHashMap::clone() const { return new ZHashMap(*this); }
 
-unsigned int ZHashMap::bucketIndex(unsigned long hash) const {
-    // Most hashes have 32 bits, and a division of these takes less time.
-    auto const low = static_cast<std::uint32_t>(hash);
-    return low == hash ? low % buckets.size() : static_cast<unsigned int>(hash % buckets.size());
-}
-
-Bucket* ZHashMap::bucketAt(unsigned int index) const {
-    return static_cast<Bucket*>(buckets.data[index]);
-}
-
-Bucket& ZHashMap::makeBucket(unsigned long hash, int owns) {
-    unsigned int const index = bucketIndex(hash);
-    // Made with the first entry, so that an empty one costs a null pointer.
-    if (Bucket* const present = bucketAt(index)) return *present;
-    auto* const bucket = new Bucket(owns);
-    buckets.data[index] = bucket;
-    return *bucket;
-}
+BucketTable& ZHashMap::table() const { return static_cast<BucketTable&>(*buckets.data[0]); }
 
 Cell const* ZHashMap::find(ZObject const* key) const {
-    std::string_view const text =
-        key != nullptr ? zfc::strings::plainText(*key) : std::string_view();
-    // Taken once and handed on: hash() may walk a long text.
-    unsigned long const hash =
-        text.empty() ? zfc::containers::hashOf(key) : zfc::strings::textHash(text);
-    Bucket const* const bucket = bucketAt(bucketIndex(hash));
-    return bucket != nullptr ? bucket->get(key, text, hash) : nullptr;
+    Probe const probe(key);
+    return table().bucketOf(probe.hash).get(probe);
 }
 
-void ZHashMap::put(Arrival& arrival, unsigned long hash, int owns) {
-    makeBucket(hash, owns).put(arrival, hash);
+void ZHashMap::put(Arrival& arrival, Probe const& probe, int owns) {
+    Bucket& bucket = table().bucketOf(probe.hash);
+    __builtin_prefetch(&bucket, 1);  // is there when the texts are cloned
+    arrival.settle(table().pool());
+    bucket.put(arrival, probe, owns != 0);
 }
 
 void ZHashMap::remove(ZObject const* key) {
-    unsigned long const hash = zfc::containers::hashOf(key);
-    if (Bucket* const bucket = bucketAt(bucketIndex(hash))) bucket->drop(key, hash);
+    Probe const probe(key);
+    table().bucketOf(probe.hash).drop(probe, table().pool());
 }
 
 void ZHashMap::putEntry(ZObject* entry) {
-    unsigned long const hash = zfc::containers::hashOf(entry);
+    Probe const probe(entry);
     Arrival arrival(entry, nullptr, ownsMembers != 0);
-    put(arrival, hash, ownsMembers);
+    put(arrival, probe, ownsMembers);
 }
 
 void ZHashMap::putEntryNoCopy(ZObject* entry) {
     Arrival arrival(entry, nullptr, false);
-    put(arrival, zfc::containers::hashOf(entry), ownsMembers);
+    put(arrival, Probe(entry), ownsMembers);
 }
 
 ZObject* ZHashMap::getEntry(ZObject const* key) const {
@@ -180,36 +153,23 @@ bool ZHashMap::contains(ZObject const* key) const { return find(key) != nullptr;
 unsigned int ZHashMap::size() const {
     // Layout: the object has no field for a count.
     unsigned int entries = 0;
-    for (unsigned int i = 0; i < buckets.size(); ++i) {
-        if (Bucket const* const bucket = bucketAt(i)) entries += bucket->size();
-    }
+    for (Bucket const& bucket : table())
+        entries += bucket.size();
     return entries;
 }
 
 bool ZHashMap::isEmpty() const {
     // Not by size(), which looks into every bucket.
-    for (unsigned int i = 0; i < buckets.size(); ++i) {
-        Bucket const* const bucket = bucketAt(i);
-        if (bucket != nullptr && bucket->size() != 0) return false;
-    }
-    return true;
+    return std::all_of(table().begin(), table().end(),
+                       [](Bucket const& bucket) { return bucket.size() == 0; });
 }
 
-void ZHashMap::removeAll() {
-    // Again, where an entry's destructor has put another into a bucket before its own.
-    do {
-        for (unsigned int i = 0; i < buckets.size(); ++i) {
-            // Emptied, not dropped: a map that is filled again needs them.
-            if (Bucket* const bucket = bucketAt(i)) bucket->removeAll();
-        }
-    } while (!ZHashMap::isEmpty());
-}
+void ZHashMap::removeAll() { table().removeAll(); }
 
 void ZHashMap::appendTo(ZList& out, ZObject* Cell::*part) const {
     zfc::containers::Appending appending(out);
-    for (unsigned int i = 0; i < buckets.size(); ++i) {
-        if (Bucket const* const bucket = bucketAt(i)) bucket->list(out, part);
-    }
+    for (Bucket const& bucket : table())
+        bucket.list(out, part);
     appending.keep();
 }
 

@@ -27,6 +27,10 @@ constexpr std::uint64_t greatestSlots = std::uint64_t{1} << 32;  // what a mask 
 /// is no text, or has another hash than that of its bytes: its class may take texts of other bytes
 /// for equal.
 std::optional<std::uint32_t> bytesHash(ZObject const* object, std::uint32_t hash) {
+    // Nearly always, without a search through the class tree.
+    std::string_view const plain =
+        object != nullptr ? zfc::strings::plainText(*object) : std::string_view();
+    if (!plain.empty()) return zfc::utility::keyedHash(plain);
     auto const* const entry = dynamic_cast<ZKeyEntry const*>(object);
     auto const* const text =
         dynamic_cast<ZAbstractString const*>(entry != nullptr ? entry->getKey() : object);
@@ -36,6 +40,35 @@ std::optional<std::uint32_t> bytesHash(ZObject const* object, std::uint32_t hash
 
 std::optional<std::uint32_t> indexHash(bool ofTexts, ZObject const* key, std::uint32_t hash) {
     return ofTexts ? bytesHash(key, hash) : hash;
+}
+
+void endInPool(ZObject*& member, Owner owner, TextPool& pool) {
+    if (owner == Owner::pool && member != nullptr) pool.end(std::exchange(member, nullptr));
+}
+
+/// Always the last step: the destructors may change the bucket, or end it with its pool.
+void endPair(Pair pair, TextPool& pool) {
+    endInPool(pair.key, pair.keyOwner, pool);
+    endInPool(pair.value, pair.valueOwner, pool);
+    if (pair.keyOwner == Owner::heap) delete pair.key;
+    if (pair.valueOwner == Owner::heap) delete pair.value;
+}
+
+Pair pairOf(Cell const& cell) { return {cell.key, cell.value, cell.keyOwner, cell.valueOwner}; }
+
+Owner ownerIn(Owner held, bool owns) { return owns && held == Owner::caller ? Owner::heap : held; }
+
+void noteText(Cell& cell) {
+    cell.textLength = 0;
+    if (cell.key == nullptr) return;
+    std::string_view const text = zfc::strings::plainText(*cell.key);
+    if (text.empty() || text.size() > sizeof cell.text) return;
+    std::memcpy(cell.text, text.data(), text.size());
+    cell.textLength = static_cast<unsigned char>(text.size());
+}
+
+std::unique_ptr<ZObject> cloneUnlessPooled(ZObject const* object, bool clones) {
+    return clones && !TextPool::takes(object) ? cloneOf(object) : nullptr;
 }
 
 template <class Block>
@@ -104,105 +137,129 @@ void PlaceIndex::empty() { std::memset(slots.get(), 0, slotCount() * sizeof(Slot
 
 // ------------------------------------------------------------------------------------- Bucket
 
-Arrival::Arrival(ZObject const* givenKey, ZObject const* givenValue, bool clones)
-    : keyClone(clones ? cloneOf(givenKey) : nullptr),
-      valueClone(clones ? cloneOf(givenValue) : nullptr),
-      // A map that does not copy gives the caller's own objects back, which the caller may change.
-      keyHeld(clones ? keyClone.get() : const_cast<ZObject*>(givenKey)),
-      valueHeld(clones ? valueClone.get() : const_cast<ZObject*>(givenValue)) {}
+Arrival::Arrival(ZObject const* givenKey, ZObject const* givenValue, bool copies)
+    : clones(copies),
+      keyClone(cloneUnlessPooled(givenKey, clones)),
+      valueClone(cloneUnlessPooled(givenValue, clones)),
+      held{} {
+    // A map that does not copy gives the caller's own objects back, which the caller may change.
+    held.key = keyClone != nullptr ? keyClone.get() : const_cast<ZObject*>(givenKey);
+    held.value = valueClone != nullptr ? valueClone.get() : const_cast<ZObject*>(givenValue);
+}
 
-void Arrival::release() {
+Arrival::~Arrival() {
+    if (home != nullptr) endPair(held, *home);
+}
+
+void Arrival::settle(TextPool& pool) {
+    home = &pool;
+    if (!clones) return;
+    auto const move = [&](ZObject*& member, ZObject const* cloned, Owner& owner) {
+        if (cloned != nullptr || member == nullptr) return;
+        member = pool.clone(*member);
+        owner = Owner::pool;
+    };
+    move(held.key, keyClone.get(), held.keyOwner);
+    move(held.value, valueClone.get(), held.valueOwner);
+}
+
+void Arrival::moveTo(Cell& cell, std::uint32_t hash, bool owns) {
+    cell.key = held.key;
+    cell.value = held.value;
+    cell.hash = hash;
+    cell.isUsed = true;
+    cell.keyOwner = ownerIn(held.keyOwner, owns);
+    cell.valueOwner = ownerIn(held.valueOwner, owns);
+    noteText(cell);
     static_cast<void>(keyClone.release());
     static_cast<void>(valueClone.release());
+    home = nullptr;
 }
 
-/// Delegates, so that the destructor takes the clones back when a later one fails.
-Bucket::Bucket(Bucket const& other) : Bucket(other.ownsMembers ? 1 : 0) {
+void Bucket::copy(Bucket const& other, TextPool& pool) {
     if (other.isCrowded()) {
         makeCrowd().index.reserve(other.size());
-        crowd->isOfTexts = other.crowd->isOfTexts;
+        rest->crowd->isOfTexts = other.rest->crowd->isOfTexts;
     }
-    for (unsigned int place = 0; place < other.count; ++place) {
-        if (other.isHole(place)) continue;
-        Cell const original = other.cells()[place];
-        Arrival copy(original.key, original.value, ownsMembers);
+    for (unsigned int place = 0; place < other.count(); ++place) {
+        Cell const original = other.at(place);
+        if (!original.isUsed) continue;
+        bool const isOwned = original.keyOwner != Owner::caller;
+        Arrival copied(original.key, original.value, isOwned);
+        copied.settle(pool);
         makeRoom();
         // The hash of the original: a clone is not asked, which could throw.
-        if (isCrowded()) crowd->index.add(other.crowd->index.hashAt(place), count);
-        cells()[count++] = {copy.key(), copy.value(), original.hash};
-        copy.release();
+        if (isCrowded()) rest->crowd->index.add(other.rest->crowd->index.hashAt(place), count());
+        copied.moveTo(newCell(), original.hash, isOwned);
     }
-    noteFirst();
 }
 
-Bucket::~Bucket() { removeAll(); }
-
-ZObject* Bucket::clone() const { return new Bucket(*this); }
-
-/// Whether `key` accepts what is there, and has left it there.
-bool Bucket::holdsAt(unsigned int place, ZObject const* key) const {
-    ZObject const* const held = cells()[place].key;
-    return held != hole() && matches(key, held) && place < count && cells()[place].key == held;
+void Bucket::giveBack() {
+    if (rest != nullptr) delete rest->crowd;
+    std::free(rest);
+    rest = nullptr;
 }
 
-int Bucket::scan(ZObject const* key, std::uint32_t hash) const {
-    for (unsigned int place = 0; place < count; ++place) {
+/// Whether the key of the probe accepts what is there, and has left it there.
+bool Bucket::holdsAt(unsigned int place, Probe const& probe) const {
+    if (!at(place).isUsed) return false;
+    if (at(place).hasText(probe.text)) return true;
+    ZObject const* const held = at(place).key;
+    return matches(probe.key, held) && place < count() && at(place).isUsed && at(place).key == held;
+}
+
+int Bucket::scan(Probe const& probe) const {
+    for (unsigned int place = 0; place < count(); ++place) {
         // The numbers first: they nearly always decide, without a look at another object.
-        if (cells()[place].hash == hash && holdsAt(place, key)) return static_cast<int>(place);
+        if (at(place).hash == probe.shortHash() && holdsAt(place, probe))
+            return static_cast<int>(place);
     }
     return -1;
 }
 
-int Bucket::find(ZObject const* key, std::uint32_t hash) const {
-    if (!isCrowded()) return scan(key, hash);
-    auto const known = indexHash(crowd->isOfTexts, key, hash);
+int Bucket::find(Probe const& probe) const {
+    if (!isCrowded()) return scan(probe);
+    auto const known = indexHash(rest->crowd->isOfTexts, probe.key, probe.shortHash());
     // A probe of another kind than the keys, which its own equals() may accept nevertheless.
-    if (!known) return scan(key, hash);
-    return crowd->index.find(*known, [&](unsigned int place) { return holdsAt(place, key); });
+    if (!known) return scan(probe);
+    return rest->crowd->index.find(*known,
+                                   [&](unsigned int place) { return holdsAt(place, probe); });
 }
 
-Cell const* Bucket::search(ZObject const* key, unsigned long hash) const {
-    int const place = find(key, shortHash(hash));
-    return place >= 0 ? cells() + place : nullptr;
+Cell const* Bucket::search(Probe const& probe) const {
+    int const place = find(probe);
+    return place >= 0 ? &at(static_cast<unsigned int>(place)) : nullptr;
 }
 
-void Bucket::noteFirst() {
-    firstTextLength = 0;
-    if (count == 0 || isHole(0) || cells()[0].key == nullptr) return;
-    std::string_view const text = zfc::strings::plainText(*cells()[0].key);
-    if (text.size() > sizeof firstText) return;
-    std::copy(text.begin(), text.end(), firstText);
-    firstTextLength = static_cast<unsigned char>(text.size());
-}
-
-/// Always the last step: the destructors may change the bucket.
-void Bucket::end(Cell const& cell) const {
-    if (!ownsMembers) return;
-    ZObject* const value = cell.value;
-    delete cell.key;
-    delete value;
+void Bucket::resizeRest(unsigned char doublings) {
+    std::size_t const room = (std::size_t{1} << doublings) - 1;
+    void* const resized = std::realloc(rest, sizeof(Rest) + room * sizeof(Cell));
+    if (resized == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    auto* const grown = static_cast<Rest*>(resized);
+    if (rest == nullptr) *grown = {};
+    grown->doublings = doublings;
+    rest = grown;
 }
 
 void Bucket::makeRoom() {
-    if (count < room()) return;
-    if (count >= maxCount) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    bool const wasInside = block == nullptr;
-    resizeOrThrow(block, (std::size_t{room()} * 2 + 1) * sizeof(Cell));
-    if (wasInside) block[0] = first;
-    ++doublings;
+    if (count() == 0) return;
+    if (count() >= maxCount) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    if (rest == nullptr) return resizeRest(1);
+    if (rest->count == rest->room()) resizeRest(static_cast<unsigned char>(rest->doublings + 1));
 }
 
 Bucket::Crowd& Bucket::makeCrowd() {
-    if (crowd == nullptr) crowd.reset(new (std::nothrow) Crowd);
-    if (crowd == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    return *crowd;
+    if (rest == nullptr) resizeRest(1);
+    if (rest->crowd == nullptr) rest->crowd = new (std::nothrow) Crowd;
+    if (rest->crowd == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    return *rest->crowd;
 }
 
 /// Whether all keys are texts with the hash of their bytes.
 bool Bucket::holdsTextsAlone() const {
-    for (unsigned int place = 0; place < count; ++place) {
-        Cell const& cell = cells()[place];
-        if (!isHole(place) && !bytesHash(cell.key, cell.hash)) return false;
+    for (unsigned int place = 0; place < count(); ++place) {
+        Cell const& cell = at(place);
+        if (cell.isUsed && !bytesHash(cell.key, cell.hash)) return false;
     }
     return true;
 }
@@ -210,108 +267,161 @@ bool Bucket::holdsTextsAlone() const {
 /// Gives all entries a new index, which takes the old one's place only when all have answered.
 void Bucket::indexAll(bool byTexts) {
     PlaceIndex fresh;
-    fresh.reserve(count + 1);
-    for (unsigned int place = 0; place < count; ++place) {
-        Cell const& cell = cells()[place];
-        if (isHole(place)) continue;
+    fresh.reserve(count() + 1);
+    for (unsigned int place = 0; place < count(); ++place) {
+        Cell const& cell = at(place);
+        if (!cell.isUsed) continue;
         fresh.add(indexHash(byTexts, cell.key, cell.hash).value_or(0), place);
     }
     makeCrowd().index = std::move(fresh);
-    crowd->isOfTexts = byTexts;
+    rest->crowd->isOfTexts = byTexts;
 }
 
-/// Makes room in the index for one more, `cell`, and the index itself when it is time: an entry
+/// Makes room in the index for one more, and makes the index itself when it is time: an entry
 /// that it lacks would never be found again. The hash by which the index is to have it.
-std::uint32_t Bucket::indexWith(Cell const& cell) {
-    auto const known = indexHash(!isCrowded() || crowd->isOfTexts, cell.key, cell.hash);
+std::uint32_t Bucket::indexWith(ZObject const* key, std::uint32_t hash) {
+    auto const known = indexHash(!isCrowded() || rest->crowd->isOfTexts, key, hash);
     if (!isCrowded()) {
         indexAll(known && holdsTextsAlone());
     } else if (!known) {
         indexAll(false);  // the others go by the same hash as this one from now on
     }
-    crowd->index.reserve(count + 1);
-    return crowd->isOfTexts ? *known : cell.hash;
+    rest->crowd->index.reserve(count() + 1);
+    return rest->crowd->isOfTexts ? *known : hash;
 }
 
-void Bucket::append(Cell const& cell) {
-    bool const indexes = isCrowded() || count >= greatestScan;
-    std::uint32_t const hash = indexes ? indexWith(cell) : 0;
+/// There must be room for it. It counts when it is used.
+Cell& Bucket::newCell() { return count() > 0 ? rest->cells()[rest->count++] : first; }
+
+/// A cell for an entry of that key.
+Cell& Bucket::append(ZObject const* key, std::uint32_t hash) {
+    bool const indexes = isCrowded() || count() >= greatestScan;
+    std::uint32_t const known = indexes ? indexWith(key, hash) : 0;
     makeRoom();
     // Nothing fails from here on.
-    if (indexes) crowd->index.add(hash, count);
-    cells()[count++] = cell;
-    if (count == 1) noteFirst();
+    if (indexes) rest->crowd->index.add(known, count());
+    return newCell();
 }
 
-void Bucket::put(Arrival& arrival, unsigned long hash) {
-    Cell const cell{arrival.key(), arrival.value(), shortHash(hash)};
-    int const place = find(cell.key, cell.hash);
-    if (place < 0) {
-        append(cell);
-        return arrival.release();
-    }
-    arrival.release();
-    Cell old = std::exchange(cells()[place], cell);
-    if (place == 0) noteFirst();
-    // What was put again stays.
-    if (old.key == cell.key) old.key = nullptr;
-    if (old.value == cell.value) old.value = nullptr;
-    end(old);
+void Bucket::put(Arrival& arrival, Probe probe, bool owns) {
+    probe.key = arrival.key();  // which is asked whether it equals what is there
+    int const place = count() > 0 ? find(probe) : -1;
+    if (place < 0)
+        return arrival.moveTo(append(probe.key, probe.shortHash()), probe.shortHash(), owns);
+    Cell& cell = at(static_cast<unsigned int>(place));
+    Pair old = pairOf(cell);
+    TextPool& pool = arrival.pool();
+    arrival.moveTo(cell, probe.shortHash(), owns);
+    // What was put again stays, and stays whose it was.
+    if (old.key == cell.key) cell.keyOwner = std::exchange(old.keyOwner, Owner::caller);
+    if (old.value == cell.value) cell.valueOwner = std::exchange(old.valueOwner, Owner::caller);
+    endPair(old, pool);
 }
 
 /// Takes an entry out of cells and index and gives it to the caller. A crowded bucket leaves a
 /// hole: moving all that is behind up, and their numbers in the index down, would cost more than
 /// the search that it spared.
-Cell Bucket::takeOut(unsigned int place) {
-    Cell const cell = cells()[place];
-    if (isCrowded()) crowd->index.remove(place);
-    if (place + 1 == count) {
-        --count;
-    } else if (!isCrowded()) {
-        std::move(cells() + place + 1, cells() + count, cells() + place);
-        --count;
+Pair Bucket::takeOut(unsigned int place) {
+    Pair const pair = pairOf(at(place));
+    if (isCrowded()) {
+        rest->crowd->index.remove(place);
+        at(place) = {};
+        ++rest->crowd->holes;
+        dropHolesAtEnd();
+        if (rest->crowd->holes > size() + greatestScan) compact();
     } else {
-        cells()[place] = {hole(), nullptr, 0};
-        if (++crowd->holes > size() + greatestScan) compact();
+        closeUp(place);
     }
-    if (place == 0) noteFirst();
-    return cell;
+    return pair;
+}
+
+void Bucket::closeUp(unsigned int place) {
+    unsigned int const last = count() - 1;
+    for (; place < last; ++place)
+        at(place) = at(place + 1);
+    at(last) = {};
+    if (last > 0) --rest->count;
+}
+
+void Bucket::dropHolesAtEnd() {
+    for (; rest->count > 0 && !at(rest->count).isUsed; --rest->count)
+        --rest->crowd->holes;
+    if (count() == 0) rest->crowd->holes = 0;
 }
 
 void Bucket::compact() {
     unsigned int kept = 0;
-    crowd->index.empty();
-    for (unsigned int place = 0; place < count; ++place) {
-        if (isHole(place)) continue;
-        crowd->index.add(crowd->index.hashAt(place), kept);
-        cells()[kept++] = cells()[place];
+    rest->crowd->index.empty();
+    for (unsigned int place = 0; place < count(); ++place) {
+        if (!at(place).isUsed) continue;
+        rest->crowd->index.add(rest->crowd->index.hashAt(place), kept);
+        at(kept++) = at(place);
     }
-    count = kept;
-    crowd->holes = 0;
-    noteFirst();
+    rest->count = kept - 1;  // the last cell always has an entry
+    rest->crowd->holes = 0;
 }
 
-void Bucket::drop(ZObject const* key, unsigned long hash) {
-    int const place = find(key, shortHash(hash));
-    // The entry ends last: its key may be `key` itself.
-    if (place >= 0) end(takeOut(static_cast<unsigned int>(place)));
+void Bucket::drop(Probe const& probe, TextPool& pool) {
+    int const place = find(probe);
+    // The entry ends last: its key may be the probe's.
+    if (place >= 0) endPair(takeOut(static_cast<unsigned int>(place)), pool);
 }
 
-void Bucket::removeAll() {
-    while (count > 0) {
-        if (isHole(count - 1)) {
-            --count;
-            --crowd->holes;
-        } else {
-            end(takeOut(count - 1));
-        }
-    }
-    if (crowd != nullptr) crowd->index.clear();
+void Bucket::removeAll(TextPool& pool) {
+    while (count() > 0)
+        endPair(takeOut(count() - 1), pool);
+    if (isCrowded()) rest->crowd->index.clear();
 }
 
 void Bucket::list(ZList& out, ZObject* Cell::*part) const {
-    for (unsigned int place = 0; place < count; ++place) {
-        if (!isHole(place)) out.add(cells()[place].*part);
+    for (unsigned int place = 0; place < count(); ++place) {
+        if (at(place).isUsed) out.add(at(place).*part);
+    }
+}
+
+// -------------------------------------------------------------------------------- BucketTable
+
+BucketTable::BucketTable(unsigned int wanted)
+    // Two buckets of three are for keys, each with a value.
+    : texts(std::size_t{wanted} / 3 * 4), buckets(nullptr), count(wanted) {
+    std::size_t bytes = 0;
+    // In a block of malloc a bucket would lie across two cache lines.
+    if (count > maxCount || __builtin_mul_overflow(std::size_t{count} + 1, sizeof(Bucket), &bytes))
+        zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    // What the system has just given is not touched: an empty table costs little.
+    block.reset(static_cast<char*>(std::calloc(bytes, 1)));
+    if (block == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+    void* place = block.get();
+    buckets =
+        static_cast<Bucket*>(std::align(alignof(Bucket), bytes - sizeof(Bucket), place, bytes));
+    askForLargePages(block.get(), bytes);
+}
+
+/// Delegates, so that the destructor takes the clones back when a later one fails.
+BucketTable::BucketTable(BucketTable const& other) : BucketTable(other.count) {
+    Bucket* to = buckets;
+    for (Bucket const& from : other)
+        (to++)->copy(from, texts);
+}
+
+BucketTable::~BucketTable() {
+    removeAll();
+    for (Bucket& bucket : *this)
+        bucket.giveBack();
+}
+
+ZObject* BucketTable::clone() const { return new BucketTable(*this); }
+
+void BucketTable::removeAll() {
+    bool more = true;
+    // Again, where an entry's destructor has put another into a bucket before its own.
+    while (more) {
+        more = false;
+        for (Bucket& bucket : *this) {
+            if (bucket.size() == 0) continue;
+            more = true;
+            bucket.removeAll(texts);
+        }
     }
 }
 

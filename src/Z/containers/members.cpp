@@ -1,5 +1,9 @@
 #include "Z/containers/members.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
 #include <cstdlib>
 
 #include "Z/ZException.h"
@@ -32,6 +36,14 @@ void resizeRow(Row& row, unsigned int count) {
     if (__builtin_mul_overflow(std::size_t{count}, sizeof(ZObject*), &bytes) ||
         !resizeBlock(row, bytes))
         zraise(ZOutOfMemoryException(), sourceName, __LINE__);
+}
+
+void askForLargePages(char* block, std::size_t bytes) {
+    constexpr std::size_t largeBlock = std::size_t{4} << 20;
+    if (bytes < largeBlock) return;
+    auto const page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    std::size_t const offset = page - reinterpret_cast<std::uintptr_t>(block) % page;
+    static_cast<void>(madvise(block + offset, bytes - offset, MADV_HUGEPAGE));
 }
 
 std::unique_ptr<ZObject> cloneOf(ZObject const* object) {

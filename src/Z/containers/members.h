@@ -47,6 +47,10 @@ template <class Block>
     return true;
 }
 
+/// Asks for pages of megabytes for a large block that has not been touched yet: what goes anywhere
+/// in it waits for the page table else. Advice: where it is not taken, all goes on.
+void askForLargePages(char* block, std::size_t bytes);
+
 /// Exchanges the named fields of two objects: what an assignment does with a copy of its source, so
 /// that it changes nothing when copying fails.
 template <class T, class... Fields>

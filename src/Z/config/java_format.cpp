@@ -426,7 +426,7 @@ void ZJavaProperties::write(ZUTF8String& image) const {
     image = "#\n";
     pairs().each([&image](zfc::java::Pair const& pair) {
         // Kept: a key is written as it is, up to a NUL; callers keep keys simple.
-        image.append(pair.keyText);
+        image.append(pair.text);
         image.append(" = ");
         appendValue(image, pair.value());
         image.append('\n');

@@ -172,7 +172,7 @@ class ZFC_API ZJavaProperties : public ZObject {
     State doUU3State(char c);
 
     StateHandler stateHandlers[16];  // by state; null for 0 and 15. Layout: a table in each object
-    ZHashKeyMap properties;          // Layout: a map; of one entry, null to the pairs, copied
+    ZHashKeyMap properties;          // Layout: a map; its one value is the pairs, copied with it
     ZUTF8String key;                 // of the line that is read
     ZUTF8String value;               // likewise
     ZUTF8String searchKey;           // where reading stops; empty: at the end of the file

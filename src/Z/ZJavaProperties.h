@@ -5,12 +5,17 @@
 #include "Z/ztags.h"
 
 #include <cstdio>
+#include <string_view>
 
 #include "Z/ZKeyMap.h"
 #include "Z/ZList.h"
 #include "Z/ZObject.h"
 #include "Z/ZUTF8String.h"
 #include "Z/zexport.h"
+
+namespace zfc::java {
+class Pairs;
+}  // namespace zfc::java
 
 /// Pairs of text that are read from and written to a properties file.
 ///
@@ -110,7 +115,8 @@ class ZFC_API ZJavaProperties : public ZObject {
     /// text raises ZToUTF8Exception (message 49). Throws ZOutOfMemoryException (message 1).
     void setValue(ZAbstractString const& key, ZAbstractString const& value);
     [[nodiscard]] bool contains(ZAbstractString const& wanted) const;
-    /// Appends every key, a ZUTF8String, with the list's add().
+    /// Appends every key, a ZUTF8String, with the list's add(). They live until the object is
+    /// assigned to or ends.
     void listKeys(ZList& out) const;
 
     /// Whether the pair, stored and loaded again, is what it was.
@@ -142,9 +148,12 @@ class ZFC_API ZJavaProperties : public ZObject {
 
     bool readFrom(FILE* stream, char const* path, SkippedLines* lines);
     void write(ZUTF8String& image) const;
+    [[nodiscard]] zfc::java::Pairs& pairs();
+    [[nodiscard]] zfc::java::Pairs const& pairs() const;
     void storePair();
     [[nodiscard]] bool isSearched() const { return key == searchKey; }
     [[nodiscard]] State endPair();
+    [[nodiscard]] State takePair(std::string_view plainKey, std::string_view plainValue);
     [[nodiscard]] State unicodeDigit(char c, State next);
 
     State doStartLineState(char c);
@@ -163,7 +172,7 @@ class ZFC_API ZJavaProperties : public ZObject {
     State doUU3State(char c);
 
     StateHandler stateHandlers[16];  // by state; null for 0 and 15. Layout: a table in each object
-    ZHashKeyMap properties;          // the pairs: ZUTF8String to ZUTF8String, copied
+    ZHashKeyMap properties;          // Layout: a map; its one value is the pairs, copied with it
     ZUTF8String key;                 // of the line that is read
     ZUTF8String value;               // likewise
     ZUTF8String searchKey;           // where reading stops; empty: at the end of the file

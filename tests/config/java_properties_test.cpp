@@ -156,7 +156,12 @@ TEST(JavaPropertiesTest, AnyTextIsReadAsTheTableSays) {
             text += alphabet[random() % (sizeof alphabet - 1)];
         checkText(text);
     }
-    checkText(std::string(40000, 'k') + "=" + std::string(40000, 'v') + "\n");  // several blocks
+    // Several blocks.
+    checkText(std::string(40000, 'k') + "=" + std::string(40000, 'v') + "\n");
+    std::string lines;
+    for (int i = 0; i < 5000; ++i)
+        lines += "key" + std::to_string(i % 4000) + " = " + std::to_string(i) + "\r\n";
+    checkText(lines + "a=1\nb=2\n");
 }
 
 /// Keeps what it is told as "LINE:NUMBER".
@@ -170,7 +175,7 @@ struct Told : ZJavaProperties::SkippedLines {
 TEST(JavaPropertiesTest, TellsTheLinesThatItPassesOver) {
     Told told;
     ZJavaProperties properties;
-    properties.read(fileWith("# c\r\n\r\nok=1\n =v\nkey\nkey \n k\\ey=v\nk=a\\\n  b\\q\n  ! c\n"
+    properties.read(fileWith("# c\r\n\r\nok=1\r\n =v\nkey\nkey \n k\\ey=v\nk=a\\\n  b\\q\n  ! c\n"
                              "k=\\u12x\\u\nok=2\nk")
                         .c_str(),
                     &told);
@@ -179,6 +184,13 @@ TEST(JavaPropertiesTest, TellsTheLinesThatItPassesOver) {
     EXPECT_EQ(pairsOf(properties), (Pairs{{"ok", "2"}})) << "nothing is left over";
     EXPECT_TRUE(properties.loadProperties(fileOf("ok=3\n").get(), "f"));
     EXPECT_EQ(pairsOf(properties), (Pairs{{"ok", "3"}}));
+}
+
+ZUTF8String utf8String(std::string const& bytes) {
+    ZUTF8String text;
+    for (char const c : bytes)  // NULs too
+        text.append(c);
+    return text;
 }
 
 /// A pair, the line that is written for it, and whether that is read as the pair again.
@@ -215,9 +227,7 @@ TEST(JavaPropertiesTest, WritesAPairAsItsLineAndTellsWhetherThatIsReadAgain) {
     for (Form const& form : forms) {
         SCOPED_TRACE(form.line);
         ZUTF8String const key(form.key.c_str());
-        ZUTF8String value;
-        for (char const c : form.value)
-            value.append(c);
+        ZUTF8String const value = utf8String(form.value);
         ZJavaProperties properties;
         properties.setValue(key, value);
         std::string const path = fileWith("");
@@ -241,6 +251,48 @@ TEST(JavaPropertiesTest, CopiesAndStringsOfEitherFamilyAreTheirOwn) {
     EXPECT_EQ(value, "2");
     properties.getValue(ZLCString("none"), value);
     EXPECT_TRUE(value.isEmpty());
+}
+
+/// The texts of the keys that are listed, in their order.
+template <class Listed>
+std::vector<std::string> namesIn(Listed const& listed) {
+    ZArrayList keys(1, 0);
+    listed.listKeys(keys);
+    std::vector<std::string> names;
+    for (unsigned int i = 0; i < keys.size(); ++i)
+        names.push_back(bytesOf(dynamic_cast<ZUTF8String&>(*keys.get(i))));
+    return names;
+}
+
+TEST(JavaPropertiesTest, KeysHaveTheOrderOfAHashMapAndStayWhileValuesGrowAndShrink) {
+    ZJavaProperties properties;
+    ZHashKeyMap map(10, 1);
+    Pairs pairs, earlyPairs;
+    ZArrayList earlyKeys(1, 0);
+    std::unique_ptr<ZJavaProperties> copy;
+    std::mt19937 random(3);
+    for (int i = 0; i < 20000; ++i) {
+        std::string const key = "k" + std::to_string(random() % 3000) + std::string(i % 7, '\0');
+        std::string const value(random() % 200, static_cast<char>('a' + i % 26));
+        ZUTF8String const name = utf8String(key);
+        properties.setValue(name, ZUTF8String(value.c_str()));
+        map.putEntry(&name, nullptr);
+        pairs[key] = value;
+        if (i != 2000) continue;
+        earlyPairs = pairs;
+        properties.listKeys(earlyKeys);
+        copy.reset(dynamic_cast<ZJavaProperties*>(properties.clone()));
+    }
+    EXPECT_EQ(namesIn(properties), namesIn(map));
+    EXPECT_EQ(pairsOf(properties), pairs);
+    EXPECT_EQ(pairsOf(*copy), earlyPairs);
+    EXPECT_EQ(namesIn(*copy).size(), earlyKeys.size());
+    for (unsigned int i = 0; i < earlyKeys.size(); ++i) {
+        auto const& key = dynamic_cast<ZUTF8String&>(*earlyKeys.get(i));
+        EXPECT_EQ(earlyPairs.count(bytesOf(key)), 1U) << "still there";
+    }
+    *copy = properties;
+    EXPECT_EQ(namesIn(*copy), namesIn(map));
 }
 
 TEST(JavaPropertiesTest, AFailedLoadIsReportedAndAnEmptyPathIsNone) {

@@ -7,8 +7,11 @@
 #include <typeinfo>
 
 #include "Z/ZException.h"
+#include "Z/ZLCString.h"
 #include "Z/config/cache/texts.h"
 #include "Z/config/file_store.h"
+#include "Z/config/java_pairs.h"
+#include "Z/config/java_string.h"
 #include "Z/config/recovery.h"
 #include "Z/exceptions/report.h"
 #include "Z/platform/locked_file.h"
@@ -17,6 +20,8 @@
 namespace {
 
 using zfc::cache::isEmpty;
+using zfc::java::Pair;
+using zfc::java::Pairs;
 
 constexpr char sourceName[] = "src/Z/ZJavaProperties";
 
@@ -42,7 +47,7 @@ class Text {
     Text(Text const&) = delete;
     Text& operator=(Text const&) = delete;
 
-    [[nodiscard]] ZUTF8String const& get() const { return *own; }
+    [[nodiscard]] std::string_view bytes() const { return zfc::java::viewOf(*own); }
 
   private:
     std::optional<ZUTF8String> converted;  // before `own`, which may point at it
@@ -51,7 +56,22 @@ class Text {
 
 /// Raises ZToUTF8Exception where text would vanish.
 void requireKept(Text const& text, ZAbstractString const& of) {
-    if (text.get().isEmpty() && !of.isEmpty()) zraise(ZToUTF8Exception(of), sourceName, __LINE__);
+    if (text.bytes().empty() && !of.isEmpty()) zraise(ZToUTF8Exception(of), sourceName, __LINE__);
+}
+
+/// What the map has its one entry under: a text, which a map finds faster than any other object. It
+/// never ends, because destructors of static objects may use properties.
+ZObject const& pairsName() {
+    static ZObject const& name = *new ZLCString("-");
+    return name;
+}
+
+/// The text is empty.
+void setText(ZAbstractMutableString& text, std::string_view bytes) {
+    if (typeid(text) != typeid(ZUTF8String)) return text.setChars(zfc::java::stringOf(bytes));
+    auto& same = static_cast<ZUTF8String&>(text);
+    zfc::java::reserve(same, bytes.size());  // and no more, as setChars() does
+    zfc::java::append(same, bytes);
 }
 
 }  // namespace
@@ -73,11 +93,20 @@ ZJavaProperties::ZJavaProperties()
                     &ZJavaProperties::doUU2State,
                     &ZJavaProperties::doUU3State,
                     nullptr},
-      properties(10, 1) {}
+      properties(10, 1) {
+    Pairs const none;
+    properties.putEntry(&pairsName(), &none);
+}
 
 ZJavaProperties::~ZJavaProperties() = default;
 
 ZObject* ZJavaProperties::clone() const { return new ZJavaProperties(*this); }
+
+Pairs& ZJavaProperties::pairs() { return static_cast<Pairs&>(*properties.getEntry(&pairsName())); }
+
+Pairs const& ZJavaProperties::pairs() const {
+    return static_cast<Pairs const&>(*properties.getEntry(&pairsName()));
+}
 
 int ZJavaProperties::load(char const* path) {
     try {
@@ -124,11 +153,10 @@ void ZJavaProperties::store(char const* path) const {
 }
 
 void ZJavaProperties::getValue(ZAbstractString const& wanted, ZAbstractMutableString& out) const {
-    Text const name(wanted);
     // Asked before it is written: `out` may be the same object.
-    ZObject const* const found = properties.getEntry(&name.get());
+    Pair const* const found = pairs().find(Text(wanted).bytes());
     out.clear();
-    if (found != nullptr) out.setChars(static_cast<ZUTF8String const&>(*found));
+    if (found != nullptr) setText(out, found->value());
 }
 
 void ZJavaProperties::setValue(ZAbstractString const& newKey, ZAbstractString const& newValue) {
@@ -136,17 +164,14 @@ void ZJavaProperties::setValue(ZAbstractString const& newKey, ZAbstractString co
     Text const text(newValue);
     requireKept(name, newKey);
     requireKept(text, newValue);
-    ZObject* const known = properties.getEntry(&name.get());
-    if (known == nullptr) return properties.putEntry(&name.get(), &text.get());
-    // The map's own copy, which nobody else has.
-    static_cast<ZUTF8String*>(known)->setChars(text.get());
+    pairs().set(name.bytes(), text.bytes());
 }
 
 bool ZJavaProperties::contains(ZAbstractString const& wanted) const {
-    return properties.contains(&Text(wanted).get());
+    return pairs().find(Text(wanted).bytes()) != nullptr;
 }
 
-void ZJavaProperties::listKeys(ZList& out) const { properties.listKeys(out); }
+void ZJavaProperties::listKeys(ZList& out) const { pairs().listKeys(out); }
 
 bool ZJavaProperties::isStorable(ZAbstractString const& key, ZAbstractString const& value) {
     ZUTF8String const name(key);
@@ -162,5 +187,5 @@ bool ZJavaProperties::isStorable(ZAbstractString const& key, ZAbstractString con
     loaded.loadProperties(streamOver(image).get(), "");
     ZUTF8String again;
     loaded.getValue(name, again);
-    return loaded.properties.size() == 1 && loaded.contains(name) && again == text;
+    return loaded.pairs().size() == 1 && loaded.contains(name) && again == text;
 }

@@ -8,6 +8,7 @@
 #include "Z/ZLCString.h"
 #include "Z/config/file_store.h"
 #include "Z/config/java_document.h"
+#include "Z/config/java_string.h"
 #include "Z/config/recovery.h"
 #include "Z/containers/members.h"
 #include "Z/platform/locked_file.h"
@@ -21,14 +22,14 @@ using zfc::java::Document;
 using zfc::java::Kind;
 using zfc::java::Lines;
 using zfc::java::String;
+using zfc::java::stringOf;
+using zfc::java::viewOf;
 using zfc::platform::LockedFile;
 using zfc::platform::Purpose;
 
 constexpr char sourceName[] = "src/Z/ZJavaPropertiesFile";
 
 // ------------------------------------------------------------------------------------------- text
-
-std::string_view viewOf(ZUTF8String const& text) { return {text.getChars(), text.getLength()}; }
 
 /// Raises ZToUTF8Exception for text that UTF-8 has no form for, or that is malformed.
 ZUTF8String wellFormed(ZAbstractString const& text) {
@@ -37,13 +38,6 @@ ZUTF8String wellFormed(ZAbstractString const& text) {
     bool const isMalformed = zfc::java::malformedAt(viewOf(result)) != std::string_view::npos;
     if (isLost || isMalformed) zraise(ZToUTF8Exception(), sourceName, __LINE__);
     return result;
-}
-
-ZUTF8String stringOf(std::string_view utf8) {
-    ZUTF8String text;
-    for (char const c : utf8)  // a NUL would end what is taken at once
-        text.append(c);
-    return text;
 }
 
 // ------------------------------------------------------------------------------------------ files

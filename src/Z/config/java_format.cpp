@@ -1,13 +1,19 @@
 /// The format of a properties file: the reader, whose table stands in the header, and the writer.
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <string_view>
 
 #include "Z/ZException.h"
 #include "Z/ZJavaProperties.h"
+#include "Z/config/java_pairs.h"
+#include "Z/config/java_string.h"
 #include "Z/zutfconvert.h"
 
 namespace {
+
+using zfc::java::append;
+using zfc::java::viewOf;
 
 constexpr char sourceName[] = "src/Z/ZJavaProperties";
 
@@ -38,6 +44,26 @@ constexpr std::array<unsigned char, 256> makeRunTable() {
 }
 constexpr std::array<unsigned char, 256> runTable = makeRunTable();
 
+/// Where from `from` on the run ends, or the text does.
+std::size_t runEnd(std::string_view text, std::size_t from, EndedRuns run) {
+    while (from < text.size() && (runTable[static_cast<unsigned char>(text[from])] & run) == 0)
+        ++from;
+    return from;
+}
+
+std::size_t blanksEnd(std::string_view text, std::size_t from) {
+    while (from < text.size() && isBlank(text[from]))
+        ++from;
+    return from;
+}
+
+/// A line "key = value" without escapes; the blanks may be missing.
+struct PlainLine {
+    std::string_view key;
+    std::string_view value;
+    char lineEnd;
+};
+
 /// The bytes of a stream, a block at a time.
 class Input {
   public:
@@ -60,13 +86,22 @@ class Input {
     }
     /// The bytes of this block that do not end the run; perhaps none.
     [[nodiscard]] std::string_view takeRun(EndedRuns run) {
-        std::size_t length = 0;
-        while (length < rest.size() &&
-               (runTable[static_cast<unsigned char>(rest[length])] & run) == 0)
-            ++length;
-        std::string_view const taken = rest.substr(0, length);
-        rest.remove_prefix(length);
+        std::string_view const taken = rest.substr(0, runEnd(rest, 0, run));
+        rest.remove_prefix(taken.size());
         return taken;
+    }
+    /// At the start of a line: takes a plain one that ends in this block. Nothing for any other.
+    [[nodiscard]] std::optional<PlainLine> takePlainLine() {
+        std::size_t const keyEnd = runEnd(rest, 0, endsKey);
+        if (keyEnd == 0 || isCommentMark(rest[0])) return std::nullopt;
+        std::size_t const separator = blanksEnd(rest, keyEnd);
+        if (separator == rest.size() || !isSeparator(rest[separator])) return std::nullopt;
+        std::size_t const start = blanksEnd(rest, separator + 1);
+        std::size_t const end = runEnd(rest, start, endsValue);
+        if (end == rest.size() || !isLineEnd(rest[end])) return std::nullopt;
+        PlainLine const line{rest.substr(0, keyEnd), rest.substr(start, end - start), rest[end]};
+        rest.remove_prefix(end + 1);
+        return line;
     }
 
   private:
@@ -75,10 +110,6 @@ class Input {
     std::string_view rest;  // of the block
     char block[blockSize];
 };
-
-void append(ZUTF8String& text, std::string_view bytes) {
-    if (!bytes.empty()) text.append(bytes.data(), static_cast<unsigned int>(bytes.size()));
-}
 
 }  // namespace
 
@@ -89,12 +120,27 @@ class ZJavaProperties::Reader {
         : owner(read), input(stream, name), path(name), lines(told) {}
 
     State run() {
-        while (state >= startLine && state < stop)
-            state = input.hasMore() ? step(input.take()) : endOfFile();
+        while (state >= startLine && state < stop) {
+            if (!input.hasMore())
+                state = endOfFile();
+            else if (state != startLine || !takePlainLine())
+                state = step(input.take());
+        }
         return state;
     }
 
   private:
+    /// What the states from 1 to 8 make of a whole line, which spares a step for each of its parts:
+    /// nearly all lines are plain. False for any other, which is left.
+    bool takePlainLine() {
+        std::optional<PlainLine> const plain = input.takePlainLine();
+        if (!plain) return false;
+        lineEnd = plain->lineEnd;
+        ++line;
+        state = owner.takePair(plain->key, plain->value);
+        return true;
+    }
+
     State step(char c) {
         // CR LF is one line end; two of the same kind are two.
         bool const isSecondHalf = isLineEnd(c) && lineEnd != '\0' && lineEnd != c;
@@ -185,7 +231,14 @@ int ZJavaProperties::hexConv(char digit) {
     return -1;
 }
 
-void ZJavaProperties::storePair() { properties.putEntry(&key, &value); }
+void ZJavaProperties::storePair() { pairs().set(viewOf(key), viewOf(value)); }
+
+ZJavaProperties::State ZJavaProperties::takePair(std::string_view plainKey,
+                                                 std::string_view plainValue) {
+    key.clear();  // what an earlier line left there is not searched at the end of the file
+    pairs().set(plainKey, plainValue);
+    return plainKey == viewOf(searchKey) ? stop : startLine;
+}
 
 ZJavaProperties::State ZJavaProperties::endPair() {
     storePair();
@@ -370,18 +423,12 @@ void appendValue(ZUTF8String& image, std::string_view text) {
 }  // namespace
 
 void ZJavaProperties::write(ZUTF8String& image) const {
-    ZArrayList keys(1, 0);
-    ZArrayList values(1, 0);
-    // Both lists come in the same order.
-    properties.listKeys(keys);
-    properties.listObjects(values);
     image = "#\n";
-    for (unsigned int i = 0; i < keys.size(); ++i) {
-        auto const& text = static_cast<ZUTF8String const&>(*values.get(i));
-        // Kept: a key is written as it is; callers keep keys simple.
-        image.append(static_cast<ZUTF8String const&>(*keys.get(i)).getChars());
+    pairs().each([&image](zfc::java::Pair const& pair) {
+        // Kept: a key is written as it is, up to a NUL; callers keep keys simple.
+        image.append(pair.text);
         image.append(" = ");
-        appendValue(image, {text.getChars(), text.getLength()});
+        appendValue(image, pair.value());
         image.append('\n');
-    }
+    });
 }

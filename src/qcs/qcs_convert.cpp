@@ -92,10 +92,11 @@ inline bool moveAscii(Source& in, Sink& out) {
 enum class Outcome { done, failed, lacking };  // lacking: the tables have no such character
 
 /// Moves the characters that stand next and have three UTF-8 bytes and two others, which East Asian
-/// text is full of; a malformed one is left where it stands, as any other is.
+/// text is full of; a malformed one is left where it stands, as any other is. There is some input.
 inline void moveDoubleBytes(Source& in, EncodingMap::Reader map, Sink& out) {
     std::uint32_t word = 0;
-    std::size_t left = std::min(in.size() / sizeof word, out.room() / 2);
+    // A word reaches one byte beyond the character, which is to be there.
+    std::size_t left = std::min((in.size() - 1) / 3, out.room() / 2);
     for (; left > 0; --left) {
         std::memcpy(&word, in.data(), sizeof word);
         // 1110xxxx 10xxxxxx 10xxxxxx, the first byte the lowest.

@@ -1,7 +1,6 @@
 #include "Z/ZStringTokenizer.h"
 
 #include <array>
-#include <cstdint>
 #include <cstring>
 #include <memory>
 
@@ -11,6 +10,7 @@
 #include "Z/ZUTF8String.h"
 #include "Z/containers/members.h"
 #include "Z/utility/ascii.h"
+#include "Z/utility/place_bits.h"
 
 namespace {
 
@@ -73,11 +73,11 @@ class FewAscii {
 
     /// The first place from `at` on that is in the set, at the end of the text, or not ASCII.
     [[nodiscard]] char const* findStop(char const* at, char const* end) const {
-        // Tokens are of any length: a branch for every byte would be predicted wrongly each time.
         while (end - at >= blockSize) {
-            int const run = blockRun(at);
-            at += run;
-            if (run < blockSize) return at;
+            unsigned const stops = zfc::utility::placeBits(
+                [=](std::size_t i) { return contains(at[i]) | !isPlain(at[i]); });
+            if (stops != 0) return at + __builtin_ctz(stops);
+            at += blockSize;
         }
         while (isPlain(*at) && !contains(*at))
             ++at;
@@ -85,7 +85,7 @@ class FewAscii {
     }
 
   private:
-    static constexpr int blockSize = 16;
+    static constexpr std::ptrdiff_t blockSize = zfc::utility::bitPlaces;
 
     /// ASCII, and not the end of the text.
     static bool isPlain(char byte) { return static_cast<signed char>(byte) > 0; }
@@ -94,24 +94,9 @@ class FewAscii {
         return (byte == a) | (byte == b) | (byte == c) | (byte == d);
     }
 
-    /// Bytes of the block before the first such place. The loop becomes vector code.
-    [[nodiscard]] int blockRun(char const* at) const {
-        std::array<char, blockSize> stops{};
-        for (std::size_t i = 0; i < stops.size(); ++i)
-            stops[i] = static_cast<char>(int{contains(at[i])} | int{!isPlain(at[i])});
-        std::array<std::uint64_t, 2> words{};
-        std::memcpy(words.data(), stops.data(), stops.size());
-        // The bits of a word lie eight apart, the summands of the factor seven: they meet in the
-        // highest byte. No branch for the one word or the other.
-        constexpr std::uint64_t gather = 0x0102040810204080U;
-        std::uint64_t const bits = words[0] * gather >> 56 | words[1] * gather >> 56 << 8;
-        return __builtin_ctzll(bits | std::uint64_t{1} << blockSize);
-    }
-
     char a = 0, b = 0, c = 0, d = 0;
     bool known = false;
 };
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first byte is the lowest of a word");
 
 /// Delimiters in the codeset of `source`.
 class Delimiters {

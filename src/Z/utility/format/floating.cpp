@@ -125,7 +125,7 @@ bool renderFixed(Sink& sink, double value, int precision) {
     FixedPoint number(value);
     if (!number.isExact) return false;
     number.roundTo(precision);
-    if (number.isNegative) sink.write("-", 1);
+    if (number.isNegative) sink.fill('-', 1);
     sink.write(Digits(number.whole, 0, "", false));
     if (precision == 0) return true;
     char const* const point = nl_langinfo(RADIXCHAR);

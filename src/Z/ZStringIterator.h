@@ -62,6 +62,7 @@ class ZFC_API ZStringIterator : public ZAbstractIterator {
 
   private:
     ZAbstractMutableString* getOther();
+    ZAbstractMutableString* getAny();
     [[nodiscard]] unsigned int characterLength() const;
 
     char const* position;            // next character; null when the source had no text

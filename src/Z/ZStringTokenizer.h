@@ -54,7 +54,8 @@ class ZFC_API ZStringTokenizer : public ZAbstractIterator {
 
   private:
     [[nodiscard]] unsigned int skipAll(ZAbstractString const& delims) const;
-    [[nodiscard]] unsigned int skipOther(ZAbstractString const& delims) const;
+    [[nodiscard]] unsigned int skipOther(ZAbstractString const& delims, char const* end) const;
+    void setTarget(unsigned int size, char const* end);
     [[nodiscard]] unsigned int checkedStop(unsigned int passed) const;
 
     char const* position;                                // where the next search starts

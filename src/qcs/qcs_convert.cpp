@@ -92,10 +92,11 @@ inline bool moveAscii(Source& in, Sink& out) {
 enum class Outcome { done, failed, lacking };  // lacking: the tables have no such character
 
 /// Moves the characters that stand next and have three UTF-8 bytes and two others, which East Asian
-/// text is full of; a malformed one is left where it stands, as any other is.
+/// text is full of; a malformed one is left where it stands, as any other is. There is some input.
 inline void moveDoubleBytes(Source& in, EncodingMap::Reader map, Sink& out) {
     std::uint32_t word = 0;
-    std::size_t left = std::min(in.size() / sizeof word, out.room() / 2);
+    // A word reaches one byte beyond the character, which is to be there.
+    std::size_t left = std::min((in.size() - 1) / 3, out.room() / 2);
     for (; left > 0; --left) {
         std::memcpy(&word, in.data(), sizeof word);
         // 1110xxxx 10xxxxxx 10xxxxxx, the first byte the lowest.
@@ -151,7 +152,28 @@ template <class From, class To>
     return {outcome, out.written()};
 }
 
-int copyUtf8(Source in, Sink out) {
+/// Copies blocks of ASCII up to one that has another character or a NUL; the bytes copied.
+std::size_t copyAsciiBlocks(char const* in, char* out, std::size_t n) {
+    constexpr std::size_t block = 256;
+    constexpr std::uint64_t ones = 0x0101010101010101U;
+    std::size_t at = 0;
+    for (; n - at >= block; at += block) {
+        std::uint64_t odd = 0;
+        for (std::size_t i = 0; i < block; i += sizeof odd) {
+            std::uint64_t const word = wordAt(in + at + i);
+            odd |= word | (word - ones);  // of all bytes below 0x80, a NUL alone becomes more
+        }
+        if ((odd & highBits) != 0) break;
+        std::memcpy(out + at, in + at, block);
+    }
+    return at;
+}
+
+/// Text that is ASCII, as most is, is looked at once, not for its end, its characters and its copy.
+int copyUtf8(char const* text, std::size_t length, Sink out) {
+    std::size_t const done = copyAsciiBlocks(text, out.place(), std::min(length, out.room()));
+    out.advance(done);
+    Source const in(text + done, length - done);
     return isUtf8(in.data(), in.size()) && out.put(in.data(), in.size()) ? out.written() : -1;
 }
 
@@ -197,9 +219,8 @@ int convertText(qcs_cs_handle cs, char const* in, unsigned inLen, char* out, uns
     // The handle comes before this: with one that is none even empty text fails.
     if (in == nullptr || inLen == 0) return 0;
     if (out == nullptr) return -1;
-    Source const source(in, inLen);
-    if (codeset->table == nullptr) return copyUtf8(source, Sink(out, outLen));
-    return byTables(*codeset, source, out, outLen);
+    if (codeset->table == nullptr) return copyUtf8(in, inLen, Sink(out, outLen));
+    return byTables(*codeset, Source(in, inLen), out, outLen);
 }
 
 Character decodeAt(qcs_cs_handle cs, char const* p, unsigned n) {

@@ -293,10 +293,14 @@ TEST(Utf8Test, IsCheckedInBlocksAsByCharacter) {
 TEST(ConversionTest, EndsBehindTheFirstNulAndNeverWritesBeyondItsRoom) {
     for (char const* const name : {"UTF-8", "ISO8859-1", "EUC-JP", "CP1258", "GB18030"}) {
         Handle const cs = qcs_cs_new(name);
-        std::string const ended("ab\0\xFF\xFF", 5);
-        EXPECT_EQ(toUtf8(cs, ended), std::string("ab\0", 3)) << name;
-        EXPECT_EQ(fromUtf8(cs, ended), std::string("ab\0", 3)) << name;
-        std::string const utf8 = "0123456789 café 0123456789";
+        for (std::size_t length = 0; length <= 600; ++length) {
+            std::string const text(length, 'x');
+            std::string const ended = text + '\0';
+            EXPECT_EQ(toUtf8(cs, ended + "\xFF\xFF" + text), ended) << name << length;
+            EXPECT_EQ(fromUtf8(cs, ended + "\xFF\xFF" + text), ended) << name << length;
+            EXPECT_EQ(fromUtf8(cs, text + '\x80' + text), "failed") << name << length;
+        }
+        std::string const utf8 = std::string(540, 'x') + "0123456789 café 0123456789";
         std::string const local = fromUtf8(cs, utf8);
         for (unsigned room = 0; room <= utf8.size(); ++room) {
             std::vector<char> out(room);  // exact, for the address sanitizer

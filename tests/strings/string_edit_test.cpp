@@ -119,7 +119,10 @@ TYPED_TEST(StringEditTest, AgreesWithTheStandardStringOverManyEdits) {
     std::string model;
     for (int step = 0; step < 6000; ++step) {
         std::string const piece(below(40), static_cast<char>('a' + below(3)));
-        std::string const from(1 + below(3), static_cast<char>('a' + below(3)));
+        std::string from;
+        do
+            from += static_cast<char>('a' + below(3));
+        while (below(3) != 0);
         auto const at = below(model.size() + 1);
         auto const count = below(model.size() - at + 1);
         char const* const text = piece.c_str();
@@ -135,6 +138,10 @@ TYPED_TEST(StringEditTest, AgreesWithTheStandardStringOverManyEdits) {
         expectString(string, model);
         ASSERT_FALSE(testing::Test::HasFailure()) << step;
     }
+    model = std::string(30, 'a') + 'x' + std::string(300, 'a');
+    string = model.c_str();
+    string.replace('x', '\0').replace("aa", "b");  // as strstr(), up to the NUL
+    expectString(string, model.replace(0, 31, std::string(15, 'b') + '\0'));
     // More hits than are remembered.
     model.assign(140000, 'a');
     string = model.c_str();

@@ -227,15 +227,18 @@ TYPED_TEST(StringWalkTest, TakesOtherDelimitersForOneToken) {
 }
 
 TYPED_TEST(StringWalkTest, StaysInFrontOfWhatIsMalformed) {
-    TypeParam const source("x\xC3 z");
-    TypeParam part;
-    ZStringTokenizer tokens(source, part);
-    ZStringIterator characters(source, part);
-    EXPECT_STREQ(*characters.getNext(), "x");
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        EXPECT_TRUE(tokens.hasMore() && characters.hasMore());
-        EXPECT_THROW(tokens.getNext(), ZQCSMBLenException);
-        EXPECT_THROW(characters.getNext(), ZQCSMBLenException);
+    for (char const* const text :
+         {"x\xC3 z", "x\xC1\x81z", "x\xE0\x81\x81z", "x\x80\x80", "x\xC3"}) {
+        TypeParam const source(text);
+        TypeParam part;
+        ZStringTokenizer tokens(source, part);
+        ZStringIterator characters(source, part);
+        EXPECT_STREQ(*characters.getNext(), "x");
+        for (int attempt = 0; attempt < 2; ++attempt) {
+            EXPECT_TRUE(tokens.hasMore() && characters.hasMore());
+            EXPECT_THROW(tokens.getNext(), ZQCSMBLenException) << text;
+            EXPECT_THROW(characters.getNext(), ZQCSMBLenException) << text;
+        }
     }
 }
 

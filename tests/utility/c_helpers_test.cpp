@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Z/utility/place_bits.h"
 #include "Z/zutfconvert.h"
 #include "Z/zutils.h"
 #include "support/codesets.h"
@@ -26,6 +27,17 @@ std::string fromUtf16(Units const& units, std::size_t room) {
     auto const taken = static_cast<std::size_t>(src - units.data());
     EXPECT_EQ(result, taken == units.size() ? 0 : 2);
     return std::string(out.data(), dst) + (result == 0 ? "" : "..." + std::to_string(taken));
+}
+
+TEST(PlaceBitsTest, AreOneForEachPlaceWithAndWithoutVectors) {
+    for (unsigned bits = 0; bits < 1U << zfc::utility::bitPlaces; ++bits) {
+        zfc::utility::Marks marks{};
+        auto const test = [=](std::size_t i) { return (bits >> i & 1U) != 0; };
+        for (std::size_t i = 0; i < marks.size(); ++i)
+            marks[i] = test(i) ? 1 : 0;
+        ASSERT_EQ(zfc::utility::placeBits(test), bits);
+        ASSERT_EQ(zfc::utility::gatherPlain(marks), bits);
+    }
 }
 
 TEST(Utf16Test, ConvertsEveryCharacterThatFitsAndPassesLoneSurrogatesThrough) {

@@ -6,11 +6,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfenv>
 #include <cfloat>
 #include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -100,6 +102,21 @@ TEST(FormatOracleTest, FloatingNumbersAreTheCLibrarys) {
             EXPECT_EQ(run(zsnprintf, 60000, format, value),
                       run(snprintf, std::size_t{60000}, format, value))
                 << format << value;
+    // Most doubles are converted here, by the C library's rules: ties, carries, rounding modes.
+    std::mt19937_64 random(3);
+    for (int const mode : {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO})
+        for (int step = 0; step < 10000; ++step) {
+            double const exact =
+                std::ldexp(double(random() >> random() % 64), int(random() % 90) - 80);
+            double const tie = double(random() % 100000) / 32 + (step % 3 == 0 ? 999.5 : 0);
+            double const value = (step % 2 == 0 ? exact : tie) * (step % 5 == 0 ? -1 : 1);
+            std::string const format = "%." + std::to_string(random() % 11) + "f";
+            std::fesetround(mode);
+            std::string const ours = run(zsnprintf, 400, format, value);
+            std::string const theirs = run(snprintf, std::size_t{400}, format, value);
+            std::fesetround(FE_TONEAREST);
+            ASSERT_EQ(ours, theirs) << format << value;
+        }
     EXPECT_EQ(run(zsnprintf, 60000, "% 25000.2Lf", LDBL_MAX),
               run(snprintf, std::size_t{60000}, "% 25000.2Lf", LDBL_MAX));
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
@@ -11,6 +12,7 @@
 #include "Z/ZUTF8String.h"
 #include "Z/containers/members.h"
 #include "Z/utility/ascii.h"
+#include "Z/utility/place_bits.h"
 
 namespace {
 
@@ -49,69 +51,72 @@ void requireConverted(ZAbstractString const& converted, ZAbstractString const& o
 /// Up to four ASCII characters, as most delimiters are, to be found without asking the codeset.
 class FewAscii {
   public:
-    explicit FewAscii(ZAbstractString const& set) {
-        unsigned int const count = set.getLength();
-        char const* const text = set.getChars();
+    /// The `count` bytes at `text`, behind which three more can be read.
+    FewAscii(char const* text, unsigned int count) {
         if (count == 0 || count > 4) return;
-        // Fewer stand in it more than once.
-        a = text[0];
-        b = text[count > 1 ? 1 : 0];
-        c = text[count > 2 ? 2 : 0];
-        d = text[count > 3 ? 3 : 0];
-        known = isPlain(a) && isPlain(b) && isPlain(c) && isPlain(d);
+        std::uint32_t set = 0;
+        std::memcpy(&set, text, sizeof set);
+        // Fewer stand in it more than once: the first one where there are no others.
+        std::uint32_t const others = UINT32_MAX << (8 * count - 1) << 1;
+        set = (set & ~others) | (((set & 0xFF) * ones) & others);
+        // The highest bit of each byte: of one that is not ASCII, and of NUL less one.
+        if (((set | (set - ones)) & ones << 7) == 0) members = set;
     }
 
-    /// False when the set is another one.
-    [[nodiscard]] bool isKnown() const { return known; }
-
-    /// The place behind the bytes from `at` on that are in the set.
-    [[nodiscard]] char const* skipMembers(char const* at) const {
-        while (contains(*at))
-            ++at;
-        return at;
+    /// The place behind the bytes from `place` on that are in the set; null when there is no ASCII,
+    /// or the set is another one.
+    [[nodiscard]] char const* skipMembers(char const* place) const {
+        if (members == 0) return nullptr;
+        while (contains(*place))
+            ++place;
+        return asciiAt(place);
     }
 
-    /// The first place from `at` on that is in the set, at the end of the text, or not ASCII.
-    [[nodiscard]] char const* findStop(char const* at, char const* end) const {
-        // Tokens are of any length: a branch for every byte would be predicted wrongly each time.
-        while (end - at >= blockSize) {
-            int const run = blockRun(at);
-            at += run;
-            if (run < blockSize) return at;
+    /// The first place from `place` on that is in the set, or at the end of the text; null when
+    /// there is another character than ASCII before, or the set is another one.
+    [[nodiscard]] char const* findStop(char const* place, char const* end) const {
+        if (members == 0) return nullptr;
+        while (end - place >= blockSize) {
+            unsigned const stops = zfc::utility::placeBits(
+                [=](std::size_t i) { return contains(place[i]) | !isPlain(place[i]); });
+            if (stops != 0) return asciiAt(place + __builtin_ctz(stops));
+            place += blockSize;
         }
-        while (isPlain(*at) && !contains(*at))
-            ++at;
-        return at;
+        while (isPlain(*place) && !contains(*place))
+            ++place;
+        return asciiAt(place);
     }
 
   private:
-    static constexpr int blockSize = 16;
+    static constexpr std::ptrdiff_t blockSize = zfc::utility::bitPlaces;
 
+    static char const* asciiAt(char const* place) { return zisAscii(*place) ? place : nullptr; }
     /// ASCII, and not the end of the text.
     static bool isPlain(char byte) { return static_cast<signed char>(byte) > 0; }
 
     [[nodiscard]] bool contains(char byte) const {
-        return (byte == a) | (byte == b) | (byte == c) | (byte == d);
+        return (byte == at(0)) | (byte == at(1)) | (byte == at(2)) | (byte == at(3));
     }
 
-    /// Bytes of the block before the first such place. The loop becomes vector code.
-    [[nodiscard]] int blockRun(char const* at) const {
-        std::array<char, blockSize> stops{};
-        for (std::size_t i = 0; i < stops.size(); ++i)
-            stops[i] = static_cast<char>(int{contains(at[i])} | int{!isPlain(at[i])});
-        std::array<std::uint64_t, 2> words{};
-        std::memcpy(words.data(), stops.data(), stops.size());
-        // The bits of a word lie eight apart, the summands of the factor seven: they meet in the
-        // highest byte. No branch for the one word or the other.
-        constexpr std::uint64_t gather = 0x0102040810204080U;
-        std::uint64_t const bits = words[0] * gather >> 56 | words[1] * gather >> 56 << 8;
-        return __builtin_ctzll(bits | std::uint64_t{1} << blockSize);
-    }
+    [[nodiscard]] char at(int i) const { return static_cast<char>(members >> 8 * i); }
 
-    char a = 0, b = 0, c = 0, d = 0;
-    bool known = false;
+    // One number, which stays in a register: the set is made for every token. 0: another set.
+    std::uint32_t members = 0;
+    static constexpr std::uint32_t ones = 0x01010101;
 };
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first byte is the lowest of a word");
+
+FewAscii fewOf(ZAbstractString const& set) {
+    std::array<char, 4> room{};
+    std::string_view const text(set.getChars(), set.getLength());
+    text.copy(room.data(), room.size());
+    return {room.data(), set.getLength()};
+}
+
+/// The text of the tokenizer's `own` set needs no virtual call, and lies in ample room.
+inline FewAscii fewOf(ZAbstractString const& set, ZAbstractMutableString const& own) {
+    if (&set != &own) return fewOf(set);
+    return {own.ZAbstractMutableString::getChars(), own.ZAbstractMutableString::getLength()};
+}
 
 /// Delimiters in the codeset of `source`.
 class Delimiters {
@@ -178,14 +183,27 @@ bool ZStringTokenizer::hasMore() { return hasMore(*delimiters); }
 ZAbstractMutableString* ZStringTokenizer::getNext(ZAbstractString const& delims) {
     if (position == nullptr) return nullptr;
     Delimiters const converted(*source, delims, *delimiters);
-    unsigned int size = skipOther(converted);
+    char const* const end = source->getChars() + source->getLength();
+    unsigned int size = skipOther(converted, end);
     if (size == 0) {  // else hasMore() has passed the delimiters already
         position += skipAll(converted);
-        size = skipOther(converted);
+        size = skipOther(converted, end);
     }
-    target.setBytes(position, size);
+    setTarget(size, end);
     position += size;
     return &target;
+}
+
+/// The next `size` bytes are the token.
+void ZStringTokenizer::setTarget(unsigned int size, char const* end) {
+    std::array<char, 16> block;
+    if (size > block.size() || end - position < static_cast<std::ptrdiff_t>(block.size()))
+        return target.setBytes(position, size);
+    // As many for every short token, since how to copy a few bytes would be a branch on their
+    // number, predicted wrongly. Every buffer has room for them.
+    std::memcpy(block.data(), position, block.size());
+    std::memcpy(target.chars, block.data(), block.size());
+    target.setLength(size);
 }
 
 ZAbstractMutableString* ZStringTokenizer::getNext() { return getNext(*delimiters); }
@@ -198,24 +216,18 @@ void ZStringTokenizer::list(ZArrayList& out) {
 
 void ZStringTokenizer::reset() { position = source->getChars(); }
 
-/// Bytes of the delimiters from the position on. Behind the first character that is not ASCII the
-/// codeset is asked.
+/// Bytes of the delimiters from the position on.
 unsigned int ZStringTokenizer::skipAll(ZAbstractString const& delims) const {
-    FewAscii const few(delims);
-    char const* const stop = few.isKnown() ? few.skipMembers(position) : position;
-    auto const passed = static_cast<unsigned int>(stop - position);
-    if (few.isKnown() && zisAscii(*stop)) return passed;
-    return checkedStop(passed + zstrspn(source->getCodesetHandle(), stop, delims.getChars()));
+    if (char const* const stop = fewOf(delims, *delimiters).skipMembers(position))
+        return static_cast<unsigned int>(stop - position);
+    return checkedStop(zstrspn(source->getCodesetHandle(), position, delims.getChars()));
 }
 
-/// Bytes of the token at the position; the same way.
-unsigned int ZStringTokenizer::skipOther(ZAbstractString const& delims) const {
-    FewAscii const few(delims);
-    char const* const end = source->getChars() + source->getLength();
-    char const* const stop = few.isKnown() ? few.findStop(position, end) : position;
-    auto const passed = static_cast<unsigned int>(stop - position);
-    if (few.isKnown() && zisAscii(*stop)) return passed;
-    return checkedStop(passed + zstrcspn(source->getCodesetHandle(), stop, delims.getChars()));
+/// Bytes of the token at the position. The text ends at `end`.
+unsigned int ZStringTokenizer::skipOther(ZAbstractString const& delims, char const* end) const {
+    if (char const* const stop = fewOf(delims, *delimiters).findStop(position, end))
+        return static_cast<unsigned int>(stop - position);
+    return checkedStop(zstrcspn(source->getCodesetHandle(), position, delims.getChars()));
 }
 
 /// The bytes passed, once it is sure that no malformed character stopped the walk.

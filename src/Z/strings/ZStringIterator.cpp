@@ -5,12 +5,18 @@
 #include "Z/ZLCString.h"
 #include "Z/ZUTF8ConstString.h"
 #include "Z/ZUTF8String.h"
-#include "Z/utility/ascii.h"
 
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZStringIterator";
 constexpr unsigned int longestCharacter = 8;
+
+/// Whether a character of two UTF-8 bytes, as letters with accents are, stands there.
+bool isTwoBytes(char const* at) {
+    auto const lead = static_cast<unsigned char>(at[0]);
+    // A NUL is no trail byte; below 0xC2 are overlong forms.
+    return lead >= 0xC2 && lead < 0xE0 && (static_cast<unsigned char>(at[1]) & 0xC0) == 0x80;
+}
 
 }  // namespace
 
@@ -35,7 +41,7 @@ bool ZStringIterator::hasMore() { return position != nullptr && *position != '\0
 ZAbstractMutableString* ZStringIterator::getNext() {
     char const* const at = position;
     // Nearly all characters; no codeset served has a byte below 0x80 within one.
-    if (at == nullptr || !zisAscii(*at) || *at == '\0') return getOther();
+    if (at == nullptr || static_cast<signed char>(*at) <= 0) return getOther();
     target.setByte(*at);
     position = at + 1;
     return &target;
@@ -43,6 +49,18 @@ ZAbstractMutableString* ZStringIterator::getNext() {
 
 /// The same for what is not one byte of ASCII.
 ZAbstractMutableString* ZStringIterator::getOther() {
+    char const* const at = position;
+    if (at == nullptr || mbMax != 0 || !isTwoBytes(at)) return getAny();
+    char* const to = target.chars;  // there is room in every buffer
+    to[0] = at[0];
+    to[1] = at[1];
+    target.setLength(2);
+    position = at + 2;
+    return &target;
+}
+
+/// The same for what the codeset layer measures, and for the end.
+ZAbstractMutableString* ZStringIterator::getAny() {
     if (position == nullptr) return nullptr;
     unsigned int const size = characterLength();
     target.setBytes(position, size);

@@ -4,18 +4,44 @@
 #include <climits>
 #include <cstring>
 #include <new>
+#include <string_view>
 #include <vector>
 
 #include "Z/ZAbstractMutableString.h"
 #include "Z/ZException.h"
 #include "Z/ZLCString.h"
 #include "Z/ZStringIterator.h"
+#include "Z/utility/place_bits.h"
 
 namespace {
 
 constexpr char sourceName[] = "src/Z/ZAbstractMutableString";
 
 char const* textOf(char const* text) { return text != nullptr ? text : ""; }
+
+/// As strstr(), in a text whose NUL is at `end`, where that takes longer to begin than to find:
+/// where hits are many, they are near. `part` is not empty and ends with a NUL.
+char const* findNear(char const* at, char const* end, std::string_view part) {
+    constexpr std::ptrdiff_t nearby = 256;
+    using zfc::utility::bitPlaces;
+    std::size_t const last = part.size() - 1;
+    std::size_t const second = std::min<std::size_t>(last, 1);
+    char const wanted[] = {part[0], part[second], part[last]};
+    char const* const nearEnd = at + std::min(end - at, nearby);
+    for (; nearEnd - at >= static_cast<std::ptrdiff_t>(last + bitPlaces); at += bitPlaces) {
+        // By three of its bytes: what looks like it and is not costs as much as what is.
+        unsigned places = zfc::utility::placeBits([=](std::size_t i) {
+            return (at[i] == '\0') | ((at[i] == wanted[0]) & (at[i + second] == wanted[1]) &
+                                      (at[i + last] == wanted[2]));
+        });
+        for (; places != 0; places &= places - 1) {
+            char const* const place = at + __builtin_ctz(places);
+            if (*place == '\0') return nullptr;
+            if (std::memcmp(place, part.data(), part.size()) == 0) return place;
+        }
+    }
+    return strstr(at, part.data());
+}
 
 /// A text to be replaced and its substitute.
 struct Exchange {
@@ -139,8 +165,9 @@ ZAbstractMutableString& ZAbstractMutableString::replace(char const* from, char c
     to = textOf(to);
     Exchange const exchange{from, to, checkedLength(strlen(from)), checkedLength(strlen(to))};
     ZCodesetHandle const codeset = getCodesetHandle();
-    auto const find = [=, isSimple = bytesAreCharacters()](char const* at) {
-        return isSimple ? strstr(at, from) : zstrstr(codeset, at, from);
+    auto const find = [=, isSimple = bytesAreCharacters(), end = chars + length](char const* at) {
+        return isSimple ? findNear(at, end, {from, exchange.fromLength})
+                        : zstrstr(codeset, at, from);
     };
     if (exchange.toLength <= exchange.fromLength) {
         char const* const end = replaceForwards(chars, chars + length, find, exchange);
@@ -149,7 +176,12 @@ ZAbstractMutableString& ZAbstractMutableString::replace(char const* from, char c
     }
     auto const hits = hitsIn(chars, find, exchange);
     if (hits.size() > mostRemembered) {
-        substitute([&](char const* at) { return Hit{find(at), exchange.fromLength, 1}; }, to);
+        // The text moves meanwhile, and its end.
+        auto const findMoved = [=, isSimple = bytesAreCharacters()](char const* at) {
+            return Hit{isSimple ? strstr(at, from) : zstrstr(codeset, at, from),
+                       exchange.fromLength, 1};
+        };
+        substitute(findMoved, to);
         return *this;
     }
     std::uint64_t const growth = exchange.toLength - exchange.fromLength;

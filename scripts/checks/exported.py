@@ -4,7 +4,8 @@
 Every symbol of the shared library belongs to a class or function of the first block of ztags.h and
 carries the tag; every name of that block has a symbol; no object file has a visible symbol that is
 not such a name (it would be a public name that ztags.h lacks); every type that a header defines at
-namespace scope stands in one of the two blocks, the handle records of the C interface excepted.
+namespace scope stands in one of the two blocks, the handle records of the C interface and what the
+tagged namespace holds excepted.
 Exits 1 after listing what is wrong.
 
 usage: exported.py SHARED_LIBRARY STATIC_LIBRARY TAG
@@ -23,6 +24,9 @@ MANGLED = re.compile(r"^_Z(?:T[VISTC]|T[hv][n0-9_]+_|Tc\w+?_)?(?:N[rVKRO]*)?(\d+
 DEFINED = re.compile(
     r"^(?:typedef )?(?:class|struct|enum(?: class)?) (?:[A-Z_]+(?:\([^)]*\))? )*(\w+)(?: final)?"
     r"\s*(?::[^:;]*)?(?:\{|$)", re.M)
+# Its name has the tag, which what stands in it need not have.
+TAGGED_NAMESPACE = re.compile(r"^inline namespace zrelease \{$.*?^\}  // namespace zrelease$",
+                              re.M | re.S)
 HANDLE = re.compile(r"^ZPROP_\w*handle$")
 
 complaints = []
@@ -81,7 +85,7 @@ def visible(archive):
 def defined_types():
     """(header, type) of what public headers define."""
     for header in sorted((SRC / "Z").glob("*.h")):
-        for name in DEFINED.findall(header.read_text()):
+        for name in DEFINED.findall(TAGGED_NAMESPACE.sub("", header.read_text())):
             yield header.name, name
 
 

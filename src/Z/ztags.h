@@ -161,7 +161,6 @@
 #define ZReadResourceException ZFC_TAGGED(ZReadResourceException)
 #define ZReadWriteLock ZFC_TAGGED(ZReadWriteLock)
 #define ZReadWriteLockInterface ZFC_TAGGED(ZReadWriteLockInterface)
-#define zrelease ZFC_TAGGED(zrelease)
 #define zreportUncaught ZFC_TAGGED(zreportUncaught)
 #define ZResourceException ZFC_TAGGED(ZResourceException)
 #define ZResourceLock ZFC_TAGGED(ZResourceLock)
@@ -279,6 +278,7 @@
 #define ZPROPOpenMode ZFC_TAGGED(ZPROPOpenMode)
 #define ZPROPReturnCode ZFC_TAGGED(ZPROPReturnCode)
 #define ZPROPUpdate ZFC_TAGGED(ZPROPUpdate)
+#define zrelease ZFC_TAGGED(zrelease)
 #define ZStzFileItem ZFC_TAGGED(ZStzFileItem)
 #define ZWideChar ZFC_TAGGED(ZWideChar)
 

@@ -13,9 +13,9 @@
 #include "fuzz_input.h"
 #include "scratch.h"
 #include "tool_run.h"
+#include "zprop/edits/words.h"
 #include "zprop/failure.h"
 #include "zprop/open.h"
-#include "zprop/words.h"
 
 int zprop_main(int argc, char** argv);
 

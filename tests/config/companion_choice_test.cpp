@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "Z/config/companion_choice.h"
+#include "Z/config/files/companion_choice.h"
 #include "support/properties.h"
 
 namespace {

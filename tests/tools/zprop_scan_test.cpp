@@ -10,7 +10,7 @@
 
 #include "Z/ZException.h"
 #include "Z/ZSCFData.h"
-#include "zprop/scan.h"
+#include "zprop/reads/scan.h"
 
 namespace {
 

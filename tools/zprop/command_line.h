@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "zprop/convert.h"
-#include "zprop/edits.h"
+#include "zprop/edits/edits.h"
 #include "zprop/failure.h"
 #include "zprop/format.h"
-#include "zprop/java_file.h"
+#include "zprop/java/convert.h"
+#include "zprop/java/file.h"
 #include "zprop/open.h"
-#include "zprop/read_commands.h"
+#include "zprop/reads/read_commands.h"
 
 namespace zprop {
 

@@ -3,8 +3,8 @@
 #include <iostream>
 
 #include "zprop/command_line.h"
-#include "zprop/java_commands.h"
-#include "zprop/secret.h"
+#include "zprop/edits/secret.h"
+#include "zprop/java/commands.h"
 
 namespace zprop {
 

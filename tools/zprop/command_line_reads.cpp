@@ -1,6 +1,6 @@
 /// The commands that only read: get, list, names, dump, diff and check.
 #include "zprop/command_line.h"
-#include "zprop/java_commands.h"
+#include "zprop/java/commands.h"
 
 namespace zprop {
 

@@ -9,7 +9,7 @@
 #include <iostream>
 #include <iterator>
 
-#include "zprop/scan.h"
+#include "zprop/reads/scan.h"
 #include "zprop/shown.h"
 
 namespace zprop {

@@ -13,10 +13,10 @@
 #include <thread>
 #include <utility>
 
-#include "zprop/backup.h"
-#include "zprop/difference.h"
+#include "zprop/edits/backup.h"
 #include "zprop/memory.h"
-#include "zprop/scan.h"
+#include "zprop/reads/difference.h"
+#include "zprop/reads/scan.h"
 
 namespace zprop {
 namespace {

@@ -7,7 +7,7 @@
 #include <map>
 
 #include "zprop/command_line.h"
-#include "zprop/edits.h"
+#include "zprop/edits/edits.h"
 
 namespace zprop {
 namespace {
@@ -314,7 +314,7 @@ void CommandLine::Parser::addGlobalOptions() {
             return sizeOf(text) == 0 ? "not a size: " + text : std::string();
         })
         ->option_text("BYTES");
-    app.set_version_flag("--version", "zprop " ZFC_VERSION, "print the version and exit");
+    app.set_version_flag("--version", "zprop " ZPROP_VERSION, "print the version and exit");
 }
 
 void CommandLine::Parser::add(Command const& command) {

@@ -2,10 +2,10 @@
 
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
-#include "Z/config/companion_choice.h"
 #include "Z/config/file_history.h"
+#include "Z/config/files/companion_choice.h"
+#include "Z/config/files/recovery.h"
 #include "Z/config/properties_edit.h"
-#include "Z/config/recovery.h"
 #include "Z/utility/undo.h"
 
 namespace {

@@ -8,11 +8,11 @@
 #include "Z/ZBuffer.h"
 #include "Z/ZException.h"
 #include "Z/ZProperties.h"
-#include "Z/config/companion_choice.h"
-#include "Z/config/companion_file.h"
 #include "Z/config/file_history.h"
-#include "Z/config/file_store.h"
-#include "Z/config/recovery.h"
+#include "Z/config/files/companion_choice.h"
+#include "Z/config/files/companion_file.h"
+#include "Z/config/files/file_store.h"
+#include "Z/config/files/recovery.h"
 #include "Z/platform/locked_file.h"
 
 namespace {

@@ -216,7 +216,7 @@ struct ValueType<ZUTF8String> {
     }
     static ZLCString expected() { return "text with a form in UTF-8"; }
     static ZLCString write(ZUTF8String const& text) {
-        ZLCString const local(text);
+        ZLCString local(text);
         if (local.isEmpty() && !text.isEmpty())
             zraise(ZFromUTF8Exception(text), "Z/ZTypedValues.h", __LINE__);
         return local;

@@ -391,9 +391,10 @@ BucketTable::BucketTable(unsigned int wanted)
     // What the system has just given is not touched: an empty table costs little.
     block.reset(static_cast<char*>(std::calloc(bytes, 1)));
     if (block == nullptr) zraise(ZOutOfMemoryException(), sourceName, __LINE__);
-    void* place = block.get();
-    buckets =
-        static_cast<Bucket*>(std::align(alignof(Bucket), bytes - sizeof(Bucket), place, bytes));
+    auto const address = reinterpret_cast<std::uintptr_t>(block.get());
+    std::uintptr_t const behindLine = address % alignof(Bucket);
+    std::uintptr_t const skipped = behindLine == 0 ? 0 : alignof(Bucket) - behindLine;
+    buckets = reinterpret_cast<Bucket*>(block.get() + skipped);
     askForLargePages(block.get(), bytes);
 }
 

@@ -130,7 +130,7 @@ struct Probe {
 class Arrival {
   public:
     /// Leaves the strings that a pool takes for settle(). Throws as cloneOf().
-    Arrival(ZObject const* givenKey, ZObject const* givenValue, bool clones);
+    Arrival(ZObject const* givenKey, ZObject const* givenValue, bool copies);
     Arrival(Arrival const&) = delete;
     Arrival& operator=(Arrival const&) = delete;
     ~Arrival();
@@ -242,7 +242,7 @@ class alignas(cacheLine) Bucket {
 class BucketTable : public ZObject {
   public:
     /// Throws ZOutOfMemoryException, also above maxCount.
-    explicit BucketTable(unsigned int count);
+    explicit BucketTable(unsigned int wanted);
     /// As copy() of each bucket.
     BucketTable(BucketTable const& other);
     BucketTable& operator=(BucketTable const&) = delete;

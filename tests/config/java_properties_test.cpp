@@ -272,7 +272,8 @@ TEST(JavaPropertiesTest, KeysHaveTheOrderOfAHashMapAndStayWhileValuesGrowAndShri
     std::unique_ptr<ZJavaProperties> copy;
     std::mt19937 random(3);
     for (int i = 0; i < 20000; ++i) {
-        std::string const key = "k" + std::to_string(random() % 3000) + std::string(i % 7, '\0');
+        std::string const key = "k" + std::to_string(random() % 3000) +
+                                std::string(static_cast<std::size_t>(i % 7), '\0');
         std::string const value(random() % 200, static_cast<char>('a' + i % 26));
         ZUTF8String const name = utf8String(key);
         properties.setValue(name, ZUTF8String(value.c_str()));

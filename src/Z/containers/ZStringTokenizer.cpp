@@ -77,8 +77,9 @@ class FewAscii {
     [[nodiscard]] char const* findStop(char const* place, char const* end) const {
         if (members == 0) return nullptr;
         while (end - place >= blockSize) {
-            unsigned const stops = zfc::utility::placeBits(
-                [=](std::size_t i) { return contains(place[i]) | !isPlain(place[i]); });
+            unsigned const stops = zfc::utility::placeBits([=](std::size_t i) {
+                return (bitOf(contains(place[i])) | bitOf(!isPlain(place[i]))) != 0;
+            });
             if (stops != 0) return asciiAt(place + __builtin_ctz(stops));
             place += blockSize;
         }
@@ -95,8 +96,11 @@ class FewAscii {
     static bool isPlain(char byte) { return static_cast<signed char>(byte) > 0; }
 
     [[nodiscard]] bool contains(char byte) const {
-        return (byte == at(0)) | (byte == at(1)) | (byte == at(2)) | (byte == at(3));
+        return (bitOf(byte == at(0)) | bitOf(byte == at(1)) | bitOf(byte == at(2)) |
+                bitOf(byte == at(3))) != 0;
     }
+    /// For what is asked at once, without a branch.
+    static unsigned bitOf(bool truth) { return static_cast<unsigned>(truth); }
 
     [[nodiscard]] char at(int i) const { return static_cast<char>(members >> 8 * i); }
 

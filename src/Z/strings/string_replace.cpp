@@ -26,13 +26,15 @@ char const* findNear(char const* at, char const* end, std::string_view part) {
     using zfc::utility::bitPlaces;
     std::size_t const last = part.size() - 1;
     std::size_t const second = std::min<std::size_t>(last, 1);
-    char const wanted[] = {part[0], part[second], part[last]};
+    char const firstByte = part[0];
+    char const secondByte = part[second];
+    char const lastByte = part[last];
     char const* const nearEnd = at + std::min(end - at, nearby);
     for (; nearEnd - at >= static_cast<std::ptrdiff_t>(last + bitPlaces); at += bitPlaces) {
         // By three of its bytes: what looks like it and is not costs as much as what is.
         unsigned places = zfc::utility::placeBits([=](std::size_t i) {
-            return (at[i] == '\0') | ((at[i] == wanted[0]) & (at[i + second] == wanted[1]) &
-                                      (at[i + last] == wanted[2]));
+            return (at[i] == '\0') | ((at[i] == firstByte) & (at[i + second] == secondByte) &
+                                      (at[i + last] == lastByte));
         });
         for (; places != 0; places &= places - 1) {
             char const* const place = at + __builtin_ctz(places);

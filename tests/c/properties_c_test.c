@@ -225,6 +225,8 @@ static void test_numbers_names_and_reasons(void) {
     zstzPropFreeNames(names);
     zstzPropFreeNames(NULL);
 
+    CHECK(zstzPropCreate(&made, NULL) == ZPROP_INVALID_ARGUMENT);
+    CHECK(zstzPropCreate(NULL, path) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropCreate(&made, path) == ZPROP_IO_ERROR && made == NULL);
     CHECK(strstr(zstzPropLastError(), path) && strstr(zstzPropLastError(), "code was 17"));
     unlink(path);
@@ -256,6 +258,14 @@ static void test_missing_arguments(void) {
         CHECK_QUESTION("hsk", zstzPropGetDoubleValue(from, stanza, key, 0, &rc));
         CHECK_EDIT("hsk", zstzPropSetStringValue(from, stanza, key, NULL));
         CHECK_EDIT("hsk", zstzPropSetInteger64Value(from, stanza, key, 1));
+        CHECK_EDIT("hsk", zstzPropSetDoubleValue(from, stanza, key, 1));
+        CHECK_QUESTION("hsk", zstzPropGetInteger64Value(from, stanza, key, 1, &rc));
+        char** names = zstzPropGetStanzaNames(from, &rc);
+        CHECK_QUESTION("h", names);
+        zstzPropFreeNames(names);
+        names = zstzPropGetKeyNames(from, stanza, &rc);
+        CHECK_QUESTION("hs", names);
+        zstzPropFreeNames(names);
         CHECK_EDIT("hsk", zstzPropSetIntegerValue(from, stanza, key, 1));
         CHECK_EDIT("hsk", zstzPropSetBooleanValue(from, stanza, key, 1));
         CHECK_EDIT("ht", zstzPropAddFileComment(from, text));

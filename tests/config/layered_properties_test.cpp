@@ -54,6 +54,14 @@ TEST_F(LayeredPropertiesTest, laterPlacesWinKeyByKeyAndSayWhoTheyAre) {
     EXPECT_EQ(settings.numValues("s", "list"), 1U);
     EXPECT_EQ(settings.count(), 2U);
     EXPECT_EQ(settings.count("s"), 4U);
+    EXPECT_EQ(settings.numValues("s"), 3U);
+    EXPECT_TRUE(settings.exists("t") && settings.exists("s", "hidden"));
+    EXPECT_FALSE(settings.exists("u") || settings.isObfuscated("s"));
+    EXPECT_EQ(settings.getBooleanValue("s", "none", 0, 1), 1);
+    EXPECT_EQ(zfc::get<std::vector<int>>(settings, "s", "list"), std::vector{3});
+    testing::internal::CaptureStdout();
+    settings.list();
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("second"), std::string::npos);
 
     ZStanzaFileProperties secrets(1);
     secrets.setValue("s", "k", "hush", 1);

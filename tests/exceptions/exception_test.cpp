@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdarg>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -257,6 +258,22 @@ TEST(MessageService, RendersWhatItGets) {
     e.dumpException();
     EXPECT_EQ(service.told,
               "f:7 Create failed for a process lock.  rc = 5 and the lock file name is /x.");
+}
+
+/// As a class of a program's own hands its inserts over.
+void expectParts(ZZException const* e, ...) {
+    va_list inserts;
+    va_start(inserts, e);
+    ZMessageParts const parts(*e, inserts);
+    va_end(inserts);
+    EXPECT_EQ(parts.getInsertCount(), 2);
+    EXPECT_EQ(parts.getInsertNumber(0), 5);
+    EXPECT_STREQ(parts.getInsertText(1), "/x");
+}
+
+TEST(MessageService, KnowsInsertsThatNobodyAnnouncedByTheText) {
+    ZOpenResourceException const e(37, 5, "/x");
+    expectParts(&e, 5, "/x");
 }
 
 TEST(MessageService, IsToldWhatNobodyCatches) {

@@ -151,7 +151,8 @@ void checkReport(ZException& exception, std::string const& text) {
     std::string const head =
         std::string("Exception: ") + exception.getName() +
         "\n File: \"(null)\" 0\n Error: " + std::to_string(static_cast<int>(exception.getCode())) +
-        "\n" + threadLine() + "NUM_MSGS = 60\n";
+        "\n" + threadLine() + "NUM_MSGS = " + std::to_string(ZDefaultMessageService::NUM_MSGS) +
+        "\n";
     bool const hasText = defaultText(exception.getCode()) != nullptr;
     std::string const report = reported([&] { exception.dumpException(); });
     expect(report == head + (hasText ? text

@@ -27,6 +27,11 @@ build() {
         -DCMAKE_SHARED_LINKER_FLAGS="$exit-LIBRARY.o" \
         -DCMAKE_EXE_LINKER_FLAGS="$exit-PROGRAM.o"
     cmake --build "$folder"
+    # What sources that were moved or removed have left would be counted, or stop the counting.
+    ninja -C "$folder" -t cleandead
+    find "$folder" -name '*.gcno' | while read -r note; do
+        [[ -e ${note%.gcno}.o ]] || rm "$note"
+    done
     find "$folder" -name '*.gcda' -delete
 }
 

@@ -518,8 +518,9 @@ class ZFC_API ZPropertiesInvalidBoolValueException : public ZPropertiesInvalidVa
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 };
 
-/// A value is not of the C++ type asked for, or beyond its range (message 59).
-class ZFC_API ZPropertiesUnexpectedValueException : public ZPropertiesException {
+/// A value is not of the C++ type asked for, or beyond its range (message 59). Its name is its
+/// base's.
+class ZFC_API ZPropertiesUnexpectedValueException : public ZPropertiesInvalidValueException {
   public:
     /// `expected` says what the value should be.
     ZPropertiesUnexpectedValueException(char const* propFile, char const* category, char const* key,
@@ -528,16 +529,9 @@ class ZFC_API ZPropertiesUnexpectedValueException : public ZPropertiesException 
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
-    /// The stanza.
-    [[nodiscard]] char const* category() const { return category_.getChars(); }
-    [[nodiscard]] char const* key() const { return key_.getChars(); }
-    [[nodiscard]] char const* value() const { return value_.getChars(); }
     [[nodiscard]] char const* expected() const { return expected_.getChars(); }
 
   private:
-    ZLCString category_;
-    ZLCString key_;
-    ZLCString value_;
     ZLCString expected_;
 };
 

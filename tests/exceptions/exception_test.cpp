@@ -33,7 +33,7 @@ template <class E, class... Args>
 void expect(unsigned long number, std::string const& text, Args... args) {
     std::string name = typeid(E).name();  // the length, the name and a version tag
     name = name.substr(name.find('Z'), name.find('_') - name.find('Z'));
-    // Kept: both subclasses of this one report its name.
+    // Kept: the subclasses of this one report its name.
     if (std::is_base_of_v<ZPropertiesInvalidValueException, E>)
         name = "ZPropertiesInvalidValueException";
     try {

@@ -45,7 +45,6 @@ void noteUnknownFailure() noexcept {
 int codeOf(ZException const& failure, int refused, int otherwise) noexcept {
     if (is<ZPropertiesMissingPropertyException>(failure)) return ZPROP_MISSING_KEY;
     if (is<ZPropertiesInvalidValueException>(failure)) return ZPROP_INVALID_VALUE;
-    if (is<ZPropertiesUnexpectedValueException>(failure)) return ZPROP_INVALID_VALUE;
     if (is<ZPropertiesIteratorException>(failure)) return ZPROP_ITERATOR_ERROR;
     return is<ZInvalidParameterException>(failure) ? refused : otherwise;
 }

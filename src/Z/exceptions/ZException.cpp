@@ -232,7 +232,7 @@ void ZPropertiesInvalidValueException::print() {
     printinternal(this, propFile(), value(), key(), category());
 }
 
-// Kept: both subclasses change the number alone; reports show their base's name.
+// Kept: the subclasses change the number alone; reports show their base's name.
 ZPropertiesInvalidNumValueException::ZPropertiesInvalidNumValueException(char const* propFile,
                                                                          char const* category,
                                                                          char const* key,
@@ -254,12 +254,9 @@ ZPropertiesUnexpectedValueException::ZPropertiesUnexpectedValueException(char co
                                                                          char const* key,
                                                                          char const* value,
                                                                          char const* expected)
-    : ZPropertiesException(numberOf(Message::unexpectedValue),
-                           "ZPropertiesUnexpectedValueException", propFile),
-      category_(category),
-      key_(key),
-      value_(value),
-      expected_(expected) {}
+    : ZPropertiesInvalidValueException(propFile, category, key, value), expected_(expected) {
+    code = numberOf(Message::unexpectedValue);
+}
 void ZPropertiesUnexpectedValueException::print() {
     printinternal(this, propFile(), value(), key(), category(), expected());
 }

@@ -1,0 +1,111 @@
+#!/usr/bin/env python3
+"""A public header as Doxygen reads it, so that the headers need not be written for Doxygen.
+
+- The comment that a header begins with is that of the file.
+- A contract holds for the overloads that follow it, up to a blank line or another comment. The
+  comparison operators count as overloads of each other, and so do copying and assigning.
+- A constructor of an exception takes what its text inserts, and the members of a specialisation are
+  what its template says.
+- What is `= default` does what the compiler makes of it; a using-declaration has no new name.
+- A comment behind a member, a value or a macro is its contract.
+
+Lines stay where they are, because complaints name them.
+
+usage: contracts.py FOLDER    (its public headers go to FOLDER/src/Z)
+"""
+import re
+import sys
+from pathlib import Path
+
+TREE = Path(__file__).resolve().parents[2]
+
+NAME = re.compile(r"(operator\s*(?:\(\)|\[\]|[^\s\w(]+|new\b(?:\[\])?|delete\b(?:\[\])?|[\w:]+)|~?\w+)\s*\(")
+NO_NAME = re.compile(r"\b(?:noexcept|decltype|alignas|sizeof|__attribute__|Z[A-Z_]+)\s*\(")
+COMPARISON = re.compile(r"operator\s*(==|!=|<=?|>=?)$")
+COPY = re.compile(r"\b(\w+)(?:& operator=)?\(\1 const&(?: \w+)?\)(?: = default)?$")
+# A comment behind code, but none of clang-tidy's, and none behind a brace.
+TRAILING = re.compile(r"^(\s*[^/\s].*[;,)\w\"])\s*// (?!NOLINT)(.*)$")
+
+
+def name_of(statement):
+    """What a function's overloads share; None where no function is declared."""
+    found = NAME.search(NO_NAME.sub(" ", statement))
+    if not found:
+        return None
+    if COPY.search(statement):
+        return "copy"
+    return "comparison" if COMPARISON.match(found[1]) else re.sub(r"\s|\[\]", "", found[1])
+
+
+def depth(line):
+    """How much deeper the line leaves its reader within parentheses and braces."""
+    code = re.sub(r'"(\\.|[^"\\])*"|\'(\\.|[^\'\\])\'|//.*', "", line)
+    return sum(code.count(c) for c in "({") - sum(code.count(c) for c in ")}")
+
+
+def commented(line, alias):
+    return re.sub(r"^(\s*)", rf"\1/** @{alias} */ ", line, count=1)
+
+
+def is_container(line):
+    return re.match(r"\s*(class|struct|enum|union|namespace|extern \"C\")", line)
+
+
+def with_overloads(lines):
+    """The lines, each overload that has no comment of its own with one that refers to that above."""
+    shared, special, documented, inside, begins = None, None, False, 0, True
+    for i, line in enumerate(lines):
+        stripped = line.strip()
+        if re.fullmatch(r"template <.*>", stripped):
+            continue
+        if inside == 0 and begins:
+            if stripped.startswith("///"):
+                documented, shared = True, None
+            elif not stripped or stripped.startswith(("//", "#")) or is_container(line):
+                documented, shared = False, None
+            else:
+                statement = re.split(r"[;{]", " ".join(lines[i:i + 4]))[0]
+                name = name_of(statement)
+                if documented:
+                    shared, documented = name, False
+                elif re.match(r"\s*using Z\w+::", statement):
+                    lines[i] = ""
+                elif re.search(r"\(.+\).*= default$", statement) and name != shared:
+                    lines[i], shared = commented(line, "bycompiler"), None
+                elif name and name == shared and " override" not in statement:
+                    lines[i] = commented(line, "asabove")
+                elif re.match(r"\s*(explicit )?Z\w+(Exception|EndOfFile)\(.", statement):
+                    lines[i], shared = commented(line, "inserts"), None
+                elif special and name:
+                    lines[i], shared = commented(line, "ofthetemplate"), None
+                else:
+                    shared = None
+        if is_container(line):
+            special = re.match(r"(struct|class) (ZFC_API )?\w+<", line)
+        if is_container(line) or re.match(r"\s*(public|protected|private):|\s*}", line):
+            inside, begins = 0, True
+            continue
+        if not stripped.startswith("//") and stripped and not stripped.startswith("#"):
+            inside += depth(line)
+            begins = inside <= 0 and stripped.split("//")[0].rstrip().endswith((";", "}", ","))
+            inside = max(inside, 0)
+    return lines
+
+
+def as_doxygen_reads(text):
+    lines = text.splitlines()
+    if lines and lines[0].startswith("/// "):
+        lines[0] = "/// @header " + lines[0][4:]
+    lines = [TRAILING.sub(r"\1  ///< \2", line) for line in lines]
+    lines = [line.replace("\\", "\\\\") if "///" in line else line for line in lines]
+    return "\n".join(with_overloads(lines)) + "\n"
+
+
+def main():
+    folder = Path(sys.argv[1]) / "src/Z"
+    folder.mkdir(parents=True, exist_ok=True)
+    for header in sorted((TREE / "src/Z").glob("*.h")):
+        (folder / header.name).write_text(as_doxygen_reads(header.read_text()))
+
+
+main()

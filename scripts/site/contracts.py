@@ -6,6 +6,7 @@
   comparison operators count as overloads of each other, and so do copying and assigning.
 - A constructor of an exception takes what its text inserts, and the members of a specialisation are
   what its template says.
+- A class called Iterator has what ISO C++ asks of one, and hashes of std:: are theirs.
 - What is `= default` does what the compiler makes of it; a using-declaration has no new name.
 - A comment behind a member, a value or a macro is its contract.
 
@@ -23,6 +24,7 @@ NAME = re.compile(r"(operator\s*(?:\(\)|\[\]|[^\s\w(]+|new\b(?:\[\])?|delete\b(?
 NO_NAME = re.compile(r"\b(?:noexcept|decltype|alignas|sizeof|__attribute__|Z[A-Z_]+)\s*\(")
 COMPARISON = re.compile(r"operator\s*(==|!=|<=?|>=?)$")
 COPY = re.compile(r"\b(\w+)(?:& operator=)?\(\1 const&(?: \w+)?\)(?: = default)?$")
+ACCESS = r"\s*(public|protected|private):"
 # A comment behind code, but none of clang-tidy's, and none behind a brace.
 TRAILING = re.compile(r"^(\s*[^/\s].*[;,)\w\"])\s*// (?!NOLINT)(.*)$")
 
@@ -53,7 +55,7 @@ def is_container(line):
 
 def with_overloads(lines):
     """The lines, each overload that has no comment of its own with one that refers to that above."""
-    shared, special, documented, inside, begins = None, None, False, 0, True
+    shared, special, iterator, documented, inside, begins = None, None, None, False, 0, True
     for i, line in enumerate(lines):
         stripped = line.strip()
         if re.fullmatch(r"template <.*>", stripped):
@@ -61,7 +63,8 @@ def with_overloads(lines):
         if inside == 0 and begins:
             if stripped.startswith("///"):
                 documented, shared = True, None
-            elif not stripped or stripped.startswith(("//", "#")) or is_container(line):
+            elif (not stripped or stripped.startswith(("//", "#")) or is_container(line)
+                  or re.match(ACCESS, line)):
                 documented, shared = False, None
             else:
                 statement = re.split(r"[;{]", " ".join(lines[i:i + 4]))[0]
@@ -76,14 +79,22 @@ def with_overloads(lines):
                     lines[i] = commented(line, "asabove")
                 elif re.match(r"\s*(explicit )?Z\w+(Exception|EndOfFile)\(.", statement):
                     lines[i], shared = commented(line, "inserts"), None
+                elif iterator:
+                    lines[i], shared = commented(line, "ofiterators"), None
                 elif special and name:
                     lines[i], shared = commented(line, "ofthetemplate"), None
                 else:
                     shared = None
         if is_container(line):
             special = re.match(r"(struct|class) (ZFC_API )?\w+<", line)
-        if is_container(line) or re.match(r"\s*(public|protected|private):|\s*}", line):
+            iterator = re.match(r"\s*class Iterator {", line)
+            if iterator:
+                lines[i] = commented(line, "ofiterators")
+            if "struct std::hash<" in line:
+                lines[i - 1:i + 1] = ["", ""]
+        if is_container(line) or re.match(ACCESS + r"|\s*}", line):
             inside, begins = 0, True
+            iterator = iterator if not re.match(r"\s*};", line) else None
             continue
         if not stripped.startswith("//") and stripped and not stripped.startswith("#"):
             inside += depth(line)
@@ -94,9 +105,10 @@ def with_overloads(lines):
 
 def as_doxygen_reads(text):
     lines = text.splitlines()
-    if lines and lines[0].startswith("/// "):
-        lines[0] = "/// @header " + lines[0][4:]
-    lines = [TRAILING.sub(r"\1  ///< \2", line) for line in lines]
+    if lines:
+        lines[0] = re.sub(r"^(///|/\*\*) ", r"\1 @header ", lines[0])
+    lines = [line if re.match(r"\s*(class|struct|friend)\b", line) else
+             TRAILING.sub(r"\1  ///< \2", line) for line in lines]
     lines = [line.replace("\\", "\\\\") if "///" in line else line for line in lines]
     return "\n".join(with_overloads(lines)) + "\n"
 

@@ -79,15 +79,15 @@ typedef struct ZFormatSpec {
 typedef struct ZFormatArg {
     int type;  ///< the engine's own
     union {
-        long long integer;
-        void* pointer;
-        double real;
-        long double longReal;
+        long long integer;     ///< a whole number, or a character
+        void* pointer;         ///< an address, or a text
+        double real;           ///< a double
+        long double longReal;  ///< a long double
         struct {
-            short argClass;
-            short named;
-        } use;  ///< before the argument is fetched: what its conversions want it to be
-    } value;    ///< what was fetched
+            short argClass;  ///< the kind of the argument
+            short named;     ///< whether a conversion gives its number
+        } use;               ///< before the argument is fetched: what its conversions want it to be
+    } value;                 ///< what was fetched
 } ZFormatArg;
 
 enum {

@@ -25,19 +25,19 @@ def neighbours(guides, guide):
 
 def file_page(path, places):
     """A file of the tree, or what is in a folder."""
-    full, up = TREE / path, relative("index.html", f"files/{path}.html")
-    footer = f'<a href="{up}">ZFC</a>'
+    full = TREE / path
+    place = f"files/{path}/index.html" if full.is_dir() else f"files/{path}.html"
+    footer = f'<a href="{relative("index.html", place)}">ZFC</a>'
     if full.is_dir():
         items = []
         for file in sorted(one for one in full.iterdir() if one.is_file()):
             name = file.relative_to(TREE).as_posix()
             items.append(f'<li><a href="{file.name}.html">{escape(file.name)}</a></li>\n')
             places.files.add(name)
-        return Page(f"files/{path}/index.html", path, f"<h1>{escape(path)}</h1>\n<ul>\n"
+        return Page(place, path, f"<h1>{escape(path)}</h1>\n<ul>\n"
                     + "".join(items) + "</ul>\n", [], "", footer)
     text = full.read_text(errors="replace")
-    return Page(f"files/{path}.html", path, f"<h1>{escape(path)}</h1>\n"
-                + code_block(text, file=full.name), [], "", footer)
+    return Page(place, path, f"<h1>{escape(path)}</h1>\n" + code_block(text, file=full.name), [], "", footer)
 
 
 def write_files(frame, places):

@@ -329,10 +329,9 @@ class Reference:
             if self.says_nothing_new(member):
                 base = self.origin(member)
                 link = self.link(base.get("id"), place)
-                name = f"<code>{escape(member.findtext('name'))}()</code>"
-                entry = f'<a href="{link}">{name}</a>' if link else name
-                if entry not in links:
-                    links.append(entry)
+                anchor = escape(self.anchors[member.get("id")][1])
+                name = f'<code id="{anchor}">{escape(member.findtext("name"))}()</code>'
+                links.append(f'<a href="{link}">{name}</a>' if link else name)
         return f'<p>As the base says: {", ".join(links)}.</p>\n' if links else ""
 
     def origin(self, member):
@@ -375,8 +374,9 @@ def short_name(compound):
 
 
 def readable(name):
-    """An anchor: without blanks and what XML does not take."""
-    return re.sub(r"[^\w:.~<>=!+\-*/%&|^\[\]()]", "", name)
+    """An anchor: what XML and addresses take as it stands."""
+    name = name.replace("<", "lt").replace(">", "gt") if "operator" in name else name
+    return re.sub(r"[^\w:.~=!+*()-]+", "-", name.replace(" ", ""))
 
 
 def header_of(element):

@@ -238,19 +238,18 @@ class Reference:
         for file in sorted(files, key=lambda one: one.findtext("compoundname").lower()):
             name = file.findtext("compoundname")
             place = f"reference/{name[:-2]}.html"
-            brief = self.text_of_brief(file, place)
-            if not plain(brief):
+            text = self.text_of(file, place)
+            # The first sentence; one that introduces a table or list ends with a colon.
+            brief = escape(re.match(r".*?(?:[.:](?=\s|$)|$)", plain(text), re.S)[0])
+            brief = re.sub(":$", ".", brief)
+            if not brief:
                 self.complaints.append(f"src/Z/{name}:1: the header begins without a comment")
-            header = Header(name, room_of(name), brief, self.text_of(file, place))
+            header = Header(name, room_of(name), brief, text)
             header.entries = self.entries(self.free_members(file, name), place)
             header.classes = self.classes_of(name)
             headers.append(header)
             self.names.append((name, place, "header"))
         return headers
-
-    def text_of_brief(self, element, start):
-        found = element.find("briefdescription/para")
-        return self.block(found, start) if found is not None else ""
 
     def free_members(self, file, name):
         """What the header declares outside of classes, in namespaces as well."""
@@ -350,19 +349,20 @@ class Reference:
             if not here:
                 continue
             title = room.replace("_", " ")
-            parts.append(f'<h2 id="{room}">{title}</h2>\n<div class="table" role="region" '
-                         f'aria-label="{title}" tabindex="0"><table>\n<thead><tr><th>header</th>'
-                         "<th>what it is</th><th>classes</th></tr></thead>\n<tbody>\n")
+            parts.append(f'<h2 id="{room}">{title}</h2>\n<dl>\n')
+            parts += map(self.index_entry, here)
+            parts.append("</dl>\n")
             side.append((2, room, title))
-            for header in here:
-                classes = ", ".join(
-                    f'<a href="{header.place[10:]}#{escape(self.anchors[one.get("id")][1])}">'
-                    f"<code>{escape(short_name(one))}</code></a>" for one in header.classes
-                    if "<" not in name_of(one))
-                parts.append(f'<tr><td><a href="{header.place[10:]}"><code>{header.name}</code></a>'
-                             f"</td><td>{header.brief}</td><td>{classes}</td></tr>\n")
-            parts.append("</tbody>\n</table></div>\n")
         return Page("reference/index.html", "Headers and classes", "".join(parts), side)
+
+    def index_entry(self, header):
+        page = header.place.partition("/")[2]
+        links = [f'<a href="{page}#{escape(self.anchors[one.get("id")][1])}">'
+                 f"<code>{escape(short_name(one))}</code></a>" for one in header.classes
+                 if "<" not in name_of(one)]
+        classes = f'<br/>{", ".join(links)}' if links else ""
+        return (f'<dt><a href="{page}"><code>{header.name}</code></a></dt>\n'
+                f"<dd>{header.brief}{classes}</dd>\n")
 
 
 def name_of(compound):
@@ -407,7 +407,7 @@ def signature_of(member):
         named = "" if name.startswith("@") or not name else f" {name}"
         return f"enum{' class' if member.get('strong') == 'yes' else ''}{named}"
     type_ = "".join(member.find("type").itertext()) if member.find("type") is not None else ""
-    type_ = re.sub(r"\[\[\w+\]\]\s*", "", type_)
+    type_ = tidy(re.sub(r"\[\[\w+\]\]\s*", "", type_))
     if kind == "typedef":
         return f"using {name} = {type_}"
     parameters = [
@@ -422,11 +422,17 @@ def signature_of(member):
     words += ["friend"] if kind == "friend" else []
     arguments = re.sub(r"\s*\b(override|ZNO_THREAD_SAFETY_ANALYSIS)\b", "",
                        member.findtext("argsstring") or "")
-    arguments = re.sub(r"=0$", " = 0", arguments).replace(" =default", "")
+    arguments = tidy(re.sub(r"=0$", " = 0", re.sub(r"\s*=\s*default$", "", arguments)))
     initial = member.findtext("initializer") or ""
     if kind == "variable" and 0 < len(initial) < 30 and "\n" not in initial:
         arguments += " " + initial
     return template + " ".join(words + ([type_] if type_ else []) + [name + arguments])
+
+
+def tidy(code):
+    """References and pointers as the house writes them."""
+    return re.sub(r" ([&*]+) ?(?=([\w.])|[),]|$)",
+                  lambda found: found[1] + (" " if found[2] else ""), code)
 
 
 def rooms_file():

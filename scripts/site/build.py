@@ -4,13 +4,14 @@
 usage: build.py XML OUT    (XML: Doxygen's folder; OUT: the site's, which is made anew)
 """
 import json
+import re
 import shutil
 import sys
 from pathlib import Path
 
 from guides import GuideMaker, Places
 from layout import (SITE, TREE, Complaint, Frame, Page, code_block, escape, read_order, relative)
-from reference import Reference
+from reference import Reference, rooms
 
 
 def neighbours(guides, guide):
@@ -49,6 +50,13 @@ def write_files(frame, places):
         done.update(missing)
 
 
+def check_rooms():
+    """The picture of the rooms has those of scripts/rooms.txt, in their order."""
+    drawn = re.findall(r'class="b">(\w+)<', (TREE / "docs/pictures/rooms.svg").read_text())
+    if drawn != rooms():
+        raise Complaint(f"docs/pictures/rooms.svg: draws {drawn}, not the rooms of rooms.txt")
+
+
 def write_names(out, pages, names):
     """What the search knows."""
     entries = [[page.title, page.place, "page"] for page in pages]
@@ -70,6 +78,7 @@ def build(xml, out):
     for page in [*pages, *reference.pages()]:
         frame.write(page)
     places.files.add("examples")
+    check_rooms()
     write_files(frame, places)
     write_names(out, pages, reference.names)
     for picture in places.pictures:

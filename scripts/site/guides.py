@@ -151,7 +151,8 @@ class GuideMaker:
         if children and all(child.type == "image" for child in children):
             plot = all("benchmarks/" in child.attrs["src"] for child in children)
             self.ends.append("</figure>\n")
-            return '<figure class="plot">' if plot else "<figure>"
+            kind = ' class="plot"' if plot else ""
+            return f'<figure{kind} role="group" aria-label="Picture" tabindex="0">'
         self.ends.append("</p>\n")
         return "<p>"
 

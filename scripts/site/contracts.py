@@ -24,6 +24,7 @@ NAME = re.compile(r"(operator\s*(?:\(\)|\[\]|[^\s\w(]+|new\b(?:\[\])?|delete\b(?
 NO_NAME = re.compile(r"\b(?:noexcept|decltype|alignas|sizeof|__attribute__|Z[A-Z_]+)\s*\(")
 COMPARISON = re.compile(r"operator\s*(==|!=|<=?|>=?)$")
 COPY = re.compile(r"\b(\w+)(?:& operator=)?\(\1 const&(?: \w+)?\)(?: = default)?$")
+EMPTY, CODE = re.compile(r"\s*///$"), re.compile(r"\s*///     ")
 ACCESS = r"\s*(public|protected|private):"
 # A comment behind code, but none of clang-tidy's, and none behind a brace.
 TRAILING = re.compile(r"^(\s*[^/\s].*[;,)\w\"])\s*// (?!NOLINT)(.*)$")
@@ -103,14 +104,29 @@ def with_overloads(lines):
     return lines
 
 
+def with_code(lines):
+    """Has Doxygen see code that ends a comment, and take no backslash elsewhere for a command."""
+    begin = None
+    for i, line in enumerate(lines):
+        if begin is None and EMPTY.match(line) and CODE.match("".join(lines[i + 1:i + 2])):
+            begin = i
+        elif begin is not None and not CODE.match(line):
+            if not EMPTY.match(line):
+                lines[begin] += " @verbatim"
+                lines[i - 1] += "@endverbatim"
+            begin = begin if EMPTY.match(line) and CODE.match(lines[i + 1]) else None
+        if begin is None and "///" in line:
+            lines[i] = line.replace("\\", "\\\\")
+    return lines
+
+
 def as_doxygen_reads(text):
     lines = text.splitlines()
     if lines:
         lines[0] = re.sub(r"^(///|/\*\*) ", r"\1 @header ", lines[0])
     lines = [line if re.match(r"\s*(class|struct|friend)\b", line) else
              TRAILING.sub(r"\1  ///< \2", line) for line in lines]
-    lines = [line.replace("\\", "\\\\") if "///" in line else line for line in lines]
-    return "\n".join(with_overloads(lines)) + "\n"
+    return "\n".join(with_overloads(with_code(lines))) + "\n"
 
 
 def main():

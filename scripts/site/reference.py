@@ -3,6 +3,7 @@
 Doxygen complains of names without a contract; what it passes over is looked for here.
 """
 import re
+import textwrap
 import xml.etree.ElementTree as ElementTree
 from dataclasses import dataclass, field
 
@@ -116,7 +117,7 @@ class Reference:
         if tag in TAGS:
             return f"<{TAGS[tag]}>{self.block(element, start)}</{TAGS[tag]}>"
         if tag == "verbatim":
-            return code_block(element.text or "")
+            return code_block(textwrap.dedent((element.text or "").strip("\n")), "cpp")
         if tag in ("ndash", "mdash"):
             return "-"
         if tag == "sp":
@@ -282,8 +283,8 @@ class Reference:
         side = []
         for compound in header.classes:
             parts.append(self.class_section(compound, header.place))
-            anchor = self.anchors[compound.get("id")][1]
-            side.append((2, anchor, short_name(compound)))
+            if "<" not in short_name(compound):
+                side.append((2, self.anchors[compound.get("id")][1], short_name(compound)))
         if header.entries:
             title = "Functions and names" if header.classes else "Contents"
             parts.append(f'<section>\n<h2 id="functions">{title}</h2>\n'

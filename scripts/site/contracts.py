@@ -105,13 +105,14 @@ def with_overloads(lines):
 
 
 def with_code(lines):
-    """Has Doxygen see code that ends a comment, and take no backslash elsewhere for a command."""
+    """Has Doxygen see code that ends a comment or comes behind the file's first line, and take no
+    backslash elsewhere for a command."""
     begin = None
     for i, line in enumerate(lines):
         if begin is None and EMPTY.match(line) and CODE.match("".join(lines[i + 1:i + 2])):
             begin = i
         elif begin is not None and not CODE.match(line):
-            if not EMPTY.match(line):
+            if begin == 1 or not EMPTY.match(line):
                 lines[begin] += " @verbatim"
                 lines[i - 1] += "@endverbatim"
             begin = begin if EMPTY.match(line) and CODE.match(lines[i + 1]) else None

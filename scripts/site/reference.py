@@ -117,7 +117,9 @@ class Reference:
         if tag in TAGS:
             return f"<{TAGS[tag]}>{self.block(element, start)}</{TAGS[tag]}>"
         if tag == "verbatim":
-            return code_block(textwrap.dedent((element.text or "").strip("\n")), "cpp")
+            text = textwrap.dedent((element.text or "").strip("\n"))
+            is_code = re.search(r"[;{]\s*(//.*)?$", text, re.M)  # else a table
+            return code_block(text, "cpp" if is_code else "")
         if tag in ("ndash", "mdash"):
             return "-"
         if tag == "sp":

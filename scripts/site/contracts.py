@@ -105,18 +105,19 @@ def with_overloads(lines):
 
 
 def with_code(lines):
-    """Has Doxygen see code that ends a comment or comes behind the file's first line, and take no
-    backslash elsewhere for a command."""
+    """Packs indented code and tables into a word, since Doxygen has its own mind about where code
+    begins; reference.py unpacks it. Elsewhere no backslash is a command."""
     begin = None
     for i, line in enumerate(lines):
-        if begin is None and EMPTY.match(line) and CODE.match("".join(lines[i + 1:i + 2])):
+        if begin is None and CODE.match(line) and EMPTY.match(lines[i - 1]):
             begin = i
-        elif begin is not None and not CODE.match(line):
-            if begin == 1 or not EMPTY.match(line):
-                lines[begin] += " @verbatim"
-                lines[i - 1] += "@endverbatim"
-            begin = begin if EMPTY.match(line) and CODE.match(lines[i + 1]) else None
-        if begin is None and "///" in line:
+        if begin is not None and not CODE.match(line):
+            indent = lines[begin].partition("///")[0]
+            code = "\n".join(one.partition("///")[2] for one in lines[begin:i])
+            lines[begin:i] = [f"{indent}///"] * (i - begin)
+            lines[begin] += f" zfccode{code.encode().hex()}"
+            begin = None
+        elif begin is None and "///" in line:
             lines[i] = line.replace("\\", "\\\\")
     return lines
 

@@ -116,10 +116,6 @@ class Reference:
             return self.reference(element, start)
         if tag in TAGS:
             return f"<{TAGS[tag]}>{self.block(element, start)}</{TAGS[tag]}>"
-        if tag == "verbatim":
-            text = textwrap.dedent((element.text or "").strip("\n"))
-            is_code = re.search(r"[;{]\s*(//.*)?$", text, re.M)  # else a table
-            return code_block(text, "cpp" if is_code else "")
         if tag in ("ndash", "mdash"):
             return "-"
         if tag == "sp":
@@ -129,18 +125,21 @@ class Reference:
         raise Complaint(f"a contract on {start} has the markup <{tag}>, which the site does not know")
 
     def paragraph(self, element, start):
-        """Lists and code stand between paragraphs, not in them."""
+        """Lists stand between paragraphs, not in them; contracts.py has packed what is code."""
+        if code := re.fullmatch("zfccode([0-9a-f]+)", (element.text or "").strip()):
+            text = textwrap.dedent(bytes.fromhex(code[1]).decode())
+            return code_block(text, "cpp" if re.search(r"[;{]\s*(//.*)?$", text, re.M) else "")
         out, line = [], escape(element.text or "")
         for child in element:
             markup = self.convert(child, start)
-            if child.tag in ("itemizedlist", "orderedlist", "verbatim"):
+            if child.tag in ("itemizedlist", "orderedlist"):
                 out += [line, markup]
                 line = ""
             else:
                 line += markup
             line += escape(child.tail or "")
         out.append(line)
-        return "".join(part if part.startswith(("<ul", "<ol", "<pre")) else f"<p>{part.strip()}</p>\n"
+        return "".join(part if part.startswith(("<ul", "<ol")) else f"<p>{part.strip()}</p>\n"
                        for part in out if part.strip())
 
     def reference(self, element, start):

@@ -6,7 +6,7 @@
   comparison operators count as overloads of each other, and so do copying and assigning.
 - A constructor of an exception takes what its text inserts, and the members of a specialisation are
   what its template says.
-- A class called Iterator has what ISO C++ asks of one, and hashes of std:: are theirs.
+- An iterator, known by its iterator_category, has what ISO C++ asks of one, and hashes of std:: are theirs.
 - What is `= default` does what the compiler makes of it; a using-declaration has no new name.
 - A comment behind a member, a value or a macro is its contract.
 
@@ -88,14 +88,14 @@ def with_overloads(lines):
                     shared = None
         if is_container(line):
             special = re.match(r"(struct|class) (ZFC_API )?\w+<", line)
-            iterator = re.match(r"\s*class Iterator {", line)
-            if iterator:
+            iterator = "using iterator_category" in " ".join(lines[i:i + 4])
+            if iterator and not lines[i - 1].strip().startswith(("///", "template")):
                 lines[i] = commented(line, "ofiterators")
             if "struct std::hash<" in line:
                 lines[i - 1:i + 1] = ["", ""]
         if is_container(line) or re.match(ACCESS + r"|\s*}", line):
             inside, begins = 0, True
-            iterator = iterator if not re.match(r"\s*};", line) else None
+            iterator = iterator and not re.match(r"\s*};", line)
             continue
         if not stripped.startswith("//") and stripped and not stripped.startswith("#"):
             inside += depth(line)

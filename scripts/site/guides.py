@@ -14,8 +14,10 @@ class Places:
 
     def __init__(self, guides):
         self.guides = {guide.source: guide.place for guide in guides}
+        # Those that hold version tags alone are no pages of the reference.
         self.headers = {f"src/Z/{header.name}": f"reference/{header.stem}.html"
-                        for header in (TREE / "src/Z").glob("*.h")}
+                        for header in (TREE / "src/Z").glob("*.h")
+                        if header.name not in ("ztags.h", "zuntag.h")}
         self.files, self.pictures = set(), set()
 
     def of(self, path):
@@ -24,7 +26,7 @@ class Places:
             return self.guides[path]
         if path == "src/Z":
             return "reference/index.html"
-        if path in self.headers and path != "src/Z/ztags.h":
+        if path in self.headers:
             return self.headers[path]
         full = TREE / path
         if not full.exists():

@@ -86,8 +86,6 @@ class Reference:
         if refid not in self.anchors:
             return None
         header, anchor = self.anchors[refid]
-        if header == "ztags.h":
-            return None
         place = f"reference/{header[:-2]}.html" + (f"#{anchor}" if anchor else "")
         return relative(place, start)
 
@@ -235,9 +233,8 @@ class Reference:
             raise Complaint("\n".join(sorted(set(self.complaints))))
 
     def headers(self):
-        files = [one for one in self.of_kind("file") if one.findtext("compoundname") != "ztags.h"]
         headers = []
-        for file in sorted(files, key=lambda one: one.findtext("compoundname").lower()):
+        for file in sorted(self.of_kind("file"), key=lambda one: one.findtext("compoundname").lower()):
             name = file.findtext("compoundname")
             place = f"reference/{name[:-2]}.html"
             text = self.text_of(file, place)

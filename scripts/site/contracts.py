@@ -7,6 +7,7 @@
 - A constructor of an exception takes what its text inserts, and the members of a specialisation are
   what its template says.
 - An iterator, known by its iterator_category, has what ISO C++ asks of one, and hashes of std:: are theirs.
+- Of zfc.h its comment alone, since it declares nothing but other names of what the others declare.
 - What is `= default` does what the compiler makes of it; a using-declaration has no new name.
 - A comment behind a member, a value or a macro is its contract.
 
@@ -122,8 +123,10 @@ def with_code(lines):
     return lines
 
 
-def as_doxygen_reads(text):
+def as_doxygen_reads(name, text):
     lines = text.splitlines()
+    if name == "zfc.h":
+        lines = [*without_aliases(lines), ""]
     if lines:
         lines[0] = re.sub(r"^(///|/\*\*) ", r"\1 @header ", lines[0])
     lines = [line if re.match(r"\s*(class|struct|friend)\b", line) else
@@ -131,11 +134,17 @@ def as_doxygen_reads(text):
     return "\n".join(with_overloads(with_code(lines))) + "\n"
 
 
+def without_aliases(lines):
+    """The comment of zfc.h, which says how the other names in it are made."""
+    end = next(i for i, line in enumerate(lines) if not line.startswith("///"))
+    return lines[:end]
+
+
 def main():
     folder = Path(sys.argv[1]) / "src/Z"
     folder.mkdir(parents=True, exist_ok=True)
     for header in sorted((TREE / "src/Z").glob("*.h")):
-        (folder / header.name).write_text(as_doxygen_reads(header.read_text()))
+        (folder / header.name).write_text(as_doxygen_reads(header.name, header.read_text()))
 
 
 main()

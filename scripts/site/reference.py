@@ -114,6 +114,8 @@ class Reference:
             return self.reference(element, start)
         if tag in TAGS:
             return f"<{TAGS[tag]}>{self.block(element, start)}</{TAGS[tag]}>"
+        if tag == "table":
+            return self.table(element, start)
         if tag in ("ndash", "mdash"):
             return "-"
         if tag == "sp":
@@ -130,15 +132,27 @@ class Reference:
         out, line = [], escape(element.text or "")
         for child in element:
             markup = self.convert(child, start)
-            if child.tag in ("itemizedlist", "orderedlist"):
+            if child.tag in ("itemizedlist", "orderedlist", "table"):
                 out += [line, markup]
                 line = ""
             else:
                 line += markup
             line += escape(child.tail or "")
         out.append(line)
-        return "".join(part if part.startswith(("<ul", "<ol")) else f"<p>{part.strip()}</p>\n"
+        return "".join(part if part.startswith(("<ul", "<ol", "<div")) else f"<p>{part.strip()}</p>\n"
                        for part in out if part.strip())
+
+    def table(self, element, start):
+        rows = []
+        for row in element.findall("row"):
+            cells = [(entry.get("thead") == "yes", self.block(entry, start))
+                     for entry in row.findall("entry")]
+            if any(plain(text) for _, text in cells):
+                rows.append("".join(f"<th>{text}</th>" if head else f"<td>{text}</td>"
+                                    for head, text in cells))
+        lines = "\n".join(f"<tr>{row}</tr>" for row in rows)
+        return ('<div class="table" role="region" aria-label="Table" tabindex="0"><table>\n<tbody>\n'
+                f"{lines}\n</tbody>\n</table></div>\n")
 
     def reference(self, element, start):
         text = escape("".join(element.itertext()))
@@ -211,7 +225,7 @@ class Reference:
             self.names.append((value.findtext("name"), f"reference/{header[:-2]}.html#{anchor}",
                                "value"))
         return ('<div class="table" role="region" aria-label="Values" tabindex="0"><table>\n<tbody>'
-                + "".join(rows) + "</tbody>\n</table></div>\n")
+                f"{''.join(rows)}</tbody>\n</table></div>\n")
 
     def show(self, entry):
         anchors = [self.anchors[one][1] for one in entry.ids]

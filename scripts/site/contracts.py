@@ -6,7 +6,8 @@
   comparison operators count as overloads of each other, and so do copying and assigning.
 - A constructor of an exception takes what its text inserts, and the members of a specialisation are
   what its template says.
-- An iterator, known by its iterator_category, has what ISO C++ asks of one, and hashes of std:: are theirs.
+- An iterator, known by its iterator_category, has what ISO C++ asks of one, and so have
+  its other names for taking and releasing a lock; hashes of std:: are theirs.
 - Of zfc.h its comment alone, since it declares nothing but other names of what the others declare.
 - What is `= default` does what the compiler makes of it; a using-declaration has no new name.
 - A comment behind a member, a value or a macro is its contract.
@@ -25,6 +26,7 @@ NAME = re.compile(r"(operator\s*(?:\(\)|\[\]|[^\s\w(]+|new\b(?:\[\])?|delete\b(?
 NO_NAME = re.compile(r"\b(?:noexcept|decltype|alignas|sizeof|__attribute__|Z[A-Z_]+)\s*\(")
 COMPARISON = re.compile(r"operator\s*(==|!=|<=?|>=?)$")
 COPY = re.compile(r"\b(\w+)(?:& operator=)?\(\1 const&(?: \w+)?\)(?: = default)?$")
+LOCKABLE = re.compile(r"(try_lock|lock_shared|unlock_shared)\w*$")
 EMPTY, CODE = re.compile(r"\s*///$"), re.compile(r"\s*///     ")
 ACCESS = r"\s*(public|protected|private):"
 # A comment behind code, but none of clang-tidy's, and none behind a brace.
@@ -83,6 +85,8 @@ def with_overloads(lines):
                     lines[i], shared = commented(line, "inserts"), None
                 elif iterator:
                     lines[i], shared = commented(line, "ofiterators"), None
+                elif name and LOCKABLE.match(name):
+                    lines[i], shared = commented(line, "oflockables"), None
                 elif special and name:
                     lines[i], shared = commented(line, "ofthetemplate"), None
                 else:

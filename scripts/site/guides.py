@@ -26,6 +26,8 @@ class Places:
             return self.guides[path]
         if path == "src/Z":
             return "reference/index.html"
+        if f"{path}/README.md" in self.guides:
+            return self.guides[f"{path}/README.md"]
         if path in self.headers:
             return self.headers[path]
         full = TREE / path

@@ -47,7 +47,8 @@ class Guide:
             return "index.html"
         if self.source == "src/Z/README.md":
             return "rules.html"
-        return Path(self.source).stem.lower() + ".html"
+        path = Path(self.source)
+        return (path.parent.name if path.stem == "README" else path.stem.lower()) + ".html"
 
 
 def read_order():
@@ -117,7 +118,6 @@ class Frame:
             parts.append(self.entry(page, top, guide.place, guide.name))
         parts.append("</ul>\n<p>Reference</p>\n<ul>")
         parts.append(self.entry(page, top, "reference/index.html", "Headers and classes"))
-        parts.append(self.entry(page, top, "files/examples/index.html", "Examples"))
         return "\n".join(parts + ["</ul>"])
 
     @staticmethod

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Makes the site in build/site: guides from Markdown, the reference from the public headers.
+# Makes the site in build/site: guides from Markdown, the reference from the public headers,
+# and the manual pages.
 # usage: site.sh [--check]
 #   --check    the same without the look in a browser: contracts, pages, links
 # A public name without a contract, a link that leads nowhere and a page that reads badly are errors.
@@ -33,7 +34,7 @@ contracts() {
     echo "contracts: every public name has one"
 }
 
-install_missing doxygen python3 python3-markdown-it python3-pygments
+install_missing doxygen mandoc python3 python3-markdown-it python3-pygments
 mkdir -p "$logs"
 quietly site-contracts.log "a public name has no contract, or one that cannot be read" contracts
 quietly site-build.log "the pages cannot be made" \

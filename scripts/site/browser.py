@@ -19,8 +19,9 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 WIDTHS = {"desk": 1280, "phone": 390}
-REFERENCE = ("index", "ZLock", "ZReadWriteLock", "ZException", "ZLCString", "ZTypedValues",
-             "zproperties_c", "ZStanzaFileProperties")
+OTHERS = ("reference/index", "reference/ZLock", "reference/ZException", "reference/ZLCString",
+          "reference/ZTypedValues", "reference/ZPropertiesImpl", "reference/zproperties_c",
+          "man/index", "man/zprop.1")
 TALLEST = 6000
 
 
@@ -129,17 +130,22 @@ def try_out(browser, site):
     browser.press("Tab", 9)
     skips = browser.evaluate("document.activeElement.className === 'skip' && "
                              "document.activeElement.getBoundingClientRect().left >= 0")
-    finds = browser.evaluate(
-        "(() => { const box = document.getElementById('wanted'); box.value = 'tryReadLock';"
-        " box.dispatchEvent(new Event('input'));"
-        " return [...document.querySelectorAll('#found a')].some("
-        "(link) => link.getAttribute('href').includes('reference/')); })()")
+    type_in = ("{ const box = document.getElementById('wanted'); box.value = 'readlock';"
+               " box.dispatchEvent(new Event('input')); }")
+    browser.evaluate(type_in)
+    finds = browser.evaluate("[...document.querySelectorAll('#found a')].some("
+                             "(link) => link.getAttribute('href').includes('reference/'))")
+    browser.open(site / "index.html", 390, "light")
+    browser.evaluate(type_in)
+    fits = browser.evaluate("[...document.querySelectorAll('#found, #found *')].every("
+                            "(one) => one.getBoundingClientRect().right <= innerWidth)")
     return ([] if skips else ["index.html: Tab does not lead to the link to the text"]) + (
-        [] if finds else ["index.html: the search does not find tryReadLock"])
+        [] if finds else ["index.html: the search does not find readLock()"]) + (
+        [] if fits else ["index.html: what the search finds is wider than a phone"])
 
 
 def look(browser, site, shots):
-    pages = sorted(site.glob("*.html")) + [site / f"reference/{name}.html" for name in REFERENCE]
+    pages = [*sorted(site.glob("*.html")), *(site / f"{name}.html" for name in OTHERS)]
     judge, complaints = (HERE / "look.js").read_text(), try_out(browser, site)
     for page in pages:
         for form, width in WIDTHS.items():
@@ -147,7 +153,7 @@ def look(browser, site, shots):
                 browser.open(page, width, scheme)
                 wrong = browser.evaluate(judge) + browser.errors()
                 complaints += [f"{page.relative_to(site)}, {form}, {scheme}: {one}" for one in wrong]
-                name = page.relative_to(site).with_suffix("").as_posix().replace("/", "-")
+                name = page.relative_to(site).as_posix()[:-5].replace("/", "-")
                 browser.shoot(shots / f"{name}-{form}-{scheme}.png")
     return len(pages), complaints
 

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Makes the site: guides from Markdown, the reference from Doxygen's XML, files that pages refer to.
+"""Makes the site: guides from Markdown, the reference from Doxygen's XML, the manual by mandoc, and
+files that pages refer to.
 
 usage: build.py XML OUT    (XML: Doxygen's folder; OUT: the site's, which is made anew)
 """
@@ -11,6 +12,7 @@ from pathlib import Path
 
 from guides import GuideMaker, Places
 from layout import (SITE, TREE, Complaint, Frame, Page, code_block, escape, read_order, relative)
+from manual import manual
 from reference import Reference, rooms
 
 
@@ -75,6 +77,7 @@ def build(xml, out):
     maker = GuideMaker(places)
     pages = [maker.make(guide, neighbours(guides, guide)) for guide in guides]
     reference = Reference(xml, places)
+    pages += manual()
     for page in [*pages, *reference.pages()]:
         frame.write(page)
     places.files.add("examples")

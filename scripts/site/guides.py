@@ -4,6 +4,7 @@ import posixpath
 import re
 
 from layout import TREE, Complaint, Page, code_block, escape, relative, slug
+from manual import pages_of_manual, place_of
 from markdown_it import MarkdownIt
 
 EXAMPLE = re.compile(r"^<!--\s*(examples/\S+)")
@@ -18,6 +19,7 @@ class Places:
         self.headers = {f"src/Z/{header.name}": f"reference/{header.stem}.html"
                         for header in (TREE / "src/Z").glob("*.h")
                         if header.name not in ("ztags.h", "zuntag.h")}
+        self.manual = pages_of_manual()
         self.files, self.pictures = set(), set()
 
     def of(self, path):
@@ -33,6 +35,8 @@ class Places:
         full = TREE / path
         if not full.exists():
             return None
+        if full in self.manual:
+            return place_of(full)
         if path.endswith((".svg", ".png")):
             self.pictures.add(path)
             return path

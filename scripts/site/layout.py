@@ -118,6 +118,7 @@ class Frame:
             parts.append(self.entry(page, top, guide.place, guide.name))
         parts.append("</ul>\n<p>Reference</p>\n<ul>")
         parts.append(self.entry(page, top, "reference/index.html", "Headers and classes"))
+        parts.append(self.entry(page, top, "man/index.html", "Manual pages"))
         return "\n".join(parts + ["</ul>"])
 
     @staticmethod

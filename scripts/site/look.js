@@ -59,7 +59,7 @@
         ++texts;
         judgeText(element, seen);
     }
-    if (texts < 10) complaints.push("the page shows hardly any text");
+    if (texts < 5) complaints.push("the page shows hardly any text");
 
     const width = document.documentElement.clientWidth;
     if (document.documentElement.scrollWidth > width) {

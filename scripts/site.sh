@@ -3,7 +3,8 @@
 # and the manual pages.
 # usage: site.sh [--check]
 #   --check    the same without the look in a browser: contracts, pages, links
-# A public name without a contract, a link that leads nowhere and a page that reads badly are errors.
+# A public name without a contract, a link that leads nowhere and a page that reads badly are
+# errors.
 set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"

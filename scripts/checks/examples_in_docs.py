@@ -4,8 +4,8 @@
 A page says in the line before a fenced block where its text comes from:
 
     <!-- examples/settings.cpp -->         the whole file
-    <!-- examples/settings.cpp ask -->     its lines between "// [ask]" and "// [/ask]" ("# [ask]" in
-                                           Python and shell), with their common indentation removed
+    <!-- examples/settings.cpp ask -->     its lines between "// [ask]" and "// [/ask]" (in Python
+                                           "# [ask]"), with their common indentation removed
 
 The block has to equal that; lines that begin or end a part are not shown. On the pages of docs/ a
 block of C++, C or Python needs such a line when it is longer than six lines or has an #include, an

@@ -3,8 +3,8 @@
 
 Every guide and some pages of the reference have to come without script errors, without a request
 that leaves the folder, without a page that is wider than its window, and with contrasts of 4.5 to 1
-(3 to 1 for large text). The search has to find something, and the first press of Tab the link to the
-text. Screenshots are kept to be looked at.
+(3 to 1 for large text). The search has to find something, and the first press of Tab the link to
+the text. Screenshots are kept to be looked at.
 
 usage: browser.py SITE SHOTS
 """
@@ -152,7 +152,8 @@ def look(browser, site, shots):
             for scheme in ("light", "dark"):
                 browser.open(page, width, scheme)
                 wrong = browser.evaluate(judge) + browser.errors()
-                complaints += [f"{page.relative_to(site)}, {form}, {scheme}: {one}" for one in wrong]
+                place = f"{page.relative_to(site)}, {form}, {scheme}"
+                complaints += [f"{place}: {one}" for one in wrong]
                 name = page.relative_to(site).as_posix()[:-5].replace("/", "-")
                 browser.shoot(shots / f"{name}-{form}-{scheme}.png")
     return len(pages), complaints

@@ -21,8 +21,8 @@ def neighbours(guides, guide):
     at, links = guides.index(guide), []
     for words, other in (("Before", at - 1), ("Next", at + 1)):
         if 0 <= other < len(guides):
-            place = relative(guides[other].place, guide.place)
-            links.append(f'<span>{words}: <a href="{place}">{escape(guides[other].name)}</a></span>')
+            place, name = relative(guides[other].place, guide.place), escape(guides[other].name)
+            links.append(f'<span>{words}: <a href="{place}">{name}</a></span>')
     return "\n".join(links)
 
 
@@ -31,16 +31,17 @@ def file_page(path, places):
     full = TREE / path
     place = f"files/{path}/index.html" if full.is_dir() else f"files/{path}.html"
     footer = f'<a href="{relative("index.html", place)}">ZFC</a>'
+    title = f"<h1>{escape(path)}</h1>\n"
     if full.is_dir():
         items = []
         for file in sorted(one for one in full.iterdir() if one.is_file()):
             name = file.relative_to(TREE).as_posix()
             items.append(f'<li><a href="{file.name}.html">{escape(file.name)}</a></li>\n')
             places.files.add(name)
-        return Page(place, path, f"<h1>{escape(path)}</h1>\n<ul>\n"
-                    + "".join(items) + "</ul>\n", [], "", footer)
+        content = f"{title}<ul>\n{''.join(items)}</ul>\n"
+        return Page(place, path, content, [], "", footer)
     text = full.read_text(errors="replace")
-    return Page(place, path, f"<h1>{escape(path)}</h1>\n" + code_block(text, file=full.name), [], "", footer)
+    return Page(place, path, title + code_block(text, file=full.name), [], "", footer)
 
 
 def write_files(frame, places):
@@ -76,7 +77,7 @@ def build(xml, out):
     places, frame = Places(guides), Frame(guides, out)
     maker = GuideMaker(places)
     pages = [maker.make(guide, neighbours(guides, guide)) for guide in guides]
-    reference = Reference(xml, places)
+    reference = Reference(xml)
     pages += manual()
     for page in [*pages, *reference.pages()]:
         frame.write(page)

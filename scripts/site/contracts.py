@@ -6,8 +6,8 @@
   comparison operators count as overloads of each other, and so do copying and assigning.
 - A constructor of an exception takes what its text inserts, and the members of a specialisation are
   what its template says.
-- An iterator, known by its iterator_category, has what ISO C++ asks of one, and so have
-  its other names for taking and releasing a lock; hashes of std:: are theirs.
+- An iterator, known by its iterator_category, has what ISO C++ asks of one. So have the names that
+  ISO C++ has for what is done with locks, and the specialisations of std::hash.
 - Of zfc.h its comment alone, since it declares nothing but other names of what the others declare.
 - What is `= default` does what the compiler makes of it; a using-declaration has no new name.
 - A comment behind a member, a value or a macro is its contract.
@@ -22,13 +22,14 @@ from pathlib import Path
 
 TREE = Path(__file__).resolve().parents[2]
 
-NAME = re.compile(r"(operator\s*(?:\(\)|\[\]|[^\s\w(]+|new\b(?:\[\])?|delete\b(?:\[\])?|[\w:]+)|~?\w+)\s*\(")
+OPERATOR = r"operator\s*(?:\(\)|\[\]|[^\s\w(]+|new\b(?:\[\])?|delete\b(?:\[\])?|[\w:]+)"
+NAME = re.compile(rf"({OPERATOR}|~?\w+)\s*\(")
 NO_NAME = re.compile(r"\b(?:noexcept|decltype|alignas|sizeof|__attribute__|Z[A-Z_]+)\s*\(")
 COMPARISON = re.compile(r"operator\s*(==|!=|<=?|>=?)$")
 COPY = re.compile(r"\b(\w+)(?:& operator=)?\(\1 const&(?: \w+)?\)(?: = default)?$")
 LOCKABLE = re.compile(r"(try_lock|lock_shared|unlock_shared)\w*$")
 EMPTY, CODE = re.compile(r"\s*///$"), re.compile(r"\s*///     ")
-ACCESS = r"\s*(public|protected|private):"
+ACCESS = re.compile(r"\s*(public|protected|private):")
 # A comment behind code, but none of clang-tidy's, and none behind a brace.
 TRAILING = re.compile(r"^(\s*[^/\s].*[;,)\w\"])\s*// (?!NOLINT)(.*)$")
 
@@ -57,56 +58,79 @@ def is_container(line):
     return re.match(r"\s*(class|struct|enum|union|namespace|extern \"C\")", line)
 
 
-def with_overloads(lines):
-    """The lines, each overload that has no comment of its own with one that refers to that above."""
-    shared, special, iterator, documented, inside, begins = None, None, None, False, 0, True
-    for i, line in enumerate(lines):
-        stripped = line.strip()
-        if re.fullmatch(r"template <.*>", stripped):
-            continue
-        if inside == 0 and begins:
-            if stripped.startswith("///"):
-                documented, shared = True, None
-            elif (not stripped or stripped.startswith(("//", "#")) or is_container(line)
-                  or re.match(ACCESS, line)):
-                documented, shared = False, None
+class Contracts:
+    """Gives each declaration without a comment the one that the rules above have for it."""
+
+    def __init__(self, lines):
+        self.lines = lines
+        self.documented = False  # whether a contract stands directly above
+        self.shared = None  # the name whose overloads have the contract above
+        self.special = self.iterator = False  # what the class is that the line stands in
+        self.inside, self.begins = 0, True  # parentheses and braces; whether a declaration begins
+
+    def complete(self):
+        for i, line in enumerate(self.lines):
+            text = line.strip()
+            if re.fullmatch(r"template <.*>", text):
+                continue
+            if self.inside == 0 and self.begins:
+                self.judge(i, line, text)
+            if is_container(line):
+                self.enter(i, line)
+            self.follow(line, text)
+        return self.lines
+
+    def judge(self, i, line, text):
+        if text.startswith("///"):
+            self.documented, self.shared = True, None
+        elif not text or text.startswith(("//", "#")) or is_container(line) or ACCESS.match(line):
+            self.documented, self.shared = False, None
+        else:
+            statement = re.split(r"[;{]", " ".join(self.lines[i:i + 4]))[0]
+            name = name_of(statement)
+            if self.documented:
+                self.documented, self.shared = False, name
+            elif re.match(r"\s*using Z\w+::", statement):
+                self.lines[i] = ""
+            elif alias := self.alias_of(statement, name):
+                self.lines[i] = commented(line, alias)
+                self.shared = self.shared if alias == "asabove" else None
             else:
-                statement = re.split(r"[;{]", " ".join(lines[i:i + 4]))[0]
-                name = name_of(statement)
-                if documented:
-                    shared, documented = name, False
-                elif re.match(r"\s*using Z\w+::", statement):
-                    lines[i] = ""
-                elif re.search(r"\(.+\).*= default$", statement) and name != shared:
-                    lines[i], shared = commented(line, "bycompiler"), None
-                elif name and name == shared and " override" not in statement:
-                    lines[i] = commented(line, "asabove")
-                elif re.match(r"\s*(explicit )?Z\w+(Exception|EndOfFile)\(.", statement):
-                    lines[i], shared = commented(line, "inserts"), None
-                elif iterator:
-                    lines[i], shared = commented(line, "ofiterators"), None
-                elif name and LOCKABLE.match(name):
-                    lines[i], shared = commented(line, "oflockables"), None
-                elif special and name:
-                    lines[i], shared = commented(line, "ofthetemplate"), None
-                else:
-                    shared = None
-        if is_container(line):
-            special = re.match(r"(struct|class) (ZFC_API )?\w+<", line)
-            iterator = "using iterator_category" in " ".join(lines[i:i + 4])
-            if iterator and not lines[i - 1].strip().startswith(("///", "template")):
-                lines[i] = commented(line, "ofiterators")
-            if "struct std::hash<" in line:
-                lines[i - 1:i + 1] = ["", ""]
-        if is_container(line) or re.match(ACCESS + r"|\s*}", line):
-            inside, begins = 0, True
-            iterator = iterator and not re.match(r"\s*};", line)
-            continue
-        if not stripped.startswith("//") and stripped and not stripped.startswith("#"):
-            inside += depth(line)
-            begins = inside <= 0 and stripped.split("//")[0].rstrip().endswith((";", "}", ","))
-            inside = max(inside, 0)
-    return lines
+                self.shared = None
+
+    def alias_of(self, statement, name):
+        """The Doxyfile's word for the contract, null where there is none."""
+        overloads = name is not None and name == self.shared
+        if re.search(r"\(.+\).*= default$", statement) and not overloads:
+            return "bycompiler"
+        if overloads and " override" not in statement:
+            return "asabove"
+        if re.match(r"\s*(explicit )?Z\w+(Exception|EndOfFile)\(.", statement):
+            return "inserts"
+        if self.iterator:
+            return "ofiterators"
+        if name and LOCKABLE.match(name):
+            return "oflockables"
+        return "ofthetemplate" if self.special and name else None
+
+    def enter(self, i, line):
+        """A class or a namespace begins."""
+        self.special = re.match(r"(struct|class) (ZFC_API )?\w+<", line)
+        self.iterator = "using iterator_category" in " ".join(self.lines[i:i + 4])
+        if self.iterator and not self.lines[i - 1].strip().startswith(("///", "template")):
+            self.lines[i] = commented(line, "ofiterators")
+        if "struct std::hash<" in line:
+            self.lines[i - 1:i + 1] = ["", ""]
+
+    def follow(self, line, text):
+        """Notes where the next declaration begins."""
+        if is_container(line) or ACCESS.match(line) or text.startswith("}"):
+            self.inside, self.begins = 0, True
+            self.iterator = self.iterator and not text.startswith("};")
+        elif text and not text.startswith(("//", "#")):
+            self.inside = max(self.inside + depth(line), 0)
+            end = text.split("//")[0].rstrip()
+            self.begins = self.inside == 0 and end.endswith((";", "}", ","))
 
 
 def with_code(lines):
@@ -135,7 +159,7 @@ def as_doxygen_reads(name, text):
         lines[0] = re.sub(r"^(///|/\*\*) ", r"\1 @header ", lines[0])
     lines = [line if re.match(r"\s*(class|struct|friend)\b", line) else
              TRAILING.sub(r"\1  ///< \2", line) for line in lines]
-    return "\n".join(with_overloads(with_code(lines))) + "\n"
+    return "\n".join(Contracts(with_code(lines)).complete()) + "\n"
 
 
 def without_aliases(lines):

@@ -97,11 +97,9 @@ class GuideMaker:
         source, self.example = self.example, None
         head = ""
         if source:
-            head = f'<p class="from"><a href="{self.link_to_file(source)}">{escape(source)}</a></p>\n'
+            link = relative(self.places.of(source), self.guide.place)
+            head = f'<p class="from"><a href="{link}">{escape(source)}</a></p>\n'
         return head + code_block(tokens[i].content, tokens[i].info.strip().split(" ")[0])
-
-    def link_to_file(self, path):
-        return relative(self.places.of(path), self.guide.place)
 
     def code_block(self, tokens, i, options, env):
         return code_block(tokens[i].content)

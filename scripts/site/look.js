@@ -37,6 +37,10 @@
         return (high + 0.05) / (low + 0.05);
     }
 
+    function beginning(element) {
+        return element.textContent.trim().slice(0, 40);
+    }
+
     function judgeText(element, seen) {
         const style = getComputedStyle(element);
         const behind = background(element);
@@ -46,7 +50,7 @@
         const key = `${style.color} on ${behind.slice(0, 3).map(Math.round)}`;
         if (ratio < (large ? 3 : 4.5) && !seen.has(key)) {
             seen.add(key);
-            complaints.push(`contrast ${ratio.toFixed(2)}: ${key}, "${element.textContent.trim().slice(0, 30)}"`);
+            complaints.push(`contrast ${ratio.toFixed(2)}: ${key}, "${beginning(element)}"`);
         }
     }
 
@@ -64,11 +68,13 @@
     const width = document.documentElement.clientWidth;
     if (document.documentElement.scrollWidth > width) {
         const wide = [...document.querySelectorAll("main *")].find((element) =>
-            element.getBoundingClientRect().right > width + 1 && !element.closest("pre, .table, figure"));
-        complaints.push(`wider than the window: ${document.documentElement.scrollWidth} of ${width}` +
-            (wide ? `, by <${wide.tagName.toLowerCase()}> "${wide.textContent.trim().slice(0, 40)}"` : ""));
+            element.getBoundingClientRect().right > width + 1 &&
+            !element.closest("pre, .table, figure"));
+        complaints.push(`wider than the window of ${width}` +
+            (wide ? `, by <${wide.tagName.toLowerCase()}> "${beginning(wide)}"` : ""));
     }
     for (const image of document.images)
-        if (!image.complete || image.naturalWidth === 0) complaints.push(`not loaded: ${image.src}`);
+        if (!image.complete || image.naturalWidth === 0)
+            complaints.push(`not loaded: ${image.src}`);
     return complaints;
 })()

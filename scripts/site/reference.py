@@ -22,7 +22,6 @@ class Entry:
     signatures: list
     ids: list
     text: str
-    names: list
     is_protected: bool = False
 
 
@@ -41,8 +40,7 @@ class Header:
 
 
 class Reference:
-    def __init__(self, xml, places):
-        self.places = places
+    def __init__(self, xml):
         self.compounds = {}
         for file in sorted(xml.glob("*.xml")):
             for compound in ElementTree.parse(file).getroot().findall("compounddef"):
@@ -122,7 +120,7 @@ class Reference:
             return " "
         if tag == "ulink":
             return f'<a href="{escape(element.get("url"))}">{self.block(element, start)}</a>'
-        raise Complaint(f"a contract on {start} has the markup <{tag}>, which the site does not know")
+        raise Complaint(f"a contract on {start} has the markup <{tag}>, which is not known here")
 
     def paragraph(self, element, start):
         """Lists stand between paragraphs, not in them; contracts.py has packed what is code."""
@@ -139,8 +137,9 @@ class Reference:
                 line += markup
             line += escape(child.tail or "")
         out.append(line)
-        return "".join(part if part.startswith(("<ul", "<ol", "<div")) else f"<p>{part.strip()}</p>\n"
-                       for part in out if part.strip())
+        return "".join(
+            part if part.startswith(("<ul", "<ol", "<div")) else f"<p>{part.strip()}</p>\n"
+            for part in out if part.strip())
 
     def table(self, element, start):
         rows = []
@@ -151,8 +150,7 @@ class Reference:
                 rows.append("".join(f"<th>{text}</th>" if head else f"<td>{text}</td>"
                                     for head, text in cells))
         lines = "\n".join(f"<tr>{row}</tr>" for row in rows)
-        return ('<div class="table" role="region" aria-label="Table" tabindex="0"><table>\n<tbody>\n'
-                f"{lines}\n</tbody>\n</table></div>\n")
+        return framed_table("Table", lines)
 
     def reference(self, element, start):
         text = escape("".join(element.itertext()))
@@ -176,7 +174,7 @@ class Reference:
                 out[-1].signatures.append(signature)
                 out[-1].ids.append(member.get("id"))
             else:
-                out.append(Entry([signature], [member.get("id")], text, []))
+                out.append(Entry([signature], [member.get("id")], text))
             out[-1].is_protected = member.get("prot") == "protected"
             self.note(member)
         return out
@@ -208,24 +206,25 @@ class Reference:
         bare = name.startswith("~") or (member.findtext("argsstring") or "").startswith("()")
         bare = bare or name.startswith("@")  # its values have contracts of their own
         if not plain(text) and not (bare and not member.findtext("type")):
-            self.complaints.append(f"src/{member.find('location').get('file')}:{line_of(member)}: "
-                                   f"{name} has no contract")
+            self.complain(member, name)
+
+    def complain(self, element, name):
+        file = element.find("location").get("file")
+        self.complaints.append(f"src/{file}:{line_of(element)}: {name} has no contract")
 
     def enum_values(self, member, place):
         rows = []
         for value in member.findall("enumvalue"):
             text = self.text_of(value, place)
             if not plain(text) and not plain(self.text_of(member, place)):
-                self.complaints.append(f"src/{member.find('location').get('file')}:{line_of(member)}"
-                                       f": {value.findtext('name')} has no contract")
+                self.complain(member, value.findtext("name"))
             initial = (value.findtext("initializer") or "").lstrip("= ")
             rows.append(f"<tr><td><code>{escape(value.findtext('name'))}</code></td>"
                         f"<td>{escape(initial)}</td><td>{text}</td></tr>\n")
             header, anchor = self.anchors[value.get("id")]
             self.names.append((value.findtext("name"), f"reference/{header[:-2]}.html#{anchor}",
                                "value"))
-        return ('<div class="table" role="region" aria-label="Values" tabindex="0"><table>\n<tbody>'
-                f"{''.join(rows)}</tbody>\n</table></div>\n")
+        return framed_table("Values", "".join(rows))
 
     def show(self, entry):
         anchors = [self.anchors[one][1] for one in entry.ids]
@@ -248,8 +247,8 @@ class Reference:
 
     def headers(self):
         headers = []
-        for file in sorted(self.of_kind("file"), key=lambda one: one.findtext("compoundname").lower()):
-            name = file.findtext("compoundname")
+        files = {file.findtext("compoundname"): file for file in self.of_kind("file")}
+        for name, file in sorted(files.items(), key=lambda item: item[0].lower()):
             place = f"reference/{name[:-2]}.html"
             text = self.text_of(file, place)
             # The first sentence; one that introduces a table or list ends with a colon.
@@ -310,11 +309,11 @@ class Reference:
         name = short_name(compound)
         text = self.text_of(compound, place)
         if not plain(text):
-            self.complaints.append(f"src/{compound.find('location').get('file')}:"
-                                   f"{line_of(compound)}: {name} has no contract")
+            self.complain(compound, name)
         self.names.append((name, f"{place}#{anchor}", compound.get("kind")))
         parts = [f'<section>\n<h2 id="{escape(anchor)}"><a class="here" href="#{escape(anchor)}">'
-                 f'{compound.get("kind")} {escape(name)}</a></h2>\n', self.bases(compound, place), text]
+                 f'{compound.get("kind")} {escape(name)}</a></h2>\n',
+                 self.bases(compound, place), text]
         members = list(shown_members(compound))
         parts += map(self.show, self.entries(members, place))
         parts.append(self.quiet_members(members, place))
@@ -352,10 +351,10 @@ class Reference:
         return member
 
     def index(self, headers):
-        parts = ["<h1>Headers and classes</h1>\n<p>Every public name stands in its header, with its "
-                 "contract. The <a href=\"../rules.html\">rules that all of them share</a> are said "
-                 "once. The search above finds classes, functions and values by any part of their "
-                 "names.</p>\n"]
+        parts = ["<h1>Headers and classes</h1>\n<p>Every public name stands in its header, with "
+                 "its contract. The <a href=\"../rules.html\">rules that all of them share</a> are "
+                 "said once. The search above finds classes, functions and values by any part of "
+                 "their names.</p>\n"]
         side = []
         for room in rooms():
             here = [header for header in headers if header.room == room]
@@ -376,6 +375,12 @@ class Reference:
         classes = f'<br/>{", ".join(links)}' if links else ""
         return (f'<dt><a href="{page}"><code>{header.name}</code></a></dt>\n'
                 f"<dd>{header.brief}{classes}</dd>\n")
+
+
+def framed_table(label, rows):
+    """Something that scrolls has to be reached without a mouse."""
+    return (f'<div class="table" role="region" aria-label="{label}" tabindex="0"><table>\n'
+            f"<tbody>\n{rows}</tbody>\n</table></div>\n")
 
 
 def name_of(compound):

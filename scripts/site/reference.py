@@ -449,7 +449,7 @@ def signature_of(member):
 
 def tidy(code):
     """References and pointers as the house writes them."""
-    return re.sub(r" ([&*]+) ?(?=([\w.])|[),]|$)",
+    return re.sub(r" +([&*]+) ?(?=([\w.])|[),]|$)",
                   lambda found: found[1] + (" " if found[2] else ""), code)
 
 

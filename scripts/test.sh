@@ -41,11 +41,18 @@ check_sources() {
         show_and_die rooms.log "an include breaks the order of rooms, or a file has none"
     "$root/scripts/checks/fork_locks.py" >"$logs/fork-locks.log" 2>&1 ||
         show_and_die fork-locks.log "a lock of the library is not safe over a fork"
+    "$root/scripts/checks/examples_in_docs.py" >"$logs/examples-in-docs.log" 2>&1 ||
+        show_and_die examples-in-docs.log "a page shows a program that is none of examples/"
     "$root/scripts/checks/format.sh" >"$logs/format.log" 2>&1 ||
         show_and_die format.log "files are not formatted; clang-format-14 -i puts them right"
     (cd "$root" && shellcheck -x .ci/run scripts/*.sh scripts/checks/*.sh tests/*/*.sh) \
         >"$logs/shellcheck.log" 2>&1 ||
         show_and_die shellcheck.log "shellcheck objects to a script"
+}
+
+site() {
+    "$root/scripts/site.sh" --check >"$logs/site.log" 2>&1 ||
+        show_and_die site.log "the site cannot be made: a contract, a page or a link is wrong"
 }
 
 demonstration() {
@@ -81,6 +88,7 @@ if [[ ${1-} == --quick ]]; then
     step "64-bit build and tests" build_and_test release
 else
     step "64-bit build and tests" build_and_test release -DZFC_BUILD_BENCH=ON
+    step "the site: contracts, pages, links" site
     step "the demonstration" demonstration
     step "clang: thread-safety analysis, clang-tidy, tests" build_and_test clang -DZFC_BUILD_FUZZ=ON
     step "32-bit build, hardened, and the same tests" build_and_test m32

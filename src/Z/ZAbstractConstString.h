@@ -43,6 +43,7 @@ class ZFC_API ZAbstractConstString : public ZAbstractString {
 
   protected:
     ZAbstractConstString() = default;
+    /// Null shows the empty text.
     explicit ZAbstractConstString(char const* text)
         : chars(text != nullptr ? text : zemptyString) {}
     ZAbstractConstString(ZAbstractConstString const& other) = default;

@@ -48,6 +48,7 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     /// Removes leading (trailing) white space: single-byte characters for which ISO C isspace
     /// holds.
     virtual ZAbstractMutableString& stripLeading();
+    /// The same at the end.
     virtual ZAbstractMutableString& stripTrailing();
     /// Replaces the contents by `source`, converted from its codeset into this one. An empty source
     /// changes nothing; one that cannot be converted leaves an empty string. The capacity becomes
@@ -69,9 +70,12 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     /// Replaces the contents, no conversion; null empties.
     void setChars(char const* text);
 
+    /// The bytes of `text`, no conversion; null empties.
     ZAbstractMutableString& operator=(char const* text);
+    /// As setChars(): a string of the other family is converted.
     ZAbstractMutableString& operator=(ZAbstractMutableString const& other);
     using ZAbstractString::operator=;
+    /// The one byte.
     ZAbstractMutableString& operator=(char c);
     /// Sets the number as decimal text.
     ZAbstractMutableString& operator=(int number);
@@ -86,12 +90,14 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     }
     /// At most `count` bytes of `text`, none behind its NUL.
     ZAbstractMutableString& append(char const* text, unsigned int count);
+    /// Adds one byte.
     ZAbstractMutableString& append(char c) {
         if (length == capacity) bump(checkedLength(std::uint64_t{length} + 1), 0);
         chars[length] = c;
         setLength(length + 1);
         return *this;
     }
+    /// As append().
     ZAbstractMutableString& operator+=(char c) { return append(c); }
     ZAbstractMutableString& operator+=(char const* text) { return append(text); }
     /// Adds the bytes of `other`, no conversion.
@@ -122,6 +128,7 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     /// Case mapping in place, in this string's codeset; a character whose other case has another
     /// byte length stays.
     ZAbstractMutableString& lower();
+    /// The same into upper case.
     ZAbstractMutableString& upper();
     /// Replaces the contents by formatted text (zvsprintf()). The arguments may lie in this string.
     /// When formatting fails (a null or faulty format, no memory) the string stays as it was.
@@ -135,21 +142,28 @@ class ZFC_API ZAbstractMutableString : public ZAbstractString {
     [[nodiscard]] bool readNext(std::istream& stream);
 
   protected:
+    /// Which characters replaceCharacters() means: those in the set, or all others.
     enum class Characters { in, notIn };
 
     ZAbstractMutableString() { inlineBuffer[0] = '\0'; }
+    /// The text; null is empty.
     explicit ZAbstractMutableString(char const* text) : ZAbstractMutableString() {
         if (text != nullptr) setBytes(text, checkedLength(std::strlen(text)));
     }
+    /// At most `maxLength` bytes of `text`; null is empty.
     ZAbstractMutableString(char const* text, unsigned int maxLength);
+    /// The one byte.
     explicit ZAbstractMutableString(char c);
+    /// The number as decimal text.
     explicit ZAbstractMutableString(int number);
     explicit ZAbstractMutableString(unsigned int number);
     explicit ZAbstractMutableString(long number);
     explicit ZAbstractMutableString(unsigned long number);
+    /// The text of a string of the same family.
     ZAbstractMutableString(ZAbstractMutableString const& other);
     /// Takes the text of a string of the same family, which is empty afterwards.
     ZAbstractMutableString(ZAbstractMutableString&& other) noexcept;
+    /// What moving does: takes the text of `other`, which is empty afterwards.
     void take(ZAbstractMutableString& other) noexcept;
 
     /// Replaces every character that is (is not) in `set` by `to`, in one pass. Null is empty text.

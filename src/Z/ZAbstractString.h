@@ -17,6 +17,7 @@ namespace zfc::strings {
 template <class Operand, class Result = int>
 using IfNumber = std::enable_if_t<std::is_arithmetic_v<Operand> || std::is_enum_v<Operand>, Result>;
 
+/// Whether the type is one of the three of one byte.
 template <class Operand>
 inline constexpr bool isByte =
     std::is_same_v<Operand, char> || std::is_same_v<Operand, signed char> ||
@@ -84,17 +85,22 @@ class ZFC_API ZAbstractString : public ZObject {
     [[nodiscard]] virtual bool endsWith(char const* text) const;
     /// Whether the bytes are the same; false for null.
     [[nodiscard]] virtual bool equals(char const* other) const;
+    /// Whether the length is 0.
     [[nodiscard]] virtual bool isEmpty() const;
     /// The same as getChars().
     [[nodiscard]] virtual operator char const*() const;
+    /// The same as getChars(), under the name of ISO C++.
     [[nodiscard]] virtual char const* data() const;
     /// The codeset of the text: the class-wide handle of this string's family.
     [[nodiscard]] virtual ZCodesetHandle getCodesetHandle() const = 0;
 
+    /// As beginsWith(char const*) with the bytes of `other`, no conversion.
     [[nodiscard]] bool beginsWith(ZAbstractString const& other) const;
+    /// As endsWith(char const*) with the bytes of `other`, no conversion.
     [[nodiscard]] bool endsWith(ZAbstractString const& other) const;
     /// Without regard to case (zstrnicmp() in this string's codeset); false when `other` is empty.
     [[nodiscard]] bool beginsWithCaseIgnored(ZAbstractString const& other) const;
+    /// The same at the end.
     [[nodiscard]] bool endsWithCaseIgnored(ZAbstractString const& other) const;
 
     /// setChars(); assigning a string to itself does nothing.
@@ -114,8 +120,8 @@ class ZFC_API ZAbstractString : public ZObject {
     [[nodiscard]] bool operator!=(ZAbstractString const& other) const { return !(*this == other); }
     [[nodiscard]] bool operator==(char const* other) const { return equals(other); }
     [[nodiscard]] bool operator!=(char const* other) const { return !equals(other); }
-    // The order is that of compare(). Text has operators of its own, since without them `s < "x"`
-    // would compare addresses by way of the conversion.
+    /// The order is that of compare(). Text has operators of its own, since without them `s < "x"`
+    /// would compare addresses by way of the conversion.
     [[nodiscard]] bool operator<(ZAbstractString const& other) const {
         return ZObject::operator<(other);
     }
@@ -132,6 +138,7 @@ class ZFC_API ZAbstractString : public ZObject {
     [[nodiscard]] bool operator>(char const* other) const { return compare(other) > 0; }
     [[nodiscard]] bool operator<=(char const* other) const { return compare(other) <= 0; }
     [[nodiscard]] bool operator>=(char const* other) const { return compare(other) >= 0; }
+    /// The same with the text on the left.
     [[nodiscard]] friend bool operator==(char const* a, ZAbstractString const& b) { return b == a; }
     [[nodiscard]] friend bool operator!=(char const* a, ZAbstractString const& b) { return b != a; }
     [[nodiscard]] friend bool operator<(char const* a, ZAbstractString const& b) { return b > a; }
@@ -178,11 +185,14 @@ class ZFC_API ZAbstractString : public ZObject {
         // Acquire pairs with the release that publishes both handles, this one last.
         if (utf8_handle_.load(std::memory_order_acquire) == 0) fetchHandles();
     }
+    /// For the copies of derived classes, which take the text themselves.
     ZAbstractString(ZAbstractString const& other) : ZObject(other) {}
 
+    /// UTF-8, class-wide.
     [[nodiscard]] static ZCodesetHandle utf8Handle() {
         return utf8_handle_.load(std::memory_order_relaxed);
     }
+    /// The local codeset, class-wide.
     [[nodiscard]] static ZCodesetHandle localHandle() {
         return lcs_handle_.load(std::memory_order_relaxed);
     }

@@ -6,6 +6,7 @@
 
 #include "Z/zexport.h"
 
+/// The Adler-32 checksum, by zlib.
 class ZFC_API ZAdler32 {
   public:
     /// The checksum `adler` continued over `length` bytes. A checksum begins with 1, which is also

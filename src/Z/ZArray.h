@@ -47,6 +47,7 @@ class ZFC_API ZArrayInterface {
     /// The first slot (lastIndexOf: the last) whose object `obj->equals()` accepts; -1 when there
     /// is none.
     [[nodiscard]] virtual int indexOf(ZObject const* obj) const = 0;
+    /// The same for the last.
     [[nodiscard]] virtual int lastIndexOf(ZObject const* obj) const = 0;
 
   protected:

@@ -16,10 +16,13 @@ class ZFC_API ZBufferInterface {
   public:
     // in slot order: do not sort
     virtual ~ZBufferInterface();
+    /// Makes the buffer `n` bytes long.
     virtual void setLength(unsigned long n) = 0;
+    /// Gives the buffer `n` bytes of `data`.
     virtual void setBuffer(unsigned long n, void* data) = 0;
     /// Hands length and block to the caller and leaves the buffer empty.
     virtual void takeBuffer(unsigned long& n, void*& data) = 0;
+    /// Length in bytes.
     [[nodiscard]] virtual unsigned long getLength() const = 0;
     /// The block, which stays the buffer's; null when there is none. It moves when the buffer
     /// grows.
@@ -64,6 +67,7 @@ class ZFC_API ZBuffer : public ZAbstractBuffer {
     ZBuffer(unsigned long length, void* data);
     /// A copy of the text with its terminating NUL; empty for null.
     explicit ZBuffer(char const* text);
+    /// A copy of the block, which is only as long as the length.
     ZBuffer(ZBuffer const& other);
     ZBuffer& operator=(ZBuffer const& other);
 
@@ -100,6 +104,7 @@ class ZFC_API ZBuffer : public ZAbstractBuffer {
 class ZFC_API ZConstBuffer : public ZAbstractBuffer {
   public:
     ZConstBuffer() = default;
+    /// A view of `length` bytes at `data`, which stay the caller's.
     ZConstBuffer(unsigned long length, void* data);
     ZConstBuffer(ZConstBuffer const&) = default;
     ZConstBuffer& operator=(ZConstBuffer const&) = default;

@@ -45,11 +45,17 @@
 class ZFC_API ZConditionInterface {
   public:
     // in slot order: do not sort
+    /// Waits without a limit.
     virtual int wait() = 0;
+    /// Waits `seconds` at most; `timedOut` says whether they were up.
     virtual int wait(long seconds, int& timedOut) = 0;
+    /// Waits until the absolute time `deadline`; `timedOut` says whether it came.
     virtual int wait(timespec& deadline, int& timedOut) = 0;
+    /// Wakes one waiting thread.
     virtual void signal() = 0;
+    /// Wakes all waiting threads.
     virtual void broadcast() = 0;
+    /// Called when a wait ended by its deadline.
     virtual void waitTimedOut() = 0;
 
   protected:
@@ -98,6 +104,7 @@ class ZFC_API ZCondition : public ZAbstractCondition {
     void broadcast() override;
     /// As ZLock::lock() and unlock() of the condition's lock.
     void lock() override ZACQUIRE();
+    /// Gives back what lock() took; throws as ZLock::unlock().
     void unlock() override ZRELEASE();
     /// The condition's lock; not owned by the caller.
     [[nodiscard]] virtual ZLock* getResource() const;

@@ -80,6 +80,7 @@ class ZFC_API ZZException : public ZException {
     /// What an insert is. A report knows it of every insert and reads none as another kind.
     enum class InsertKind : unsigned char { text, number };
 
+    /// `name` is a static string: it is not copied.
     ZZException(int code, char const* name);
 
     [[nodiscard]] ZObject* clone() const override = 0;
@@ -192,6 +193,7 @@ class ZFC_API ZThreadException : public ZZException {
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
+    /// The system's code.
     [[nodiscard]] int threadRc() const { return rc; }
 
   private:
@@ -206,6 +208,7 @@ class ZFC_API ZConditionException : public ZZException {
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
+    /// The system's code.
     [[nodiscard]] int conditionRc() const { return rc; }
 
   private:
@@ -220,12 +223,14 @@ class ZFC_API ZResourceException : public ZZException {
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
+    /// The system's code; 0 for a misuse.
     [[nodiscard]] int resourceRc() const { return rc; }
 
   protected:
+    /// For the classes below: `name` is a static string.
     ZResourceException(int number, char const* name, int rc);
 
-    int rc;
+    int rc;  // the system's code; 0 for a misuse
 };
 
 /// A lock could not be made (message 3).
@@ -277,6 +282,7 @@ class ZFC_API ZOpenResourceException : public ZResourceException {
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
+    /// The path of the lock file.
     [[nodiscard]] char const* value() const { return lockFile.getChars(); }
 
   private:
@@ -291,6 +297,7 @@ class ZFC_API ZCloseResourceException : public ZResourceException {
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
+    /// The path of the lock file.
     [[nodiscard]] char const* value() const { return lockFile.getChars(); }
 
   private:
@@ -305,6 +312,7 @@ class ZFC_API ZInvalidResourceStateException : public ZResourceException {
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
+    /// The name of the state that the lock is in.
     [[nodiscard]] char const* value() const { return state.getChars(); }
 
   private:
@@ -321,6 +329,7 @@ class ZFC_API ZAbstractNotImplementedException : public ZZException {
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
+    /// The name of the operation.
     [[nodiscard]] char const* value() const { return what.getChars(); }
 
   private:
@@ -415,9 +424,9 @@ class ZFC_API ZSharedLibraryException : public ZZException {
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
   protected:
-    ZLCString library;
-    ZLCString errorText;
-    int rc;
+    ZLCString library;    // its name as the caller gave it
+    ZLCString errorText;  // what the loader said
+    int rc;               // the loader's code
 };
 
 /// A library could not be loaded, initialised or unloaded (message 51).
@@ -473,6 +482,7 @@ class ZFC_API ZPropertiesMissingPropertyException : public ZPropertiesException 
 
     /// The stanza.
     [[nodiscard]] char const* category() const { return category_.getChars(); }
+    /// The key.
     [[nodiscard]] char const* key() const { return key_.getChars(); }
 
   private:
@@ -491,7 +501,9 @@ class ZFC_API ZPropertiesInvalidValueException : public ZPropertiesException {
 
     /// The stanza.
     [[nodiscard]] char const* category() const { return category_.getChars(); }
+    /// The key.
     [[nodiscard]] char const* key() const { return key_.getChars(); }
+    /// The value as it stands in the file.
     [[nodiscard]] char const* value() const { return value_.getChars(); }
 
   private:
@@ -529,6 +541,7 @@ class ZFC_API ZPropertiesUnexpectedValueException : public ZPropertiesInvalidVal
     void print() override;
     void throwException(char const* f, int l) override { throwSelf(*this, f, l); }
 
+    /// What the value should be, in words.
     [[nodiscard]] char const* expected() const { return expected_.getChars(); }
 
   private:

@@ -79,6 +79,7 @@ class ZFC_API ZAbstractProcessReadWriteFileLock : public ZAbstractProcessReadWri
     /// Writes the next number to the file. Throws ZInvalidResourceStateException (message 32) when
     /// write is not held, else as writeSequenceNumber().
     unsigned long incSequence() override;
+    /// The directory of the lock file.
     [[nodiscard]] virtual ZLCString const& getLockDirName() const;
     /// Moves the lock to another directory, null for the empty name. Called while no other thread
     /// uses the lock. Throws ZInvalidParameterException (message 22) unless `directory` is one,
@@ -140,6 +141,7 @@ class ZFC_API ZUnixProcessReadWriteFileLock : public ZAbstractProcessReadWriteFi
     /// As the base's.
     ZUnixProcessReadWriteFileLock(char const* name, char const* directory);
     explicit ZUnixProcessReadWriteFileLock(char const* name);
+    /// As the base's.
     ZUnixProcessReadWriteFileLock(ZUnixProcessReadWriteFileLock const& other);
 
     // in slot order: do not sort

@@ -56,6 +56,7 @@ class ZFC_API ZAbstractFileMap {
 /// The POSIX kind. Descriptors are closed on exec and never 0, 1 or 2.
 class ZFC_API ZUnixFileMap : public ZAbstractFileMap {
   public:
+    /// Nothing is opened or mapped yet. `name` is copied; `mapFlags` have no meaning on POSIX.
     ZUnixFileMap(ZLCString const& name, zmapmode mapMode, int mapFlags);
     ZUnixFileMap(ZUnixFileMap const&) = delete;
     /// When `other` is mapped and not this object, maps this object's own file, with its own mode,

@@ -114,6 +114,7 @@ class ZFC_API ZJavaProperties : public ZObject {
     /// Adds the pair, or replaces the one with the same key. Both are converted to UTF-8; malformed
     /// text raises ZToUTF8Exception (message 49). Throws ZOutOfMemoryException (message 1).
     void setValue(ZAbstractString const& key, ZAbstractString const& value);
+    /// Whether the object has the key.
     [[nodiscard]] bool contains(ZAbstractString const& wanted) const;
     /// Appends every key, a ZUTF8String, with the list's add(). They live until the object is
     /// assigned to or ends.

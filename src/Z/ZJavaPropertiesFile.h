@@ -60,6 +60,7 @@ class ZFC_API ZJavaPropertiesFile : public ZObject {
     ZJavaPropertiesFile(ZJavaPropertiesFile const&) = delete;
     ZJavaPropertiesFile& operator=(ZJavaPropertiesFile const&) = delete;
 
+    /// The path as the constructor got it; lives as long as the object.
     [[nodiscard]] char const* getPath() const;
 
     /// Reads the file in place of what the object holds. Never waits for a lock. Throws
@@ -98,6 +99,7 @@ class ZFC_API ZJavaPropertiesFile : public ZObject {
     /// ZPropertiesInvalidDataException (message 44) when the value has half a surrogate pair: it
     /// stays in the file, but is no text.
     void getValue(ZAbstractString const& key, ZAbstractMutableString& out) const;
+    /// Whether the object has the key.
     [[nodiscard]] bool contains(ZAbstractString const& key) const;
     /// Every key once, a ZUTF8String, in the order of the lines that count, in a new list that owns
     /// them. Throws ZPropertiesInvalidDataException (message 44) for a key with half a surrogate

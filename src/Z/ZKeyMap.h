@@ -25,9 +25,11 @@ class ZFC_API ZKeyMap {
     [[nodiscard]] virtual ZObject* getEntry(ZObject const* key) const = 0;
     /// Drops the pair of `key`, if there is one; a copying map deletes its key and value.
     virtual void removeEntry(ZObject const* key) = 0;
+    /// Whether the map has the key.
     [[nodiscard]] virtual bool contains(ZObject const* key) const = 0;
     /// Number of pairs.
     [[nodiscard]] virtual unsigned int size() const = 0;
+    /// Whether there is no pair.
     [[nodiscard]] virtual bool isEmpty() const = 0;
     /// Drops every pair, as removeEntry() does.
     virtual void removeAll() = 0;
@@ -36,6 +38,7 @@ class ZFC_API ZKeyMap {
     /// Append every key, every value, to `out` with its add(), both in the same order. `out` is as
     /// it was when that throws.
     virtual void listKeys(ZList& out) const = 0;
+    /// Likewise the values.
     virtual void listObjects(ZList& out) const = 0;
 
   protected:
@@ -82,6 +85,7 @@ class ZFC_API ZKeyEntry : public ZObject {
 
     /// Both stay the entry's, or their owner's.
     [[nodiscard]] ZObject* getKey() const { return key; }
+    /// The value; see getKey().
     [[nodiscard]] ZObject* getValue() const { return value; }
 
   private:

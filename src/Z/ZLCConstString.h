@@ -18,6 +18,7 @@ class ZFC_API ZLCConstString : public ZAbstractConstString {
     /// Null shows the empty text.
     ZLCConstString(char const* text) : ZAbstractConstString(text) {}
     ZLCConstString(ZLCConstString const& other) = default;
+    /// Shows the text of `other`, which outlives the view or stays unchanged.
     ZLCConstString(ZLCString const& other);
 
     // in slot order: do not sort
@@ -30,20 +31,24 @@ class ZFC_API ZLCConstString : public ZAbstractConstString {
     [[nodiscard]] int compareignorecase(char const* other) const override;
     [[nodiscard]] ZCodesetHandle getCodesetHandle() const override;
 
+    /// The order of the texts, as compare(char const*) has it.
     [[nodiscard]] int compare(ZLCConstString const& other) const {
         return compare(other.getChars());
     }
     [[nodiscard]] int compare(ZLCString const& other) const;
+    /// The same without regard to case.
     [[nodiscard]] int compareignorecase(ZLCConstString const& other) const {
         return compareignorecase(other.getChars());
     }
     [[nodiscard]] int compareignorecase(ZLCString const& other) const;
 
     ZLCConstString& operator=(ZLCConstString const& other) = default;
+    /// Shows the text of `other` when it is of this family; else changes nothing.
     ZLCConstString& operator=(ZAbstractString const& other) {
         ZAbstractString::operator=(other);
         return *this;
     }
+    /// Shows `text` from now on; null shows the empty text.
     ZLCConstString& operator=(char const* text) {
         ZAbstractConstString::operator=(text);
         return *this;

@@ -26,6 +26,7 @@ class ZFC_API ZLCString : public ZAbstractMutableString {
         setChars(other);
         trunc(maxLength);
     }
+    /// The one byte.
     explicit ZLCString(char c) : ZAbstractMutableString(c) {}
     /// The number as decimal text.
     explicit ZLCString(int number) : ZAbstractMutableString(number) {}
@@ -49,8 +50,10 @@ class ZFC_API ZLCString : public ZAbstractMutableString {
     ZAbstractMutableString& replaceAll(char const* set, char const* to) override;
     ZAbstractMutableString& replaceOther(char const* set, char const* to) override;
 
+    /// The order of the texts, as compare(char const*) has it.
     [[nodiscard]] int compare(ZLCString const& other) const { return compare(other.getChars()); }
     [[nodiscard]] int compare(ZLCConstString const& other) const;
+    /// The same without regard to case.
     [[nodiscard]] int compareignorecase(ZLCString const& other) const {
         return compareignorecase(other.getChars());
     }
@@ -58,22 +61,27 @@ class ZFC_API ZLCString : public ZAbstractMutableString {
 
     using ZAbstractString::operator==;
     using ZAbstractString::operator!=;
+    /// Whether the bytes are the same.
     [[nodiscard]] bool operator==(ZLCString const& other) const { return hasBytesOf(other); }
     [[nodiscard]] bool operator!=(ZLCString const& other) const { return !hasBytesOf(other); }
 
     ZLCString& operator=(ZLCString const& other) = default;
+    /// Takes the text over; `other` is empty afterwards.
     ZLCString& operator=(ZLCString&& other) noexcept {
         take(other);
         return *this;
     }
+    /// As setChars(): a string of the other family is converted.
     ZLCString& operator=(ZAbstractString const& other) {
         ZAbstractString::operator=(other);
         return *this;
     }
+    /// The bytes of `text`; null empties.
     ZLCString& operator=(char const* text) {
         setChars(text);
         return *this;
     }
+    /// The one byte.
     ZLCString& operator=(char c) {
         ZAbstractMutableString::operator=(c);
         return *this;
@@ -96,6 +104,7 @@ class ZFC_API ZLCString : public ZAbstractMutableString {
         return *this;
     }
 
+    /// Adds one byte, or text, at the end; null adds nothing.
     ZLCString& operator+=(char c) {
         append(c);
         return *this;
@@ -120,7 +129,7 @@ class ZFC_API ZLCString : public ZAbstractMutableString {
     }
     [[nodiscard]] ZLCString operator+(ZLCString const& other) const&;
     [[nodiscard]] ZLCString operator+(ZLCConstString const& other) const&;
-    // A temporary is extended, not copied.
+    /// A temporary is extended, not copied.
     [[nodiscard]] ZLCString operator+(char const* text) && { return std::move(*this += text); }
     [[nodiscard]] ZLCString operator+(char character) && { return std::move(*this += character); }
     [[nodiscard]] ZLCString operator+(ZLCString const& other) && {

@@ -28,6 +28,7 @@ class ZFC_API ZList {
     virtual ~ZList();
     /// Number of members.
     [[nodiscard]] virtual unsigned int size() const = 0;
+    /// Whether there is no member.
     [[nodiscard]] virtual bool isEmpty() const = 0;
     /// Non-zero when the members belong to the list.
     [[nodiscard]] virtual int ownsMembers() const = 0;
@@ -60,6 +61,7 @@ class ZFC_API ZList {
     /// Index of the first member (lastIndexOf: of the last) that `obj->equals()` accepts; -1 when
     /// there is none.
     [[nodiscard]] virtual int indexOf(ZObject const* obj) const = 0;
+    /// The same for the last.
     [[nodiscard]] virtual int lastIndexOf(ZObject const* obj) const = 0;
     /// What `iterator.indexOf()` gives.
     [[nodiscard]] virtual int indexOf(ZListIterator& iterator) const = 0;
@@ -159,6 +161,7 @@ class ZFC_API ZArrayList : public ZAbstractList {
     /// The members for `for (ZObject* member : list)`, the fastest walk over them. The list must
     /// not change meanwhile.
     [[nodiscard]] ZObject* const* begin() const { return data.get(); }
+    /// The end of the walk.
     [[nodiscard]] ZObject* const* end() const { return data.get() + count; }
 
     /// Number of members that fit before the list grows.
@@ -185,6 +188,7 @@ class ZFC_API ZArrayList : public ZAbstractList {
 /// knows its position only.
 class ZFC_API ZListIterator : public ZAbstractIterator {
   public:
+    /// Before the first member of `walked`, which is not owned and outlives the iterator.
     explicit ZListIterator(ZList const& walked) : list(&walked) {}
     ZListIterator(ZListIterator const&) = default;
     ZListIterator& operator=(ZListIterator const&) = default;

@@ -8,6 +8,7 @@
 #include "Z/ZObject.h"
 #include "Z/zexport.h"
 
+/// Asks the system for the name under which others find this machine.
 class ZFC_API ZLocalHostName : public ZObject {
   public:
     ~ZLocalHostName() override;

@@ -40,7 +40,9 @@ class ZFC_API ZCAPABILITY("mutex") ZLockInterface {
     ZLockInterface& operator=(ZLockInterface const&) = default;
 
     // in slot order: do not sort
+    /// Takes the lock; waits while another thread holds it.
     virtual void lock() ZACQUIRE() = 0;
+    /// Gives back what lock() took.
     virtual void unlock() ZRELEASE() = 0;
     virtual ~ZLockInterface();
 };

@@ -39,6 +39,7 @@ class ZFC_API ZMap {
     [[nodiscard]] virtual bool contains(ZObject const* key) const = 0;
     /// Number of entries.
     [[nodiscard]] virtual unsigned int size() const = 0;
+    /// Whether there is no entry.
     [[nodiscard]] virtual bool isEmpty() const = 0;
     /// Takes every entry out; an owning map deletes them, and those too that their destructors put
     /// meanwhile.
@@ -160,6 +161,7 @@ class ZFC_API ZMapIterator : public ZAbstractIterator {
 /// Walks an array map itself, in the order of insertion: changes are seen.
 class ZFC_API ZArrayMapIterator : public ZListIterator {
   public:
+    /// Before the first entry of `map`, which is not owned and outlives the iterator.
     explicit ZArrayMapIterator(ZArrayMap& map);
     ZArrayMapIterator(ZArrayMapIterator const&) = default;
     ZArrayMapIterator& operator=(ZArrayMapIterator const&) = default;

@@ -29,6 +29,7 @@ class ZFC_API ZMessageService {
                                ZLCString const* s1, ZLCString const* s2, ZLCString const* s3,
                                ZLCString const* s4, ZLCString const* s5,
                                ZLCString const* s6) const = 0;
+    /// The same with texts in UTF-8.
     virtual void outputMessageUTF8(char const* file, int line, int number, int count,
                                    ZUTF8String const* s1, ZUTF8String const* s2,
                                    ZUTF8String const* s3, ZUTF8String const* s4,

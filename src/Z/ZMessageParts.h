@@ -29,16 +29,21 @@ class ZFC_API ZMessageParts {
     /// default text names.
     ZMessageParts(ZZException const& exception, va_list inserts);
 
+    /// The message number.
     [[nodiscard]] unsigned long getNumber() const { return reported->getCode(); }
+    /// The name of the exception's class; not owned by the caller.
     [[nodiscard]] char const* getClassName() const { return reported->getName(); }
     /// The place of the throw; null and 0 before it has one.
     [[nodiscard]] char const* getSource() const { return reported->who(); }
+    /// The line of the throw; 0 before it has a place.
     [[nodiscard]] int getLine() const { return reported->where(); }
     /// The number of the calling thread, as reports show it.
     [[nodiscard]] static int getThread();
 
+    /// How many inserts there are, at most mostInserts.
     [[nodiscard]] int getInsertCount() const { return count; }
-    // Each of these raises ZInvalidParameterException (message 22) for an index beyond the inserts.
+    /// The kind of an insert. This and the two below raise ZInvalidParameterException (message 22)
+    /// for an index beyond the inserts.
     [[nodiscard]] ZZException::InsertKind getInsertKind(int index) const;
     /// The text of an insert, which may be null; null for a number.
     [[nodiscard]] char const* getInsertText(int index) const;

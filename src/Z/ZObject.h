@@ -32,7 +32,7 @@ class ZFC_API ZObject {
     /// Whether compare() gives 0.
     [[nodiscard]] virtual bool equals(ZObject const& other) const;
 
-    // All six ask the virtual compare().
+    /// All six ask the virtual compare().
     [[nodiscard]] bool operator==(ZObject const& other) const { return compare(other) == 0; }
     [[nodiscard]] bool operator!=(ZObject const& other) const { return compare(other) != 0; }
     [[nodiscard]] bool operator<(ZObject const& other) const { return compare(other) < 0; }
@@ -52,22 +52,25 @@ class ZFC_API ZObject {
                               std::nothrow_t const&) noexcept;
     static void* operator new[](std::size_t size, std::align_val_t alignment,
                                 std::nothrow_t const&) noexcept;
+    /// Take back what the forms above gave; null is left alone.
     static void operator delete(void* block) noexcept;
     static void operator delete[](void* block) noexcept;
     static void operator delete(void* block, std::align_val_t alignment) noexcept;
     static void operator delete[](void* block, std::align_val_t alignment) noexcept;
-    // For constructors that throw.
+    /// For constructors that throw.
     static void operator delete(void* block, std::nothrow_t const&) noexcept;
     static void operator delete[](void* block, std::nothrow_t const&) noexcept;
     static void operator delete(void* block, std::align_val_t alignment,
                                 std::nothrow_t const&) noexcept;
     static void operator delete[](void* block, std::align_val_t alignment,
                                   std::nothrow_t const&) noexcept;
-    // The class's own forms would hide these.
+    ///@{
+    /// The class's own forms would hide these.
     static void* operator new(std::size_t, void* place) noexcept { return place; }
     static void* operator new[](std::size_t, void* place) noexcept { return place; }
     static void operator delete(void*, void*) noexcept {}
     static void operator delete[](void*, void*) noexcept {}
+    ///@}
 };
 
 #endif

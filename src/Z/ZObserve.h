@@ -89,7 +89,9 @@ class ZFC_API ZAbstractObservable : public ZObservableInterface {
 
   protected:
     ZAbstractObservable();
+    /// Observes nothing: the observers of `other` are its own.
     ZAbstractObservable(ZAbstractObservable const& other);
+    /// Changes nothing, for the same reason.
     ZAbstractObservable& operator=(ZAbstractObservable const& other);
     ~ZAbstractObservable();
 

@@ -78,7 +78,9 @@ class ZFC_API ZSequenceUpdate : public ZObservedParm {
     /// to 2^31 - 1 before it, across the wrap as well. Other objects are compared by address.
     [[nodiscard]] int compare(ZObject const& other) const override;
     [[nodiscard]] ZObject* clone() const override;
+    /// The number of the shared data.
     [[nodiscard]] virtual unsigned long getSequence() const;
+    /// The number that the process's data is current with.
     [[nodiscard]] virtual unsigned long getLastSequence() const;
 
   private:
@@ -128,12 +130,15 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     void setUpdate(int newUpdate) override;
     /// As lock() with zlockRead, with zlockWrite, with zlockProtect.
     void readLock() override;
+    /// As lock() with zlockWrite.
     void writeLock() override;
+    /// As lock() with zlockProtect, which is write here.
     void readWithIntentToWriteLock() override;
     /// Does nothing: protect is write already.
     void promoteReadToWriteLock() override;
     /// The state of this object: zlockUnset, zlockRead or zlockWrite.
     [[nodiscard]] virtual zlockstate getLockState() const;
+    /// The lock's name; lives until the lock gets another one.
     [[nodiscard]] virtual ZLCString const& getLockName() const;
     /// Renames a lock that is held, after releasing it as unlock() does and with what that throws.
     /// An idle lock keeps its name. The lock's file stays the same. Throws as the constructor, and
@@ -165,7 +170,9 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     /// take the lock or give it back is waited for, some milliseconds. A read is refused only when
     /// somebody writes or waits for that.
     [[nodiscard]] bool tryLock(zlockstate requested) { return lockFor(requested, 0); }
+    /// As tryLock() with zlockRead.
     [[nodiscard]] bool tryReadLock() { return tryLock(zlockRead); }
+    /// As tryLock() with zlockWrite.
     [[nodiscard]] bool tryWriteLock() { return tryLock(zlockWrite); }
 
   protected:
@@ -217,7 +224,9 @@ class ZFC_API ZStackWriteLock : public ZObject {
 /// alone. Its state is protect, not write, when that was asked for.
 class ZFC_API ZStubProcessReadWriteLock : public ZAbstractProcessReadWriteLock {
   public:
+    /// A lock that is not held. Throws as ZAbstractProcessReadWriteLock().
     explicit ZStubProcessReadWriteLock(char const* name);
+    /// A lock of the same name that is not held.
     ZStubProcessReadWriteLock(ZStubProcessReadWriteLock const& other);
 
     using ZAbstractProcessReadWriteLock::lock;

@@ -177,9 +177,9 @@ class ZFC_API ZPropertyChanged : public ZObservedParm {
     enum PropertyStyle { stanzaAndKey = 0 };
     /// What happened.
     enum PropertyChangeType {
-        stanzaAdded = 0,
-        deleted = 1,  ///< a key, or with no key a stanza
-        valueSet = 2
+        stanzaAdded = 0,  ///< a new stanza
+        deleted = 1,      ///< a key, or with no key a stanza
+        valueSet = 2      ///< a key is new or has other values
     };
 
     /// Copies the names; `key` is null for a change of a whole stanza.
@@ -188,7 +188,9 @@ class ZFC_API ZPropertyChanged : public ZObservedParm {
 
     [[nodiscard]] ZObject* clone() const override { return new ZPropertyChanged(*this); }
 
+    /// How the property is named.
     [[nodiscard]] PropertyStyle getStyle() const { return style; }
+    /// What happened.
     [[nodiscard]] PropertyChangeType getChangeType() const { return change; }
     /// Lives as long as the notice, as does the key.
     [[nodiscard]] char const* getStanza() const { return stanza.getChars(); }
@@ -208,6 +210,7 @@ class ZFC_API ZAbstractProperties : public ZObject {
     /// Holds a lock from its construction to the end of its scope; see ZResourceLock.
     class ZFC_API ZSCOPED_CAPABILITY ZPropResourceLock {
       public:
+        /// Takes the lock; throws what its lock() throws.
         [[nodiscard]] explicit ZPropResourceLock(ZLockInterface& l) ZACQUIRE(l) : guard(l) {}
         /// Throws also ZLockResourceException (message 5) with EOWNERDEAD, in the child of a fork,
         /// for the lock of an object that was left behind, with nothing held.
@@ -577,6 +580,7 @@ class ZFC_API ZAbstractPropertiesIterator : public ZObject, public ZPropertiesIt
 /// Over the stanzas of a properties object, or over the keys of one stanza, in file order.
 class ZFC_API ZPropertiesIterator : public ZAbstractPropertiesIterator {
   public:
+    /// Over the stanzas.
     explicit ZPropertiesIterator(ZProperties const& properties);
     /// An absent stanza has no keys.
     ZPropertiesIterator(ZProperties const& properties, char const* stanza);
@@ -635,10 +639,12 @@ class ZFC_API ZAbstractPropertyValuesIterator : public ZObject,
     /// What getValue() raises where there is no value.
     [[noreturn]] void raiseInvalidState() const;
 
-    // The walk follows an edit that was made.
+    ///@{
+    /// The walk follows an edit that was made.
     void valueAdded(char const* value);
     void valueChanged(char const* value);
     void valueRemoved();
+    ///@}
 
   private:
     ZLCString fileName;         // for errors

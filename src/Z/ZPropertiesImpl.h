@@ -35,6 +35,7 @@ enum ZPropertyStringType : int {
 /// One line of a stanza file, as listed by ZPCategoryBasedCache::getLines().
 class ZFC_API ZPropLine : public ZObject {
   public:
+    /// What a line is, and what its text then tells.
     enum Kind : unsigned int {
         comment = 1,  ///< text: from its `#` to the end
         blank = 2,    ///< text: empty
@@ -42,13 +43,16 @@ class ZFC_API ZPropLine : public ZObject {
         key = 8       ///< text: the key name; its values are the key's
     };
 
+    /// A line of a Kind; the text is copied.
     ZPropLine(unsigned int lineKind, char const* lineText) : kind(lineKind), text(lineText) {}
 
     /// By kind, then by the bytes of the text; an object of another class as ZObject::compare().
     [[nodiscard]] int compare(ZObject const& other) const override;
     [[nodiscard]] ZObject* clone() const override { return new ZPropLine(*this); }
 
+    /// One of Kind.
     [[nodiscard]] unsigned int getKind() const { return kind; }
+    /// What Kind says; lives as long as the object.
     [[nodiscard]] char const* getText() const { return text.getChars(); }
 
   private:
@@ -60,6 +64,7 @@ class ZFC_API ZPropLine : public ZObject {
 /// ZPCategoryBasedCache::getObfuscatedItems().
 class ZFC_API ZObfuscatedItem : public ZObject {
   public:
+    /// Copies both names.
     ZObfuscatedItem(char const* stanzaName, char const* keyName)
         : stanza(stanzaName), key(keyName) {}
 
@@ -68,7 +73,9 @@ class ZFC_API ZObfuscatedItem : public ZObject {
     [[nodiscard]] int compare(ZObject const& other) const override;
     [[nodiscard]] ZObject* clone() const override { return new ZObfuscatedItem(*this); }
 
+    /// The stanza's name; lives as long as the object, as does the key's.
     [[nodiscard]] char const* getStanza() const { return stanza.getChars(); }
+    /// The key's name.
     [[nodiscard]] char const* getKey() const { return key.getChars(); }
 
   private:
@@ -90,7 +97,9 @@ class ZFC_API ZPKVList : public ZObject {
     [[nodiscard]] ZArrayList* getEntry(char const* key) const;
     /// Drops the key, if it is there.
     void removeEntry(char const* key);
+    /// Drops every key.
     void removeAll();
+    /// Number of keys.
     [[nodiscard]] unsigned int size() const;
     /// The key names (ZLCString) in order; owned by the map.
     [[nodiscard]] ZArrayList const& getKeys() const;
@@ -112,15 +121,19 @@ class ZFC_API ZPropertiesKVList : public ZObject {
     ZPropertiesKVList& operator=(ZPropertiesKVList const&) = delete;
     ~ZPropertiesKVList() override;
 
+    /// The codeset of the pairs.
     [[nodiscard]] ZPropertyStringType getType() const { return type; }
+    /// Number of pairs.
     [[nodiscard]] unsigned int getItemCount() const;
     /// The key (the value) of pair `i`, a ZLCString or a ZUTF8String as the type says; owned by the
     /// list; null when `i` is beyond the end.
     [[nodiscard]] ZAbstractString const* getItemKey(unsigned int i) const;
+    /// The value of pair `i`; see getItemKey().
     [[nodiscard]] ZAbstractString const* getItemValue(unsigned int i) const;
     /// Appends a pair given in the local codeset; null is empty text. Text that has no UTF-8 form
     /// raises ZToUTF8Exception (message 49) and nothing is added.
     void addItem(char const* key, char const* value);
+    /// Drops every pair.
     void clear();
 
   private:
@@ -135,8 +148,8 @@ class ZFC_API ZPCache : public ZObject {
     /// Which of a key's two value lists is meant.
     enum get_type_e {
         plainElseObfuscated = 0,  ///< the plain values if there are any, else the obfuscated ones
-        plainValues = 1,
-        obfuscatedValues = 2
+        plainValues = 1,          ///< the plain values alone
+        obfuscatedValues = 2      ///< the obfuscated values alone
     };
     /// Attribute bit: comments and blank lines that are read are kept.
     static constexpr unsigned long keepComments = 1;
@@ -148,7 +161,7 @@ class ZFC_API ZPCache : public ZObject {
     /// Attribute bit: the attribute data points to an `unsigned long`, read at once: how many bytes
     /// the content of the companion file may expand to, instead of defaultCompanionLimit.
     static constexpr unsigned long companionLimit = 8;
-    static constexpr unsigned long defaultCompanionLimit = 64UL << 20;
+    static constexpr unsigned long defaultCompanionLimit = 64UL << 20;  // 64 MiB
 
     // in slot order: do not sort
     ~ZPCache() override;
@@ -180,7 +193,9 @@ class ZFC_API ZPCache : public ZObject {
     /// absent.
     [[nodiscard]] virtual unsigned int countValues(char const* stanza) const = 0;
     [[nodiscard]] virtual unsigned int countValues(char const* stanza, char const* key) const = 0;
+    /// Number of keys of the stanza; 0 when it is absent.
     [[nodiscard]] virtual unsigned int keyCount(char const* stanza) const = 0;
+    /// Whether the stanza, or the key in it, exists, with or without values.
     [[nodiscard]] virtual bool contains(char const* stanza) const = 0;
     [[nodiscard]] virtual bool contains(char const* stanza, char const* key) const = 0;
     /// Whether any key of the stanza, whether this key, has obfuscated values.
@@ -350,8 +365,11 @@ class ZFC_API ZPCategoryBasedCache : public ZPCache {
     /// The file that holds the obfuscated values: the last plain value given to the key "file" of
     /// the stanza "configuration-database", by the reader or by an edit; empty when there was none.
     [[nodiscard]] char const* getCompanionName() const { return companionName.getChars(); }
+    /// Says where the obfuscated values are kept from now on; null for nowhere.
     void setCompanionName(char const* file) { companionName = file; }
+    /// The attribute bits that are set.
     [[nodiscard]] unsigned long getAttributes() const { return attributes; }
+    /// What the attribute bits were set with; not owned.
     [[nodiscard]] void* getAttributeData() const { return attributeData; }
     /// Bytes that the content of the companion file may expand to.
     [[nodiscard]] unsigned long getCompanionLimit() const;

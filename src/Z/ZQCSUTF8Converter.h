@@ -70,6 +70,7 @@ class ZFC_API ZQCSUTF8Converter : public ZAbstractUTF8Converter {
     /// `*place`, unless `place` is null, the offset of the first character that does not convert.
     [[nodiscard]] bool tryConvertToLocal(char const* utf8, unsigned long length, ZBuffer& out,
                                          unsigned long* place = nullptr) const;
+    /// The same in the other direction.
     [[nodiscard]] bool tryConvertToUTF8(char const* local, unsigned long length, ZBuffer& out,
                                         unsigned long* place = nullptr) const;
 

@@ -53,10 +53,10 @@ class ZFC_API ZReadWriteLockInterface {
   public:
     /// The states of a lock, which are also its modes. Any number may arrive in such a variable.
     enum zlockstate : unsigned int {
-        zlockUnset = 0,
-        zlockRead = 1,
-        zlockProtect = 2,
-        zlockWrite = 3
+        zlockUnset = 0,    ///< nobody holds the lock
+        zlockRead = 1,     ///< many threads, which change nothing
+        zlockProtect = 2,  ///< one thread that may change something later; readers beside it
+        zlockWrite = 3     ///< one thread alone
     };
 
     // in slot order: do not sort
@@ -66,7 +66,9 @@ class ZFC_API ZReadWriteLockInterface {
     virtual void unlock() = 0;
     /// Takes the lock in a mode; zlockUnset releases it.
     virtual void lock(zlockstate state) = 0;
+    /// Takes the lock for reading.
     virtual void readLock() = 0;
+    /// Takes the lock for writing.
     virtual void writeLock() = 0;
     /// Takes the lock for protect.
     virtual void readWithIntentToWriteLock() = 0;
@@ -155,7 +157,9 @@ class ZFC_API ZReadWriteLock : public ZAbstractReadWriteLock {
     /// Each throws ZLockResourceException (message 5, rc 0) when the calling thread holds protect
     /// or write.
     void readLock() override;
+    /// As readLock(), alone.
     void writeLock() override;
+    /// As readLock(), beside readers, but as the only one that may go on to write.
     void readWithIntentToWriteLock() override;
     /// From protect to write: shuts new readers out and waits for those inside. Throws
     /// ZLockResourceException (message 5, rc 0) when the calling thread does not hold protect;
@@ -167,7 +171,9 @@ class ZFC_API ZReadWriteLock : public ZAbstractReadWriteLock {
     /// As lock(), without waiting for other holders: false when the mode is not to be had now.
     /// Throws ZInvalidParameterException (message 22) also for zlockUnset.
     [[nodiscard]] bool tryLock(zlockstate requested);
+    /// As tryLock() with zlockRead.
     [[nodiscard]] bool tryReadLock() { return tryLock(zlockRead); }
+    /// As tryLock() with zlockWrite.
     [[nodiscard]] bool tryWriteLock() { return tryLock(zlockWrite); }
     /// As tryLock(), waiting `milliseconds` at most, by the monotonic clock. Zero and less do not
     /// wait. Nothing is held when it gives false.
@@ -177,8 +183,11 @@ class ZFC_API ZReadWriteLock : public ZAbstractReadWriteLock {
     /// `std::shared_lock`, `std::unique_lock` and `std::scoped_lock`. Each throws as the operation
     /// that it stands for.
     [[nodiscard]] bool try_lock() { return tryWriteLock(); }
+    /// As readLock().
     void lock_shared() { readLock(); }
+    /// As tryReadLock().
     [[nodiscard]] bool try_lock_shared() { return tryReadLock(); }
+    /// As unlock().
     void unlock_shared() { unlock(); }
 
   private:
@@ -220,6 +229,8 @@ class ZFC_API ZStackReadWriteLock : public ZObject {
     /// Calls `unlock()` once, whatever is locked; what that throws is reported, not thrown.
     ~ZStackReadWriteLock() override;
 
+    ///@{
+    /// The lock's own operation of the same name.
     void readLock() { readWriteLock.readLock(); }
     void writeLock() { readWriteLock.writeLock(); }
     void readWithIntentToWriteLock() { readWriteLock.readWithIntentToWriteLock(); }
@@ -227,6 +238,8 @@ class ZFC_API ZStackReadWriteLock : public ZObject {
     void unlock(int update) { readWriteLock.unlock(update); }
     [[nodiscard]] int getUpdate() const { return readWriteLock.getUpdate(); }
     void setUpdate(int update) { readWriteLock.setUpdate(update); }
+    ///@}
+    /// The lock; not owned.
     [[nodiscard]] ZAbstractReadWriteLock& getReadWriteLock() const { return readWriteLock; }
 
   private:

@@ -37,25 +37,29 @@ class ZFC_API ZAbstractSharedLibrary : public ZObject {
     /// in it; a result that is not 0 fails the load. This one returns 0.
     virtual int initialize();
 
+    /// The name as the constructor got it.
     [[nodiscard]] ZLCString const& getLibraryName() const { return libraryName; }
     /// The loader's mode bits; 0 for the default mode, RTLD_NOW | RTLD_GLOBAL.
     [[nodiscard]] int getFlags() const { return flags; }
+    /// Sets the loader's mode bits for loads to come.
     void setFlags(int mode) { flags = mode; }
     /// The error number of the last failure; 0 before any, or when the loader gave none.
     [[nodiscard]] int getLastErrorNumber() const { return lastErrorNumber; }
+    /// Says what getLastErrorNumber() is to answer.
     void setLastErrorNumber(int err) { lastErrorNumber = err; }
     /// The loader's text of the last failure; empty before any, or when the loader gave none.
     [[nodiscard]] ZLCString const& getLastErrorMessage() const { return lastErrorMessage; }
+    /// Says what getLastErrorMessage() is to answer; the text is copied, null is empty.
     void setLastErrorMessage(char const* message) { lastErrorMessage = message; }
 
   protected:
-    ZLCString libraryName;
+    ZLCString libraryName;            // what the loader is given
     ZLCString primarySuffix = ".so";  // of the file names to try when the name itself fails
     // Kept: the same as the first on this platform, so a failing load tries one name twice.
-    ZLCString secondarySuffix = ".so";
-    int lastErrorNumber = 0;
-    ZLCString lastErrorMessage;
-    int flags = 0;
+    ZLCString secondarySuffix = ".so";  // tried after the first
+    int lastErrorNumber = 0;            // of the last failure; 0: none, or without one
+    ZLCString lastErrorMessage;         // of the last failure; empty: none, or without one
+    int flags = 0;                      // mode bits of the loader; 0: the default mode
 };
 
 /// The kind that dlopen loads.

@@ -32,18 +32,21 @@ class ZFC_API ZSqueeze {
     /// the number of bytes written, or a negative status: -5 also for room above LONG_MAX, which on
     /// 32 bits is 2 GiB.
     [[nodiscard]] long squeeze(unsigned char* dest, unsigned long destLength) const noexcept;
+    /// Expands the source; else as squeeze().
     [[nodiscard]] long unsqueeze(unsigned char* dest, unsigned long destLength) const noexcept;
 
     /// The same for a block given here. `*destLength` is the room before and, on success, the bytes
     /// written behind; a failure leaves it. Return 0 or a negative status.
     int compress(unsigned char* dest, unsigned long* destLength, unsigned char const* src,
                  unsigned long srcLength) const noexcept;
+    /// The same for expanding.
     int uncompress(unsigned char* dest, unsigned long* destLength, unsigned char const* src,
                    unsigned long srcLength) const noexcept;
 
-    // zlib's stream functions of the same names, with their contracts and statuses. The four that
-    // end in _ are what the macros deflateInit() and so on of zlib.h expand to: `version` is
-    // ZLIB_VERSION, `recordSize` the size of the stream record.
+    ///@{
+    /// zlib's stream functions of the same names, with their contracts and statuses. The four that
+    /// end in _ are what the macros deflateInit() and so on of zlib.h expand to: `version` is
+    /// ZLIB_VERSION, `recordSize` the size of the stream record.
     static char const* zlibVersion() noexcept;
     static int deflateInit_(z_stream_s* stream, int level, char const* version,
                             int recordSize) noexcept;
@@ -67,6 +70,7 @@ class ZFC_API ZSqueeze {
     static int inflateSync(z_stream_s* stream) noexcept;
     static int inflateSyncPoint(z_stream_s* stream) noexcept;
     static int inflateReset(z_stream_s* stream) noexcept;
+    ///@}
 
   private:
     unsigned char* source = nullptr;  // the input, not owned; null until setSource()

@@ -17,6 +17,7 @@ class ZUTF8String;
 
 namespace zfc::strings {
 
+/// Whether the type is one of the two.
 template <class String, class Owned, class View>
 inline constexpr bool isOneOf =
     std::is_convertible_v<String*, Owned const*> || std::is_convertible_v<String*, View const*>;
@@ -37,7 +38,7 @@ using IfNotWalkable = std::enable_if_t<
 /// supplies. Source and target outlive the iterator; the source stays unchanged while it is walked.
 class ZFC_API ZStringIterator : public ZAbstractIterator {
   public:
-    // The families of source and target always match.
+    /// The families of source and target always match.
     ZStringIterator(ZLCString const& source, ZLCString& target);
     ZStringIterator(ZLCConstString const& source, ZLCString& target);
     ZStringIterator(ZUTF8String const& source, ZUTF8String& target);

@@ -30,8 +30,9 @@ inline namespace zrelease {
 
 /// A number of bytes. As a value a whole number, and behind it k, M, G or T for powers of 1024.
 struct Size {
-    std::uint64_t bytes = 0;
+    std::uint64_t bytes = 0;  // as many
 
+    /// Equal when the numbers are.
     [[nodiscard]] friend bool operator==(Size a, Size b) { return a.bytes == b.bytes; }
     [[nodiscard]] friend bool operator!=(Size a, Size b) { return !(a == b); }
 };
@@ -42,8 +43,8 @@ struct Size {
 /// How values are read and written, for zfc::ValueType.
 class ZFC_API ZValueText {
   public:
-    // Whole texts alone, without white space, in any locale of the process; false for any other,
-    // which leaves the result alone. A whole number is decimal, or hexadecimal behind "0x".
+    /// Whole texts alone, without white space, in any locale of the process; false for any other,
+    /// which leaves the result alone. A whole number is decimal, or hexadecimal behind "0x".
     [[nodiscard]] static bool parse(std::string_view text, long long& number) noexcept;
     [[nodiscard]] static bool parse(std::string_view text, unsigned long long& number) noexcept;
     /// Finite numbers as ISO C has them in decimal.
@@ -51,6 +52,7 @@ class ZFC_API ZValueText {
     [[nodiscard]] static bool parse(std::string_view text, double& number) noexcept;
     /// yes, no, on, off, true, false, 1 and 0, in any case of letters.
     [[nodiscard]] static bool parse(std::string_view text, bool& truth) noexcept;
+    /// As zfc::Size says.
     [[nodiscard]] static bool parse(std::string_view text, zfc::Size& size) noexcept;
     /// A whole number and ns, us, ms, s, min (or m), h or d, in units of `tick` nanoseconds; false
     /// also for what is no whole number of these.
@@ -83,14 +85,18 @@ namespace zfc {
 inline namespace zrelease {
 namespace values {
 
+/// Whether T is a whole number, and neither a truth nor a character.
 template <class T>
 inline constexpr bool isNumber =
     std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
     !std::is_same_v<T, wchar_t> && !std::is_same_v<T, char16_t> && !std::is_same_v<T, char32_t>;
+/// The type of 64 bits that values of T go through.
 template <class T>
 using Widest = std::conditional_t<std::is_signed_v<T>, long long, unsigned long long>;
+/// Whether T is a real number.
 template <class T>
 inline constexpr bool isReal = std::is_same_v<T, float> || std::is_same_v<T, double>;
+/// Whether T is a list of values: one for each line of the key.
 template <class T>
 inline constexpr bool isList = false;
 template <class T>
@@ -112,6 +118,7 @@ template <class T, class Wide>
 template <class T, class = void>
 struct ValueType;
 
+/// Whole numbers, decimal or hexadecimal behind "0x"; what T cannot hold is refused.
 template <class T>
 struct ValueType<T, std::enable_if_t<values::isNumber<T>>> {
     static std::optional<T> parse(char const* text) {
@@ -127,6 +134,7 @@ struct ValueType<T, std::enable_if_t<values::isNumber<T>>> {
     static ZLCString write(T number) { return ZValueText::of(values::Widest<T>{number}); }
 };
 
+/// Finite real numbers, decimal, with a point in every locale.
 template <class T>
 struct ValueType<T, std::enable_if_t<values::isReal<T>>> {
     static std::optional<T> parse(char const* text) {
@@ -138,6 +146,7 @@ struct ValueType<T, std::enable_if_t<values::isReal<T>>> {
     static ZLCString write(T number) { return ZValueText::of(number); }
 };
 
+/// yes, no, on, off, true, false, 1 and 0, in any case of letters.
 template <>
 struct ValueType<bool> {
     static std::optional<bool> parse(char const* text) {
@@ -149,6 +158,7 @@ struct ValueType<bool> {
     static ZLCString write(bool truth) { return truth ? "yes" : "no"; }
 };
 
+/// Sizes: a whole number, and behind it k, M, G or T.
 template <>
 struct ValueType<Size> {
     static std::optional<Size> parse(char const* text) {
@@ -160,10 +170,13 @@ struct ValueType<Size> {
     static ZLCString write(Size size) { return ZValueText::of(size); }
 };
 
+/// Times: a whole number and ns, us, ms, s, min (or m), h or d, which is a whole number of units.
 template <class Rep, class Period>
 struct ValueType<std::chrono::duration<Rep, Period>> {
+    /// The type itself.
     using Duration = std::chrono::duration<Rep, Period>;
     static_assert(std::nano::den % Period::den == 0, "a unit of whole nanoseconds");
+    /// Nanoseconds in a unit.
     static constexpr long long tick = std::nano::den / Period::den * Period::num;
 
     static std::optional<Duration> parse(char const* text) {
@@ -199,6 +212,7 @@ struct ValueType<std::string> {
     static ZLCString write(std::string_view text) { return ZValueText::of(text); }
 };
 
+/// The text as it stands in the file.
 template <>
 struct ValueType<ZLCString> {
     static std::optional<ZLCString> parse(char const* text) { return ZLCString(text); }
@@ -225,6 +239,7 @@ struct ValueType<ZUTF8String> {
 
 namespace values {
 
+/// The text as a T; raises ZPropertiesUnexpectedValueException (message 59) when it is none.
 template <class T>
 [[nodiscard]] T valueOf(ZPropertiesInterface const& properties, char const* stanza, char const* key,
                         char const* text) {

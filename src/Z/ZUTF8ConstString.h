@@ -18,6 +18,7 @@ class ZFC_API ZUTF8ConstString : public ZAbstractConstString {
     /// Null shows the empty text.
     ZUTF8ConstString(char const* text) : ZAbstractConstString(text) {}
     ZUTF8ConstString(ZUTF8ConstString const& other) = default;
+    /// Shows the text of `other`, which outlives the view or stays unchanged.
     ZUTF8ConstString(ZUTF8String const& other);
 
     // in slot order: do not sort
@@ -30,20 +31,24 @@ class ZFC_API ZUTF8ConstString : public ZAbstractConstString {
     [[nodiscard]] int compareignorecase(char const* other) const override;
     [[nodiscard]] ZCodesetHandle getCodesetHandle() const override;
 
+    /// The order of the texts, as compare(char const*) has it.
     [[nodiscard]] int compare(ZUTF8ConstString const& other) const {
         return compare(other.getChars());
     }
     [[nodiscard]] int compare(ZUTF8String const& other) const;
+    /// The same without regard to case.
     [[nodiscard]] int compareignorecase(ZUTF8ConstString const& other) const {
         return compareignorecase(other.getChars());
     }
     [[nodiscard]] int compareignorecase(ZUTF8String const& other) const;
 
     ZUTF8ConstString& operator=(ZUTF8ConstString const& other) = default;
+    /// Shows the text of `other` when it is of this family; else changes nothing.
     ZUTF8ConstString& operator=(ZAbstractString const& other) {
         ZAbstractString::operator=(other);
         return *this;
     }
+    /// Shows `text` from now on; null shows the empty text.
     ZUTF8ConstString& operator=(char const* text) {
         ZAbstractConstString::operator=(text);
         return *this;

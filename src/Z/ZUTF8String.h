@@ -26,6 +26,7 @@ class ZFC_API ZUTF8String : public ZAbstractMutableString {
         setChars(other);
         trunc(maxLength);
     }
+    /// The one byte.
     explicit ZUTF8String(char c) : ZAbstractMutableString(c) {}
     /// The number as decimal text.
     explicit ZUTF8String(int number) : ZAbstractMutableString(number) {}
@@ -55,8 +56,10 @@ class ZFC_API ZUTF8String : public ZAbstractMutableString {
     ZAbstractMutableString& replaceAll(char const* set, char const* to) override;
     ZAbstractMutableString& replaceOther(char const* set, char const* to) override;
 
+    /// The order of the texts, as compare(char const*) has it.
     [[nodiscard]] int compare(ZUTF8String const& other) const { return compare(other.getChars()); }
     [[nodiscard]] int compare(ZUTF8ConstString const& other) const;
+    /// The same without regard to case.
     [[nodiscard]] int compareignorecase(ZUTF8String const& other) const {
         return compareignorecase(other.getChars());
     }
@@ -64,26 +67,32 @@ class ZFC_API ZUTF8String : public ZAbstractMutableString {
 
     /// Case mapping in place: leading ASCII directly, the rest as in ZAbstractMutableString.
     ZUTF8String& lower();
+    /// The same into upper case.
     ZUTF8String& upper();
 
     using ZAbstractString::operator==;
     using ZAbstractString::operator!=;
+    /// Whether the bytes are the same.
     [[nodiscard]] bool operator==(ZUTF8String const& other) const { return hasBytesOf(other); }
     [[nodiscard]] bool operator!=(ZUTF8String const& other) const { return !hasBytesOf(other); }
 
     ZUTF8String& operator=(ZUTF8String const& other) = default;
+    /// Takes the text over; `other` is empty afterwards.
     ZUTF8String& operator=(ZUTF8String&& other) noexcept {
         take(other);
         return *this;
     }
+    /// As setChars(): a string of the other family is converted.
     ZUTF8String& operator=(ZAbstractString const& other) {
         ZAbstractString::operator=(other);
         return *this;
     }
+    /// The bytes of `text`; null empties.
     ZUTF8String& operator=(char const* text) {
         setChars(text);
         return *this;
     }
+    /// The one byte.
     ZUTF8String& operator=(char c) {
         ZAbstractMutableString::operator=(c);
         return *this;
@@ -106,6 +115,7 @@ class ZFC_API ZUTF8String : public ZAbstractMutableString {
         return *this;
     }
 
+    /// Adds one byte, or text, at the end; null adds nothing.
     ZUTF8String& operator+=(char c) {
         append(c);
         return *this;
@@ -130,7 +140,7 @@ class ZFC_API ZUTF8String : public ZAbstractMutableString {
     }
     [[nodiscard]] ZUTF8String operator+(ZUTF8String const& other) const&;
     [[nodiscard]] ZUTF8String operator+(ZUTF8ConstString const& other) const&;
-    // A temporary is extended, not copied.
+    /// A temporary is extended, not copied.
     [[nodiscard]] ZUTF8String operator+(char const* text) && { return std::move(*this += text); }
     [[nodiscard]] ZUTF8String operator+(char character) && { return std::move(*this += character); }
     [[nodiscard]] ZUTF8String operator+(ZUTF8String const& other) && {

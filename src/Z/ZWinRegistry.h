@@ -8,6 +8,7 @@
 #include "Z/ZObject.h"
 #include "Z/zexport.h"
 
+/// There for programs that are built for several platforms.
 class ZFC_API ZWinRegistry : public ZObject {
   public:
     ~ZWinRegistry() override;

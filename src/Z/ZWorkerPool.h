@@ -48,6 +48,7 @@
 /// destroyed by its worker before it counts as done.
 class ZFC_API ZWorkerPool {
   public:
+    /// Jobs that wait in the queue of a pool which is told nothing else.
     static constexpr unsigned int usualLimit = 1000;
 
     /// Starts `workers` threads. At most `limit` jobs wait in the queue for one of them. Throws

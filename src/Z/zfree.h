@@ -8,6 +8,7 @@
 
 /// For `std::unique_ptr<T, ZFree>`, which stays one pointer wide.
 struct ZFree {
+    /// Frees the block; null is left alone.
     void operator()(void* block) const noexcept { std::free(block); }
 };
 

@@ -146,6 +146,7 @@ ZFC_API double zstzPropGetDoubleValue(ZPROP_stz_handle* handle, char const* stan
 /// The names of the stanzas in file order, and of a stanza's keys, none for one that is absent: an
 /// array that ends with null, the caller's, to be released with zstzPropFreeNames().
 ZFC_API char** zstzPropGetStanzaNames(ZPROP_stz_handle* handle, int* rc);
+/// The names of a stanza's keys in file order, else as above.
 ZFC_API char** zstzPropGetKeyNames(ZPROP_stz_handle* handle, char const* stanza, int* rc);
 /// Null is left alone.
 ZFC_API void zstzPropFreeNames(char** names);
@@ -178,6 +179,7 @@ ZFC_API int zstzPropSetBooleanValue(ZPROP_stz_handle* handle, char const* stanza
 /// The same with the number in decimal; what is not finite is ZPROP_EDIT_ERROR.
 ZFC_API int zstzPropSetInteger64Value(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                                       long long value);
+/// The same for a real number; what is not finite is ZPROP_EDIT_ERROR.
 ZFC_API int zstzPropSetDoubleValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                                    double value);
 /// Removes the key with all its values; one that is absent changes nothing.

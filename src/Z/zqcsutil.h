@@ -71,8 +71,10 @@ ZFC_API int zmbtowc(ZCodesetHandle cs, ZWideChar* wide, char const* p, unsigned 
 /// The length in bytes of the character at `p`, which has `n` bytes left, when it is white space
 /// (alphabetic); else 0.
 ZFC_API int zisspace(ZCodesetHandle cs, char const* p, unsigned int n);
+/// The same for letters of any alphabet.
 ZFC_API int zisalpha(ZCodesetHandle cs, char const* p, unsigned int n);
 
+///@{
 /// Classification of one wide character: non-zero when it is of the class. Classes and case are
 /// Unicode's as the C.UTF-8 locale has them, whatever the process's locale is.
 ZFC_API int ziswupper(ZWideChar wide);
@@ -81,14 +83,18 @@ ZFC_API int ziswspace(ZWideChar wide);
 ZFC_API int ziswdigit(ZWideChar wide);
 ZFC_API int ziswalpha(ZWideChar wide);
 ZFC_API int ziswalnum(ZWideChar wide);
+///@}
 
+///@{
 /// The standard functions of the same stem (ISO C). `c` is a wide character; 0 finds the end.
 ZFC_API char* zstrchr(ZCodesetHandle cs, char const* s, int c);
 ZFC_API char* zstrrchr(ZCodesetHandle cs, char const* s, int c);
 ZFC_API char* zstrstr(ZCodesetHandle cs, char const* s, char const* sub);
 ZFC_API char* zstrpbrk(ZCodesetHandle cs, char const* s, char const* set);
+///@}
 /// Bytes of the leading run of characters that are (zstrspn) or are not (zstrcspn) in `set`.
 ZFC_API unsigned int zstrspn(ZCodesetHandle cs, char const* s, char const* set);
+/// Characters that are not in the set.
 ZFC_API unsigned int zstrcspn(ZCodesetHandle cs, char const* s, char const* set);
 /// As POSIX strtok_r: writes into `s`; `*state` carries the place between calls. Null `s` goes on
 /// from there.
@@ -97,12 +103,15 @@ ZFC_API char* zstrtok(ZCodesetHandle cs, char* s, char const* delims, char** sta
 /// zstrncat() writes a NUL behind the text. zstrncpy() writes exactly `n` bytes, NULs behind the
 /// text: as in ISO C there is none when the text takes them all. `dst` and `src` do not overlap.
 ZFC_API char* zstrncat(ZCodesetHandle cs, char* dst, char const* src, unsigned int n);
+/// Copies; see above.
 ZFC_API char* zstrncpy(ZCodesetHandle cs, char* dst, char const* src, unsigned int n);
 /// Comparison without regard to case: negative, 0 or positive. `n` is bytes of either text.
 ZFC_API int zstricmp(ZCodesetHandle cs, char const* a, char const* b);
+/// At most `n` bytes of either text.
 ZFC_API int zstrnicmp(ZCodesetHandle cs, char const* a, char const* b, unsigned int n);
 /// Case mapping in place; a character whose other case has another byte length stays. Returns `s`.
 ZFC_API char* zstrupper(ZCodesetHandle cs, char* s);
+/// Into lower case.
 ZFC_API char* zstrlower(ZCodesetHandle cs, char* s);
 /// As POSIX strptime with the names of the process's locale; null when `s` does not match.
 ZFC_API char* zstrptime(ZCodesetHandle cs, char const* s, char const* format, struct tm* tm);

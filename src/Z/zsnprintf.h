@@ -69,25 +69,25 @@ typedef struct ZFormatSpec {
     char const* start;  ///< its "%"
     char const* end;    ///< behind its conversion character
     int argType;        ///< how its argument is fetched and rendered
-    unsigned flags;
-    int argPos;     ///< number of the argument converted
-    int width;      ///< the width, or the number of the argument that holds it
-    int precision;  ///< the precision, or the number of the argument that holds it
+    unsigned flags;     ///< the engine's own
+    int argPos;         ///< number of the argument converted
+    int width;          ///< the width, or the number of the argument that holds it
+    int precision;      ///< the precision, or the number of the argument that holds it
 } ZFormatSpec;
 
 /// One fetched argument; the engine's own.
 typedef struct ZFormatArg {
-    int type;
+    int type;  ///< the engine's own
     union {
-        long long integer;
-        void* pointer;
-        double real;
-        long double longReal;
+        long long integer;     ///< a whole number, or a character
+        void* pointer;         ///< an address, or a text
+        double real;           ///< a double
+        long double longReal;  ///< a long double
         struct {
-            short argClass;
-            short named;
-        } use;  ///< before the argument is fetched: what its conversions want it to be
-    } value;
+            short argClass;  ///< the kind of the argument
+            short named;     ///< whether a conversion gives its number
+        } use;               ///< before the argument is fetched: what its conversions want it to be
+    } value;                 ///< what was fetched
 } ZFormatArg;
 
 enum {
@@ -98,15 +98,15 @@ enum {
 /// A parsed format with its arguments. The caller provides it, uninitialised, and changes nothing
 /// in it; it is neither copied nor moved, because it points into itself.
 typedef struct ZFormatContext {
-    ZFormatSpec inlineSpecs[ZFORMAT_INLINE_SPECS];
-    ZFormatSpec* specs;  ///< inlineSpecs or a heap block
-    int specCount;
-    ZFormatArg inlineArgs[ZFORMAT_INLINE_ARGS];
-    ZFormatArg* args;  ///< inlineArgs or a heap block
-    int reserved;      ///< Layout: 0, nothing reads it
-    char const* format;
-    ZCodesetHandle codeset;
-    int reservedLast;  ///< Layout: likewise
+    ZFormatSpec inlineSpecs[ZFORMAT_INLINE_SPECS];  ///< used before the heap is
+    ZFormatSpec* specs;                             ///< inlineSpecs or a heap block
+    int specCount;                                  ///< how many there are
+    ZFormatArg inlineArgs[ZFORMAT_INLINE_ARGS];     ///< used before the heap is
+    ZFormatArg* args;                               ///< inlineArgs or a heap block
+    int reserved;                                   ///< Layout: 0, nothing reads it
+    char const* format;                             ///< as it was given
+    ZCodesetHandle codeset;                         ///< what C and S convert to
+    int reservedLast;                               ///< Layout: likewise
 } ZFormatContext;
 
 /// Reads `format` and fetches its arguments into `*ctx`, for zvsnprintf_render() as often as

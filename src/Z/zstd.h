@@ -52,6 +52,7 @@ template <class String = ZLCString>
 
 /// Equal strings have equal hashes, whatever their family.
 struct StringHash {
+    /// hash() of the key.
     [[nodiscard]] std::size_t operator()(ZAbstractString const& key) const { return key.hash(); }
 };
 
@@ -65,6 +66,7 @@ class Characters {
     using Character = std::conditional_t<isLocal, ZLCString, ZUTF8String>;
 
   public:
+    /// Walks `walked`, which outlives this object.
     explicit Characters(String const& walked) : walk(walked, character) {}
     explicit Characters(String const&& temporary) = delete;
     Characters(Characters const&) = delete;
@@ -103,6 +105,7 @@ class Characters {
         walk.reset();
         return Iterator(*this);
     }
+    /// Behind the last character.
     [[nodiscard]] Iterator end() { return {}; }
 
   private:
@@ -135,6 +138,7 @@ class Characters {
 /// An exception of the library as one of the standard library; what() is its text.
 class Error : public std::runtime_error {
   public:
+    /// With the text, number and place of `cause`.
     explicit Error(ZException const& cause)
         : std::runtime_error(cause.text().getChars()),
           messageNumber(cause.getCode()),
@@ -145,6 +149,7 @@ class Error : public std::runtime_error {
     [[nodiscard]] unsigned long number() const { return messageNumber; }
     /// Where it was thrown, a static text; empty when nobody said.
     [[nodiscard]] char const* file() const { return thrownFrom; }
+    /// The line of the throw; 0 before it has a place.
     [[nodiscard]] int line() const { return thrownAt; }
 
   private:
@@ -180,8 +185,8 @@ template <class Rep, class Period>
 }  // namespace zrelease
 }  // namespace zfc
 
-// Comparison with views is by bytes, as with any text: equal when the bytes are; the order, of what
-// is read as text of the string's codeset, that of the string.
+/// Comparison with views is by bytes, as with any text: equal when the bytes are; the order, of
+/// what is read as text of the string's codeset, that of the string.
 [[nodiscard]] inline bool operator==(ZAbstractString const& a, std::string_view b) {
     return zfc::view(a) == b;
 }

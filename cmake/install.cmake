@@ -1,5 +1,5 @@
 # What `cmake --install` lays down: the shared library, public headers, codeset data, the CMake
-# package, the pkg-config file and the manual. The static library is a component of its own:
+# package, the pkg-config files and the manual. The static library is a component of its own:
 #   cmake --install BUILD --component static
 include(CMakePackageConfigHelpers)
 include(${CMAKE_CURRENT_LIST_DIR}/public_headers.cmake)
@@ -10,7 +10,7 @@ install(FILES ${zfc_public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Z)
 install(DIRECTORY data/qcs/ DESTINATION ${CMAKE_INSTALL_DATADIR}/zfc/qcs
         PATTERN .gitkeep EXCLUDE)
 
-install(TARGETS zfc EXPORT zfc-targets)
+install(TARGETS zfc zfc_app EXPORT zfc-targets)
 install(EXPORT zfc-targets NAMESPACE zfc:: DESTINATION ${package_dir})
 install(TARGETS zfc_static EXPORT zfc-static-targets COMPONENT static EXCLUDE_FROM_ALL)
 install(EXPORT zfc-static-targets NAMESPACE zfc:: DESTINATION ${package_dir}
@@ -30,7 +30,7 @@ foreach(tool zprop zlock)
   endif()
 endforeach()
 
-# The pkg-config file finds its prefix from where it lies, so an installed tree can be moved.
+# The pkg-config files find their prefix from where they lie, so an installed tree can be moved.
 set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH pc_to_prefix
      ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
@@ -39,5 +39,7 @@ set(pc_tag_flag)
 if(NOT ZFC_TAG STREQUAL "")
   set(pc_tag_flag " -DZFC_TAG=${zfc_tag}")
 endif()
-configure_file(cmake/zfc.pc.in zfc.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/zfc.pc DESTINATION ${pc_dir})
+foreach(package zfc zfc-app)
+  configure_file(cmake/${package}.pc.in ${package}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${pc_dir})
+endforeach()

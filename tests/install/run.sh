@@ -84,8 +84,8 @@ blocks() {
 # The README's programs, compiled with its lines: g++ and gcc are this build's compilers there, and
 # what they link finds the library where it was moved to.
 mkdir "$work/compilers" "$work/pasted"
-printf '#!/bin/sh\nexec %s "$@"\n' "$cxx $*" >"$work/compilers/g++"
-printf '#!/bin/sh\nexec %s "$@"\n' "$cc $*" >"$work/compilers/gcc"
+printf '#!/bin/sh\nexec %s "$@"\n' "$(command -v "$cxx") $*" >"$work/compilers/g++"
+printf '#!/bin/sh\nexec %s "$@"\n' "$(command -v "$cc") $*" >"$work/compilers/gcc"
 chmod +x "$work"/compilers/*
 cd "$work/pasted"
 blocks cpp >settings.cpp
@@ -107,8 +107,9 @@ quiet cmake -S "$outside" -B "$work/build" "${settings[@]}" -DREADME="$work/past
 quiet cmake --build "$work/build"
 # The library is inside: its data are found from where the program lies.
 cp "$work/build/static_user" "$prefix/bin"
+port=82
 for program in "$work"/build/c{,xx}_user "$prefix/bin/static_user"; do
-    says "port $((++port + 82))" "$program"
+    says "port $((++port))" "$program"
 done
 says "$prefix/share/zfc/qcs 1 2 vendor nobody" "$work/build/names"
 says "/chosen 1 2 vendor nobody" QCSDIR=/chosen "$work/build/names"

@@ -8,13 +8,13 @@
 
 namespace {
 
-zfc::String const early(std::getenv("QCSDIR"));
+zfc::String early(std::getenv("QCSDIR"));
 
 }  // namespace
 
 int main() {
-    zfc::ArrayList list(1, 1);
-    list.add(early);
+    zfc::ArrayList list(1, 0);
+    list.add(&early);
     zfc::Voyeur const nobody(nullptr);
     char line[200];
     zfc::zsnprintf(line, sizeof line, "%s %u %d %s %s",

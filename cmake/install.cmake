@@ -1,5 +1,5 @@
 # What `cmake --install` lays down: the shared library, public headers, codeset data, the CMake
-# package, the pkg-config files and the manual. The static library is a component of its own:
+# package, the pkg-config file and the manual. The static library is a component of its own:
 #   cmake --install BUILD --component static
 include(CMakePackageConfigHelpers)
 include(${CMAKE_CURRENT_LIST_DIR}/public_headers.cmake)
@@ -10,11 +10,14 @@ install(FILES ${zfc_public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Z)
 install(DIRECTORY data/qcs/ DESTINATION ${CMAKE_INSTALL_DATADIR}/zfc/qcs
         PATTERN .gitkeep EXCLUDE)
 
-install(TARGETS zfc zfc_app EXPORT zfc-targets)
+install(TARGETS zfc EXPORT zfc-targets)
 install(EXPORT zfc-targets NAMESPACE zfc:: DESTINATION ${package_dir})
 install(TARGETS zfc_static EXPORT zfc-static-targets COMPONENT static EXCLUDE_FROM_ALL)
 install(EXPORT zfc-static-targets NAMESPACE zfc:: DESTINATION ${package_dir}
         COMPONENT static EXCLUDE_FROM_ALL)
+
+# The object of zfc::app, in an archive of its own.
+install(TARGETS zfc_app EXPORT zfc-targets)
 
 configure_package_config_file(cmake/zfc-config.cmake.in zfc-config.cmake
   INSTALL_DESTINATION ${package_dir}
@@ -30,16 +33,16 @@ foreach(tool zprop zlock)
   endif()
 endforeach()
 
-# The pkg-config files find their prefix from where they lie, so an installed tree can be moved.
+# The pkg-config file finds its prefix from where it lies, so an installed tree can be moved.
 set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH pc_to_prefix
      ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" pc_to_prefix "${pc_to_prefix}")
+configure_file(cmake/zfc-app.pc.in zfc-app.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zfc-app.pc DESTINATION ${pc_dir})
 set(pc_tag_flag)
 if(NOT ZFC_TAG STREQUAL "")
   set(pc_tag_flag " -DZFC_TAG=${zfc_tag}")
 endif()
-foreach(package zfc zfc-app)
-  configure_file(cmake/${package}.pc.in ${package}.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${pc_dir})
-endforeach()
+configure_file(cmake/zfc.pc.in zfc.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zfc.pc DESTINATION ${pc_dir})

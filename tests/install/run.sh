@@ -150,6 +150,7 @@ expected=("$tree"/examples/expected/*.txt)
     name=$(basename "$each" .txt)
     [[ -e $tree/examples/$name.py ]] || echo "$each"
 done)
+# shellcheck disable=SC2016 # expanded by the other shell
 for source in "$tree"/examples/*.{c,cpp}; do
     [[ " ${expected[*]} " != *"/$(basename "${source%.*}").txt "* ]] && grep -q 'main(' "$source" ||
         printf '%s\0' "$source"

@@ -126,11 +126,11 @@
 #ifndef Z_ZFC_H
 #define Z_ZFC_H
 
-#define ZFC_CLASS_AS(alias, name)     \
-    class ZFC_TAGGED(name);           \
-    namespace zfc {                   \
-    using alias = ::ZFC_TAGGED(name); \
-    }                                 \
+#define ZFC_CLASS_AS(alias, name)                                                      \
+    class ZFC_TAGGED(name);                                                            \
+    namespace zfc {                                                                    \
+    using alias = ::ZFC_TAGGED(name); /* a name; NOLINT(bugprone-macro-parentheses) */ \
+    }                                                                                  \
     class ZFC_TAGGED(name)
 #define ZFC_CLASS(name) ZFC_CLASS_AS(name, ZFC_JOIN(Z, name))
 #define ZFC_RELEASE ZFC_TAGGED(zrelease)

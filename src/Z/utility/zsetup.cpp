@@ -41,7 +41,7 @@ std::string dataDirectory() {
     std::string const file = ownFile();
     std::string const folder = file.substr(0, file.rfind('/') + 1);
     for (char const* const beside : {ZFC_DATA_FROM_LIBRARY, "zfc-qcs"}) {
-        std::string const place = resolved((folder + beside).c_str());
+        std::string place = resolved((folder + beside).c_str());
         if (!folder.empty() && isDirectory(place)) return place;
     }
     return isDirectory(ZFC_DATA_INSTALLED) ? ZFC_DATA_INSTALLED : "";

@@ -10,6 +10,7 @@
 
 namespace {
 
+// [class]
 class Greeter : public ZSharedLibrary {
   public:
     explicit Greeter(char const* library) : ZSharedLibrary(library) {
@@ -37,6 +38,7 @@ class Greeter : public ZSharedLibrary {
 
     greeter_greet_function* greet = nullptr;
 };
+// [/class]
 
 }  // namespace
 
@@ -47,11 +49,13 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
+        // [use]
         Greeter greeter(argv[1]);
         greeter.loadLibrary();
         for (int i = 2; i < argc; ++i)
             std::cout << greeter.greeting(argv[i]).getChars() << "\n";
         greeter.unloadLibrary();
+        // [/use]
     } catch (ZException& e) {
         e.dumpException();
         return 1;

@@ -30,6 +30,7 @@ class Counter : public ZObserverInterface {
     Counter(Counter const&) = delete;
     Counter& operator=(Counter const&) = delete;
 
+    // [cache]
     long value() {
         lock.readLock();  // calls update() first when another process wrote
         ZStackReadWriteLock const guard(lock, 0);
@@ -41,13 +42,13 @@ class Counter : public ZObserverInterface {
         store(copy + amount);
         copy += amount;
     }
-    [[nodiscard]] int reloads() const { return reloadCount; }
-
     /// Called by the lock, with write held.
     void update(ZAbstractObservable* /*source*/, ZObservedParm const& /*notice*/) override {
         load();
         ++reloadCount;
     }
+    // [/cache]
+    [[nodiscard]] int reloads() const { return reloadCount; }
 
   private:
     void load() {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "Z/ZException.h"
 #include "Z/ZJavaProperties.h"
@@ -64,7 +65,8 @@ void checkEditor(ZJavaProperties const& properties, MemoryFile const& file) {
         ZUTF8String value;
         properties.getValue(key, value);
         // Each half of a surrogate pair is a value here, and none for the editor.
-        if (std::string(value.getChars()).find('\xED') != std::string::npos) continue;
+        std::string_view const bytes(value.getChars(), value.getLength());
+        if (bytes.find('\xED') != std::string_view::npos) continue;
         ZUTF8String theirs;
         editor.getValue(key, theirs);
         expect(value == theirs, "another value for the editor");

@@ -34,7 +34,7 @@ struct Insert {
 using Inserts = std::vector<Insert>;
 
 /// Calls `take` with each insert as an argument of its own type; with most of them as texts.
-constexpr std::size_t mostTyped = 4;
+constexpr std::size_t mostTyped = 5;  // as the longest message has
 template <class Take, class... Taken>
 void passOn(Inserts const& inserts, Take const& take, Taken... taken) {
     if constexpr (sizeof...(Taken) < mostTyped) {

@@ -15,6 +15,7 @@ PLOTS = DOCS / "benchmarks"
 RECORD = PLOTS / "results.tsv"
 RECORD_32 = PLOTS / "results-32.tsv"
 MACHINE = PLOTS / "machine.txt"
+REASONS = results.ROOT / "bench" / "reasons.tsv"
 LINES = ("configuration", "maps", "lists")  # groups whose rows are plotted against their size
 
 
@@ -93,6 +94,20 @@ a question mark. Times of rows that handle many keys are per key.
 """
 
 
+def reasons(rows):
+    """What is known of the rows that miss a goal, and of those whose bound is not ours to move."""
+    missed = {row.name for row in rows.values()
+              if any(results.is_met(row, goal, rows) is False for goal in row.goals)}
+    lines = []
+    for line in REASONS.read_text().splitlines():
+        if line.startswith("#"):
+            continue
+        name, kind, reason = line.split("\t")
+        if kind == "always" or name in missed:
+            lines.append(f"- **{name.replace('|', chr(92) + '|')}**: {reason}")
+    return "## Why\n\n" + "\n".join(lines) + "\n"
+
+
 def write():
     rows = results.with_goals(results.load(RECORD))
     rows_32 = results.with_goals(results.load(RECORD_32)) if RECORD_32.exists() else {}
@@ -108,6 +123,7 @@ def write():
             (PLOTS / name).write_text((plot.lines if group in LINES else plot.bars)(shown))
             parts.append(f"![{group}](benchmarks/{name})\n")
         parts.append(table(group_rows, rows, rows_32) + "\n")
+    parts.append(reasons(rows))
     (DOCS / "benchmarks.md").write_text("\n".join(parts))
 
 

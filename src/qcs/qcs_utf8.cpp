@@ -41,10 +41,16 @@ template <std::size_t size>
     return odd != 0;
 }
 
+/// Whether the character that the bytes before `p` begin goes on there.
+[[gnu::always_inline]] inline bool isTrailDue(char const* p) {
+    auto const* const bytes = reinterpret_cast<unsigned char const*>(p);
+    return bytes[-1] >= 0xC0 || bytes[-2] >= 0xE0;
+}
+
 /// Offset behind the blocks from `at` on that have nothing odd, where a character begins.
 [[gnu::always_inline]] inline std::size_t blocksEnd(char const* p, std::size_t at, std::size_t n) {
     while (n - at >= blockSize) {
-        bool const isPlain = isAscii<blockSize>(p + at);
+        bool const isPlain = isAscii<blockSize>(p + at) && !isTrailDue(p + at);
         if (!isPlain && isOdd(p + at)) break;
         at += blockSize;
         // Where there is a block of it, there are more as a rule.

@@ -273,7 +273,9 @@ TEST(Utf8Test, IsCheckedInBlocksAsByCharacter) {
     std::array<int, 2> met{};
     for (std::size_t length = 0; length <= 300; ++length)
         for (std::size_t offset = 0; offset < 64; ++offset) {
-            std::string text = anyText(random, pieces, length);
+            // Mixed, or ASCII throughout, which is judged in blocks that nobody looks into.
+            std::string text =
+                offset % 4 == 0 ? std::string(length, 'x') : anyText(random, pieces, length);
             if (offset % 2 == 0 && !text.empty())
                 text[random() % text.size()] = odd[random() % odd.size()];
             if (offset % 4 == 3) text.resize(length);

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "Z/ZException.h"
+#include "Z/containers/members.h"
 #include "Z/platform/descriptor.h"
 #include "Z/platform/locked_file.h"
 
@@ -72,6 +73,7 @@ FilePages::FilePages(std::size_t offset, std::size_t size) : count(size) {
     if (!fits || posix_memalign(&made, pageSize, lead + size + 1) != 0)
         zraise(ZOutOfMemoryException(), sourceName, __LINE__);
     block.reset(static_cast<char*>(made));
+    containers::askForLargePages(block.get(), size);
     first = block.get() + lead;
 }
 

@@ -18,9 +18,16 @@ constexpr std::size_t largestBlock =
 
 }  // namespace
 
+void* allocateRoom(std::size_t bytes) {
+    void* const room = ZObject::operator new(bytes);
+    containers::askForLargePages(static_cast<char*>(room), bytes);
+    return room;
+}
+
 Block allocateBlock(std::size_t bytes) {
     Block block;
     resizeBlock(block, bytes);
+    containers::askForLargePages(block.get(), bytes);
     return block;
 }
 

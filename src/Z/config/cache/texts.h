@@ -22,6 +22,9 @@ struct Allocated {
     static void operator delete(void* block) noexcept { ZObject::operator delete(block); }
 };
 
+/// Room for what a container of the cache holds; raises ZOutOfMemoryException (message 1).
+[[nodiscard]] void* allocateRoom(std::size_t bytes);
+
 /// For the containers of the cache.
 template <class T>
 struct Allocator {
@@ -29,9 +32,7 @@ struct Allocator {
     Allocator() = default;
     template <class U>
     Allocator(Allocator<U> const&) noexcept {}
-    T* allocate(std::size_t count) {
-        return static_cast<T*>(ZObject::operator new(count * sizeof(T)));
-    }
+    T* allocate(std::size_t count) { return static_cast<T*>(allocateRoom(count * sizeof(T))); }
     void deallocate(T* block, std::size_t) noexcept { ZObject::operator delete(block); }
     friend bool operator==(Allocator const&, Allocator const&) { return true; }
     friend bool operator!=(Allocator const&, Allocator const&) { return false; }

@@ -18,8 +18,8 @@
 /// somebody who writes it has not closed it, for a second; and at the latest five seconds after the
 /// first change, all by a clock that nobody can set. Several changes are read once. A reload that
 /// fails is tried again after 100 milliseconds, then after twice as long each time, up to a minute,
-/// and at every change: a file that another process has locked, or half written, is read in the
-/// end.
+/// or a second where another process has the file locked, and whenever the file changes: one that
+/// was read half written is read whole in the end.
 ///
 /// What is done. ZProperties::reloadChanged(): a file that was only touched, and what this process
 /// stored itself, change nothing; an object with edits that are not stored keeps them, and that is

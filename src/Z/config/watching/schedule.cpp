@@ -14,6 +14,7 @@ constexpr Delay untilClosed{1000};  // the same while somebody does
 constexpr Delay longest{5000};      // since the first change
 constexpr Delay firstRetry{100};
 constexpr Delay lastRetry{60000};
+constexpr Delay lastHeldRetry{1000};  // whoever has it locked is about to write it
 constexpr Delay shortHold{1000};      // what a lock that is taken is not worth a notice
 constexpr Delay withoutResult{1000};  // should a look end before its end
 
@@ -75,7 +76,7 @@ void Watched::planRetry(Outcome const& outcome) {
     } else if (isLookChange || retry == Delay(0)) {
         retry = firstRetry;
     } else {
-        retry = std::min(retry * 2, lastRetry);
+        retry = std::min(retry * 2, outcome.isHeld ? lastHeldRetry : lastRetry);
     }
 }
 

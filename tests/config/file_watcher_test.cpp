@@ -1,0 +1,423 @@
+// Settings that follow their files, whatever happens to these.
+// link: static
+// wrap: inotify_init1,inotify_add_watch
+#include "Z/ZFileWatcher.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/inotify.h>
+
+#include <condition_variable>
+#include <cstdio>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+
+#include "support/faults.h"
+#include "support/properties.h"
+#include "support/reports.h"
+#include "support/threads.h"
+
+WRAP(inotify_init1, int, -1, (int flags), (flags))
+WRAP(inotify_add_watch, int, -1, (int fd, char const* path, uint32_t mask), (fd, path, mask))
+
+namespace {
+
+using namespace testsupport;
+using Event = ZFileWatched::Event;
+
+using namespace std::chrono_literals;
+constexpr auto longEnough = 60s;
+
+std::string text(ZPropertyChanged const& change) {
+    bool const isGone = change.getChangeType() == ZPropertyChanged::deleted;
+    std::string const key = change.getKey() != nullptr ? change.getKey() : "";
+    return (isGone ? "-" : "+") + std::string(change.getStanza()) + "." + key;
+}
+
+std::string text(ZFileWatched const& file) {
+    constexpr char const* names[] = {"reloaded", "failed", "conflict", "missing", "polled"};
+    std::string told = names[static_cast<int>(file.getEvent())];
+    auto const* const io = dynamic_cast<ZPropertiesIOException const*>(file.getFailure());
+    if (io != nullptr) return told + " " + io->api() + " " + std::to_string(io->excerrno());
+    if (file.getFailure() == nullptr) return told;
+    return told + " " + std::to_string(file.getFailure()->getCode());
+}
+
+/// What observers are told, in its order.
+class Log : public ZObserverInterface {
+  public:
+    void update(ZAbstractObservable*, ZObservedParm const& parm) override {
+        auto const* const file = dynamic_cast<ZFileWatched const*>(&parm);
+        std::lock_guard const guard(mutex);
+        lines.push_back(file != nullptr ? text(*file)
+                                        : text(dynamic_cast<ZPropertyChanged const&>(parm)));
+        grown.notify_all();
+    }
+    /// All lines so far, when the last of them is `last`; nothing when it does not come.
+    std::optional<Texts> takeUntil(std::string const& last, std::chrono::milliseconds limit) {
+        std::unique_lock guard(mutex);
+        bool const isThere =
+            grown.wait_for(guard, limit, [&] { return !lines.empty() && lines.back() == last; });
+        return isThere ? std::optional(std::exchange(lines, {})) : std::nullopt;
+    }
+
+  private:
+    std::mutex mutex;
+    std::condition_variable grown;
+    Texts lines;
+};
+
+class FileWatcherTest : public testing::Test {
+  protected:
+    explicit FileWatcherTest(std::string name = "settings") : path(file.beside(name)) {
+        settings.setAttributes(ZPCache::keepLastGood, nullptr);
+        settings.addObserver(&log);
+        watcher.addObserver(&log);
+    }
+    ~FileWatcherTest() override {
+        fault = {};
+        watcher.remove(settings);
+        settings.deleteObserver(&log);
+    }
+    void watch() {
+        settings.load(path.c_str());
+        watcher.add(settings);
+        watcher.reloadChanged();
+    }
+    static std::string bytes(int value) { return "[s]\nk = " + std::to_string(value) + "\n"; }
+    [[nodiscard]] std::string value() const { return valueOf(settings, "s", "k"); }
+
+    void work(int milliseconds) {
+        pollfd one{watcher.getDescriptor(), POLLIN, 0};
+        poll(&one, 1, milliseconds);
+        watcher.reloadChanged();
+    }
+    /// Works until observers are told `last`; what they were told by then.
+    Texts told(std::string const& last) {
+        auto const end = std::chrono::steady_clock::now() + longEnough;
+        while (std::chrono::steady_clock::now() < end) {
+            if (auto lines = log.takeUntil(last, {})) return *lines;
+            work(1000);
+        }
+        ADD_FAILURE() << last << " was not told";
+        return {};
+    }
+    void expectReloaded(int expected) {
+        EXPECT_EQ(told("reloaded"), (Texts{"+s.k", "reloaded"}));
+        EXPECT_EQ(value(), std::to_string(expected));
+    }
+
+    StanzaFile file{bytes(0)};
+    std::string path;
+    Log log;
+    ZStanzaFileProperties settings{1};
+    ZFileWatcher watcher;
+};
+
+/// With the links that container platforms make: "settings" leads by "..data" to "v1/settings".
+class WayTest : public FileWatcherTest {
+  protected:
+    WayTest() : FileWatcherTest("d/settings") {
+        makeVersion("v1", 1);
+        std::filesystem::create_symlink("v1", in("..data"));
+        std::filesystem::create_symlink("..data/settings", path);
+    }
+    [[nodiscard]] std::string in(std::string const& name) const { return file.beside("d/" + name); }
+    void makeVersion(std::string const& name, int value) const {
+        std::filesystem::create_directories(in(name));
+        writeFile(in(name + "/settings"), bytes(value));
+    }
+    void renameOver(std::string const& target, int value) const {
+        writeFile(in("new"), bytes(value));
+        std::filesystem::rename(in("new"), in(target));
+    }
+};
+
+TEST_F(WayTest, AChangeOfAFileOrOfTheWayToItIsSeen) {
+    watch();
+    std::pair<char const*, std::function<void(int)>> const ways[] = {
+        {"in place", [&](int value) { writeFile(path, bytes(value)); }},
+        {"by a rename", [&](int value) { renameOver("v1/settings", value); }},
+        {"by another name of it",
+         [&](int value) {
+             std::filesystem::create_hard_link(in("v1/settings"), file.beside("other"));
+             writeFile(file.beside("other"), bytes(value));
+         }},
+        {"removed and made again",
+         [&](int value) {
+             std::filesystem::remove(in("v1/settings"));
+             EXPECT_EQ(told("missing fopen(r) 2"), Texts{"missing fopen(r) 2"});
+             writeFile(in("v1/settings"), bytes(value));
+         }},
+        {"a link on the way swapped",
+         [&](int value) {
+             makeVersion("v2", value);
+             std::filesystem::create_symlink("v2", in("..tmp"));
+             std::filesystem::rename(in("..tmp"), in("..data"));
+         }},
+        {"behind the swapped link", [&](int value) { renameOver("v2/settings", value); }},
+        {"by a store of another process",
+         [&](int value) {
+             expectInChild([&] {
+                 ZStanzaFileProperties other(path.c_str(), 1);
+                 other.setIntegerValue("s", "k", static_cast<unsigned int>(value));
+                 other.store();
+             });
+         }},
+        {"with its directory",
+         [&](int value) {
+             std::filesystem::rename(in(""), file.beside("old"));
+             told("missing fopen(r) 2");
+             std::filesystem::create_directory(in(""));
+             writeFile(path, bytes(value));
+         }},
+    };
+    int value = 1;
+    for (auto const& [name, change] : ways) {
+        SCOPED_TRACE(name);
+        change(++value);
+        expectReloaded(value);
+    }
+}
+
+TEST_F(FileWatcherTest, AFileIsNotReadBeforeItIsWhole) {
+    using Clock = std::chrono::steady_clock;
+    watch();
+    // A second is given to who writes; when the test itself takes it, it has to try again.
+    for (auto begin = Clock::now() - longEnough; Clock::now() - begin > 900ms;) {
+        begin = Clock::now();
+        writeFile(path, bytes(0));
+        FILE* const writer = std::fopen(path.c_str(), "w");
+        std::fputs("[s]\nother = 1\n", writer);
+        std::fflush(writer);
+        work(100);
+        work(100);
+        std::fputs("k = 1\n", writer);
+        std::fclose(writer);
+    }
+    EXPECT_EQ(told("reloaded"), (Texts{"+s.other", "+s.k", "reloaded"}));
+}
+
+TEST_F(FileWatcherTest, ABrokenFileIsToldAtEveryEditAndLeavesTheValues) {
+    writeFile(path, bytes(3));
+    watch();
+    writeFile(path, "nonsense\n");
+    EXPECT_EQ(told("failed 44"), Texts{"failed 44"});
+    writeFile(path, "nonsense\n\n");
+    EXPECT_EQ(told("failed 44"), Texts{"failed 44"});
+    EXPECT_EQ(value(), "3");
+    writeFile(path, bytes(3));
+    EXPECT_EQ(told("reloaded"), Texts{"reloaded"}) << "nothing has changed, but it is mended";
+    writeFile(path, "# comments are no settings\n" + bytes(3));
+    writeFile(path, bytes(4));
+    expectReloaded(4);
+}
+
+TEST_F(FileWatcherTest, AFileThatIsLockedIsReadWhenItIsFree) {
+    watch();
+    int const holder = lockWhole(path, F_OFD_SETLK, F_WRLCK);
+    writeFile(path, bytes(1));
+    EXPECT_EQ(told("failed fcntl() 11"), Texts{"failed fcntl() 11"}) << "once it has lasted";
+    struct flock freed {};
+    freed.l_type = F_UNLCK;
+    EXPECT_EQ(fcntl(holder, F_OFD_SETLK, &freed), 0);  // which is no event
+    expectReloaded(1);
+    close(holder);
+}
+
+TEST_F(FileWatcherTest, EditsThatAreNotStoredStayAndOwnStoresAreNoNews) {
+    watch();
+    settings.setValue("s", "k", "mine");
+    writeFile(path, bytes(1));
+    EXPECT_EQ(told("conflict reload() 16"), (Texts{"+s.k", "conflict reload() 16"}));
+    EXPECT_EQ(value(), "mine");
+    settings.store();
+    EXPECT_EQ(told("reloaded"), Texts{"reloaded"});
+    settings.setValue("s", "own", "1");
+    settings.store();
+    writeFile(file.beside("new"), bytes(2));
+    std::filesystem::rename(file.beside("new"), path);
+    EXPECT_EQ(told("reloaded"), (Texts{"+s.own", "-s.own", "+s.k", "reloaded"}));
+}
+
+TEST_F(FileWatcherTest, AFileThatMayNotBeReadIsReadWhenItMay) {
+    EXPECT_EQ(chown(file.place().c_str(), nobody, nobody) | chown(path.c_str(), nobody, nobody), 0);
+    expectInChild([&] {
+        becomeNobody();
+        ZFileWatcher own;
+        own.addObserver(&log);
+        settings.load(path.c_str());
+        own.add(settings);
+        own.start();
+        EXPECT_TRUE(chmod(path.c_str(), 0) == 0 && log.takeUntil("failed fopen(r) 13", longEnough));
+        EXPECT_TRUE(chmod(path.c_str(), 0644) == 0 && log.takeUntil("reloaded", longEnough));
+        writeFile(path, bytes(1));
+        EXPECT_TRUE(log.takeUntil("reloaded", longEnough));
+        EXPECT_EQ(value(), "1");
+    });
+}
+
+TEST_F(FileWatcherTest, NoEventIsMissedWhenTooManyCome) {
+    watch();
+    long const most = std::stol(readFile("/proc/sys/fs/inotify/max_queued_events"));
+    for (long i = 0; i <= most; ++i)
+        writeFile(file.beside(i % 2 == 0 ? "a" : "b"), "");
+    writeFile(path, bytes(1));
+    expectReloaded(1);
+}
+
+TEST_F(FileWatcherTest, ObjectsOfOneFileAreToldEachAndOneAddedTwiceIsRemovedTwice) {
+    ZStanzaFileProperties second(path.c_str(), 0);
+    EXPECT_THROW(watcher.add(settings), ZInvalidParameterException) << "it has no file";
+    watch();
+    {
+        ZFileWatcher::Watch const guard(watcher, second);
+        ZFileWatcher::Watch const again(watcher, settings);
+        writeFile(path, bytes(1));
+        while (value() != "1" || valueOf(second, "s", "k") != "1")
+            work(1000);
+    }
+    EXPECT_TRUE(log.takeUntil("reloaded", 0ms));
+    writeFile(path, bytes(2));
+    expectReloaded(2);
+    EXPECT_EQ(valueOf(second, "s", "k"), "1");
+}
+
+TEST_F(FileWatcherTest, WhereInotifyCannotBeHadFilesArePolledUntilItCan) {
+    std::pair<Fault, char const*> const rows[] = {
+        {{"inotify_init1", 1, EMFILE, everyone}, "polled inotify_init1() 24"},
+        {{"inotify_add_watch", 1, ENOSPC, everyone}, "polled inotify_add_watch() 28"},
+    };
+    constexpr unsigned int anHour = 3600000;
+    int value = 0;
+    settings.load(path.c_str());
+    for (auto const& [failing, reason] : rows) {
+        SCOPED_TRACE(reason);
+        ZFileWatcher::Watch const guard(watcher, settings);
+        watcher.setPolling(ZFileWatcher::Polling::whereNeeded, 10);
+        fault = failing;
+        EXPECT_EQ(told(reason), Texts{reason});
+        writeFile(path, bytes(++value));
+        expectReloaded(value);
+        fault = {};
+        for (fault.first = everyone; fault.seen == 0;)  // until it is asked for again
+            watcher.reloadChanged();
+        watcher.setPolling(ZFileWatcher::Polling::whereNeeded, anHour);
+        watcher.reloadChanged();
+        writeFile(path, bytes(++value));
+        expectReloaded(value);
+    }
+    fault = {};
+    watcher.setPolling(ZFileWatcher::Polling::always, 10);
+    settings.setValue("s", "k", "x");  // told at the next look of an interval, without an event
+    watcher.add(settings);
+    setTime(path, 1000000000);
+    EXPECT_EQ(told("conflict reload() 16").back(), "conflict reload() 16");
+    EXPECT_THROW(watcher.setPolling(ZFileWatcher::Polling::always, 0), ZInvalidParameterException);
+}
+
+/// Does something when it is told.
+class Hook : public ZObserverInterface {
+  public:
+    explicit Hook(std::function<void()> does) : body(std::move(does)) {}
+    void update(ZAbstractObservable*, ZObservedParm const&) override { body(); }
+
+  private:
+    std::function<void()> body;
+};
+
+TEST_F(FileWatcherTest, ObserversMayThrowAndChangeWhatIsObserved) {
+    Reports reports;
+    ZStanzaFileProperties second(path.c_str(), 0);
+    int calls = 0;
+    Hook thrower([&] {
+        if (++calls == 1) throw 1;
+        zraise(ZOutOfMemoryException(), "", 1);
+    });
+    Hook changer([&] {
+        settings.deleteObserver(&changer);
+        watcher.remove(settings);
+        watcher.add(settings);
+        watcher.add(second);
+        watcher.checkAll();
+    });
+    watch();
+    settings.addObserver(&changer);
+    settings.addObserver(&thrower);
+    watcher.start();
+    for (int value : {1, 2}) {
+        writeFile(path, bytes(value));
+        EXPECT_TRUE(log.takeUntil("reloaded", longEnough)) << "told of all that is well again";
+    }
+    watcher.stop();
+    settings.deleteObserver(&thrower);
+    watcher.remove(second);
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(valueOf(second, "s", "k"), "2");
+    EXPECT_EQ(reports.take(), (std::vector<Report>{{"src/Z/ZFileWatcher", 19, {}}}));
+    watcher.deleteObserver(&log);
+    writeFile(path, "nonsense\n");
+    watcher.checkAll();
+    while (reports.take().empty())  // of whom nobody else is told
+        watcher.reloadChanged();
+}
+
+TEST_F(FileWatcherTest, RemovingWaitsForWhoeverIsTold) {
+    Gate entered;
+    std::atomic<bool> isOver{false}, isLeft{false};
+    int const remover = static_cast<int>(gettid());
+    Hook slow([&] {
+        entered.open();
+        awaitThat([&] { return stateOf(remover) == 'S' || isLeft.load(); });
+        isOver = true;
+    });
+    watch();
+    settings.addObserver(&slow);
+    watcher.start();
+    writeFile(path, bytes(1));
+    entered.await();
+    watcher.remove(settings);
+    EXPECT_TRUE(isOver);
+    isLeft = true;
+    settings.deleteObserver(&slow);
+}
+
+TEST_F(FileWatcherTest, TheThreadTakesNoSignalsStopsAndStartsAndIsNoChilds) {
+    watch();
+    Hook stopper([&] { watcher.stop(); });
+    settings.addObserver(&stopper);
+    watcher.start();
+    watcher.start();
+    sigset_t hangUp;
+    sigemptyset(&hangUp);
+    sigaddset(&hangUp, SIGHUP);
+    pthread_sigmask(SIG_BLOCK, &hangUp, nullptr);
+    kill(getpid(), SIGHUP);  // ends the process, were there a thread to take it
+    int taken = 0;
+    EXPECT_EQ(sigwait(&hangUp, &taken), 0);
+    pthread_sigmask(SIG_UNBLOCK, &hangUp, nullptr);
+    EXPECT_NE(fcntl(watcher.getDescriptor(), F_GETFD) & FD_CLOEXEC, 0);
+    expectInChild([&] {
+        EXPECT_EQ(thrownBy([&] { watcher.start(); }), (Report{"ZThreadException", 20, {"3"}}));
+        int const before = openDescriptors();
+        std::optional<ZFileWatcher> own(std::in_place);
+        own.reset();
+        watcher.stop();
+        watcher.remove(settings);
+        EXPECT_EQ(openDescriptors(), before);
+        watcher.~ZFileWatcher();
+        EXPECT_EQ(openDescriptors(), before - 3) << "none is left to whoever comes next";
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    });
+    for (int value : {1, 2}) {
+        writeFile(path, bytes(value));
+        EXPECT_TRUE(log.takeUntil("reloaded", longEnough)) << "in the thread that ends itself";
+        watcher.start();
+    }
+    watcher.stop();
+    settings.deleteObserver(&stopper);
+    watcher.start();  // and ended by the destructor
+}
+
+}  // namespace

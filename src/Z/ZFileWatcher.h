@@ -40,7 +40,8 @@
 ///
 /// Forks. The child of a fork has no thread and its copy sees nothing: there, calls throw
 /// ZThreadException (message 20) with ESRCH, but remove(), stop() and the destructor, which does
-/// not disturb the parent. Descriptors are closed by an exec.
+/// not disturb the parent. Where an observer forks, the child ends at the latest when a thread's
+/// observer returns. Descriptors are closed by an exec.
 #ifndef Z_ZFILEWATCHER_H
 #define Z_ZFILEWATCHER_H
 

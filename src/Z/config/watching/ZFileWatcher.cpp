@@ -39,7 +39,9 @@ class SignalsOff {
 
 ZFileWatched::ZFileWatched(Event what, ZProperties& ofObject,
                            std::shared_ptr<ZException const> reason)
-    : event(what), properties(&ofObject), failure(std::move(reason)) {}
+    : event(what), properties(&ofObject) {
+    failure.swap(reason);
+}
 ZFileWatched::~ZFileWatched() = default;
 
 class ZFileWatcher::Thread : public ZThread {

@@ -91,7 +91,8 @@ ZFileWatcher::Core::Core(ZFileWatcher& ofWatcher) : watcher(ofWatcher), overFork
     if (!join(all, timer)) refuse("epoll_ctl()", __LINE__);
 }
 
-void ZFileWatcher::Core::leave() noexcept {
+// The lock may be held by nobody who is here.
+void ZFileWatcher::Core::leave() noexcept ZNO_THREAD_SAFETY_ANALYSIS {
     overFork.forget();
     timer.close();
     all.close();
@@ -201,7 +202,7 @@ std::shared_ptr<zfc::config::watching::Watched> ZFileWatcher::Core::takeDue(Time
     ZPersistentGuard const guard(lock);
     auto const isDue = [now](auto const& file) { return file->due <= now; };
     auto const found = std::find_if(files.begin(), files.end(), isDue);
-    if (found == files.end()) return nullptr;
+    if (isEnded || found == files.end()) return nullptr;
     (*found)->beginLook(now);
     return *found;
 }
@@ -215,8 +216,11 @@ unsigned int ZFileWatcher::Core::work() {
     unsigned int changed = 0;
     // Each once: what is due again by then waits for the next time.
     Time const now = Clock::now();
-    while (auto const file = takeDue(now))
+    while (auto const file = takeDue(now)) {
         changed += look(file) ? 1 : 0;
+        // The child of an observer that forked has nothing to do here.
+        if (isInherited()) return changed;
+    }
     ZPersistentGuard const guard(lock);
     arm();
     return changed;
@@ -292,6 +296,7 @@ void ZFileWatcher::Core::tell(Watched const& file, Outcome const& outcome) {
 // ------------------------------------------------------------------------------------ the thread
 
 bool ZFileWatcher::Core::await() const {
+    if (isInherited()) return false;
     pollfd one{all.get(), POLLIN, 0};
     static_cast<void>(zfc::platform::uninterrupted([&one] { return poll(&one, 1, -1); }));
     return !isEnding();

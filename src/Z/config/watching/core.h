@@ -19,7 +19,7 @@
 
 /// Files, and what is to be done with them. Everything is guarded by the lock, which is not held
 /// while a file is read or an observer called.
-class ZFileWatcher::Core : private zfc::config::watching::ChangeNotes {
+class ZFileWatcher::Core final : private zfc::config::watching::ChangeNotes {
   public:
     explicit Core(ZFileWatcher& ofWatcher);
     ~Core() = default;

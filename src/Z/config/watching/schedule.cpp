@@ -25,7 +25,8 @@ constexpr Delay withoutResult{1000};  // should a look end before its end
 }  // namespace
 
 void Watched::change(Change what, Time now) {
-    if (what == Change::created || what == Change::replaced) isFollowDue = true;
+    // A file system in layers may have made a writable copy under the name.
+    if (what != Change::written && what != Change::touched) isFollowDue = true;
     if (what == Change::written || what == Change::created) isBeingWritten = true;
     if (what == Change::closed || what == Change::replaced) isBeingWritten = false;
     if (firstChange == never) firstChange = now;

@@ -1,11 +1,12 @@
 // Settings that follow their files, whatever happens to these.
 // link: static
-// wrap: inotify_init1,inotify_add_watch
+// wrap: inotify_init1,inotify_add_watch,timerfd_create
 #include "Z/ZFileWatcher.h"
 
 #include <poll.h>
 #include <signal.h>
 #include <sys/inotify.h>
+#include <sys/timerfd.h>
 
 #include <condition_variable>
 #include <cstdio>
@@ -19,6 +20,7 @@
 #include "support/threads.h"
 
 WRAP(inotify_init1, int, -1, (int flags), (flags))
+WRAP(timerfd_create, int, -1, (int clock, int flags), (clock, flags))
 WRAP(inotify_add_watch, int, -1, (int fd, char const* path, uint32_t mask), (fd, path, mask))
 
 namespace {
@@ -217,8 +219,10 @@ TEST_F(FileWatcherTest, ABrokenFileIsToldAtEveryEditAndLeavesTheValues) {
 TEST_F(FileWatcherTest, AFileThatIsLockedIsReadWhenItIsFree) {
     watch();
     int const holder = lockWhole(path, F_OFD_SETLK, F_WRLCK);
+    auto const begin = std::chrono::steady_clock::now();
     writeFile(path, bytes(1));
-    EXPECT_EQ(told("failed fcntl() 11"), Texts{"failed fcntl() 11"}) << "once it has lasted";
+    EXPECT_EQ(told("failed fcntl() 11"), Texts{"failed fcntl() 11"});
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 1s) << "stores of others are no failures";
     struct flock freed {};
     freed.l_type = F_UNLCK;
     EXPECT_EQ(fcntl(holder, F_OFD_SETLK, &freed), 0);  // which is no event
@@ -229,6 +233,8 @@ TEST_F(FileWatcherTest, AFileThatIsLockedIsReadWhenItIsFree) {
 TEST_F(FileWatcherTest, EditsThatAreNotStoredStayAndOwnStoresAreNoNews) {
     watch();
     settings.setValue("s", "k", "mine");
+    watcher.checkAll();
+    watcher.reloadChanged();  // the file has not changed
     writeFile(path, bytes(1));
     EXPECT_EQ(told("conflict reload() 16"), (Texts{"+s.k", "conflict reload() 16"}));
     EXPECT_EQ(value(), "mine");
@@ -315,6 +321,8 @@ TEST_F(FileWatcherTest, WhereInotifyCannotBeHadFilesArePolledUntilItCan) {
     setTime(path, 1000000000);
     EXPECT_EQ(told("conflict reload() 16").back(), "conflict reload() 16");
     EXPECT_THROW(watcher.setPolling(ZFileWatcher::Polling::always, 0), ZInvalidParameterException);
+    fault = {"timerfd_create", 1, EMFILE};
+    EXPECT_EQ(ioFailure([] { ZFileWatcher const other; }), ioText("", "timerfd_create()", EMFILE));
 }
 
 /// Does something when it is told.
@@ -389,14 +397,14 @@ TEST_F(FileWatcherTest, TheThreadTakesNoSignalsStopsAndStartsAndIsNoChilds) {
     settings.addObserver(&stopper);
     watcher.start();
     watcher.start();
-    sigset_t hangUp;
-    sigemptyset(&hangUp);
-    sigaddset(&hangUp, SIGHUP);
-    pthread_sigmask(SIG_BLOCK, &hangUp, nullptr);
-    kill(getpid(), SIGHUP);  // ends the process, were there a thread to take it
+    sigset_t wish;
+    sigemptyset(&wish);
+    sigaddset(&wish, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &wish, nullptr);
+    kill(getpid(), SIGUSR1);  // ends the process, were there a thread to take it
     int taken = 0;
-    EXPECT_EQ(sigwait(&hangUp, &taken), 0);
-    pthread_sigmask(SIG_UNBLOCK, &hangUp, nullptr);
+    EXPECT_EQ(sigwait(&wish, &taken), 0);
+    pthread_sigmask(SIG_UNBLOCK, &wish, nullptr);
     EXPECT_NE(fcntl(watcher.getDescriptor(), F_GETFD) & FD_CLOEXEC, 0);
     expectInChild([&] {
         EXPECT_EQ(thrownBy([&] { watcher.start(); }), (Report{"ZThreadException", 20, {"3"}}));

@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/inotify.h>
+#include <sys/mman.h>
 #include <sys/timerfd.h>
 
 #include <condition_variable>
@@ -14,6 +15,7 @@
 #include <mutex>
 #include <optional>
 
+#include "Z/platform/descriptor.h"
 #include "support/faults.h"
 #include "support/properties.h"
 #include "support/reports.h"
@@ -234,9 +236,10 @@ TEST_F(FileWatcherTest, EditsThatAreNotStoredStayAndOwnStoresAreNoNews) {
     watch();
     settings.setValue("s", "k", "mine");
     watcher.checkAll();
-    watcher.reloadChanged();  // the file has not changed
+    watcher.reloadChanged();
+    EXPECT_TRUE(log.takeUntil("+s.k", 0ms)) << "the file has not changed";
     writeFile(path, bytes(1));
-    EXPECT_EQ(told("conflict reload() 16"), (Texts{"+s.k", "conflict reload() 16"}));
+    EXPECT_EQ(told("conflict reload() 16"), Texts{"conflict reload() 16"});
     EXPECT_EQ(value(), "mine");
     settings.store();
     EXPECT_EQ(told("reloaded"), Texts{"reloaded"});
@@ -316,10 +319,12 @@ TEST_F(FileWatcherTest, WhereInotifyCannotBeHadFilesArePolledUntilItCan) {
     }
     fault = {};
     watcher.setPolling(ZFileWatcher::Polling::always, 10);
-    settings.setValue("s", "k", "x");  // told at the next look of an interval, without an event
     watcher.add(settings);
-    setTime(path, 1000000000);
-    EXPECT_EQ(told("conflict reload() 16").back(), "conflict reload() 16");
+    zfc::platform::Descriptor const opened = zfc::platform::openFile(path.c_str(), O_RDWR);
+    void* const mapped = mmap(nullptr, 10, PROT_WRITE, MAP_SHARED, opened.get(), 0);
+    static_cast<char*>(mapped)[8] = '9';  // which is no event
+    expectReloaded(9);
+    munmap(mapped, 10);
     EXPECT_THROW(watcher.setPolling(ZFileWatcher::Polling::always, 0), ZInvalidParameterException);
     fault = {"timerfd_create", 1, EMFILE};
     EXPECT_EQ(ioFailure([] { ZFileWatcher const other; }), ioText("", "timerfd_create()", EMFILE));
@@ -371,6 +376,19 @@ TEST_F(FileWatcherTest, ObserversMayThrowAndChangeWhatIsObserved) {
         watcher.reloadChanged();
 }
 
+TEST_F(FileWatcherTest, NothingIsToldOfAnObjectThatAnObserverHasRemoved) {
+    Hook remover([&] { watcher.remove(settings); });
+    watch();
+    settings.addObserver(&remover);
+    writeFile(path, bytes(1));
+    while (value() != "1")
+        work(1000);
+    settings.deleteObserver(&remover);
+    watcher.add(settings);
+    writeFile(path, bytes(2));
+    EXPECT_EQ(told("reloaded"), (Texts{"+s.k", "+s.k", "reloaded"}));
+}
+
 TEST_F(FileWatcherTest, RemovingWaitsForWhoeverIsTold) {
     Gate entered;
     std::atomic<bool> isOver{false}, isLeft{false};
@@ -393,10 +411,10 @@ TEST_F(FileWatcherTest, RemovingWaitsForWhoeverIsTold) {
 
 TEST_F(FileWatcherTest, TheThreadTakesNoSignalsStopsAndStartsAndIsNoChilds) {
     watch();
-    Hook stopper([&] { watcher.stop(); });
-    settings.addObserver(&stopper);
     watcher.start();
     watcher.start();
+    writeFile(path, bytes(3));
+    EXPECT_TRUE(log.takeUntil("reloaded", longEnough)) << "it runs";
     sigset_t wish;
     sigemptyset(&wish);
     sigaddset(&wish, SIGUSR1);
@@ -418,6 +436,8 @@ TEST_F(FileWatcherTest, TheThreadTakesNoSignalsStopsAndStartsAndIsNoChilds) {
         EXPECT_EQ(openDescriptors(), before - 3) << "none is left to whoever comes next";
         _exit(testing::Test::HasFailure() ? 1 : 0);
     });
+    Hook stopper([&] { watcher.stop(); });
+    settings.addObserver(&stopper);
     for (int value : {1, 2}) {
         writeFile(path, bytes(value));
         EXPECT_TRUE(log.takeUntil("reloaded", longEnough)) << "in the thread that ends itself";

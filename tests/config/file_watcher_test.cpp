@@ -320,6 +320,7 @@ TEST_F(FileWatcherTest, WhereInotifyCannotBeHadFilesArePolledUntilItCan) {
     fault = {};
     watcher.setPolling(ZFileWatcher::Polling::always, 10);
     watcher.add(settings);
+    watcher.reloadChanged();
     zfc::platform::Descriptor const opened = zfc::platform::openFile(path.c_str(), O_RDWR);
     void* const mapped = mmap(nullptr, 10, PROT_WRITE, MAP_SHARED, opened.get(), 0);
     static_cast<char*>(mapped)[8] = '9';  // which is no event

@@ -1,89 +1,40 @@
 // The daemon of the examples, beside people and programs that change its file.
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <unistd.h>
-
-#include <array>
-#include <cstdio>
-#include <filesystem>
-#include <optional>
-
-#include "support/properties.h"
+#include "support/transcript.h"
 
 namespace {
 
 using namespace testsupport;
 
-/// The program, and the lines that it prints.
-class RunningDaemon {
-  public:
-    explicit RunningDaemon(std::string const& file) {
-        std::array<int, 2> pipe{};
-        EXPECT_EQ(::pipe(pipe.data()), 0);
-        auto const run = [&](Companion&) {
-            dup2(pipe[1], STDOUT_FILENO);
-            close(pipe[1]);
-            return execl(ZFC_TEST_DAEMON, "daemon", file.c_str(), nullptr);
-        };
-        process.emplace(run);
-        close(pipe[1]);
-        output = fdopen(pipe[0], "r");
-    }
-    ~RunningDaemon() { std::fclose(output); }
-    RunningDaemon(RunningDaemon const&) = delete;
-    RunningDaemon& operator=(RunningDaemon const&) = delete;
-
-    /// Waits for the next line; empty at the end.
-    [[nodiscard]] std::string line() {
-        std::array<char, 500> text{};
-        alarm(60);  // a test that hangs ends
-        bool const isRead = std::fgets(text.data(), text.size(), output) != nullptr;
-        alarm(0);
-        return isRead ? text.data() : "";
-    }
-    void send(int signal) { EXPECT_EQ(kill(process->pid(), signal), 0); }
-    [[nodiscard]] int join() { return process->join(); }
-
-  private:
-    std::optional<Companion> process;
-    FILE* output = nullptr;
-};
-
 TEST(DaemonTest, FollowsItsFileAndKeepsItsSettingsWhenThatIsBroken) {
-    StanzaFile const file("[server]\nhost = east\nport = 8080\n");
-    RunningDaemon daemon(file.path());
-    EXPECT_EQ(daemon.line(), "serving east:8080\n");
-
-    writeFile(file.beside("new"), "[server]\nport = 8081\n");
-    std::filesystem::rename(file.beside("new"), file.path());
-    EXPECT_EQ(daemon.line(), "deleted: server host\n");
-    EXPECT_EQ(daemon.line(), "set: server port\n");
-    EXPECT_EQ(daemon.line(), "serving localhost:8081\n");
-
-    writeFile(file.path(), "[server\n");
-    for (bool isAsked : {false, true}) {
-        if (isAsked) daemon.send(SIGHUP);
-        EXPECT_EQ(daemon.line().rfind("settings kept: ", 0), 0U) << isAsked;
-        EXPECT_EQ(daemon.line(), "Data: \"[server\"\n");
-    }
-
-    ZStanzaFileProperties editor(1);
-    editor.setValue("server", "host", "west");
-    editor.store(file.beside("new").c_str());
-    std::filesystem::rename(file.beside("new"), file.path());
-    EXPECT_EQ(daemon.line(), "deleted: server port\n");
-    EXPECT_EQ(daemon.line(), "set: server host\n");
-    EXPECT_EQ(daemon.line(), "serving west:80\n");
-
-    daemon.send(SIGTERM);
-    EXPECT_EQ(daemon.line(), "");
-    EXPECT_EQ(daemon.join(), 0);
-}
-
-TEST(DaemonTest, DoesNotBeginWithoutItsFile) {
-    RunningDaemon daemon("/nowhere/settings");
-    EXPECT_EQ(daemon.line(), "");
-    EXPECT_EQ(daemon.join(), 1);
+    TempDir const dir;
+    writeFile(dir.file("settings"), "[server]\nhost = east\nport = 8080\n");
+    writeFile(dir.file("local"), "[server]\nport = 8081\n");
+    writeFile(dir.file("west"), "[server]\nhost = west\n");
+    // Each step is taken when the daemon has told of the one before.
+    writeFile(dir.file("drive"), R"(
+        { sh -c 'echo $$; exec daemon settings'; echo "ended: $?"; } | {
+            read -r pid
+            while read -r line; do
+                echo "$line"
+                case $line in
+                'serving east'*) mv local settings ;;
+                'serving localhost'*) echo '[server' > settings ;;
+                Data*) if mkdir asked; then kill -HUP "$pid"; else mv west settings; fi ;;
+                'serving west'*) kill "$pid" ;;
+                esac
+            done
+        } 2> /dev/null
+    )");
+    std::string const kept =
+        "settings kept: The configuration file \"settings\" contains invalid data at line 1.\n"
+        "Data: \"[server\"\n";
+    expectTranscript(
+        dir.path(), ZFC_TEST_EXAMPLES,
+        {{"sh drive", 0,
+          "serving east:8080\n"
+          "deleted: server host\nset: server port\nserving localhost:8081\n" +
+              kept + kept + "deleted: server port\nset: server host\nserving west:80\nended: 0\n"},
+         {"daemon gone", 1, "", "fopen(r)"}});
 }
 
 }  // namespace

@@ -258,15 +258,15 @@ ZFileWatcher::Core::Outcome ZFileWatcher::Core::reload(ZProperties& properties) 
 /// Whether `reloaded` was told.
 bool ZFileWatcher::Core::look(std::shared_ptr<Watched> const& file) {
     Reloading const until(*this, *file);
-    bool isUnseenNew = false;
+    Outcome polled{Event::polled};
     {
         ZPersistentGuard const guard(lock);
         if (file->registrations == 0) return false;
-        isUnseenNew = !std::exchange(file->isUnseenTold, true);
+        auto const& [call, error] = file->unseen;
+        if (!std::exchange(file->isUnseenTold, true))
+            polled.failure = failureOf(file->path.c_str(), call, error);
     }
-    if (isUnseenNew)
-        tell(*file, {Event::polled, false, false,
-                     failureOf(file->path.c_str(), file->unseen.call, file->unseen.error)});
+    if (polled.failure) tell(*file, polled);
     Outcome const outcome = reload(file->properties);
     {
         ZPersistentGuard const guard(lock);

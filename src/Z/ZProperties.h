@@ -18,10 +18,10 @@
 /// ZPropertiesIOException with "fcntl()" and tries again when it likes. A store writes what the
 /// object holds, whatever others have stored meanwhile; updateFile() waits for the lock, reads what
 /// they stored, and loses nothing. The file is rewritten in place, because that lock is on this
-/// very file. What others store is noticed when getPropertiesFor() or updateFile() is called, by
-/// the modification time to the nanosecond, the size, the device and the inode. A file that changed
-/// a moment before it was read is read once more, because its time may not move with the next
-/// change.
+/// very file. What others store is noticed when getPropertiesFor(), reloadChanged() or updateFile()
+/// is called, by the modification time to the nanosecond, the size, the device and the inode. A
+/// file that changed a moment before it was read is read once more, because its time may not move
+/// with the next change. ZFileWatcher.h has files watched.
 ///
 /// What was not read is not overwritten. After a load that failed for any reason but that there is
 /// no such file, store() and updateFile() of that file raise the same failure again, until a load

@@ -58,6 +58,10 @@ class Log : public ZObserverInterface {
                                         : text(dynamic_cast<ZPropertyChanged const&>(parm)));
         grown.notify_all();
     }
+    void clear() {
+        std::lock_guard const guard(mutex);
+        lines.clear();
+    }
     /// All lines so far, when the last of them is `last`; nothing when it does not come.
     std::optional<Texts> takeUntil(std::string const& last, std::chrono::milliseconds limit) {
         std::unique_lock guard(mutex);
@@ -175,6 +179,8 @@ TEST_F(FileWatcherTest, AFileIsNotReadBeforeItIsWhole) {
     for (auto begin = Clock::now() - longEnough; Clock::now() - begin > 900ms;) {
         begin = Clock::now();
         writeFile(path, bytes(0));
+        settings.reload();
+        log.clear();
         FILE* const writer = std::fopen(path.c_str(), "w");
         std::fputs("[s]\nother = 1\n", writer);
         std::fflush(writer);

@@ -18,10 +18,10 @@
 /// ZPropertiesIOException with "fcntl()" and tries again when it likes. A store writes what the
 /// object holds, whatever others have stored meanwhile; updateFile() waits for the lock, reads what
 /// they stored, and loses nothing. The file is rewritten in place, because that lock is on this
-/// very file. What others store is noticed when getPropertiesFor() or updateFile() is called, by
-/// the modification time to the nanosecond, the size, the device and the inode. A file that changed
-/// a moment before it was read is read once more, because its time may not move with the next
-/// change.
+/// very file. What others store is noticed when getPropertiesFor(), reloadChanged() or updateFile()
+/// is called, by the modification time to the nanosecond, the size, the device and the inode. A
+/// file that changed a moment before it was read is read once more, because its time may not move
+/// with the next change. ZFileWatcher.h has files watched.
 ///
 /// What was not read is not overwritten. After a load that failed for any reason but that there is
 /// no such file, store() and updateFile() of that file raise the same failure again, until a load
@@ -359,6 +359,18 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     /// and forgets the loads that failed: a store writes over their files from now on.
     void clear();
 
+    /// What reloadChanged() found.
+    enum class Freshness {
+        current,   ///< no setting is another one than before
+        reloaded,  ///< the object has other settings than before
+        conflict,  ///< the file has changed, and edits here are not stored: nothing was read
+        missing    ///< there is no such file; the values stay
+    };
+    /// Reloads when the file is not what this object has read or stored last, or the last load of
+    /// it failed; in its updateFile() and postLoad() never. Observers are told, and whatever fails
+    /// is raised, as by reload(); an object without a file is `missing` one.
+    Freshness reloadChanged();
+
     /// Edits the file so that no change by anybody who respects its lock is lost: locks it
     /// exclusively, reads it when it has changed since this object read or stored it, calls `edit`
     /// as `edit(*this)`, stores when something was changed, releases the file.
@@ -453,6 +465,8 @@ class ZFC_API ZProperties : public ZAbstractProperties,
                    std::string_view image, std::string_view companionImage) ZREQUIRES(propLock);
     void settle(char const* file, zfc::platform::Status const& status) ZREQUIRES(propLock);
     void refresh(int forceReload);
+    [[nodiscard]] Freshness freshness() const ZREQUIRES(propLock);
+    [[nodiscard]] bool comparesValues() const ZREQUIRES(propLock);
     [[nodiscard]] bool isOutdated(int forceReload) const ZREQUIRES(propLock);
     static ZProperties* findOrLoad(char const* file, ZAbstractPropertiesFactory& factory,
                                    bool& isNew);

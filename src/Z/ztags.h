@@ -78,6 +78,8 @@
 #define ZException ZFC_TAGGED(ZException)
 #define zfc_setup ZFC_TAGGED(zfc_setup)
 #define zfcVersion ZFC_TAGGED(zfcVersion)
+#define ZFileWatched ZFC_TAGGED(ZFileWatched)
+#define ZFileWatcher ZFC_TAGGED(ZFileWatcher)
 #define ZFromUTF8Exception ZFC_TAGGED(ZFromUTF8Exception)
 #define zgetLCSHandle ZFC_TAGGED(zgetLCSHandle)
 #define zgetLocalCodesetName ZFC_TAGGED(zgetLocalCodesetName)

@@ -101,8 +101,12 @@ void ZProperties::FileHistory::rememberCompanion(char const* name, char const* o
     companionOwner = owner;
 }
 
-bool ZProperties::FileHistory::isCurrent(zfc::platform::Status const& now) const {
+bool ZProperties::FileHistory::isSame(zfc::platform::Status const& now) const {
     zfc::platform::Status const& then = stamp.status;
-    return then.isSettled && now.identity == then.identity && now.size == then.size &&
+    return now.identity == then.identity && now.size == then.size &&
            now.modified == then.modified && now.modifiedNanoseconds == then.modifiedNanoseconds;
+}
+
+bool ZProperties::FileHistory::isCurrent(zfc::platform::Status const& now) const {
+    return stamp.status.isSettled && isSame(now);
 }

@@ -43,6 +43,7 @@ struct ZProperties::FileHistory : public ZObject {
     std::unique_ptr<ZPCategoryBasedCache> empty;  // to make others from; null: not needed so far
     std::unique_ptr<ZPCategoryBasedCache> told;   // what observers know of, behind a reload that
                                                   // failed in its midst; null: the values here
+    bool compares = false;                        // reloadChanged() asks what was changed
     bool isUpdating = false;                      // an edit of updateFile() runs
     unsigned int gatherings = 0;                  // one in the other
     zfc::config::Notices notices;                 // of the gathering that runs
@@ -64,6 +65,8 @@ struct ZProperties::FileHistory : public ZObject {
     void finishReading(char const* file, zfc::platform::Identity const& identity, bool isAlone);
     void forgetUnread();
     void rememberCompanion(char const* name, char const* owner);
+    /// Whether the file looks as it did at the stamp.
+    [[nodiscard]] bool isSame(zfc::platform::Status const& now) const;
     /// Whether the file is what it was at the stamp, and every change since then would show.
     [[nodiscard]] bool isCurrent(zfc::platform::Status const& now) const;
 

@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <utility>
 
 #include "Z/ZException.h"
@@ -99,7 +100,7 @@ void ZProperties::readValues(char const* file, zfc::config::FileSource& source) 
 void ZProperties::readAnew(char const* file, zfc::config::FileSource& source, Values values) {
     bool const isAside = values == Values::exchanged;
     if (!isAside) leaveOwnFile(file);
-    if (isAside || mayBeObserved()) return readAside(file, source, isAside);
+    if (isAside || comparesValues()) return readAside(file, source, isAside);
     cache->clear();
     history->rememberCompanion("", "");
     history->told.reset();
@@ -123,7 +124,7 @@ void ZProperties::readAside(char const* file, zfc::config::FileSource& source, b
         if (!known.told) known.told.swap(before);
     });
     readValues(file, source);
-    if (mayBeObserved()) known.notices.addDifferences(known.told ? *known.told : *before, *cache);
+    if (comparesValues()) known.notices.addDifferences(known.told ? *known.told : *before, *cache);
     known.told.reset();
     undo.keep();
 }
@@ -182,6 +183,41 @@ void ZProperties::refresh(int forceReload) {
     }
     tell(notices);
 }
+
+ZProperties::Freshness ZProperties::reloadChanged() {
+    zfc::config::Notices notices;
+    auto found = Freshness::current;
+    {
+        ZPropResourceLock const hold(propLock);
+        FileHistory::Gathering const gathering(*history, notices);
+        found = freshness();
+        if (found == Freshness::reloaded) {
+            // Read, but not compared, a file that was only touched would count as another one.
+            ZUndo const over([&compares = history->compares] { compares = false; });
+            history->compares = true;
+            reload(nullptr);
+        }
+    }
+    if (found == Freshness::reloaded && notices.size() == 0) found = Freshness::current;
+    tell(notices);
+    return found;
+}
+
+/// `reloaded` when the file is to be read.
+ZProperties::Freshness ZProperties::freshness() const {
+    if (history->isUpdating || loading != 0) return Freshness::current;
+    auto const status = zfc::platform::statusOf(fileName.getChars());
+    if (!status && (errno == ENOENT || errno == ENOTDIR)) return Freshness::missing;
+    // Of its own store it does not matter whether a later change would show: it cannot be read.
+    if (modified != 0)
+        return status && history->isSame(*status) ? Freshness::current : Freshness::conflict;
+    bool const isRead = status && history->isCurrent(*status);
+    return isRead && !history->isUnread(fileName.getChars()) ? Freshness::current
+                                                             : Freshness::reloaded;
+}
+
+/// Whether somebody asks what a reload has changed.
+bool ZProperties::comparesValues() const { return history->compares || mayBeObserved(); }
 
 bool ZProperties::isOutdated(int forceReload) const {
     // In its updateFile() it holds what the file holds, and the edit.

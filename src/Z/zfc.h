@@ -16,8 +16,7 @@
 ///   (`ZZException`), zfc::Voyeur, and what begins with PROP (`ZPROPOpenMode` is
 ///   zfc::PropOpenMode).
 /// - A function keeps its name: zfc::zsnprintf, zfc::zfcVersion.
-/// - What has no tag stays what it is: the handle records of the C interface, enumerators,
-/// zraise(),
+/// - What has no tag stays what it is: the handle records of the C interface, enumerators, zraise(),
 ///   and all that was in namespace zfc before.
 ///
 /// Types and aliases are the same types: functions of other sources that take a `ZLCString` take a
@@ -107,6 +106,7 @@
 #include "Z/ZSharedLibrary.h"
 #endif
 #ifdef ZFC_WITH_CONFIG
+#include "Z/ZFileWatcher.h"
 #include "Z/ZJavaProperties.h"
 #include "Z/ZJavaPropertiesFile.h"
 #include "Z/ZLayeredProperties.h"
@@ -186,6 +186,8 @@ ZFC_CLASS(CreateResourceException);
 ZFC_CLASS(DefaultMessageService);
 ZFC_CLASS(DefaultSortCompare);
 ZFC_CLASS(Exception);
+ZFC_CLASS(FileWatched);
+ZFC_CLASS(FileWatcher);
 ZFC_CLASS(FromUTF8Exception);
 ZFC_CLASS(HashKeyMap);
 ZFC_CLASS(HashMap);

@@ -63,6 +63,8 @@
 #undef ZException
 #undef zfc_setup
 #undef zfcVersion
+#undef ZFileWatched
+#undef ZFileWatcher
 #undef ZFromUTF8Exception
 #undef zgetLCSHandle
 #undef zgetLocalCodesetName

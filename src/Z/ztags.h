@@ -73,6 +73,7 @@
 #define zdlopen ZFC_TAGGED(zdlopen)
 #define zdlsym ZFC_TAGGED(zdlsym)
 #define ZException ZFC_TAGGED(ZException)
+#define zfcFunction ZFC_TAGGED(zfcFunction)
 #define zfcVersion ZFC_TAGGED(zfcVersion)
 #define ZFromUTF8Exception ZFC_TAGGED(ZFromUTF8Exception)
 #define zgetLCSHandle ZFC_TAGGED(zgetLCSHandle)

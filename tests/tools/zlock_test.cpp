@@ -34,6 +34,7 @@ TEST_F(ZlockTest, RunsCommandsUnderTheLockAndCountsThoseThatWroteAndSucceeded) {
         {"ln -s /etc/hostname ._zpl2; zlock 2 -- echo ran", 3, "", "./._zpl2: "},
         {"zlock --status 2", 3, "", "./._zpl2: "},
         {"zlock --help >text"},
+        {"zlock --version | grep -c '^zlock [0-9.]*$'", 0, "1\n"},
         {"zlock --mode 0660 new -- stat -c %a ._zplnew", 0, "2660\n"},
         {"zlock config -- ls -l /proc/self/fd | grep _zpl || echo hidden", 0, "hidden\n"},
         {"zlock config -- printf '%s|' '[a,b]' {} '' -- -x %%", 0, "[a,b]|{}||--|-x|%%|"},

@@ -89,7 +89,7 @@ def main():
                        check=True, capture_output=True)
         scripts = f"{directory}/installed/share/gdb/auto-load"
         ways = [("beside the library", "-iex", f"add-auto-load-safe-path {library}"),
-                ("installed", "-iex", f"set auto-load scripts-directory {scripts}",
+                ("installed", "-iex", f"add-auto-load-scripts-directory {scripts}",
                  "-iex", f"add-auto-load-safe-path {scripts}",
                  "-iex", f"set environment LD_LIBRARY_PATH {directory}/installed/lib")]
         for way, *options in ways:

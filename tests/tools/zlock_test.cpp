@@ -108,4 +108,22 @@ TEST_F(ZlockTest, TellsNumberHolderAndState) {
     });
 }
 
+TEST_F(ZlockTest, CompletionOffersOptionsLocksAndCommands) {
+    auto const offered = [](std::string const& words, std::string const& what) {
+        return Step{"bash -c 'source " ZFC_TEST_COMPLETION "; COMP_WORDS=(zlock " + words +
+                        "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _zlock;"
+                        " echo \"${COMPREPLY[*]}\"'",
+                    0, what + "\n"};
+    };
+    runs({{"mkdir d && zlock --dir d \"a b\" -- true && zlock config -- true"},
+          offered("--st", "--status"),
+          offered("--ver", "--version"),
+          offered("\"\"", "config"),
+          offered("--wait 5 --dir d \"\"", "a\\ b"),
+          offered("--dir \"\"", "d"),
+          offered("config \"\"", ""),
+          offered("config -- mkfif", "mkfifo"),
+          offered("config -- true --st", "")});
+}
+
 }  // namespace

@@ -20,7 +20,7 @@ _zlock_command() {
     if declare -F _command_offset >/dev/null; then
         _command_offset "$1"
     elif ((COMP_CWORD == $1)); then
-        mapfile -t COMPREPLY < <(compgen -c -- "$current")
+        mapfile -t COMPREPLY < <(compgen -c -- "$current" | sort -u)
     fi
 }
 

@@ -8,5 +8,5 @@ if(zfc_libdir_is_absolute)
   set(zfc_installed_libdir "${CMAKE_INSTALL_LIBDIR}")
 endif()
 install(FILES tools/gdb/zfc.py RENAME libzfc.so.${zfc_tag}-gdb.py
-        DESTINATION "${CMAKE_INSTALL_DATADIR}/gdb/auto-load/${zfc_installed_libdir}")
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/gdb/auto-load${zfc_installed_libdir}")
 install(FILES tools/gdb/zfc.py DESTINATION ${CMAKE_INSTALL_DATADIR}/zfc/gdb)

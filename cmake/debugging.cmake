@@ -7,6 +7,9 @@ set(zfc_installed_libdir "\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}")
 if(zfc_libdir_is_absolute)
   set(zfc_installed_libdir "${CMAKE_INSTALL_LIBDIR}")
 endif()
+set(zfc_gdb_autoload "${CMAKE_INSTALL_DATADIR}/gdb/auto-load${zfc_installed_libdir}")
 install(FILES tools/gdb/zfc.py RENAME libzfc.so.${zfc_tag}-gdb.py
-        DESTINATION "${CMAKE_INSTALL_DATADIR}/gdb/auto-load${zfc_installed_libdir}")
-install(FILES tools/gdb/zfc.py DESTINATION ${CMAKE_INSTALL_DATADIR}/zfc/gdb)
+        DESTINATION "${zfc_gdb_autoload}")
+install(FILES tools/gdb/zfc_objects.py DESTINATION "${zfc_gdb_autoload}")
+install(FILES tools/gdb/zfc.py tools/gdb/zfc_objects.py
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zfc/gdb)

@@ -16,6 +16,9 @@ install(TARGETS zfc_static EXPORT zfc-static-targets COMPONENT static EXCLUDE_FR
 install(EXPORT zfc-static-targets NAMESPACE zfc:: DESTINATION ${package_dir}
         COMPONENT static EXCLUDE_FROM_ALL)
 
+# The object of zfc::app, in an archive of its own.
+install(TARGETS zfc_app EXPORT zfc-targets)
+
 configure_package_config_file(cmake/zfc-config.cmake.in zfc-config.cmake
   INSTALL_DESTINATION ${package_dir}
   PATH_VARS CMAKE_INSTALL_DATADIR)
@@ -35,6 +38,8 @@ set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH pc_to_prefix
      ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" pc_to_prefix "${pc_to_prefix}")
+configure_file(cmake/zfc-app.pc.in zfc-app.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zfc-app.pc DESTINATION ${pc_dir})
 set(pc_tag_flag)
 if(NOT ZFC_TAG STREQUAL "")
   set(pc_tag_flag " -DZFC_TAG=${zfc_tag}")

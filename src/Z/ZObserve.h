@@ -80,6 +80,10 @@ class ZFC_API Voyeur : public ZObject {
 /// sides' observers as they are: they watch an object, not its content.
 class ZFC_API ZAbstractObservable : public ZObservableInterface {
   public:
+    /// The library's own way to the lock, in the child of a fork. No friend: with one, compilers
+    /// take the protected destructor for one that anybody may call.
+    struct OverFork;
+
     // in slot order: do not sort
     void addObserver(ZObserverInterface* o) override;
     void deleteObserver(ZObserverInterface* o) override;
@@ -98,8 +102,6 @@ class ZFC_API ZAbstractObservable : public ZObservableInterface {
     [[nodiscard]] bool mayBeObserved() const;
 
   private:
-    friend struct ZForkedChild;  // frees the lock in the child of a fork
-
     ZArrayList observers ZGUARDED_BY(observersLock);  // one Voyeur for each, owned
     mutable ZLock observersLock;                      // held for the whole of every operation
 };

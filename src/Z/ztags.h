@@ -6,7 +6,10 @@
 /// interface are the one exception; they are never exported.
 ///
 /// First include of every public header, C headers among them. A name that is public stands here,
-/// once, sorted; the tag stands in this file alone.
+/// once, sorted; the tag stands in this file alone. `Z/zuntag.h` takes the names away again.
+#ifdef ZFC_UNTAGGED
+#error "Z/zfc.h took the names away: include this header before it, or have Z/zfc.h include it"
+#endif
 #ifndef Z_ZTAGS_H
 #define Z_ZTAGS_H
 
@@ -73,6 +76,7 @@
 #define zdlopen ZFC_TAGGED(zdlopen)
 #define zdlsym ZFC_TAGGED(zdlsym)
 #define ZException ZFC_TAGGED(ZException)
+#define zfc_setup ZFC_TAGGED(zfc_setup)
 #define zfcFunction ZFC_TAGGED(zfcFunction)
 #define zfcVersion ZFC_TAGGED(zfcVersion)
 #define ZFromUTF8Exception ZFC_TAGGED(ZFromUTF8Exception)

@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # Installs a build into a fresh directory, moves the tree, and compiles and runs the programs of the
-# README, in C++ and in C, as an outside project does: found by CMake and found by pkg-config.
+# README and of examples/ as an outside project does: found by CMake and found by pkg-config. What
+# runs is given no environment.
 # usage: run.sh BUILD_DIR CXX CC [COMPILER_FLAG...]
 set -euo pipefail
 
 build=$1 cxx=$2 cc=$3
 shift 3
 outside=$(cd "$(dirname "${BASH_SOURCE[0]}")/outside" && pwd)
-readme=$outside/../../../README.md
+tree=$(cd "$outside/../../.." && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -61,31 +62,112 @@ if [[ -x $prefix/bin/zprop ]]; then
         fail "there is no completion for zsh"
 fi
 
-export QCSDIR=$prefix/share/zfc/qcs LC_ALL=C.UTF-8
+export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
 
-for language in cpp c; do
-    awk -v fence="\`\`\`$language" '$0 == fence { on = 1; next } on && /^```$/ { exit } on' \
-        "$readme" >"$work/readme.$language"
-done
+# pure COMMAND...: runs it with nothing in its environment but where the system's commands are.
+pure() {
+    env -i PATH=/usr/bin:/bin "$@"
+}
+
+# says EXPECTED COMMAND...: runs it so; EXPECTED is what it writes.
+says() {
+    local output
+    output=$(pure "${@:2}" 2>"$work/log") || fail "failed: ${*:2}: $(<"$work/log")"
+    [[ $output == "$1" ]] || fail "expected \"$1\" of ${*:2}, not \"$output\""
+}
+
+# blocks LANGUAGE: all that the README has between fences of this language.
+blocks() {
+    awk -v fence="\`\`\`$1" '$0 == fence { on = 1; next } /^```$/ { on = 0 } on' "$tree/README.md"
+}
+
+# The README's programs, compiled with its lines: g++ and gcc are this build's compilers there, and
+# what they link finds the library where it was moved to.
+mkdir "$work/compilers" "$work/pasted"
+printf '#!/bin/sh\nexec %s "$@"\n' "$(command -v "$cxx") $*" >"$work/compilers/g++"
+printf '#!/bin/sh\nexec %s "$@"\n' "$(command -v "$cc") $*" >"$work/compilers/gcc"
+chmod +x "$work"/compilers/*
+cd "$work/pasted"
+blocks cpp >settings.cpp
+blocks c >settings.c
+blocks sh | while IFS= read -r line; do
+    if [[ $line == g[c+][c+]\ * ]]; then
+        PATH=$work/compilers:$PATH LD_RUN_PATH=$prefix/lib quiet bash -c "$line"
+    else
+        pure bash -c "$line" || fail "the README's line failed: $line"
+    fi
+done >"$work/shown" || exit 1
+diff "$work/shown" <(blocks text) >"$work/log" || fail "the README shows otherwise: $(<"$work/log")"
 
 # Where this compiler and word size find zlib, which the static library needs.
 libraries=$(dirname "$("$cxx" "$@" -print-file-name=libz.so)")
-quiet cmake -S "$outside" -B "$work/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
-    -DCMAKE_LIBRARY_PATH="$libraries" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_C_COMPILER="$cc" \
-    -DCMAKE_CXX_FLAGS="$*" -DCMAKE_C_FLAGS="$*" -DREADME="$work/readme"
+settings=(-G Ninja -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_FLAGS="$*"
+    -DCMAKE_C_FLAGS="$*" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_LIBRARY_PATH="$libraries")
+quiet cmake -S "$outside" -B "$work/build" "${settings[@]}" -DREADME="$work/pasted/settings"
 quiet cmake --build "$work/build"
-
-export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
-read -ra flags <<<"$(pkg-config --cflags --libs zfc) -Wl,-rpath,$prefix/lib"
-quiet "$cxx" "$@" -std=c++17 "$work/readme.cpp" "${flags[@]}" -o "$work/build/cxx_packaged"
-quiet "$cc" "$@" -std=c11 "$work/readme.c" "${flags[@]}" -o "$work/build/c_packaged"
-[[ -d $(pkg-config --variable=qcsdir zfc) ]] || fail "qcsdir of zfc.pc names no directory"
-
-# Each adds 1 to the port.
-cd "$work"
-printf '# who answers\n[server]\nport = 80\n' >app.conf
-for program in cxx_user c_user static_user cxx_packaged c_packaged; do
-    quiet "build/$program"
+# The library is inside: its data are found from where the program lies.
+cp "$work/build/static_user" "$prefix/bin"
+port=82
+for program in "$work"/build/c{,xx}_user "$prefix/bin/static_user"; do
+    says "port $((++port))" "$program"
 done
-[[ $(<app.conf) == $'# who answers\n[server]\nport = 85' ]] ||
-    fail "the programs did not leave port 85: $(<app.conf)"
+says "$prefix/share/zfc/qcs 1 2 vendor nobody" "$work/build/names"
+says "/chosen 1 2 vendor nobody" QCSDIR=/chosen "$work/build/names"
+
+# The library alone takes its directory from the environment, as ever.
+read -ra flags <<<"$(pkg-config --cflags --libs zfc) -Wl,-rpath,$prefix/lib"
+quiet "$cxx" "$@" -std=c++17 settings.cpp "${flags[@]}" -o "$work/alone"
+pure "$work/alone" >"$work/log" 2>&1 && fail "a string was made without QCSDIR"
+grep -q 'QCSDIR environment variable is not set' "$work/log" || fail "no reason: $(<"$work/log")"
+says "port 86" QCSDIR="$(pkg-config --variable=qcsdir zfc)" "$work/alone"
+
+# The tree inside of another project; compiling the library once more is left out.
+quiet cmake -S "$outside/../inside" -B "$work/inside" "${settings[@]}" -DZFC_TREE="$tree" \
+    -DUSER="$work/pasted/settings.cpp"
+quiet ninja -C "$work/inside" "$(cd "$work/inside" && ninja -t targets all |
+    sed -n 's/^\(CMakeFiles.app_user.*\.o\): .*/\1/p')"
+DESTDIR=$work/none quiet cmake --install "$work/inside"
+[[ ! -e $work/none ]] || fail "a part of another project installs: $(find "$work/none" -type f)"
+
+# compile SOURCE: an example as its user compiles it; one without a main() is a plug-in.
+compile() {
+    local name compiler=(gcc -std=gnu11) kind=()
+    name=$(basename "${1%.*}")
+    [[ $1 == *.c ]] || compiler=(g++ -std=c++17)
+    grep -q 'main(' "$1" || kind=(-shared -fPIC) name=lib$name.so
+    # shellcheck disable=SC2046 # words on purpose
+    "${compiler[@]}" -O0 "${kind[@]}" "$1" $(pkg-config --cflags --libs zfc-app) -o "$name"
+}
+export -f compile
+
+# Every example with a file examples/expected/NAME.txt writes just that, in a folder of its own beside
+# the sample files and the plug-ins; NAME.args has its arguments. Python's word size is the machine's,
+# and that clang takes them is known from the tree.
+mkdir "$work/examples"
+cd "$work/examples"
+shopt -s nullglob
+expected=("$tree"/examples/expected/*.txt)
+[[ $cxx != *clang* ]] || expected=()
+[[ $* != *-m32* ]] || mapfile -t expected < <(for each in "${expected[@]}"; do
+    name=$(basename "$each" .txt)
+    [[ -e $tree/examples/$name.py ]] || echo "$each"
+done)
+# shellcheck disable=SC2016 # expanded by the other shell
+for source in "$tree"/examples/*.{c,cpp}; do
+    [[ " ${expected[*]} " != *"/$(basename "${source%.*}").txt "* ]] && grep -q 'main(' "$source" ||
+        printf '%s\0' "$source"
+done | PATH=$work/compilers:$PATH LD_RUN_PATH=$prefix/lib \
+    xargs -0 -r -P "$(nproc)" -n 1 bash -c 'compile "$1"' _ >"$work/log" 2>&1 ||
+    fail "an example does not compile: $(<"$work/log")"
+for each in "${expected[@]}"; do
+    name=$(basename "$each" .txt)
+    program=("$work/examples/$name")
+    [[ ! -e $tree/examples/$name.py ]] ||
+        program=(env LD_LIBRARY_PATH="$prefix/lib" python3 "$tree/examples/$name.py")
+    mkdir "$name.d"
+    cp -r "$tree"/examples/files/. lib*.so "$name.d"
+    read -ra arguments < <(cat "${each%.txt}.args" 2>/dev/null) || true
+    (cd "$name.d" && pure timeout 60 "${program[@]}" "${arguments[@]}") >"$work/shown" 2>"$work/log" ||
+        fail "the example $name failed: $(<"$work/log")"
+    diff "$each" "$work/shown" >"$work/log" || fail "the example $name writes: $(<"$work/log")"
+done

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the library once more under another version tag and uses both in one process.
+# Builds the library once more under another version tag, with zlib alone, and uses both in one
+# process.
 # usage: run.sh BUILD_DIR CXX CC [COMPILER_FLAG...]
 set -euo pipefail
 
@@ -27,7 +28,7 @@ against() {
 }
 
 check cmake -S "$source" -B "$other" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DZFC_TAG=_9_9_9 \
-    -DZFC_BUILD_TESTS=OFF -DZFC_BUILD_TOOLS=OFF -DZFC_BUILD_EXAMPLES=OFF \
+    -DZFC_BUILD_TOOLS=OFF -DCMAKE_DISABLE_FIND_PACKAGE_{CLI11,nlohmann_json,GTest}=ON \
     -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_C_COMPILER="$cc" \
     -DCMAKE_CXX_FLAGS="${compiler_flags[*]}" -DCMAKE_C_FLAGS="${compiler_flags[*]}"
 check cmake --build "$other"

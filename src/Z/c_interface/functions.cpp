@@ -4,6 +4,7 @@
 #include "Z/zasprintf.h"
 #include "Z/zfileinherit.h"
 #include "Z/zproperties_c.h"
+#include "Z/zsetup.h"
 #include "Z/zshlib.h"
 #include "Z/zsnprintf.h"
 #include "Z/zutfconvert.h"
@@ -36,6 +37,7 @@ Row const rows[] = {
     ROW(zdlerror),
     ROW(zdlopen),
     ROW(zdlsym),
+    ROW(zfc_setup),
     ROW(zfcFunction),
     ROW(zfcVersion),
     ROW(zgetLCSHandle),

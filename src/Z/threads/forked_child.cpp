@@ -182,8 +182,12 @@ bool ZForkedChild::release(ZReadWriteLock& lock) noexcept ZNO_THREAD_SAFETY_ANAL
     return wasMine;
 }
 
+struct ZAbstractObservable::OverFork {
+    static constexpr ZLock ZAbstractObservable::*lock = &ZAbstractObservable::observersLock;
+};
+
 void ZForkedChild::release(ZAbstractObservable& observable) noexcept ZNO_THREAD_SAFETY_ANALYSIS {
-    release(observable.observersLock);
+    release(observable.*ZAbstractObservable::OverFork::lock);
 }
 
 void ZForkedChild::leaveBehind(ZLock& lock) noexcept {

@@ -177,8 +177,7 @@ def type_name(info):
     """The class of a std::type_info, as the source has it; its symbol where that is no plain name."""
     mangled = c_text(word(info + pointer_size())).decode("ascii", "replace")
     parts, rest = [], mangled.lstrip("*")
-    nested = rest.startswith("N") and rest.endswith("E")
-    rest = rest[1:-1] if nested else rest
+    rest = rest[1:-1] if rest.startswith("N") and rest.endswith("E") else rest
     while rest:
         match = re.match(r"\d+", rest)
         if not match or len(rest) < match.end() + int(match[0]):

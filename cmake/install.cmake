@@ -46,3 +46,5 @@ if(NOT ZFC_TAG STREQUAL "")
 endif()
 configure_file(cmake/zfc.pc.in zfc.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zfc.pc DESTINATION ${pc_dir})
+
+include(${CMAKE_CURRENT_LIST_DIR}/debugging.cmake)

@@ -2,7 +2,8 @@
 """Holds what the libraries export against the names of src/Z/ztags.h, both ways.
 
 Every symbol of the shared library belongs to a class or function of the first block of ztags.h and
-carries the tag; every name of that block has a symbol; no object file has a visible symbol that is
+carries the tag, zfcFunction besides without one; that function has every C function in its table;
+every name of that block has a symbol; no object file has a visible symbol that is
 not such a name (it would be a public name that ztags.h lacks); every type that a header defines at
 namespace scope stands in one of the two blocks, the handle records of the C interface and what the
 tagged namespace holds excepted.
@@ -27,6 +28,10 @@ DEFINED = re.compile(
 # Its name has the tag, which what stands in it need not have.
 TAGGED_NAMESPACE = re.compile(r"^inline namespace zrelease \{$.*?^\}  // namespace zrelease$",
                               re.M | re.S)
+# What is exported without its tag, besides.
+PLAIN = {"zfcFunction"}
+# A row of the table of C functions.
+ROW = re.compile(r"^ +ROW\((\w+)\),$", re.M)
 HANDLE = re.compile(r"^ZPROP_\w*handle$")
 
 complaints = []
@@ -94,13 +99,21 @@ def main():
     names, types = read_names()
     tagged = {name + tag: name for name in names}
 
-    seen = set()
-    for symbol in exported(shared):
+    seen, functions = set(), set()
+    symbols = exported(shared)
+    for symbol in symbols:
         name = owner(symbol)
         if name in tagged:
             seen.add(tagged[name])
-        else:
+            functions |= {tagged[name]} if symbol == name else set()
+        elif name not in PLAIN:
             complaints.append(f"exported, but no class or function of ztags.h: {readable(symbol)}")
+
+    for name in sorted(PLAIN - set(symbols)):
+        complaints.append(f"not exported without the tag: {name}")
+    table = set(ROW.findall((SRC / "Z" / "c_interface" / "functions.cpp").read_text()))
+    for name in sorted(functions ^ table):
+        complaints.append(f"zfcFunction() and the exported C functions differ in {name}")
 
     for symbol in visible(archive):
         name = owner(symbol)

@@ -175,6 +175,14 @@ class ZFC_API ZAbstractProcessReadWriteLock : public ZAbstractReadWriteLock {
     /// As tryLock() with zlockWrite.
     [[nodiscard]] bool tryWriteLock() { return tryLock(zlockWrite); }
 
+    /// Writing and reading by the names of ISO C++: the lock is a SharedLockable for
+    /// `std::shared_lock`, `std::unique_lock` and `std::scoped_lock`. Each throws as the operation
+    /// that it stands for.
+    [[nodiscard]] bool try_lock() { return tryWriteLock(); }
+    void lock_shared() { readLock(); }
+    [[nodiscard]] bool try_lock_shared() { return tryReadLock(); }
+    void unlock_shared() { unlock(); }
+
   protected:
     class InProcess;  // the in-process part of a hold
 

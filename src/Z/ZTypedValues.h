@@ -289,6 +289,10 @@ inline void set(ZPropertiesMutableInterface& properties, char const* stanza, cha
                 char const* value) {
     properties.setValue(stanza, key, value);
 }
+inline void set(ZPropertiesMutableInterface& properties, char const* stanza, char const* key,
+                std::string_view value) {
+    properties.setValue(stanza, key, ZValueText::of(value).getChars());
+}
 
 /// Sets all values of the key, in this order. Others see it at once only within updateFile().
 template <class T>

@@ -16,8 +16,8 @@
 ///   (`ZZException`), zfc::Voyeur, and what begins with PROP (`ZPROPOpenMode` is
 ///   zfc::PropOpenMode).
 /// - A function keeps its name: zfc::zsnprintf, zfc::zfcVersion.
-/// - What has no tag stays what it is: the handle records of the C interface, enumerators, zraise(),
-///   and all that was in namespace zfc before.
+/// - What has no tag stays what it is: handle records of the C interface, enumerators, zraise(), and
+///   all that was in namespace zfc before.
 ///
 /// Types and aliases are the same types: functions of other sources that take a `ZLCString` take a
 /// zfc::String. An alias cannot be declared in advance; messages of the compiler and the debugger
@@ -314,6 +314,7 @@ ZFC_FUNCTION(zdlerror);
 ZFC_FUNCTION(zdlopen);
 ZFC_FUNCTION(zdlsym);
 ZFC_FUNCTION(zfc_setup);
+ZFC_FUNCTION(zfcFunction);
 ZFC_FUNCTION(zfcVersion);
 ZFC_FUNCTION(zgetLCSHandle);
 ZFC_FUNCTION(zgetLocalCodesetName);

@@ -77,6 +77,7 @@
 #define zdlsym ZFC_TAGGED(zdlsym)
 #define ZException ZFC_TAGGED(ZException)
 #define zfc_setup ZFC_TAGGED(zfc_setup)
+#define zfcFunction ZFC_TAGGED(zfcFunction)
 #define zfcVersion ZFC_TAGGED(zfcVersion)
 #define ZFileWatched ZFC_TAGGED(ZFileWatched)
 #define ZFileWatcher ZFC_TAGGED(ZFileWatcher)

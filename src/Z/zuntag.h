@@ -62,6 +62,7 @@
 #undef zdlsym
 #undef ZException
 #undef zfc_setup
+#undef zfcFunction
 #undef zfcVersion
 #undef ZFileWatched
 #undef ZFileWatcher

@@ -37,6 +37,8 @@ static char const sample[] =
 static void test_opening(void) {
     CHECK_TEXT(zstzPropLastError(), "");
     CHECK_TEXT(zfcVersion(), "6.1.1");
+    CHECK(zfcFunction("zstzPropOpen") == (void (*)(void))zstzPropOpen);
+    CHECK(zfcFunction("zstzPropNone") == NULL && zfcFunction(NULL) == NULL);
     ZPROP_stz_handle* opened = (ZPROP_stz_handle*)sample;
     CHECK(zstzPropOpen(&opened, path, (ZPROPOpenMode)3) == ZPROP_INVALID_ARGUMENT);
     CHECK(opened == NULL);

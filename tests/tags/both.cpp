@@ -4,6 +4,8 @@
 #ifdef SIDE
 #include <Z/ZException.h>
 #include <Z/ZLCString.h>
+#include <Z/zversion.h>
+#include <dlfcn.h>
 
 #define VISIBLE __attribute__((visibility("default")))
 
@@ -29,6 +31,19 @@ VISIBLE bool knows(void (*thrower)()) {
     return false;
 }
 
+/// Whether the functions by name are this side's: asked as a program does, and as a language does
+/// that has loaded the library by its file.
+VISIBLE bool findsItsOwn() {
+    using Function = void (*)();
+    using Find = Function (*)(char const*);
+    auto const own = reinterpret_cast<Function>(&zfcVersion);
+    Dl_info file{};
+    if (dladdr(reinterpret_cast<void*>(own), &file) == 0) return false;
+    void* const library = dlopen(file.dli_fname, RTLD_NOW | RTLD_NOLOAD);
+    auto const find = reinterpret_cast<Find>(dlsym(library, "zfcFunction"));
+    return find != nullptr && find("zfcVersion") == own && zfcFunction("zfcVersion") == own;
+}
+
 }  // namespace SIDE
 #else
 #include <cstdio>
@@ -38,6 +53,7 @@ VISIBLE bool knows(void (*thrower)()) {
     bool composes();               \
     void raise();                  \
     bool knows(void (*thrower)()); \
+    bool findsItsOwn();            \
     }
 DECLARE(first)
 DECLARE(second)
@@ -45,6 +61,8 @@ DECLARE(second)
 int main() {
     bool const holds[] = {first::composes(),
                           second::composes(),
+                          first::findsItsOwn(),
+                          second::findsItsOwn(),
                           first::knows(first::raise),
                           second::knows(second::raise),
                           !first::knows(second::raise),

@@ -34,6 +34,7 @@ TEST_F(ZlockTest, RunsCommandsUnderTheLockAndCountsThoseThatWroteAndSucceeded) {
         {"ln -s /etc/hostname ._zpl2; zlock 2 -- echo ran", 3, "", "./._zpl2: "},
         {"zlock --status 2", 3, "", "./._zpl2: "},
         {"zlock --help >text"},
+        {"zlock --version | grep -c '^zlock [0-9.]*$'", 0, "1\n"},
         {"zlock --mode 0660 new -- stat -c %a ._zplnew", 0, "2660\n"},
         {"zlock config -- ls -l /proc/self/fd | grep _zpl || echo hidden", 0, "hidden\n"},
         {"zlock config -- printf '%s|' '[a,b]' {} '' -- -x %%", 0, "[a,b]|{}||--|-x|%%|"},
@@ -105,6 +106,24 @@ TEST_F(ZlockTest, TellsNumberHolderAndState) {
         {"zlock --status config | sed 's/[0-9]* (/ONE (/'", 0,
          "sequence: 1\nlast holder: ONE (gone)\nstate: free\n"},
     });
+}
+
+TEST_F(ZlockTest, CompletionOffersOptionsLocksAndCommands) {
+    auto const offered = [](std::string const& words, std::string const& what) {
+        return Step{"bash -c 'source " ZFC_TEST_COMPLETION "; COMP_WORDS=(zlock " + words +
+                        "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _zlock;"
+                        " echo \"${COMPREPLY[*]}\"'",
+                    0, what + "\n"};
+    };
+    runs({{"mkdir d && zlock --dir d \"a b\" -- true && zlock config -- true"},
+          offered("--st", "--status"),
+          offered("--ver", "--version"),
+          offered("\"\"", "config"),
+          offered("--wait 5 --dir d \"\"", "a\\ b"),
+          offered("--dir \"\"", "d"),
+          offered("config \"\"", ""),
+          offered("config -- mkfif", "mkfifo"),
+          offered("config -- true --st", "")});
 }
 
 }  // namespace

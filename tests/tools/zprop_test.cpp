@@ -432,6 +432,33 @@ TEST(ZpropTest, AnswersCanBeTakenApartByPrograms) {
     });
 }
 
+TEST(ZpropTest, OriginsAreLinesOfTheLayerThatWins) {
+    std::string const get = "zprop get app.conf server ";
+    std::string const layers = " --layer d --layer gone.conf --env APP_ --origin";
+    Samples const samples;
+    samples.expect({
+        {get + "port --origin", 0, "app.conf:5: 8080\n"},
+        {get + "listen --all --origin", 0, "app.conf:6: a\napp.conf:7: b\n"},
+        {get + "listen --origin -z | tr '\\0\n' '|,'", 0, "app.conf:7,b|"},
+        {"eval set -- $(" + get + "listen --origin --shell) && echo $# $2", 0, "2 b\n"},
+        {"zprop get app.conf log rotate --origin", 0, "app.conf:13: \n"},
+        {"mkdir d && printf '[log]\nrotate = 1\n[server]\nport=many\n' >d/20.conf"
+         " && printf '[server]\nhost =\nport = 1\n' >d/10.conf"},
+        {get + "port" + layers, 0, "d/20.conf:4: many\n"},
+        {get + "host" + layers, 0, "d/10.conf:2: \n"},
+        {get + "listen" + layers, 0, "app.conf:7: b\n"},
+        {get + "port --type int" + layers, 1, "", "d/20.conf:4: value \"many\" of key \"port\""},
+        {"APP_SERVER__PORT=7 " + get + "port --type int" + layers, 0, "$APP_SERVER__PORT: 7\n"},
+        {get + "port --layer d", 0, "many\n"},
+        {get + "none --layer d", 1, "", "app.conf and what lies over it: there is no key \"none\""},
+        {"zprop set d/20.conf server key s3cret --obfuscate && " + get + "key" + layers, 0,
+         "d/20.conf: (obfuscated)\n"},
+    });
+    samples.refuse(2, {"get app.conf server port --layer ''", "get app.properties k --origin",
+                       "get app.conf server port --layer d --max-companion 1M",
+                       "get app.conf server none --default 1 --origin"});
+}
+
 /// In the environment of a cron job, or one that somebody mistyped.
 TEST(ZpropTest, AnyEnvironmentReadsAFileInUtf8) {
     std::string const env = "env -u LC_ALL -u LC_CTYPE -u LANG ";

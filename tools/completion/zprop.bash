@@ -14,7 +14,7 @@ _zprop_parse() {
     command='' places=()
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-        --wait | --format | --max-companion | --type | --default | --replace | --value | --stanza | --key)
+        --wait | --format | --max-companion | --type | --default | --replace | --value | --stanza | --key | --layer | --env)
             ((i++)) ;;
         -*) ;;
         *) if [[ -z $command ]]; then command=${COMP_WORDS[i]}; else places+=("${COMP_WORDS[i]}"); fi ;;
@@ -49,6 +49,7 @@ _zprop() {
     case $previous in
     --type) _zprop_choose 'string int bool' && return ;;
     --format) _zprop_choose 'stanza java' && return ;;
+    --layer) return ;;
     esac
     if [[ $current == -* ]]; then
         _zprop_choose "$(_zprop_words "$command") $(_zprop_words '')"

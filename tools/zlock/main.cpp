@@ -63,6 +63,7 @@ class CommandLine {
             ->check(isPermissions);
         addModes();
         addWaits();
+        app.set_version_flag("--version", "zlock " ZLOCK_VERSION, "print the version and exit");
     }
 
     /// Whether to go on; else `exitStatus` is the program's.

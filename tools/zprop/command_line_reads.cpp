@@ -12,6 +12,8 @@ Exit CommandLine::runGet(Deadline& deadline) {
     if (!isJava()) return get(getRequest, deadline);
     if (getRequest.all || getRequest.reveal || getRequest.type != ValueType::string)
         requireStanzaFile("--all, --reveal or --type");
+    if (getRequest.origin || getRequest.isLayered())
+        requireStanzaFile("--origin, --layer or --env");
     return getJava(getRequest, encoding(), deadline);
 }
 

@@ -1,11 +1,12 @@
 /// What a command line, and a line of `zprop edit`, may hold. The one source of zprop that includes
-/// CLI11, which takes longer to compile than all the rest.
+/// CLI11 (with arguments.h), which takes longer to compile than all the rest.
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cstring>
 #include <map>
 
+#include "zprop/arguments.h"
 #include "zprop/command_line.h"
 #include "zprop/edits/edits.h"
 
@@ -15,67 +16,6 @@ namespace {
 constexpr char exitCodes[] =
     "Exit status: 0 done, 1 not there or not valid, 2 wrong usage, 3 input or output error.\n"
     "Words that begin with \"-\" follow \"--\": zprop set app.conf net offset -- -x";
-
-/// Refuses an empty text: a shell variable that is not set must not widen what a command does.
-CLI::Option* requireText(CLI::Option* option) {
-    return option->check(
-        [](std::string const& text) {
-            return text.empty() ? std::string("may not be empty") : std::string();
-        },
-        "");
-}
-
-void addText(CLI::App& command, char const* name, std::string& text, char const* what) {
-    requireText(command.add_option(name, text, what))->required();
-}
-
-void declareOptions(CLI::App& command, SetEdit& edit) {
-    auto* const add = command.add_flag("--add", edit.add,
-                                       "add one more value instead of replacing the one there");
-    auto* const all = command.add_flag("--replace-all", edit.replaceAll,
-                                       "replace all values of a key that has several");
-    command.add_option("--replace", edit.replace, "replace this value alone")
-        ->option_text("OLD")
-        ->excludes(add, all);
-    add->excludes(all);
-    command.add_flag("--obfuscate", edit.obfuscate,
-                     "keep the value out of the file, in its compressed companion");
-}
-
-void declare(CLI::App& command, SetEdit& edit) {
-    addText(command, "STANZA", edit.stanza, "stanza, made when there is none");
-    addText(command, "KEY", edit.key, "key, made when there is none");
-    command.add_option("VALUE", edit.value, "value; may be empty")->required();
-    declareOptions(command, edit);
-}
-
-void declare(CLI::App& command, UnsetEdit& edit) {
-    addText(command, "STANZA", edit.stanza, "stanza");
-    auto* const key =
-        requireText(command.add_option("KEY", edit.key, "key; without it the whole stanza goes"));
-    command.add_option("--value", edit.value, "this value alone; the key goes with its last one")
-        ->option_text("V")
-        ->needs(key);
-}
-
-void declare(CLI::App& command, RenameEdit& edit) {
-    addText(command, "STANZA", edit.stanza, "stanza");
-    addText(command, "KEY", edit.key, "key");
-    addText(command, "NEW", edit.name, "the key's new name");
-}
-
-void declare(CLI::App& command, UncommentEdit& edit) {
-    addText(command, "STANZA", edit.stanza, "stanza");
-    addText(command, "KEY", edit.key, "key");
-}
-
-void declare(CLI::App& command, CommentEdit& edit) {
-    command.add_option("TEXT", edit.text, "comment; \"#\" is put in front where it is missing")
-        ->required();
-    auto* const stanza =
-        requireText(command.add_option("--stanza", edit.stanza, "below this stanza's header"));
-    requireText(command.add_option("--key", edit.key, "above this key's line"))->needs(stanza);
-}
 
 /// What a parser says without repeating words that nobody expected, among which a secret may be.
 std::string discreet(CLI::ParseError const& e) {
@@ -185,6 +125,7 @@ class CommandLine::Parser {
     void addWord(CLI::App& command, char const* name, char const* what);
     void addStanzaAndKey(CLI::App& command);
     static void addStyles(CLI::App& command, Style& style);
+    void addLayers(CLI::App& command);
     void addEditOptions(CLI::App& command);
 
     void declareGet(CLI::App& command);
@@ -197,8 +138,13 @@ class CommandLine::Parser {
     void declareUnset(CLI::App& command);
     void declareComment(CLI::App& command);
     void declareEdit(CLI::App& command);
-    void declareRename(CLI::App& command);
-    void declareUncomment(CLI::App& command);
+    /// Of a command that is a line of `zprop edit` with a file in front.
+    template <auto edit>
+    void declareEditOf(CLI::App& command) {
+        addFile(command);
+        declare(command, given.*edit);
+        addEditOptions(command);
+    }
     void declareMerge(CLI::App& command);
     void declareRewrite(CLI::App& command);
     void declareConvert(CLI::App& command);
@@ -232,9 +178,10 @@ CommandLine::Parser::Command const CommandLine::Parser::commands[] = {
     {"unset", "Removes a key, or a stanza with all it holds.", "zprop unset app.conf server port",
      &Parser::declareUnset, &CommandLine::runUnset},
     {"rename", "Gives a key another name, at its place.",
-     "zprop rename app.conf server port listen", &Parser::declareRename, &CommandLine::runRename},
+     "zprop rename app.conf server port listen", &Parser::declareEditOf<&CommandLine::renameEdit>,
+     &CommandLine::runRename},
     {"uncomment", "Turns the commented-out template of a key, \"# key = ...\", into the key.",
-     "zprop uncomment app.conf server timeout", &Parser::declareUncomment,
+     "zprop uncomment app.conf server timeout", &Parser::declareEditOf<&CommandLine::uncommentEdit>,
      &CommandLine::runUncomment},
     {"merge", "Sets all that another file of the format sets.", "zprop merge app.conf site.conf",
      &Parser::declareMerge, &CommandLine::runMerge},
@@ -355,22 +302,39 @@ void CommandLine::Parser::addStanzaAndKey(CLI::App& command) {
 }
 
 void CommandLine::Parser::declareGet(CLI::App& command) {
+    auto& asked = given.getRequest;
     addFile(command);
     addStanzaAndKey(command);
-    auto* const all = command.add_flag("--all", given.getRequest.all,
-                                       "every value, one a line, instead of the last");
-    command.add_option("--type", given.getRequest.type, "check and print as string, int or bool")
-        ->transform(
-            CLI::CheckedTransformer(std::map<std::string, ValueType>{{"string", ValueType::string},
-                                                                     {"int", ValueType::integer},
-                                                                     {"bool", ValueType::boolean}}))
+    auto* const all =
+        command.add_flag("--all", asked.all, "every value, one a line, instead of the last");
+    std::map<std::string, ValueType> const types = {
+        {"string", ValueType::string}, {"int", ValueType::integer}, {"bool", ValueType::boolean}};
+    command.add_option("--type", asked.type, "check and print as string, int or bool")
+        ->transform(CLI::CheckedTransformer(types))
         ->excludes(all);
-    auto* const fallback = command.add_option("--default", given.getRequest.fallback,
-                                              "printed when there is no value");
-    command.add_flag("--required", given.getRequest.required, "a key without a value is an error")
+    auto* const fallback =
+        command.add_option("--default", asked.fallback, "printed when there is no value");
+    command.add_flag("--required", asked.required, "a key without a value is an error")
         ->excludes(fallback);
-    command.add_flag("--reveal", given.getRequest.reveal, "show obfuscated values");
-    addStyles(command, given.getRequest.style);
+    command.add_flag("--reveal", asked.reveal, "show obfuscated values");
+    command.add_flag("--origin", asked.origin, "FILE:LINE or $VARIABLE in front of each value")
+        ->excludes(fallback);
+    addLayers(command);
+    addStyles(command, asked.style);
+}
+
+void CommandLine::Parser::addLayers(CLI::App& command) {
+    auto* const limit = app.get_option("--max-companion");  // the layers have the library's own
+    auto& asked = given.getRequest;
+    requireText(command.add_option("--layer", asked.layers,
+                                   "a file, or a directory of .conf files"
+                                   ", whose keys win over those before; again for more"))
+        ->option_text("PLACE")
+        ->allow_extra_args(false)
+        ->excludes(limit);
+    requireText(command.add_option("--env", asked.environment, "PREFIXSTANZA__KEY wins over all"))
+        ->option_text("PREFIX")
+        ->excludes(limit);
 }
 
 void CommandLine::Parser::declareList(CLI::App& command) {
@@ -436,18 +400,6 @@ void CommandLine::Parser::declareUnset(CLI::App& command) {
     declare(command, given.unsetEdit);
     // Of a .properties file the word before is the key.
     command.get_option("--value")->remove_needs(command.get_option("KEY"));
-    addEditOptions(command);
-}
-
-void CommandLine::Parser::declareRename(CLI::App& command) {
-    addFile(command);
-    declare(command, given.renameEdit);
-    addEditOptions(command);
-}
-
-void CommandLine::Parser::declareUncomment(CLI::App& command) {
-    addFile(command);
-    declare(command, given.uncommentEdit);
     addEditOptions(command);
 }
 

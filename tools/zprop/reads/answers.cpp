@@ -68,8 +68,8 @@ void Assignments::print(std::string const& path, std::string const& place,
     std::cout << name << "=" << shellWord(joined) << "\n";
 }
 
-std::vector<std::string> valuesOf(ZStanzaFileProperties const& properties,
-                                  std::string const& stanza, std::string const& key) {
+std::vector<std::string> valuesOf(ZPropertiesInterface const& properties, std::string const& stanza,
+                                  std::string const& key) {
     ZArrayList list(1, 1);
     properties.getValues(stanza.c_str(), key.c_str(), list, zpropLocalCodeset);
     std::vector<std::string> values;
@@ -110,6 +110,13 @@ void printStanzas(ZStanzaFileProperties const& properties, std::vector<std::stri
             if (style == Style::shell && isSet) printAssignment(assignments, stanza, key, values);
         }
     }
+}
+
+void printPlaced(std::string const& place, std::string const& answer, Style style) {
+    if (style == Style::shell) std::cout << shellWord(place) << ' ';
+    if (style == Style::nul) std::cout << place << '\n';
+    if (style == Style::lines) std::cout << shown(place) << ": ";
+    printText(answer, style);
 }
 
 void printText(std::string const& text, Style style) {

@@ -14,7 +14,7 @@ namespace zprop {
 constexpr char hiddenText[] = "(obfuscated)";
 
 /// The values of a key in order, as bytes of the local codeset.
-[[nodiscard]] std::vector<std::string> valuesOf(ZStanzaFileProperties const& properties,
+[[nodiscard]] std::vector<std::string> valuesOf(ZPropertiesInterface const& properties,
                                                 std::string const& stanza, std::string const& key);
 /// The stanzas, the keys of a stanza (the nameless one has none), in file order.
 [[nodiscard]] std::vector<std::string> stanzasOf(ZStanzaFileProperties const& properties);
@@ -42,6 +42,10 @@ class Assignments {
 /// would have one name of the shell.
 void printStanzas(ZStanzaFileProperties const& properties, std::vector<std::string> const& stanzas,
                   char const* header, Secrets secrets, Style style);
+
+/// Prints where an answer comes from and the answer: "PLACE: ANSWER", both with a line feed between
+/// them and a NUL behind, or as two words.
+void printPlaced(std::string const& place, std::string const& answer, Style style);
 
 /// Prints one text: its line, with a NUL behind it, or as a word.
 void printText(std::string const& text, Style style);

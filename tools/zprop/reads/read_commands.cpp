@@ -1,9 +1,11 @@
 #include "zprop/reads/read_commands.h"
 
+#include <algorithm>
 #include <iostream>
 
 #include "zprop/reads/answers.h"
 #include "zprop/reads/json_text.h"
+#include "zprop/reads/sources.h"
 #include "zprop/shown.h"
 
 namespace zprop {
@@ -14,7 +16,7 @@ std::string place(GetRequest const& request) {
 }
 
 /// The value of a key that has one, as its type prints it.
-std::string typedValue(ZStanzaFileProperties const& properties, char const* stanza, char const* key,
+std::string typedValue(ZPropertiesInterface const& properties, char const* stanza, char const* key,
                        ValueType type) {
     if (type == ValueType::integer)
         return std::to_string(properties.getIntegerValue(stanza, key, 1, 0));
@@ -39,7 +41,7 @@ std::string typedFallback(GetRequest const& request) {
 }
 
 /// The library's message shows the value, which may be a secret.
-std::string hiddenValue(Document const& properties, GetRequest const& request) {
+std::string hiddenValue(ZPropertiesInterface const& properties, GetRequest const& request) {
     try {
         static_cast<void>(
             typedValue(properties, request.stanza.c_str(), request.key.c_str(), request.type));
@@ -52,7 +54,8 @@ std::string hiddenValue(Document const& properties, GetRequest const& request) {
 }
 
 /// What `get` prints for a key that has values.
-std::vector<std::string> answers(Document const& properties, GetRequest const& request) {
+std::vector<std::string> answers(ZPropertiesInterface const& properties,
+                                 GetRequest const& request) {
     char const* const stanza = request.stanza.c_str();
     char const* const key = request.key.c_str();
     bool const isHidden = !request.reveal && properties.isObfuscated(stanza, key);
@@ -66,23 +69,45 @@ std::vector<std::string> answers(Document const& properties, GetRequest const& r
 }
 
 /// What `get` prints for a key that has none, or is not there.
-std::vector<std::string> answersWithoutValue(Document const& properties, GetRequest const& request,
+std::vector<std::string> answersWithoutValue(Sources const& sources, GetRequest const& request,
                                              std::string const& fallback) {
-    bool const isThere = properties.exists(request.stanza.c_str(), request.key.c_str());
+    bool const isThere = sources.values().exists(request.stanza.c_str(), request.key.c_str());
     // Without its companion file nobody knows.
-    if (!isThere && properties.trouble)
-        throw Failure(properties.trouble->exitCode(),
+    if (!isThere && sources.trouble())
+        throw Failure(sources.trouble()->exitCode(),
                       request.file + ": " + place(request) +
                           " is none of the plain ones, and may be an obfuscated one");
     if (request.fallback) return {fallback};
     if (!isThere)
-        zraise(ZPropertiesMissingPropertyException(request.file.c_str(), request.stanza.c_str(),
+        zraise(ZPropertiesMissingPropertyException(sources.name().c_str(), request.stanza.c_str(),
                                                    request.key.c_str()),
                "zprop", __LINE__);
     if (request.required)
         throw Failure(Exit::notThereOrInvalid,
-                      request.file + ": " + place(request) + " has no value");
+                      sources.name() + ": " + place(request) + " has no value");
     return std::vector<std::string>(request.all ? 0 : 1);
+}
+
+/// As answers(), with the place of a value that is not of its type.
+std::vector<std::string> answersWithValue(Sources const& sources, GetRequest const& request) {
+    try {
+        return answers(sources.values(), request);
+    } catch (ZPropertiesInvalidValueException const& e) {
+        bool const isBool = request.type == ValueType::boolean;
+        throw Failure(Exit::notThereOrInvalid,
+                      sources.placesOf(request.stanza, request.key).back() + ": value \"" +
+                          e.value() + "\" of " + place(request) + " is no " +
+                          (isBool ? "boolean" : "number"));
+    }
+}
+
+void printWithPlaces(std::vector<std::string> const& answers, Sources const& sources,
+                     GetRequest const& request) {
+    // Those of all values; of fewer answers the last ones.
+    auto const places = sources.placesOf(request.stanza, request.key);
+    std::size_t at = places.size() - std::min(places.size(), answers.size());
+    for (auto const& answer : answers)
+        printPlaced(places[at++], answer, request.style);
 }
 
 void dumpAsJson(Document const& properties, DumpRequest const& request) {
@@ -115,10 +140,16 @@ void requireStanza(Document const& properties, ListRequest const& request) {
 
 Exit get(GetRequest const& request, Deadline& deadline) {
     std::string const fallback = request.fallback ? typedFallback(request) : std::string();
-    Properties const properties = openForAnswers(request.file, deadline);
-    bool const hasValue = properties->numValues(request.stanza.c_str(), request.key.c_str()) != 0;
-    for (auto const& answer : hasValue ? answers(*properties, request)
-                                       : answersWithoutValue(*properties, request, fallback))
+    Sources const sources(request, deadline);
+    bool const hasValue =
+        sources.values().numValues(request.stanza.c_str(), request.key.c_str()) != 0;
+    auto const found = hasValue ? answersWithValue(sources, request)
+                                : answersWithoutValue(sources, request, fallback);
+    if (request.origin) {
+        printWithPlaces(found, sources, request);
+        return Exit::done;
+    }
+    for (auto const& answer : found)
         printText(answer, request.style);
     return Exit::done;
 }

@@ -27,7 +27,12 @@ struct GetRequest {
     std::optional<std::string> fallback;  // printed when the key has no value
     bool required = false;                // a key without a value is an error
     bool reveal = false;                  // show obfuscated values
+    bool origin = false;                  // tell where each value comes from
+    std::vector<std::string> layers;      // over the file: files and directories; later ones win
+    std::string environment;              // over these: the prefix of variables; empty: none
     Style style = Style::lines;
+
+    [[nodiscard]] bool isLayered() const { return !layers.empty() || !environment.empty(); }
 };
 
 struct ListRequest {

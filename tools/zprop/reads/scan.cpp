@@ -26,19 +26,29 @@ std::string_view trimmed(std::string_view text) {
 class Scanner {
   public:
     explicit Scanner(std::string_view wholeText) : text(wholeText) {}
+    Scanner(std::string_view wholeText, std::string_view ofStanza, std::string_view ofKey)
+        : text(wholeText), wantedStanza(ofStanza), wantedKey(ofKey) {}
 
     Scan run() {
+        scanLines();
+        lookForOldLineEnds();
+        return std::move(found);
+    }
+    std::vector<Assignment> assignments() {
+        scanLines();
+        return std::move(assigned);
+    }
+
+  private:
+    void scanLines() {
         for (std::string_view left = text; !left.empty();) {
             std::size_t const length = left.find('\n');
             ++number;
             scanLine(left.substr(0, length));
             left.remove_prefix(length == left.npos ? left.size() : length + 1);
         }
-        lookForOldLineEnds();
-        return std::move(found);
     }
 
-  private:
     /// One fault a line is enough: the pieces behind it are of the same making.
     void scanLine(std::string_view whole) {
         line = whole;
@@ -73,11 +83,11 @@ class Scanner {
         std::size_t const bracket = piece.find(']', start);
         // Whatever it is, the lines below are meant to be in it.
         isInStanza = true;
-        isDatabase = false;
+        stanza = {};
         if (bracket == piece.npos) return fault("stanza header without \"]\"", piece.size());
         std::string_view const name = piece.substr(start + 1, bracket - start - 1);
         isInStanza = !name.empty();
-        isDatabase = name == "configuration-database";
+        stanza = name;
         if (!stanzas.emplace(name).second)
             return fault("this stanza stands in the file already", start + 1);
         if (bracket + 1 < piece.size()) {
@@ -98,9 +108,14 @@ class Scanner {
         if (equals == piece.npos)
             return fault("neither stanza header, comment nor key = value", start);
         if (!isInStanza) return fault("key line before the first stanza header", start);
-        bool const isName = isDatabase && trimmed(piece.substr(0, equals)) == "file" &&
-                            !trimmed(piece.substr(equals + 1)).empty();
+        noteValue(trimmed(piece.substr(0, equals)), trimmed(piece.substr(equals + 1)));
+    }
+
+    void noteValue(std::string_view key, std::string_view value) {
+        bool const isName = stanza == "configuration-database" && key == "file" && !value.empty();
         if (isName) found.companionLine = number;
+        if (!wantedKey.empty() && stanza == wantedStanza && key == wantedKey)
+            assigned.push_back({number, std::string(value)});
     }
 
     /// Carriage returns alone: all of the text is one line then.
@@ -126,9 +141,12 @@ class Scanner {
     std::size_t number = 0;      // its number
     std::size_t pieceStart = 0;  // of the current piece in the line
     bool isInStanza = false;     // a key line may stand here
-    bool isDatabase = false;     // this stanza names the companion file
+    std::string_view stanza;     // its name
+    std::string_view wantedStanza;
+    std::string_view wantedKey;  // empty: none
     std::set<std::string, std::less<>> stanzas;
     Scan found;
+    std::vector<Assignment> assigned;  // to the wanted key
 };
 
 /// As on a terminal, but with its tabs, so that the caret's line can have the same.
@@ -156,6 +174,11 @@ std::string blanksBelow(std::string const& text) {
 }  // namespace
 
 Scan scan(std::string_view text) { return Scanner(text).run(); }
+
+std::vector<Assignment> assignmentsOf(std::string_view text, std::string_view stanza,
+                                      std::string_view key) {
+    return Scanner(text, stanza, key).assignments();
+}
 
 std::string pictureOf(Finding const& finding) {
     constexpr std::size_t longest = 200;  // of what is shown of a line

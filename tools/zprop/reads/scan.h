@@ -30,6 +30,16 @@ struct Scan {
 /// library's.
 [[nodiscard]] Scan scan(std::string_view text);
 
+/// A line that gives a key a value, or names it without one.
+struct Assignment {
+    std::size_t line;   // as of a Finding
+    std::string value;  // empty: "key ="
+};
+
+/// Those of the key, in the order of the text, which is valid.
+[[nodiscard]] std::vector<Assignment> assignmentsOf(std::string_view text, std::string_view stanza,
+                                                    std::string_view key);
+
 /// "LINE: reason", the line and a caret below the fault, each ended by a line feed.
 [[nodiscard]] std::string pictureOf(Finding const& finding);
 

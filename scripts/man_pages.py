@@ -26,10 +26,17 @@ HEADERS = {
 }
 
 GROUP = re.compile(r"^// -{10,} (\w+)$")
-FUNCTION = re.compile(r"^ZFC_API (.*?)(\w+)\((.*)\);$")
+FUNCTION = re.compile(r"^ZFC_API ([^(]*?)(\w+)\(([^()]*)\);$")
+# One that returns a function.
+RETURNS_FUNCTION = re.compile(r"^ZFC_API (.*\(\*(\w+)\(.*\)\)\(.*\);)$")
 CALLBACK = re.compile(r"^typedef .*\(\*(\w+)\)\(.*\);$")
 MACRO = re.compile(r"^#define (\w+) \S+$")
+ENTRY = re.compile(r"^(- |\d+\. )")
 WORD = re.compile(r"\(?`[^`]+`\S*|\S+")
+
+# What stands between backquotes, by how it looks.
+KINDS = ((r"^(int|char|const)\b|\w\*$", "Vt"), (r"^QCSDIR$", "Ev"), (r"^[A-Z0-9_]+$", "Dv"),
+         (r"[/-]", "Pa"), (r"::", "Li"), (r"", "Fa"))
 
 
 class Item:
@@ -39,12 +46,15 @@ class Item:
         self.doc, self.code = doc, []
 
     def functions(self):
-        return [match for match in map(FUNCTION.match, self.code) if match]
+        declared = [code for code in self.code if code.startswith("ZFC_API")]
+        matches = [FUNCTION.match(code) or RETURNS_FUNCTION.match(code) for code in declared]
+        if None in matches:
+            sys.exit(f"this declaration is not understood: {declared[matches.index(None)]}")
+        return [match[2] for match in matches]
 
     def names(self):
-        patterns = (FUNCTION, CALLBACK, MACRO)
-        return [match[2 if pattern is FUNCTION else 1]
-                for code in self.code for pattern in patterns if (match := pattern.match(code))]
+        others = [CALLBACK.match(code) or MACRO.match(code) for code in self.code]
+        return self.functions() + [match[1] for match in others if match]
 
 
 class Group:
@@ -52,7 +62,7 @@ class Group:
         self.title, self.intro, self.items = title, [], []
 
     def functions(self):
-        return [match for item in self.items for match in item.functions()]
+        return [name for item in self.items for name in item.functions()]
 
 
 # ---------------------------------------------------------------------------------------- reading
@@ -112,26 +122,26 @@ class Writer:
         self.macro("Ed")
 
     def paragraphs(self, doc):
-        """Paragraphs, and lists of what begins with a dash."""
+        """Paragraphs, and lists of what begins with a dash or a number."""
         blocks = [[]]
         for line in doc:
-            if not line or line.startswith("- "):
+            if not line or ENTRY.match(line):
                 blocks.append([])
             if line:
                 blocks[-1].append(line)
         inList = False
         for number, block in enumerate(block for block in blocks if block):
-            isEntry = block[0].startswith("- ")
-            if isEntry and not inList:
-                self.macro("Bl -bullet")
-            if inList and not isEntry:
+            entry = ENTRY.match(block[0])
+            if entry and not inList:
+                self.macro("Bl -bullet" if entry[0] == "- " else "Bl -enum")
+            if inList and not entry:
                 self.macro("El")
-            if isEntry:
+            if entry:
                 self.macro("It")
             elif number > 0:
                 self.macro("Pp")
-            inList = isEntry
-            self.words(" ".join(block).removeprefix("- "))
+            inList = entry is not None
+            self.words(ENTRY.sub("", " ".join(block)))
         if inList:
             self.macro("El")
 
@@ -163,8 +173,7 @@ class Writer:
             kind, core, closing = "Fn", match[1], closing[1:]
         elif match := re.match(r"^`([^`]+)`$", core):
             core = match[1]
-            isType = re.search(r"^(int|char|const)\b|\w\*$", core)
-            kind = "Vt" if isType else "Dv" if core.isupper() else "Fa"
+            kind = next(kind for pattern, kind in KINDS if re.search(pattern, core))
         elif re.match(r"^[A-Z]+_[A-Z0-9_]+$", core):
             kind = "Dv"
         elif core in self.types:
@@ -204,8 +213,10 @@ def synopsis(header, group):
                 lines += [f".Ft {quoted(match[1].strip())}", f".Fo {match[2]}"]
                 lines += [f".Fa {quoted(argument)}" for argument in match[3].split(", ")]
                 lines.append(".Fc")
+            elif match := RETURNS_FUNCTION.match(code):
+                lines += [".Bd -literal", match[1], ".Ed"]
             elif CALLBACK.match(code):
-                lines += [".Bd -literal", escaped(code), ".Ed"]
+                lines += [".Bd -literal", code, ".Ed"]
     return lines
 
 
@@ -216,15 +227,15 @@ def quoted(text):
 def described(writer, items):
     writer.macro("Bl -tag -width Ds")
     for item in items:
-        macros = ["Fn" if name in {match[2] for match in item.functions()} else
-                  "Dv" if name.isupper() else "Vt" for name in item.names()]
+        macros = ["Fn" if name in item.functions() else "Dv" if name.isupper() else "Vt"
+                  for name in item.names()]
         writer.macro("It " + " , ".join(map(" ".join, zip(macros, item.names()))))
         writer.paragraphs(item.doc)
     writer.macro("El")
 
 
 def function_page(header, group, about, references, types, opening=()):
-    functions = [match[2] for match in group.functions()]
+    functions = group.functions()
     description = [*listed(f"Nm {name}" for name in functions), f".Nd {about}"]
     writer = Writer(types)
     writer.macro("Sh DESCRIPTION")
@@ -246,7 +257,7 @@ def overview_page(header, opening, groups, about, references, types):
             writer.literal(code)
     for group in groups[1:]:
         writer.macro(f"Ss Functions of {group.title}")
-        writer.lines += listed(f"Xr {match[2]} 3" for match in group.functions())
+        writer.lines += listed(f"Xr {name} 3" for name in group.functions())
     writer.lines += [
         ".Sh ENVIRONMENT", ".Bl -tag -width Ds", ".It Ev QCSDIR",
         "the codeset data directory; see", ".Xr zfc-codesets 7", ".El"]

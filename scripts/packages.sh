@@ -75,7 +75,7 @@ twice=$(for package in "$result"/*.deb; do
     dpkg-deb --fsys-tarfile "$package" | tar -t | grep -v '/$'
 done | LC_ALL=C sort | uniq -d)
 [[ -z $twice ]] || die "two packages hold these files: $twice"
-mapfile -t functions < <(sed -n 's/^ZFC_API .*\b\(\w*\)(.*/\1/p' "$installed/usr/include/Z/zproperties_c.h")
+mapfile -t functions < <(grep -oP '^ZFC_API .*?\K\w+(?=\()' "$installed/usr/include/Z/zproperties_c.h")
 [[ ${#functions[@]} -gt 0 ]] || die "no C functions are found"
 for page in "${functions[@]}" zprop zlock zfc-stanza zfc-properties zfc-companion zfc-lock \
     zfc-recovery zfc-locks zfc-codesets zfc-errors; do

@@ -29,7 +29,8 @@ set(zfc_doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/zfc)
 install(DIRECTORY docs/ DESTINATION ${zfc_doc_dir}/docs COMPONENT documentation
         FILES_MATCHING PATTERN *.md PATTERN *.svg
         PATTERN man EXCLUDE PATTERN models EXCLUDE)
-install(FILES README.md SECURITY.md DESTINATION ${zfc_doc_dir} COMPONENT documentation)
+file(GLOB guides CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/*.md)
+install(FILES ${guides} DESTINATION ${zfc_doc_dir} COMPONENT documentation)
 install(DIRECTORY examples DESTINATION ${zfc_doc_dir} COMPONENT documentation)
 
 # Takes away what the last `cmake --install` of this build laid down, and of each component that was

@@ -64,7 +64,7 @@ done
 # package has a folder of its own for Debian's files.
 files() {
     (cd "$1" && find . ! -type d | sed 's/\(\/man\/.*\)\.gz$/\1/' |
-        grep -vE '/usr/share/(doc/[^/]*/(changelog.Debian.gz|copyright)|lintian/.*)$|/usr/lib32/' |
+        grep -vE '/usr/share/(doc/[^/]*/(changelog(.Debian)?.gz|copyright)|lintian/.*)$|/usr/lib32/' |
         LC_ALL=C sort)
 }
 DESTDIR=$work/whole quiet packages-install.log cmake --install "$tree/obj-native"
@@ -131,10 +131,10 @@ read -ra flags <<<"$(pkg-config --cflags --libs zfc)"
 quiet user.log g++ -std=c++17 user.cpp "${flags[@]}" -Wl,-rpath,"$libs" -o packaged_cpp
 quiet user.log gcc -std=c11 user.c "${flags[@]}" -Wl,-rpath,"$libs" -o packaged_c
 soname=$(basename "$libs"/libzfc.so._*)
-small_path=-Wl,-rpath,$installed/usr/lib32
-small=(-m32 -I "$installed/usr/include" "$installed/usr/lib32/$soname")
-quiet user.log g++ -std=c++17 user.cpp "${small[@]}" "$small_path" -o small_cpp
-quiet user.log gcc -std=c11 user.c "${small[@]}" "$small_path" -o small_c
+small=(-m32 -I "$installed/usr/include" "$installed/usr/lib32/$soname"
+    "-Wl,-rpath,$installed/usr/lib32")
+quiet user.log g++ -std=c++17 user.cpp "${small[@]}" -o small_cpp
+quiet user.log gcc -std=c11 user.c "${small[@]}" -o small_c
 
 # Each adds 1.
 programs=(cmake_{zfc,static}_{c,cpp} packaged_{cpp,c} small_{cpp,c})

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Holds the binary interface of the 64-bit library against the one that data/abi keeps for its tag,
 # and names every change: functions that came or went, types of arguments, sizes, fields and slots of
-# public classes. What no public header defines does not count. Needs abigail-tools.
+# public classes. What no public header defines, and private functions, do not count. Needs
+# abigail-tools.
 # usage: abi.sh [LIBRARY]             LIBRARY is built with -g; without it one is built in build/abi
 #        abi.sh --renew [LIBRARY]     makes this interface the one that is kept
 #        abi.sh --symbols LIBRARY     whether all kept functions are there; any build will do
@@ -24,8 +25,7 @@ build_library() {
         show_and_die abi-build.log "the library with types could not be built"
 }
 
-# What the compiler did not inline is there one day and not the next: such functions (they are weak)
-# are no part of what is kept. Places and names of arguments are not either.
+# Places and names of arguments are no part of it.
 describe() {
     mkdir "$work/public"
     cp "$root"/src/Z/*.h "$work/public"
@@ -33,23 +33,25 @@ describe() {
         --headers-dir "$work/public" --no-show-locs --no-corpus-path --no-comp-dir-path \
         --no-parameter-names --no-write-default-sizes --type-id-style hash \
         --out-file "$work/all.abi" "$1"
-    sed "/<elf-symbol .*type='func-type' binding='weak-binding'/d" "$work/all.abi" >"$work/now.abi"
+    "$root/scripts/checks/abi_public.py" "$work/all.abi" "$work"/public/*.h >"$work/now.abi"
 }
 
 functions() {
-    sed -n "s/.*<elf-symbol name='\([^']*\)'.*type='func-type'.*/\1/p" "$1" | LC_ALL=C sort
+    sed -n 's/.*<elf-symbol name="\([^"]*\)".*type="func-type".*/\1/p' "$1" | LC_ALL=C sort
 }
 
 read_kept() {
     [[ -f $kept ]] || die "no interface is kept for the tag $tag; abi.sh --renew keeps this one"
     xz -dc "$kept" >"$work/kept.abi"
+    [[ -n $(functions "$work/kept.abi") ]] || die "${kept#"$root"/} holds no functions"
 }
 
 check_symbols() {
     read_kept
     nm -D --defined-only "$1" | awk '{ print $3 }' | LC_ALL=C sort >"$work/there"
     functions "$work/kept.abi" | LC_ALL=C comm -23 - "$work/there" >"$work/gone"
-    [[ ! -s $work/gone ]] || die "these functions went, which programs may call: $(c++filt <"$work/gone")"
+    [[ ! -s $work/gone ]] ||
+        die "$(wc -l <"$work/gone") functions went, which programs may call: $(c++filt <"$work/gone" | head -n 20)"
     say "abi: all $(functions "$work/kept.abi" | wc -l) kept functions are there"
 }
 

@@ -33,6 +33,8 @@ foreach(tool zprop zlock)
   endif()
 endforeach()
 
+include(${CMAKE_CURRENT_LIST_DIR}/packages.cmake)
+
 # The pkg-config file finds its prefix from where it lies, so an installed tree can be moved.
 set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH pc_to_prefix
@@ -44,5 +46,3 @@ if(NOT ZFC_TAG STREQUAL "")
 endif()
 configure_file(cmake/zfc.pc.in zfc.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zfc.pc DESTINATION ${pc_dir})
-
-include(${CMAKE_CURRENT_LIST_DIR}/packages.cmake)

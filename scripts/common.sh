@@ -11,8 +11,8 @@ build_packages=(cmake ninja-build g++ zlib1g-dev libcli11-dev nlohmann-json3-dev
 # shellcheck disable=SC2034  # used where this file is sourced
 test_packages=("${build_packages[@]}"
     g++-multilib lib32z1-dev clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev
-    libgtest-dev googletest libbenchmark-dev libglib2.0-dev
-    libboost-dev libboost-thread-dev pkg-config python3 shellcheck ccache mandoc xz-utils)
+    libgtest-dev googletest libbenchmark-dev libglib2.0-dev mandoc xz-utils
+    libboost-dev libboost-thread-dev pkg-config python3 shellcheck ccache)
 
 say() {
     printf '%s\n' "$*"

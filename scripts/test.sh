@@ -41,13 +41,13 @@ check_sources() {
         show_and_die rooms.log "an include breaks the order of rooms, or a file has none"
     "$root/scripts/checks/fork_locks.py" >"$logs/fork-locks.log" 2>&1 ||
         show_and_die fork-locks.log "a lock of the library is not safe over a fork"
-    "$root/scripts/man_pages.py" --check >"$logs/manual.log" 2>&1 ||
-        show_and_die manual.log "a manual page is not as its header says, or mandoc objects to one"
     "$root/scripts/checks/format.sh" >"$logs/format.log" 2>&1 ||
         show_and_die format.log "files are not formatted; clang-format-14 -i puts them right"
     (cd "$root" && shellcheck -x .ci/run scripts/*.sh scripts/checks/*.sh tests/*/*.sh) \
         >"$logs/shellcheck.log" 2>&1 ||
         show_and_die shellcheck.log "shellcheck objects to a script"
+    "$root/scripts/man_pages.py" --check >"$logs/manual.log" 2>&1 ||
+        show_and_die manual.log "a manual page is not as its header says, or mandoc objects to one"
 }
 
 demonstration() {

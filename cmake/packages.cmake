@@ -28,7 +28,7 @@ endforeach()
 set(zfc_doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/zfc)
 install(DIRECTORY docs/ DESTINATION ${zfc_doc_dir}/docs COMPONENT documentation
         FILES_MATCHING PATTERN *.md PATTERN *.svg
-        PATTERN man EXCLUDE PATTERN models EXCLUDE)
+        PATTERN man EXCLUDE PATTERN models EXCLUDE PATTERN site EXCLUDE)
 file(GLOB guides CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/*.md)
 install(FILES ${guides} DESTINATION ${zfc_doc_dir} COMPONENT documentation)
 install(DIRECTORY examples DESTINATION ${zfc_doc_dir} COMPONENT documentation)

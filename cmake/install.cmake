@@ -1,16 +1,19 @@
 # What `cmake --install` lays down: the shared library, public headers, codeset data, the CMake
-# package, the pkg-config file and the manual. The static library is a component of its own:
+# package, the pkg-config file and the manual. Components are runtime, development, tools and
+# documentation; without one all of these are installed. The static library is asked for by name:
 #   cmake --install BUILD --component static
 include(CMakePackageConfigHelpers)
 include(${CMAKE_CURRENT_LIST_DIR}/public_headers.cmake)
 
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zfc)
 
 install(FILES ${zfc_public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Z)
 install(DIRECTORY data/qcs/ DESTINATION ${CMAKE_INSTALL_DATADIR}/zfc/qcs
-        PATTERN .gitkeep EXCLUDE)
+        COMPONENT runtime PATTERN .gitkeep EXCLUDE)
 
-install(TARGETS zfc EXPORT zfc-targets)
+install(TARGETS zfc EXPORT zfc-targets
+        LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
 install(EXPORT zfc-targets NAMESPACE zfc:: DESTINATION ${package_dir})
 install(TARGETS zfc_static EXPORT zfc-static-targets COMPONENT static EXCLUDE_FROM_ALL)
 install(EXPORT zfc-static-targets NAMESPACE zfc:: DESTINATION ${package_dir}
@@ -29,9 +32,11 @@ install(FILES ${PROJECT_BINARY_DIR}/zfc-config.cmake ${PROJECT_BINARY_DIR}/zfc-c
 # Manual pages of the tools that are built.
 foreach(tool zprop zlock)
   if(TARGET ${tool})
-    install(FILES docs/man/${tool}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES docs/man/${tool}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   endif()
 endforeach()
+
+include(${CMAKE_CURRENT_LIST_DIR}/packages.cmake)
 
 # The pkg-config file finds its prefix from where it lies, so an installed tree can be moved.
 set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

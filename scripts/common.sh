@@ -9,7 +9,7 @@ export CMAKE_BUILD_PARALLEL_LEVEL=$jobs CTEST_PARALLEL_LEVEL=$jobs
 # What each script needs, as Debian 12 names it.
 build_packages=(cmake ninja-build g++ zlib1g-dev libcli11-dev nlohmann-json3-dev)
 # shellcheck disable=SC2034  # used where this file is sourced
-test_packages=("${build_packages[@]}"
+test_packages=("${build_packages[@]}" mandoc xz-utils
     g++-multilib lib32z1-dev clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev
     libgtest-dev googletest libbenchmark-dev libglib2.0-dev
     libboost-dev libboost-thread-dev pkg-config python3 shellcheck gdb ccache)

@@ -48,6 +48,8 @@ check_sources() {
     (cd "$root" && shellcheck -x .ci/run scripts/*.sh scripts/checks/*.sh tests/*/*.sh) \
         >"$logs/shellcheck.log" 2>&1 ||
         show_and_die shellcheck.log "shellcheck objects to a script"
+    "$root/scripts/man_pages.py" --check >"$logs/manual.log" 2>&1 ||
+        show_and_die manual.log "a manual page is not as its header says, or mandoc objects to one"
 }
 
 site() {

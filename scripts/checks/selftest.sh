@@ -57,6 +57,19 @@ rejects 'a field of ZException.* is misplaced' g++ -m32 -std=c++17 -fsyntax-only
 rejects 'exported, but no class or function of ztags.h' "$checks/exported.py" "$shared" "$static" \
     "${tag}_0"
 
+rejects 'functions went.*ZGetLocale' "$checks/abi.sh" --symbols "$(g++ -print-file-name=libz.so)"
+
+mkdir -p "$work/manual/src" "$work/manual/docs"
+cp -r "$root/src/Z" "$work/manual/src"
+cp -r "$root/docs/man" "$work/manual/docs"
+cp -r "$root/scripts" "$work/manual"
+sed -i 's/Releases the iterator/Ends the iterator/' "$work/manual/src/Z/zproperties_c.h"
+sed -i 's/Memory allocation failure/Out of memory/' "$work/manual/src/Z/exceptions/messages.cpp"
+printf '.Xx\n' >>"$work/manual/docs/man/zlock.1"
+for fault in 'zstzPropIter_init.3 is not fresh' 'zfc-errors.7 is not fresh' 'unknown macro.*Xx'; do
+    rejects "$fault" "$work/manual/scripts/man_pages.py" --check
+done
+
 printf 'int  f( ){return 1;}\n' >"$work/ugly.cpp"
 rejects 'should be clang-formatted' "$checks/format.sh" "$work/ugly.cpp"
 

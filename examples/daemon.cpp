@@ -91,6 +91,7 @@ class Daemon {
 
     void run() {
         apply();
+        // [loop]
         while (!isEnded) {
             pollfd sources[] = {{signals.descriptor(), POLLIN, 0},
                                 {watcher.getDescriptor(), POLLIN, 0}};
@@ -99,6 +100,7 @@ class Daemon {
             if (sources[0].revents != 0) take(signals.next());
             if (sources[1].revents != 0 && watcher.reloadChanged() != 0) apply();
         }
+        // [/loop]
     }
 
   private:

@@ -59,6 +59,7 @@ class ZProperties;
 /// What observers of a watcher are told of a file.
 class ZFC_API ZFileWatched : public ZObservedParm {
   public:
+    /// What happened.
     enum class Event {
         reloaded,  ///< a setting has changed; or all is well again after one of the others
         failed,    ///< a reload failed, or an observer of the object; it is tried again
@@ -72,7 +73,9 @@ class ZFC_API ZFileWatched : public ZObservedParm {
     ~ZFileWatched() override;
     [[nodiscard]] ZObject* clone() const override { return new ZFileWatched(*this); }
 
+    /// What happened.
     [[nodiscard]] Event getEvent() const { return event; }
+    /// The object of the file; not owned.
     [[nodiscard]] ZProperties& getProperties() const { return *properties; }
     /// Why: what the reload raised; else a ZPropertiesIOException, with "reload()" and EBUSY for a
     /// conflict, and the call that failed for the others. Null for `reloaded`, and when an observer
@@ -119,6 +122,7 @@ class ZFC_API ZFileWatcher : public ZObject, public ZAbstractObservable {
     /// add() with a scope. Watcher and object must outlive it.
     class ZFC_API Watch {
       public:
+        /// Throws what add() does.
         [[nodiscard]] Watch(ZFileWatcher& by, ZProperties& watched)
             : watcher(by), properties(watched) {
             watcher.add(properties);

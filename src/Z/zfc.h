@@ -16,8 +16,8 @@
 ///   (`ZZException`), zfc::Voyeur, and what begins with PROP (`ZPROPOpenMode` is
 ///   zfc::PropOpenMode).
 /// - A function keeps its name: zfc::zsnprintf, zfc::zfcVersion.
-/// - What has no tag stays what it is: handle records of the C interface, enumerators, zraise(), and
-///   all that was in namespace zfc before.
+/// - What has no tag stays what it is: handle records of the C interface, enumerators, zraise(),
+///   and all that was in namespace zfc before.
 ///
 /// Types and aliases are the same types: functions of other sources that take a `ZLCString` take a
 /// zfc::String. An alias cannot be declared in advance; messages of the compiler and the debugger

@@ -66,6 +66,7 @@ template <class String = ZLCString>
     return bytes.empty() ? String() : String(bytes.data(), length);
 }
 
+/// Of the strings that own their text.
 template <class String>
 using IfMutable =
     std::enable_if_t<std::is_same_v<String, ZLCString> || std::is_same_v<String, ZUTF8String>, int>;
@@ -75,10 +76,12 @@ using IfMutable =
 /// with a NUL inside, which would name another one, raise ZInvalidParameterException (message 22).
 class FileName {
   public:
+    /// Keeps the path.
     explicit FileName(std::filesystem::path named) : path(std::move(named)) {
         if (path.empty() || path.native().find('\0') != std::string::npos)
             zraise(ZInvalidParameterException(), "Z/zstd.h", __LINE__);
     }
+    /// Never null; lives as long as the object.
     [[nodiscard]] operator char const*() const { return path.c_str(); }
 
   private:
@@ -200,8 +203,8 @@ class RowWalk {
 
 /// A key of a map with its value; neither is owned.
 struct KeyValue {
-    ZObject* key;
-    ZObject* value;
+    ZObject* key;    // as the map has it
+    ZObject* value;  // the same
 };
 
 /// Walks what a map had when the walk began: entries as ZObject*, or the KeyValue of each key.
@@ -326,6 +329,7 @@ template <class Clock, class Duration>
 // The guards of ISO C++ take every lock as it is: std::unique_lock and std::scoped_lock for what
 // writes, std::shared_lock for what reads under a lock with modes, also one across processes.
 
+/// Whether it is a lock with modes.
 template <class Lock, class = void>
 inline constexpr bool hasModes = false;
 template <class Lock>
@@ -337,9 +341,12 @@ inline constexpr bool hasModes<Lock, std::void_t<decltype(Lock::zlockWrite)>> = 
 template <class Lock>
 class Timed {
   public:
+    /// Takes nothing yet.
     explicit Timed(Lock& timed) : held(timed) {}
 
+    /// The lock's own.
     void lock() ZNO_THREAD_SAFETY_ANALYSIS { held.lock(); }
+    /// The lock's own.
     void unlock() ZNO_THREAD_SAFETY_ANALYSIS { held.unlock(); }
     [[nodiscard]] bool try_lock() ZNO_THREAD_SAFETY_ANALYSIS { return held.try_lock(); }
     template <class Rep, class Period>
@@ -416,6 +423,7 @@ String& operator+=(String& string, std::string_view bytes) {
         string.append(bytes.data(), length);
     return string;
 }
+/// Likewise; a temporary is extended, not copied.
 template <class String, zfc::IfMutable<String> = 0>
 [[nodiscard]] String operator+(String string, std::string_view bytes) {
     string += bytes;
@@ -439,9 +447,10 @@ inline std::istream& operator>>(std::istream& in, ZUTF8String& string) {
     return in;
 }
 
-// For `for (ZObject* member : list)`, by the interfaces and where a class has nothing faster of its
-// own; of a ZKeyMap `for (auto [key, value] : map)`. Nothing is owned. A map that is changed
-// meanwhile is walked as it was: what is deleted must not be looked at.
+///@{
+/// For `for (ZObject* member : list)`, by the interfaces and where a class has nothing faster of
+/// its own; of a ZKeyMap `for (auto [key, value] : map)`. Nothing is owned. A map that is changed
+/// meanwhile is walked as it was: what is deleted must not be looked at.
 [[nodiscard]] inline zfc::RowWalk<ZList> begin(ZList const& list) { return {list, 0}; }
 [[nodiscard]] inline zfc::RowWalk<ZList> end(ZList const& list) { return {list, list.size()}; }
 [[nodiscard]] inline zfc::RowWalk<ZArrayInterface> begin(ZArrayInterface const& array) {
@@ -458,6 +467,7 @@ inline std::istream& operator>>(std::istream& in, ZUTF8String& string) {
     return zfc::MapWalk<zfc::KeyValue>(map);
 }
 [[nodiscard]] inline zfc::MapWalk<zfc::KeyValue> end(ZKeyMap const& /*map*/) { return {}; }
+///@}
 
 // Keys of the containers of the standard library.
 template <>

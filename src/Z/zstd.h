@@ -19,6 +19,7 @@
 #include <limits>
 #include <memory>
 #include <ostream>
+#include <ratio>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -294,16 +295,27 @@ decltype(auto) translate(Function&& function) {
 
 // ------------------------------------------------------------------------------------------ limits
 
-/// For the time limits of the library, which are milliseconds: rounded up, so that no wait is
-/// shorter than was asked for; never below 0; what is too long is the longest. Those of locks are
-/// `long`, that of updateFile() is milliseconds<unsigned int>(5s).
-template <class Number = long, class Rep, class Period>
-[[nodiscard]] Number milliseconds(std::chrono::duration<Rep, Period> limit) {
-    std::chrono::duration<long double, std::milli> const exact(limit);
+/// Rounded up, so that no wait is shorter than was asked for; never below 0; what is too long is
+/// the longest.
+template <class Number, class Unit, class Rep, class Period>
+[[nodiscard]] Number limitIn(std::chrono::duration<Rep, Period> limit) {
+    std::chrono::duration<long double, Unit> const exact(limit);
     constexpr Number longest = std::numeric_limits<Number>::max();
     if (!(exact.count() > 0)) return 0;
     if (exact.count() >= static_cast<long double>(longest)) return longest;
     return static_cast<Number>(std::ceil(exact.count()));
+}
+
+/// For the time limits of the library: those of locks are `long` milliseconds, that of updateFile()
+/// is milliseconds<unsigned int>(5s).
+template <class Number = long, class Rep, class Period>
+[[nodiscard]] Number milliseconds(std::chrono::duration<Rep, Period> limit) {
+    return limitIn<Number, std::milli>(limit);
+}
+/// For ZCondition::wait(), and as seconds<unsigned long>() for ZSleeperThread.
+template <class Number = long, class Rep, class Period>
+[[nodiscard]] Number seconds(std::chrono::duration<Rep, Period> limit) {
+    return limitIn<Number, std::ratio<1>>(limit);
 }
 
 /// For ZCondition: waitUntil() takes a time of std::chrono::steady_clock, wait() with a deadline

@@ -45,7 +45,7 @@ Samples* samples;  // not optimised away
 ZAbstractString const* seenAsString;
 ZList const* seenAsList;
 ZException const* failure;
-__attribute__((noinline)) void stopHere() { asm volatile(""); }
+__attribute__((noinline)) void stopHere() { asm volatile("" ::: "memory"); }
 }
 
 namespace {

@@ -143,6 +143,7 @@ TEST(StandardLibraryTest, limitsAreNeverShorterThanWhatWasAskedFor) {
     EXPECT_EQ(zfc::milliseconds(duration<double>(1e300)), std::numeric_limits<long>::max());
     EXPECT_EQ(zfc::milliseconds<unsigned int>(1h * 24 * 365), UINT_MAX);
     EXPECT_EQ(zfc::milliseconds<unsigned int>(1500us), 2U);
+    EXPECT_EQ(zfc::seconds(1001ms) + zfc::seconds(3min) + zfc::seconds(-1ms), 182);
     timespec const later = zfc::timespecOf(steady_clock::time_point(1500ms + 7ns));
     EXPECT_EQ(later.tv_sec * 1000000000LL + later.tv_nsec, 1500000007);
     EXPECT_EQ(zfc::timespecOf(system_clock::time_point(-1s)).tv_sec, 0);

@@ -32,10 +32,10 @@ BASES = {
 
 class Printer:
     def __init__(self, thing):
-        self.thing = thing
+        self.thing, self.summary = thing, thing.summary()
 
     def to_string(self):
-        return self.thing.summary()
+        return self.summary
 
     def children(self):
         return self.thing.items(1)
@@ -53,11 +53,8 @@ class Printers(gdb.printing.PrettyPrinter):
             return None
         try:
             _, reader, start = objects.whole(int(value.address))
-            if reader is None:
-                return None
-            reader(start).summary()  # of an object that is not made yet gdb tells as it can
-            return Printer(reader(start))
-        except (gdb.error, ValueError, OverflowError):
+            return Printer(reader(start)) if reader else None
+        except (gdb.error, ValueError, OverflowError):  # it is not made yet: gdb tells what it can
             return None
 
 

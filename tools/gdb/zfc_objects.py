@@ -4,11 +4,13 @@ An object is read by its vtable and by the places of its fields, which stay the 
 of a release: neither the library nor the program needs debug information for that, and whatever the
 version tag is does not matter.
 """
+import itertools
 import re
 
 import gdb
 
 MOST_DEPTH = 3  # of containers inside of containers
+MOST_COUNTED = 100000  # entries of a map, one by one
 TAGGED = re.compile(r"(Z[A-Za-z0-9]+|Voyeur)_\w+")
 
 
@@ -28,10 +30,6 @@ def number(address, size, signed=False):
 
 def word(address):
     return number(address, pointer_size())
-
-
-def int32(address):
-    return number(address, 4)
 
 
 def c_text(address, most=512):
@@ -124,15 +122,14 @@ NONE = 0xffffffff
 
 # -------------------------------------------------------------------------------------------- texts
 
-def most_elements():
-    return gdb.parameter("print elements") or 1 << 20  # none: without a limit
+def most_elements():  # none: without a limit
+    return gdb.parameter("print elements") or 1 << 20
 
 
 def shown(text):
     """As gdb can write it where its own text has no such characters."""
     try:
-        charset = gdb.host_charset() if hasattr(gdb, "host_charset") else "ascii"
-        text.encode(charset)
+        text.encode(gdb.host_charset() if hasattr(gdb, "host_charset") else "ascii")
         return text
     except (UnicodeError, LookupError):
         return text.encode("utf-8").decode("ascii", "backslashreplace")
@@ -150,8 +147,7 @@ def quoted_at(address, length):
     return quoted(read(address, min(length, most)), length > most)
 
 
-def text_bytes(address):
-    """Of a string of the library that holds its text."""
+def text_bytes(address):  # of a string that holds its text
     return read(MUTABLE_STRING.get(address, "chars"), MUTABLE_STRING.get(address, "length"))
 
 
@@ -197,7 +193,7 @@ def base_infos(info):
         return [(word(info + 2 * size), 0)]
     if "__vmi_class_type_info" not in kind:
         return []
-    entries = (info + 2 * size + 8 + 2 * size * i for i in range(int32(info + 2 * size + 4)))
+    entries = (info + 2 * size + 8 + 2 * size * i for i in range(number(info + 2 * size + 4, 4)))
     flags = [(word(entry), number(entry + size, size, True)) for entry in entries]
     return [(base, flag >> 8) for base, flag in flags if not flag & 1]
 
@@ -274,14 +270,11 @@ def member(address, depth):
 # ------------------------------------------------------------------------------------------- readers
 
 class Thing:
-    """An object: a line about it, and what is in it as (name, text)."""
+    """An object: summary() is a line about it, items() what is in it as (name, text)."""
     is_map = False
 
     def __init__(self, address):
         self.address = address
-
-    def summary(self):
-        raise NotImplementedError
 
     def items(self, depth):
         return iter(())
@@ -289,8 +282,7 @@ class Thing:
 
 class MutableString(Thing):
     def summary(self):
-        length = MUTABLE_STRING.get(self.address, "length")
-        return quoted_at(MUTABLE_STRING.get(self.address, "chars"), length)
+        return quoted_at(*(MUTABLE_STRING.get(self.address, of) for of in ("chars", "length")))
 
 
 class ConstString(Thing):
@@ -301,7 +293,6 @@ class ConstString(Thing):
 
 
 class Row(Thing):
-    """Members side by side."""
     layout, what = LIST, "member"
 
     def summary(self):
@@ -324,22 +315,25 @@ class HashMap(Thing):
         return self.address
 
     def cells(self):
-        """The address of each entry's cell."""
-        size = pointer_size()
-        row = HASH_MAP.at(self.place(), "buckets")
+        """The address of each entry's cell. Buckets are read many at a time: most may be empty."""
+        size, row = pointer_size(), HASH_MAP.at(self.place(), "buckets")
         table = word(ARRAY.get(row, "data"))
-        buckets = BUCKET_TABLE.get(table, "buckets")
-        for i in range(BUCKET_TABLE.get(table, "count")):
-            bucket = buckets + i * 64
-            places = [bucket]
-            rest = word(bucket + 64 - size)
-            if rest:
-                cells = rest + REST.size()
-                places += [cells + j * (64 - size) for j in range(REST.get(rest, "count"))]
-            yield from (cell for cell in places if number(cell + 2 * size + 4, 1))
+        start, count = (BUCKET_TABLE.get(table, part) for part in ("buckets", "count"))
+        for first in range(start, start + 64 * count, 64 * 1024):
+            block = read(first, min(64 * 1024, start + 64 * count - first))
+            for at in range(0, len(block) if any(block) else 0, 64):
+                if block[at + 2 * size + 4]:
+                    yield first + at
+                rest = int.from_bytes(block[at + 64 - size:at + 64], "little")
+                for i in range(REST.get(rest, "count") if rest else 0):
+                    cell = rest + REST.size() + i * (64 - size)
+                    if number(cell + 2 * size + 4, 1):
+                        yield cell
 
     def summary(self):
-        return counted(sum(1 for _ in self.cells()), "entry").replace("entrys", "entries")
+        count = sum(1 for _ in itertools.islice(self.cells(), MOST_COUNTED))
+        text = counted(count, "entry").replace("entrys", "entries")
+        return "at least " + text if count == MOST_COUNTED else text
 
     def items(self, depth):
         for i, cell in enumerate(self.cells()):
@@ -429,27 +423,30 @@ class ExceptionText(Thing):
 class Properties(Thing):
     is_map = True
 
-    def records(self):
+    def records(self):  # behind the vtable of the cache
         return word(PROPERTIES.get(self.address, "cache") + pointer_size())
 
-    def pool(self, name, layout, chunk_size):
-        """(number, address) of each record that is in use."""
-        pool = RECORDS.at(self.records(), name)
-        free, at = set(), POOL.get(pool, "free")
-        while at != NONE and at not in free:
-            free.add(at)
-            at = int32(self.record(pool, layout, chunk_size, at))
-        for i in range(POOL.get(pool, "count")):
-            if i not in free:
-                yield i, self.record(pool, layout, chunk_size, i)
+    def free(self, pool, layout, chunk_size):
+        """The numbers of records that are not in use."""
+        found, at = set(), POOL.get(pool, "free")
+        while at != NONE and at not in found:
+            found.add(at)
+            at = number(self.record(pool, layout, chunk_size, at), 4)
+        return found
+
+    def keys(self):
+        """Of the first stanzas, as many as are shown."""
+        pool = RECORDS.at(self.records(), "keys")
+        free = self.free(pool, KEY, 64)
+        used = (self.record(pool, KEY, 64, i) for i in range(POOL.get(pool, "count"))
+                if i not in free)
+        return sorted(itertools.islice(used, most_elements() + 1),
+                      key=lambda key: KEY.get(key, "stanza"))
 
     @staticmethod
     def record(pool, layout, chunk_size, i):
         chunk = word(VECTOR.get(POOL.at(pool, "chunks"), "begin") + i // chunk_size * pointer_size())
         return chunk + i % chunk_size * layout.size()
-
-    def stanzas(self):
-        return list(self.pool("stanzas", STANZA, 16))
 
     def values(self, key):
         """The texts of its values; an obfuscated one stays out of sight here, too."""
@@ -471,20 +468,23 @@ class Properties(Thing):
     def summary(self):
         name = text_bytes(PROPERTIES.at(self.address, "file"))
         texts = [quoted(name) if name else "no file"]
-        texts.append(counted(len(self.stanzas()), "stanza"))
+        pool = RECORDS.at(self.records(), "stanzas")
+        count = POOL.get(pool, "count") - len(self.free(pool, STANZA, 16))
+        texts.append(counted(count, "stanza"))
         if PROPERTIES.get(self.address, "modified"):
             texts.append("modified")
         lock = Lock(PROPERTIES.at(self.address, "lock")).summary()
         return ", ".join(texts + ([lock] if lock != "free" else []))
 
     def items(self, depth):
-        names = {i: c_text(STANZA.get(at, "name")).decode("utf-8", "backslashreplace")
-                 for i, at in self.stanzas()}
-        keys = (key for _, key in self.pool("keys", KEY, 64))
-        for key in sorted(keys, key=lambda at: KEY.get(at, "stanza")):
-            name = c_text(KEY.get(key, "name")).decode("utf-8", "backslashreplace")
+        stanzas = RECORDS.at(self.records(), "stanzas")
+        for key in self.keys():
+            stanza = self.record(stanzas, STANZA, 16, KEY.get(key, "stanza"))
+            names = (c_text(part).decode("utf-8", "backslashreplace")
+                     for part in (STANZA.get(stanza, "name"), KEY.get(key, "name")))
+            place = shown("[{}] {}".format(*names))
             for value in self.values(key):
-                yield shown(f"[{names.get(KEY.get(key, 'stanza'), '?')}] {name}"), value
+                yield place, value
 
 
 READERS = {

@@ -19,12 +19,13 @@ rm -rf "$work"
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$logs"
 
-# build_packages FOLDER: in a copy of the tree, so that the folder's name is the only difference. The
-# packages lie beside the copy.
+# build_packages FOLDER DATE: in a copy of the tree, whose files are of the date. The packages lie
+# beside the copy.
 build_packages() {
     local tree=$1/zfc
     mkdir -p "$tree"
     tar -C "$root" --exclude=./build --exclude=./.git --exclude=./.cache -c . | tar -C "$tree" -x
+    find "$tree" -exec touch -h -d "$2" {} +
     # A cache that makes paths relative would put others into the debugging information.
     (cd "$tree" && env -u CCACHE_BASEDIR dpkg-buildpackage -b -us -uc) \
         >"$logs/packages-build.log" 2>&1 ||
@@ -42,7 +43,7 @@ say "== building $version"
 if command -v ccache >/dev/null; then
     export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
 fi
-build_packages "$work/first"
+build_packages "$work/first" now
 rm -rf "$result"
 mkdir -p "$result"
 cp "$work"/first/*.{deb,changes,buildinfo} "$result"
@@ -150,7 +151,7 @@ cd "$root"
 if [[ $# -eq 0 ]]; then
     say "== building once more, elsewhere"
     export CCACHE_DISABLE=1 TZ=Pacific/Auckland
-    build_packages "$work/another-place"
+    build_packages "$work/another-place" 2001-01-01
     for package in "$result"/*.deb; do
         cmp "$package" "$work/another-place/$(basename "$package")" ||
             die "a second build made another $(basename "$package")"

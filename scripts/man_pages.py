@@ -22,6 +22,7 @@ DATE = "November 22, 2026"
 HEADERS = {
     "zproperties_c.h": ("stanza files from C",
                         [("zfc-stanza", 5), ("zfc-errors", 7), ("zfc-locks", 7)]),
+    "zsetup.h": ("the installed codeset data", [("zproperties_c", 3), ("zfc-codesets", 7)]),
     "zversion.h": ("the release of the library", [("zproperties_c", 3)]),
 }
 

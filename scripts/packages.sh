@@ -131,6 +131,9 @@ quiet user.log cmake --build .
 read -ra flags <<<"$(pkg-config --cflags --libs zfc)"
 quiet user.log g++ -std=c++17 user.cpp "${flags[@]}" -Wl,-rpath,"$libs" -o packaged_cpp
 quiet user.log gcc -std=c11 user.c "${flags[@]}" -Wl,-rpath,"$libs" -o packaged_c
+# Without QCSDIR, and with an empty environment: the object of zfc-app finds the data.
+read -ra flags <<<"$(pkg-config --cflags --libs zfc-app)"
+quiet user.log g++ -std=c++17 user.cpp "${flags[@]}" -Wl,-rpath,"$libs" -o app_cpp
 soname=$(basename "$libs"/libzfc.so._*)
 small=(-m32 -I "$installed/usr/include" "$installed/usr/lib32/$soname"
     "-Wl,-rpath,$installed/usr/lib32")
@@ -143,9 +146,11 @@ printf '# how far we are\n[jobs]\ndone = 0\n' >app.conf
 for program in "${programs[@]}"; do
     quiet user.log "./$program"
 done
+env -i ./app_cpp || die "a program that links zfc-app fails with an empty environment"
 count=$("$installed/usr/bin/zprop" get app.conf jobs "done")
-[[ $count -eq ${#programs[@]} ]] || die "the programs left $count in the place of ${#programs[@]}"
-say "   ${#programs[@]} programs ran: C and C++, shared and static, both word sizes"
+[[ $count -eq $((${#programs[@]} + 1)) ]] ||
+    die "$((${#programs[@]} + 1)) programs left $count"
+say "   $count programs ran: C and C++, shared and static, both word sizes"
 cd "$root"
 
 if [[ $# -eq 0 ]]; then

@@ -7,16 +7,9 @@ set -euo pipefail
 
 build=$1
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
-work=$(mktemp -d)
-# What the user has installed from this build is not ours to take away.
-mkdir "$work/manifests"
-find "$build" -maxdepth 1 -name 'install_manifest*.txt' -exec mv -t "$work/manifests" {} +
-finish() {
-    rm -f "$build"/install_manifest*.txt
-    find "$work/manifests" -type f -exec mv -t "$build" {} +
-    rm -rf "$work"
-}
-trap finish EXIT
+# shellcheck source=scripts/checks/manifests.sh
+source "$(dirname "${BASH_SOURCE[0]}")/manifests.sh"
+keep_manifests "$build"
 
 fail() {
     echo "installed: $*" >&2
@@ -27,11 +20,11 @@ quiet() {
     "$@" >"$work/log" 2>&1 || fail "failed: $*: $(<"$work/log")"
 }
 
-# files PREFIX...: what lies in them, by its name below the prefix.
+# files PREFIX...: what lies in them, by its name below the prefix, which is a folder of what gdb loads.
 files() {
     local prefix
     for prefix in "$@"; do
-        (cd "$prefix" && find . ! -type d)
+        (cd "$prefix" && find . ! -type d | sed "s|/auto-load$prefix/|/auto-load/|")
     done | LC_ALL=C sort
 }
 

@@ -9,8 +9,9 @@ build=$1 cxx=$2 cc=$3
 shift 3
 outside=$(cd "$(dirname "${BASH_SOURCE[0]}")/outside" && pwd)
 tree=$(cd "$outside/../../.." && pwd)
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+# shellcheck source=scripts/checks/manifests.sh
+source "$tree/scripts/checks/manifests.sh"
+keep_manifests "$build"
 
 fail() {
     echo "install test: $*" >&2

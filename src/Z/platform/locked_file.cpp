@@ -141,8 +141,9 @@ void checkFileAccess(char const* path) {
 }
 
 bool Patience::pause() {
-    // Whoever stores in a loop leaves the file free for a tenth of a millisecond each time, and only
-    // who asks often meets that; pauses that grow would starve those who have waited the longest.
+    // Whoever stores in a loop leaves the file free for a tenth of a millisecond each time, and
+    // only who asks often meets that; pauses that grow would starve those who have waited the
+    // longest.
     constexpr Clock::duration between = std::chrono::milliseconds(1);
     Clock::duration const left = end - Clock::now();
     if (left <= Clock::duration::zero()) return false;

@@ -67,7 +67,7 @@ class PathWatch::Way {
   private:
     /// A path, or the target of a link in the place where the way is.
     void enter(std::string const& path) {
-        if (path[0] == '/') place = "/";
+        if (path[0] == '/') place.assign(1, '/');
         rest = path + "/" + rest;
     }
 

@@ -41,7 +41,6 @@ unsigned long checkAll(std::vector<Checked>& files) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    setenv("QCSDIR", ZFC_DATA_DIR, 0);
     std::vector<Checked> files;
     for (int i = 1; i < argc; ++i)
         files.push_back({argv[i]});

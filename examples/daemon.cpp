@@ -1,6 +1,6 @@
 // A daemon whose settings follow their file: it reads the file when it has changed and at SIGHUP,
-// keeps the settings that it has when the file is broken, and ends at SIGTERM and SIGINT. It has
-// one thread, which waits for everything at one place.
+// keeps the settings that it has when the file is broken or has a value that it cannot use, and
+// ends at SIGTERM and SIGINT. It has one thread, which waits for everything at one place.
 //
 //     daemon FILE
 #include <poll.h>
@@ -9,9 +9,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <iostream>
 #include <stdexcept>
+#include <string>
 
 #include "Z/ZException.h"
 #include "Z/ZFileWatcher.h"
@@ -73,10 +73,28 @@ class FileNotices : public ZObserverInterface {
     }
 };
 
+// [settings]
+/// Settings that are taken whole or not at all.
+class Settings : public ZStanzaFileProperties {
+  public:
+    Settings() : ZStanzaFileProperties(1) { setAttributes(ZPCache::keepLastGood, nullptr); }
+
+    [[nodiscard]] unsigned int port() const { return getIntegerValue("server", "port", 0, 80); }
+
+  protected:
+    /// Called when the file is read and its values are those of the object. What is raised here
+    /// refuses them, as if the file could not be read.
+    void postLoad(char const* /*file*/) override {
+        if (port() > 65535)
+            throw ZPropertiesInvalidNumValueException(getFileName().getChars(), "server", "port",
+                                                      std::to_string(port()).c_str());
+    }
+};
+// [/settings]
+
 class Daemon {
   public:
-    explicit Daemon(char const* file) : settings(1) {
-        settings.setAttributes(ZPCache::keepLastGood, nullptr);
+    explicit Daemon(char const* file) {
         settings.load(file);  // without settings at all there is nothing to go on with
         settings.addObserver(&keys);
         watcher.addObserver(&files);
@@ -113,12 +131,11 @@ class Daemon {
     void apply() const {
         ZLCString host;
         settings.getValue("server", "host", host, 0, "localhost");
-        std::cout << "serving " << host.getChars() << ":"
-                  << settings.getIntegerValue("server", "port", 0, 80) << std::endl;
+        std::cout << "serving " << host.getChars() << ":" << settings.port() << std::endl;
     }
 
     Signals signals;  // first: they are blocked before anything else may start a thread
-    ZStanzaFileProperties settings;
+    Settings settings;
     ChangedKeys keys;
     FileNotices files;
     ZFileWatcher watcher;
@@ -128,7 +145,6 @@ class Daemon {
 }  // namespace
 
 int main(int argc, char** argv) {
-    setenv("QCSDIR", ZFC_DATA_DIR, 0);
     if (argc != 2) {
         std::cerr << "usage: daemon FILE\n";
         return 2;

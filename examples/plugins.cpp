@@ -1,7 +1,6 @@
 // Loads a plug-in library and has it greet each name.
 //
 //     plugins LIBRARY NAME...
-#include <cstdlib>
 #include <iostream>
 
 #include "Z/ZException.h"
@@ -43,7 +42,6 @@ class Greeter : public ZSharedLibrary {
 }  // namespace
 
 int main(int argc, char** argv) {
-    setenv("QCSDIR", ZFC_DATA_DIR, 0);
     if (argc < 2) {
         std::cerr << "usage: plugins LIBRARY NAME...\n";
         return 2;

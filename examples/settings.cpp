@@ -1,7 +1,6 @@
 // Opens a stanza file, asks typed questions, changes a setting, stores the file.
 //
 //     settings FILE
-#include <cstdlib>
 #include <iostream>
 
 #include "Z/ZException.h"
@@ -31,7 +30,6 @@ void showAndRaisePort(char const* file) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    setenv("QCSDIR", ZFC_DATA_DIR, 0);
     if (argc != 2) {
         std::cerr << "usage: settings FILE\n";
         return 2;

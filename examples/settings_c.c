@@ -31,7 +31,6 @@ static int showAndRaisePort(ZPROP_stz_handle* settings) {
 }
 
 int main(int argc, char** argv) {
-    setenv("QCSDIR", ZFC_DATA_DIR, 0);
     if (argc != 2) {
         fprintf(stderr, "usage: settings_c FILE\n");
         return 2;

@@ -113,7 +113,6 @@ void countTogether(std::string const& directory) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    setenv("QCSDIR", ZFC_DATA_DIR, 0);
     if (argc != 2) {
         std::cerr << "usage: shared_counter DIRECTORY\n";
         return 2;

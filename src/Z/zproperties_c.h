@@ -75,10 +75,10 @@ typedef struct ZStzFileItem {
 
 // -------------------------------------------------------------------------------------- failures
 
-/// What went wrong in this thread's last call that failed with anything but
-/// ZPROP_INVALID_ARGUMENT for a missing or bad one: the reason in words, and in parentheses the
-/// library's source and line. Never null; empty before the first failure. Calls that succeed leave
-/// it; it lives until the next failure, and as long as the thread.
+/// What went wrong in this thread's last call that failed: the reason in words, and in parentheses
+/// the library's source and line, but for an argument that is bad by itself. Never null; empty
+/// before the first failure. Calls that succeed leave it; it lives until the next failure, and as
+/// long as the thread.
 ZFC_API char const* zstzPropLastError(void);
 
 // --------------------------------------------------------------------------------------- files

@@ -42,6 +42,7 @@ static void test_opening(void) {
     ZPROP_stz_handle* opened = (ZPROP_stz_handle*)sample;
     CHECK(zstzPropOpen(&opened, path, (ZPROPOpenMode)3) == ZPROP_INVALID_ARGUMENT);
     CHECK(opened == NULL);
+    CHECK(strstr(zstzPropLastError(), "An argument is null"));
     CHECK(zstzPropOpen(&opened, NULL, ZPROP_OPEN_READ) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropOpen(NULL, path, ZPROP_OPEN_READ) == ZPROP_INVALID_ARGUMENT);
     CHECK(zstzPropClose(NULL) == ZPROP_INVALID_ARGUMENT);

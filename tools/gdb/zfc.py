@@ -105,7 +105,10 @@ break serve if $_streq($ztext(name), "east")"""
 def tags():
     """Those of the releases in the program."""
     found = gdb.execute("info functions ^zfcVersion_", to_string=True)
-    return sorted(set(re.findall(r"\bzfcVersion(_\w+)", found)))
+    # Where a library was compiled with the tables of lines alone, no function is listed.
+    files = "\n".join(file.filename for file in gdb.objfiles() if file.filename)
+    return sorted(set(re.findall(r"\bzfcVersion(_\w+)", found)) |
+                  set(re.findall(r"/libzfc\.so\.(_\w+)$", files, re.MULTILINE)))
 
 
 class Break(gdb.Command):

@@ -102,6 +102,8 @@ template <class Handle>
 void noteFailure(ZException const& failure) noexcept;
 /// Of an exception that is none of the library's.
 void noteUnknownFailure() noexcept;
+/// ZPROP_INVALID_ARGUMENT, with its text, for an argument that is missing or bad by itself.
+[[nodiscard]] int refusedArgument() noexcept;
 
 /// The code for an exception of the library.
 [[nodiscard]] int codeOf(ZException const& failure, int refused, int otherwise) noexcept;
@@ -128,7 +130,7 @@ template <class Body>
 /// The same for an edit; whatever it fails with has one code, but for an iterator's.
 template <class Body>
 [[nodiscard]] int edited(bool isValid, Body body) {
-    if (!isValid) return ZPROP_INVALID_ARGUMENT;
+    if (!isValid) return refusedArgument();
     return guarded(ZPROP_EDIT_ERROR, ZPROP_EDIT_ERROR, body);
 }
 
@@ -136,11 +138,9 @@ template <class Body>
 template <class Result, class Body>
 [[nodiscard]] Result answered(bool isValid, int* rc, Body body) {
     Result result{};
-    int code = ZPROP_INVALID_ARGUMENT;
-    if (isValid) {
-        code = guarded(ZPROP_INVALID_ARGUMENT, ZPROP_IO_ERROR,
-                       [&] { result = static_cast<Result>(body()); });
-    }
+    int const code = isValid ? guarded(ZPROP_INVALID_ARGUMENT, ZPROP_IO_ERROR,
+                                       [&] { result = static_cast<Result>(body()); })
+                             : refusedArgument();
     if (rc != nullptr) *rc = code;
     return code == ZPROP_OK ? result : Result{};
 }

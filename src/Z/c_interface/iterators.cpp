@@ -9,6 +9,7 @@ using zfc::c_interface::answered;
 using zfc::c_interface::edited;
 using zfc::c_interface::guarded;
 using zfc::c_interface::isHandle;
+using zfc::c_interface::refusedArgument;
 
 constexpr char sourceName[] = "src/Z/zproperties_c";
 
@@ -101,10 +102,10 @@ struct ZPROP_stzvalue_iter_handle : ZPROP_iter_handle {
 
 int zstzPropIter_init(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                       ZPROP_iter_handle** iterator) {
-    if (iterator == nullptr) return ZPROP_INVALID_ARGUMENT;
+    if (iterator == nullptr) return refusedArgument();
     // In any case: a caller that ignores the code must not have a stray pointer for a handle.
     *iterator = nullptr;
-    if (!isHandle(handle) || stanza == nullptr) return ZPROP_INVALID_ARGUMENT;
+    if (!isHandle(handle) || stanza == nullptr) return refusedArgument();
     return guarded(ZPROP_INVALID_ARGUMENT, ZPROP_IO_ERROR, [&] {
         if (key == nullptr) {
             *iterator = new ZPROP_stz_iter_handle(handle->properties, stanza);
@@ -147,6 +148,6 @@ int zstzPropIter_rmvValue(ZPROP_iter_handle* iterator) {
 }
 
 int zstzPropIter_close(ZPROP_iter_handle* iterator) {
-    if (!isHandle(iterator)) return ZPROP_INVALID_ARGUMENT;
+    if (!isHandle(iterator)) return refusedArgument();
     return guarded(ZPROP_IO_ERROR, ZPROP_IO_ERROR, [&] { delete iterator; });
 }

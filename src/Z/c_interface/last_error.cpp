@@ -42,6 +42,12 @@ void noteUnknownFailure() noexcept {
     last.shown = "An exception that is none of the library's was thrown.";
 }
 
+int refusedArgument() noexcept {
+    last.shown =
+        "An argument is null or none of the values that it may have, or its handle is none.";
+    return ZPROP_INVALID_ARGUMENT;
+}
+
 int codeOf(ZException const& failure, int refused, int otherwise) noexcept {
     if (is<ZPropertiesMissingPropertyException>(failure)) return ZPROP_MISSING_KEY;
     if (is<ZPropertiesInvalidValueException>(failure)) return ZPROP_INVALID_VALUE;

@@ -16,6 +16,7 @@ using zfc::c_interface::answered;
 using zfc::c_interface::edited;
 using zfc::c_interface::guarded;
 using zfc::c_interface::isHandle;
+using zfc::c_interface::refusedArgument;
 
 constexpr char sourceName[] = "src/Z/zproperties_c";
 
@@ -55,9 +56,9 @@ template <class Number>
 }  // namespace
 
 int zstzPropCreate(ZPROP_stz_handle** handle, char const* file) {
-    if (handle == nullptr) return ZPROP_INVALID_ARGUMENT;
+    if (handle == nullptr) return refusedArgument();
     *handle = nullptr;
-    if (file == nullptr) return ZPROP_INVALID_ARGUMENT;
+    if (file == nullptr) return refusedArgument();
     return guarded(ZPROP_IO_ERROR, ZPROP_IO_ERROR, [&] {
         constexpr mode_t anybody = 0666;  // as far as the umask lets them
         auto const made = zfc::platform::openFile(file, O_WRONLY | O_CREAT | O_EXCL, anybody);

@@ -10,6 +10,7 @@ using zfc::c_interface::answered;
 using zfc::c_interface::edited;
 using zfc::c_interface::guarded;
 using zfc::c_interface::isHandle;
+using zfc::c_interface::refusedArgument;
 
 ZPROP_handle::~ZPROP_handle() = default;
 
@@ -62,27 +63,27 @@ bool isOpenMode(ZPROPOpenMode const& mode) {
 // ----------------------------------------------------------------------------------------- files
 
 int zstzPropOpen(ZPROP_stz_handle** handle, char const* file, ZPROPOpenMode mode) {
-    if (handle == nullptr) return ZPROP_INVALID_ARGUMENT;
+    if (handle == nullptr) return refusedArgument();
     // In any case: a caller that ignores the code must not have a stray pointer for a handle.
     *handle = nullptr;
-    if (file == nullptr || !isOpenMode(mode)) return ZPROP_INVALID_ARGUMENT;
+    if (file == nullptr || !isOpenMode(mode)) return refusedArgument();
     return guarded(ZPROP_IO_ERROR, ZPROP_IO_ERROR,
                    [&] { *handle = new ZPROP_stz_handle(file, mode); });
 }
 
 int zstzPropClose(ZPROP_stz_handle* handle) {
-    if (!isHandle(handle)) return ZPROP_INVALID_ARGUMENT;
+    if (!isHandle(handle)) return refusedArgument();
     return guarded(ZPROP_IO_ERROR, ZPROP_IO_ERROR, [&] { delete handle; });
 }
 
 int zstzPropStore(ZPROP_stz_handle* handle, char const* file) {
-    if (!isHandle(handle)) return ZPROP_INVALID_ARGUMENT;
+    if (!isHandle(handle)) return refusedArgument();
     return guarded(ZPROP_IO_ERROR, ZPROP_IO_ERROR, [&] { handle->properties.store(file); });
 }
 
 int zstzPropUpdate(ZPROP_stz_handle* handle, unsigned int milliseconds, ZPROPUpdate edit,
                    void* data) {
-    if (!isHandle(handle) || edit == nullptr) return ZPROP_INVALID_ARGUMENT;
+    if (!isHandle(handle) || edit == nullptr) return refusedArgument();
     bool gaveUp = false;
     auto const run = [&](ZStanzaFileProperties&) {
         int answer = 0;
@@ -143,7 +144,7 @@ int zstzPropGetBooleanValue(ZPROP_stz_handle* handle, char const* stanza, char c
 }
 
 int zstzPropGetValues(ZPROP_stz_handle* handle, ZStzFileItem* items, int count) {
-    if (!isHandle(handle)) return ZPROP_INVALID_ARGUMENT;
+    if (!isHandle(handle)) return refusedArgument();
     return guarded(ZPROP_INVALID_ARGUMENT, ZPROP_IO_ERROR,
                    [&] { handle->properties.getItems(items, count); });
 }

@@ -62,14 +62,13 @@ class Patience {
   public:
     explicit Patience(unsigned int milliseconds)
         : end(Clock::now() + std::chrono::milliseconds(milliseconds)) {}
-    /// Pauses a little longer than the last time; false, and no pause, when the time is up.
+    /// Pauses for a moment; false, and no pause, when the time is up.
     [[nodiscard]] bool pause();
 
   private:
     using Clock = std::chrono::steady_clock;
 
     Clock::time_point end;
-    Clock::duration next = std::chrono::milliseconds(1);
 };
 
 /// A regular file, open and locked whole: shared to load it, exclusive to store it. A store creates

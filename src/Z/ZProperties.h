@@ -326,7 +326,13 @@ class ZFC_API ZProperties : public ZAbstractProperties,
     void addEntryComment(char const* stanza, char const* key, char const* text) override;
 
   protected:
-    /// Called by load() and reload(), under the lock, when everything was read; does nothing here.
+    /// Called by load(), reload() and updateFile() when everything was read, under the lock, which
+    /// its thread may take again: reads answer with the new values. Does nothing here; an override
+    /// refuses values by throwing. Then the load has failed with that, and what the attribute bit
+    /// ZPCache::keepLastGood promises of failures holds; what is none of the library's exceptions
+    /// passes as well, but a later store raises ZPropertiesInvalidDataException (message 44) in its
+    /// place. The file is not to be loaded, stored or updated in here. A constructor that loads a
+    /// file calls this one, not an override.
     virtual void postLoad(char const* file);
     /// Called with each new comment to make it one of the format; does nothing here.
     virtual void checkComment(ZLCString& comment) const;

@@ -56,7 +56,8 @@ class ZFC_API ZStringIterator : public ZAbstractIterator {
     [[nodiscard]] bool hasMore() override;
     /// The target, holding the next character; at the end, holding empty text. It stays the
     /// caller's and changes with the next call. A malformed character raises ZQCSMBLenException
-    /// (message 46); the iterator stays in front of it.
+    /// (message 46); the iterator stays in front of it. In a codeset of single bytes each byte is a
+    /// character, also one that the codeset does not define: nothing is raised.
     ZAbstractMutableString* getNext() override;
     /// Back to the first character.
     void reset() override;

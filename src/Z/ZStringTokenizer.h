@@ -17,14 +17,15 @@ class ZArrayList;
 /// tokenizer; the source stays unchanged while it is walked.
 ///
 /// A malformed character where a delimiter is looked for raises ZQCSMBLenException (message 46);
-/// the tokenizer stays where it was.
+/// the tokenizer stays where it was. In a codeset of single bytes no character is malformed.
 class ZFC_API ZStringTokenizer : public ZAbstractIterator {
   public:
-    /// Splits at blanks, tabs, carriage returns and line feeds. A target of another codeset than
-    /// the source's raises ZUnsupportedException (message 48).
+    /// Splits at blanks, tabs, carriage returns and line feeds, and at no other white space. A
+    /// target of another codeset than the source's raises ZUnsupportedException (message 48).
     ZStringTokenizer(ZAbstractString const& source, ZAbstractMutableString& target);
     /// Splits at the characters of `delimiters`, which is copied, and converted when it is of the
-    /// other family.
+    /// other family; what cannot be raises ZToUTF8Exception (message 49) or ZFromUTF8Exception
+    /// (50). ZUnsupportedException (48) as above.
     ZStringTokenizer(ZAbstractString const& source, ZAbstractMutableString& target,
                      ZAbstractString const& delimiters);
     // A temporary would be gone before the first token.

@@ -8,7 +8,9 @@
 ///
 /// Every other header makes macros of the library's names (`Z/ztags.h`), and a macro renames what a
 /// program calls by the same name: its own `vendor::ZList` would be another class in the sources
-/// that include the library than in those that do not. Behind this header no name is a macro.
+/// that include the library than in those that do not. Behind this header no class, type or
+/// function is a macro; those that stay begin with ZFC_, are the words of `Z/zexport.h` for
+/// thread-safety analysis, such as ZGUARDED_BY, or guard a header (Z_..._H).
 ///
 /// - A class, a structure or an enumeration is called in zfc as it is elsewhere without its Z:
 ///   `ZArrayList` is zfc::ArrayList, `ZUTF8String` zfc::UTF8String. The exceptions:

@@ -5,7 +5,9 @@
 /// - No exception leaves a function; each failure is one of the codes of ZPROPReturnCode. A
 ///   function that returns something else stores its code through `rc`, which may be null when the
 ///   caller does not want it, and returns 0 or null beside a code other than ZPROP_OK. Cancelling
-///   the thread (pthread_cancel) goes through.
+///   the thread (pthread_cancel) goes through. But the first call ends the process, after a report,
+///   when `QCSDIR` is not set or the environment's locale names a codeset that is not known;
+///   zfc_setup() sets the one, and zgetLocalCodesetName(), asked before, is null in both cases.
 /// - A null pointer where text, a handle or an address is required, and a handle that is closed or
 ///   foreign, is ZPROP_INVALID_ARGUMENT and nothing happens. Handles are recognised by words in
 ///   their memory: never pass a pointer to something that is no handle. Other text that
@@ -92,7 +94,9 @@ ZFC_API int zstzPropCreate(ZPROP_stz_handle** handle, char const* file);
 /// Releases the handle; edits that were not stored are lost.
 ZFC_API int zstzPropClose(ZPROP_stz_handle* handle);
 /// Writes all edits to `file`, or with null to the file that was opened, and flushes it to the
-/// device. ZPROP_IO_ERROR: nothing was written, the file is as it was, the edits are kept.
+/// device; a relative name is followed from the directory that is current now. ZPROP_IO_ERROR: the
+/// file holds the old values or the new ones, never a part of them, and the edits are kept, so that
+/// the call can be repeated.
 ZFC_API int zstzPropStore(ZPROP_stz_handle* handle, char const* file);
 
 /// Edits the file of `handle`, which is the one given to zstzPropUpdate(), as `data` is. 0 when the
@@ -105,7 +109,8 @@ typedef int (*ZPROPUpdate)(ZPROP_stz_handle* handle, void* data);
 /// and cannot store or update it.
 ///
 /// Whatever the code, but ZPROP_OK, nothing is stored and the handle has no edits; what was read
-/// stays. ZPROP_IO_ERROR: the lock could not be had in time, or reading or storing failed.
+/// stays. ZPROP_IO_ERROR: the lock could not be had in time, or reading or storing failed; a store
+/// that failed at its very end may be in the file, whole.
 /// ZPROP_EDIT_ERROR: `edit` gave up, or threw where it is C++. ZPROP_INVALID_ARGUMENT: `edit` is
 /// null, or the handle has edits that are not stored, which it keeps; `edit` was not called.
 ZFC_API int zstzPropUpdate(ZPROP_stz_handle* handle, unsigned int milliseconds, ZPROPUpdate edit,
@@ -126,8 +131,8 @@ ZFC_API int zstzPropNumValues(ZPROP_stz_handle* handle, char const* stanza, char
 /// absent or has no value, with ZPROP_MISSING_KEY when `required` is not 0.
 ZFC_API char* zstzPropGetStringValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                                      int required, int* rc);
-/// The key's last value as a number, read as 32-bit strtoul() with base 0 does; 0 when it is
-/// absent. ZPROP_INVALID_VALUE: it is no number. ZPROP_MISSING_KEY: as above.
+/// The key's last value as a number, read as 32-bit strtoul() with base 0 does: "010" is 8; 0 when
+/// it is absent. ZPROP_INVALID_VALUE: it is no number. ZPROP_MISSING_KEY: as above.
 ZFC_API unsigned int zstzPropGetIntegerValue(ZPROP_stz_handle* handle, char const* stanza,
                                              char const* key, int required, int* rc);
 /// 1 when the key's last value is yes, y, true, t or 1, in any case of letters; 0 when it is no, n,
@@ -135,9 +140,9 @@ ZFC_API unsigned int zstzPropGetIntegerValue(ZPROP_stz_handle* handle, char cons
 /// above.
 ZFC_API int zstzPropGetBooleanValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                                     int required, int* rc);
-/// The key's last value as a number of 64 bits, decimal, or hexadecimal behind "0x"; 0 when it is
-/// absent. ZPROP_INVALID_VALUE: it is no whole number, or beyond 64 bits. ZPROP_MISSING_KEY: as
-/// above.
+/// The key's last value as a number of 64 bits, decimal ("010" is 10), or hexadecimal behind "0x";
+/// 0 when it is absent. ZPROP_INVALID_VALUE: it is no whole number, or beyond 64 bits.
+/// ZPROP_MISSING_KEY: as above.
 ZFC_API long long zstzPropGetInteger64Value(ZPROP_stz_handle* handle, char const* stanza,
                                             char const* key, int required, int* rc);
 /// The same as a real number: decimal, with a point in every locale, finite.
@@ -167,7 +172,8 @@ ZFC_API void zstzPropFree(char* text);
 // key that must exist and does not; nothing changed.
 
 /// Replaces all values of the key by `value`; stanza and key are created when absent. Null or empty
-/// text leaves the key without a value.
+/// text leaves the key without a value. Blanks at the ends of `value` are lost by the file: the
+/// next reader does not see them, and of blanks alone it sees no value.
 ZFC_API int zstzPropSetStringValue(ZPROP_stz_handle* handle, char const* stanza, char const* key,
                                    char const* value);
 /// The same with the number in decimal.
@@ -217,7 +223,7 @@ ZFC_API char const* zstzPropIter_getValue(ZPROP_iter_handle* iterator, int* rc);
 ZFC_API int zstzPropIter_numKeys(ZPROP_iter_handle* iterator, int* rc);
 /// Number of values of the key. ZPROP_ITERATOR_ERROR: an iterator over keys, as below.
 ZFC_API int zstzPropIter_numValues(ZPROP_iter_handle* iterator, int* rc);
-/// Adds a value behind the key's others; the walk will come to it.
+/// Adds a value behind the key's others; the walk will come to it. Empty text is ZPROP_EDIT_ERROR.
 ZFC_API int zstzPropIter_addValue(ZPROP_iter_handle* iterator, char const* value);
 /// Replaces the current value. ZPROP_ITERATOR_ERROR: no current value, or the key's values were
 /// changed by somebody else.

@@ -40,7 +40,7 @@ bool ZStringIterator::hasMore() { return position != nullptr && *position != '\0
 
 ZAbstractMutableString* ZStringIterator::getNext() {
     char const* const at = position;
-    // Nearly all characters; no codeset served has a byte below 0x80 within one.
+    // Nearly all characters; in no codeset served does a byte below 0x80 begin a longer one.
     if (at == nullptr || static_cast<signed char>(*at) <= 0) return getOther();
     target.setByte(*at);
     position = at + 1;
